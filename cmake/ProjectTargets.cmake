@@ -1,0 +1,66 @@
+# Settings that every target of the project shares, kept off the targets that consumers link.
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_AUTOMOC ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# Programs lie beside each other, as they are looked for, and libraries beside each other.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+
+set(CONVERTWRAPPERS_LIBEXECDIR ${CMAKE_INSTALL_LIBEXECDIR}/ConvertWrappers)
+set(CONVERTWRAPPERS_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/ConvertWrappers)
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+include(GenerateExportHeader)
+
+# Warnings, and paths in log records that are the same whoever builds.
+function(project_compile_settings target)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
+    $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>
+    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+  target_compile_definitions(${target} PRIVATE
+    QT_NO_KEYWORDS QT_NO_FOREACH QT_NO_CAST_FROM_BYTEARRAY)
+endfunction()
+
+# A shared library whose headers lie in this folder, are included flat and are installed.
+# usage: project_library(NAME HEADERS a.h ... SOURCES a.cpp ...)
+function(project_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;SOURCES")
+  add_library(${name} SHARED ${arg_SOURCES} ${arg_HEADERS})
+  add_library(ConvertWrappers::${name} ALIAS ${name})
+  project_compile_settings(${name})
+  generate_export_header(${name} EXPORT_FILE_NAME ${CMAKE_CURRENT_BINARY_DIR}/${name}Export.h)
+  target_include_directories(${name} PUBLIC
+    $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}>
+    $<BUILD_INTERFACE:${CMAKE_CURRENT_BINARY_DIR}>
+    $<INSTALL_INTERFACE:${CONVERTWRAPPERS_INCLUDEDIR}>)
+  target_compile_features(${name} PUBLIC cxx_std_17)
+  set_target_properties(${name} PROPERTIES
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    INSTALL_RPATH $ORIGIN)
+  install(TARGETS ${name} EXPORT ConvertWrappersTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(FILES ${arg_HEADERS} ${CMAKE_CURRENT_BINARY_DIR}/${name}Export.h
+    DESTINATION ${CONVERTWRAPPERS_INCLUDEDIR})
+endfunction()
+
+# A program installed into `destination`, which finds the project's libraries wherever both lie.
+function(project_program name destination)
+  project_compile_settings(${name})
+  file(RELATIVE_PATH to_libraries
+    ${CMAKE_INSTALL_FULL_BINDIR}/../${destination} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_target_properties(${name} PROPERTIES INSTALL_RPATH $ORIGIN/${to_libraries})
+  install(TARGETS ${name} RUNTIME DESTINATION ${destination})
+endfunction()

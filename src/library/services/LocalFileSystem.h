@@ -1,0 +1,54 @@
+#pragma once
+
+#include "ConverterServicesExport.h"
+#include "IFileSystem.h"
+
+#include <memory>
+
+namespace Korvel::PDF {
+
+class SessionFolder;
+
+/**
+ * The local file system, with a session folder as the folder for temporary files.
+ *
+ * Nothing throws; the reason of a failed operation goes to Qt's log, category `korvel.services`. A
+ * path that is empty or holds a NUL is refused by every operation. Thread-safe.
+ */
+class CONVERTERSERVICES_EXPORT LocalFileSystem : public IFileSystem
+{
+public:
+    /** @param session  not null; shared, so the folder lives as long as this object */
+    explicit LocalFileSystem(std::shared_ptr<const SessionFolder> session);
+
+    /** The session folder. */
+    ioPath GetTempFolder() override;
+
+    /**
+     * Removes a folder and everything inside it. Links inside are removed, never followed.
+     *
+     * Refused: a path that is no folder, a link to a folder, the root, and the session folder or
+     * any folder above it.
+     */
+    bool RemoveFolder(const ioPath& folder) override;
+
+    /** Whether anything is at `path`, a dangling symbolic link included. */
+    bool Exists(const ioPath& path) override;
+
+    /**
+     * Moves a regular file; never replaces, and never shows a partial file at `to`.
+     *
+     * On one volume it is one atomic step. Across volumes the bytes are copied into an unnamed or
+     * hidden file in the target's folder, flushed to the disk and put in place under its name in
+     * one step, and then only the source is removed; permission bits are kept.
+     */
+    bool Move(const ioPath& from, const ioPath& to) override;
+
+    /** Creates one folder with mode 0700. */
+    bool CreateFolder(const ioPath& folder) override;
+
+private:
+    const std::shared_ptr<const SessionFolder> session;
+};
+
+} // namespace Korvel::PDF

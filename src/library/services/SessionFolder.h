@@ -1,0 +1,54 @@
+#pragma once
+
+#include "ConverterServicesExport.h"
+
+#include <memory>
+#include <string>
+
+namespace Korvel::PDF {
+
+/**
+ * One private folder for everything temporary of this process, removed with the object.
+ *
+ * The folder is `pdfconvert-XXXXXX` below a folder for temporary files, made with mode 0700, and
+ * held by a lock on it as long as the object lives. Making one also sweeps: session folders of this
+ * user whose lock is free belonged to processes that were killed, and are removed with what is in
+ * them.
+ *
+ *     std::string error;
+ *     std::shared_ptr<SessionFolder> session =
+ *         SessionFolder::Create(SessionFolder::DefaultParent(), error);
+ *
+ * Thread-safe after it was made.
+ */
+class CONVERTERSERVICES_EXPORT SessionFolder
+{
+public:
+    /** `$TMPDIR` when it is set to an absolute path, else "/tmp". */
+    static std::string DefaultParent();
+
+    /**
+     * Makes a session folder below `parent`, an existing folder, and sweeps abandoned ones there.
+     *
+     * @param parent  UTF-8; a relative path is taken from the working folder
+     * @param error   receives the reason, such as "Permission denied", when null is returned
+     * @return null when the folder could not be made or locked. Throws nothing.
+     */
+    static std::unique_ptr<SessionFolder> Create(const std::string& parent, std::string& error);
+
+    /** Removes the folder with everything inside it, and lets the lock go. */
+    ~SessionFolder();
+
+    /** The folder's absolute path, UTF-8, without a trailing separator. */
+    const std::string& Path() const;
+
+private:
+    SessionFolder(std::string path, int lock);
+    SessionFolder(const SessionFolder&) = delete;
+    SessionFolder& operator=(const SessionFolder&) = delete;
+
+    const std::string path;
+    const int lock;
+};
+
+} // namespace Korvel::PDF
