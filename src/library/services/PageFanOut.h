@@ -1,0 +1,79 @@
+#pragma once
+
+#include "AbstractConverter.h"
+#include "ConverterServicesExport.h"
+
+#include <memory>
+#include <vector>
+
+namespace Korvel::PDF::Converter {
+
+/**
+ * Converts the pages of a document through several inner converters at once.
+ *
+ * A document task carries the option "page_tasks" (`std::vector<PageFanOut::PageTask>`): which page
+ * is wanted where. Each page becomes a task of its own for an inner converter that has none: the
+ * document's type, source and other options, the page's destination and the option "page". Without
+ * "page_tasks" the task is handed to one inner converter as it is.
+ *
+ *     auto fanOut = std::make_shared<PageFanOut>(chains);
+ *     task.options["page_tasks"] = std::vector<PageFanOut::PageTask>{{1, "/out/1.png"}, ...};
+ *
+ * An inner converter gets its next page after it has ended the one before, so the source, which the
+ * pages of a document share, tells there which page is meant.
+ *
+ * Signals of a document, with its source:
+ * - ConvertationStarted once, ConvertationProgress from 0 to 1 over all its pages, both passed on
+ *   while it runs; DownloadProgress and UploadProgress as the inner converters emit them
+ * - ConvertationFinished once, and then one of
+ * - Finished with the final path of every page, in the order of "page_tasks"; the path is empty for
+ *   a result that was made and could not be put in its place
+ * - Failed with the first error of a page. No page is started after it; pages that were finished
+ *   before stay where they are.
+ *
+ * Ownership: shares the inner converters, and has no parent. Thread: used on the thread that owns
+ * it, whose event loop must run: pages are handed out from there, so neither many pages nor many
+ * documents deepen the stack.
+ */
+class CONVERTERSERVICES_EXPORT PageFanOut : public AbstractConverter
+{
+    Q_OBJECT
+
+public:
+    /** One page of a document and where its result is wanted. */
+    struct PageTask
+    {
+        /** From 1; 0 for the document as a whole. */
+        int page = 0;
+        QString destination;
+    };
+
+    /** @param chains  the inner converters, at least one and none null */
+    explicit PageFanOut(const std::vector<std::shared_ptr<AbstractConverter>>& chains);
+    ~PageFanOut() override;
+
+    /**
+     * Starts a document.
+     *
+     * @return false when a document with this source is in hand, or "page_tasks" is empty
+     * @throws std::bad_cast  "page_tasks" holds a value of another type
+     */
+    bool ConvertFile(const Task& task) override;
+
+    /** Every document in hand ends with Failed; whether all inner converters could be asked. */
+    bool CancelConvertation() override;
+
+    /** The first inner converter's answer. */
+    std::map<QString, QStringList> GetSupportedFormats() const override;
+
+    /** Whether all inner converters can work. */
+    bool DoesServiceAvailable() override;
+
+private:
+    Q_DISABLE_COPY_MOVE(PageFanOut)
+
+    struct Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+} // namespace Korvel::PDF::Converter

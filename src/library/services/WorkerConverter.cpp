@@ -1,0 +1,145 @@
+#include "WorkerConverter.h"
+
+#include "AbsolutePath.h"
+#include "ServicesLog.h"
+
+#include <vector>
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QPointer>
+
+namespace Korvel::PDF::Converter {
+
+namespace {
+
+/** The formats by the suffixes that ask for them. */
+const std::map<QString, QString>& FormatsBySuffix()
+{
+    static const std::map<QString, QString> formats{
+        {QStringLiteral("bmp"), QStringLiteral("bmp")},
+        {QStringLiteral("jpeg"), QStringLiteral("jpg")},
+        {QStringLiteral("jpg"), QStringLiteral("jpg")},
+        {QStringLiteral("pdf"), QStringLiteral("pdf")},
+        {QStringLiteral("png"), QStringLiteral("png")},
+        {QStringLiteral("tif"), QStringLiteral("tif")},
+        {QStringLiteral("tiff"), QStringLiteral("tif")},
+        {QStringLiteral("txt"), QStringLiteral("txt")},
+        {QStringLiteral("webp"), QStringLiteral("webp")}};
+    return formats;
+}
+
+/** The format that the task asks for; a null one when it is none that the worker makes. */
+QString FormatOf(const AbstractConverter::Task& task)
+{
+    const QString wanted = task.type.isEmpty() ? QFileInfo(task.destination).suffix() : task.type;
+    const auto format = FormatsBySuffix().find(wanted.toLower());
+    return format == FormatsBySuffix().end() ? QString() : format->second;
+}
+
+QJsonObject ConvertRequest(const AbstractConverter::Task& task)
+{
+    QJsonObject request{{QStringLiteral("op"), QStringLiteral("convert")},
+                        {QStringLiteral("file"), AbsolutePath(task.source)},
+                        {QStringLiteral("output"), AbsolutePath(task.destination)},
+                        {QStringLiteral("format"), FormatOf(task)}};
+    const auto& options = task.options;
+    if (const auto page = options.find("page"); page != options.end())
+        request[QStringLiteral("page")] = std::any_cast<int>(page->second);
+    if (const auto dpi = options.find("resolution"); dpi != options.end())
+        request[QStringLiteral("resolution")] = std::any_cast<double>(dpi->second);
+    if (const auto pages = options.find("pages"); pages != options.end()) {
+        QJsonArray numbers;
+        for (const int page : std::any_cast<const std::vector<int>&>(pages->second))
+            numbers.append(page);
+        request[QStringLiteral("pages")] = numbers;
+    }
+    return request;
+}
+
+AbstractConverter::ErrorType ToErrorType(const QString& reason)
+{
+    static const std::map<QString, AbstractConverter::ErrorType> errors{
+        {QStringLiteral("unreadable"), AbstractConverter::CannotOpenSource},
+        {QStringLiteral("empty"), AbstractConverter::CannotOpenSource},
+        {QStringLiteral("not-a-pdf"), AbstractConverter::CannotOpenSource},
+        {QStringLiteral("damaged"), AbstractConverter::CannotOpenSource},
+        {QStringLiteral("unsupported-encryption"), AbstractConverter::CannotOpenSource},
+        {QStringLiteral("no-password"), AbstractConverter::PasswordRequiredOrWrong},
+        {QStringLiteral("wrong-password"), AbstractConverter::PasswordRequiredOrWrong},
+        {QStringLiteral("no-such-page"), AbstractConverter::CannotRender},
+        {QStringLiteral("cannot-render"), AbstractConverter::CannotRender},
+        {QStringLiteral("died"), AbstractConverter::CannotRender},
+        {QStringLiteral("rubbish"), AbstractConverter::CannotRender},
+        {QStringLiteral("cannot-write"), AbstractConverter::CannotWrite},
+        {QStringLiteral("ended"), AbstractConverter::Cancelled},
+        {QStringLiteral("timed-out"), AbstractConverter::TimedOut},
+        {QStringLiteral("out-of-memory"), AbstractConverter::OutOfMemory},
+        {QStringLiteral("unsupported-format"), AbstractConverter::UnsupportedFormat}};
+    const auto error = errors.find(reason);
+    return error == errors.end() ? AbstractConverter::Unknown : error->second;
+}
+
+} // namespace
+
+WorkerConverter::WorkerConverter(const QString& workerProgram, std::chrono::milliseconds deadline)
+    : program(workerProgram.isEmpty() ? WorkerProcess::FindProgram() : workerProgram),
+      worker(program, deadline)
+{
+}
+
+WorkerConverter::~WorkerConverter() = default;
+
+bool WorkerConverter::ConvertFile(const Task& task)
+{
+    // Whatever comes back is emitted from the event loop; calls still queued go with the object.
+    const auto later = [this](auto&& emission) {
+        QMetaObject::invokeMethod(this, emission, Qt::QueuedConnection);
+    };
+    const QJsonObject request = ConvertRequest(task);
+    later([this, source = task.source] { Q_EMIT ConvertationStarted(source); });
+    worker.Ask(request, [this, later, source = task.source,
+                         result = task.destination](const QJsonObject& answer) {
+        later([this, source, result, answer] { EmitOutcome(source, result, answer); });
+    });
+    return true;
+}
+
+void WorkerConverter::EmitOutcome(const QString& source, const QString& result,
+                                  const QJsonObject& answer)
+{
+    const QPointer<WorkerConverter> self(this);
+    if (!answer[QStringLiteral("ok")].toBool()) {
+        qCWarning(servicesLog) << "cannot convert" << source << answer[QStringLiteral("message")];
+        Q_EMIT ConvertationFinished(source);
+        if (self)
+            Q_EMIT Failed(source, ToErrorType(answer[QStringLiteral("reason")].toString()));
+        return;
+    }
+    Q_EMIT ConvertationProgress(source, 1.0);
+    if (self)
+        Q_EMIT ConvertationFinished(source);
+    if (self)
+        Q_EMIT Finished(source, result);
+}
+
+bool WorkerConverter::CancelConvertation()
+{
+    worker.End();
+    return true;
+}
+
+std::map<QString, QStringList> WorkerConverter::GetSupportedFormats() const
+{
+    QStringList suffixes;
+    for (const auto& format : FormatsBySuffix())
+        suffixes.append(format.first);
+    return {{QStringLiteral("pdf"), suffixes}};
+}
+
+bool WorkerConverter::DoesServiceAvailable()
+{
+    return QFileInfo(program).isExecutable();
+}
+
+} // namespace Korvel::PDF::Converter

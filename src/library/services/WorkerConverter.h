@@ -1,0 +1,67 @@
+#pragma once
+
+#include "AbstractConverter.h"
+#include "ConverterServicesExport.h"
+#include "WorkerProcess.h"
+
+#include <chrono>
+
+namespace Korvel::PDF::Converter {
+
+/**
+ * Converts unencrypted PDFs in a worker process of its own: one task, one result file.
+ *
+ * A task's `type` is the format ("png", "jpg", "tif", "bmp", "webp", "txt", "pdf"); when it is
+ * empty the suffix of the destination is. The destination must not exist. Options:
+ * - "page" (`int`, from 1): the page that becomes a picture; needed for the picture formats
+ * - "resolution" (`double`, dots per inch): 150 when absent
+ * - "pages" (`std::vector<int>`, from 1): the pages whose text is wanted; all when absent
+ *
+ *     AbstractConverter::Task task;
+ *     task.source = "/docs/report.pdf";
+ *     task.destination = "/docs/page-3.png";
+ *     task.options["page"] = 3;
+ *     converter.ConvertFile(task);
+ *
+ * All signals are emitted from the event loop of the thread that owns the converter, never inside
+ * ConvertFile. Several tasks may be given; they are worked on one after another. Failed tasks leave
+ * no file behind, unless the worker died or was cancelled while it wrote.
+ */
+class CONVERTERSERVICES_EXPORT WorkerConverter : public AbstractConverter
+{
+    Q_OBJECT
+
+public:
+    /** The arguments of WorkerProcess. */
+    explicit WorkerConverter(const QString& workerProgram = {},
+                             std::chrono::milliseconds deadline = WorkerProcess::defaultDeadline);
+
+    /** Ends the worker; tasks in hand end without a signal. */
+    ~WorkerConverter() override;
+
+    /**
+     * Accepts every task; what is wrong with one is told by Failed.
+     *
+     * @throws std::bad_cast  an option holds a value of another type than given above
+     */
+    bool ConvertFile(const Task& task) override;
+
+    /** Ends the work at once: every task in hand ends with Failed and `Cancelled`. True. */
+    bool CancelConvertation() override;
+
+    /** The suffixes of the results by that of the source, "pdf". */
+    std::map<QString, QStringList> GetSupportedFormats() const override;
+
+    /** Whether the worker program is there. */
+    bool DoesServiceAvailable() override;
+
+private:
+    Q_DISABLE_COPY_MOVE(WorkerConverter)
+
+    void EmitOutcome(const QString& source, const QString& result, const QJsonObject& answer);
+
+    const QString program;
+    WorkerProcess worker;
+};
+
+} // namespace Korvel::PDF::Converter

@@ -1,0 +1,231 @@
+#include "WorkerPdfProvider.h"
+
+#include "AbsolutePath.h"
+#include "ServicesLog.h"
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <utility>
+
+#include <QThread>
+
+namespace Korvel::PDF {
+
+namespace {
+
+/** A promise that answers `failure` when it is dropped without an answer. */
+template <typename T>
+class Reply
+{
+public:
+    explicit Reply(T failure) : value(failure) {}
+    ~Reply() { promise.set_value(value); }
+
+    std::future<T> Future() { return promise.get_future(); }
+
+    /** What is answered when the last holder lets go. */
+    void Set(T answer) { value = answer; }
+
+private:
+    Q_DISABLE_COPY_MOVE(Reply)
+
+    std::promise<T> promise;
+    T value;
+};
+
+OpenFailure ToOpenFailure(const QString& reason)
+{
+    static const std::map<QString, OpenFailure> failures{
+        {QStringLiteral("unreadable"), OpenFailure::Unreadable},
+        {QStringLiteral("empty"), OpenFailure::Empty},
+        {QStringLiteral("not-a-pdf"), OpenFailure::NotAPdf},
+        {QStringLiteral("damaged"), OpenFailure::Damaged},
+        {QStringLiteral("no-password"), OpenFailure::NoPassword},
+        {QStringLiteral("wrong-password"), OpenFailure::WrongPassword},
+        {QStringLiteral("unsupported-encryption"), OpenFailure::UnsupportedEncryption},
+        {QStringLiteral("out-of-memory"), OpenFailure::OutOfMemory},
+        {QStringLiteral("timed-out"), OpenFailure::TimedOut}};
+    const auto failure = failures.find(reason);
+    return failure == failures.end() ? OpenFailure::WorkerFailed : failure->second;
+}
+
+DocumentInfo ToDocumentInfo(const QJsonObject& answer)
+{
+    DocumentInfo info;
+    info.pages = answer[QStringLiteral("pages")].toInt();
+    info.encrypted = answer[QStringLiteral("encrypted")].toBool();
+    info.repaired = answer[QStringLiteral("repaired")].toBool();
+    info.version = answer[QStringLiteral("version")].toString();
+    const QJsonObject properties = answer[QStringLiteral("properties")].toObject();
+    for (auto property = properties.begin(); property != properties.end(); ++property)
+        info.properties.emplace(property.key(), property.value().toString());
+    return info;
+}
+
+/** The path in a request, or null when it is not UTF-8 or holds a NUL. */
+QString RequestPath(const ioPath& file)
+{
+    const std::string bytes = file.utf8string();
+    const QString text = QString::fromStdString(bytes);
+    if (bytes.empty() || text.toStdString() != bytes || text.contains(QChar(u'\0')))
+        return {};
+    return AbsolutePath(text);
+}
+
+} // namespace
+
+struct WorkerPdfProvider::Impl
+{
+    Impl(const QString& workerProgram, std::chrono::milliseconds deadline)
+        : worker(new WorkerProcess(workerProgram, deadline))
+    {
+        thread.setObjectName(QStringLiteral("WorkerPdfProvider"));
+        worker->moveToThread(&thread);
+        QObject::connect(&thread, &QThread::finished, worker, &QObject::deleteLater);
+        thread.start();
+    }
+
+    ~Impl()
+    {
+        thread.quit();
+        thread.wait();
+    }
+
+    /**
+     * Asks the worker, on the provider's thread. When the request is dropped on the way, since the
+     * provider was shut down, the replies that `receiver` holds answer by being dropped with it.
+     */
+    void Ask(const QJsonObject& request, WorkerProcess::Receiver receiver)
+    {
+        QMetaObject::invokeMethod(
+            worker,
+            [this, request, receiver = std::move(receiver)] {
+                if (!shutDown)
+                    worker->Ask(request, receiver);
+            },
+            Qt::QueuedConnection);
+    }
+
+    void KeepOpened(qint64 id, const DocumentInfo& info, const std::string& file)
+    {
+        const std::lock_guard lock(mutex);
+        documents[id] = info;
+        failures.erase(file);
+    }
+
+    void KeepFailure(const std::string& file, OpenFailure failure)
+    {
+        const std::lock_guard lock(mutex);
+        failures[file] = failure;
+    }
+
+    QThread thread;
+    /** Lives on the thread and is deleted there, when the thread ends. */
+    WorkerProcess* const worker;
+    std::atomic<bool> shutDown{false};
+    std::atomic<qint64> lastDocument{0};
+
+    mutable std::mutex mutex;
+    std::map<qint64, DocumentInfo> documents;
+    std::map<std::string, OpenFailure> failures;
+};
+
+WorkerPdfProvider::WorkerPdfProvider(const QString& workerProgram,
+                                     std::chrono::milliseconds deadline)
+    : impl(new Impl(workerProgram, deadline))
+{
+}
+
+WorkerPdfProvider::~WorkerPdfProvider() = default;
+
+std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
+                                                            const std::string& password)
+{
+    const auto reply = std::make_shared<Reply<DocumentHandle>>(DocumentHandle{});
+    std::future<DocumentHandle> opened = reply->Future();
+    const std::string name = file.utf8string();
+    const QString path = RequestPath(file);
+    if (path.isNull()) {
+        impl->KeepFailure(name, OpenFailure::Unreadable);
+        return opened;
+    }
+
+    // Stands until the worker has answered, and for good when it never does.
+    impl->KeepFailure(name, OpenFailure::WorkerFailed);
+    const qint64 id = ++impl->lastDocument;
+    const QByteArray secret = QByteArray::fromStdString(password).toBase64();
+    impl->Ask({{QStringLiteral("op"), QStringLiteral("open")},
+               {QStringLiteral("document"), id},
+               {QStringLiteral("file"), path},
+               {QStringLiteral("password"), QString::fromLatin1(secret)}},
+              [state = impl.get(), reply, id, name](const QJsonObject& answer) {
+                  if (!answer[QStringLiteral("ok")].toBool()) {
+                      state->KeepFailure(
+                          name, ToOpenFailure(answer[QStringLiteral("reason")].toString()));
+                      return;
+                  }
+                  state->KeepOpened(id, ToDocumentInfo(answer), name);
+                  reply->Set({id, 0});
+              });
+    return opened;
+}
+
+std::future<bool> WorkerPdfProvider::SaveDocument(const DocumentHandle& document,
+                                                  const ioPath& file)
+{
+    const auto reply = std::make_shared<Reply<bool>>(false);
+    std::future<bool> saved = reply->Future();
+    const QString path = RequestPath(file);
+    if (path.isNull())
+        return saved;
+    impl->Ask({{QStringLiteral("op"), QStringLiteral("save")},
+               {QStringLiteral("document"), qint64(document.id)},
+               {QStringLiteral("file"), path}},
+              [reply](const QJsonObject& answer) {
+                  reply->Set(answer[QStringLiteral("ok")].toBool());
+                  if (!answer[QStringLiteral("ok")].toBool())
+                      qCWarning(servicesLog) << "cannot save:" << answer[QStringLiteral("message")];
+              });
+    return saved;
+}
+
+std::future<bool> WorkerPdfProvider::CloseDocument(const DocumentHandle& document)
+{
+    const auto reply = std::make_shared<Reply<bool>>(false);
+    std::future<bool> closed = reply->Future();
+    {
+        const std::lock_guard lock(impl->mutex);
+        impl->documents.erase(document.id);
+    }
+    impl->Ask(
+        {{QStringLiteral("op"), QStringLiteral("close")},
+         {QStringLiteral("document"), qint64(document.id)}},
+        [reply](const QJsonObject& answer) { reply->Set(answer[QStringLiteral("ok")].toBool()); });
+    return closed;
+}
+
+std::optional<DocumentInfo> WorkerPdfProvider::Describe(const DocumentHandle& document) const
+{
+    const std::lock_guard lock(impl->mutex);
+    const auto info = impl->documents.find(document.id);
+    if (info == impl->documents.end())
+        return std::nullopt;
+    return info->second;
+}
+
+OpenFailure WorkerPdfProvider::WhyOpenFailed(const ioPath& file) const
+{
+    const std::lock_guard lock(impl->mutex);
+    const auto failure = impl->failures.find(file.utf8string());
+    return failure == impl->failures.end() ? OpenFailure::None : failure->second;
+}
+
+void WorkerPdfProvider::Shutdown()
+{
+    impl->shutDown = true;
+    QMetaObject::invokeMethod(
+        impl->worker, [worker = impl->worker] { worker->End(); }, Qt::QueuedConnection);
+}
+
+} // namespace Korvel::PDF

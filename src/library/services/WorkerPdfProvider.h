@@ -1,0 +1,96 @@
+#pragma once
+
+#include "ConverterServicesExport.h"
+#include "IPDFProvider.h"
+#include "WorkerProcess.h"
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <optional>
+
+#include <QString>
+
+namespace Korvel::PDF {
+
+/** What a PDF says of itself. */
+struct DocumentInfo
+{
+    int pages = 0;
+    /** It was encrypted, with whatever password, the empty one included. */
+    bool encrypted = false;
+    /** It opened only after its structure had been repaired. */
+    bool repaired = false;
+    /** The PDF version, such as "1.7". */
+    QString version;
+    /** The document information that is there, by name: "Title", "Author", "Producer" ... */
+    std::map<QString, QString> properties;
+};
+
+/** Why a document could not be opened. */
+enum class OpenFailure {
+    None,                  ///< it was opened, or nobody tried
+    Unreadable,            ///< missing, no regular file, not allowed to be read
+    Empty,                 ///< a file without any bytes
+    NotAPdf,               ///< a file of another kind
+    Damaged,               ///< a PDF that is damaged beyond repair
+    NoPassword,            ///< encrypted, and no password was given
+    WrongPassword,         ///< encrypted, and the password given does not open it
+    UnsupportedEncryption, ///< encrypted in a way that is not supported
+    OutOfMemory,           ///< it needs more memory than a worker is given
+    TimedOut,              ///< the worker took longer than it was given
+    WorkerFailed           ///< the worker could not be started, died, or was shut down
+};
+
+/**
+ * A PDF service whose documents are held by a worker process.
+ *
+ * The worker is asked on a thread of the provider's own, so the futures need nobody's event loop,
+ * and none of the operations blocks. When the worker dies, its open documents are lost: saving one
+ * of them answers false.
+ *
+ *     auto provider = std::make_shared<WorkerPdfProvider>();
+ *     const DocumentHandle document = provider->OpenDocument(file, password).get();
+ *     if (document.id < 0)
+ *         complain(provider->WhyOpenFailed(file));
+ *
+ * Needs a QCoreApplication. Thread-safe.
+ */
+class CONVERTERSERVICES_EXPORT WorkerPdfProvider : public IPDFProvider
+{
+public:
+    /** The arguments of WorkerProcess. */
+    explicit WorkerPdfProvider(const QString& workerProgram = {},
+                               std::chrono::milliseconds deadline = WorkerProcess::defaultDeadline);
+
+    /** Ends the worker; whatever is still open is answered as failed. */
+    ~WorkerPdfProvider() override;
+
+    std::future<DocumentHandle> OpenDocument(const ioPath& file,
+                                             const std::string& password) override;
+
+    /** Writes a new file that its owner alone can read; an existing one is a failure. */
+    std::future<bool> SaveDocument(const DocumentHandle& document, const ioPath& file) override;
+
+    std::future<bool> CloseDocument(const DocumentHandle& document) override;
+
+    /** What is known of an open document; nothing when it is not open. */
+    std::optional<DocumentInfo> Describe(const DocumentHandle& document) const;
+
+    /** Why the last attempt to open `file`, under just this path, failed. */
+    OpenFailure WhyOpenFailed(const ioPath& file) const;
+
+    /**
+     * Ends the worker at once and for good. Everything open, and every later operation, is answered
+     * as failed. Does not block.
+     */
+    void Shutdown();
+
+private:
+    Q_DISABLE_COPY_MOVE(WorkerPdfProvider)
+
+    struct Impl;
+    const std::unique_ptr<Impl> impl;
+};
+
+} // namespace Korvel::PDF
