@@ -1,0 +1,140 @@
+#include "OutputPlan.h"
+
+#include "Failure.h"
+#include "LocalFileSystem.h"
+#include "SessionFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+
+namespace Korvel::App {
+namespace {
+
+struct Named
+{
+    const char* text;
+    int page;
+    const char* path;
+};
+
+void PrintTo(const Named& row, std::ostream* out)
+{
+    *out << row.text;
+}
+
+class TemplateNames : public testing::TestWithParam<Named>
+{
+};
+
+TEST_P(TemplateNames, APage)
+{
+    const auto& row = GetParam();
+    EXPECT_EQ(OutputTemplate::Parse(row.text).ForPage(row.page).toStdString(), row.path);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, TemplateNames,
+    testing::Values(Named{"page-%d.png", 7, "page-7.png"},
+                    Named{"page-%d.png", 123, "page-123.png"}, Named{"%03d.png", 7, "007.png"},
+                    Named{"%03d.png", 1234, "1234.png"}, Named{"%d/%02d.PNG", 5, "5/05.PNG"},
+                    Named{"100%%.png", 1, "100%.png"}, Named{"%%d.png", 1, "%d.png"},
+                    Named{"plain.png", 9, "plain.png"},
+                    Named{"a(b [x] C++ %d.jpeg", 2, "a(b [x] C++ 2.jpeg"},
+                    Named{"\xc3\xbc-%d.webp", 2, "\xc3\xbc-2.webp"}));
+
+class TemplateRefuses : public testing::TestWithParam<const char*>
+{
+};
+
+TEST_P(TemplateRefuses, WhatItCannotName)
+{
+    try {
+        OutputTemplate::Parse(GetParam());
+        FAIL();
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.code, ExitCode::Usage);
+        EXPECT_NE(std::string(failure.what()).find(GetParam()), std::string::npos)
+            << "the message names what was given: " << failure.what();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, TemplateRefuses,
+                         testing::Values("page-%s.png", "100%.png", "%0d.png", "%00d.png",
+                                         "%12d.png", "% d.png", "page-%d", "page.gif", ".png",
+                                         "folder/", "folder/.png", "%d.pdf", "page.png "));
+
+TEST(OutputTemplate, TellsTheFormatBySuffixWhateverItsCase)
+{
+    EXPECT_EQ(OutputTemplate::Parse("a.JPEG").Format(), "jpeg");
+    EXPECT_TRUE(OutputTemplate::Parse("a.JPEG").MakesPictures());
+    EXPECT_EQ(OutputTemplate::Parse("a.txt").Format(), "txt");
+    EXPECT_FALSE(OutputTemplate::Parse("a.txt").MakesPictures());
+    EXPECT_FALSE(OutputTemplate::Parse("a.pdf").MakesPictures());
+}
+
+TEST(OutputTemplate, PutsThePageNumberBeforeTheSuffixAsWideAsTheLastPages)
+{
+    const auto name = OutputTemplate::Parse("out/my.page.png");
+    EXPECT_EQ(name.WithPageNumber(9).ForPage(3), "out/my.page-3.png");
+    EXPECT_EQ(name.WithPageNumber(10).ForPage(3), "out/my.page-03.png");
+    EXPECT_EQ(name.WithPageNumber(1000).ForPage(3), "out/my.page-0003.png");
+    EXPECT_FALSE(name.HasPageNumber());
+    EXPECT_TRUE(name.WithPageNumber(9).HasPageNumber());
+}
+
+class FreePathTest : public testing::Test
+{
+protected:
+    QString Path(const QString& name) const { return folder.filePath(name); }
+
+    void Make(const QString& name) const
+    {
+        QFile file(Path(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    }
+
+    std::string error;
+    QTemporaryDir folder;
+    PDF::LocalFileSystem fileSystem{PDF::SessionFolder::Create(folder.path().toStdString(), error)};
+};
+
+TEST_F(FreePathTest, IsTheWantedOneWhenNothingIsThere)
+{
+    EXPECT_EQ(FreePath(Path("a.png"), {}, fileSystem), Path("a.png"));
+}
+
+TEST_F(FreePathTest, IsTheFirstFreeNumberFromTwo)
+{
+    Make("a.png");
+    EXPECT_EQ(FreePath(Path("a.png"), {}, fileSystem), Path("a(2).png"));
+    Make("a(2).png");
+    Make("a(4).png");
+    EXPECT_EQ(FreePath(Path("a.png"), {}, fileSystem), Path("a(3).png"));
+}
+
+TEST_F(FreePathTest, KeepsOutOfThePlan)
+{
+    Make("a.png");
+    const std::vector<PlannedResult> plan{{1, Path("a(2).png")}, {2, Path("b.png")}};
+    EXPECT_EQ(FreePath(Path("a.png"), plan, fileSystem), Path("a(3).png"));
+    EXPECT_EQ(FreePath(Path("b.png"), plan, fileSystem), Path("b(2).png"));
+}
+
+TEST_F(FreePathTest, TakesEveryCharacterOfTheNameLiterally)
+{
+    for (const QString base : {"out(3)", "[draft]", "a+b", "C++", "What?", "a|b", "a(b", "x.*"}) {
+        Make(base + ".png");
+        EXPECT_EQ(FreePath(Path(base + ".png"), {}, fileSystem), Path(base + "(2).png"));
+    }
+}
+
+TEST_F(FreePathTest, CountsADanglingLinkAsTaken)
+{
+    ASSERT_TRUE(QFile::link(Path("nowhere"), Path("a.png")));
+    EXPECT_EQ(FreePath(Path("a.png"), {}, fileSystem), Path("a(2).png"));
+}
+
+} // namespace
+} // namespace Korvel::App

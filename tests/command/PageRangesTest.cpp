@@ -1,0 +1,86 @@
+#include "PageRanges.h"
+
+#include "Failure.h"
+
+#include <gtest/gtest.h>
+
+namespace Korvel::App {
+namespace {
+
+struct Chosen
+{
+    const char* what;
+    const char* text;
+    int pageCount;
+    std::vector<int> pages;
+};
+
+void PrintTo(const Chosen& row, std::ostream* out)
+{
+    *out << row.what << ": " << row.text;
+}
+
+class PageRangesChoose : public testing::TestWithParam<Chosen>
+{
+};
+
+TEST_P(PageRangesChoose, GivesThePagesInRisingOrder)
+{
+    EXPECT_EQ(PageRanges::Parse(GetParam().text).Choose(GetParam().pageCount), GetParam().pages);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, PageRangesChoose,
+    testing::Values(Chosen{"nothing means all", "", 3, {1, 2, 3}}, Chosen{"one page", "2", 3, {2}},
+                    Chosen{"a range", "2-4", 5, {2, 3, 4}},
+                    Chosen{"an open range", "4-", 5, {4, 5}},
+                    Chosen{"an open range from the last page", "5-", 5, {5}},
+                    Chosen{"several pieces", "1-3,7,9-", 10, {1, 2, 3, 7, 9, 10}},
+                    Chosen{"out of order and twice", "3,1-3,2", 3, {1, 2, 3}},
+                    Chosen{"leading zeros", "002", 3, {2}}));
+
+class PageRangesRefuse : public testing::TestWithParam<const char*>
+{
+};
+
+TEST_P(PageRangesRefuse, WhatIsNoRangeOfPages)
+{
+    try {
+        PageRanges::Parse(GetParam());
+        FAIL() << GetParam();
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.code, ExitCode::Usage);
+        EXPECT_STRNE(failure.what(), "");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, PageRangesRefuse,
+                         testing::Values("0", "0-3", "-3", "a", "1,,2", ",", "1-2-3", "1 -2", "3-1",
+                                         "1.5", "+1", "99999999999999999999", "1-99999999999",
+                                         "\xd9\xa1"));
+
+TEST(PageRanges, RefuseAPageThatTheDocumentDoesNotHave)
+{
+    for (const char* text : {"4", "2-4", "4-"}) {
+        try {
+            PageRanges::Parse(text).Choose(3);
+            ADD_FAILURE() << text;
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.code, ExitCode::Usage);
+            EXPECT_STREQ(failure.what(), "there is no page 4; the last one is 3") << text;
+        }
+    }
+}
+
+TEST(PageRanges, CutAMillionDigitsShortInTheMessage)
+{
+    try {
+        PageRanges::Parse(std::string(1000000, '9'));
+        FAIL();
+    } catch (const Failure& failure) {
+        EXPECT_LT(std::string(failure.what()).size(), 200u);
+    }
+}
+
+} // namespace
+} // namespace Korvel::App

@@ -1,0 +1,96 @@
+#include "Program.h"
+
+#include <QDir>
+#include <QImage>
+
+namespace Korvel::App {
+
+namespace {
+
+constexpr int longestRun = 120'000;
+
+QString MakeOnce(int pages, const QString& password)
+{
+    static QTemporaryDir samples;
+    const QString file = samples.filePath(
+        QStringLiteral("%1-%2.pdf").arg(pages).arg(QString::fromLatin1(password.toUtf8().toHex())));
+    if (QFile::exists(file))
+        return file;
+    QStringList arguments{file, "--pages", QString::number(pages)};
+    if (!password.isEmpty())
+        arguments << "--password" << password;
+    EXPECT_EQ(QProcess::execute(MAKE_SAMPLE, arguments), 0);
+    return file;
+}
+
+} // namespace
+
+ProgramTest::ProgramTest()
+{
+    EXPECT_TRUE(QDir(folder.path()).mkdir("temp"));
+}
+
+QString ProgramTest::MakeSample(const QString& name, int pages, const QString& password) const
+{
+    EXPECT_TRUE(QFile::copy(MakeOnce(pages, password), Path(name)));
+    return Path(name);
+}
+
+QString ProgramTest::Write(const QString& name, const QByteArray& content) const
+{
+    QFile file(Path(name));
+    EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+    EXPECT_EQ(file.write(content), content.size());
+    return Path(name);
+}
+
+QByteArray ProgramTest::Read(const QString& name) const
+{
+    QFile file(Path(name));
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
+    return file.readAll();
+}
+
+std::unique_ptr<QProcess> ProgramTest::Start(const QStringList& arguments) const
+{
+    auto process = std::make_unique<QProcess>();
+    process->setWorkingDirectory(folder.path());
+    // A session of its own has no terminal to ask on.
+    process->start("setsid",
+                   QStringList{"--wait", PDFCONVERT, "--temp-dir", TempDir()} + arguments);
+    EXPECT_TRUE(process->waitForStarted());
+    return process;
+}
+
+Outcome ProgramTest::Finish(QProcess& process)
+{
+    EXPECT_TRUE(process.waitForFinished(longestRun));
+    QStringList results =
+        QString::fromUtf8(process.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+    return {process.exitCode(), results, process.readAllStandardError().toStdString()};
+}
+
+Outcome ProgramTest::Run(const QStringList& arguments, const QByteArray& input) const
+{
+    const auto process = Start(arguments);
+    process->write(input);
+    process->closeWriteChannel();
+    return Finish(*process);
+}
+
+QStringList ProgramTest::LeftInTempDir() const
+{
+    return QDir(TempDir()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
+                                     QDir::NoDotAndDotDot);
+}
+
+QStringList ProgramTest::WholePictures(const QString& name) const
+{
+    const QDir pictures(Path(name));
+    const QStringList names = pictures.entryList(QDir::Files | QDir::Hidden, QDir::Name);
+    for (const QString& file : names)
+        EXPECT_FALSE(QImage(pictures.filePath(file)).isNull()) << file.toStdString();
+    return names;
+}
+
+} // namespace Korvel::App

@@ -1,0 +1,66 @@
+// An application that puts TempFileWrapper around a converter of its own.
+
+#include "AbstractConverter.h"
+#include "GetNextAvaliableIndex.h"
+#include "LocalFileSystem.h"
+#include "SessionFolder.h"
+#include "TempFileWrapper.h"
+#include "UuidFileNameGenerator.h"
+
+#include <fstream>
+#include <iostream>
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QTemporaryDir>
+
+using namespace Korvel::PDF;
+using namespace Korvel::PDF::Converter;
+
+namespace {
+
+class TextConverter : public AbstractConverter
+{
+    Q_OBJECT
+
+public:
+    bool ConvertFile(const Task& task) override
+    {
+        std::ofstream(task.destination.toStdString()) << "converted";
+        Q_EMIT Finished(task.source, task.destination);
+        return true;
+    }
+    bool CancelConvertation() override { return false; }
+    std::map<QString, QStringList> GetSupportedFormats() const override { return {}; }
+    bool DoesServiceAvailable() override { return true; }
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    QTemporaryDir folder;
+    std::string error;
+    auto names = std::make_shared<UuidFileNameGenerator>();
+    auto files = std::make_shared<LocalFileSystem>(
+        SessionFolder::Create(folder.path().toStdString(), error));
+    TempFileWrapper wrapper(names, std::make_shared<TextConverter>(), files);
+
+    QStringList results;
+    QObject::connect(&wrapper, qOverload<const QString&, QString>(&AbstractConverter::Finished),
+                     [&](const QString&, const QString& result) { results.append(result); });
+    AbstractConverter::Task task;
+    task.source = QStringLiteral("anything");
+    task.destination = folder.filePath(QStringLiteral("report.txt"));
+    const bool started = wrapper.ConvertFile(task) && wrapper.ConvertFile(task);
+
+    const QStringList wanted{task.destination, folder.filePath(QStringLiteral("report(2).txt"))};
+    if (!started || results != wanted || !QFile::exists(wanted[1])) {
+        std::cerr << "results: " << results.join(QLatin1Char(' ')).toStdString() << '\n';
+        return 1;
+    }
+    return qobject_cast<AbstractConverter*>(static_cast<QObject*>(&wrapper)) ? 0 : 1;
+}
+
+#include "main.moc"
