@@ -31,7 +31,7 @@ const QStringList& DocumentFormats()
 QString FormatOf(const QString& path)
 {
     const QFileInfo file(path);
-    const QString suffix = file.suffix().toLower();
+    QString suffix = file.suffix().toLower();
     const QStringList known = PictureFormats() + DocumentFormats();
     if (!known.contains(suffix) || file.completeBaseName().isEmpty())
         throw Failure(ExitCode::Usage, "cannot tell the format of '" + path.toStdString() +

@@ -135,7 +135,7 @@ TempFileWrapper::TempFileWrapper(const std::shared_ptr<IFileNameGenerator>& file
     // In both handlers the emission comes last and uses locals only: a receiver may end the same
     // task again, start it anew or delete this wrapper, and the sender's string may die.
     connect(sender, qOverload<const QString&, QString>(&AbstractConverter::Finished), this,
-            [this](const QString& source, QString resultFile) {
+            [this](const QString& source, const QString& resultFile) {
                 const QString task = source;
                 const auto destination = Impl::FindDestination(impl.get(), task);
                 if (!destination) {
@@ -149,7 +149,7 @@ TempFileWrapper::TempFileWrapper(const std::shared_ptr<IFileNameGenerator>& file
                 Q_EMIT Finished(task, moved);
             });
     connect(sender, qOverload<const QString&, QStringList>(&AbstractConverter::Finished), this,
-            [this](const QString& source, QStringList resultFiles) {
+            [this](const QString& source, const QStringList& resultFiles) {
                 const QString task = source;
                 const auto destination = Impl::FindDestination(impl.get(), task);
                 if (!destination) {
@@ -161,7 +161,7 @@ TempFileWrapper::TempFileWrapper(const std::shared_ptr<IFileNameGenerator>& file
                 // No separator between the two, and an empty list for the caller: both are meant.
                 const QFileInfo wanted(*destination);
                 const QString target = wanted.dir().path() + wanted.fileName();
-                for (const QString& file : std::as_const(resultFiles))
+                for (const QString& file : resultFiles)
                     impl->MoveFileFromTmp(file, target);
                 impl->filesInfo.erase(task);
                 Q_EMIT Finished(task, QStringList());

@@ -134,12 +134,12 @@ UnencryptDocWrapper::UnencryptDocWrapper(
         Q_EMIT Failed(end.ReportedPath(), error);
     });
     connect(sender, qOverload<const QString&, QString>(&AbstractConverter::Finished), this,
-            [this](const QString& path, QString resultFile) {
+            [this](const QString& path, const QString& resultFile) {
                 const Impl::EndOfTask end(this, path, inFinishedFile);
                 Q_EMIT Finished(end.ReportedPath(), resultFile);
             });
     connect(sender, qOverload<const QString&, QStringList>(&AbstractConverter::Finished), this,
-            [this](const QString& path, QStringList resultFiles) {
+            [this](const QString& path, const QStringList& resultFiles) {
                 const Impl::EndOfTask end(this, path, inFinishedFiles);
                 Q_EMIT Finished(end.ReportedPath(), resultFiles);
             });
