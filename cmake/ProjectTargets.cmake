@@ -28,6 +28,8 @@ function(project_compile_settings target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
     $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>
+    # Qt's logging macros and GoogleTest's leave their last argument away.
+    $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
   target_compile_definitions(${target} PRIVATE
     QT_NO_KEYWORDS QT_NO_FOREACH QT_NO_CAST_FROM_BYTEARRAY)
