@@ -1,0 +1,264 @@
+// A stand-in for pdfconvert-worker that behaves, and misbehaves, as each request tells it to.
+//
+// What to do is the request's member "do", or else the name of its "file" up to the first dot: so
+// the file name alone tells it through services that make the requests themselves.
+
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <string>
+
+#include <QByteArray>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr int outOfMemoryExitCode = 77;
+
+int served = 0;
+
+void Write(const QByteArray& text)
+{
+    std::cout.write(text.constData(), text.size()).flush();
+}
+
+QByteArray Line(const QJsonObject& answer)
+{
+    return QJsonDocument(answer).toJson(QJsonDocument::Compact) + '\n';
+}
+
+void WriteLine(const QJsonObject& answer)
+{
+    Write(Line(answer));
+}
+
+/** What /proc tells of this process under `name`, its parts separated by blanks. */
+QString OfThisProcess(const std::string& name)
+{
+    std::ifstream file("/proc/self/" + name, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    for (char& c : text)
+        c = c == '\0' ? ' ' : c;
+    return QString::fromStdString(text);
+}
+
+/** A success that tells of the worker, too: its process, its count of requests, what it got. */
+QJsonObject Success(const QJsonObject& request)
+{
+    return {{"id", request["id"]},
+            {"ok", true},
+            {"pid", int(::getpid())},
+            {"served", served},
+            {"request", request},
+            {"cmdline", OfThisProcess("cmdline")},
+            {"environ", OfThisProcess("environ")},
+            {"pages", 3},
+            {"encrypted", true},
+            {"repaired", true},
+            {"version", "1.7"},
+            {"properties", QJsonObject{{"Title", "Scripted"}, {"Author", "Nobody"}}}};
+}
+
+QJsonObject Failure(const QJsonObject& request, const QString& reason)
+{
+    return {{"id", request["id"]},
+            {"ok", false},
+            {"reason", reason},
+            {"message", "told to fail with " + reason}};
+}
+
+void FallSilent()
+{
+    while (true)
+        ::pause();
+}
+
+QJsonObject WithId(QJsonObject answer, const QJsonValue& id)
+{
+    answer["id"] = id;
+    return answer;
+}
+
+void WriteForever(const QByteArray& text)
+{
+    while (true)
+        Write(text);
+}
+
+void WriteSlowly(const QByteArray& text)
+{
+    for (const char byte : text) {
+        Write(QByteArray(1, byte));
+        ::usleep(10'000);
+    }
+}
+
+/** Leaves a child behind that holds the output open and is noisy when its parent has gone. */
+void ForkNoise()
+{
+    const pid_t parent = ::getpid();
+    if (::fork() > 0)
+        return;
+    while (::getppid() == parent)
+        ::usleep(1000);
+    std::cerr << "late noise" << std::endl;
+    ::_exit(0);
+}
+
+using Action = std::function<void(const QJsonObject& request)>;
+
+const std::map<QString, Action>& Actions()
+{
+    static const std::map<QString, Action> actions{
+        {"die",
+         [](const QJsonObject&) {
+             ::_exit(3);
+         }},
+        {"crash",
+         [](const QJsonObject&) {
+             ::raise(SIGKILL);
+         }},
+        {"run-out-of-memory",
+         [](const QJsonObject&) {
+             ::_exit(outOfMemoryExitCode);
+         }},
+        {"answer-and-die",
+         [](const QJsonObject& request) {
+             WriteLine(Success(request));
+             ::_exit(3);
+         }},
+        {"no-json",
+         [](const QJsonObject&) {
+             Write("I am no JSON\n");
+         }},
+        {"empty-line",
+         [](const QJsonObject&) {
+             Write("\n");
+         }},
+        {"array",
+         [](const QJsonObject&) {
+             Write("[1, 2]\n");
+         }},
+        {"wrong-id",
+         [](const QJsonObject& request) {
+             WriteLine(WithId(Success(request), 4711));
+         }},
+        {"text-as-id",
+         [](const QJsonObject& request) {
+             WriteLine(WithId(Success(request), QString::number(request["id"].toInt())));
+         }},
+        {"id-of-next",
+         [](const QJsonObject& request) {
+             WriteLine(WithId(Success(request), request["id"].toInt() + 1));
+         }},
+        {"no-id",
+         [](const QJsonObject&) {
+             Write("{\"ok\":true}\n");
+         }},
+        {"no-ok",
+         [](const QJsonObject& request) {
+             WriteLine({{"id", request["id"]}});
+         }},
+        {"text-as-ok",
+         [](const QJsonObject& request) {
+             WriteLine({{"id", request["id"]}, {"ok", "true"}});
+         }},
+        {"two-answers",
+         [](const QJsonObject& request) {
+             WriteLine(Success(request));
+             WriteLine(Success(request));
+         }},
+        {"half-an-answer",
+         [](const QJsonObject&) {
+             Write("{\"id\":");
+         }},
+        {"half-an-answer-and-die",
+         [](const QJsonObject&) {
+             Write("{\"id\":");
+             ::_exit(3);
+         }},
+        {"endless-line",
+         [](const QJsonObject&) {
+             WriteForever(QByteArray(65536, 'x'));
+         }},
+        {"endless-lines",
+         [](const QJsonObject&) {
+             WriteForever("{}\n");
+         }},
+        {"fall-silent",
+         [](const QJsonObject&) {
+             FallSilent();
+         }},
+        {"ignore-sigterm",
+         [](const QJsonObject&) {
+             std::signal(SIGTERM, SIG_IGN);
+             FallSilent();
+         }},
+        {"close-output",
+         [](const QJsonObject&) {
+             ::close(STDOUT_FILENO);
+             FallSilent();
+         }},
+        {"close-input",
+         [](const QJsonObject& request) {
+             ::close(STDIN_FILENO);
+             WriteLine(Success(request));
+             FallSilent();
+         }},
+        {"complain",
+         [](const QJsonObject& request) {
+             std::cerr << std::string(1 << 20, 'e') << std::endl;
+             WriteLine(Success(request));
+         }},
+        {"answer-slowly",
+         [](const QJsonObject& request) {
+             WriteSlowly(Line({{"id", request["id"]}, {"ok", true}}));
+         }},
+        {"fork-noise",
+         [](const QJsonObject& request) {
+             ForkNoise();
+             WriteLine(Success(request));
+         }},
+        {"fork-noise-and-die", [](const QJsonObject&) {
+             ForkNoise();
+             ::_exit(3);
+         }}};
+    return actions;
+}
+
+QString WhatToDo(const QJsonObject& request)
+{
+    const QString told = request["do"].toString();
+    return told.isEmpty() ? QFileInfo(request["file"].toString()).baseName() : told;
+}
+
+void Serve(const QJsonObject& request)
+{
+    const QString what = WhatToDo(request);
+    const QString fail = "fail-with-";
+    ++served;
+    if (const auto action = Actions().find(what); action != Actions().end())
+        action->second(request);
+    else if (what.startsWith(fail))
+        WriteLine(Failure(request, what.mid(fail.size())));
+    else
+        WriteLine(Success(request));
+}
+
+} // namespace
+
+int main()
+{
+    for (std::string line; std::getline(std::cin, line);)
+        Serve(QJsonDocument::fromJson(QByteArray::fromStdString(line)).object());
+    return 0;
+}

@@ -1,0 +1,592 @@
+#include "WorkerProcess.h"
+
+#include "WorkerTestTools.h"
+
+#include <memory>
+#include <optional>
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+
+namespace Korvel::PDF::Test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/** Long enough for an answer of a worker that is willing, however slow the machine is. */
+constexpr auto longDeadline = 1min;
+constexpr auto shortDeadline = 200ms;
+
+std::string Reason(const QJsonObject& answer)
+{
+    EXPECT_FALSE(answer["ok"].toBool());
+    EXPECT_FALSE(answer["message"].toString().isEmpty());
+    return answer["reason"].toString().toStdString();
+}
+
+/** Whom the answers of a test go to, with a name for each request. */
+struct Answers
+{
+    WorkerProcess::Receiver For(const QString& name)
+    {
+        return [this, name](const QJsonObject& answer) {
+            names.append(name);
+            byName[name] = answer;
+        };
+    }
+
+    bool WaitForCount(int count)
+    {
+        return WaitUntil([this, count] { return names.size() >= count; });
+    }
+
+    QStringList names;
+    std::map<QString, QJsonObject> byName;
+};
+
+} // namespace
+
+TEST(WorkerProcessTest, StartsNoProcessBeforeTheFirstRequest)
+{
+    const WorkerProcess worker(ScriptedWorker());
+    EXPECT_TRUE(ChildProcesses().empty());
+}
+
+TEST(WorkerProcessTest, AddsAnIdAndHandsTheAnswerOver)
+{
+    WorkerProcess worker(ScriptedWorker());
+    const QJsonObject answer = AskAndWait(worker, {{"op", "convert"}, {"page", 3}});
+    const QJsonObject request = answer["request"].toObject();
+    EXPECT_TRUE(answer["ok"].toBool());
+    EXPECT_EQ(answer["id"], request["id"]);
+    EXPECT_EQ(request["op"].toString(), "convert");
+    EXPECT_EQ(request["page"].toInt(), 3);
+}
+
+TEST(WorkerProcessTest, HandsAFailureOfTheWorkersOwnOver)
+{
+    WorkerProcess worker(ScriptedWorker());
+    EXPECT_EQ(Reason(AskAndWait(worker, Do("fail-with-no-such-page"))), "no-such-page");
+}
+
+TEST(WorkerProcessTest, AnswersManyRequestsInTheOrderInWhichTheyWereAsked)
+{
+    WorkerProcess worker(ScriptedWorker());
+    Answers answers;
+    QStringList expected;
+    for (int number = 0; number < 200; ++number) {
+        expected.append(QString::number(number));
+        worker.Ask({}, answers.For(expected.back()));
+    }
+    ASSERT_TRUE(answers.WaitForCount(200));
+    EXPECT_EQ(answers.names, expected);
+    EXPECT_EQ(answers.byName["199"]["served"].toInt(), 200) << "more than one process served them";
+}
+
+TEST(WorkerProcessTest, CarriesEveryCharacterInOneLine)
+{
+    WorkerProcess worker(ScriptedWorker());
+    const QString text =
+        QString::fromUtf8("a\nb\r\n\t\"\\ \u00e9 \u4e2d \xF0\x9F\x98\x80") + QChar(0);
+    const QJsonObject answer = AskAndWait(worker, {{"text", text}});
+    EXPECT_EQ(answer["request"].toObject()["text"].toString(), text);
+}
+
+TEST(WorkerProcessTest, CarriesARequestLargerThanAnyPipe)
+{
+    WorkerProcess worker(ScriptedWorker());
+    const QString text(1 << 20, 'x');
+    const QJsonObject answer = AskAndWait(worker, {{"text", text}});
+    EXPECT_EQ(answer["request"].toObject()["text"].toString(), text);
+}
+
+TEST(WorkerProcessTest, WaitsForAnAnswerThatComesInPieces)
+{
+    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    EXPECT_TRUE(AskAndWait(worker, Do("answer-slowly"))["ok"].toBool());
+}
+
+TEST(WorkerProcessTest, GivesEveryRequestADeadlineOfItsOwn)
+{
+    WorkerProcess worker(ScriptedWorker(), 2s);
+    Answers answers;
+    for (int number = 0; number < 12; ++number)
+        worker.Ask(Do("answer-slowly"), answers.For(QString::number(number)));
+    ASSERT_TRUE(answers.WaitForCount(12)) << "twelve answers of a quarter of a second each";
+    for (const auto& answer : answers.byName)
+        EXPECT_TRUE(answer.second["ok"].toBool()) << answer.first.toStdString();
+}
+
+TEST(WorkerProcessTest, IsNotHeldUpByAWorkerThatComplains)
+{
+    const MessageCapture log;
+    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    EXPECT_TRUE(AskAndWait(worker, Do("complain"))["ok"].toBool());
+    EXPECT_TRUE(WaitUntil([&log] { return log.Text().find("eeee") != std::string::npos; }));
+}
+
+TEST(WorkerProcessTest, IsNotHeldUpByChildrenThatTheWorkerLeavesBehind)
+{
+    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    EXPECT_TRUE(AskAndWait(worker, Do("fork-noise"))["ok"].toBool());
+    EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
+    EXPECT_EQ(Reason(AskAndWait(worker, Do("fork-noise-and-die"))), "died");
+    EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
+}
+
+struct Misbehaviour
+{
+    const char* what;
+    const char* reason;
+    std::chrono::milliseconds deadline = longDeadline;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Misbehaviour& misbehaviour)
+{
+    return stream << misbehaviour.what;
+}
+
+const Misbehaviour misbehaviours[] = {{"die", "died"},
+                                      {"crash", "died"},
+                                      {"half-an-answer-and-die", "died"},
+                                      {"fork-noise-and-die", "died"},
+                                      {"run-out-of-memory", "out-of-memory"},
+                                      {"no-json", "rubbish"},
+                                      {"empty-line", "rubbish"},
+                                      {"array", "rubbish"},
+                                      {"wrong-id", "rubbish"},
+                                      {"text-as-id", "rubbish"},
+                                      {"id-of-next", "rubbish"},
+                                      {"no-id", "rubbish"},
+                                      {"no-ok", "rubbish"},
+                                      {"text-as-ok", "rubbish"},
+                                      {"endless-line", "rubbish"},
+                                      {"endless-lines", "rubbish"},
+                                      {"half-an-answer", "timed-out", shortDeadline},
+                                      {"fall-silent", "timed-out", shortDeadline},
+                                      {"ignore-sigterm", "timed-out", shortDeadline},
+                                      {"close-output", "timed-out", shortDeadline}};
+
+class WorkerMisbehaves : public testing::TestWithParam<Misbehaviour>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(WorkerProcessTest, WorkerMisbehaves, testing::ValuesIn(misbehaviours),
+                         [](const auto& row) {
+                             return QString(row.param.what).remove('-').toStdString();
+                         });
+
+TEST_P(WorkerMisbehaves, AnswersThatRequestOnceWithTheReasonAndTheNextOnesByANewProcess)
+{
+    const MessageCapture log;
+    WorkerProcess worker(ScriptedWorker(), GetParam().deadline);
+    Answers answers;
+    worker.Ask({}, answers.For("before"));
+    worker.Ask(Do(GetParam().what), answers.For("misbehaving"));
+    ASSERT_TRUE(answers.WaitForCount(2));
+    worker.Ask({}, answers.For("after"));
+    worker.Ask({}, answers.For("after that"));
+    ASSERT_TRUE(answers.WaitForCount(4));
+
+    EXPECT_EQ(answers.names, QStringList({"before", "misbehaving", "after", "after that"}));
+    EXPECT_EQ(Reason(answers.byName["misbehaving"]), GetParam().reason);
+    EXPECT_FALSE(log.Text().empty());
+    EXPECT_TRUE(answers.byName["after"]["ok"].toBool());
+    EXPECT_EQ(answers.byName["after that"]["served"].toInt(), 2);
+    EXPECT_NE(answers.byName["before"]["pid"], answers.byName["after"]["pid"]);
+    worker.End();
+    EXPECT_EQ(answers.names.size(), 4);
+}
+
+TEST_P(WorkerMisbehaves, AnswersRequestsThatWereWaitingBehindIt)
+{
+    WorkerProcess worker(ScriptedWorker(), GetParam().deadline);
+    Answers answers;
+    worker.Ask(Do(GetParam().what), answers.For("misbehaving"));
+    worker.Ask({}, answers.For("waiting"));
+    ASSERT_TRUE(answers.WaitForCount(2));
+    EXPECT_EQ(answers.names, QStringList({"misbehaving", "waiting"}));
+    EXPECT_TRUE(answers.byName["waiting"]["ok"].toBool());
+}
+
+TEST_P(WorkerMisbehaves, LetsTheReceiverDestroyTheWorkerProcess)
+{
+    auto worker = std::make_unique<WorkerProcess>(ScriptedWorker(), GetParam().deadline);
+    Answers answers;
+    worker->Ask(Do(GetParam().what), [&worker, &answers](const QJsonObject& answer) {
+        worker.reset();
+        answers.For("misbehaving")(answer);
+    });
+    worker->Ask({}, answers.For("waiting"));
+    ASSERT_TRUE(answers.WaitForCount(2));
+    EXPECT_EQ(answers.names, QStringList({"waiting", "misbehaving"}));
+    EXPECT_EQ(Reason(answers.byName["waiting"]), "ended");
+    EXPECT_EQ(Reason(answers.byName["misbehaving"]), GetParam().reason);
+}
+
+TEST(WorkerProcessTest, TakesASecondAnswerForRubbish)
+{
+    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    Answers answers;
+    worker.Ask(Do("two-answers"), answers.For("first"));
+    worker.Ask({}, answers.For("second"));
+    worker.Ask({}, answers.For("third"));
+    ASSERT_TRUE(answers.WaitForCount(3));
+    EXPECT_EQ(answers.names, QStringList({"first", "second", "third"}));
+    EXPECT_TRUE(answers.byName["first"]["ok"].toBool());
+    EXPECT_EQ(Reason(answers.byName["second"]), "rubbish");
+    EXPECT_TRUE(answers.byName["third"]["ok"].toBool());
+}
+
+TEST(WorkerProcessTest, EndsAWorkerThatTalksUnasked)
+{
+    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    const QJsonObject first = AskAndWait(worker, Do("two-answers"));
+    ASSERT_TRUE(WaitUntil([] { return ChildProcesses().empty(); }));
+    const QJsonObject second = AskAndWait(worker, {});
+    EXPECT_TRUE(second["ok"].toBool());
+    EXPECT_NE(first["pid"], second["pid"]);
+}
+
+TEST(WorkerProcessTest, AnswersTheLastWordsOfAWorkerThatDiesOfThem)
+{
+    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    for (int number = 0; number < 20; ++number) {
+        EXPECT_TRUE(AskAndWait(worker, Do("answer-and-die"))["ok"].toBool());
+        ASSERT_TRUE(WaitUntil([] { return ChildProcesses().empty(); }));
+    }
+}
+
+TEST(WorkerProcessTest, AnswersARequestThatMeetsADyingWorker)
+{
+    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    for (int number = 0; number < 20; ++number) {
+        Answers answers;
+        worker.Ask(Do("answer-and-die"), answers.For("first"));
+        worker.Ask({}, answers.For("second"));
+        worker.Ask({}, answers.For("third"));
+        ASSERT_TRUE(answers.WaitForCount(3));
+        EXPECT_EQ(answers.names, QStringList({"first", "second", "third"}));
+        EXPECT_TRUE(answers.byName["first"]["ok"].toBool());
+        const QJsonObject second = answers.byName["second"];
+        EXPECT_TRUE(second["ok"].toBool() || Reason(second) == "died");
+        EXPECT_TRUE(answers.byName["third"]["ok"].toBool());
+    }
+}
+
+TEST(WorkerProcessTest, AnswersARequestToAWorkerThatStoppedListening)
+{
+    WorkerProcess worker(ScriptedWorker(), shortDeadline);
+    EXPECT_TRUE(AskAndWait(worker, Do("close-input"))["ok"].toBool());
+    EXPECT_EQ(Reason(AskAndWait(worker, {})), "timed-out");
+    EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
+}
+
+class WorkerProgramIsUnusable : public testing::Test
+{
+protected:
+    void ExpectNotStarted(const QString& program)
+    {
+        WorkerProcess worker(program);
+        bool asking = true;
+        Answers answers;
+        const auto receiver = [&](const QJsonObject& answer) {
+            EXPECT_FALSE(asking) << "answered inside Ask";
+            answers.For("request")(answer);
+        };
+        worker.Ask({}, receiver);
+        worker.Ask({}, receiver);
+        asking = false;
+        ASSERT_TRUE(answers.WaitForCount(2));
+        EXPECT_EQ(Reason(answers.byName["request"]), "not-started");
+        worker.End();
+        EXPECT_EQ(answers.names.size(), 2);
+    }
+
+    QString FileWith(const QByteArray& content, QFile::Permissions permissions)
+    {
+        QFile file(folder.filePath("program"));
+        EXPECT_TRUE(file.open(QFile::WriteOnly) && file.write(content) == content.size());
+        EXPECT_TRUE(file.setPermissions(permissions));
+        return file.fileName();
+    }
+
+    QTemporaryDir folder;
+};
+
+TEST_F(WorkerProgramIsUnusable, BecauseItIsMissing)
+{
+    ExpectNotStarted(folder.filePath("missing"));
+}
+
+TEST_F(WorkerProgramIsUnusable, BecauseItIsAFolder)
+{
+    ExpectNotStarted(folder.path());
+}
+
+TEST_F(WorkerProgramIsUnusable, BecauseItMayNotBeExecuted)
+{
+    ExpectNotStarted(FileWith("#!/bin/sh\n", QFile::ReadOwner));
+}
+
+TEST_F(WorkerProgramIsUnusable, BecauseItIsNoProgram)
+{
+    ExpectNotStarted(FileWith("no program", QFile::ReadOwner | QFile::ExeOwner));
+}
+
+TEST_F(WorkerProgramIsUnusable, BecauseNoneWasFound)
+{
+    ASSERT_EQ(WorkerProcess::FindProgram(), QString()) << "nothing lies beside the test program";
+    ExpectNotStarted({});
+}
+
+TEST(WorkerProcessReceiverTest, MayAskAgain)
+{
+    WorkerProcess worker(ScriptedWorker());
+    Answers answers;
+    worker.Ask({}, [&](const QJsonObject& answer) {
+        worker.Ask({}, answers.For("inner"));
+        answers.For("outer")(answer);
+    });
+    worker.Ask({}, answers.For("next"));
+    ASSERT_TRUE(answers.WaitForCount(3));
+    EXPECT_EQ(answers.names, QStringList({"outer", "next", "inner"}));
+    EXPECT_EQ(answers.byName["inner"]["served"].toInt(), 3);
+}
+
+TEST(WorkerProcessReceiverTest, MayDestroyTheWorkerProcess)
+{
+    auto worker = std::make_unique<WorkerProcess>(ScriptedWorker());
+    Answers answers;
+    worker->Ask({}, [&](const QJsonObject& answer) {
+        worker.reset();
+        EXPECT_TRUE(ChildProcesses().empty());
+        answers.For("first")(answer);
+    });
+    worker->Ask({}, answers.For("second"));
+    ASSERT_TRUE(answers.WaitForCount(2));
+    EXPECT_EQ(answers.names, QStringList({"second", "first"}));
+    EXPECT_EQ(Reason(answers.byName["second"]), "ended");
+}
+
+TEST(WorkerProcessReceiverTest, MayDestroyTheWorkerProcessWhoseProgramIsMissing)
+{
+    auto worker = std::make_unique<WorkerProcess>("/missing/program");
+    Answers answers;
+    worker->Ask({}, [&](const QJsonObject& answer) {
+        worker.reset();
+        answers.For("first")(answer);
+    });
+    ASSERT_TRUE(answers.WaitForCount(1));
+    EXPECT_EQ(Reason(answers.byName["first"]), "not-started");
+}
+
+TEST(WorkerProcessReceiverTest, MayEndTheWorkerProcess)
+{
+    WorkerProcess worker(ScriptedWorker());
+    Answers answers;
+    worker.Ask({}, [&](const QJsonObject& answer) {
+        worker.End();
+        answers.For("first")(answer);
+    });
+    worker.Ask({}, answers.For("second"));
+    ASSERT_TRUE(answers.WaitForCount(2));
+    EXPECT_EQ(answers.names, QStringList({"second", "first"}));
+    EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
+}
+
+TEST(WorkerProcessReceiverTest, MayRunAnEventLoopAndWaitForAFurtherAnswer)
+{
+    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    Answers answers;
+    worker.Ask({}, [&](const QJsonObject& answer) {
+        EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
+        EXPECT_EQ(Reason(AskAndWait(worker, Do("die"))), "died");
+        answers.For("outer")(answer);
+    });
+    ASSERT_TRUE(answers.WaitForCount(1));
+    EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
+}
+
+TEST(WorkerProcessEndTest, AnswersEveryOpenRequestBeforeItReturns)
+{
+    WorkerProcess worker(ScriptedWorker());
+    ASSERT_TRUE(AskAndWait(worker, {})["ok"].toBool());
+    Answers answers;
+    for (const char* name : {"running", "waiting", "last"})
+        worker.Ask(Do("fall-silent"), answers.For(name));
+    worker.End();
+    EXPECT_EQ(answers.names, QStringList({"running", "waiting", "last"}));
+    for (const auto& answer : answers.byName)
+        EXPECT_EQ(Reason(answer.second), "ended");
+    EXPECT_TRUE(ChildProcesses().empty());
+}
+
+TEST(WorkerProcessEndTest, AnswersARequestWhoseProcessHasHardlyStarted)
+{
+    WorkerProcess worker(ScriptedWorker());
+    Answers answers;
+    worker.Ask({}, answers.For("request"));
+    worker.End();
+    EXPECT_EQ(answers.names, QStringList("request"));
+    EXPECT_EQ(Reason(answers.byName["request"]), "ended");
+    EXPECT_TRUE(ChildProcesses().empty());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(answers.names.size(), 1);
+}
+
+TEST(WorkerProcessEndTest, AnswersOnceWhereTheProcessCouldNotStart)
+{
+    WorkerProcess worker("/missing/program");
+    Answers answers;
+    worker.Ask({}, answers.For("request"));
+    worker.End();
+    worker.Ask({}, answers.For("later"));
+    ASSERT_TRUE(answers.WaitForCount(2));
+    EXPECT_EQ(Reason(answers.byName["request"]), "ended");
+    EXPECT_EQ(Reason(answers.byName["later"]), "not-started");
+}
+
+TEST(WorkerProcessEndTest, IsNothingWhereNothingRuns)
+{
+    WorkerProcess worker(ScriptedWorker());
+    worker.End();
+    worker.End();
+    EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
+}
+
+TEST(WorkerProcessEndTest, LetsALaterRequestStartTheProcessAgain)
+{
+    WorkerProcess worker(ScriptedWorker());
+    const QJsonObject before = AskAndWait(worker, {});
+    worker.End();
+    const QJsonObject after = AskAndWait(worker, {});
+    EXPECT_NE(before["pid"], after["pid"]);
+    EXPECT_EQ(after["served"].toInt(), 1);
+}
+
+TEST(WorkerProcessEndTest, LetsAReceiverAskAgain)
+{
+    WorkerProcess worker(ScriptedWorker());
+    Answers answers;
+    worker.Ask(Do("fall-silent"), [&](const QJsonObject& answer) {
+        worker.Ask({}, answers.For("again"));
+        answers.For("first")(answer);
+    });
+    worker.Ask({}, answers.For("second"));
+    worker.End();
+    EXPECT_EQ(answers.names, QStringList({"first", "second"}));
+    ASSERT_TRUE(answers.WaitForCount(3));
+    EXPECT_TRUE(answers.byName["again"]["ok"].toBool());
+}
+
+TEST(WorkerProcessEndTest, LetsAReceiverDestroyTheWorkerProcess)
+{
+    auto worker = std::make_unique<WorkerProcess>(ScriptedWorker());
+    Answers answers;
+    worker->Ask({}, [&](const QJsonObject& answer) {
+        worker.reset();
+        answers.For("first")(answer);
+    });
+    worker->Ask({}, answers.For("second"));
+    worker->End();
+    EXPECT_EQ(answers.names, QStringList({"first", "second"}));
+}
+
+TEST(WorkerProcessDestructorTest, AnswersEveryOpenRequestBeforeItReturns)
+{
+    Answers answers;
+    {
+        WorkerProcess worker(ScriptedWorker());
+        worker.Ask(Do("ignore-sigterm"), answers.For("running"));
+        worker.Ask({}, answers.For("waiting"));
+    }
+    EXPECT_EQ(answers.names, QStringList({"running", "waiting"}));
+    EXPECT_EQ(Reason(answers.byName["waiting"]), "ended");
+    EXPECT_TRUE(ChildProcesses().empty());
+}
+
+TEST(WorkerProcessDestructorTest, LeavesNoProcessAndNoDescriptorBehindAfterManyRestarts)
+{
+    AskAndWait(*std::make_unique<WorkerProcess>(ScriptedWorker()), {});
+    const int descriptors = CountOpenDescriptors();
+    {
+        WorkerProcess worker(ScriptedWorker());
+        for (int round = 0; round < 20; ++round) {
+            AskAndWait(worker, {});
+            worker.End();
+            AskAndWait(worker, Do("die"));
+            AskAndWait(worker, Do("no-json"));
+            WorkerProcess missing("/missing/program");
+            AskAndWait(missing, {});
+        }
+        EXPECT_TRUE(ChildProcesses().empty());
+    }
+    EXPECT_EQ(CountOpenDescriptors(), descriptors);
+}
+
+/** Runs a copy of the program that prints what FindProgram answers, in a folder of its own. */
+class FindProgramTest : public testing::Test
+{
+protected:
+    FindProgramTest() { EXPECT_TRUE(QFile::copy(FIND_WORKER, folder.filePath("FindWorker"))); }
+
+    void MakeProgram(const QString& path)
+    {
+        EXPECT_TRUE(QDir().mkpath(QFileInfo(path).path()));
+        EXPECT_TRUE(QFile::copy(ScriptedWorker(), path));
+    }
+
+    QString Find(const QString& libraryFolder = {})
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("LD_LIBRARY_PATH", libraryFolder);
+        QProcess finder;
+        finder.setProcessEnvironment(environment);
+        finder.start(folder.filePath("FindWorker"), QStringList());
+        EXPECT_TRUE(finder.waitForFinished());
+        return QFile::decodeName(finder.readAllStandardOutput());
+    }
+
+    const QTemporaryDir folder;
+};
+
+TEST_F(FindProgramTest, FindsNothingWhereThereIsNone)
+{
+    EXPECT_EQ(Find(), QString());
+}
+
+TEST_F(FindProgramTest, FindsTheProgramBesideTheRunningOne)
+{
+    MakeProgram(folder.filePath("pdfconvert-worker"));
+    EXPECT_EQ(Find(), folder.filePath("pdfconvert-worker"));
+}
+
+TEST_F(FindProgramTest, PassesOverWhatCannotBeExecuted)
+{
+    QFile file(folder.filePath("pdfconvert-worker"));
+    ASSERT_TRUE(file.open(QFile::WriteOnly));
+    EXPECT_EQ(Find(), QString());
+}
+
+TEST_F(FindProgramTest, FindsTheProgramInTheLibexecFolderOfTheLibrary)
+{
+    const QFileInfo library(CONVERTER_SERVICES);
+    const QString copy = folder.filePath(LIBDIR "/") + library.fileName();
+    ASSERT_TRUE(QDir(folder.path()).mkpath(LIBDIR));
+    ASSERT_TRUE(QFile::copy(library.filePath(), copy));
+    const QString program = folder.filePath(LIBEXECDIR "/pdfconvert-worker");
+    MakeProgram(program);
+    const QString found = Find(QFileInfo(copy).path());
+    EXPECT_EQ(QFileInfo(found).canonicalFilePath(), program);
+}
+
+} // namespace Korvel::PDF::Test

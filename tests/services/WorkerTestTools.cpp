@@ -1,0 +1,110 @@
+#include "WorkerTestTools.h"
+
+#include "WorkerProcess.h"
+
+#include <fstream>
+#include <mutex>
+#include <optional>
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QLoggingCategory>
+#include <QTimer>
+
+#include <unistd.h>
+
+namespace Korvel::PDF::Test {
+
+namespace {
+
+std::mutex messagesMutex;
+std::string messages;
+
+void KeepMessage(QtMsgType, const QMessageLogContext&, const QString& message)
+{
+    const std::lock_guard lock(messagesMutex);
+    messages += message.toStdString() + '\n';
+}
+
+/** The parent of the process, from the fourth field of its stat file; 0 when it is gone. */
+int ParentOf(const QString& pid)
+{
+    std::ifstream stat("/proc/" + pid.toStdString() + "/stat");
+    std::string text;
+    std::getline(stat, text);
+    const std::size_t nameEnd = text.rfind(')');
+    if (nameEnd == std::string::npos)
+        return 0;
+    return std::stoi(text.substr(nameEnd + 4));
+}
+
+} // namespace
+
+QString ScriptedWorker()
+{
+    return QStringLiteral(SCRIPTED_WORKER);
+}
+
+QJsonObject AskAndWait(WorkerProcess& worker, const QJsonObject& request)
+{
+    std::optional<QJsonObject> received;
+    worker.Ask(request, [&received](const QJsonObject& answer) { received = answer; });
+    WaitUntil([&received] { return received.has_value(); });
+    return received.value();
+}
+
+QJsonObject Do(const QString& what)
+{
+    return {{"do", what}};
+}
+
+bool WaitUntil(const std::function<bool()>& condition)
+{
+    // Waits for events, not for a while: the tests ask thousands of requests.
+    const QDeadlineTimer deadline(60'000);
+    QTimer tick;
+    tick.start(10);
+    while (!condition() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return condition();
+}
+
+std::vector<int> ChildProcesses()
+{
+    std::vector<int> children;
+    for (const QString& name : QDir("/proc").entryList(QDir::Dirs)) {
+        if (name.toInt() > 0 && ParentOf(name) == ::getpid())
+            children.push_back(name.toInt());
+    }
+    return children;
+}
+
+int CountOpenDescriptors()
+{
+    return QDir("/proc/self/fd")
+        .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+        .size();
+}
+
+MessageCapture::MessageCapture()
+{
+    const std::lock_guard lock(messagesMutex);
+    messages.clear();
+    QLoggingCategory::setFilterRules("korvel.*=true");
+    qInstallMessageHandler(KeepMessage);
+}
+
+MessageCapture::~MessageCapture()
+{
+    qInstallMessageHandler(nullptr);
+    QLoggingCategory::setFilterRules({});
+}
+
+std::string MessageCapture::Text() const
+{
+    const std::lock_guard lock(messagesMutex);
+    return messages;
+}
+
+} // namespace Korvel::PDF::Test

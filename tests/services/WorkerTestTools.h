@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <QJsonObject>
+#include <QString>
+
+namespace Korvel::PDF {
+class WorkerProcess;
+}
+
+namespace Korvel::PDF::Test {
+
+/** The stand-in for the worker that does what requests tell it to (ScriptedWorker.cpp). */
+QString ScriptedWorker();
+
+/** Asks, and runs the event loop until the answer is there. */
+QJsonObject AskAndWait(WorkerProcess& worker, const QJsonObject& request);
+
+/** A request that tells the scripted worker what to do. */
+QJsonObject Do(const QString& what);
+
+/** Runs the event loop until `condition` holds; whether it came to hold within a minute. */
+bool WaitUntil(const std::function<bool()>& condition);
+
+/** The children of this process, ended ones that nobody has waited for included. */
+std::vector<int> ChildProcesses();
+
+/** How many descriptors this process has open. */
+int CountOpenDescriptors();
+
+/** Collects all messages of Qt's log as long as it lives, from every thread. */
+class MessageCapture
+{
+public:
+    MessageCapture();
+    ~MessageCapture();
+
+    MessageCapture(const MessageCapture&) = delete;
+    MessageCapture& operator=(const MessageCapture&) = delete;
+
+    /** All messages so far, a line each. */
+    std::string Text() const;
+};
+
+} // namespace Korvel::PDF::Test
