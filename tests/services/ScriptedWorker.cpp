@@ -235,6 +235,19 @@ const std::map<QString, Action>& Actions()
     return actions;
 }
 
+bool Exists(const QString& path)
+{
+    return ::access(path.toUtf8().constData(), F_OK) == 0;
+}
+
+/** Tells by a file in the request's folder "meet" that it came, and waits there for the answer. */
+void Meet(const QString& folder)
+{
+    std::ofstream((folder + "/received").toStdString());
+    while (!Exists(folder + "/go"))
+        ::usleep(1000);
+}
+
 QString WhatToDo(const QJsonObject& request)
 {
     const QString told = request["do"].toString();
@@ -246,6 +259,8 @@ void Serve(const QJsonObject& request)
     const QString what = WhatToDo(request);
     const QString fail = "fail-with-";
     ++served;
+    if (request.contains("meet"))
+        Meet(request["meet"].toString());
     if (const auto action = Actions().find(what); action != Actions().end())
         action->second(request);
     else if (what.startsWith(fail))

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <optional>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -263,6 +264,38 @@ TEST(WorkerProcessTest, AnswersTheLastWordsOfAWorkerThatDiesOfThem)
         EXPECT_TRUE(AskAndWait(worker, Do("answer-and-die"))["ok"].toBool());
         ASSERT_TRUE(WaitUntil([] { return ChildProcesses().empty(); }));
     }
+}
+
+/** Waits without handling an event, so that the death is news to the WorkerProcess. */
+void WaitForDeathOfAllChildren()
+{
+    for (const int pid : ChildProcesses()) {
+        while (!HasEnded(pid))
+            std::this_thread::yield();
+    }
+}
+
+TEST(WorkerProcessTest, AsksANewProcessAfterTheOldOneHasDiedUnnoticed)
+{
+    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    ASSERT_TRUE(AskAndWait(worker, Do("answer-and-die"))["ok"].toBool());
+    WaitForDeathOfAllChildren();
+    EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
+}
+
+TEST(WorkerProcessTest, AsksANewProcessAfterTheOldOneHasDiedOfItsAnswer)
+{
+    const QTemporaryDir folder;
+    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    Answers answers;
+    worker.Ask({{"do", "answer-and-die"}, {"meet", folder.path()}}, answers.For("last words"));
+    worker.Ask({}, answers.For("next"));
+    ASSERT_TRUE(WaitUntil([&] { return QFile::exists(folder.filePath("received")); }));
+    ASSERT_TRUE(QFile(folder.filePath("go")).open(QFile::WriteOnly));
+    WaitForDeathOfAllChildren();
+    ASSERT_TRUE(answers.WaitForCount(2));
+    EXPECT_TRUE(answers.byName["last words"]["ok"].toBool());
+    EXPECT_TRUE(answers.byName["next"]["ok"].toBool());
 }
 
 TEST(WorkerProcessTest, AnswersARequestThatMeetsADyingWorker)

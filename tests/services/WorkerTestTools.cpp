@@ -27,16 +27,20 @@ void KeepMessage(QtMsgType, const QMessageLogContext&, const QString& message)
     messages += message.toStdString() + '\n';
 }
 
-/** The parent of the process, from the fourth field of its stat file; 0 when it is gone. */
-int ParentOf(const QString& pid)
+/** What stands in the process's stat file from the third field on: its state, then its parent. */
+std::string StateOf(int pid)
 {
-    std::ifstream stat("/proc/" + pid.toStdString() + "/stat");
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
     std::string text;
     std::getline(stat, text);
-    const std::size_t nameEnd = text.rfind(')');
-    if (nameEnd == std::string::npos)
-        return 0;
-    return std::stoi(text.substr(nameEnd + 4));
+    const std::size_t nameEnd = text.rfind(") ");
+    return nameEnd == std::string::npos ? std::string() : text.substr(nameEnd + 2);
+}
+
+bool IsChild(int pid)
+{
+    const std::string state = StateOf(pid);
+    return !state.empty() && std::stoi(state.substr(2)) == ::getpid();
 }
 
 } // namespace
@@ -74,10 +78,16 @@ std::vector<int> ChildProcesses()
 {
     std::vector<int> children;
     for (const QString& name : QDir("/proc").entryList(QDir::Dirs)) {
-        if (name.toInt() > 0 && ParentOf(name) == ::getpid())
-            children.push_back(name.toInt());
+        if (const int pid = name.toInt(); pid > 0 && IsChild(pid))
+            children.push_back(pid);
     }
     return children;
+}
+
+bool HasEnded(int pid)
+{
+    const std::string state = StateOf(pid);
+    return state.empty() || state.front() == 'Z';
 }
 
 int CountOpenDescriptors()

@@ -28,6 +28,9 @@ bool WaitUntil(const std::function<bool()>& condition);
 /** The children of this process, ended ones that nobody has waited for included. */
 std::vector<int> ChildProcesses();
 
+/** Whether this child has ended, seen without waiting for it. */
+bool HasEnded(int pid);
+
 /** How many descriptors this process has open. */
 int CountOpenDescriptors();
 

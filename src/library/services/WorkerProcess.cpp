@@ -10,6 +10,7 @@
 #include <QPointer>
 
 #include <dlfcn.h>
+#include <sys/wait.h>
 
 namespace Korvel::PDF {
 
@@ -23,6 +24,15 @@ QJsonObject Failure(const QString& reason, const QString& message)
     return {{QStringLiteral("ok"), false},
             {QStringLiteral("reason"), reason},
             {QStringLiteral("message"), message}};
+}
+
+/** Whether the process has ended, also when the event loop has not told so yet. */
+bool HasEnded(const QProcess& process)
+{
+    siginfo_t info = {};
+    return process.state() == QProcess::NotRunning ||
+           (::waitid(P_PID, id_t(process.processId()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+            info.si_pid != 0);
 }
 
 /** The folder of the shared library that this code was loaded from. */
@@ -81,22 +91,17 @@ void WorkerProcess::End()
 
 void WorkerProcess::Start()
 {
-    process = new QProcess(this);
-    QProcess* const started = process;
-    connect(started, &QProcess::readyReadStandardOutput, this, &WorkerProcess::ReadAnswers);
-    connect(started, &QProcess::readyReadStandardError, this,
-            [started] { qCDebug(servicesLog) << "worker:" << started->readAllStandardError(); });
-    connect(started, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this,
-            &WorkerProcess::ProcessEnded);
-    // Queued, since starting can fail inside start(): an answer never comes before Ask returns.
-    connect(
-        started, &QProcess::errorOccurred, this,
-        [this, started](QProcess::ProcessError error) {
-            if (started == process && error == QProcess::FailedToStart)
-                Fail(QStringLiteral("not-started"),
-                     QStringLiteral("cannot start the worker: ") + started->errorString());
-        },
-        Qt::QueuedConnection);
+    process = std::make_unique<QProcess>();
+    // Queued: starting can fail inside start(), and receivers may destroy the process or run an
+    // event loop, neither of which they may inside one of its signals. What comes late is harmless,
+    // as the slots go by the state of the process that is there.
+    const auto when = [this](auto signal, auto slot) {
+        connect(process.get(), signal, this, slot, Qt::QueuedConnection);
+    };
+    when(&QProcess::readyReadStandardOutput, &WorkerProcess::ReadAnswers);
+    when(&QProcess::readyReadStandardError, &WorkerProcess::ReadComplaints);
+    when(&QProcess::errorOccurred, &WorkerProcess::ProcessChanged);
+    when(qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &WorkerProcess::ProcessChanged);
     process->start(program, QStringList());
 }
 
@@ -105,11 +110,9 @@ void WorkerProcess::Discard()
     alarm.stop();
     if (!process)
         return;
-    process->disconnect(this);
     process->kill();
     process->waitForFinished();
-    // Not deleted here: this may run inside one of its signals.
-    std::exchange(process, nullptr)->deleteLater();
+    process.reset();
 }
 
 void WorkerProcess::SendNext()
@@ -117,8 +120,10 @@ void WorkerProcess::SendNext()
     if (waiting || requests.empty())
         return;
     waiting = true;
-    if (!process)
+    if (!process || HasEnded(*process)) {
+        Discard();
         Start();
+    }
     process->write(requests.front().line);
     alarm.start(deadline);
 }
@@ -141,6 +146,12 @@ void WorkerProcess::ReadAnswers()
         Fail(QStringLiteral("rubbish"), QStringLiteral("the worker's answer has no end"));
 }
 
+void WorkerProcess::ReadComplaints()
+{
+    if (process)
+        qCDebug(servicesLog) << "worker:" << process->readAllStandardError();
+}
+
 void WorkerProcess::Answer(const QJsonObject& answer)
 {
     alarm.stop();
@@ -161,17 +172,21 @@ void WorkerProcess::Fail(const QString& reason, const QString& message)
         Answer(Failure(reason, message));
 }
 
-void WorkerProcess::ProcessEnded(int exitCode, QProcess::ExitStatus status)
+void WorkerProcess::ProcessChanged()
 {
     const QPointer<WorkerProcess> self(this);
-    const QProcess* const ended = process;
-    ReadAnswers();
-    if (!self || process != ended)
+    ReadAnswers(); // its last words
+    if (!self || !process || process->state() != QProcess::NotRunning)
         return;
-    if (status == QProcess::NormalExit && exitCode == outOfMemoryExitCode)
+    if (process->error() == QProcess::FailedToStart)
+        Fail(QStringLiteral("not-started"),
+             QStringLiteral("cannot start the worker: ") + process->errorString());
+    else if (process->exitStatus() == QProcess::NormalExit &&
+             process->exitCode() == outOfMemoryExitCode)
         Fail(QStringLiteral("out-of-memory"), QStringLiteral("the worker ran out of memory"));
     else
-        Fail(QStringLiteral("died"), QStringLiteral("the worker ended with code %1").arg(exitCode));
+        Fail(QStringLiteral("died"),
+             QStringLiteral("the worker ended with code %1").arg(process->exitCode()));
 }
 
 } // namespace Korvel::PDF

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <deque>
 #include <functional>
+#include <memory>
 
 #include <QJsonObject>
 #include <QObject>
@@ -20,7 +21,8 @@ namespace Korvel::PDF {
  * Requests and answers are JSON objects, a line each, over the process's standard input and output
  * (docs/worker-protocol.md). Requests are sent one by one in the order in which they were asked.
  * The process is started by the first request, and again by the next one after it has died or was
- * ended; what it held open is gone then.
+ * ended; what it held open is gone then. A request that had been sent to it before is answered with
+ * its death.
  *
  *     worker.Ask({{"op", "convert"}, ...}, [](const QJsonObject& answer) {
  *         if (!answer["ok"].toBool()) qWarning() << answer["reason"].toString();
@@ -82,14 +84,15 @@ private:
     void Discard();
     void SendNext();
     void ReadAnswers();
+    void ReadComplaints();
     void Answer(const QJsonObject& answer);
     void Fail(const QString& reason, const QString& message);
-    void ProcessEnded(int exitCode, QProcess::ExitStatus status);
+    void ProcessChanged();
 
     const QString program;
     const std::chrono::milliseconds deadline;
-    /** A child of this object; null while none runs. */
-    QProcess* process = nullptr;
+    /** The process that runs, or has ended unnoticed; else null. */
+    std::unique_ptr<QProcess> process;
     std::deque<Request> requests;
     bool waiting = false;
     qint64 lastId = 0;
