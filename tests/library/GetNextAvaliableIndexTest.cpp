@@ -1,0 +1,221 @@
+#include "GetNextAvaliableIndex.h"
+
+#include <fstream>
+#include <ostream>
+#include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+namespace Korvel::PDF::Test {
+
+namespace {
+
+using Util::GetNextAvaliableIndex;
+
+static_assert(
+    std::is_convertible_v<decltype(&GetNextAvaliableIndex),
+                          std::string (*)(const ioPath& folder, const std::regex& pattern)>);
+static_assert(noexcept(GetNextAvaliableIndex(std::declval<const ioPath&>(),
+                                             std::declval<const std::regex&>())));
+
+/** The pattern that the temporary-file wrapper builds for a wanted file. */
+std::regex Pattern(const std::string& baseName, const std::string& suffix)
+{
+    return std::regex(baseName + R"(\((\d+)\)\.)" + suffix, std::regex::icase);
+}
+
+/** A wanted name, the entries of its folder, and the index that is free. */
+struct Row
+{
+    std::string name;
+    std::string baseName;
+    std::string suffix;
+    std::vector<std::string> entries;
+    std::string index;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Row& row)
+{
+    return stream << row.baseName << '.' << row.suffix;
+}
+
+const std::string manyNines(200, '9');
+
+const std::vector<Row> rows{
+    {"NoNumberedFileYet", "report", "pdf", {"report.pdf"}, "2"},
+    {"AnEmptyFolder", "report", "pdf", {}, "2"},
+    {"OneNumberedFile", "report", "pdf", {"report.pdf", "report(2).pdf"}, "3"},
+    {"ARowOfNumberedFiles", "r", "pdf", {"r(2).pdf", "r(3).pdf", "r(4).pdf"}, "5"},
+    {"MoreThanNine",
+     "r",
+     "pdf",
+     {"r(2).pdf", "r(3).pdf", "r(4).pdf", "r(5).pdf", "r(6).pdf", "r(7).pdf", "r(8).pdf",
+      "r(9).pdf", "r(10).pdf"},
+     "11"},
+    {"AGapIsFilled", "report", "pdf", {"report(2).pdf", "report(4).pdf"}, "3"},
+    {"TheNumbersZeroAndOneAreNotAnswered", "report", "pdf", {"report(0).pdf"}, "2"},
+    {"ZeroAndOneTakeNothing", "report", "pdf", {"report(0).pdf", "report(1).pdf"}, "2"},
+    {"LeadingZerosTakeNothing", "report", "pdf", {"report(02).pdf", "report(002).pdf"}, "2"},
+    {"AnotherCase", "report", "pdf", {"REPORT(2).PDF", "Report(3).pdf"}, "4"},
+    {"AnotherBaseName", "report", "pdf", {"letter(2).pdf", "report2(2).pdf"}, "2"},
+    {"ALongerBaseName", "report", "pdf", {"my report(2).pdf"}, "2"},
+    {"AnotherSuffix", "report", "pdf", {"report(2).txt", "report(2).pdfx"}, "2"},
+    {"ABlankBeforeTheParenthesis", "report", "pdf", {"report (2).pdf"}, "2"},
+    {"NoDigitsInTheParentheses", "report", "pdf", {"report().pdf", "report(a).pdf"}, "2"},
+    {"NoSuffixAfterTheNumber", "report", "pdf", {"report(2)"}, "2"},
+    {"HundredsOfDigits", "report", "pdf", {"report(" + manyNines + ").pdf"}, "2"},
+    {"HundredsOfDigitsBesideATakenNumber",
+     "report",
+     "pdf",
+     {"report(" + manyNines + ").pdf", "report(2).pdf"},
+     "3"},
+    {"MoreThanSixtyFourBits", "report", "pdf", {"report(18446744073709551618).pdf"}, "2"},
+    {"AnEmptyBaseName", "", "pdf", {"(2).pdf"}, "3"},
+    {"AnEmptySuffix", "report", "", {"report(2)."}, "3"},
+    {"ASuffixThatWasMendedToALoneDot", "report.pdf", "", {"report.pdf(2)."}, "3"},
+    {"BlanksUnderscoresAndHyphens", "my re-port_1", "pdf", {"my re-port_1(2).pdf"}, "3"},
+
+    {"AParenthesisedNumber", "out(3)", "pdf", {"out(3).pdf", "out(3)(2).pdf"}, "3"},
+    {"AParenthesisedNumberWithoutCopies", "out(3)", "pdf", {"out(3).pdf"}, "2"},
+    {"WhatThePatternOfAParenthesisedNumberDescribes", "out(3)", "pdf", {"out3(2).pdf"}, "2"},
+    {"TheWantedNameItselfCountsForItsNumber", "out(2)", "pdf", {"out(2).pdf"}, "2"},
+    {"Brackets", "[draft]", "pdf", {"[draft](2).pdf"}, "3"},
+    {"WhatThePatternOfBracketsDescribes", "[draft]", "pdf", {"d(2).pdf"}, "3"},
+    {"APlus", "a+b", "pdf", {"a+b(2).pdf"}, "3"},
+    {"TwoPluses", "C++", "pdf", {"C++(2).pdf"}, "3"},
+    {"AQuestionMark", "What?", "pdf", {"What?(2).pdf"}, "3"},
+    {"ABar", "a|b", "pdf", {"a|b(2).pdf"}, "3"},
+    {"ADollarAndACaret", "^a$", "pdf", {"^a$(2).pdf"}, "3"},
+    {"Braces", "a{2}", "pdf", {"a{2}(2).pdf"}, "3"},
+    {"ABackslash", R"(a\d)", "pdf", {R"(a\d(2).pdf)"}, "3"},
+    {"SeveralDots", "archive.tar", "gz", {"archive.tar(2).gz", "archive.tar(3).gz"}, "4"},
+    {"ANewLine", "a\nb", "pdf", {"a\nb(2).pdf"}, "3"},
+    {"NonAsciiLetters", "Übersicht 文書 😀", "pdf", {"Übersicht 文書 😀(2).pdf"}, "3"},
+    {"ANonAsciiSuffix", "report", "ä", {"report(2).ä"}, "3"},
+    {"GroupsInTheBaseName", "(a)(b)", "pdf", {"(a)(b)(2).pdf"}, "3"},
+    {"WhatThePatternOfGroupsDescribes", "(a)(b)", "pdf", {"ab(2).pdf"}, "2"},
+    {"AGroupThatHoldsTheNumber", "(2)", "pdf", {"2(2).pdf"}, "3"},
+    {"AnotherFileWithASpecialCharacterTakesItsNumberToo", "report", "pdf", {"a.b(2).txt"}, "3"},
+};
+
+class FolderTest : public testing::Test
+{
+protected:
+    void MakeFile(const std::string& name)
+    {
+        ASSERT_TRUE(std::ofstream(Path() + "/" + name).good()) << name;
+    }
+
+    std::string Path() const { return folder.path().toStdString(); }
+
+    std::string Next(const std::regex& pattern) const
+    {
+        return GetNextAvaliableIndex(ioPath(Path()), pattern);
+    }
+
+    QTemporaryDir folder;
+};
+
+class NumberedNamesTableTest : public FolderTest, public testing::WithParamInterface<Row>
+{
+};
+
+} // namespace
+
+TEST_P(NumberedNamesTableTest, AnswersTheSmallestFreeNumber)
+{
+    for (const std::string& entry : GetParam().entries)
+        MakeFile(entry);
+    EXPECT_EQ(Next(Pattern(GetParam().baseName, GetParam().suffix)), GetParam().index);
+}
+
+INSTANTIATE_TEST_SUITE_P(, NumberedNamesTableTest, testing::ValuesIn(rows),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_F(FolderTest, AnswersIndexesWhoseNamesAreFreeForEveryKindOfName)
+{
+    for (const Row& row : rows) {
+        for (int i = 2; i <= 4; ++i) {
+            const std::string name =
+                row.baseName + "(" + Next(Pattern(row.baseName, row.suffix)) + ")." + row.suffix;
+            ASSERT_FALSE(QFile::exists(QDir(folder.path()).filePath(QString::fromStdString(name))))
+                << name;
+            MakeFile(name);
+        }
+    }
+}
+
+TEST_F(FolderTest, CountsAFolderAsAnEntry)
+{
+    ASSERT_TRUE(QDir(folder.path()).mkdir("report(2).pdf"));
+    EXPECT_EQ(Next(Pattern("report", "pdf")), "3");
+}
+
+TEST_F(FolderTest, CountsADanglingLinkAsAnEntry)
+{
+    ASSERT_TRUE(QFile::link("nowhere", folder.filePath("report(2).pdf")));
+    EXPECT_EQ(Next(Pattern("report", "pdf")), "3");
+}
+
+TEST_F(FolderTest, LooksIntoTheFolderAndNotBelowIt)
+{
+    ASSERT_TRUE(QDir(folder.path()).mkdir("below"));
+    MakeFile("below/report(2).pdf");
+    EXPECT_EQ(Next(Pattern("report", "pdf")), "2");
+}
+
+TEST_F(FolderTest, APatternWithoutAGroupDescribesNoNumber)
+{
+    MakeFile("report(2).pdf");
+    EXPECT_EQ(Next(std::regex(R"(report\(\d+\)\.pdf)")), "2");
+}
+
+TEST_F(FolderTest, APatternWithoutTheCaseFlagTellsTheCasesApart)
+{
+    MakeFile("REPORT(2).PDF");
+    EXPECT_EQ(Next(std::regex(R"(report\((\d+)\)\.pdf)")), "2");
+}
+
+TEST_F(FolderTest, AFolderWithANonAsciiNameIsRead)
+{
+    ASSERT_TRUE(QDir(folder.path()).mkdir("Übung 文書 😀"));
+    MakeFile("Übung 文書 😀/report(2).pdf");
+    const ioPath nonAscii(Path() + "/Übung 文書 😀");
+    EXPECT_EQ(GetNextAvaliableIndex(nonAscii, Pattern("report", "pdf")), "3");
+}
+
+TEST_F(FolderTest, AMissingFolderCountsAsEmpty)
+{
+    EXPECT_EQ(GetNextAvaliableIndex(ioPath(Path() + "/missing"), Pattern("report", "pdf")), "2");
+    EXPECT_EQ(GetNextAvaliableIndex(ioPath(), Pattern("report", "pdf")), "2");
+}
+
+TEST_F(FolderTest, AFileInPlaceOfTheFolderCountsAsEmpty)
+{
+    MakeFile("file");
+    EXPECT_EQ(GetNextAvaliableIndex(ioPath(Path() + "/file"), Pattern("report", "pdf")), "2");
+}
+
+TEST_F(FolderTest, AnUnreadableFolderCountsAsEmpty)
+{
+    MakeFile("report(2).pdf");
+    ASSERT_EQ(::chmod(Path().c_str(), 0), 0);
+    // The administrator reads every folder, so the call is made as nobody.
+    const uid_t user = ::geteuid();
+    const bool isAdministrator = user == 0;
+    ASSERT_EQ(isAdministrator ? ::seteuid(65534) : 0, 0);
+    const std::string index = Next(Pattern("report", "pdf"));
+    ASSERT_EQ(isAdministrator ? ::seteuid(user) : 0, 0);
+    ASSERT_EQ(::chmod(Path().c_str(), 0700), 0);
+
+    EXPECT_EQ(index, "2");
+    EXPECT_EQ(Next(Pattern("report", "pdf")), "3");
+}
+
+} // namespace Korvel::PDF::Test

@@ -1,0 +1,243 @@
+#include "FakeFileSystem.h"
+#include "FakeNameGenerator.h"
+#include "FakePdfProvider.h"
+#include "FileSystemContract.h"
+#include "FolderFileSystem.h"
+#include "Futures.h"
+#include "VirtualSlot.h"
+
+#include <fstream>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <QFile>
+#include <QTemporaryDir>
+
+namespace Korvel::PDF::Test {
+
+namespace {
+
+static_assert(std::is_trivially_copyable_v<DocumentHandle>);
+static_assert(std::is_trivially_destructible_v<DocumentHandle>);
+static_assert(sizeof(DocumentHandle) == 16);
+static_assert(std::is_same_v<decltype(DocumentHandle::id), std::int64_t>);
+static_assert(offsetof(DocumentHandle, id) == 0);
+
+static_assert(std::is_same_v<decltype(&IFileNameGenerator::GenerateFileName),
+                             std::string (IFileNameGenerator::*)()>);
+static_assert(std::is_same_v<decltype(&IFileSystem::GetTempFolder), ioPath (IFileSystem::*)()>);
+static_assert(
+    std::is_same_v<decltype(&IFileSystem::RemoveFolder), bool (IFileSystem::*)(const ioPath&)>);
+static_assert(std::is_same_v<decltype(&IFileSystem::Exists), bool (IFileSystem::*)(const ioPath&)>);
+static_assert(std::is_same_v<decltype(&IFileSystem::Move),
+                             bool (IFileSystem::*)(const ioPath&, const ioPath&)>);
+static_assert(
+    std::is_same_v<decltype(&IFileSystem::CreateFolder), bool (IFileSystem::*)(const ioPath&)>);
+static_assert(std::is_same_v<decltype(&IPDFProvider::OpenDocument),
+                             std::future<DocumentHandle> (IPDFProvider::*)(const ioPath&,
+                                                                           const std::string&)>);
+static_assert(
+    std::is_same_v<decltype(&IPDFProvider::SaveDocument),
+                   std::future<bool> (IPDFProvider::*)(const DocumentHandle&, const ioPath&)>);
+static_assert(std::is_same_v<decltype(&IPDFProvider::CloseDocument),
+                             std::future<bool> (IPDFProvider::*)(const DocumentHandle&)>);
+
+static_assert(std::has_virtual_destructor_v<IFileNameGenerator>);
+static_assert(std::has_virtual_destructor_v<IFileSystem>);
+static_assert(std::has_virtual_destructor_v<IPDFProvider>);
+static_assert(std::is_abstract_v<IFileNameGenerator>);
+static_assert(std::is_abstract_v<IFileSystem>);
+static_assert(std::is_abstract_v<IPDFProvider>);
+
+static_assert(std::is_copy_constructible_v<ioPath>);
+static_assert(std::is_same_v<decltype(ioPath().utf8string()), std::string>);
+static_assert(std::is_same_v<decltype(ioPath() = ""), ioPath&>);
+
+/** Text with letters of two, three and four UTF-8 bytes. */
+const std::string nonAscii = "/Übung/文書/😀.pdf";
+
+} // namespace
+
+TEST(ServiceInterfacesTest, TheFileSystemDeclaresItsOperationsInTheirOrder)
+{
+    const std::size_t first = VirtualSlot(&IFileSystem::GetTempFolder);
+    EXPECT_EQ(VirtualSlot(&IFileSystem::RemoveFolder), first + 1);
+    EXPECT_EQ(VirtualSlot(&IFileSystem::Exists), first + 2);
+    EXPECT_EQ(VirtualSlot(&IFileSystem::Move), first + 3);
+    EXPECT_EQ(VirtualSlot(&IFileSystem::CreateFolder), first + 4);
+}
+
+TEST(ServiceInterfacesTest, ThePdfProviderDeclaresItsOperationsInTheirOrder)
+{
+    const std::size_t first = VirtualSlot(&IPDFProvider::OpenDocument);
+    EXPECT_EQ(VirtualSlot(&IPDFProvider::SaveDocument), first + 1);
+    EXPECT_EQ(VirtualSlot(&IPDFProvider::CloseDocument), first + 2);
+}
+
+TEST(IoPathTest, IsEmptyAtFirst)
+{
+    EXPECT_EQ(ioPath().utf8string(), "");
+}
+
+TEST(IoPathTest, KeepsTheUtf8TextThatItWasMadeFrom)
+{
+    EXPECT_EQ(ioPath(nonAscii).utf8string(), nonAscii);
+    EXPECT_EQ(ioPath(std::string("a\0b", 3)).utf8string(), std::string("a\0b", 3));
+}
+
+TEST(IoPathTest, TakesTheAssignedTextUpToItsNul)
+{
+    ioPath path(std::string("before"));
+    EXPECT_EQ(&(path = nonAscii.c_str()), &path);
+    EXPECT_EQ(path.utf8string(), nonAscii);
+    path = "a\0b";
+    EXPECT_EQ(path.utf8string(), "a");
+    path = static_cast<const char*>(nullptr);
+    EXPECT_EQ(path.utf8string(), "");
+}
+
+TEST(IoPathTest, CopiesAreIndependent)
+{
+    ioPath path(std::string("one"));
+    const ioPath copy(path);
+    path = "two";
+    EXPECT_EQ(copy.utf8string(), "one");
+}
+
+TEST(IoPathTest, StreamsItsText)
+{
+    std::ostringstream stream;
+    stream << ioPath(nonAscii) << '!';
+    EXPECT_EQ(stream.str(), nonAscii + "!");
+}
+
+class IoPathRemoveTest : public testing::Test
+{
+protected:
+    std::string MakeFile(const std::string& name)
+    {
+        const std::string path = folder.path().toStdString() + "/" + name;
+        std::ofstream(path) << "content";
+        return path;
+    }
+
+    static bool Exists(const std::string& path) { return std::ifstream(path).good(); }
+
+    QTemporaryDir folder;
+};
+
+TEST_F(IoPathRemoveTest, DeletesTheFile)
+{
+    const std::string path = MakeFile("Übung 文書😀.pdf");
+    EXPECT_TRUE(ioPath::remove(ioPath(path)));
+    EXPECT_FALSE(Exists(path));
+}
+
+TEST_F(IoPathRemoveTest, AnswersFalseWhereThereIsNoFile)
+{
+    EXPECT_FALSE(ioPath::remove(ioPath(folder.path().toStdString() + "/missing")));
+    EXPECT_FALSE(ioPath::remove(ioPath()));
+}
+
+TEST_F(IoPathRemoveTest, LeavesAFolderAlone)
+{
+    EXPECT_FALSE(ioPath::remove(ioPath(folder.path().toStdString())));
+    EXPECT_TRUE(QFile::exists(folder.path()));
+}
+
+TEST_F(IoPathRemoveTest, DeletesALinkAndNotWhatItPointsTo)
+{
+    const std::string target = MakeFile("target");
+    const std::string link = folder.path().toStdString() + "/link";
+    ASSERT_TRUE(QFile::link(QString::fromStdString(target), QString::fromStdString(link)));
+    EXPECT_TRUE(ioPath::remove(ioPath(link)));
+    EXPECT_TRUE(Exists(target));
+    EXPECT_FALSE(Exists(link));
+}
+
+TEST_F(IoPathRemoveTest, RefusesANulInsteadOfDeletingTheFileNamedBeforeIt)
+{
+    const std::string path = MakeFile("kept");
+    EXPECT_FALSE(ioPath::remove(ioPath(path + std::string("\0.pdf", 5))));
+    EXPECT_TRUE(Exists(path));
+}
+
+TEST(FakeNameGeneratorTest, TwoCallsInARowAnswerDifferentStems)
+{
+    FakeNameGenerator names(std::make_shared<CallJournal>());
+    EXPECT_NE(names.GenerateFileName(), names.GenerateFileName());
+}
+
+TEST(FakeNameGeneratorTest, HandsOutTheGivenStemsFirst)
+{
+    FakeNameGenerator names(std::make_shared<CallJournal>());
+    names.given = {"x1", "x1"};
+    EXPECT_EQ(names.GenerateFileName(), "x1");
+    EXPECT_EQ(names.GenerateFileName(), "x1");
+    EXPECT_EQ(names.GenerateFileName(), "stem1");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    FakeFileSystem, FileSystemContract, testing::Values([](const std::string& folder) {
+        auto files = std::make_shared<FakeFileSystem>(folder, std::make_shared<CallJournal>());
+        const auto make = [files](const std::string& path, const std::string& content) {
+            files->files[path] = content;
+        };
+        const auto read = [files](const std::string& path) {
+            const auto file = files->files.find(path);
+            return file == files->files.end() ? std::string() : file->second;
+        };
+        return FileSystemUnderTest{files, make, read};
+    }));
+
+INSTANTIATE_TEST_SUITE_P(FolderFileSystem, FileSystemContract,
+                         testing::Values([](const std::string& folder) {
+                             return OverRealFolders(std::make_shared<FolderFileSystem>(folder));
+                         }));
+
+class FakePdfProviderTest : public testing::Test
+{
+protected:
+    ioPath Path(const std::string& name) const
+    {
+        return ioPath(folder.path().toStdString() + "/" + name);
+    }
+
+    QTemporaryDir folder;
+    FakePdfProvider provider{std::make_shared<CallJournal>()};
+};
+
+TEST_F(FakePdfProviderTest, AnswersMinusOneForWhatItCannotOpen)
+{
+    std::ofstream(Path("letter.txt").utf8string()) << "Dear Sir or Madam";
+    FakePdfProvider::MakeDocument(Path("locked.pdf").utf8string(), "secret");
+    EXPECT_EQ(provider.OpenDocument(Path("letter.txt"), "").get().id, -1);
+    EXPECT_EQ(provider.OpenDocument(Path("missing.pdf"), "").get().id, -1);
+    EXPECT_EQ(provider.OpenDocument(Path("locked.pdf"), "wrong").get().id, -1);
+    EXPECT_EQ(provider.OpenDocument(Path("locked.pdf"), "").get().id, -1);
+}
+
+TEST_F(FakePdfProviderTest, ADocumentSavedFromAnEncryptedFileOpensWithAnEmptyPassword)
+{
+    FakePdfProvider::MakeDocument(Path("locked.pdf").utf8string(), "secret");
+    const DocumentHandle document = provider.OpenDocument(Path("locked.pdf"), "secret").get();
+    ASSERT_GE(document.id, 0);
+    EXPECT_TRUE(provider.SaveDocument(document, Path("saved.pdf")).get());
+    EXPECT_TRUE(provider.CloseDocument(document).get());
+    EXPECT_GE(provider.OpenDocument(Path("saved.pdf"), "").get().id, 0);
+}
+
+TEST_F(FakePdfProviderTest, ADocumentStaysOpenUntilItIsClosedWhateverBecomesOfItsHandles)
+{
+    FakePdfProvider::MakeDocument(Path("a.pdf").utf8string(), "");
+    const DocumentHandle document = provider.OpenDocument(Path("a.pdf"), "").get();
+    {
+        const DocumentHandle copy = document;
+        EXPECT_EQ(copy.id, document.id);
+    }
+    EXPECT_TRUE(provider.CloseDocument(document).get());
+    EXPECT_FALSE(provider.CloseDocument(document).get());
+    EXPECT_FALSE(provider.SaveDocument(document, Path("b.pdf")).get());
+}
+
+} // namespace Korvel::PDF::Test

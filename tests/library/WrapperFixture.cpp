@@ -1,0 +1,83 @@
+#include "WrapperFixture.h"
+
+namespace Korvel::PDF::Test {
+
+std::ostream& operator<<(std::ostream& stream, const Stack& stack)
+{
+    return stream << stack.name;
+}
+
+const std::vector<Stack>& AllStacks()
+{
+    static const std::vector<Stack> stacks{
+        {"TempFile", {Wrapper::TempFile}},
+        {"Unencrypt", {Wrapper::Unencrypt}},
+        {"UnencryptAroundTempFile", {Wrapper::Unencrypt, Wrapper::TempFile}},
+        {"TempFileAroundUnencrypt", {Wrapper::TempFile, Wrapper::Unencrypt}},
+        {"TempFileAroundTempFile", {Wrapper::TempFile, Wrapper::TempFile}},
+        {"UnencryptAroundUnencrypt", {Wrapper::Unencrypt, Wrapper::Unencrypt}}};
+    return stacks;
+}
+
+WrapperFixture::WrapperFixture()
+    : files(std::make_shared<FakeFileSystem>(folder.path().toStdString(), journal))
+{
+}
+
+std::shared_ptr<TempFileWrapper>
+WrapperFixture::MakeTempFileWrapper(std::shared_ptr<AbstractConverter> inner)
+{
+    return std::make_shared<TempFileWrapper>(names, inner, files);
+}
+
+std::shared_ptr<UnencryptDocWrapper>
+WrapperFixture::MakeUnencryptDocWrapper(std::shared_ptr<AbstractConverter> inner)
+{
+    return std::make_shared<UnencryptDocWrapper>(names, inner, pdfs, files);
+}
+
+std::shared_ptr<AbstractConverter> WrapperFixture::Make(const Stack& stack)
+{
+    std::shared_ptr<AbstractConverter> outermost = converter;
+    for (auto wrapper = stack.wrappers.rbegin(); wrapper != stack.wrappers.rend(); ++wrapper) {
+        if (*wrapper == Wrapper::TempFile)
+            outermost = MakeTempFileWrapper(outermost);
+        else
+            outermost = MakeUnencryptDocWrapper(outermost);
+        const auto depth = std::distance(wrapper, stack.wrappers.rend());
+        QObject::connect(outermost.get(), &QObject::destroyed, &receiver, [this, depth] {
+            journal->push_back("wrapper " + std::to_string(depth) + " is destroyed");
+        });
+    }
+    return outermost;
+}
+
+void WrapperFixture::ReleaseAll()
+{
+    names.reset();
+    converter.reset();
+    pdfs.reset();
+    files.reset();
+}
+
+QString WrapperFixture::Path(const QString& name) const
+{
+    return folder.filePath(name);
+}
+
+Task WrapperFixture::MakeTask(const QString& destination)
+{
+    const QString source = Path(QStringLiteral("source.pdf"));
+    FakePdfProvider::MakeDocument(source.toStdString(), "secret");
+    return {QStringLiteral("type"),
+            source,
+            destination,
+            {{"need_export", true}, {"password", std::string("secret")}}};
+}
+
+void WrapperFixture::Record(const AbstractConverter& sender)
+{
+    ReceiveAll(sender, &receiver, [this](const std::string& line) { received.push_back(line); });
+}
+
+} // namespace Korvel::PDF::Test

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "CallJournal.h"
+#include "IFileSystem.h"
+
+#include <functional>
+#include <map>
+#include <set>
+
+namespace Korvel::PDF::Test {
+
+/** A file system in memory that writes every call into the journal, and fails on demand. */
+class FakeFileSystem : public IFileSystem
+{
+public:
+    FakeFileSystem(std::string tempFolder, std::shared_ptr<CallJournal> journal);
+    ~FakeFileSystem() override;
+
+    ioPath GetTempFolder() override;
+    bool RemoveFolder(const ioPath& folder) override;
+    bool Exists(const ioPath& path) override;
+    bool Move(const ioPath& from, const ioPath& to) override;
+    bool CreateFolder(const ioPath& folder) override;
+
+    /** Path -> content of every file. */
+    std::map<std::string, std::string> files;
+    std::set<std::string> folders;
+
+    /** False: the operation fails and changes nothing. */
+    bool createsFolders = true;
+    bool removesFolders = true;
+    bool movesFiles = true;
+
+    /** Called when a move begins, if set. */
+    std::function<void()> onMove;
+
+private:
+    const std::string tempFolder;
+    const std::shared_ptr<CallJournal> journal;
+};
+
+} // namespace Korvel::PDF::Test

@@ -1,0 +1,34 @@
+#include "LogCapture.h"
+
+#include <utility>
+
+namespace Korvel::PDF::Test {
+
+LogCapture::LogCapture(int verbosity) : verbosityBefore(std::exchange(FLAGS_v, verbosity))
+{
+    google::AddLogSink(this);
+}
+
+LogCapture::~LogCapture()
+{
+    google::RemoveLogSink(this);
+    FLAGS_v = verbosityBefore;
+}
+
+std::vector<std::string> LogCapture::Texts() const
+{
+    std::vector<std::string> texts;
+    for (const LogRecord& record : records)
+        texts.push_back(record.text);
+    return texts;
+}
+
+void LogCapture::send(google::LogSeverity severity, const char* fullFileName, const char*, int,
+                      const google::LogMessageTime&, const char* message, std::size_t length)
+{
+    records.push_back({severity, fullFileName, std::string(message, length)});
+    if (onRecord)
+        onRecord(records.back());
+}
+
+} // namespace Korvel::PDF::Test
