@@ -160,7 +160,7 @@ TEST_F(SessionFolderTest, AParentThatCannotHoldItGivesTheReason)
 {
     WriteFile(parent + "/file", "content");
     EXPECT_EQ(ReasonFor(parent + "/missing"), "No such file or directory");
-    EXPECT_EQ(ReasonFor(""), "No such file or directory");
+    EXPECT_EQ(ReasonFor(""), "Invalid argument");
     EXPECT_EQ(ReasonFor(parent + "/file"), "Not a directory");
     EXPECT_EQ(ReasonFor(parent + "/file/below"), "Not a directory");
     EXPECT_EQ(ReasonFor(parent + "/" + std::string(300, 'x')), "File name too long");
@@ -174,6 +174,7 @@ TEST_F(SessionFolderTest, AParentThatIsNoUtf8IsRefused)
     std::filesystem::create_directory(latin1);
     EXPECT_EQ(ReasonFor(latin1), "Invalid or incomplete multibyte or wide character");
     EXPECT_THAT(NamesIn(latin1), IsEmpty());
+    std::filesystem::remove(latin1); // QTemporaryDir cannot
 }
 
 TEST_F(SessionFolderTest, AParentThatMayNotBeWrittenGivesTheReason)

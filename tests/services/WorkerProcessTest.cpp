@@ -547,6 +547,18 @@ TEST(WorkerProcessDestructorTest, AnswersEveryOpenRequestBeforeItReturns)
     EXPECT_TRUE(ChildProcesses().empty());
 }
 
+TEST(WorkerProcessDestructorTest, AnswersARequestThatAReceiverMakesMeanwhile)
+{
+    Answers answers;
+    {
+        WorkerProcess worker(ScriptedWorker());
+        worker.Ask({}, [&](const QJsonObject&) { worker.Ask({}, answers.For("again")); });
+    }
+    EXPECT_EQ(answers.names, QStringList("again"));
+    EXPECT_EQ(Reason(answers.byName["again"]), "ended");
+    EXPECT_TRUE(ChildProcesses().empty());
+}
+
 TEST(WorkerProcessDestructorTest, LeavesNoProcessAndNoDescriptorBehindAfterManyRestarts)
 {
     AskAndWait(*std::make_unique<WorkerProcess>(ScriptedWorker()), {});

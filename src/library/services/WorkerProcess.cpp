@@ -57,7 +57,9 @@ WorkerProcess::WorkerProcess(const QString& program, std::chrono::milliseconds d
 
 WorkerProcess::~WorkerProcess()
 {
-    End();
+    do {
+        End();
+    } while (!requests.empty()); // which receivers have made meanwhile
 }
 
 QString WorkerProcess::FindProgram()
