@@ -622,6 +622,12 @@ TEST_F(FindProgramTest, PassesOverWhatCannotBeExecuted)
     EXPECT_EQ(Find(), QString());
 }
 
+TEST_F(FindProgramTest, PassesOverAFolderOfThatName)
+{
+    ASSERT_TRUE(QDir(folder.path()).mkdir("pdfconvert-worker"));
+    EXPECT_EQ(Find(), QString());
+}
+
 TEST_F(FindProgramTest, FindsTheProgramInTheLibexecFolderOfTheLibrary)
 {
     const QFileInfo library(CONVERTER_SERVICES);

@@ -67,8 +67,9 @@ QString WorkerProcess::FindProgram()
     const QString name = QStringLiteral("/pdfconvert-worker");
     const QString libexec = LibraryFolder() + QStringLiteral("/" LIBEXEC_FROM_LIBRARY);
     for (const QString& folder : {QCoreApplication::applicationDirPath(), libexec}) {
-        if (QFileInfo(folder + name).isExecutable())
-            return folder + name;
+        const QFileInfo program(folder + name);
+        if (program.isFile() && program.isExecutable())
+            return program.filePath();
     }
     return {};
 }
