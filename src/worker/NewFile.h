@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include <sys/types.h>
+
+namespace Korvel::Worker {
+
+/**
+ * A file that did not exist before, removed again unless it is kept.
+ *
+ * Never replaces and never follows a link.
+ */
+class NewFile
+{
+public:
+    /**
+     * @param mode  permission bits, less those of the umask
+     * @throws Failure  "cannot-write"
+     */
+    NewFile(const std::string& path, mode_t mode);
+    ~NewFile();
+
+    /** To write to; closed by this object. */
+    std::FILE* Stream() const { return stream; }
+
+    /**
+     * Closes the file for good.
+     *
+     * @throws Failure  "cannot-write": something was not written, or nothing was
+     */
+    void Keep();
+
+private:
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    const std::string path;
+    std::FILE* stream = nullptr;
+    bool kept = false;
+};
+
+} // namespace Korvel::Worker

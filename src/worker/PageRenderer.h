@@ -1,0 +1,46 @@
+#pragma once
+
+#include "SourceFile.h"
+
+#include <string>
+#include <vector>
+
+#include <QBuffer>
+#include <QImage>
+#include <QPdfDocument>
+
+namespace Korvel::Worker {
+
+/** The pages of an unencrypted PDF, as pictures and as text. */
+class PageRenderer
+{
+public:
+    /** @throws Failure  why it cannot be opened */
+    explicit PageRenderer(const std::string& path);
+
+    /** Whether `path` names the file that was opened, unchanged since. */
+    bool Serves(const std::string& path) const;
+
+    /**
+     * A page on white, annotations and form fields drawn, with its resolution.
+     *
+     * @param page  from 1
+     * @throws Failure  "no-such-page", "cannot-render"
+     */
+    QImage Render(int page, double dotsPerInch);
+
+    /** The text of pages, each followed by a form feed; of all pages when none are named. */
+    QByteArray Text(const std::vector<int>& pages);
+
+private:
+    /** Its index, from 0. */
+    int Check(int page) const;
+
+    const std::string path;
+    const SourceFile file;
+    /** The document, where it is not drawn from its file. */
+    QBuffer prepared;
+    QPdfDocument document;
+};
+
+} // namespace Korvel::Worker

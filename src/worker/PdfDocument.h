@@ -1,0 +1,54 @@
+#pragma once
+
+#include "SourceFile.h"
+
+#include <memory>
+#include <string>
+
+#include <qpdf/QPDF.hh>
+
+#include <QByteArray>
+#include <QJsonObject>
+
+namespace Korvel::Worker {
+
+/** A PDF opened by libqpdf, and repaired as far as that goes. */
+class PdfDocument
+{
+public:
+    /**
+     * Tries the empty password first, then `password`, as user and as owner password.
+     *
+     * @throws Failure  why it cannot be opened
+     */
+    PdfDocument(const std::string& path, const std::string& password);
+
+    /** What the answer to "open" tells of it. */
+    QJsonObject Description();
+
+    bool IsEncrypted() const { return pdf->isEncrypted(); }
+
+    /** Whether it has form fields. */
+    bool HasForm();
+
+    /**
+     * Writes it without encryption to a new file.
+     *
+     * @throws Failure  "cannot-write"
+     */
+    void Save(const std::string& path, mode_t mode);
+
+    /** It as it is to be drawn: without encryption, form fields and annotations made content. */
+    QByteArray ForRendering();
+
+    const SourceFile& File() const { return file; }
+
+private:
+    bool Open(const std::string& path, const std::string& password, bool repair);
+
+    const SourceFile file;
+    std::unique_ptr<QPDF> pdf;
+    bool repaired = false;
+};
+
+} // namespace Korvel::Worker

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "PageRenderer.h"
+#include "PdfDocument.h"
+
+#include <map>
+#include <memory>
+
+#include <QByteArray>
+#include <QJsonObject>
+
+namespace Korvel::Worker {
+
+/** Answers requests; holds what they have opened. */
+class Requests
+{
+public:
+    /** The answer to one line of input. Throws nothing. */
+    QJsonObject Answer(const QByteArray& line);
+
+private:
+    QJsonObject Dispatch(const QJsonObject& request);
+    QJsonObject Open(const QJsonObject& request);
+    QJsonObject Save(const QJsonObject& request);
+    QJsonObject Close(const QJsonObject& request);
+    QJsonObject Convert(const QJsonObject& request);
+    QByteArray Result(const QJsonObject& request, const QString& format);
+    PageRenderer& RendererFor(const std::string& path);
+
+    std::map<qint64, std::unique_ptr<PdfDocument>> documents;
+    /** Of the last converted document: the next page is likely to be one of its. */
+    std::unique_ptr<PageRenderer> renderer;
+};
+
+} // namespace Korvel::Worker

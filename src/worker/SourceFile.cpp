@@ -1,0 +1,56 @@
+#include "SourceFile.h"
+
+#include "Failure.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace Korvel::Worker {
+
+namespace {
+
+bool SameTime(const timespec& a, const timespec& b)
+{
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+} // namespace
+
+SourceFile::SourceFile(const std::string& path)
+{
+    // Without waiting: a FIFO would block until somebody writes to it.
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0 || path.find('\0') != std::string::npos)
+        throw Failure("unreadable", std::strerror(errno));
+    const bool regular = ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+    size = static_cast<std::size_t>(status.st_size);
+    void* const mapped =
+        regular && size > 0 ? ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0) : MAP_FAILED;
+    ::close(file);
+    if (!regular)
+        throw Failure("unreadable", "not a regular file");
+    if (size == 0)
+        throw Failure("empty", "the file is empty");
+    if (mapped == MAP_FAILED)
+        throw Failure("unreadable", std::strerror(errno));
+    data = static_cast<const char*>(mapped);
+}
+
+SourceFile::~SourceFile()
+{
+    ::munmap(const_cast<char*>(data), size);
+}
+
+bool SourceFile::IsCurrent(const std::string& path) const
+{
+    struct stat now = {};
+    return ::stat(path.c_str(), &now) == 0 && now.st_dev == status.st_dev &&
+           now.st_ino == status.st_ino && now.st_size == status.st_size &&
+           SameTime(now.st_mtim, status.st_mtim) && SameTime(now.st_ctim, status.st_ctim);
+}
+
+} // namespace Korvel::Worker

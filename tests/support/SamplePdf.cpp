@@ -1,0 +1,121 @@
+#include "SamplePdf.h"
+
+#include <cmath>
+
+#include <qpdf/QPDF.hh>
+#include <qpdf/QPDFWriter.hh>
+
+#include <QImage>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPdfWriter>
+
+namespace {
+
+constexpr int pointsPerInch = 72;
+constexpr double pi = 3.14159265358979323846;
+
+QFont Font(int points)
+{
+    QFont font(QStringLiteral("DejaVu Sans"));
+    font.setPointSize(points);
+    return font;
+}
+
+/** A picture as a camera would give one: no two neighbours quite alike. */
+QImage Picture()
+{
+    QImage picture(160, 120, QImage::Format_RGB32);
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x) {
+            const double wave = 0.5 + 0.5 * std::sin(x / 9.0) * std::cos(y / 7.0);
+            picture.setPixelColor(x, y,
+                                  QColor::fromHsvF(wave, 0.6, 0.4 + 0.6 * y / picture.height()));
+        }
+    }
+    return picture;
+}
+
+QPainterPath Star(const QPointF& centre, double radius, int points)
+{
+    QPainterPath star;
+    for (int i = 0; i <= 2 * points; ++i) {
+        const double angle = pi * i / points - pi / 2;
+        const double r = i % 2 == 0 ? radius : radius / 2;
+        const QPointF corner = centre + r * QPointF(std::cos(angle), std::sin(angle));
+        i == 0 ? star.moveTo(corner) : star.lineTo(corner);
+    }
+    return star;
+}
+
+void PaintPage(QPainter& painter, int page)
+{
+    painter.setFont(Font(48));
+    painter.drawText(QPointF(60, 110), QStringLiteral("Page %1").arg(page));
+    painter.fillRect(samplePatch, SampleColour(page));
+
+    painter.setFont(Font(12));
+    painter.drawText(QRectF(60, 150, 470, 80), Qt::TextWordWrap,
+                     QStringLiteral("This page was text, a drawing and a picture in a PDF. Whoever "
+                                    "sees it as a picture has converted it. \u00c4 \u00f6 \u00df "
+                                    "\u20ac \u03a9 \u0416"));
+    painter.setPen(QPen(Qt::darkBlue, 3));
+    painter.setBrush(QColor(255, 220, 120));
+    painter.drawPath(Star({150, 380}, 90, 4 + page % 7));
+    painter.setBrush(Qt::NoBrush);
+    for (int ring = 0; ring < 8; ++ring)
+        painter.drawEllipse(QPointF(150, 380), 100 + 6 * ring, 100 + 6 * ring);
+    painter.setPen(Qt::black);
+    painter.drawImage(QRectF(310, 280, 220, 165), Picture());
+}
+
+} // namespace
+
+QColor SampleColour(int page)
+{
+    return QColor::fromHsv(page * 47 % 360, 200, 220);
+}
+
+void MakeSamplePdf(const QString& path, int pages)
+{
+    QPdfWriter writer(path);
+    writer.setPageSize(QPageSize(QPageSize::A4));
+    writer.setPageMargins(QMarginsF());
+    writer.setResolution(pointsPerInch);
+    writer.setTitle(QStringLiteral("Sample"));
+    writer.setCreator(QStringLiteral("pdfconvert"));
+    QPainter painter(&writer);
+    for (int page = 1; page <= pages; ++page) {
+        if (page > 1)
+            writer.newPage();
+        PaintPage(painter, page);
+    }
+}
+
+void EncryptPdf(const QString& from, const QString& to, Encryption encryption,
+                const QByteArray& userPassword, const QByteArray& ownerPassword)
+{
+    QPDF pdf;
+    pdf.processFile(from.toUtf8().constData());
+    QPDFWriter writer(pdf, to.toUtf8().constData());
+    const char* const user = userPassword.constData();
+    const char* const owner = ownerPassword.constData();
+    switch (encryption) {
+    case Encryption::Rc4_40:
+        writer.setR2EncryptionParametersInsecure(user, owner, true, true, true, true);
+        break;
+    case Encryption::Rc4_128:
+        writer.setR3EncryptionParametersInsecure(user, owner, true, true, true, true, true, true,
+                                                 qpdf_r3p_full);
+        break;
+    case Encryption::Aes128:
+        writer.setR4EncryptionParametersInsecure(user, owner, true, true, true, true, true, true,
+                                                 qpdf_r3p_full, true, true);
+        break;
+    case Encryption::Aes256:
+        writer.setR6EncryptionParameters(user, owner, true, true, true, true, true, true,
+                                         qpdf_r3p_full, true);
+        break;
+    }
+    writer.write();
+}
