@@ -17,7 +17,7 @@ namespace Korvel::PDF {
 namespace {
 
 constexpr int outOfMemoryExitCode = 77;
-constexpr qint64 longestAnswer = 64 * 1024 * 1024;
+constexpr qint64 longestAnswer = 4 * 1024 * 1024;
 
 QJsonObject Failure(const QString& reason, const QString& message)
 {
