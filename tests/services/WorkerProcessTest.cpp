@@ -378,7 +378,9 @@ TEST_F(WorkerProgramIsUnusable, BecauseItIsNoProgram)
 TEST_F(WorkerProgramIsUnusable, BecauseNoneWasFound)
 {
     ASSERT_EQ(WorkerProcess::FindProgram(), QString()) << "nothing lies beside the test program";
+    const MessageCapture log;
     ExpectNotStarted({});
+    EXPECT_EQ(log.Text().find("QIODevice"), std::string::npos) << log.Text();
 }
 
 TEST(WorkerProcessReceiverTest, MayAskAgain)

@@ -127,7 +127,8 @@ void WorkerProcess::SendNext()
         Discard();
         Start();
     }
-    process->write(requests.front().line);
+    if (process->isOpen()) // else starting has failed, which is told later
+        process->write(requests.front().line);
     alarm.start(deadline);
 }
 
