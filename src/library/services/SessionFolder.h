@@ -10,10 +10,11 @@ namespace Korvel::PDF {
 /**
  * One private folder for everything temporary of this process, removed with the object.
  *
- * The folder is `pdfconvert-XXXXXX` below a folder for temporary files, made with mode 0700, and
- * held by a lock on it as long as the object lives. Making one also sweeps: session folders of this
- * user whose lock is free belonged to processes that were killed, and are removed with what is in
- * them.
+ * The folder is `pdfconvert-XXXXXX` below a folder for temporary files. Nobody but this user can
+ * look into it (mode 0700), and a lock on it (flock) is held as long as the object lives. Making
+ * one also sweeps: session folders of this user whose lock is free belonged to processes that were
+ * killed, and are removed with what is in them. A folder that merely bears such a name is safe from
+ * that: session folders carry the sticky bit as their mark, set only once they are locked.
  *
  *     std::string error;
  *     std::shared_ptr<SessionFolder> session =
@@ -32,14 +33,16 @@ public:
      *
      * @param parent  UTF-8; a relative path is taken from the working folder
      * @param error   receives the reason, such as "Permission denied", when null is returned
-     * @return null when the folder could not be made or locked. Throws nothing.
+     * @return null when the folder could not be made, or not be kept private and locked, or when
+     * its path is no UTF-8. Throws nothing.
      */
-    static std::unique_ptr<SessionFolder> Create(const std::string& parent, std::string& error);
+    static std::unique_ptr<SessionFolder> Create(const std::string& parent,
+                                                 std::string& error) noexcept;
 
     /** Removes the folder with everything inside it, and lets the lock go. */
     ~SessionFolder();
 
-    /** The folder's absolute path, UTF-8, without a trailing separator. */
+    /** The folder's absolute path, UTF-8, free of links and without a trailing separator. */
     const std::string& Path() const;
 
 private:
