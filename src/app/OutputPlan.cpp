@@ -28,13 +28,14 @@ const QStringList& DocumentFormats()
     return formats;
 }
 
-QString FormatOf(const QString& path)
+/** @param text  the template that `path` was made from, for the message */
+QString FormatOf(const QString& path, const QString& text)
 {
     const QFileInfo file(path);
     QString suffix = file.suffix().toLower();
     const QStringList known = PictureFormats() + DocumentFormats();
     if (!known.contains(suffix) || file.completeBaseName().isEmpty())
-        throw Failure(ExitCode::Usage, "cannot tell the format of '" + path.toStdString() +
+        throw Failure(ExitCode::Usage, "cannot tell the format of '" + text.toStdString() +
                                            "'; end the output's name with one of ." +
                                            known.join(QStringLiteral(" .")).toStdString());
     return suffix;
@@ -68,7 +69,7 @@ OutputTemplate OutputTemplate::Parse(const QString& text)
     }
     piece.text += text.mid(end);
     result.pieces.push_back(piece);
-    result.format = FormatOf(result.ForPage(1));
+    result.format = FormatOf(result.ForPage(1), text);
     if (result.format == QLatin1String("pdf") && result.HasPageNumber())
         throw Failure(ExitCode::Usage, "a PDF as output is one file for the whole document; "
                                        "remove the page number from '" +

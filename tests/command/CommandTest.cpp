@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QImage>
 
@@ -262,7 +263,7 @@ TEST_F(CommandTest, SaysWhichFolderForTemporaryFilesItCannotUse)
     EXPECT_THAT(alone.complaints, HasSubstr("--temp-dir"));
 }
 
-/** What lies in and below a folder while another program works there, as "mode name". */
+/** Who may do what in and below a folder while another program works there: "permissions kind". */
 void Collect(const QString& folder, std::set<std::string>& seen)
 {
     const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.toUtf8().constData()),
@@ -273,7 +274,7 @@ void Collect(const QString& folder, std::set<std::string>& seen)
         const QString path = folder + '/' + name;
         if (name.startsWith('.') || ::lstat(path.toUtf8().constData(), &status) != 0)
             continue;
-        const QString mode = QString::number(status.st_mode & 07777, 8);
+        const QString mode = QString::number(status.st_mode & 0777, 8);
         if (S_ISDIR(status.st_mode)) {
             seen.insert((mode + " folder").toStdString());
             Collect(path, seen);

@@ -16,7 +16,7 @@ class TerminalTest : public ProgramTest
 protected:
     QStringList Arguments(const QStringList& more = {}) const
     {
-        return QStringList{"--temp-dir", TempDir(), "secret.pdf", "-o", "p-%d.png", "-r", "50"} +
+        return QStringList{"--temp-dir", TempDir(), "secret.pdf", "-o", "p/%d.png", "-r", "50"} +
                more;
     }
 };
@@ -30,8 +30,8 @@ TEST_F(TerminalTest, AsksForThePasswordWithoutShowingIt)
     terminal.Type("correct horse\n");
     EXPECT_EQ(terminal.Finish(), 0) << terminal.Screen();
     EXPECT_THAT(terminal.Screen(), Not(HasSubstr("correct horse")));
-    EXPECT_THAT(terminal.Screen(), HasSubstr("p-1.png\r\np-2.png"));
-    EXPECT_EQ(WholePictures("").filter(".png").size(), 2);
+    EXPECT_THAT(terminal.Screen(), HasSubstr("p/1.png\r\np/2.png"));
+    EXPECT_EQ(WholePictures("p").size(), 2);
 }
 
 TEST_F(TerminalTest, AsksThreeTimesAndThenGivesUp)
@@ -88,7 +88,7 @@ TEST_F(TerminalTest, DrawsAProgressBarAndRemovesIt)
     EXPECT_THAT(terminal.Screen(), HasSubstr("secret.pdf [.............................."
                                              "] 0/4 pages"));
     EXPECT_THAT(terminal.Screen(), HasSubstr("] 4/4 pages"));
-    EXPECT_THAT(terminal.Screen(), HasSubstr("\r\033[Kp-1.png"));
+    EXPECT_THAT(terminal.Screen(), HasSubstr("\r\033[Kp/1.png"));
 }
 
 TEST_F(TerminalTest, DrawsNoBarWhenItIsToBeQuiet)
@@ -97,7 +97,7 @@ TEST_F(TerminalTest, DrawsNoBarWhenItIsToBeQuiet)
     Write("pw", "pw");
     Terminal terminal(PDFCONVERT, Arguments({"--password-file", "pw", "-q"}), Path(""));
     EXPECT_EQ(terminal.Finish(), 0);
-    EXPECT_EQ(terminal.Screen(), "p-1.png\r\np-2.png\r\n");
+    EXPECT_EQ(terminal.Screen(), "p/1.png\r\np/2.png\r\n");
 }
 
 } // namespace

@@ -44,14 +44,16 @@ QJsonObject ConvertRequest(const AbstractConverter::Task& task)
                         {QStringLiteral("output"), AbsolutePath(task.destination)},
                         {QStringLiteral("format"), FormatOf(task)}};
     const auto& options = task.options;
-    if (const auto page = options.find("page"); page != options.end())
-        request[QStringLiteral("page")] = std::any_cast<int>(page->second);
     if (const auto dpi = options.find("resolution"); dpi != options.end())
         request[QStringLiteral("resolution")] = std::any_cast<double>(dpi->second);
-    if (const auto pages = options.find("pages"); pages != options.end()) {
+    if (const auto page = options.find("page"); page != options.end()) {
+        const int number = std::any_cast<int>(page->second);
+        request[QStringLiteral("page")] = number;
+        request[QStringLiteral("pages")] = QJsonArray{number};
+    } else if (const auto pages = options.find("pages"); pages != options.end()) {
         QJsonArray numbers;
-        for (const int page : std::any_cast<const std::vector<int>&>(pages->second))
-            numbers.append(page);
+        for (const int number : std::any_cast<const std::vector<int>&>(pages->second))
+            numbers.append(number);
         request[QStringLiteral("pages")] = numbers;
     }
     return request;

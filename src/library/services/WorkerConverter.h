@@ -13,9 +13,10 @@ namespace Korvel::PDF::Converter {
  *
  * A task's `type` is the format ("png", "jpg", "tif", "bmp", "webp", "txt", "pdf"); when it is
  * empty the suffix of the destination is. The destination must not exist. Options:
- * - "page" (`int`, from 1): the page that becomes a picture; needed for the picture formats
+ * - "page" (`int`, from 1): the one page that is wanted; needed for the picture formats
  * - "resolution" (`double`, dots per inch): 150 when absent
- * - "pages" (`std::vector<int>`, from 1): the pages whose text is wanted; all when absent
+ * - "pages" (`std::vector<int>`, from 1): the pages whose text is wanted, unless "page" is given;
+ * all when both are absent
  *
  *     AbstractConverter::Task task;
  *     task.source = "/docs/report.pdf";
