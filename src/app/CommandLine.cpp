@@ -12,29 +12,33 @@ namespace Korvel::App {
 namespace {
 
 constexpr char description[] =
-    "Converts a PDF, encrypted or not, to pictures of its pages, to text, or to a PDF without\n"
-    "encryption. An existing file is never overwritten: page.png becomes page(2).png.";
+    "Converts a PDF, encrypted or not, to pictures of its pages, to text, or to a PDF\n"
+    "without encryption. An existing file is never overwritten: where page.png is\n"
+    "taken, the result is page(2).png.\n";
 
 constexpr char footer[] = R"(
 Examples:
   pdfconvert report.pdf -o pages/page-%d.png
       every page as a picture: pages/page-1.png, pages/page-2.png, ...
   pdfconvert report.pdf -o page.jpg -r 300 --pages 1-3,7
-      four pages at 300 dots per inch: page-01.jpg, ..., page-07.jpg (of 10 or more pages)
+      four pages at 300 dots per inch: page-1.jpg, ..., page-7.jpg
   pdfconvert secret.pdf --password-file pw -o secret.txt
-      the text of an encrypted document, its password being the first line of the file pw
+      the text of an encrypted document; the file pw holds the password
   pdfconvert secret.pdf -o open.pdf
       a copy without encryption; the password is asked for on the terminal
 
-The final paths go to standard output, one a line in page order; everything else goes to
-standard error.
+The final paths go to standard output, one a line in page order; everything else
+goes to standard error.
 
 Exit codes:
-  0 done                           5 the output cannot be written
-  1 broken installation or a bug   7 the conversion failed
-  2 wrong usage                    8 a password is missing or wrong
-  4 the input is missing,        130 interrupted by Ctrl+C (128 and the signal's number)
-    unreadable or not a PDF)";
+    0  done
+    1  the installation is broken, or something unforeseen happened
+    2  wrong usage
+    4  the input is missing, unreadable or not a PDF
+    5  the output cannot be written
+    7  the conversion failed
+    8  a password is missing or wrong
+  130  interrupted by Ctrl+C; 128 and the signal's number for others)";
 
 bool IsUtf8(const char* bytes)
 {
@@ -54,6 +58,15 @@ std::string Escaped(const char* bytes)
     }
     return text.str();
 }
+
+/** Shows that the output has to be given, which CLI11's own line leaves away. */
+class Formatter : public CLI::Formatter
+{
+    std::string make_usage(const CLI::App*, std::string) const override
+    {
+        return "Usage: pdfconvert INPUT -o OUTPUT [OPTIONS]\n";
+    }
+};
 
 ParseResult UsageError(const std::string& message)
 {
@@ -90,21 +103,27 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
     app.footer(footer);
     app.set_version_flag("--version", "pdfconvert " PROJECT_VERSION, "Print the version and exit");
     app.set_help_flag("-h,--help", "Print this help and exit");
-    app.get_formatter()->column_width(34);
+    const auto formatter = std::make_shared<Formatter>();
+    formatter->column_width(28);
+    app.formatter(formatter);
 
     app.add_option("INPUT", input, "The PDF to convert")->required()->option_text(" ");
     app.add_option("-o,--output", output,
-                   "Where the results go. The suffix gives the format: png, jpg, jpeg, tif, tiff, "
-                   "bmp, webp, txt or pdf. %d stands for the page number, %03d for one of three "
-                   "digits, %% for a percent sign. Without %d several pictures get -NN before the "
+                   "Where the results go. The suffix gives the format:\n"
+                   "png, jpg, jpeg, tif, tiff, bmp, webp, txt or pdf.\n"
+                   "%d stands for the page number, %03d for the page\n"
+                   "number in three digits, %% for a percent sign.\n"
+                   "Without %d several pictures get -NN before the\n"
                    "suffix. Missing folders are made")
         ->required()
+        ->type_name("OUTPUT")
         ->option_text("OUTPUT")
         ->check([](const std::string& text) {
             return Complaint([&] { OutputTemplate::Parse(QString::fromStdString(text)); });
         });
     app.add_option("-r,--resolution", line.resolution,
-                   "Resolution of pictures in dots per inch, 1 to 4800 (default 150)")
+                   "Resolution of pictures in dots per inch, from 1 to\n4800; 150 without this")
+        ->type_name("DPI")
         ->option_text("DPI")
         ->check([](const std::string& text) -> std::string {
             bool isNumber = false;
@@ -114,27 +133,39 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
                        : "'" + text + "' is not a resolution from 1 to 4800";
         });
     app.add_option("--pages", line.pages,
-                   "Only these pages, such as 1-3,7,9- (9- is 9 to the last)")
+                   "Only these pages, such as 1-3,7,9- (9- is from page 9\nto the last)")
+        ->type_name("LIST")
         ->option_text("LIST")
         ->check(
             [](const std::string& text) { return Complaint([&] { PageRanges::Parse(text); }); });
-    auto* const fromFile =
-        app.add_option("--password-file", line.passwordFile,
-                       "Read the password from the first line of FILE, or of standard input "
-                       "when FILE is -")
-            ->option_text("FILE");
+    auto* const fromFile = app.add_option("--password-file", line.passwordFile,
+                                          "Read the password from the first line of FILE, or of\n"
+                                          "standard input when FILE is -")
+                               ->type_name("FILE")
+                               ->option_text("FILE");
     app.add_option("--password-env", line.passwordEnv,
                    "Read the password from the environment variable NAME")
+        ->type_name("NAME")
         ->option_text("NAME")
         ->excludes(fromFile);
     app.add_option("--temp-dir", line.tempDir,
-                   "Folder for temporary files, which lie there in a folder that only you can "
-                   "read (default $TMPDIR or /tmp)")
+                   "Where the folder for temporary files is made, which\n"
+                   "only you can read and which is removed at the end;\n"
+                   "$TMPDIR or /tmp without this")
+        ->type_name("DIR")
         ->option_text("DIR");
-    app.add_flag("-q,--quiet", line.quiet, "No progress bar; errors are still printed");
-    app.add_option("-v,--verbose", line.verbosity, "Log to standard error, up to level N (1 to 30)")
+    app.add_flag("-q,--quiet", line.quiet, "No progress bar and no warnings, only errors");
+    app.add_option("-v,--verbose", line.verbosity,
+                   "Log to standard error, up to level N from 1 to 99")
+        ->type_name("N")
         ->option_text("N")
-        ->check(CLI::Range(0, 99));
+        ->check([](const std::string& text) -> std::string {
+            bool isNumber = false;
+            const int value = QString::fromStdString(text).toInt(&isNumber);
+            return isNumber && value >= 0 && value <= 99
+                       ? ""
+                       : "'" + text + "' is not a level from 0 to 99";
+        });
 
     try {
         app.parse(argc, argv);
