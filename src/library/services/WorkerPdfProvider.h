@@ -74,7 +74,7 @@ public:
 
     std::future<bool> CloseDocument(const DocumentHandle& document) override;
 
-    /** What is known of an open document; nothing when it is not open. */
+    /** What was learned of a document when it was opened; nothing after it has been closed. */
     std::optional<DocumentInfo> Describe(const DocumentHandle& document) const;
 
     /** Why the last attempt to open `file`, under just this path, failed. */
