@@ -318,6 +318,27 @@ TEST_F(WorkerPdfProviderTest, LosesItsDocumentsWithTheWorker)
     EXPECT_NE(Open(provider, PathTo("answer")).id, document.id) << "in the next worker, too";
 }
 
+TEST_F(WorkerPdfProviderTest, ServesManyThreads)
+{
+    std::vector<std::thread> threads;
+    std::atomic<int> opened{0};
+    for (int number = 0; number < 8; ++number) {
+        threads.emplace_back([this, &opened] {
+            for (int round = 0; round < 20; ++round) {
+                const DocumentHandle document = Open(provider, PathTo("answer"));
+                const bool described = provider.Describe(document).has_value();
+                Open(provider, PathTo("fail-with-damaged"));
+                const bool told =
+                    provider.WhyOpenFailed(PathTo("fail-with-damaged")) == OpenFailure::Damaged;
+                opened += described && told && Close(provider, document) ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(opened, 160);
+}
+
 TEST_F(WorkerPdfProviderTest, MayBeDestroyedOnAnotherThread)
 {
     auto other = std::make_unique<WorkerPdfProvider>(ScriptedWorker());

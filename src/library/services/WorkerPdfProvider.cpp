@@ -93,15 +93,18 @@ struct WorkerPdfProvider::Impl
     }
 
     /**
-     * Asks the worker, on the provider's thread. When the request is dropped on the way, since the
-     * provider was shut down, the replies that `receiver` holds answer by being dropped with it.
+     * Asks the worker, on the provider's thread. A request that is dropped on the way, since the
+     * provider is destroyed, drops with it the reply that `receiver` holds, which is an answer,
+     * too.
      */
     void Ask(const QJsonObject& request, WorkerProcess::Receiver receiver)
     {
         QMetaObject::invokeMethod(
             worker,
             [this, request, receiver = std::move(receiver)] {
-                if (!shutDown)
+                if (shutDown)
+                    receiver({});
+                else
                     worker->Ask(request, receiver);
             },
             Qt::QueuedConnection);
@@ -151,8 +154,6 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
         return opened;
     }
 
-    // Stands until the worker has answered, and for good when it never does.
-    impl->KeepFailure(name, OpenFailure::WorkerFailed);
     const qint64 id = ++impl->lastDocument;
     const QByteArray secret = QByteArray::fromStdString(password).toBase64();
     impl->Ask({{QStringLiteral("op"), QStringLiteral("open")},
