@@ -16,7 +16,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <numeric>
 
 #include <QEventLoop>
 #include <QFileInfo>
@@ -227,8 +226,10 @@ std::vector<PlannedResult> Batch::Plan(const Source& source) const
         pages = {output.MakesPictures() ? pages.front() : 0};
 
     std::vector<PlannedResult> plan;
-    for (const int page : pages)
-        plan.push_back({page, FreePath(name.ForPage(page), plan, *fileSystem)});
+    for (const int page : pages) {
+        const QString wanted = name.ForPage(page);
+        plan.push_back({page, wanted, FreePath(wanted, plan, *fileSystem)});
+    }
     return plan;
 }
 
@@ -251,50 +252,50 @@ void Batch::PrepareFolders(const std::vector<PlannedResult>& plan) const
     }
 }
 
-/** The final paths of the plan, in its order. Results that could not be moved are made again. */
+/** The final paths of the plan, in its order. */
 QStringList Batch::ConvertAll(const Source& source, std::vector<PlannedResult> plan)
 {
-    std::vector<std::size_t> left(plan.size());
-    std::iota(left.begin(), left.end(), std::size_t(0));
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        std::vector<PlannedResult> round;
-        for (const std::size_t index : left)
-            round.push_back(plan[index]);
-        const QStringList results = Convert(source, round);
-
-        std::vector<std::size_t> unplaced;
-        for (std::size_t i = 0; i < left.size(); ++i) {
-            PlannedResult& planned = plan[left[i]];
-            if (results.value(int(i)).isEmpty()) {
-                unplaced.push_back(left[i]);
-                if (!fileSystem->Exists(ioPath(planned.path.toStdString())))
-                    throw InputFailure(ExitCode::Output, "cannot write " +
-                                                             planned.path.toStdString() +
-                                                             "; is there space left?");
-            } else {
-                planned.path = results[int(i)];
-            }
-        }
-        left = unplaced;
-        if (left.empty())
-            break;
-        for (const std::size_t index : left)
-            plan[index].path = FreePath(output.ForPage(plan[index].page), plan, *fileSystem);
+    std::vector<PlannedResult*> left;
+    for (PlannedResult& result : plan)
+        left.push_back(&result);
+    for (int attempt = 0; !left.empty(); ++attempt) {
+        if (attempt == attempts)
+            throw InputFailure(ExitCode::Output, "cannot write " +
+                                                     left.front()->wanted.toStdString() +
+                                                     "; other programs keep taking the name");
+        left = ConvertRound(source, left);
+        for (PlannedResult* const result : left)
+            result->path = FreePath(result->wanted, plan, *fileSystem);
     }
-    if (!left.empty())
-        throw InputFailure(ExitCode::Output, "cannot write " +
-                                                 plan[left.front()].path.toStdString() +
-                                                 "; other programs keep taking the name");
     QStringList paths;
     for (const PlannedResult& result : plan)
         paths.append(result.path);
     return paths;
 }
 
-/** One round through a fresh chain; the final paths, empty where a result could not be moved. */
-QStringList Batch::Convert(const Source& source, const std::vector<PlannedResult>& plan)
+/** Makes results and sets their final paths; those whose path was taken meanwhile are answered. */
+std::vector<PlannedResult*> Batch::ConvertRound(const Source& source,
+                                                const std::vector<PlannedResult*>& wanted)
 {
-    const std::shared_ptr<AbstractConverter> chain = MakeChain(plan.size());
+    const QStringList paths = Convert(source, wanted);
+    std::vector<PlannedResult*> left;
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        const std::string planned = wanted[i]->path.toStdString();
+        if (const QString path = paths.value(int(i)); !path.isEmpty())
+            wanted[i]->path = path;
+        else if (fileSystem->Exists(ioPath(planned)))
+            left.push_back(wanted[i]);
+        else
+            throw InputFailure(ExitCode::Output,
+                               "cannot write " + planned + "; is there space left?");
+    }
+    return left;
+}
+
+/** One way through a fresh chain; the final paths, empty where a result could not be moved. */
+QStringList Batch::Convert(const Source& source, const std::vector<PlannedResult*>& wanted)
+{
+    const std::shared_ptr<AbstractConverter> chain = MakeChain(wanted.size());
     std::optional<QStringList> results;
     std::optional<AbstractConverter::ErrorType> error;
     QEventLoop loop;
@@ -313,7 +314,7 @@ QStringList Batch::Convert(const Source& source, const std::vector<PlannedResult
                      });
 
     running = chain.get();
-    if (!chain->ConvertFile(MakeTask(source, plan))) {
+    if (!chain->ConvertFile(MakeTask(source, wanted))) {
         interruption.Check();
         const PDF::OpenFailure why = provider->WhyOpenFailed(ioPath(input));
         throw why == PDF::OpenFailure::None ? ConversionFailure(AbstractConverter::CannotWrite)
@@ -327,12 +328,12 @@ QStringList Batch::Convert(const Source& source, const std::vector<PlannedResult
 }
 
 AbstractConverter::Task Batch::MakeTask(const Source& source,
-                                        const std::vector<PlannedResult>& plan) const
+                                        const std::vector<PlannedResult*>& wanted) const
 {
     AbstractConverter::Task task;
     task.type = output.Format();
     task.source = commandLine.input;
-    task.destination = plan.front().path;
+    task.destination = wanted.front()->path;
     task.options["resolution"] = commandLine.resolution;
     if (source.info.encrypted || source.info.repaired) {
         task.options["need_export"] = true;
@@ -341,8 +342,8 @@ AbstractConverter::Task Batch::MakeTask(const Source& source,
     if (output.Format() == QLatin1String("txt"))
         task.options["pages"] = PageRanges::Parse(commandLine.pages).Choose(source.info.pages);
     std::vector<PageFanOut::PageTask> pages;
-    for (const PlannedResult& result : plan)
-        pages.push_back({result.page, result.path});
+    for (const PlannedResult* const result : wanted)
+        pages.push_back({result->page, result->path});
     task.options["page_tasks"] = pages;
     return task;
 }

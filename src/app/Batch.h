@@ -68,9 +68,11 @@ private:
     std::vector<PlannedResult> Plan(const Source& source) const;
     void PrepareFolders(const std::vector<PlannedResult>& plan) const;
     QStringList ConvertAll(const Source& source, std::vector<PlannedResult> plan);
-    QStringList Convert(const Source& source, const std::vector<PlannedResult>& plan);
-    PDF::Converter::AbstractConverter::Task MakeTask(const Source& source,
-                                                     const std::vector<PlannedResult>& plan) const;
+    std::vector<PlannedResult*> ConvertRound(const Source& source,
+                                             const std::vector<PlannedResult*>& wanted);
+    QStringList Convert(const Source& source, const std::vector<PlannedResult*>& wanted);
+    PDF::Converter::AbstractConverter::Task
+    MakeTask(const Source& source, const std::vector<PlannedResult*>& wanted) const;
     std::shared_ptr<PDF::Converter::AbstractConverter> MakeChain(std::size_t width);
 
     const CommandLine commandLine;

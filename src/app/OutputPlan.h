@@ -54,6 +54,9 @@ struct PlannedResult
 {
     /** From 1; 0 for the document as a whole. */
     int page = 0;
+    /** Where it goes when nothing is there. */
+    QString wanted;
+    /** Where it goes. */
     QString path;
 };
 

@@ -121,6 +121,25 @@ TEST_F(CommandTest, NeverOverwrites)
     EXPECT_EQ(Read("p-2(2).png"), "and this");
 }
 
+TEST_F(CommandTest, LosesNothingWhenManyRunsWantOneName)
+{
+    constexpr int runs = 12;
+    MakeSample("two.pdf", 2);
+    std::vector<std::unique_ptr<QProcess>> processes;
+    for (int i = 0; i < runs; ++i)
+        processes.push_back(Start({"two.pdf", "-o", "out/p.png", "-r", "20"}));
+    QStringList results;
+    for (const auto& process : processes) {
+        const Outcome run = Finish(*process);
+        EXPECT_EQ(run.exitCode, 0) << run.complaints;
+        results += run.results;
+    }
+    EXPECT_EQ(results.size(), 2 * runs);
+    EXPECT_EQ(results.removeDuplicates(), 0) << "no path is reported twice";
+    EXPECT_EQ(WholePictures("out").size(), 2 * runs);
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
 TEST_F(CommandTest, TakesNamesWithEveryOddCharacter)
 {
     MakeSample("one.pdf", 1);

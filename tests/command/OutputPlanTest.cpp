@@ -117,7 +117,7 @@ TEST_F(FreePathTest, IsTheFirstFreeNumberFromTwo)
 TEST_F(FreePathTest, KeepsOutOfThePlan)
 {
     Make("a.png");
-    const std::vector<PlannedResult> plan{{1, Path("a(2).png")}, {2, Path("b.png")}};
+    const std::vector<PlannedResult> plan{{1, "", Path("a(2).png")}, {2, "", Path("b.png")}};
     EXPECT_EQ(FreePath(Path("a.png"), plan, fileSystem), Path("a(3).png"));
     EXPECT_EQ(FreePath(Path("b.png"), plan, fileSystem), Path("b(2).png"));
 }
