@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -14,17 +15,34 @@ namespace {
 
 constexpr std::size_t bufferSize = 1 << 20;
 
-} // namespace
+[[noreturn]] void FailToWrite(int error)
+{
+    throw Failure("cannot-write", std::strerror(error));
+}
 
-NewFile::NewFile(const std::string& path, mode_t mode) : path(path)
+int MakeFile(const std::string& path, mode_t mode)
 {
     if (path.find('\0') != std::string::npos)
         throw Failure("cannot-write", "the path holds a NUL");
     const int file =
         ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, mode);
     if (file < 0)
-        throw Failure("cannot-write", std::strerror(errno));
+        FailToWrite(errno);
+    return file;
+}
+
+} // namespace
+
+NewFile::NewFile(const std::string& path, mode_t mode) : path(path)
+{
+    const int file = MakeFile(path, mode);
     stream = ::fdopen(file, "wb");
+    if (!stream) {
+        const int error = errno;
+        ::close(file);
+        ::unlink(path.c_str());
+        FailToWrite(error);
+    }
     std::setvbuf(stream, nullptr, _IOFBF, bufferSize);
 }
 
@@ -36,14 +54,21 @@ NewFile::~NewFile()
         ::unlink(path.c_str());
 }
 
+void NewFile::Write(const char* data, std::size_t size)
+{
+    if (std::fwrite(data, 1, size, stream) != size)
+        FailToWrite(errno);
+}
+
 void NewFile::Keep()
 {
-    const bool whole =
-        std::ferror(stream) == 0 && std::fflush(stream) == 0 && std::ftell(stream) > 0;
-    const bool closed = std::fclose(stream) == 0;
-    stream = nullptr;
-    if (!whole || !closed)
-        throw Failure("cannot-write", std::strerror(errno));
+    if (std::fflush(stream) != 0)
+        FailToWrite(errno);
+    if (std::ftell(stream) <= 0)
+        throw Failure("cannot-write", "nothing was written");
+    const bool closed = std::fclose(std::exchange(stream, nullptr)) == 0;
+    if (!closed)
+        FailToWrite(errno);
     kept = true;
 }
 

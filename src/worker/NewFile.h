@@ -22,8 +22,8 @@ public:
     NewFile(const std::string& path, mode_t mode);
     ~NewFile();
 
-    /** To write to; closed by this object. */
-    std::FILE* Stream() const { return stream; }
+    /** @throws Failure  "cannot-write" */
+    void Write(const char* data, std::size_t size);
 
     /**
      * Closes the file for good.

@@ -43,11 +43,8 @@ QImage OnWhite(const QImage& picture)
 PageRenderer::PageRenderer(const std::string& path) : path(path), file(path)
 {
     PdfDocument source(path, std::string());
-    if (source.IsEncrypted())
-        throw Failure("no-password", "the document is encrypted");
-    const bool asItIs =
-        !source.HasForm() && document.load(QString::fromStdString(path)) == QPdfDocument::NoError;
-    if (!asItIs) {
+    const bool wantsPreparation = source.IsEncrypted() || source.IsRepaired() || source.HasForm();
+    if (wantsPreparation || document.load(QString::fromStdString(path)) != QPdfDocument::NoError) {
         prepared.setData(source.ForRendering());
         prepared.open(QIODevice::ReadOnly);
         document.load(&prepared);

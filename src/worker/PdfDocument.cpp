@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <qpdf/Buffer.hh>
+#include <qpdf/Pipeline.hh>
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
 #include <qpdf/QPDFExc.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
@@ -27,13 +28,11 @@ bool LooksLikePdf(const SourceFile& file)
     return start.find("%PDF-") != std::string_view::npos;
 }
 
-/** The passwords to try. Other encodings of the one given: what a form of encryption wants varies.
- */
+/** The passwords to try: in other encodings too, as what a form of encryption wants varies. */
 std::vector<std::string> Candidates(const std::string& password)
 {
     std::vector<std::string> candidates{std::string()};
     if (!password.empty()) {
-        candidates.push_back(password);
         for (const std::string& encoded : QUtil::possible_repaired_encodings(password))
             candidates.push_back(encoded);
     }
@@ -47,52 +46,76 @@ void SetUp(QPDFWriter& writer)
     writer.setObjectStreamMode(qpdf_o_disable);
 }
 
+/** Its own file output keeps the last error of writing to itself. */
+class ToFile : public Pipeline
+{
+public:
+    explicit ToFile(NewFile& file) : Pipeline("file", nullptr), file(file) {}
+
+    void write(const unsigned char* data, std::size_t size) override
+    {
+        file.Write(reinterpret_cast<const char*>(data), size);
+    }
+
+    void finish() override {}
+
+private:
+    NewFile& file;
+};
+
 } // namespace
 
 PdfDocument::PdfDocument(const std::string& path, const std::string& password) : file(path)
 {
     try {
-        for (const std::string& candidate : Candidates(password)) {
-            if (Open(path, candidate, false))
-                return;
-        }
-    } catch (const QPDFExc& error) {
-        if (error.getErrorCode() == qpdf_e_unsupported)
-            throw Failure("unsupported-encryption", error.what());
-    } catch (const std::exception&) {
-        // libqpdf throws more than its own type; the second round tells whether it can be repaired.
-    }
-    repaired = true;
-    try {
-        for (const std::string& candidate : Candidates(password)) {
-            if (Open(path, candidate, true))
-                return;
-        }
+        if (!OpenOrRepair(path, Candidates(password)))
+            throw Failure(password.empty() ? "no-password" : "wrong-password",
+                          "the document is encrypted");
     } catch (const QPDFExc& error) {
         if (error.getErrorCode() == qpdf_e_unsupported)
             throw Failure("unsupported-encryption", error.what());
         throw Failure(LooksLikePdf(file) ? "damaged" : "not-a-pdf", error.what());
-    } catch (const std::exception& error) {
-        throw Failure(LooksLikePdf(file) ? "damaged" : "not-a-pdf", error.what());
     }
-    throw Failure(password.empty() ? "no-password" : "wrong-password", "the document is encrypted");
 }
 
-/** False when the password is wrong. */
+/** False when all passwords are wrong. Throws QPDFExc and nothing else. */
+bool PdfDocument::OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords)
+{
+    const auto openWith = [&](bool repair) {
+        return std::any_of(passwords.begin(), passwords.end(), [&](const std::string& password) {
+            return Open(path, password, repair);
+        });
+    };
+    try {
+        return openWith(false);
+    } catch (const QPDFExc&) {
+        repaired = true;
+        return openWith(true);
+    }
+}
+
+/** False when the password is wrong. Throws QPDFExc and nothing else. */
 bool PdfDocument::Open(const std::string& path, const std::string& password, bool repair)
 {
+    const auto damaged = [&path](const char* message) {
+        return QPDFExc(qpdf_e_damaged_pdf, path, std::string(), 0, message);
+    };
     pdf = std::make_unique<QPDF>();
     pdf->setSuppressWarnings(true);
     pdf->setAttemptRecovery(repair);
     try {
         pdf->processMemoryFile(path.c_str(), file.Data(), file.Size(), password.c_str());
+        if (pdf->getAllPages().empty())
+            throw damaged("the document has no pages");
     } catch (const QPDFExc& error) {
         if (error.getErrorCode() == qpdf_e_password)
             return false;
         throw;
+    } catch (const std::exception& error) { // libqpdf throws more than its own type
+        throw damaged(error.what());
     }
-    if (pdf->getAllPages().empty())
-        throw std::runtime_error("the document has no pages");
+    // Else streams of a wrong length, which are read only now, would be dropped without a word.
+    pdf->setAttemptRecovery(true);
     return true;
 }
 
@@ -126,9 +149,11 @@ bool PdfDocument::HasForm()
 void PdfDocument::Save(const std::string& path, mode_t mode)
 {
     NewFile output(path, mode);
+    ToFile pipeline(output);
     try {
-        QPDFWriter writer(*pdf, path.c_str(), output.Stream(), false);
+        QPDFWriter writer(*pdf);
         SetUp(writer);
+        writer.setOutputPipeline(&pipeline);
         writer.write();
     } catch (const std::exception& error) {
         throw Failure("cannot-write", error.what());

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <qpdf/QPDF.hh>
 
@@ -28,6 +29,8 @@ public:
 
     bool IsEncrypted() const { return pdf->isEncrypted(); }
 
+    bool IsRepaired() const { return repaired; }
+
     /** Whether it has form fields. */
     bool HasForm();
 
@@ -44,6 +47,7 @@ public:
     const SourceFile& File() const { return file; }
 
 private:
+    bool OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords);
     bool Open(const std::string& path, const std::string& password, bool repair);
 
     const SourceFile file;

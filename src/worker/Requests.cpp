@@ -29,7 +29,7 @@ qint64 Number(const QJsonObject& request, const QString& name)
 std::string Path(const QJsonObject& request, const QString& name)
 {
     const QString path = request[name].toString();
-    if (!path.startsWith(QLatin1Char('/')) || path.contains(QChar(u'\0')))
+    if (!path.startsWith(QLatin1Char('/')))
         throw Failure("bad-request", name.toStdString() + " is no absolute path");
     return path.toStdString();
 }
@@ -130,7 +130,7 @@ QJsonObject Requests::Convert(const QJsonObject& request)
     }
     const QByteArray result = Result(request, format);
     NewFile file(output, byUmask);
-    std::fwrite(result.constData(), 1, std::size_t(result.size()), file.Stream());
+    file.Write(result.constData(), std::size_t(result.size()));
     file.Keep();
     return {};
 }

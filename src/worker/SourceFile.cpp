@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include <QScopeGuard>
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -18,25 +20,38 @@ bool SameTime(const timespec& a, const timespec& b)
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
 
+[[noreturn]] void FailAsUnreadable()
+{
+    throw Failure("unreadable", std::strerror(errno));
+}
+
+int OpenForReading(const std::string& path)
+{
+    if (path.find('\0') != std::string::npos)
+        throw Failure("unreadable", "the path holds a NUL");
+    // Without waiting: a FIFO would block until somebody writes to it.
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (file < 0)
+        FailAsUnreadable();
+    return file;
+}
+
 } // namespace
 
 SourceFile::SourceFile(const std::string& path)
 {
-    // Without waiting: a FIFO would block until somebody writes to it.
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file < 0 || path.find('\0') != std::string::npos)
-        throw Failure("unreadable", std::strerror(errno));
-    const bool regular = ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
-    size = static_cast<std::size_t>(status.st_size);
-    void* const mapped =
-        regular && size > 0 ? ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0) : MAP_FAILED;
-    ::close(file);
-    if (!regular)
+    const int file = OpenForReading(path);
+    const auto closing = qScopeGuard([file] { ::close(file); });
+    if (::fstat(file, &status) != 0)
+        FailAsUnreadable();
+    if (!S_ISREG(status.st_mode))
         throw Failure("unreadable", "not a regular file");
+    size = static_cast<std::size_t>(status.st_size);
     if (size == 0)
         throw Failure("empty", "the file is empty");
+    void* const mapped = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
     if (mapped == MAP_FAILED)
-        throw Failure("unreadable", std::strerror(errno));
+        FailAsUnreadable();
     data = static_cast<const char*>(mapped);
 }
 

@@ -1,14 +1,17 @@
 #include "SamplePdf.h"
 
 #include <cmath>
+#include <functional>
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFWriter.hh>
 
+#include <QFile>
 #include <QImage>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPdfWriter>
+#include <QTemporaryDir>
 
 namespace {
 
@@ -69,6 +72,79 @@ void PaintPage(QPainter& painter, int page)
     painter.drawImage(QRectF(310, 280, 220, 165), Picture());
 }
 
+/** Makes a sample of one page and changes it. */
+void MakeChanged(const QString& path,
+                 const std::function<void(QPDF&, QPDFObjectHandle page)>& change)
+{
+    const QTemporaryDir folder;
+    const QString plain = folder.filePath(QStringLiteral("plain.pdf"));
+    MakeSamplePdf(plain, 1);
+    QPDF pdf;
+    pdf.processFile(plain.toUtf8().constData());
+    change(pdf, pdf.getAllPages().front());
+    const QByteArray file = path.toUtf8(); // the writer keeps the pointer
+    QPDFWriter writer(pdf, file.constData());
+    writer.write();
+}
+
+/** On the page, where points are counted from the bottom left. */
+QPDFObjectHandle OnPage(QPDFObjectHandle page, const QRect& rectangle)
+{
+    const double top = page.getKey("/MediaBox").getArrayItem(3).getNumericValue();
+    return QPDFObjectHandle::newFromRectangle(
+        {double(rectangle.x()), top - rectangle.y() - rectangle.height(),
+         double(rectangle.x() + rectangle.width()), top - rectangle.y()});
+}
+
+QPDFObjectHandle AddAnnotation(QPDF& pdf, QPDFObjectHandle page, const QRect& place,
+                               const char* dictionary)
+{
+    QPDFObjectHandle annotation = pdf.makeIndirectObject(QPDFObjectHandle::parse(dictionary));
+    annotation.replaceKey("/Rect", OnPage(page, place));
+    page.replaceKey("/Annots", QPDFObjectHandle::newArray({annotation}));
+    return annotation;
+}
+
+void AddField(QPDF& pdf, QPDFObjectHandle page)
+{
+    QPDFObjectHandle field =
+        AddAnnotation(pdf, page, sampleField,
+                      "<< /Type /Annot /Subtype /Widget /FT /Tx /T (field) /V (Filled in) /F 4"
+                      " /DA (/Helv 24 Tf 0 g) >>");
+    QPDFObjectHandle form = QPDFObjectHandle::parse(
+        "<< /NeedAppearances true /DA (/Helv 24 Tf 0 g) /DR << /Font << /Helv"
+        " << /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>"
+        " >> >> >>");
+    form.replaceKey("/Fields", QPDFObjectHandle::newArray({field}));
+    pdf.getRoot().replaceKey("/AcroForm", pdf.makeIndirectObject(form));
+}
+
+void AddSquare(QPDF& pdf, QPDFObjectHandle page)
+{
+    QPDFObjectHandle square =
+        AddAnnotation(pdf, page, sampleAnnotation, "<< /Type /Annot /Subtype /Square /F 4 >>");
+    const QColor& colour = sampleAnnotationColour;
+    QPDFObjectHandle appearance = pdf.newStream(QStringLiteral("%1 %2 %3 rg 0 0 1 1 re f")
+                                                    .arg(colour.redF())
+                                                    .arg(colour.greenF())
+                                                    .arg(colour.blueF())
+                                                    .toStdString());
+    appearance.getDict().replaceKey("/Subtype", QPDFObjectHandle::newName("/Form"));
+    appearance.getDict().replaceKey("/BBox", QPDFObjectHandle::parse("[0 0 1 1]"));
+    square.replaceKey("/AP", QPDFObjectHandle::newDictionary({{"/N", appearance}}));
+}
+
+void ChangeBytes(const QString& path, const std::function<void(QByteArray&)>& change)
+{
+    QFile file(path);
+    file.open(QIODevice::ReadWrite);
+    QByteArray bytes = file.readAll();
+    change(bytes);
+    file.resize(0);
+    file.seek(0);
+    file.write(bytes);
+}
+
 } // namespace
 
 QColor SampleColour(int page)
@@ -97,7 +173,8 @@ void EncryptPdf(const QString& from, const QString& to, Encryption encryption,
 {
     QPDF pdf;
     pdf.processFile(from.toUtf8().constData());
-    QPDFWriter writer(pdf, to.toUtf8().constData());
+    const QByteArray file = to.toUtf8(); // the writer keeps the pointer
+    QPDFWriter writer(pdf, file.constData());
     const char* const user = userPassword.constData();
     const char* const owner = ownerPassword.constData();
     switch (encryption) {
@@ -118,4 +195,54 @@ void EncryptPdf(const QString& from, const QString& to, Encryption encryption,
         break;
     }
     writer.write();
+}
+
+void MakeFormPdf(const QString& path)
+{
+    MakeChanged(path, AddField);
+}
+
+void MakeAnnotatedPdf(const QString& path)
+{
+    MakeChanged(path, AddSquare);
+}
+
+void MakeRotatedPdf(const QString& path)
+{
+    MakeChanged(path, [](QPDF&, QPDFObjectHandle page) {
+        page.replaceKey("/Rotate", QPDFObjectHandle::newInteger(90));
+    });
+}
+
+void MakeCroppedPdf(const QString& path, const QRect& part)
+{
+    MakeChanged(path, [&](QPDF&, QPDFObjectHandle page) {
+        page.replaceKey("/CropBox", OnPage(page, part));
+    });
+}
+
+void MakePdfOfSize(const QString& path, const QSizeF& size)
+{
+    MakeChanged(path, [&](QPDF&, QPDFObjectHandle page) {
+        page.replaceKey("/MediaBox",
+                        QPDFObjectHandle::newFromRectangle({0, 0, size.width(), size.height()}));
+    });
+}
+
+void MakePdfWithoutPages(const QString& path)
+{
+    MakeChanged(path, [](QPDF& pdf, QPDFObjectHandle page) { pdf.removePage(page); });
+}
+
+void BreakCrossReferences(const QString& path)
+{
+    ChangeBytes(path, [](QByteArray& bytes) {
+        const int number = bytes.lastIndexOf("startxref") + int(qstrlen("startxref\n"));
+        bytes.replace(number, bytes.indexOf('\n', number) - number, "7");
+    });
+}
+
+void LoseStreamLengths(const QString& path)
+{
+    ChangeBytes(path, [](QByteArray& bytes) { bytes.replace("/Length ", "/Lengtx "); });
 }

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QColor>
 #include <QRect>
+#include <QSizeF>
 #include <QString>
 
 /** How libqpdf encrypts a document. */
@@ -23,3 +24,29 @@ inline constexpr QRect samplePatch{400, 60, 120, 60};
 /** Encrypts a document. The passwords are taken as they are, byte by byte. */
 void EncryptPdf(const QString& from, const QString& to, Encryption encryption,
                 const QByteArray& userPassword, const QByteArray& ownerPassword);
+
+// Documents of one such page with something special about it.
+
+/** With a text field of the value "Filled in", whose appearance is for the reader to make. */
+void MakeFormPdf(const QString& path);
+inline constexpr QRect sampleField{100, 600, 300, 40};
+
+/** With a square in this colour, drawn by the appearance of an annotation. */
+void MakeAnnotatedPdf(const QString& path);
+inline constexpr QRect sampleAnnotation{100, 660, 80, 60};
+inline constexpr QColor sampleAnnotationColour{0, 160, 0};
+
+/** Turned by 90 degrees clockwise. */
+void MakeRotatedPdf(const QString& path);
+
+/** Of which only this part is to be shown, in points from the top left of the A4 page. */
+void MakeCroppedPdf(const QString& path, const QRect& part);
+
+/** Of a size of its own, in points. */
+void MakePdfOfSize(const QString& path, const QSizeF& size);
+
+void MakePdfWithoutPages(const QString& path);
+
+/** Damage of a kind that can be repaired, to a file that QPdfWriter or libqpdf has made. */
+void BreakCrossReferences(const QString& path);
+void LoseStreamLengths(const QString& path);

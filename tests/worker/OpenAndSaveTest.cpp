@@ -1,0 +1,367 @@
+// How documents are opened, described and saved.
+
+#include "SamplePdf.h"
+#include "WorkerFixture.h"
+
+#include <tuple>
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+
+#include <sys/inotify.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Korvel::Worker {
+namespace {
+
+class OpenTest : public WorkerFixture
+{
+protected:
+    /** What opening a file of these bytes comes to. */
+    std::string OpenBytes(const QByteArray& bytes)
+    {
+        return Outcome(Open(WriteFile("bytes.pdf", bytes)));
+    }
+};
+
+TEST_F(OpenTest, DescribesADocument)
+{
+    const QJsonObject answer = Open(Sample(3));
+    EXPECT_EQ(Outcome(answer), "ok");
+    EXPECT_EQ(answer["pages"].toInt(), 3);
+    EXPECT_TRUE(answer["encrypted"].isBool());
+    EXPECT_FALSE(answer["encrypted"].toBool());
+    EXPECT_TRUE(answer["repaired"].isBool());
+    EXPECT_FALSE(answer["repaired"].toBool());
+    EXPECT_EQ(answer["version"].toString(), "1.4");
+    const QJsonObject properties = answer["properties"].toObject();
+    EXPECT_EQ(properties["Title"].toString(), "Sample");
+    EXPECT_EQ(properties["Creator"].toString(), "pdfconvert");
+    EXPECT_TRUE(properties["CreationDate"].toString().startsWith("D:20"));
+    EXPECT_FALSE(properties.contains("Subject"));
+}
+
+TEST_F(OpenTest, TellsWhyAFileIsNotReadable)
+{
+    EXPECT_EQ(Outcome(Open(Path("missing.pdf"))), "unreadable");
+    EXPECT_EQ(Outcome(Open(folder.path())), "unreadable");
+    ASSERT_EQ(mkfifo(Path("fifo").toUtf8().constData(), 0600), 0);
+    EXPECT_EQ(Outcome(Open(Path("fifo"))), "unreadable");
+    EXPECT_EQ(Outcome(Open(Sample() + QChar(u'\0') + "rest")), "unreadable");
+    EXPECT_EQ(Outcome(Open("/dev/null")), "unreadable");
+}
+
+TEST_F(OpenTest, NamesTheReasonOfTheSystemInTheMessage)
+{
+    EXPECT_EQ(Open(Path("missing.pdf"))["message"].toString(), "No such file or directory");
+    EXPECT_EQ(Open(Sample() + "/below.pdf")["message"].toString(), "Not a directory");
+}
+
+TEST_F(OpenTest, TellsEmptyForeignAndDamagedFilesApart)
+{
+    EXPECT_EQ(OpenBytes(""), "empty");
+    EXPECT_EQ(OpenBytes("no PDF at all"), "not-a-pdf");
+    EXPECT_EQ(OpenBytes(QByteArray(3000, 'x') + "%PDF-1.7\n"), "not-a-pdf");
+    EXPECT_EQ(OpenBytes("%PDF-1.7\n" + QByteArray(5000, 'x')), "damaged");
+}
+
+TEST_F(OpenTest, OpensADocumentAfterOtherBytes)
+{
+    const QJsonObject answer =
+        Open(WriteFile("mailed.pdf", QByteArray(500, '\n') + ReadFile(Sample())));
+    EXPECT_EQ(Outcome(answer), "ok");
+    EXPECT_EQ(answer["pages"].toInt(), 1);
+}
+
+TEST_F(OpenTest, CallsADocumentWithoutPagesDamaged)
+{
+    MakePdfWithoutPages(Path("none.pdf"));
+    EXPECT_EQ(Outcome(Open(Path("none.pdf"))), "damaged");
+}
+
+TEST_F(OpenTest, RepairsADocumentAndSavesItWhole)
+{
+    const QString broken = Sample(2);
+    BreakCrossReferences(broken);
+    const QJsonObject answer = Open(broken);
+    EXPECT_EQ(Outcome(answer), "ok");
+    EXPECT_TRUE(answer["repaired"].toBool());
+    EXPECT_EQ(answer["pages"].toInt(), 2);
+
+    EXPECT_EQ(Outcome(Save(Path("mended.pdf"))), "ok");
+    const QJsonObject mended = Open(Path("mended.pdf"), {}, 2);
+    EXPECT_EQ(Outcome(mended), "ok");
+    EXPECT_FALSE(mended["repaired"].toBool());
+    EXPECT_EQ(mended["pages"].toInt(), 2);
+}
+
+TEST_F(OpenTest, KeepsStreamsWhoseLengthIsMissing)
+{
+    const QString sample = Sample();
+    ASSERT_EQ(Outcome(Convert(sample, Path("before.txt"), "txt")), "ok");
+    LoseStreamLengths(sample);
+    EXPECT_EQ(Outcome(Open(sample)), "ok");
+    EXPECT_EQ(Outcome(Save(Path("saved.pdf"))), "ok");
+    EXPECT_EQ(Outcome(Convert(Path("saved.pdf"), Path("after.txt"), "txt")), "ok");
+    EXPECT_EQ(ReadFile(Path("after.txt")), ReadFile(Path("before.txt")));
+}
+
+// Passwords
+
+class PasswordTest : public WorkerFixture, public testing::WithParamInterface<Encryption>
+{
+protected:
+    QString Encrypted(const QByteArray& user, const QByteArray& owner)
+    {
+        const QString path = Path("encrypted.pdf");
+        EncryptPdf(Sample(2), path, GetParam(), user, owner);
+        return path;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Encryptions, PasswordTest,
+                         testing::Values(Encryption::Rc4_40, Encryption::Rc4_128,
+                                         Encryption::Aes128, Encryption::Aes256));
+
+TEST_P(PasswordTest, TakesTheUserAndTheOwnerPasswordAlike)
+{
+    const QString path = Encrypted("user", "owner");
+    int document = 0;
+    for (const char* password : {"user", "owner"}) {
+        const QJsonObject answer = Open(path, password, ++document);
+        EXPECT_EQ(Outcome(answer), "ok") << password;
+        EXPECT_TRUE(answer["encrypted"].toBool());
+        EXPECT_FALSE(answer["repaired"].toBool());
+        EXPECT_EQ(answer["pages"].toInt(), 2);
+        EXPECT_EQ(answer["properties"].toObject()["Title"].toString(), "Sample");
+    }
+}
+
+TEST_P(PasswordTest, TellsAWrongPasswordFromNone)
+{
+    const QString path = Encrypted("user", "owner");
+    EXPECT_EQ(Outcome(Open(path, "User")), "wrong-password");
+    EXPECT_EQ(Outcome(Open(path, "userx")), "wrong-password");
+    EXPECT_EQ(Outcome(Open(path, "")), "no-password");
+    EXPECT_EQ(Outcome(worker.Ask({{"id", 9}, {"op", "open"}, {"document", 1}, {"file", path}})),
+              "no-password");
+    EXPECT_EQ(Outcome(Convert(path, Path("out.pdf"), "pdf")), "no-password");
+    EXPECT_EQ(Outcome(Convert(path, Path("out.png"), "png", {{"page", 1}})), "no-password");
+}
+
+TEST_P(PasswordTest, OpensWithTheEmptyPasswordWhateverIsGiven)
+{
+    const QString path = Encrypted("", "owner");
+    int document = 0;
+    for (const char* password : {"", "owner", "something else"}) {
+        const QJsonObject answer = Open(path, password, ++document);
+        EXPECT_EQ(Outcome(answer), "ok") << password;
+        EXPECT_TRUE(answer["encrypted"].toBool());
+    }
+}
+
+TEST_P(PasswordTest, ConvertsWhatTheEmptyPasswordOpens)
+{
+    const QString path = Encrypted("", "owner");
+    EXPECT_EQ(Outcome(Convert(path, Path("out.png"), "png", {{"page", 2}})), "ok");
+    EXPECT_EQ(Outcome(Convert(path, Path("out.txt"), "txt")), "ok");
+    EXPECT_TRUE(ReadFile(Path("out.txt")).contains("Page 2"));
+}
+
+TEST_P(PasswordTest, SavesACopyWithoutEncryption)
+{
+    EXPECT_EQ(Outcome(Open(Encrypted("user", "owner"), "user")), "ok");
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "ok");
+    const QJsonObject copy = Open(Path("copy.pdf"), {}, 2);
+    EXPECT_EQ(Outcome(copy), "ok");
+    EXPECT_FALSE(copy["encrypted"].toBool());
+    EXPECT_FALSE(copy["repaired"].toBool());
+    EXPECT_EQ(copy["pages"].toInt(), 2);
+    EXPECT_EQ(Outcome(Convert(Path("copy.pdf"), Path("copy.txt"), "txt")), "ok");
+    EXPECT_TRUE(ReadFile(Path("copy.txt")).contains("Page 2"));
+}
+
+TEST_P(PasswordTest, TakesAPasswordInAnotherEncodingThanTheDocuments)
+{
+    const QString password = QStringLiteral("Gr\u00fc\u00dfe \u00e9");
+    EXPECT_EQ(Outcome(Open(Encrypted(password.toLatin1(), "owner"), password.toUtf8(), 1)), "ok");
+    EXPECT_EQ(Outcome(Open(Encrypted(password.toUtf8(), "owner"), password.toLatin1(), 2)), "ok");
+    EXPECT_EQ(Outcome(Open(Encrypted("user", password.toUtf8()), password.toUtf8(), 3)), "ok");
+    // The euro sign is 0xa0 in the encoding of PDF, and 0x80 in that of Windows.
+    EXPECT_EQ(Outcome(Open(Encrypted("5 \xa0", "owner"), "5 \u20ac", 4)), "ok");
+    EXPECT_EQ(Outcome(Open(Encrypted("5 \x80", "owner"), "5 \u20ac", 5)), "ok");
+}
+
+TEST_P(PasswordTest, OpensADocumentThatIsEncryptedAndDamaged)
+{
+    const QString path = Encrypted("user", "owner");
+    BreakCrossReferences(path);
+    const QJsonObject answer = Open(path, "user");
+    EXPECT_EQ(Outcome(answer), "ok");
+    EXPECT_TRUE(answer["repaired"].toBool());
+    EXPECT_TRUE(answer["encrypted"].toBool());
+    EXPECT_EQ(Outcome(Open(path, "wrong", 2)), "wrong-password");
+}
+
+TEST_P(PasswordTest, NeverTellsAPassword)
+{
+    const QString path = Encrypted("open sesame", "owner");
+    for (const char* password : {"open sesame", "sesame, open"}) {
+        const QJsonObject answer = Open(path, password);
+        for (const QJsonValue value : answer)
+            EXPECT_FALSE(value.toString().contains("sesame")) << value.toString().toStdString();
+    }
+    EXPECT_EQ(worker.Finish(), 0);
+    const QByteArray complaints = worker.Complaints();
+    EXPECT_FALSE(complaints.contains("sesame")) << complaints.constData();
+    EXPECT_FALSE(complaints.contains(QByteArray("sesame").toBase64()));
+}
+
+TEST_F(OpenTest, TellsUnsupportedEncryption)
+{
+    EncryptPdf(Sample(), Path("rc4.pdf"), Encryption::Rc4_128, "", "owner");
+    QByteArray bytes = ReadFile(Path("rc4.pdf"));
+    ASSERT_TRUE(bytes.contains("/Filter /Standard"));
+    bytes.replace("/Filter /Standard", "/Filter /Unknown1");
+    EXPECT_EQ(OpenBytes(bytes), "unsupported-encryption");
+}
+
+// Saved copies
+
+class SaveTest : public WorkerFixture
+{
+protected:
+    void SetUp() override { ASSERT_EQ(Outcome(Open(Sample(5))), "ok"); }
+};
+
+mode_t Mode(const QString& path)
+{
+    struct stat status = {};
+    EXPECT_EQ(::stat(path.toUtf8().constData(), &status), 0) << path.toStdString();
+    return status.st_mode & 07777;
+}
+
+TEST_F(SaveTest, WritesACopyOfAllPages)
+{
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "ok");
+    EXPECT_EQ(Open(Path("copy.pdf"), {}, 2)["pages"].toInt(), 5);
+}
+
+TEST_F(SaveTest, SavesTheSameDocumentTwice)
+{
+    EXPECT_EQ(Outcome(Save(Path("first.pdf"))), "ok");
+    EXPECT_EQ(Outcome(Save(Path("second.pdf"))), "ok");
+    EXPECT_EQ(ReadFile(Path("second.pdf")).size(), ReadFile(Path("first.pdf")).size());
+}
+
+TEST_F(SaveTest, SavesADocumentWhoseFileIsGone)
+{
+    ASSERT_TRUE(QFile::remove(Path("sample-5.pdf")));
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "ok");
+    EXPECT_EQ(Open(Path("copy.pdf"), {}, 2)["pages"].toInt(), 5);
+}
+
+TEST_F(SaveTest, MakesCopiesForTheOwnerAloneAndResultsByTheUmask)
+{
+    WorkerClient generous("umask 000");
+    // Modes that never change are those of the making.
+    const int watch = inotify_init1(IN_NONBLOCK);
+    ASSERT_GE(inotify_add_watch(watch, folder.path().toUtf8().constData(), IN_ATTRIB), 0);
+    generous.Ask({{"id", 1}, {"op", "open"}, {"document", 1}, {"file", Path("sample-5.pdf")}});
+    generous.Ask({{"id", 2}, {"op", "save"}, {"document", 1}, {"file", Path("copy.pdf")}});
+    generous.Ask({{"id", 3},
+                  {"op", "convert"},
+                  {"file", Path("copy.pdf")},
+                  {"output", Path("result.txt")},
+                  {"format", "txt"}});
+    EXPECT_EQ(Mode(Path("copy.pdf")), 0600u);
+    EXPECT_EQ(Mode(Path("result.txt")), 0666u);
+    char events[4096];
+    EXPECT_EQ(::read(watch, events, sizeof events), -1) << "the mode was changed";
+    ::close(watch);
+}
+
+TEST_F(SaveTest, MakesResultsByAStrictUmask)
+{
+    WorkerClient strict("umask 027");
+    for (const char* format : {"txt", "pdf"})
+        strict.Ask({{"id", 1},
+                    {"op", "convert"},
+                    {"file", Path("sample-5.pdf")},
+                    {"output", Path("result.") + format},
+                    {"format", format}});
+    EXPECT_EQ(Mode(Path("result.txt")), 0640u);
+    EXPECT_EQ(Mode(Path("result.pdf")), 0640u);
+}
+
+TEST_F(SaveTest, NeverTouchesWhatIsThere)
+{
+    const QString file = WriteFile("file", "precious");
+    ASSERT_TRUE(QFile::link(Path("nowhere"), Path("dangling")));
+    ASSERT_TRUE(QFile::link(file, Path("link")));
+    ASSERT_TRUE(QDir().mkdir(Path("folder")));
+    for (const char* name : {"file", "dangling", "link", "folder"}) {
+        EXPECT_EQ(Outcome(Save(Path(name))), "cannot-write") << name;
+        EXPECT_EQ(Outcome(Convert(Path("sample-5.pdf"), Path(name), "pdf")), "cannot-write");
+        EXPECT_EQ(Outcome(Convert(Path("sample-5.pdf"), Path(name), "txt")), "cannot-write");
+    }
+    EXPECT_EQ(ReadFile(file), "precious");
+    EXPECT_TRUE(QFileInfo(Path("dangling")).isSymLink());
+    EXPECT_TRUE(QFileInfo(Path("link")).isSymLink());
+    EXPECT_TRUE(QFileInfo(Path("folder")).isDir());
+    EXPECT_FALSE(QFile::exists(Path("nowhere")));
+}
+
+TEST_F(SaveTest, TellsThatItCannotWrite)
+{
+    const QJsonObject answer = Save(Path("no/such/folder/copy.pdf"));
+    EXPECT_EQ(Outcome(answer), "cannot-write");
+    EXPECT_EQ(answer["message"].toString(), "No such file or directory");
+    EXPECT_EQ(Outcome(Save("/proc/copy.pdf")), "cannot-write");
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf") + QChar(u'\0') + "rest")), "cannot-write");
+    EXPECT_FALSE(QFile::exists(Path("copy.pdf")));
+}
+
+class FullDiskTest : public SaveTest
+{
+protected:
+    void SetUp() override
+    {
+        SaveTest::SetUp();
+        ASSERT_TRUE(QDir().mkdir(Disk()));
+        if (::mount("none", Disk().toUtf8().constData(), "tmpfs", 0, "size=16k") != 0)
+            GTEST_SKIP() << "only root may mount a small disk";
+        mounted = true;
+    }
+
+    void TearDown() override
+    {
+        if (mounted)
+            ::umount(Disk().toUtf8().constData());
+    }
+
+    QString Disk() const { return Path("disk"); }
+
+    bool mounted = false;
+};
+
+TEST_F(FullDiskTest, LeavesNothingBehind)
+{
+    const QString source = Path("sample-5.pdf");
+    const QString target = Disk() + "/result";
+    const QList<QJsonObject> answers{
+        Save(target), Convert(source, target, "pdf"), Convert(source, target, "bmp", {{"page", 1}}),
+        Convert(source, target, "png", {{"page", 1}, {"resolution", 60}})};
+    for (const QJsonObject& answer : answers) {
+        EXPECT_EQ(Outcome(answer), "cannot-write");
+        EXPECT_TRUE(answer["message"].toString().contains("No space left on device"))
+            << answer["message"].toString().toStdString();
+    }
+    EXPECT_TRUE(QDir(Disk()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+}
+
+} // namespace
+} // namespace Korvel::Worker

@@ -1,0 +1,74 @@
+#include "WorkerClient.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QRegularExpression>
+
+namespace Korvel::Worker {
+
+namespace {
+
+constexpr int patience = 60'000;
+
+} // namespace
+
+WorkerClient::WorkerClient(const QString& preparation)
+{
+    process.start(QStringLiteral("/bin/sh"),
+                  {QStringLiteral("-c"), preparation + QStringLiteral("; exec \"$0\""),
+                   QStringLiteral(WORKER)});
+    process.waitForStarted();
+}
+
+WorkerClient::~WorkerClient()
+{
+    Finish();
+}
+
+void WorkerClient::Send(const QByteArray& line)
+{
+    process.write(line + '\n');
+    while (process.bytesToWrite() > 0 && process.waitForBytesWritten(patience)) {
+    }
+}
+
+void WorkerClient::Send(const QJsonObject& request)
+{
+    Send(QJsonDocument(request).toJson(QJsonDocument::Compact));
+}
+
+QJsonObject WorkerClient::Receive()
+{
+    while (!process.canReadLine() && process.waitForReadyRead(patience)) {
+    }
+    return QJsonDocument::fromJson(process.readLine()).object();
+}
+
+QJsonObject WorkerClient::Ask(const QJsonObject& request)
+{
+    Send(request);
+    return Receive();
+}
+
+int WorkerClient::Finish()
+{
+    process.closeWriteChannel();
+    if (process.state() != QProcess::NotRunning && !process.waitForFinished(patience))
+        process.kill();
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+QByteArray WorkerClient::Complaints()
+{
+    return process.readAllStandardError();
+}
+
+qint64 WorkerClient::PeakMemory() const
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(process.processId()));
+    status.open(QIODevice::ReadOnly);
+    const QRegularExpression peak(QStringLiteral("VmHWM:\\s*(\\d+) kB"));
+    return peak.match(QString::fromLatin1(status.readAll())).captured(1).toLongLong() * 1024;
+}
+
+} // namespace Korvel::Worker

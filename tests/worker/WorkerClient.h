@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QProcess>
+#include <QString>
+
+namespace Korvel::Worker {
+
+/** A running worker, asked line by line. */
+class WorkerClient
+{
+public:
+    /** @param preparation  what a shell does in the process before it becomes the worker */
+    explicit WorkerClient(const QString& preparation = QStringLiteral(":"));
+    ~WorkerClient();
+
+    /** Sends bytes as they are, a line feed after them. */
+    void Send(const QByteArray& line);
+    void Send(const QJsonObject& request);
+
+    /** The next answer; empty when the worker has ended. */
+    QJsonObject Receive();
+
+    /** Sends a request and gives its answer. */
+    QJsonObject Ask(const QJsonObject& request);
+
+    /** Ends the worker's input and waits: its exit code, or -1 when a signal ended it. */
+    int Finish();
+
+    /** What it has written to standard error, for a log. */
+    QByteArray Complaints();
+
+    /** The most memory that it has held so far, in bytes. */
+    qint64 PeakMemory() const;
+
+private:
+    QProcess process;
+};
+
+} // namespace Korvel::Worker
