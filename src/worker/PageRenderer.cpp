@@ -4,6 +4,7 @@
 #include "PdfDocument.h"
 
 #include <cmath>
+#include <new>
 #include <numeric>
 
 #include <QPainter>
@@ -28,14 +29,12 @@ QSize SizeInPixels(const QSizeF& points, double dotsPerInch)
     return {int(width), int(height)};
 }
 
-QImage OnWhite(const QImage& picture)
+QImage NewImage(const QSize& size, QImage::Format format)
 {
-    QImage page(picture.size(), QImage::Format_RGB32);
-    if (page.isNull())
-        throw Failure("cannot-render", "no memory for the page");
-    page.fill(Qt::white);
-    QPainter(&page).drawImage(0, 0, picture);
-    return page;
+    QImage image(size, format);
+    if (image.isNull())
+        throw std::bad_alloc();
+    return image;
 }
 
 } // namespace
@@ -58,38 +57,46 @@ bool PageRenderer::Serves(const std::string& other) const
     return other == path && file.IsCurrent(path);
 }
 
-int PageRenderer::Check(int page) const
+int PageRenderer::Check(qint64 page) const
 {
     if (page < 1 || page > document.pageCount())
         throw Failure("no-such-page", "there is no page " + std::to_string(page));
-    return page - 1;
+    return int(page - 1);
 }
 
-QImage PageRenderer::Render(int page, double dotsPerInch)
+QImage PageRenderer::Draw(int index, const QSize& size)
 {
-    const int index = Check(page);
     QPdfDocumentRenderOptions options;
     options.setRenderFlags(QPdf::RenderAnnotations);
-    const QImage picture =
-        document.render(index, SizeInPixels(document.pageSize(index), dotsPerInch), options);
-    if (picture.isNull())
-        throw Failure("cannot-render", "page " + std::to_string(page) + " cannot be drawn");
-    QImage result = OnWhite(picture);
+    const QImage picture = document.render(index, size, options);
+    if (!picture.isNull())
+        return picture;
+    NewImage(size, QImage::Format_ARGB32); // throws if that was the reason
+    throw Failure("cannot-render", "page " + std::to_string(index + 1) + " cannot be drawn");
+}
+
+QImage PageRenderer::Render(qint64 page, double dotsPerInch)
+{
+    const int index = Check(page);
+    const QSize size = SizeInPixels(document.pageSize(index), dotsPerInch);
+    QImage result = NewImage(size, QImage::Format_RGB32);
+    result.fill(Qt::white);
+    QPainter(&result).drawImage(0, 0, Draw(index, size));
     const int dotsPerMeter = qRound(dotsPerInch / metresPerInch);
     result.setDotsPerMeterX(dotsPerMeter);
     result.setDotsPerMeterY(dotsPerMeter);
     return result;
 }
 
-QByteArray PageRenderer::Text(const std::vector<int>& pages)
+QByteArray PageRenderer::Text(const std::vector<qint64>& pages)
 {
-    std::vector<int> wanted = pages;
+    std::vector<qint64> wanted = pages;
     if (wanted.empty()) {
         wanted.resize(std::size_t(document.pageCount()));
         std::iota(wanted.begin(), wanted.end(), 1);
     }
     QByteArray text;
-    for (const int page : wanted) {
+    for (const qint64 page : wanted) {
         QString content = document.getAllText(Check(page)).text();
         content.replace(QLatin1String("\r\n"), QLatin1String("\n"));
         text += content.toUtf8();

@@ -26,15 +26,17 @@ public:
      *
      * @param page  from 1
      * @throws Failure  "no-such-page", "cannot-render"
+     * @throws std::bad_alloc
      */
-    QImage Render(int page, double dotsPerInch);
+    QImage Render(qint64 page, double dotsPerInch);
 
     /** The text of pages, each followed by a form feed; of all pages when none are named. */
-    QByteArray Text(const std::vector<int>& pages);
+    QByteArray Text(const std::vector<qint64>& pages);
 
 private:
     /** Its index, from 0. */
-    int Check(int page) const;
+    int Check(qint64 page) const;
+    QImage Draw(int index, const QSize& size);
 
     const std::string path;
     const SourceFile file;

@@ -4,6 +4,8 @@
 #include "ImageFile.h"
 #include "NewFile.h"
 
+#include <cmath>
+#include <new>
 #include <vector>
 
 #include <QJsonArray>
@@ -17,36 +19,68 @@ constexpr mode_t forOwner = 0600;
 constexpr mode_t byUmask = 0666;
 constexpr double defaultResolution = 150;
 constexpr double highestResolution = 4800;
+constexpr double largestWholeNumber = 9'007'199'254'740'992; // of those that doubles hold exactly
+
+[[noreturn]] void Refuse(const QString& name, const char* why)
+{
+    throw Failure("bad-request", name.toStdString() + why);
+}
+
+qint64 WholeNumber(const QJsonValue& value, const QString& name)
+{
+    const double number = value.toDouble(std::nan(""));
+    if (std::trunc(number) != number || std::abs(number) > largestWholeNumber)
+        Refuse(name, " is missing or no whole number");
+    return qint64(number);
+}
 
 qint64 Number(const QJsonObject& request, const QString& name)
 {
-    const QJsonValue value = request[name];
-    if (!value.isDouble())
-        throw Failure("bad-request", name.toStdString() + " is missing");
-    return qint64(value.toDouble());
+    return WholeNumber(request[name], name);
+}
+
+QString Text(const QJsonObject& request, const QString& name)
+{
+    if (!request[name].isString())
+        Refuse(name, " is missing or no text");
+    return request[name].toString();
 }
 
 std::string Path(const QJsonObject& request, const QString& name)
 {
-    const QString path = request[name].toString();
-    if (!path.startsWith(QLatin1Char('/')))
-        throw Failure("bad-request", name.toStdString() + " is no absolute path");
-    return path.toStdString();
+    const QString text = Text(request, name);
+    const std::string path = text.toStdString();
+    // A lone surrogate would become a question mark, and so the name of another file.
+    if (!text.startsWith(QLatin1Char('/')) || QString::fromStdString(path) != text)
+        Refuse(name, " is no absolute path");
+    return path;
+}
+
+QByteArray Password(const QJsonObject& request)
+{
+    const QString name = QStringLiteral("password");
+    return request.contains(name) ? QByteArray::fromBase64(Text(request, name).toLatin1())
+                                  : QByteArray();
 }
 
 double Resolution(const QJsonObject& request)
 {
-    const double resolution = request[QStringLiteral("resolution")].toDouble(defaultResolution);
+    const QString name = QStringLiteral("resolution");
+    const double resolution = request.contains(name) ? request[name].toDouble() : defaultResolution;
     if (!(resolution >= 1 && resolution <= highestResolution))
-        throw Failure("bad-request", "resolution is out of range");
+        Refuse(name, " is out of range");
     return resolution;
 }
 
-std::vector<int> Pages(const QJsonObject& request)
+/** None for all. */
+std::vector<qint64> Pages(const QJsonObject& request)
 {
-    std::vector<int> pages;
-    for (const QJsonValue page : request[QStringLiteral("pages")].toArray())
-        pages.push_back(page.toInt());
+    const QString name = QStringLiteral("pages");
+    std::vector<qint64> pages;
+    for (const QJsonValue page : request[name].toArray())
+        pages.push_back(WholeNumber(page, name));
+    if (pages.empty() && request.contains(name))
+        Refuse(name, " names none");
     return pages;
 }
 
@@ -68,6 +102,8 @@ QJsonObject Requests::Answer(const QByteArray& line)
         answer[QStringLiteral("ok")] = true;
     } catch (const Failure& failure) {
         answer = FailureAnswer(failure.reason, failure.what());
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const std::exception& error) {
         answer = FailureAnswer("cannot-render", error.what());
     }
@@ -93,12 +129,10 @@ QJsonObject Requests::Dispatch(const QJsonObject& request)
 QJsonObject Requests::Open(const QJsonObject& request)
 {
     const qint64 number = Number(request, QStringLiteral("document"));
-    const QByteArray password =
-        QByteArray::fromBase64(request[QStringLiteral("password")].toString().toLatin1());
+    const std::string password = Password(request).toStdString();
     if (documents.count(number) > 0)
         throw Failure("bad-request", "the document's number is in use");
-    auto document = std::make_unique<PdfDocument>(Path(request, QStringLiteral("file")),
-                                                  password.toStdString());
+    auto document = std::make_unique<PdfDocument>(Path(request, QStringLiteral("file")), password);
     const QJsonObject description = document->Description();
     documents.emplace(number, std::move(document));
     return description;
@@ -143,7 +177,7 @@ QByteArray Requests::Result(const QJsonObject& request, const QString& format)
     PageRenderer& pages = RendererFor(Path(request, QStringLiteral("file")));
     if (isText)
         return pages.Text(Pages(request));
-    const int page = int(Number(request, QStringLiteral("page")));
+    const qint64 page = Number(request, QStringLiteral("page"));
     return Encode(pages.Render(page, Resolution(request)), format);
 }
 

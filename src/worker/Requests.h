@@ -15,7 +15,7 @@ namespace Korvel::Worker {
 class Requests
 {
 public:
-    /** The answer to one line of input. Throws nothing. */
+    /** The answer to one line of input. Throws nothing but std::bad_alloc. */
     QJsonObject Answer(const QByteArray& line);
 
 private:

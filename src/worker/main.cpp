@@ -1,5 +1,6 @@
 #include "Requests.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -19,6 +20,7 @@
 namespace {
 
 constexpr int outOfMemoryExitCode = 77;
+constexpr std::size_t longestLine = 16 * 1024 * 1024;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool limitsAddressSpace = false; // sanitizers reserve terabytes of it
@@ -26,28 +28,56 @@ constexpr bool limitsAddressSpace = false; // sanitizers reserve terabytes of it
 constexpr bool limitsAddressSpace = true;
 #endif
 
+/** Unless the limit is lower already. */
+void LowerLimit(__rlimit_resource_t resource, rlim_t value)
+{
+    rlimit limit = {};
+    getrlimit(resource, &limit);
+    limit.rlim_max = std::min(limit.rlim_max, value);
+    limit.rlim_cur = std::min(limit.rlim_cur, value);
+    setrlimit(resource, &limit);
+}
+
 /** The program looks at documents that nobody vouches for. */
 void RestrictProcess()
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     prctl(PR_SET_DUMPABLE, 0);
     prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-    const rlimit noCore = {0, 0};
-    setrlimit(RLIMIT_CORE, &noCore);
-    const rlimit addressSpace = {rlim_t(4) << 30, rlim_t(4) << 30};
+    LowerLimit(RLIMIT_CORE, 0);
     if (limitsAddressSpace)
-        setrlimit(RLIMIT_AS, &addressSpace);
+        LowerLimit(RLIMIT_AS, rlim_t(4) << 30);
     // libqpdf would take the exception and save an incomplete file as a success.
     std::set_new_handler([] { _exit(outOfMemoryExitCode); });
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-/** The channel for answers. What a library prints goes to standard error instead. */
+/** The channel for answers. What a library prints goes to standard error instead, if there is one.
+ */
 std::FILE* TakeStandardOutput()
 {
     const int channel = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (fcntl(STDERR_FILENO, F_GETFD) < 0)
+        dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
     dup2(STDERR_FILENO, STDOUT_FILENO);
-    return fdopen(channel, "w");
+    return channel < 0 ? nullptr : fdopen(channel, "w");
+}
+
+/** The next line; an empty one for one that is too long. False at the end of the input. */
+bool ReadLine(std::string& line)
+{
+    std::streambuf& input = *std::cin.rdbuf();
+    line.clear();
+    int next = input.sbumpc();
+    if (next == EOF)
+        return false;
+    for (; next != '\n' && next != EOF; next = input.sbumpc()) {
+        if (line.size() <= longestLine)
+            line.push_back(char(next));
+    }
+    if (line.size() > longestLine)
+        std::string().swap(line);
+    return true;
 }
 
 bool Send(std::FILE* answers, const QJsonObject& answer)
@@ -56,6 +86,17 @@ bool Send(std::FILE* answers, const QJsonObject& answer)
     return std::fwrite(line.constData(), 1, std::size_t(line.size()), answers) ==
                std::size_t(line.size()) &&
            std::fflush(answers) == 0;
+}
+
+/** False when an answer could not be sent. */
+bool AnswerAll(std::FILE* answers)
+{
+    Korvel::Worker::Requests requests;
+    for (std::string line; ReadLine(line);) {
+        if (!Send(answers, requests.Answer(QByteArray::fromStdString(line))))
+            return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -73,10 +114,9 @@ int main(int argc, char** argv)
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     std::ios::sync_with_stdio(false);
 
-    Korvel::Worker::Requests requests;
-    for (std::string line; std::getline(std::cin, line);) {
-        if (!Send(answers, requests.Answer(QByteArray::fromStdString(line))))
-            return 1;
+    try {
+        return answers && AnswerAll(answers) ? 0 : 1;
+    } catch (const std::bad_alloc&) { // by which Qt tells that it has no memory
+        _exit(outOfMemoryExitCode);
     }
-    return 0;
 }

@@ -65,7 +65,7 @@ QByteArray WorkerClient::Complaints()
 
 qint64 WorkerClient::PeakMemory() const
 {
-    QFile status(QStringLiteral("/proc/%1/status").arg(process.processId()));
+    QFile status(QStringLiteral("/proc/%1/status").arg(ProcessId()));
     status.open(QIODevice::ReadOnly);
     const QRegularExpression peak(QStringLiteral("VmHWM:\\s*(\\d+) kB"));
     return peak.match(QString::fromLatin1(status.readAll())).captured(1).toLongLong() * 1024;

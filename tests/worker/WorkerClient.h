@@ -31,6 +31,8 @@ public:
     /** What it has written to standard error, for a log. */
     QByteArray Complaints();
 
+    qint64 ProcessId() const { return process.processId(); }
+
     /** The most memory that it has held so far, in bytes. */
     qint64 PeakMemory() const;
 

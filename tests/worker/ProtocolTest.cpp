@@ -1,0 +1,288 @@
+// The lines that come in and the lines that go out.
+
+#include "WorkerFixture.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace Korvel::Worker {
+namespace {
+
+constexpr int mebibyte = 1024 * 1024;
+
+class ProtocolTest : public WorkerFixture
+{
+protected:
+    /** What becomes of a request for a picture with further or other members. */
+    std::string Picture(const QJsonObject& further)
+    {
+        QJsonObject request{{"page", 1}, {"resolution", 20}};
+        for (auto member = further.begin(); member != further.end(); ++member)
+            request[member.key()] = member.value();
+        const QString output = Path("out.png");
+        const std::string outcome = Outcome(Convert(Path("sample-2.pdf"), output, "png", request));
+        EXPECT_EQ(QFile::remove(output), outcome == "ok") << outcome;
+        return outcome;
+    }
+};
+
+TEST_F(ProtocolTest, AnswersEveryRequestOnceAndInOrder)
+{
+    const QString sample = Sample();
+    const QList<QPair<int, QString>> requests{
+        {7, "open"}, {3, "save"}, {900'000'000, "close"}, {0, "nonsense"}, {-5, "close"}};
+    for (const auto& [id, op] : requests)
+        worker.Send({{"id", id},
+                     {"op", op},
+                     {"document", 1},
+                     {"file", op == "save" ? Path("copy.pdf") : sample}});
+    std::vector<std::string> outcomes;
+    for (const auto& request : requests) {
+        const QJsonObject answer = worker.Receive();
+        EXPECT_EQ(answer["id"].toInt(-99), request.first);
+        outcomes.push_back(Outcome(answer));
+    }
+    EXPECT_EQ(outcomes,
+              (std::vector<std::string>{"ok", "ok", "ok", "bad-request", "no-such-document"}));
+    EXPECT_EQ(worker.Finish(), 0);
+    EXPECT_TRUE(worker.Receive().isEmpty());
+}
+
+TEST_F(ProtocolTest, RepeatsTheWholeOfALargeId)
+{
+    const qint64 id = (qint64(1) << 53) - 1;
+    EXPECT_EQ(qint64(worker.Ask({{"id", id}, {"op", "close"}, {"document", 1}})["id"].toDouble()),
+              id);
+}
+
+TEST_F(ProtocolTest, GoesOnAfterLinesThatItDoesNotUnderstand)
+{
+    const QByteArray lines[] = {"",
+                                "rubbish",
+                                "{",
+                                "[1, 2]",
+                                "null",
+                                "\xff\xfe",
+                                "{\"id\"",
+                                "{}",
+                                "{\"id\":1}",
+                                QByteArray("\0\0", 2),
+                                QByteArray(100'000, '['),
+                                R"({"id":"1","op":"close","document":1})"};
+    for (const QByteArray& line : lines) {
+        worker.Send(line);
+        EXPECT_EQ(Outcome(worker.Receive()), "bad-request") << line.left(40).constData();
+    }
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+}
+
+TEST_F(ProtocolTest, DoesNotKeepALineWithoutMeasure)
+{
+    ASSERT_EQ(Outcome(Open(Sample())), "ok");
+    QByteArray line = R"({"id":1,"op":"close","document":1})";
+    line += QByteArray(20 * mebibyte, ' ');
+    worker.Send(line);
+    EXPECT_EQ(Outcome(worker.Receive()), "bad-request");
+    worker.Send(QByteArray(200 * mebibyte, 'x'));
+    EXPECT_EQ(Outcome(worker.Receive()), "bad-request");
+    EXPECT_GT(worker.PeakMemory(), 0);
+    EXPECT_LT(worker.PeakMemory(), 150 * mebibyte);
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "ok") << "the document is still held";
+}
+
+TEST_F(ProtocolTest, TakesALongLineThatIsWithinMeasure)
+{
+    EXPECT_EQ(Outcome(worker.Ask({{"id", 1},
+                                  {"op", "close"},
+                                  {"document", 1},
+                                  {"comment", QString(10 * mebibyte, 'x')}})),
+              "no-such-document");
+}
+
+TEST_F(ProtocolTest, EndsWithItsInput)
+{
+    EXPECT_EQ(worker.Finish(), 0);
+    WorkerClient busy;
+    busy.Send({{"id", 1}, {"op", "close"}, {"document", 1}});
+    EXPECT_EQ(busy.Finish(), 0);
+    EXPECT_EQ(Outcome(busy.Receive()), "no-such-document") << "what was asked is answered";
+}
+
+TEST_F(ProtocolTest, TellsItsVersion)
+{
+    QProcess process;
+    process.start(WORKER, {"--version"});
+    ASSERT_TRUE(process.waitForFinished());
+    EXPECT_TRUE(process.readAllStandardOutput().startsWith("pdfconvert-worker "));
+    EXPECT_EQ(process.exitCode(), 0);
+}
+
+TEST_F(ProtocolTest, KeepsWhatLibrariesPrintOutOfTheAnswers)
+{
+    ASSERT_EQ(Outcome(worker.Ask({{"id", 1}, {"op", "nonsense"}})), "bad-request");
+    const QString descriptors = QStringLiteral("/proc/%1/fd/").arg(worker.ProcessId());
+    EXPECT_EQ(QFile::symLinkTarget(descriptors + '1'), QFile::symLinkTarget(descriptors + '2'));
+}
+
+TEST_F(ProtocolTest, KeepsTheAnswersApartWithoutAStandardError)
+{
+    WorkerClient silent("exec 2>&-");
+    ASSERT_EQ(Outcome(silent.Ask({{"id", 1}, {"op", "nonsense"}})), "bad-request");
+    const QString descriptors = QStringLiteral("/proc/%1/fd/").arg(silent.ProcessId());
+    EXPECT_EQ(QFile::symLinkTarget(descriptors + '1'), "/dev/null");
+}
+
+TEST_F(ProtocolTest, EndsWhenItsAnswersCannotBeWritten)
+{
+    WorkerClient mute("exec 1>/dev/full");
+    mute.Send({{"id", 1}, {"op", "close"}, {"document", 1}});
+    EXPECT_EQ(mute.Finish(), 1);
+    WorkerClient closed("exec 1>&-");
+    closed.Send({{"id", 1}, {"op", "close"}, {"document", 1}});
+    EXPECT_EQ(closed.Finish(), 1);
+}
+
+TEST_F(ProtocolTest, KnowsOnlyTheDocumentsThatItHolds)
+{
+    const QString sample = Sample();
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"), 1)), "no-such-document");
+    EXPECT_EQ(Outcome(Open(sample, {}, 1)), "ok");
+    EXPECT_EQ(Outcome(Open(sample, {}, 1)), "bad-request") << "in use";
+    EXPECT_EQ(Outcome(Open(sample, {}, 2)), "ok");
+    const auto close = [this](int document) {
+        return Outcome(worker.Ask({{"id", 1}, {"op", "close"}, {"document", document}}));
+    };
+    EXPECT_EQ(close(1), "ok");
+    EXPECT_EQ(close(1), "no-such-document");
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"), 1)), "no-such-document");
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"), 2)), "ok");
+    EXPECT_EQ(Outcome(Open(sample, {}, 1)), "ok");
+}
+
+TEST_F(ProtocolTest, HoldsNoDocumentThatDidNotOpen)
+{
+    EXPECT_EQ(Outcome(Open(Path("missing.pdf"))), "unreadable");
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "no-such-document");
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+}
+
+TEST_F(ProtocolTest, RefusesMembersOfTheWrongKind)
+{
+    Sample(2);
+    EXPECT_EQ(Picture({}), "ok");
+    const QJsonValue wrong[] = {QJsonValue(), "1", true, 1.5, 1e300, -1e300, QJsonArray{1}};
+    for (const QJsonValue& value : wrong) {
+        EXPECT_EQ(Picture({{"page", value}}), "bad-request") << value.toDouble();
+        EXPECT_EQ(Outcome(worker.Ask({{"id", 1}, {"op", "close"}, {"document", value}})),
+                  "bad-request");
+    }
+    EXPECT_EQ(Picture({{"resolution", "20"}}), "bad-request");
+    EXPECT_EQ(Picture({{"resolution", QJsonArray()}}), "bad-request");
+    EXPECT_EQ(Outcome(worker.Ask({{"id", 1},
+                                  {"op", "open"},
+                                  {"document", 1},
+                                  {"file", Path("sample-2.pdf")},
+                                  {"password", 5}})),
+              "bad-request");
+}
+
+TEST_F(ProtocolTest, TakesResolutionsWithinBounds)
+{
+    Sample(2);
+    for (const double good : {1.0, 72.5})
+        EXPECT_EQ(Picture({{"resolution", good}}), "ok") << good;
+    for (const double bad : {0.0, 0.9, -72.0, 4801.0, 1e300})
+        EXPECT_EQ(Picture({{"resolution", bad}}), "bad-request") << bad;
+}
+
+TEST_F(ProtocolTest, KnowsThePagesThatThereAre)
+{
+    const QString sample = Sample(2);
+    EXPECT_EQ(Picture({{"page", 2}}), "ok");
+    for (const double page : {0.0, -1.0, 3.0, 2147483648.0, 4294967297.0})
+        EXPECT_EQ(Picture({{"page", page}}), "no-such-page") << page;
+    const auto text = [&](const QJsonValue& pages) {
+        const std::string outcome =
+            Outcome(Convert(sample, Path("out.txt"), "txt", {{"pages", pages}}));
+        QFile::remove(Path("out.txt"));
+        return outcome;
+    };
+    EXPECT_EQ(text(QJsonArray{1, 2}), "ok");
+    EXPECT_EQ(text(QJsonArray{1, 3}), "no-such-page");
+    EXPECT_EQ(text(QJsonArray{0}), "no-such-page");
+    EXPECT_EQ(text(QJsonArray{4294967297.0}), "no-such-page");
+    EXPECT_EQ(text(QJsonArray{"1"}), "bad-request");
+    EXPECT_EQ(text(QJsonArray()), "bad-request");
+    EXPECT_EQ(text(1), "bad-request");
+}
+
+TEST_F(ProtocolTest, WantsAbsolutePaths)
+{
+    const QString sample = Sample();
+    for (const char* path : {"", "relative.pdf", "./relative.pdf", "file:///relative.pdf"}) {
+        EXPECT_EQ(Outcome(Open(path)), "bad-request") << path;
+        EXPECT_EQ(Outcome(Convert(path, Path("out.txt"), "txt")), "bad-request");
+        EXPECT_EQ(Outcome(Convert(sample, path, "txt")), "bad-request");
+    }
+    EXPECT_EQ(Outcome(Open(sample)), "ok");
+    EXPECT_EQ(Outcome(Save("relative.pdf")), "bad-request");
+}
+
+TEST_F(ProtocolTest, RefusesPathsThatAreNoText)
+{
+    const QString sample = Sample();
+    ASSERT_TRUE(QFile::copy(sample, Path("?.pdf")));
+    worker.Send(R"({"id":1,"op":"open","document":1,"file":")" + Path("").toUtf8() +
+                R"(/\ud800.pdf"})");
+    EXPECT_EQ(Outcome(worker.Receive()), "bad-request");
+}
+
+TEST_F(ProtocolTest, KnowsItsFormats)
+{
+    const QString sample = Sample();
+    for (const char* format : {"", "PNG", "jpeg", "tiff", "gif", "svg", ".png", "../png"})
+        EXPECT_EQ(Outcome(Convert(sample, Path("out"), format, {{"page", 1}})),
+                  "unsupported-format")
+            << format;
+    EXPECT_FALSE(QFile::exists(Path("out")));
+}
+
+TEST_F(ProtocolTest, TellsWhyADocumentIsNotConverted)
+{
+    for (const char* format : {"png", "txt", "pdf"}) {
+        const auto convert = [&](const QString& file) {
+            return Outcome(Convert(file, Path("out"), format, {{"page", 1}}));
+        };
+        EXPECT_EQ(convert(Path("missing.pdf")), "unreadable");
+        EXPECT_EQ(convert(WriteFile("empty.pdf", "")), "empty");
+        EXPECT_EQ(convert(WriteFile("foreign.pdf", "text")), "not-a-pdf");
+        EXPECT_EQ(convert(WriteFile("damaged.pdf", "%PDF-1.7\n...")), "damaged");
+        EXPECT_FALSE(QFile::exists(Path("out")));
+    }
+}
+
+TEST_F(ProtocolTest, TakesFileNamesOfAnyScriptInAnyLocale)
+{
+    WorkerClient plain("export LC_ALL=C LANG=C");
+    const QString name = Path(QStringLiteral("\u00dcbersicht \u6587\u66f8 \U0001f600.pdf"));
+    ASSERT_TRUE(QFile::rename(Sample(), name));
+    const QString copy = Path(QStringLiteral("K\u00f6pie.pdf"));
+    const QString picture = Path(QStringLiteral("\u0411.png"));
+    EXPECT_EQ(Outcome(plain.Ask({{"id", 1}, {"op", "open"}, {"document", 1}, {"file", name}})),
+              "ok");
+    EXPECT_EQ(Outcome(plain.Ask({{"id", 2}, {"op", "save"}, {"document", 1}, {"file", copy}})),
+              "ok");
+    EXPECT_EQ(Outcome(plain.Ask({{"id", 3},
+                                 {"op", "convert"},
+                                 {"file", name},
+                                 {"output", picture},
+                                 {"format", "png"},
+                                 {"page", 1}})),
+              "ok");
+    EXPECT_TRUE(QFile::exists(copy));
+    EXPECT_TRUE(QFile::exists(picture));
+}
+
+} // namespace
+} // namespace Korvel::Worker
