@@ -1,22 +1,20 @@
 // Makes the document that the demo converts: make-sample OUT.pdf [--pages N] [--password TEXT]
 
+#include "PaintingApplication.h"
 #include "SamplePdf.h"
 
 #include <QCommandLineParser>
 #include <QFile>
-#include <QGuiApplication>
 
 int main(int argc, char** argv)
 {
-    // Pages are painted without a screen.
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication application(argc, argv);
+    const PaintingApplication application(argc, argv);
     QCommandLineParser parser;
     parser.addPositionalArgument("OUT.pdf", "The document to make");
     parser.addOption({"pages", "How many pages (default 4)", "N", "4"});
     parser.addOption({"password", "Encrypt it with AES-256 and this password", "TEXT"});
     parser.addHelpOption();
-    parser.process(application);
+    parser.process(QCoreApplication::arguments());
     if (parser.positionalArguments().size() != 1)
         parser.showHelp(2);
 
