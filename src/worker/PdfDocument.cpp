@@ -4,6 +4,7 @@
 #include "NewFile.h"
 
 #include <algorithm>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -37,13 +38,6 @@ std::vector<std::string> Candidates(const std::string& password)
             candidates.push_back(encoded);
     }
     return candidates;
-}
-
-void SetUp(QPDFWriter& writer)
-{
-    writer.setPreserveEncryption(false);
-    writer.setStreamDataMode(qpdf_s_preserve);
-    writer.setObjectStreamMode(qpdf_o_disable);
 }
 
 /** Its own file output keeps the last error of writing to itself. */
@@ -152,7 +146,9 @@ void PdfDocument::Save(const std::string& path, mode_t mode)
     ToFile pipeline(output);
     try {
         QPDFWriter writer(*pdf);
-        SetUp(writer);
+        writer.setPreserveEncryption(false);
+        writer.setStreamDataMode(qpdf_s_preserve);
+        writer.setObjectStreamMode(qpdf_o_disable);
         writer.setOutputPipeline(&pipeline);
         writer.write();
     } catch (const std::exception& error) {
@@ -165,11 +161,15 @@ QByteArray PdfDocument::ForRendering()
 {
     QPDFAcroFormDocumentHelper(*pdf).generateAppearancesIfNeeded();
     QPDFPageDocumentHelper(*pdf).flattenAnnotations(0, an_hidden | an_no_view);
+    // Streams are not preserved: libqpdf would leave the appearances that it has made empty.
     QPDFWriter writer(*pdf);
-    SetUp(writer);
+    writer.setPreserveEncryption(false);
+    writer.setObjectStreamMode(qpdf_o_disable);
     writer.setOutputMemory();
     writer.write();
     const std::shared_ptr<Buffer> bytes = writer.getBufferSharedPointer();
+    if (bytes->getSize() > std::size_t(std::numeric_limits<int>::max()))
+        throw Failure("cannot-render", "the document is too large to be prepared");
     return {reinterpret_cast<const char*>(bytes->getBuffer()), int(bytes->getSize())};
 }
 

@@ -1,0 +1,332 @@
+// Pictures and texts of pages.
+
+#include "SamplePdf.h"
+#include "WorkerFixture.h"
+
+#include <cmath>
+
+#include <QColor>
+#include <QFile>
+#include <QImage>
+#include <QJsonArray>
+#include <QPainter>
+#include <QPdfWriter>
+#include <QtEndian>
+
+namespace Korvel::Worker {
+namespace {
+
+constexpr double inchesPerMetre = 1 / 0.0254;
+
+/** How far apart two colours are in the channel that differs most. */
+int Distance(const QColor& a, const QColor& b)
+{
+    return std::max({std::abs(a.red() - b.red()), std::abs(a.green() - b.green()),
+                     std::abs(a.blue() - b.blue())});
+}
+
+QSize SizeAt(double dotsPerInch, const QSizeF& points)
+{
+    return {int(std::ceil(points.width() * dotsPerInch / 72)),
+            int(std::ceil(points.height() * dotsPerInch / 72))};
+}
+
+class RenderTest : public WorkerFixture
+{
+protected:
+    /** A page as a picture. */
+    QImage Render(const QString& file, int page = 1, double dotsPerInch = 72,
+                  const QString& format = "png")
+    {
+        const QString output = Path(QStringLiteral("out-%1.").arg(lastId) + format);
+        EXPECT_EQ(
+            Outcome(Convert(file, output, format, {{"page", page}, {"resolution", dotsPerInch}})),
+            "ok");
+        return QImage(output);
+    }
+
+    std::string RenderOutcome(const QString& file, double dotsPerInch,
+                              const QString& format = "png")
+    {
+        const QString output = Path(QStringLiteral("none.") + format);
+        const std::string outcome =
+            Outcome(Convert(file, output, format, {{"page", 1}, {"resolution", dotsPerInch}}));
+        EXPECT_EQ(QFile::remove(output), outcome == "ok");
+        return outcome;
+    }
+
+    /** The pages' texts, without the form feeds that end them. */
+    QStringList Texts(const QString& file, const QJsonObject& further = {})
+    {
+        const QString output = Path(QStringLiteral("out-%1.txt").arg(lastId));
+        EXPECT_EQ(Outcome(Convert(file, output, "txt", further)), "ok");
+        const QString text = QString::fromUtf8(ReadFile(output));
+        EXPECT_TRUE(text.endsWith('\f'));
+        return text.chopped(1).split('\f');
+    }
+};
+
+class FormatTest : public RenderTest, public testing::WithParamInterface<const char*>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Formats, FormatTest, testing::Values("png", "jpg", "tif", "bmp", "webp"));
+
+/** The resolution that a WebP tells in its Exif chunk, across and down; 0 for none. */
+QPair<double, double> WebpResolution(const QByteArray& webp)
+{
+    const int chunk = webp.indexOf("EXIF");
+    if (chunk < 0)
+        return {};
+    const QByteArray exif =
+        webp.mid(chunk + 8, int(qFromLittleEndian<quint32>(webp.constData() + chunk + 4)));
+    const auto shortAt = [&](int at) {
+        return qFromBigEndian<quint16>(exif.constData() + at);
+    };
+    const auto longAt = [&](int at) {
+        return qFromBigEndian<quint32>(exif.constData() + at);
+    };
+    QMap<int, double> values;
+    for (int entry = int(longAt(4)) + 2; values.size() < shortAt(int(longAt(4))); entry += 12) {
+        const int at = int(longAt(entry + 8));
+        values[shortAt(entry)] = shortAt(entry + 2) == 5
+                                     ? double(longAt(at)) / double(longAt(at + 4))
+                                     : double(shortAt(entry + 8));
+    }
+    const bool inches = exif.startsWith("MM") && values[0x128] == 2;
+    return inches ? qMakePair(values[0x11a], values[0x11b]) : qMakePair(0.0, 0.0);
+}
+
+TEST_P(FormatTest, ShowsTheRightPageInItsColours)
+{
+    const QString format = GetParam();
+    const QString sample = Sample(3);
+    for (const int page : {3, 1, 2}) {
+        const QImage picture = Render(sample, page, 72, format);
+        EXPECT_EQ(picture.size(), QSize(595, 842));
+        EXPECT_LE(Distance(picture.pixelColor(samplePatch.center()), SampleColour(page)), 6)
+            << page;
+        EXPECT_LE(
+            Distance(picture.pixelColor(samplePatch.bottomRight() + QPoint(20, 20)), Qt::white), 2);
+        EXPECT_LE(Distance(picture.pixelColor(2, 2), Qt::white), 2);
+    }
+}
+
+TEST_P(FormatTest, IsAsLargeAsItsResolutionWantsAndTellsIt)
+{
+    const QString format = GetParam();
+    const QString sample = Sample();
+    for (const int resolution : {30, 150, 200}) {
+        const QImage picture = Render(sample, 1, resolution, format);
+        EXPECT_EQ(picture.size(), SizeAt(resolution, {595, 842})) << resolution;
+        if (format == "webp") {
+            const QByteArray file = ReadFile(Path(QStringLiteral("out-%1.webp").arg(lastId - 1)));
+            EXPECT_EQ(WebpResolution(file), qMakePair(double(resolution), double(resolution)));
+        } else {
+            EXPECT_NEAR(picture.dotsPerMeterX(), resolution * inchesPerMetre, 20);
+            EXPECT_NEAR(picture.dotsPerMeterY(), resolution * inchesPerMetre, 20);
+        }
+    }
+}
+
+TEST_P(FormatTest, HasOneHundredAndFiftyDotsPerInchUnlessTold)
+{
+    const QString output = Path("out.") + GetParam();
+    EXPECT_EQ(Outcome(Convert(Sample(), output, GetParam(), {{"page", 1}})), "ok");
+    EXPECT_EQ(QImage(output).size(), SizeAt(150, {595, 842}));
+}
+
+TEST_P(FormatTest, IsWhatItsNameSays)
+{
+    const QString output = Path("out");
+    EXPECT_EQ(Outcome(Convert(Sample(), output, GetParam(), {{"page", 1}})), "ok");
+    EXPECT_FALSE(QImage(output, GetParam()).isNull());
+    EXPECT_FALSE(QImage(output).hasAlphaChannel());
+}
+
+TEST_F(RenderTest, BlendsWhatIsTransparentWithWhite)
+{
+    const QString path = Path("transparent.pdf");
+    {
+        QPdfWriter writer(path);
+        writer.setResolution(72);
+        writer.setPageMargins(QMarginsF());
+        QPainter(&writer).fillRect(100, 100, 100, 100, QColor(255, 0, 0, 128));
+    }
+    const QImage picture = Render(path);
+    EXPECT_LE(Distance(picture.pixelColor(150, 150), QColor(255, 127, 127)), 2);
+    EXPECT_EQ(picture.pixelColor(300, 300), QColor(Qt::white));
+}
+
+TEST_F(RenderTest, DrawsAnnotations)
+{
+    MakeAnnotatedPdf(Path("annotated.pdf"));
+    const QImage picture = Render(Path("annotated.pdf"));
+    EXPECT_LE(Distance(picture.pixelColor(sampleAnnotation.center()), sampleAnnotationColour), 2);
+}
+
+/** How many pixels of a part of a picture are darker than grey. */
+int DarkPixels(const QImage& picture, const QRect& part)
+{
+    int dark = 0;
+    for (int y = part.top(); y <= part.bottom(); ++y) {
+        for (int x = part.left(); x <= part.right(); ++x)
+            dark += qGray(picture.pixel(x, y)) < 128 ? 1 : 0;
+    }
+    return dark;
+}
+
+TEST_F(RenderTest, DrawsFormFields)
+{
+    EXPECT_EQ(DarkPixels(Render(Sample()), sampleField), 0);
+    MakeFormPdf(Path("form.pdf"));
+    const QImage picture = Render(Path("form.pdf"));
+    EXPECT_GT(DarkPixels(picture, sampleField), 100);
+    EXPECT_LE(Distance(picture.pixelColor(samplePatch.center()), SampleColour(1)), 2);
+}
+
+TEST_F(RenderTest, DrawsTheFormFieldsOfASavedCopy)
+{
+    MakeFormPdf(Path("form.pdf"));
+    EXPECT_EQ(Outcome(Open(Path("form.pdf"))), "ok");
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "ok");
+    EXPECT_GT(DarkPixels(Render(Path("copy.pdf")), sampleField), 100);
+}
+
+TEST_F(RenderTest, TurnsARotatedPage)
+{
+    MakeRotatedPdf(Path("rotated.pdf"));
+    const QImage picture = Render(Path("rotated.pdf"));
+    ASSERT_EQ(picture.size(), QSize(842, 595));
+    const QPoint patch(842 - samplePatch.center().y(), samplePatch.center().x());
+    EXPECT_LE(Distance(picture.pixelColor(patch), SampleColour(1)), 2);
+}
+
+TEST_F(RenderTest, ShowsTheCropBoxAlone)
+{
+    MakeCroppedPdf(Path("cropped.pdf"), samplePatch.adjusted(-10, -20, 30, 40));
+    const QImage picture = Render(Path("cropped.pdf"), 1, 144);
+    ASSERT_EQ(picture.size(), 2 * (samplePatch.size() + QSize(40, 60)));
+    const QRect patch(QPoint(20, 40), 2 * samplePatch.size());
+    for (const QPoint inside : {patch.topLeft(), patch.bottomRight()}) {
+        const QPoint inwards = (patch.center() - inside) / 20;
+        EXPECT_LE(Distance(picture.pixelColor(inside + inwards), SampleColour(1)), 2);
+        EXPECT_EQ(picture.pixelColor(inside - 2 * inwards), QColor(Qt::white));
+    }
+}
+
+TEST_F(RenderTest, RefusesPicturesThatAreTooLarge)
+{
+    MakePdfOfSize(Path("enormous.pdf"), {14'400, 14'400});
+    EXPECT_EQ(RenderOutcome(Path("enormous.pdf"), 10), "ok");
+    EXPECT_EQ(RenderOutcome(Path("enormous.pdf"), 300), "cannot-render");
+    MakePdfOfSize(Path("long.pdf"), {20, 100'000});
+    EXPECT_EQ(RenderOutcome(Path("long.pdf"), 36), "ok");
+    EXPECT_EQ(RenderOutcome(Path("long.pdf"), 72), "cannot-render");
+}
+
+TEST_F(RenderTest, RefusesPicturesThatAreTooLargeForTheirFormat)
+{
+    MakePdfOfSize(Path("wide.pdf"), {17'000, 20});
+    EXPECT_EQ(RenderOutcome(Path("wide.pdf"), 72, "png"), "ok");
+    EXPECT_EQ(RenderOutcome(Path("wide.pdf"), 72, "jpg"), "ok");
+    EXPECT_EQ(RenderOutcome(Path("wide.pdf"), 72, "webp"), "cannot-render");
+}
+
+TEST_F(RenderTest, TakesAPageOfNoSizeForALetter)
+{
+    MakePdfOfSize(Path("none.pdf"), {0, 0});
+    EXPECT_EQ(Render(Path("none.pdf")).size(), QSize(612, 792));
+}
+
+TEST_F(RenderTest, DrawsAPageThatIsThinnerThanAPixel)
+{
+    MakePdfOfSize(Path("thin.pdf"), {0.1, 50});
+    EXPECT_EQ(Render(Path("thin.pdf")).size(), QSize(1, 50));
+}
+
+TEST_F(RenderTest, DrawsARepairedDocument)
+{
+    const QString sample = Sample(2);
+    BreakCrossReferences(sample);
+    EXPECT_LE(Distance(Render(sample, 2).pixelColor(samplePatch.center()), SampleColour(2)), 2);
+}
+
+TEST_F(RenderTest, GivesTheTextPageByPage)
+{
+    const QStringList texts = Texts(Sample(3));
+    ASSERT_EQ(texts.size(), 3);
+    for (int page = 1; page <= 3; ++page) {
+        EXPECT_TRUE(texts[page - 1].startsWith(QStringLiteral("Page %1\n").arg(page)));
+        EXPECT_TRUE(texts[page - 1].contains("\u00c4 \u00f6 \u00df \u20ac \u03a9 \u0416"));
+        EXPECT_TRUE(texts[page - 1].endsWith("\u0416\n")) << texts[page - 1].toStdString();
+        EXPECT_FALSE(texts[page - 1].contains('\r'));
+    }
+}
+
+TEST_F(RenderTest, GivesTheTextOfChosenPagesInTheirOrder)
+{
+    const QStringList texts = Texts(Sample(4), {{"pages", QJsonArray{4, 2, 2}}});
+    ASSERT_EQ(texts.size(), 3);
+    EXPECT_TRUE(texts[0].startsWith("Page 4\n"));
+    EXPECT_TRUE(texts[1].startsWith("Page 2\n"));
+    EXPECT_TRUE(texts[2].startsWith("Page 2\n"));
+}
+
+TEST_F(RenderTest, GivesTheTextOfFormFields)
+{
+    MakeFormPdf(Path("form.pdf"));
+    EXPECT_TRUE(Texts(Path("form.pdf")).join("").contains("Filled in"));
+}
+
+TEST_F(RenderTest, CopiesADocument)
+{
+    EXPECT_EQ(Outcome(Convert(Sample(3), Path("out.pdf"), "pdf")), "ok");
+    EXPECT_EQ(Open(Path("out.pdf"))["pages"].toInt(), 3);
+    EXPECT_TRUE(ReadFile(Path("out.pdf")).startsWith("%PDF-1.4"));
+}
+
+TEST_F(RenderTest, NoticesThatAFileHasBeenReplaced)
+{
+    const QString file = Sample(2);
+    EXPECT_EQ(Render(file, 2).size(), QSize(595, 842));
+    MakeRotatedPdf(Path("other.pdf"));
+    ASSERT_TRUE(QFile::remove(file) && QFile::rename(Path("other.pdf"), file));
+    EXPECT_EQ(Render(file, 1).size(), QSize(842, 595));
+    EXPECT_EQ(Outcome(Convert(file, Path("out.png"), "png", {{"page", 2}})), "no-such-page");
+    ASSERT_TRUE(QFile::remove(file));
+    EXPECT_EQ(Outcome(Convert(file, Path("out.png"), "png", {{"page", 1}})), "unreadable");
+}
+
+TEST_F(RenderTest, NoticesThatAFileHasBeenRewritten)
+{
+    const QString file = Sample(2);
+    EXPECT_EQ(Texts(file).size(), 2);
+    MakeSamplePdf(file, 5);
+    EXPECT_EQ(Texts(file).size(), 5);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+TEST_F(RenderTest, EndsWhenMemoryRunsOut)
+{
+    MakePdfOfSize(Path("enormous.pdf"), {14'400, 14'400});
+    WorkerClient poor("ulimit -v 600000");
+    const QJsonObject request{
+        {"id", 1}, {"op", "convert"}, {"format", "png"}, {"output", Path("out")}, {"page", 1}};
+    QJsonObject small = request;
+    small["file"] = Sample();
+    EXPECT_EQ(Outcome(poor.Ask(small)), "ok");
+    ASSERT_TRUE(QFile::remove(Path("out")));
+    QJsonObject large = request;
+    large["file"] = Path("enormous.pdf");
+    large["resolution"] = 70;
+    EXPECT_EQ(Outcome(poor.Ask(large)), "nothing");
+    EXPECT_EQ(poor.Finish(), 77);
+    EXPECT_FALSE(QFile::exists(Path("out")));
+}
+
+#endif
+
+} // namespace
+} // namespace Korvel::Worker
