@@ -178,7 +178,7 @@ TEST(FakeNameGeneratorTest, HandsOutTheGivenStemsFirst)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    FakeFileSystem, FileSystemContract, testing::Values([](const std::string& folder) {
+    FakeFileSystem, FileSystemContract, testing::Values(+[](const std::string& folder) {
         auto files = std::make_shared<FakeFileSystem>(folder, std::make_shared<CallJournal>());
         const auto make = [files](const std::string& path, const std::string& content) {
             files->files[path] = content;
@@ -191,7 +191,7 @@ INSTANTIATE_TEST_SUITE_P(
     }));
 
 INSTANTIATE_TEST_SUITE_P(FolderFileSystem, FileSystemContract,
-                         testing::Values([](const std::string& folder) {
+                         testing::Values(+[](const std::string& folder) {
                              return OverRealFolders(std::make_shared<FolderFileSystem>(folder));
                          }));
 

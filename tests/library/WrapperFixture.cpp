@@ -36,14 +36,19 @@ WrapperFixture::MakeUnencryptDocWrapper(std::shared_ptr<AbstractConverter> inner
     return std::make_shared<UnencryptDocWrapper>(names, inner, pdfs, files);
 }
 
+std::shared_ptr<AbstractConverter>
+WrapperFixture::MakeAround(std::shared_ptr<AbstractConverter> inner, Wrapper wrapper)
+{
+    if (wrapper == Wrapper::TempFile)
+        return MakeTempFileWrapper(inner);
+    return MakeUnencryptDocWrapper(inner);
+}
+
 std::shared_ptr<AbstractConverter> WrapperFixture::Make(const Stack& stack)
 {
     std::shared_ptr<AbstractConverter> outermost = converter;
     for (auto wrapper = stack.wrappers.rbegin(); wrapper != stack.wrappers.rend(); ++wrapper) {
-        if (*wrapper == Wrapper::TempFile)
-            outermost = MakeTempFileWrapper(outermost);
-        else
-            outermost = MakeUnencryptDocWrapper(outermost);
+        outermost = MakeAround(outermost, *wrapper);
         const auto depth = std::distance(wrapper, stack.wrappers.rend());
         QObject::connect(outermost.get(), &QObject::destroyed, &receiver, [this, depth] {
             journal->push_back("wrapper " + std::to_string(depth) + " is destroyed");

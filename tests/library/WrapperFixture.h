@@ -43,6 +43,9 @@ protected:
     std::shared_ptr<UnencryptDocWrapper>
     MakeUnencryptDocWrapper(std::shared_ptr<AbstractConverter> inner);
 
+    std::shared_ptr<AbstractConverter> MakeAround(std::shared_ptr<AbstractConverter> inner,
+                                                  Wrapper wrapper);
+
     /**
      * The outermost wrapper of `stack`, around the fake converter. The end of each wrapper's
      * QObject is journaled, 1 being the outermost.

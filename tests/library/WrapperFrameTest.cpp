@@ -58,6 +58,11 @@ struct WrapperClass
     std::vector<std::string> direct;
 };
 
+std::ostream& operator<<(std::ostream& stream, const WrapperClass& tested)
+{
+    return stream << tested.name;
+}
+
 template <typename T>
 QString Translated(const char* text, const char* disambiguation, int n)
 {

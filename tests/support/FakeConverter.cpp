@@ -26,6 +26,8 @@ bool FakeConverter::ConvertFile(const Task& task)
 bool FakeConverter::CancelConvertation()
 {
     journal->push_back("CancelConvertation");
+    if (onCancelConvertation)
+        onCancelConvertation();
     return cancels;
 }
 

@@ -10,8 +10,8 @@ namespace Korvel::PDF::Test {
 /**
  * A converter that records what it is asked and who connects to it, and converts nothing.
  *
- * Tests emit its signals themselves, from inside an operation by `onConvertFile`, or from its
- * destructor by `onDestruction`.
+ * Tests emit its signals themselves, from inside an operation or from its destructor by the
+ * functions below.
  */
 class FakeConverter : public Converter::AbstractConverter
 {
@@ -38,8 +38,9 @@ public:
     bool isAvailable = true;
     std::map<QString, QStringList> formats;
 
-    /** Called within ConvertFile, before it answers. */
+    /** Called within the operation, before it answers. */
     std::function<void(const Task&)> onConvertFile;
+    std::function<void()> onCancelConvertation;
 
     /** Called within the destructor, while the signals still work. */
     std::function<void()> onDestruction;

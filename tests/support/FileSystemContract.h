@@ -43,7 +43,7 @@ inline FileSystemUnderTest OverRealFolders(std::shared_ptr<IFileSystem> fileSyst
  * The factory is given a new folder, which the file system takes for its temporary one.
  */
 class FileSystemContract
-    : public testing::TestWithParam<std::function<FileSystemUnderTest(const std::string& folder)>>
+    : public testing::TestWithParam<FileSystemUnderTest (*)(const std::string& folder)>
 {
 protected:
     std::string Text(const std::string& name) const
