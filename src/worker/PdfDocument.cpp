@@ -4,6 +4,7 @@
 #include "NewFile.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <string_view>
 #include <vector>
@@ -40,7 +41,34 @@ std::vector<std::string> Candidates(const std::string& password)
     return candidates;
 }
 
-/** Its own file output keeps the last error of writing to itself. */
+/** Leaves a page its form fields alone; gives its other annotations. */
+QPDFObjectHandle TakeOtherAnnotations(QPDFObjectHandle page)
+{
+    QPDFObjectHandle fields = QPDFObjectHandle::newArray();
+    QPDFObjectHandle others = QPDFObjectHandle::newArray();
+    QPDFObjectHandle all = page.getKey("/Annots");
+    for (int i = 0; all.isArray() && i < all.getArrayNItems(); ++i) {
+        QPDFObjectHandle annotation = all.getArrayItem(i);
+        const bool isField = annotation.isDictionaryOfType("", "/Widget");
+        (isField ? fields : others).appendItem(annotation);
+    }
+    page.replaceKey("/Annots", fields);
+    return others;
+}
+
+/** Other annotations stay: libqpdf would drop those whose appearance Qt PDF makes. */
+void MakeFieldsContent(QPDF& pdf)
+{
+    QPDFAcroFormDocumentHelper(pdf).generateAppearancesIfNeeded();
+    std::vector<QPDFObjectHandle> pages = pdf.getAllPages();
+    std::vector<QPDFObjectHandle> others;
+    std::transform(pages.begin(), pages.end(), std::back_inserter(others), TakeOtherAnnotations);
+    QPDFPageDocumentHelper(pdf).flattenAnnotations(0, an_hidden | an_no_view);
+    for (std::size_t i = 0; i < pages.size(); ++i)
+        pages[i].replaceKey("/Annots", others[i]);
+}
+
+/** The file output of libqpdf keeps the last error of writing to itself. */
 class ToFile : public Pipeline
 {
 public:
@@ -159,8 +187,7 @@ void PdfDocument::Save(const std::string& path, mode_t mode)
 
 QByteArray PdfDocument::ForRendering()
 {
-    QPDFAcroFormDocumentHelper(*pdf).generateAppearancesIfNeeded();
-    QPDFPageDocumentHelper(*pdf).flattenAnnotations(0, an_hidden | an_no_view);
+    MakeFieldsContent(*pdf);
     // Streams are not preserved: libqpdf would leave the appearances that it has made empty.
     QPDFWriter writer(*pdf);
     writer.setPreserveEncryption(false);

@@ -41,7 +41,7 @@ public:
      */
     void Save(const std::string& path, mode_t mode);
 
-    /** It as it is to be drawn: without encryption, form fields and annotations made content. */
+    /** It as it is to be drawn: without encryption, form fields made content. */
     QByteArray ForRendering();
 
     const SourceFile& File() const { return file; }

@@ -97,12 +97,40 @@ QPDFObjectHandle OnPage(QPDFObjectHandle page, const QRect& rectangle)
 }
 
 QPDFObjectHandle AddAnnotation(QPDF& pdf, QPDFObjectHandle page, const QRect& place,
-                               const char* dictionary)
+                               const std::string& dictionary)
 {
     QPDFObjectHandle annotation = pdf.makeIndirectObject(QPDFObjectHandle::parse(dictionary));
     annotation.replaceKey("/Rect", OnPage(page, place));
-    page.replaceKey("/Annots", QPDFObjectHandle::newArray({annotation}));
+    if (!page.hasKey("/Annots"))
+        page.replaceKey("/Annots", QPDFObjectHandle::newArray());
+    page.getKey("/Annots").appendItem(annotation);
     return annotation;
+}
+
+std::string ColourOfAnnotation()
+{
+    return QStringLiteral("%1 %2 %3")
+        .arg(sampleAnnotationColour.redF())
+        .arg(sampleAnnotationColour.greenF())
+        .arg(sampleAnnotationColour.blueF())
+        .toStdString();
+}
+
+/** A square whose appearance is for the reader to make. */
+QPDFObjectHandle AddSquare(QPDF& pdf, QPDFObjectHandle page)
+{
+    const std::string colour = "[" + ColourOfAnnotation() + "]";
+    return AddAnnotation(pdf, page, sampleAnnotation,
+                         "<< /Type /Annot /Subtype /Square /F 4 /C " + colour + " /IC " + colour +
+                             " >>");
+}
+
+void AddSquareWithAppearance(QPDF& pdf, QPDFObjectHandle page)
+{
+    QPDFObjectHandle appearance = pdf.newStream(ColourOfAnnotation() + " rg 0 0 1 1 re f");
+    appearance.getDict().replaceKey("/Subtype", QPDFObjectHandle::newName("/Form"));
+    appearance.getDict().replaceKey("/BBox", QPDFObjectHandle::parse("[0 0 1 1]"));
+    AddSquare(pdf, page).replaceKey("/AP", QPDFObjectHandle::newDictionary({{"/N", appearance}}));
 }
 
 void AddField(QPDF& pdf, QPDFObjectHandle page)
@@ -117,21 +145,6 @@ void AddField(QPDF& pdf, QPDFObjectHandle page)
         " >> >> >>");
     form.replaceKey("/Fields", QPDFObjectHandle::newArray({field}));
     pdf.getRoot().replaceKey("/AcroForm", pdf.makeIndirectObject(form));
-}
-
-void AddSquare(QPDF& pdf, QPDFObjectHandle page)
-{
-    QPDFObjectHandle square =
-        AddAnnotation(pdf, page, sampleAnnotation, "<< /Type /Annot /Subtype /Square /F 4 >>");
-    const QColor& colour = sampleAnnotationColour;
-    QPDFObjectHandle appearance = pdf.newStream(QStringLiteral("%1 %2 %3 rg 0 0 1 1 re f")
-                                                    .arg(colour.redF())
-                                                    .arg(colour.greenF())
-                                                    .arg(colour.blueF())
-                                                    .toStdString());
-    appearance.getDict().replaceKey("/Subtype", QPDFObjectHandle::newName("/Form"));
-    appearance.getDict().replaceKey("/BBox", QPDFObjectHandle::parse("[0 0 1 1]"));
-    square.replaceKey("/AP", QPDFObjectHandle::newDictionary({{"/N", appearance}}));
 }
 
 void ChangeBytes(const QString& path, const std::function<void(QByteArray&)>& change)
@@ -199,12 +212,15 @@ void EncryptPdf(const QString& from, const QString& to, Encryption encryption,
 
 void MakeFormPdf(const QString& path)
 {
-    MakeChanged(path, AddField);
+    MakeChanged(path, [](QPDF& pdf, QPDFObjectHandle page) {
+        AddSquare(pdf, page);
+        AddField(pdf, page);
+    });
 }
 
 void MakeAnnotatedPdf(const QString& path)
 {
-    MakeChanged(path, AddSquare);
+    MakeChanged(path, AddSquareWithAppearance);
 }
 
 void MakeRotatedPdf(const QString& path)

@@ -27,7 +27,10 @@ void EncryptPdf(const QString& from, const QString& to, Encryption encryption,
 
 // Documents of one such page with something special about it.
 
-/** With a text field of the value "Filled in", whose appearance is for the reader to make. */
+/**
+ * With a text field of the value "Filled in", and with the square of MakeAnnotatedPdf. The
+ * appearances of both are for the reader to make.
+ */
 void MakeFormPdf(const QString& path);
 inline constexpr QRect sampleField{100, 600, 300, 40};
 

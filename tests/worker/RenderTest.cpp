@@ -193,6 +193,13 @@ TEST_F(RenderTest, DrawsTheFormFieldsOfASavedCopy)
     EXPECT_GT(DarkPixels(Render(Path("copy.pdf")), sampleField), 100);
 }
 
+TEST_F(RenderTest, DrawsAnnotationsWithoutAppearanceInForms)
+{
+    MakeFormPdf(Path("form.pdf"));
+    const QImage picture = Render(Path("form.pdf"));
+    EXPECT_LE(Distance(picture.pixelColor(sampleAnnotation.center()), sampleAnnotationColour), 2);
+}
+
 TEST_F(RenderTest, TurnsARotatedPage)
 {
     MakeRotatedPdf(Path("rotated.pdf"));
