@@ -37,6 +37,15 @@ QImage NewImage(const QSize& size, QImage::Format format)
     return image;
 }
 
+QString WithLineFeeds(QString text)
+{
+    // Qt PDF puts this in the place of a hyphen and the end of its line.
+    constexpr QChar endOfLineWithinWord(0xfffe);
+    text.replace(endOfLineWithinWord, QLatin1String("-\n"));
+    text.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+    return text;
+}
+
 } // namespace
 
 PageRenderer::PageRenderer(const std::string& path) : path(path), file(path)
@@ -96,12 +105,8 @@ QByteArray PageRenderer::Text(const std::vector<qint64>& pages)
         std::iota(wanted.begin(), wanted.end(), 1);
     }
     QByteArray text;
-    for (const qint64 page : wanted) {
-        QString content = document.getAllText(Check(page)).text();
-        content.replace(QLatin1String("\r\n"), QLatin1String("\n"));
-        text += content.toUtf8();
-        text += "\n\f";
-    }
+    for (const qint64 page : wanted)
+        text += WithLineFeeds(document.getAllText(Check(page)).text()).toUtf8() + "\n\f";
     return text;
 }
 

@@ -17,6 +17,8 @@
 #include <qpdf/QPDFWriter.hh>
 #include <qpdf/QUtil.hh>
 
+#include <QVersionNumber>
+
 namespace Korvel::Worker {
 
 namespace {
@@ -155,8 +157,19 @@ QJsonObject PdfDocument::Description()
     return {{QStringLiteral("pages"), int(pdf->getAllPages().size())},
             {QStringLiteral("encrypted"), pdf->isEncrypted()},
             {QStringLiteral("repaired"), repaired},
-            {QStringLiteral("version"), QString::fromStdString(pdf->getPDFVersion())},
+            {QStringLiteral("version"), Version()},
             {QStringLiteral("properties"), properties}};
+}
+
+QString PdfDocument::Version()
+{
+    const auto parse = [](const std::string& version) {
+        return QVersionNumber::fromString(QString::fromStdString(version));
+    };
+    QPDFObjectHandle later = pdf->getRoot().getKey("/Version");
+    const QVersionNumber inHeader = parse(pdf->getPDFVersion());
+    return (later.isName() ? std::max(inHeader, parse(later.getName().substr(1))) : inHeader)
+        .toString();
 }
 
 bool PdfDocument::HasForm()

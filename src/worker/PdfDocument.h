@@ -49,6 +49,8 @@ public:
 private:
     bool OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords);
     bool Open(const std::string& path, const std::string& password, bool repair);
+    /** That of the file's header, or a later one that the catalog names. */
+    QString Version();
 
     const SourceFile file;
     std::unique_ptr<QPDF> pdf;

@@ -44,6 +44,28 @@ TEST_F(OpenTest, DescribesADocument)
     EXPECT_FALSE(properties.contains("Subject"));
 }
 
+TEST_F(OpenTest, TellsTheVersionThatTheCatalogRaises)
+{
+    const auto version = [this](const QByteArray& inCatalog) {
+        const QJsonObject answer =
+            Open(WriteFile("version.pdf", "%PDF-1.4\n1 0 obj\n<< /Type /Catalog /Pages 2 0 R " +
+                                              inCatalog +
+                                              " >>\nendobj\n"
+                                              "2 0 obj\n<< /Type /Pages /Kids [3 0 R] /Count 1 >>\n"
+                                              "endobj\n3 0 obj\n<< /Type /Page /Parent 2 0 R "
+                                              "/MediaBox [0 0 9 9] >>\nendobj\n"
+                                              "trailer\n<< /Root 1 0 R >>\n"),
+                 {}, ++lastId);
+        return answer["version"].toString().toStdString();
+    };
+    EXPECT_EQ(version(""), "1.4");
+    EXPECT_EQ(version("/Version /1.7"), "1.7");
+    EXPECT_EQ(version("/Version /2.0"), "2.0");
+    EXPECT_EQ(version("/Version /1.3"), "1.4");
+    EXPECT_EQ(version("/Version /nonsense"), "1.4");
+    EXPECT_EQ(version("/Version (1.7)"), "1.4");
+}
+
 TEST_F(OpenTest, TellsWhyAFileIsNotReadable)
 {
     EXPECT_EQ(Outcome(Open(Path("missing.pdf"))), "unreadable");

@@ -280,6 +280,20 @@ TEST_F(RenderTest, GivesTheTextOfChosenPagesInTheirOrder)
     EXPECT_TRUE(texts[2].startsWith("Page 2\n"));
 }
 
+TEST_F(RenderTest, KeepsTheHyphensAtTheEndsOfLines)
+{
+    const QString path = Path("hyphens.pdf");
+    {
+        QPdfWriter writer(path);
+        writer.setResolution(72);
+        QPainter painter(&writer);
+        painter.setFont(QFont(QStringLiteral("DejaVu Sans"), 12));
+        painter.drawText(20, 20, "A well-known con-");
+        painter.drawText(20, 40, "version of text");
+    }
+    EXPECT_EQ(Texts(path), QStringList{"A well-known con-\nversion of text\n"});
+}
+
 TEST_F(RenderTest, GivesTheTextOfFormFields)
 {
     MakeFormPdf(Path("form.pdf"));
