@@ -99,7 +99,7 @@ TEST_F(SessionFolderTest, TheParentsNameMayHoldBlanksAndOtherScripts)
 
 TEST_F(SessionFolderTest, NobodyElseCanLookIntoItWhateverTheUmask)
 {
-    for (const mode_t mask : {0, 022, 077}) {
+    for (const mode_t mask : {0U, 022U, 077U}) {
         const Umask umask(mask);
         const auto session = Create();
         ASSERT_TRUE(session) << error;
