@@ -16,7 +16,7 @@ namespace Korvel::PDF::Converter {
  * - "page" (`int`, from 1): the one page that is wanted; needed for the picture formats
  * - "resolution" (`double`, dots per inch): 150 when absent
  * - "pages" (`std::vector<int>`, from 1): the pages whose text is wanted, unless "page" is given;
- * all when both are absent
+ *   all when both are absent
  *
  *     AbstractConverter::Task task;
  *     task.source = "/docs/report.pdf";
@@ -47,7 +47,10 @@ public:
      */
     bool ConvertFile(const Task& task) override;
 
-    /** Ends the work at once: every task in hand ends with Failed and `Cancelled`. True. */
+    /**
+     * Ends the work at once: every task that is not done ends with Failed and `Cancelled`. One that
+     * is done ends as it would have. True.
+     */
     bool CancelConvertation() override;
 
     /** The suffixes of the results by that of the source, "pdf". */

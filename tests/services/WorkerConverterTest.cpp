@@ -1,0 +1,482 @@
+#include "WorkerConverter.h"
+
+#include "ConverterSignals.h"
+#include "SamplePdf.h"
+#include "WorkerTestTools.h"
+
+#include <memory>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <signal.h>
+
+namespace Korvel::PDF::Test {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Converter::AbstractConverter;
+using Converter::WorkerConverter;
+using Lines = std::vector<std::string>;
+
+constexpr auto longDeadline = 1min;
+constexpr auto shortDeadline = 200ms;
+
+/** A task whose source tells the scripted worker what to do. */
+AbstractConverter::Task TaskOf(const QString& source, const QString& destination = "/nowhere/1.png")
+{
+    AbstractConverter::Task task;
+    task.source = source;
+    task.destination = destination;
+    return task;
+}
+
+/** The signals of a task that fails, with the reason as a number. */
+Lines Failing(const std::string& source, AbstractConverter::ErrorType error)
+{
+    return {"ConvertationStarted " + source, "ConvertationFinished " + source,
+            "Failed " + source + ' ' + std::to_string(int(error))};
+}
+
+Lines Succeeding(const std::string& source, const std::string& result)
+{
+    return {"ConvertationStarted " + source, "ConvertationProgress " + source + " 1",
+            "ConvertationFinished " + source, "FinishedFile " + source + ' ' + result};
+}
+
+/** A converter and the signals that it has emitted. */
+struct Recorder
+{
+    explicit Recorder(const QString& program, std::chrono::milliseconds deadline = longDeadline)
+        : converter(std::make_unique<WorkerConverter>(program, deadline))
+    {
+        ReceiveAll(*converter, converter.get(), [this](const std::string& line) {
+            lines.push_back(line);
+            if (onLine)
+                onLine(line);
+        });
+    }
+
+    bool WaitForCount(std::size_t count)
+    {
+        return WaitUntil([this, count] { return lines.size() >= count; });
+    }
+
+    /** All signals of the task, one after another. */
+    Lines Convert(const AbstractConverter::Task& task)
+    {
+        lines.clear();
+        EXPECT_TRUE(converter->ConvertFile(task));
+        EXPECT_EQ(lines, Lines{}) << "emitted inside ConvertFile";
+        EXPECT_TRUE(WaitUntil([this] {
+            return !lines.empty() &&
+                   (lines.back().rfind("Finished", 0) == 0 || lines.back().rfind("Failed", 0) == 0);
+        }));
+        return lines;
+    }
+
+    Lines lines;
+    /** Called for each signal, if set. */
+    std::function<void(const std::string& line)> onLine;
+    std::unique_ptr<WorkerConverter> converter;
+};
+
+class WorkerConverterTest : public testing::Test
+{
+protected:
+    /** What the scripted worker wrote down about a task whose source is "record". */
+    QJsonObject RequestFor(AbstractConverter::Task task)
+    {
+        task.source = folder.filePath("record");
+        EXPECT_EQ(recorder.Convert(task).size(), 4U);
+        QFile file(folder.filePath("record.json"));
+        EXPECT_TRUE(file.open(QFile::ReadOnly));
+        return QJsonDocument::fromJson(file.readAll()).object()["request"].toObject();
+    }
+
+    const QTemporaryDir folder;
+    Recorder recorder{ScriptedWorker()};
+};
+
+} // namespace
+
+TEST_F(WorkerConverterTest, EmitsStartedProgressConvertationFinishedAndFinishedInThisOrder)
+{
+    EXPECT_EQ(recorder.Convert(TaskOf("answer", "out/1.png")), Succeeding("answer", "out/1.png"));
+}
+
+TEST_F(WorkerConverterTest, EmitsNothingAfterTheEndOfATask)
+{
+    recorder.Convert(TaskOf("answer"));
+    recorder.lines.clear();
+    recorder.Convert(TaskOf("fail-with-damaged"));
+    EXPECT_EQ(recorder.lines, Failing("fail-with-damaged", AbstractConverter::CannotOpenSource));
+}
+
+TEST_F(WorkerConverterTest, AsksTheWorkerForTheTask)
+{
+    AbstractConverter::Task task = TaskOf({}, folder.filePath("page.png"));
+    task.options["page"] = 3;
+    task.options["resolution"] = 72.5;
+    task.options["need_export"] = true;
+    const QJsonObject request = RequestFor(task);
+    EXPECT_EQ(request["op"].toString(), "convert");
+    EXPECT_EQ(request["file"].toString(), folder.filePath("record"));
+    EXPECT_EQ(request["output"].toString(), folder.filePath("page.png"));
+    EXPECT_EQ(request["format"].toString(), "png");
+    EXPECT_EQ(request["page"].toInt(), 3);
+    EXPECT_EQ(request["resolution"].toDouble(), 72.5);
+    EXPECT_FALSE(request.contains("need_export"));
+}
+
+TEST_F(WorkerConverterTest, LeavesOptionsAwayThatTheTaskDoesNotHave)
+{
+    const QJsonObject request = RequestFor(TaskOf({}, "all.txt"));
+    EXPECT_FALSE(request.contains("page"));
+    EXPECT_FALSE(request.contains("pages"));
+    EXPECT_FALSE(request.contains("resolution"));
+}
+
+TEST_F(WorkerConverterTest, AsksForTheTextOfThePagesGiven)
+{
+    AbstractConverter::Task task = TaskOf({}, "some.txt");
+    task.options["pages"] = std::vector<int>{2, 5, 1};
+    EXPECT_EQ(RequestFor(task)["pages"].toArray(), QJsonArray({2, 5, 1}));
+    task.options["page"] = 4;
+    EXPECT_EQ(RequestFor(task)["pages"].toArray(), QJsonArray({4}));
+}
+
+TEST_F(WorkerConverterTest, TakesRelativePathsFromTheCurrentFolderAndReportsThemAsTheyWere)
+{
+    const QString before = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(folder.path()));
+    EXPECT_EQ(recorder.Convert(TaskOf("record", "x/../1.png")), Succeeding("record", "x/../1.png"));
+    QFile file(folder.filePath("record.json"));
+    ASSERT_TRUE(file.open(QFile::ReadOnly));
+    const QJsonObject request =
+        QJsonDocument::fromJson(file.readAll()).object()["request"].toObject();
+    EXPECT_EQ(request["file"].toString(), folder.filePath("record"));
+    EXPECT_EQ(request["output"].toString(), folder.filePath("x/../1.png"));
+    EXPECT_TRUE(QDir::setCurrent(before));
+}
+
+struct FormatRow
+{
+    const char* type;
+    const char* destination;
+    const char* format;
+};
+
+std::ostream& operator<<(std::ostream& stream, const FormatRow& row)
+{
+    return stream << "type '" << row.type << "', destination '" << row.destination << '\'';
+}
+
+TEST_F(WorkerConverterTest, TakesTheFormatFromTheTypeOrElseFromTheSuffix)
+{
+    const FormatRow rows[] = {
+        {"", "a.png", "png"},     {"", "a.jpg", "jpg"},   {"", "a.jpeg", "jpg"},
+        {"", "a.tif", "tif"},     {"", "a.tiff", "tif"},  {"", "a.bmp", "bmp"},
+        {"", "a.webp", "webp"},   {"", "a.txt", "txt"},   {"", "a.pdf", "pdf"},
+        {"", "a.PNG", "png"},     {"", "a.b.Jpg", "jpg"}, {"png", "a.jpg", "png"},
+        {"TIFF", "a.jpg", "tif"}, {"txt", "a", "txt"},    {"", "a", ""},
+        {"", "a.", ""},           {"", "a.doc", ""},      {"doc", "a.png", ""},
+        {"", "a.png/b", ""}};
+    for (const FormatRow& row : rows) {
+        AbstractConverter::Task task = TaskOf({}, row.destination);
+        task.type = row.type;
+        EXPECT_EQ(RequestFor(task)["format"].toString(), row.format) << row;
+    }
+}
+
+struct ErrorRow
+{
+    const char* source;
+    AbstractConverter::ErrorType error;
+    std::chrono::milliseconds deadline = longDeadline;
+};
+
+std::ostream& operator<<(std::ostream& stream, const ErrorRow& row)
+{
+    return stream << row.source;
+}
+
+const ErrorRow errorRows[] = {
+    {"fail-with-unreadable", AbstractConverter::CannotOpenSource},
+    {"fail-with-empty", AbstractConverter::CannotOpenSource},
+    {"fail-with-not-a-pdf", AbstractConverter::CannotOpenSource},
+    {"fail-with-damaged", AbstractConverter::CannotOpenSource},
+    {"fail-with-unsupported-encryption", AbstractConverter::CannotOpenSource},
+    {"fail-with-no-password", AbstractConverter::PasswordRequiredOrWrong},
+    {"fail-with-wrong-password", AbstractConverter::PasswordRequiredOrWrong},
+    {"fail-with-no-such-page", AbstractConverter::CannotRender},
+    {"fail-with-cannot-render", AbstractConverter::CannotRender},
+    {"fail-with-cannot-write", AbstractConverter::CannotWrite},
+    {"fail-with-unsupported-format", AbstractConverter::UnsupportedFormat},
+    {"fail-with-bad-request", AbstractConverter::Unknown},
+    {"fail-with-something-new", AbstractConverter::Unknown},
+    {"die", AbstractConverter::CannotRender},
+    {"crash", AbstractConverter::CannotRender},
+    {"no-json", AbstractConverter::CannotRender},
+    {"run-out-of-memory", AbstractConverter::OutOfMemory},
+    {"fall-silent", AbstractConverter::TimedOut, shortDeadline}};
+
+class WorkerConverterFails : public testing::TestWithParam<ErrorRow>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(WorkerConverterTest, WorkerConverterFails, testing::ValuesIn(errorRows),
+                         [](const auto& row) {
+                             return QString(row.param.source).remove('-').toStdString();
+                         });
+
+TEST_P(WorkerConverterFails, WithTheErrorOfTheReasonAndGoesOn)
+{
+    Recorder recorder(ScriptedWorker(), GetParam().deadline);
+    const std::string source = GetParam().source;
+    EXPECT_EQ(recorder.Convert(TaskOf(GetParam().source)), Failing(source, GetParam().error));
+    EXPECT_EQ(recorder.Convert(TaskOf("answer")), Succeeding("answer", "/nowhere/1.png"));
+}
+
+TEST_F(WorkerConverterTest, FailsWhereTheWorkerIsMissing)
+{
+    Recorder missing("/missing/program");
+    EXPECT_EQ(missing.Convert(TaskOf("answer")), Failing("answer", AbstractConverter::Unknown));
+}
+
+TEST_F(WorkerConverterTest, ThrowsForAnOptionOfAnotherTypeAndEmitsNothing)
+{
+    const std::map<std::string, std::vector<std::any>> wrong{
+        {"page", {std::string("3"), 3.0, 3U, std::any()}},
+        {"resolution", {72, 72.0F, std::string("72")}},
+        {"pages", {3, std::vector<unsigned>{3}, std::string("3")}}};
+    for (const auto& [name, values] : wrong) {
+        for (const std::any& value : values) {
+            AbstractConverter::Task task = TaskOf("answer");
+            task.options[name] = value;
+            EXPECT_THROW(recorder.converter->ConvertFile(task), std::bad_cast) << name;
+        }
+    }
+    QCoreApplication::processEvents();
+    EXPECT_EQ(recorder.lines, Lines{});
+    EXPECT_TRUE(ChildProcesses().empty()) << "the worker was asked";
+}
+
+TEST_F(WorkerConverterTest, WorksOnSeveralTasksOneAfterAnother)
+{
+    for (const char* source : {"answer", "fail-with-damaged", "answer.2", "die", "answer.3"})
+        EXPECT_TRUE(recorder.converter->ConvertFile(TaskOf(source)));
+    ASSERT_TRUE(recorder.WaitForCount(18));
+    Lines ends;
+    for (const std::string& line : recorder.lines) {
+        if (line.rfind("Failed", 0) == 0 || line.rfind("Finished", 0) == 0)
+            ends.push_back(line);
+    }
+    EXPECT_EQ(ends, Lines({"FinishedFile answer /nowhere/1.png", "Failed fail-with-damaged 1",
+                           "FinishedFile answer.2 /nowhere/1.png", "Failed die 3",
+                           "FinishedFile answer.3 /nowhere/1.png"}));
+}
+
+TEST_F(WorkerConverterTest, CancelEndsEveryTaskInHandWithCancelled)
+{
+    for (const char* source : {"fall-silent", "answer", "answer.2"})
+        EXPECT_TRUE(recorder.converter->ConvertFile(TaskOf(source)));
+    ASSERT_TRUE(recorder.WaitForCount(3)) << "started";
+    ASSERT_FALSE(ChildProcesses().empty());
+    recorder.lines.clear();
+
+    EXPECT_TRUE(recorder.converter->CancelConvertation());
+    EXPECT_TRUE(ChildProcesses().empty()) << "the work has not ended at once";
+    EXPECT_EQ(recorder.lines, Lines{}) << "emitted inside CancelConvertation";
+    ASSERT_TRUE(recorder.WaitForCount(6));
+    EXPECT_EQ(recorder.lines, Lines({"ConvertationFinished fall-silent", "Failed fall-silent 5",
+                                     "ConvertationFinished answer", "Failed answer 5",
+                                     "ConvertationFinished answer.2", "Failed answer.2 5"}));
+    EXPECT_EQ(AbstractConverter::Cancelled, 5);
+    EXPECT_EQ(recorder.Convert(TaskOf("answer")), Succeeding("answer", "/nowhere/1.png"));
+}
+
+TEST_F(WorkerConverterTest, CancelRightAfterConvertFileEndsTheTask)
+{
+    EXPECT_TRUE(recorder.converter->ConvertFile(TaskOf("answer")));
+    EXPECT_TRUE(recorder.converter->CancelConvertation());
+    ASSERT_TRUE(recorder.WaitForCount(3));
+    EXPECT_EQ(recorder.lines, Failing("answer", AbstractConverter::Cancelled));
+}
+
+TEST_F(WorkerConverterTest, CancelWithNothingInHandEmitsNothing)
+{
+    EXPECT_TRUE(recorder.converter->CancelConvertation());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(recorder.lines, Lines{});
+}
+
+TEST_F(WorkerConverterTest, EndsTasksInHandWithoutASignalWhenItIsDestroyed)
+{
+    const QObject context;
+    Lines lines;
+    ReceiveAll(*recorder.converter, &context,
+               [&lines](const std::string& line) { lines.push_back(line); });
+    EXPECT_TRUE(recorder.converter->ConvertFile(TaskOf("fall-silent")));
+    EXPECT_TRUE(recorder.converter->ConvertFile(TaskOf("answer")));
+    ASSERT_TRUE(recorder.WaitForCount(2));
+    recorder.converter.reset();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(lines, Lines({"ConvertationStarted fall-silent", "ConvertationStarted answer"}));
+    EXPECT_TRUE(ChildProcesses().empty());
+}
+
+class WorkerConverterReceiver : public testing::TestWithParam<std::string>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    WorkerConverterTest, WorkerConverterReceiver,
+    testing::Values("ConvertationStarted answer", "ConvertationProgress answer 1",
+                    "ConvertationFinished answer", "FinishedFile answer /nowhere/1.png",
+                    "ConvertationFinished fail-with-damaged", "Failed fail-with-damaged 1"));
+
+TEST_P(WorkerConverterReceiver, MayDestroyTheConverter)
+{
+    Recorder recorder(ScriptedWorker());
+    recorder.onLine = [&recorder](const std::string& line) {
+        if (line == GetParam())
+            recorder.converter.reset();
+    };
+    recorder.converter->ConvertFile(TaskOf("answer"));
+    recorder.converter->ConvertFile(TaskOf("fail-with-damaged"));
+    ASSERT_TRUE(WaitUntil([&recorder] { return !recorder.converter; }));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(recorder.lines.back(), GetParam()) << "and nothing after it";
+}
+
+TEST_P(WorkerConverterReceiver, MayStartTheNextTaskAndCancel)
+{
+    Recorder recorder(ScriptedWorker());
+    bool done = false;
+    recorder.onLine = [&](const std::string& line) {
+        if (line == GetParam() && !done) {
+            recorder.converter->CancelConvertation();
+            recorder.converter->ConvertFile(TaskOf("answer.next"));
+        }
+        done = done || line == GetParam();
+    };
+    recorder.converter->ConvertFile(TaskOf("answer"));
+    recorder.converter->ConvertFile(TaskOf("fail-with-damaged"));
+    EXPECT_TRUE(WaitUntil([&recorder] {
+        return !recorder.lines.empty() &&
+               recorder.lines.back() == "FinishedFile answer.next /nowhere/1.png";
+    }));
+}
+
+TEST_F(WorkerConverterTest, ListsTheFormatsThatItMakes)
+{
+    const QStringList suffixes{"bmp", "jpeg", "jpg", "pdf", "png", "tif", "tiff", "txt", "webp"};
+    EXPECT_EQ(recorder.converter->GetSupportedFormats(),
+              (std::map<QString, QStringList>{{"pdf", suffixes}}));
+}
+
+TEST_F(WorkerConverterTest, IsAvailableWhereTheWorkerProgramIs)
+{
+    EXPECT_TRUE(recorder.converter->DoesServiceAvailable());
+    EXPECT_FALSE(WorkerConverter("/missing/program").DoesServiceAvailable());
+    EXPECT_FALSE(WorkerConverter().DoesServiceAvailable()) << "none lies beside the test program";
+    QFile file(folder.filePath("no-program"));
+    ASSERT_TRUE(file.open(QFile::WriteOnly));
+    EXPECT_FALSE(WorkerConverter(file.fileName()).DoesServiceAvailable());
+}
+
+TEST_F(WorkerConverterTest, LogsWhyATaskFailed)
+{
+    const MessageCapture log;
+    recorder.Convert(TaskOf("fail-with-damaged"));
+    EXPECT_NE(log.Text().find("told to fail with damaged"), std::string::npos) << log.Text();
+    EXPECT_NE(log.Text().find("fail-with-damaged"), std::string::npos) << log.Text();
+}
+
+/** The converter with the worker that the product has. */
+class WorkerConverterRealTest : public testing::Test
+{
+protected:
+    WorkerConverterRealTest()
+    {
+        MakeSamplePdf(folder.filePath("plain.pdf"), 3);
+        EncryptPdf(folder.filePath("plain.pdf"), folder.filePath("secret.pdf"), Encryption::Aes128,
+                   "user", "owner");
+    }
+
+    /** The last signal of the task. */
+    std::string Convert(const QString& source, const QString& destination,
+                        const std::map<std::string, std::any>& options)
+    {
+        AbstractConverter::Task task =
+            TaskOf(folder.filePath(source), folder.filePath(destination));
+        task.options = options;
+        return recorder.Convert(task).back();
+    }
+
+    std::string Failed(const QString& source, AbstractConverter::ErrorType error) const
+    {
+        return "Failed " + folder.filePath(source).toStdString() + ' ' + std::to_string(error);
+    }
+
+    QByteArray Content(const QString& name) const
+    {
+        QFile file(folder.filePath(name));
+        EXPECT_TRUE(file.open(QFile::ReadOnly));
+        return file.readAll();
+    }
+
+    const QTemporaryDir folder;
+    Recorder recorder{REAL_WORKER};
+};
+
+TEST_F(WorkerConverterRealTest, MakesAPictureOfAPage)
+{
+    EXPECT_EQ(Convert("plain.pdf", "2.png", {{"page", 2}, {"resolution", 72.0}}),
+              "FinishedFile " + folder.filePath("plain.pdf").toStdString() + ' ' +
+                  folder.filePath("2.png").toStdString());
+    const QImage picture(folder.filePath("2.png"));
+    EXPECT_EQ(picture.pixel(samplePatch.center()), SampleColour(2).rgb());
+}
+
+TEST_F(WorkerConverterRealTest, WritesTheTextOfPages)
+{
+    Convert("plain.pdf", "some.txt", {{"pages", std::vector<int>{3, 1}}});
+    EXPECT_TRUE(Content("some.txt").contains("Page 3"));
+    EXPECT_TRUE(Content("some.txt").contains("Page 1"));
+    EXPECT_FALSE(Content("some.txt").contains("Page 2"));
+}
+
+TEST_F(WorkerConverterRealTest, LeavesNoFileOfATaskThatFailed)
+{
+    EXPECT_EQ(Convert("plain.pdf", "4.png", {{"page", 4}}),
+              Failed("plain.pdf", AbstractConverter::CannotRender));
+    EXPECT_EQ(Convert("secret.pdf", "1.png", {{"page", 1}}),
+              Failed("secret.pdf", AbstractConverter::PasswordRequiredOrWrong));
+    EXPECT_EQ(Convert("missing.pdf", "1.png", {{"page", 1}}),
+              Failed("missing.pdf", AbstractConverter::CannotOpenSource));
+    EXPECT_EQ(Convert("plain.pdf", "1.doc", {{"page", 1}}),
+              Failed("plain.pdf", AbstractConverter::UnsupportedFormat));
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList({"plain.pdf", "secret.pdf"}));
+}
+
+TEST_F(WorkerConverterRealTest, DoesNotReplaceAFile)
+{
+    const QByteArray before = Content("secret.pdf");
+    EXPECT_EQ(Convert("plain.pdf", "secret.pdf", {}),
+              Failed("plain.pdf", AbstractConverter::CannotWrite));
+    EXPECT_EQ(Content("secret.pdf"), before);
+}
+
+} // namespace Korvel::PDF::Test
