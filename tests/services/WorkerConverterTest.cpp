@@ -254,6 +254,21 @@ TEST_F(WorkerConverterTest, FailsWhereTheWorkerIsMissing)
     EXPECT_EQ(missing.Convert(TaskOf("answer")), Failing("answer", AbstractConverter::Unknown));
 }
 
+TEST_F(WorkerConverterTest, FailsForPathsThatNoRequestCanCarry)
+{
+    const QString surrogate = QString("lone ") + QChar(0xD800) + ".pdf";
+    const QString nul = QString("cut") + QChar(0) + ".pdf";
+    for (const QString& path : {QString(), surrogate, nul}) {
+        Lines lines = recorder.Convert(TaskOf(path));
+        EXPECT_EQ(lines.back(),
+                  Failing(path.toStdString(), AbstractConverter::CannotOpenSource)[2]);
+        EXPECT_EQ(lines.size(), 3U);
+        EXPECT_EQ(recorder.Convert(TaskOf("answer", path)),
+                  Failing("answer", AbstractConverter::CannotWrite));
+    }
+    EXPECT_TRUE(ChildProcesses().empty()) << "the worker was asked";
+}
+
 TEST_F(WorkerConverterTest, ThrowsForAnOptionOfAnotherTypeAndEmitsNothing)
 {
     const std::map<std::string, std::vector<std::any>> wrong{

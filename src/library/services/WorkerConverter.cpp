@@ -1,6 +1,6 @@
 #include "WorkerConverter.h"
 
-#include "AbsolutePath.h"
+#include "RequestPath.h"
 #include "ServicesLog.h"
 
 #include <vector>
@@ -40,8 +40,8 @@ QString FormatOf(const AbstractConverter::Task& task)
 QJsonObject ConvertRequest(const AbstractConverter::Task& task)
 {
     QJsonObject request{{QStringLiteral("op"), QStringLiteral("convert")},
-                        {QStringLiteral("file"), AbsolutePath(task.source)},
-                        {QStringLiteral("output"), AbsolutePath(task.destination)},
+                        {QStringLiteral("file"), RequestPath(task.source)},
+                        {QStringLiteral("output"), RequestPath(task.destination)},
                         {QStringLiteral("format"), FormatOf(task)}};
     const auto& options = task.options;
     if (const auto dpi = options.find("resolution"); dpi != options.end())
@@ -57,6 +57,16 @@ QJsonObject ConvertRequest(const AbstractConverter::Task& task)
         request[QStringLiteral("pages")] = numbers;
     }
     return request;
+}
+
+/** Why the request cannot be sent; null when it can. */
+QString Refusal(const QJsonObject& request)
+{
+    if (request[QStringLiteral("file")].toString().isEmpty())
+        return QStringLiteral("unreadable");
+    if (request[QStringLiteral("output")].toString().isEmpty())
+        return QStringLiteral("cannot-write");
+    return {};
 }
 
 AbstractConverter::ErrorType ToErrorType(const QString& reason)
@@ -100,10 +110,15 @@ bool WorkerConverter::ConvertFile(const Task& task)
     };
     const QJsonObject request = ConvertRequest(task);
     later([this, source = task.source] { Q_EMIT ConvertationStarted(source); });
-    worker.Ask(request, [this, later, source = task.source,
-                         result = task.destination](const QJsonObject& answer) {
+    const auto receiver = [this, later, source = task.source,
+                           result = task.destination](const QJsonObject& answer) {
         later([this, source, result, answer] { EmitOutcome(source, result, answer); });
-    });
+    };
+    if (const QString reason = Refusal(request); !reason.isNull())
+        receiver({{QStringLiteral("reason"), reason},
+                  {QStringLiteral("message"), QStringLiteral("no path that names a file")}});
+    else
+        worker.Ask(request, receiver);
     return true;
 }
 

@@ -1,6 +1,6 @@
 #include "WorkerPdfProvider.h"
 
-#include "AbsolutePath.h"
+#include "RequestPath.h"
 #include "ServicesLog.h"
 
 #include <atomic>
@@ -63,14 +63,12 @@ DocumentInfo ToDocumentInfo(const QJsonObject& answer)
     return info;
 }
 
-/** The path in a request, or null when it is not UTF-8 or holds a NUL. */
-QString RequestPath(const ioPath& file)
+/** The path as a request carries it; null, too, when it is no UTF-8. */
+QString PathInRequest(const ioPath& file)
 {
     const std::string bytes = file.utf8string();
     const QString text = QString::fromStdString(bytes);
-    if (bytes.empty() || text.toStdString() != bytes || text.contains(QChar(u'\0')))
-        return {};
-    return AbsolutePath(text);
+    return text.toStdString() == bytes ? RequestPath(text) : QString();
 }
 
 } // namespace
@@ -148,7 +146,7 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
     const auto reply = std::make_shared<Reply<DocumentHandle>>(DocumentHandle{});
     std::future<DocumentHandle> opened = reply->Future();
     const std::string name = file.utf8string();
-    const QString path = RequestPath(file);
+    const QString path = PathInRequest(file);
     if (path.isNull()) {
         impl->KeepFailure(name, OpenFailure::Unreadable);
         return opened;
@@ -177,7 +175,7 @@ std::future<bool> WorkerPdfProvider::SaveDocument(const DocumentHandle& document
 {
     const auto reply = std::make_shared<Reply<bool>>(false);
     std::future<bool> saved = reply->Future();
-    const QString path = RequestPath(file);
+    const QString path = PathInRequest(file);
     if (path.isNull())
         return saved;
     impl->Ask({{QStringLiteral("op"), QStringLiteral("save")},
