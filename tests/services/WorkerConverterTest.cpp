@@ -394,6 +394,28 @@ TEST_P(WorkerConverterReceiver, MayStartTheNextTaskAndCancel)
     }));
 }
 
+TEST_F(WorkerConverterTest, WorksOnTheThreadThatItWasMovedTo)
+{
+    const MessageCapture log;
+    Recorder other(ScriptedWorker());
+    QThread thread;
+    std::vector<QThread*> threads;
+    other.onLine = [&](const std::string& line) {
+        threads.push_back(QThread::currentThread());
+        if (line.rfind("Finished", 0) == 0) {
+            other.converter.reset();
+            thread.quit();
+        }
+    };
+    WorkerConverter* const converter = other.converter.get();
+    converter->moveToThread(&thread);
+    thread.start();
+    QMetaObject::invokeMethod(converter, [=] { converter->ConvertFile(TaskOf("answer")); });
+    ASSERT_TRUE(WaitUntil([&thread] { return thread.isFinished(); }));
+    EXPECT_EQ(threads, std::vector<QThread*>(4, &thread));
+    EXPECT_EQ(log.Text(), "") << "Qt complained";
+}
+
 TEST_F(WorkerConverterTest, ListsTheFormatsThatItMakes)
 {
     const QStringList suffixes{"bmp", "jpeg", "jpg", "pdf", "png", "tif", "tiff", "txt", "webp"};
@@ -405,6 +427,7 @@ TEST_F(WorkerConverterTest, IsAvailableWhereTheWorkerProgramIs)
 {
     EXPECT_TRUE(recorder.converter->DoesServiceAvailable());
     EXPECT_FALSE(WorkerConverter("/missing/program").DoesServiceAvailable());
+    EXPECT_FALSE(WorkerConverter(folder.path()).DoesServiceAvailable()) << "a folder";
     EXPECT_FALSE(WorkerConverter().DoesServiceAvailable()) << "none lies beside the test program";
     QFile file(folder.filePath("no-program"));
     ASSERT_TRUE(file.open(QFile::WriteOnly));

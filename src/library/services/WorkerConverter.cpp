@@ -98,6 +98,7 @@ WorkerConverter::WorkerConverter(const QString& workerProgram, std::chrono::mill
     : program(workerProgram.isEmpty() ? WorkerProcess::FindProgram() : workerProgram),
       worker(program, deadline)
 {
+    worker.setParent(this); // so that it moves to another thread with the converter
 }
 
 WorkerConverter::~WorkerConverter() = default;
@@ -156,7 +157,8 @@ std::map<QString, QStringList> WorkerConverter::GetSupportedFormats() const
 
 bool WorkerConverter::DoesServiceAvailable()
 {
-    return QFileInfo(program).isExecutable();
+    const QFileInfo file(program);
+    return file.isFile() && file.isExecutable();
 }
 
 } // namespace Korvel::PDF::Converter
