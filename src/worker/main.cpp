@@ -50,6 +50,7 @@ void RestrictProcess()
     // libqpdf would take the exception and save an incomplete file as a success.
     std::set_new_handler([] { _exit(outOfMemoryExitCode); });
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
 }
 
 /** The channel for answers. What a library prints goes to standard error instead, if there is one.

@@ -270,6 +270,20 @@ TEST_F(CommandTest, CallsAFullStandardOutputAnError)
     EXPECT_EQ(Finish(process).exitCode, 5);
 }
 
+TEST_F(CommandTest, CallsALimitOfFileSizesAnErrorOfWriting)
+{
+    MakeSample("plain.pdf", 1);
+    QProcess process;
+    process.setWorkingDirectory(Path(""));
+    process.start("bash", {"-c", "ulimit -f 100; exec \"$@\"", "bash", PDFCONVERT, "plain.pdf",
+                           "-o", "p.png", "--temp-dir", TempDir()});
+    const Outcome run = Finish(process);
+    EXPECT_EQ(run.exitCode, 5);
+    EXPECT_THAT(run.complaints, HasSubstr("plain.pdf: there is no space for temporary files"));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+    EXPECT_FALSE(QFile::exists(Path("p.png")));
+}
+
 TEST_F(CommandTest, SaysWhichFolderForTemporaryFilesItCannotUse)
 {
     MakeSample("plain.pdf", 1);
