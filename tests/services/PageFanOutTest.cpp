@@ -300,6 +300,24 @@ TEST_F(PageFanOutTest, AddsTheProgressOfThePagesUp)
     EXPECT_EQ(lines, expected);
 }
 
+TEST_F(PageFanOutTest, NeverGoesBackOrBeyondItsRangeWithTheProgress)
+{
+    std::vector<double> values;
+    QObject::connect(fanOut.get(), &AbstractConverter::ConvertationProgress, fanOut.get(),
+                     [&values](const QString&, double progress) { values.push_back(progress); });
+    Start(DocumentOf(3));
+    for (const double progress : {0.5, 0.2, -7.0, std::numeric_limits<double>::quiet_NaN(), 0.7,
+                                  1e300, std::numeric_limits<double>::infinity()})
+        ReportProgress(0, progress);
+    ReportProgress(1, 0.9);
+    FailPage(1, AbstractConverter::CannotRender);
+    ReportProgress(0, 1.0);
+    EXPECT_EQ(values.size(), 9U);
+    EXPECT_TRUE(std::is_sorted(values.begin(), values.end()));
+    EXPECT_GE(values.front(), 0.0);
+    EXPECT_LE(values.back(), 1.0);
+}
+
 TEST_F(PageFanOutTest, PassesDownloadAndUploadProgressOn)
 {
     Start(DocumentOf(2));

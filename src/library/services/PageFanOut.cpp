@@ -20,6 +20,7 @@ struct PageFanOut::Impl
         std::size_t running = 0;
         std::size_t finished = 0;
         bool started = false;
+        double progress = 0;
         std::optional<ErrorType> error;
 
         bool HasPagesLeft() const { return !error && handedOut < pages.size(); }
@@ -105,9 +106,12 @@ void PageFanOut::Impl::PageProgress(std::size_t chain, const QString& source, do
 {
     if (!WorksOn(chain, source))
         return;
-    const QString document = source;
+    const QString reported = source;
+    Document& document = documents.at(source);
     chains[chain].progress = std::clamp(progress, 0.0, 1.0);
-    Q_EMIT fanOut->ConvertationProgress(document, Progress(document));
+    // Never back: chains may count as they like, and a page that fails takes its part away.
+    document.progress = std::max(document.progress, Progress(source));
+    Q_EMIT fanOut->ConvertationProgress(reported, document.progress);
 }
 
 void PageFanOut::Impl::PageFinished(std::size_t chain, const QString& source, const QString& result)

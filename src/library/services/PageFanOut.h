@@ -23,8 +23,9 @@ namespace Korvel::PDF::Converter {
  * pages of a document share, tells there which page is meant.
  *
  * Signals of a document, with its source:
- * - ConvertationStarted once, ConvertationProgress from 0 to 1 over all its pages, both passed on
- *   while it runs; DownloadProgress and UploadProgress as the inner converters emit them
+ * - ConvertationStarted once, ConvertationProgress from 0 to 1 over all its pages and never back,
+ *   both passed on while it runs; DownloadProgress and UploadProgress as the inner converters emit
+ *   them
  * - ConvertationFinished once, and then one of
  * - Finished with the final path of every page, in the order of "page_tasks"; the path is empty for
  *   a result that was made and could not be put in its place
