@@ -393,6 +393,25 @@ TEST_F(PageFanOutTest, RefusesADocumentWhoseSourceIsInHand)
     EXPECT_TRUE(fanOut->ConvertFile(DocumentOf(1)));
 }
 
+TEST_F(PageFanOutTest, AcceptsTheSourceAgainFromTheSlotOfItsEndAndNoSooner)
+{
+    std::map<std::string, bool> accepted;
+    onLine = [&](const std::string& line) {
+        if (accepted.count(line) == 0)
+            accepted[line] = fanOut->ConvertFile(DocumentOf(1));
+    };
+    Start(DocumentOf(1));
+    Q_EMIT chains[0]->ConvertationStarted(document);
+    FinishPage(0);
+    FailPage(0, AbstractConverter::CannotRender);
+    EXPECT_EQ(accepted,
+              (std::map<std::string, bool>{{"ConvertationStarted /docs/a.pdf", false},
+                                           {"ConvertationFinished /docs/a.pdf", false},
+                                           {"FinishedFiles /docs/a.pdf [/out/1.png]", true},
+                                           {FailedLine(AbstractConverter::CannotRender), true}}));
+    EXPECT_EQ(CountTasks(), 3U);
+}
+
 TEST_F(PageFanOutTest, RefusesADocumentWithoutPages)
 {
     EXPECT_FALSE(fanOut->ConvertFile(DocumentOf(0)));

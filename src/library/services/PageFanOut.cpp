@@ -56,7 +56,7 @@ struct PageFanOut::Impl
     PageFanOut* const fanOut;
     std::vector<Chain> chains;
     std::map<QString, Document> documents;
-    /** Sources in the order in which they came. */
+    /** Sources of the documents that have not ended, in the order in which they came. */
     QStringList order;
 };
 
@@ -210,14 +210,14 @@ void PageFanOut::Impl::HandOut(std::size_t chain)
 void PageFanOut::Impl::End(const QString& source)
 {
     const QString ended = source;
-    const Document document = std::move(documents.at(ended));
-    documents.erase(ended);
-    order.removeOne(ended);
+    order.removeOne(ended); // so that nobody ends it again
 
     const QPointer<PageFanOut> self(fanOut);
     Q_EMIT self->ConvertationFinished(ended);
     if (!self)
         return;
+    const Document document = std::move(documents.at(ended));
+    documents.erase(ended);
     if (document.error)
         Q_EMIT self->Failed(ended, *document.error);
     else
