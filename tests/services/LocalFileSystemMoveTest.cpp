@@ -146,7 +146,13 @@ protected:
             (calls.*call).FailWith(number);
     }
 
-    void TearDown() override { calls.beforeEach = nullptr; }
+    void TearDown() override
+    {
+        calls.beforeEach = nullptr;
+        // QTemporaryDir misses names that are no text.
+        std::filesystem::remove_all(fromFolder);
+        std::filesystem::remove_all(toFolder);
+    }
 
     const std::string& FolderOn(Volume volume) const
     {

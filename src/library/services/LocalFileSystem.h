@@ -27,8 +27,8 @@ public:
     /**
      * Removes a folder and everything inside it. Links inside are removed, never followed.
      *
-     * Refused: a path that is no folder, a link to a folder, the root, and the session folder or
-     * any folder above it.
+     * Refused: a path that is no folder, a link to a folder, a path that ends in "." or "..", the
+     * root, and the session folder or any folder above it.
      */
     bool RemoveFolder(const ioPath& folder) override;
 
@@ -40,7 +40,9 @@ public:
      *
      * On one volume it is one atomic step. Across volumes the bytes are copied into an unnamed or
      * hidden file in the target's folder, flushed to the disk and put in place under its name in
-     * one step, and then only the source is removed; permission bits are kept.
+     * one step, and then only the source is removed; permission bits are kept where the volume
+     * knows them. The file counts as moved when it lies at `to`, even if its source could not be
+     * removed. A volume that can neither rename without replacing nor link is refused.
      */
     bool Move(const ioPath& from, const ioPath& to) override;
 
