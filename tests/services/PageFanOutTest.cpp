@@ -360,6 +360,21 @@ TEST_F(PageFanOutTest, FailsWhenAPageIsRefused)
               Lines({"ConvertationFinished /docs/a.pdf", FailedLine(AbstractConverter::Unknown)}));
 }
 
+TEST_F(PageFanOutTest, FailsWhenAChainThrows)
+{
+    for (const auto& chain : chains)
+        chain->onConvertFile = [](const auto&) {
+            throw std::bad_any_cast();
+        };
+    Start(DocumentOf(3));
+    EXPECT_EQ(lines,
+              Lines({"ConvertationFinished /docs/a.pdf", FailedLine(AbstractConverter::Unknown)}));
+    chains[0]->onConvertFile = nullptr;
+    Start(DocumentOf(1));
+    FinishPage(0);
+    EXPECT_EQ(lines.back(), "FinishedFiles /docs/a.pdf [/out/1.png]");
+}
+
 TEST_F(PageFanOutTest, WorksOnSeveralDocuments)
 {
     Build(3);

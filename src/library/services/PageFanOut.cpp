@@ -1,12 +1,30 @@
 #include "PageFanOut.h"
 
+#include "ServicesLog.h"
+
 #include <algorithm>
+#include <exception>
 #include <optional>
 #include <utility>
 
 #include <QPointer>
 
 namespace Korvel::PDF::Converter {
+
+namespace {
+
+/** Asked from the event loop, which an exception must not leave. */
+bool Accepts(AbstractConverter& converter, const AbstractConverter::Task& task)
+{
+    try {
+        return converter.ConvertFile(task);
+    } catch (const std::exception& error) {
+        qCWarning(servicesLog) << "cannot convert" << task.source << error.what();
+        return false;
+    }
+}
+
+} // namespace
 
 struct PageFanOut::Impl
 {
@@ -51,6 +69,7 @@ struct PageFanOut::Impl
     void ProceedLater();
     void Proceed();
     void HandOut(std::size_t chain);
+    Task TakePage(std::size_t chain, const QString& source);
     void End(const QString& source);
 
     PageFanOut* const fanOut;
@@ -188,6 +207,16 @@ void PageFanOut::Impl::HandOut(std::size_t chain)
     if (next == order.cend())
         return;
     const QString source = *next;
+    const Task task = TakePage(chain, source);
+    const QPointer<PageFanOut> self(fanOut);
+    const std::shared_ptr<AbstractConverter> converter = chains[chain].converter;
+    if (!Accepts(*converter, task) && self)
+        PageFailed(chain, source, Unknown);
+}
+
+/** The document's next page, on which the chain works from now on. */
+AbstractConverter::Task PageFanOut::Impl::TakePage(std::size_t chain, const QString& source)
+{
     Document& document = documents.at(source);
     const std::size_t index = document.handedOut++;
     ++document.running;
@@ -199,11 +228,7 @@ void PageFanOut::Impl::HandOut(std::size_t chain)
     task.destination = document.pages[index].destination;
     if (document.pages[index].page > 0)
         task.options["page"] = document.pages[index].page;
-    const QPointer<PageFanOut> self(fanOut);
-    const std::shared_ptr<AbstractConverter> converter = chains[chain].converter;
-    const bool accepted = converter->ConvertFile(task);
-    if (self && !accepted)
-        PageFailed(chain, source, Unknown);
+    return task;
 }
 
 /** Reports the end of a document. Touches nothing after the last emission. */

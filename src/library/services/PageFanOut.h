@@ -29,8 +29,8 @@ namespace Korvel::PDF::Converter {
  * - ConvertationFinished once, and then one of
  * - Finished with the final path of every page, in the order of "page_tasks"; the path is empty for
  *   a result that was made and could not be put in its place
- * - Failed with the first error of a page. No page is started after it; pages that were finished
- *   before stay where they are.
+ * - Failed with the first error of a page; Unknown for a page that an inner converter refused or
+ *   threw at. No page is started after it; pages that were finished before stay where they are.
  *
  * Ownership: shares the inner converters, and has no parent. Thread: used on the thread that owns
  * it, whose event loop must run: pages are handed out from there, so neither many pages nor many
