@@ -51,7 +51,7 @@ QByteArray WithResolution(const QByteArray& webp, const QImage& picture)
     const bool done = mux && WebPMuxSetChunk(mux, "EXIF", &chunk, 0) == WEBP_MUX_OK &&
                       WebPMuxAssemble(mux, &whole) == WEBP_MUX_OK;
     WebPMuxDelete(mux);
-    const QByteArray result(reinterpret_cast<const char*>(whole.bytes), int(whole.size));
+    QByteArray result(reinterpret_cast<const char*>(whole.bytes), int(whole.size));
     WebPDataClear(&whole);
     if (!done)
         throw Failure("cannot-render", "the resolution cannot be put into the WebP");

@@ -77,7 +77,7 @@ QImage PageRenderer::Draw(int index, const QSize& size)
 {
     QPdfDocumentRenderOptions options;
     options.setRenderFlags(QPdf::RenderAnnotations);
-    const QImage picture = document.render(index, size, options);
+    QImage picture = document.render(index, size, options);
     if (!picture.isNull())
         return picture;
     NewImage(size, QImage::Format_ARGB32); // throws if that was the reason

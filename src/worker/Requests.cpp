@@ -49,7 +49,7 @@ QString Text(const QJsonObject& request, const QString& name)
 std::string Path(const QJsonObject& request, const QString& name)
 {
     const QString text = Text(request, name);
-    const std::string path = text.toStdString();
+    std::string path = text.toStdString();
     // A lone surrogate would become a question mark, and so the name of another file.
     if (!text.startsWith(QLatin1Char('/')) || QString::fromStdString(path) != text)
         Refuse(name, " is no absolute path");
@@ -133,7 +133,7 @@ QJsonObject Requests::Open(const QJsonObject& request)
     if (documents.count(number) > 0)
         throw Failure("bad-request", "the document's number is in use");
     auto document = std::make_unique<PdfDocument>(Path(request, QStringLiteral("file")), password);
-    const QJsonObject description = document->Description();
+    QJsonObject description = document->Description();
     documents.emplace(number, std::move(document));
     return description;
 }

@@ -20,9 +20,13 @@
 namespace {
 
 constexpr int outOfMemoryExitCode = 77;
-constexpr std::size_t longestLine = 16 * 1024 * 1024;
+constexpr std::size_t longestLine = std::size_t(16) << 20;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifndef __has_feature // Clang's way to ask
+#define __has_feature(feature) 0
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) ||                               \
+    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
 constexpr bool limitsAddressSpace = false; // sanitizers reserve terabytes of it
 #else
 constexpr bool limitsAddressSpace = true;
