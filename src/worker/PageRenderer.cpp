@@ -1,8 +1,8 @@
 #include "PageRenderer.h"
 
 #include "Failure.h"
-#include "PdfDocument.h"
 
+#include <algorithm>
 #include <cmath>
 #include <new>
 #include <numeric>
@@ -48,9 +48,14 @@ QString WithLineFeeds(QString text)
 
 } // namespace
 
-PageRenderer::PageRenderer(const std::string& path) : path(path), file(path)
+PageRenderer::PageRenderer(const std::string& path)
+    : PageRenderer(path, PdfDocument(path, std::string()))
 {
-    PdfDocument source(path, std::string());
+}
+
+PageRenderer::PageRenderer(const std::string& path, PdfDocument&& source)
+    : path(path), file(source.File().State())
+{
     const bool wantsPreparation = source.IsEncrypted() || source.IsRepaired() || source.HasForm();
     if (wantsPreparation || document.load(QString::fromStdString(path)) != QPdfDocument::NoError) {
         prepared.setData(source.ForRendering());
@@ -63,7 +68,7 @@ PageRenderer::PageRenderer(const std::string& path) : path(path), file(path)
 
 bool PageRenderer::Serves(const std::string& other) const
 {
-    return other == path && file.IsCurrent(path);
+    return other == path && file.IsStillThatOf(path);
 }
 
 int PageRenderer::Check(qint64 page) const

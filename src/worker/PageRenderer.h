@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PdfDocument.h"
 #include "SourceFile.h"
 
 #include <string>
@@ -34,12 +35,14 @@ public:
     QByteArray Text(const std::vector<qint64>& pages);
 
 private:
+    PageRenderer(const std::string& path, PdfDocument&& source);
+
     /** Its index, from 0. */
     int Check(qint64 page) const;
     QImage Draw(int index, const QSize& size);
 
     const std::string path;
-    const SourceFile file;
+    const FileState file;
     /** The document, where it is not drawn from its file. */
     QBuffer prepared;
     QPdfDocument document;

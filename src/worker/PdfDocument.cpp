@@ -2,11 +2,11 @@
 
 #include "Failure.h"
 #include "NewFile.h"
+#include "Structure.h"
 
 #include <algorithm>
 #include <iterator>
 #include <limits>
-#include <string_view>
 #include <vector>
 
 #include <qpdf/Buffer.hh>
@@ -22,15 +22,6 @@
 namespace Korvel::Worker {
 
 namespace {
-
-constexpr std::size_t headerWithin = 1024;
-
-/** Readers look for the header in the first kilobyte. */
-bool LooksLikePdf(const SourceFile& file)
-{
-    const std::string_view start(file.Data(), std::min(file.Size(), headerWithin));
-    return start.find("%PDF-") != std::string_view::npos;
-}
 
 /** The passwords to try: in other encodings too, as what a form of encryption wants varies. */
 std::vector<std::string> Candidates(const std::string& password)
@@ -98,7 +89,7 @@ PdfDocument::PdfDocument(const std::string& path, const std::string& password) :
     } catch (const QPDFExc& error) {
         if (error.getErrorCode() == qpdf_e_unsupported)
             throw Failure("unsupported-encryption", error.what());
-        throw Failure(LooksLikePdf(file) ? "damaged" : "not-a-pdf", error.what());
+        throw Failure(HasHeader(file.Bytes()) ? "damaged" : "not-a-pdf", error.what());
     }
 }
 
@@ -128,9 +119,14 @@ bool PdfDocument::Open(const std::string& path, const std::string& password, boo
     pdf->setSuppressWarnings(true);
     pdf->setAttemptRecovery(repair);
     try {
-        pdf->processMemoryFile(path.c_str(), file.Data(), file.Size(), password.c_str());
+        pdf->processMemoryFile(path.c_str(), file.Bytes().data(), file.Bytes().size(),
+                               password.c_str());
         if (pdf->getAllPages().empty())
             throw damaged("the document has no pages");
+        if (!repair && !IsSound(*pdf, file.Bytes()))
+            throw damaged("the structure contradicts itself");
+        if (repair)
+            MendPageCount(*pdf);
     } catch (const QPDFExc& error) {
         if (error.getErrorCode() == qpdf_e_password)
             return false;

@@ -60,7 +60,7 @@ SourceFile::~SourceFile()
     ::munmap(const_cast<char*>(data), size);
 }
 
-bool SourceFile::IsCurrent(const std::string& path) const
+bool FileState::IsStillThatOf(const std::string& path) const
 {
     struct stat now = {};
     return ::stat(path.c_str(), &now) == 0 && now.st_dev == status.st_dev &&

@@ -3,10 +3,24 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <sys/stat.h>
 
 namespace Korvel::Worker {
+
+/** Which file it was that a path named, and its state then. */
+class FileState
+{
+public:
+    explicit FileState(const struct stat& status) : status(status) {}
+
+    /** Whether `path` still names that file, and it is unchanged. */
+    bool IsStillThatOf(const std::string& path) const;
+
+private:
+    struct stat status;
+};
 
 /** The bytes of a file, mapped into memory for reading. */
 class SourceFile
@@ -18,11 +32,9 @@ public:
     explicit SourceFile(const std::string& path);
     ~SourceFile();
 
-    const char* Data() const { return data; }
-    std::size_t Size() const { return size; }
+    std::string_view Bytes() const { return {data, size}; }
 
-    /** Whether `path` still names the file that was mapped, unchanged since. */
-    bool IsCurrent(const std::string& path) const;
+    FileState State() const { return FileState(status); }
 
 private:
     SourceFile(const SourceFile&) = delete;

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string_view>
+
+#include <qpdf/QPDF.hh>
+
+namespace Korvel::Worker {
+
+/** Whether a file begins as a PDF does; readers look for the header in the first kilobyte. */
+bool HasHeader(std::string_view file);
+
+/**
+ * Whether libqpdf has read the structure of `file` without a complaint, and readers that trust it
+ * more will see the same pages.
+ */
+bool IsSound(QPDF& pdf, std::string_view file);
+
+/** Makes the tree of pages tell how many there are, of which there must be one. */
+void MendPageCount(QPDF& pdf);
+
+} // namespace Korvel::Worker

@@ -1,0 +1,132 @@
+// Documents whose structure says something else than is there.
+
+#include "WorkerFixture.h"
+
+#include <QFile>
+#include <QImage>
+
+namespace Korvel::Worker {
+namespace {
+
+/** A document of a red and a green page, put together by hand. */
+struct TwoPages
+{
+    QByteArray count = "2";
+    /** The object that is said to lie elsewhere, or 0, and where. */
+    int misplaced = 0;
+    int place = 20;
+    QByteArray before;
+
+    QByteArray Bytes() const
+    {
+        const auto page = [](const char* content) {
+            return QByteArray("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 50 50] /Contents ") +
+                   content + " >>";
+        };
+        const auto stream = [](const char* colour) {
+            return QByteArray("<< /Length 24 >>\nstream\n") + colour +
+                   " rg 0 0 50 50 re f\nendstream";
+        };
+        const QByteArray objects[] = {"<< /Type /Catalog /Pages 2 0 R >>",
+                                      "<< /Type /Pages /Kids [3 0 R 5 0 R] /Count " + count + " >>",
+                                      page("4 0 R"),
+                                      stream("1 0 0"),
+                                      page("6 0 R"),
+                                      stream("0 1 0")};
+        QByteArray file = "%PDF-1.4\n";
+        QByteArray table = "xref\n0 7\n0000000000 65535 f \n";
+        int number = 0;
+        for (const QByteArray& object : objects) {
+            ++number;
+            const int offset = number == misplaced ? place : file.size();
+            table += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
+            file += QByteArray::number(number) + " 0 obj\n" + object + "\nendobj\n";
+        }
+        return before + file + table + "trailer\n<< /Size 7 /Root 1 0 R >>\nstartxref\n" +
+               QByteArray::number(file.size()) + "\n%%EOF\n";
+    }
+};
+
+class StructureTest : public WorkerFixture
+{
+protected:
+    /** The colours of both pages. */
+    void ExpectRedAndGreen(const QString& file)
+    {
+        const QColor colours[] = {QColor(255, 0, 0), QColor(0, 255, 0)};
+        for (const int page : {1, 2}) {
+            const QString output = Path(QStringLiteral("page-%1.png").arg(++lastId));
+            EXPECT_EQ(Outcome(Convert(file, output, "png", {{"page", page}})), "ok");
+            EXPECT_EQ(QImage(output).pixelColor(10, 10), colours[page - 1]) << page;
+        }
+    }
+
+    /** Whether it was repaired; the two pages are to be seen in it, and in a sound copy. */
+    bool IsRepaired(const QByteArray& bytes)
+    {
+        const QString file = WriteFile(QStringLiteral("two-%1.pdf").arg(++lastId), bytes);
+        const int document = lastId;
+        const QJsonObject answer = Open(file, {}, document);
+        EXPECT_EQ(Outcome(answer), "ok");
+        EXPECT_EQ(answer["pages"].toInt(), 2);
+        ExpectRedAndGreen(file);
+
+        const QString copy = file + ".copy";
+        EXPECT_EQ(Outcome(Save(copy, document)), "ok");
+        EXPECT_FALSE(Open(copy, {}, document + 1'000'000)["repaired"].toBool(true));
+        ExpectRedAndGreen(copy);
+        return answer["repaired"].toBool();
+    }
+};
+
+TEST_F(StructureTest, IsLeftAloneWhenItIsSound)
+{
+    EXPECT_FALSE(IsRepaired(TwoPages().Bytes()));
+}
+
+TEST_F(StructureTest, CountsPlacesFromTheHeader)
+{
+    TwoPages mailed;
+    mailed.before = "Subject: two pages\r\n\r\n";
+    EXPECT_FALSE(IsRepaired(mailed.Bytes()));
+}
+
+TEST_F(StructureTest, FindsEveryObjectThatLiesElsewhere)
+{
+    TwoPages pages;
+    for (pages.misplaced = 1; pages.misplaced <= 6; ++pages.misplaced)
+        EXPECT_TRUE(IsRepaired(pages.Bytes())) << pages.misplaced;
+    pages.misplaced = 4;
+    for (const int place : {1, 400, 1'000'000'000}) {
+        pages.place = place;
+        EXPECT_TRUE(IsRepaired(pages.Bytes())) << place;
+    }
+}
+
+TEST_F(StructureTest, CountsThePagesItself)
+{
+    TwoPages pages;
+    for (const char* count : {"0", "1", "3", "-1", "100000", "(2)"}) {
+        pages.count = count;
+        EXPECT_TRUE(IsRepaired(pages.Bytes())) << count;
+    }
+}
+
+TEST_F(StructureTest, IsReadFromFilesLargerThanHalfOfTheMemory)
+{
+    QByteArray bytes = TwoPages().Bytes();
+    const int table = bytes.indexOf("xref");
+    constexpr qint64 size = qint64(2'500) * 1024 * 1024;
+    QFile file(Path("large.pdf"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    bytes.replace(bytes.lastIndexOf("startxref"), bytes.size(),
+                  "startxref\n" + QByteArray::number(size) + "\n%%EOF\n");
+    file.write(bytes.left(table));
+    ASSERT_TRUE(file.seek(size));
+    file.write(bytes.mid(table));
+    file.close();
+    ExpectRedAndGreen(file.fileName());
+}
+
+} // namespace
+} // namespace Korvel::Worker
