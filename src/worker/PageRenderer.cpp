@@ -17,11 +17,20 @@ constexpr double pointsPerInch = 72;
 constexpr double metresPerInch = 0.0254;
 constexpr double longestSide = 65'000;
 constexpr double mostPixels = 256.0 * 1024 * 1024; // a gigabyte at four bytes each
+// Sizes come with single precision: the 595.2 points of a scan would be a little more than its 2480
+// pixels, and to draw it on one more would blur it.
+constexpr double smallestRest = 0.01;
+
+double InPixels(double points, double dotsPerInch)
+{
+    const double pixels = points * dotsPerInch / pointsPerInch;
+    return pixels > 0 ? std::max(1.0, std::ceil(pixels - smallestRest)) : 0;
+}
 
 QSize SizeInPixels(const QSizeF& points, double dotsPerInch)
 {
-    const double width = std::ceil(points.width() * dotsPerInch / pointsPerInch);
-    const double height = std::ceil(points.height() * dotsPerInch / pointsPerInch);
+    const double width = InPixels(points.width(), dotsPerInch);
+    const double height = InPixels(points.height(), dotsPerInch);
     if (!(width >= 1 && height >= 1))
         throw Failure("cannot-render", "the page has no size");
     if (width > longestSide || height > longestSide || width * height > mostPixels)

@@ -4,6 +4,7 @@
 #include "WorkerFixture.h"
 
 #include <cmath>
+#include <tuple>
 
 #include <QColor>
 #include <QFile>
@@ -219,6 +220,18 @@ TEST_F(RenderTest, ShowsTheCropBoxAlone)
         const QPoint inwards = (patch.center() - inside) / 20;
         EXPECT_LE(Distance(picture.pixelColor(inside + inwards), SampleColour(1)), 2);
         EXPECT_EQ(picture.pixelColor(inside - 2 * inwards), QColor(Qt::white));
+    }
+}
+
+TEST_F(RenderTest, GivesScannedPagesTheirPixelsBack)
+{
+    const QList<std::tuple<QSizeF, double, QSize>> scans{{{595.2, 841.92}, 300, {2480, 3508}},
+                                                         {{595.2, 841.92}, 150, {1240, 1754}},
+                                                         {{419.76, 595.2}, 100, {583, 827}},
+                                                         {{1247.04, 100}, 300, {5196, 417}}};
+    for (const auto& [points, dotsPerInch, pixels] : scans) {
+        MakePdfOfSize(Path("scan.pdf"), points);
+        EXPECT_EQ(Render(Path("scan.pdf"), 1, dotsPerInch).size(), pixels) << points.width();
     }
 }
 
