@@ -49,10 +49,23 @@ QPDFObjectHandle TakeOtherAnnotations(QPDFObjectHandle page)
     return others;
 }
 
+/** libqpdf makes appearances only where the document asks for it. */
+void MakeMissingAppearances(QPDF& pdf)
+{
+    QPDFAcroFormDocumentHelper form(pdf);
+    form.generateAppearancesIfNeeded();
+    for (const QPDFPageObjectHelper& page : QPDFPageDocumentHelper(pdf).getAllPages()) {
+        for (QPDFAnnotationObjectHelper& widget : form.getWidgetAnnotationsForPage(page)) {
+            if (!widget.getAppearanceDictionary().isDictionary())
+                form.getFieldForAnnotation(widget).generateAppearance(widget);
+        }
+    }
+}
+
 /** Other annotations stay: libqpdf would drop those whose appearance Qt PDF makes. */
 void MakeFieldsContent(QPDF& pdf)
 {
-    QPDFAcroFormDocumentHelper(pdf).generateAppearancesIfNeeded();
+    MakeMissingAppearances(pdf);
     std::vector<QPDFObjectHandle> pages = pdf.getAllPages();
     std::vector<QPDFObjectHandle> others;
     std::transform(pages.begin(), pages.end(), std::back_inserter(others), TakeOtherAnnotations);

@@ -186,6 +186,15 @@ TEST_F(RenderTest, DrawsFormFields)
     EXPECT_LE(Distance(picture.pixelColor(samplePatch.center()), SampleColour(1)), 2);
 }
 
+TEST_F(RenderTest, DrawsFormFieldsThatTheDocumentForgets)
+{
+    MakeFormPdf(Path("form.pdf"));
+    QByteArray bytes = ReadFile(Path("form.pdf"));
+    ASSERT_TRUE(bytes.contains("/NeedAppearances true"));
+    bytes.replace("/NeedAppearances true", "/NeedAppearances null");
+    EXPECT_GT(DarkPixels(Render(WriteFile("form.pdf", bytes)), sampleField), 100);
+}
+
 TEST_F(RenderTest, DrawsTheFormFieldsOfASavedCopy)
 {
     MakeFormPdf(Path("form.pdf"));
