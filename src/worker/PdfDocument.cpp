@@ -27,7 +27,8 @@ namespace {
 std::vector<std::string> Candidates(const std::string& password)
 {
     std::vector<std::string> candidates{std::string()};
-    if (!password.empty()) {
+    // libqpdf would read one with a NUL up to there, and open what that part opens.
+    if (!password.empty() && password.find('\0') == std::string::npos) {
         for (const std::string& encoded : QUtil::possible_repaired_encodings(password))
             candidates.push_back(encoded);
     }

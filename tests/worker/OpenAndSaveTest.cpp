@@ -217,6 +217,13 @@ TEST_P(PasswordTest, TakesAPasswordInAnotherEncodingThanTheDocuments)
     EXPECT_EQ(Outcome(Open(Encrypted("5 \x80", "owner"), "5 \u20ac", 5)), "ok");
 }
 
+TEST_P(PasswordTest, TakesNoPartOfAPassword)
+{
+    const QString path = Encrypted("user", "owner");
+    EXPECT_EQ(Outcome(Open(path, QByteArray("user\0name", 9))), "wrong-password");
+    EXPECT_EQ(Outcome(Open(path, QByteArray("user\0", 5))), "wrong-password");
+}
+
 TEST_P(PasswordTest, OpensADocumentThatIsEncryptedAndDamaged)
 {
     const QString path = Encrypted("user", "owner");
