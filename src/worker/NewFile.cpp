@@ -64,6 +64,9 @@ void NewFile::Keep()
 {
     if (std::fflush(stream) != 0)
         FailToWrite(errno);
+    // An earlier failure counts even if somebody on the way has taken it for a mishap.
+    if (std::ferror(stream))
+        throw Failure("cannot-write", "something was not written");
     if (std::ftell(stream) <= 0)
         throw Failure("cannot-write", "nothing was written");
     const bool closed = std::fclose(std::exchange(stream, nullptr)) == 0;

@@ -202,8 +202,10 @@ void PdfDocument::Save(const std::string& path, mode_t mode)
         writer.setObjectStreamMode(qpdf_o_disable);
         writer.setOutputPipeline(&pipeline);
         writer.write();
+    } catch (const Failure&) {
+        throw;
     } catch (const std::exception& error) {
-        throw Failure("cannot-write", error.what());
+        throw Failure("damaged", error.what());
     }
     output.Keep();
 }

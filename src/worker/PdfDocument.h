@@ -37,7 +37,7 @@ public:
     /**
      * Writes it without encryption to a new file.
      *
-     * @throws Failure  "cannot-write"
+     * @throws Failure  "cannot-write", "damaged"
      */
     void Save(const std::string& path, mode_t mode);
 

@@ -354,6 +354,23 @@ TEST_F(SaveTest, TellsThatItCannotWrite)
     EXPECT_FALSE(QFile::exists(Path("copy.pdf")));
 }
 
+TEST_F(SaveTest, LeavesNothingBehindWhenFilesMayNotGrow)
+{
+    WorkerClient limited("ulimit -f 2");
+    const QString source = Path("sample-5.pdf");
+    limited.Ask({{"id", 1}, {"op", "open"}, {"document", 1}, {"file", source}});
+    QJsonObject convert{{"id", 3},         {"op", "convert"},
+                        {"file", source},  {"output", Path("result")},
+                        {"format", "bmp"}, {"page", 1}};
+    EXPECT_EQ(Outcome(limited.Ask(
+                  {{"id", 2}, {"op", "save"}, {"document", 1}, {"file", Path("result")}})),
+              "cannot-write");
+    EXPECT_EQ(Outcome(limited.Ask(convert)), "cannot-write");
+    convert["format"] = "pdf";
+    EXPECT_EQ(Outcome(limited.Ask(convert)), "cannot-write");
+    EXPECT_FALSE(QFile::exists(Path("result")));
+}
+
 class FullDiskTest : public SaveTest
 {
 protected:
