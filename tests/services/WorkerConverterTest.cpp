@@ -4,6 +4,7 @@
 #include "SamplePdf.h"
 #include "WorkerTestTools.h"
 
+#include <future>
 #include <memory>
 #include <vector>
 
@@ -400,18 +401,21 @@ TEST_F(WorkerConverterTest, WorksOnTheThreadThatItWasMovedTo)
     Recorder other(ScriptedWorker());
     QThread thread;
     std::vector<QThread*> threads;
+    std::promise<void> finished;
     other.onLine = [&](const std::string& line) {
         threads.push_back(QThread::currentThread());
         if (line.rfind("Finished", 0) == 0) {
             other.converter.reset();
-            thread.quit();
+            finished.set_value();
         }
     };
     WorkerConverter* const converter = other.converter.get();
     converter->moveToThread(&thread);
     thread.start();
     QMetaObject::invokeMethod(converter, [=] { converter->ConvertFile(TaskOf("answer")); });
-    ASSERT_TRUE(WaitUntil([&thread] { return thread.isFinished(); }));
+    EXPECT_EQ(finished.get_future().wait_for(longDeadline), std::future_status::ready);
+    thread.quit();
+    thread.wait();
     EXPECT_EQ(threads, std::vector<QThread*>(4, &thread));
     EXPECT_EQ(log.Text(), "") << "Qt complained";
 }
