@@ -141,13 +141,13 @@ TEST_F(PageFanOutTest, MakesEveryPageATaskOfItsOwn)
     task.destination = "/not/used";
     task.options["resolution"] = 300.0;
     Start(task);
-    for (int chain : {0, 1}) {
+    for (const std::size_t chain : {0U, 1U}) {
         ASSERT_EQ(chains[chain]->tasks.size(), 1U);
         const AbstractConverter::Task& page = chains[chain]->tasks.front();
         EXPECT_EQ(page.type, "png");
         EXPECT_EQ(page.source, document);
         EXPECT_EQ(page.destination, QString("/out/%1.png").arg(chain + 1));
-        EXPECT_EQ(std::any_cast<int>(page.options.at("page")), chain + 1);
+        EXPECT_EQ(std::any_cast<int>(page.options.at("page")), int(chain) + 1);
         EXPECT_EQ(std::any_cast<double>(page.options.at("resolution")), 300.0);
         EXPECT_EQ(page.options.count("page_tasks"), 0U);
     }
@@ -272,7 +272,7 @@ TEST_F(PageFanOutTest, EmitsStartedWithTheFirstPageAlone)
 TEST_F(PageFanOutTest, EmitsConvertationFinishedForTheDocumentAlone)
 {
     Start(DocumentOf(2));
-    for (int chain : {0, 1}) {
+    for (const std::size_t chain : {0U, 1U}) {
         Q_EMIT chains[chain]->ConvertationFinished(document);
         EXPECT_EQ(lines, Lines()) << "the end of a page";
         FinishPage(chain);
@@ -451,7 +451,7 @@ TEST_F(PageFanOutTest, CancelWithNothingInHandAsksEveryChain)
     EXPECT_TRUE(fanOut->CancelConvertation());
     chains[0]->cancels = false;
     std::vector<int> asked;
-    for (std::size_t chain : {0U, 1U})
+    for (const std::size_t chain : {0U, 1U})
         chains[chain]->onCancelConvertation = [&asked, chain] {
             asked.push_back(int(chain));
         };

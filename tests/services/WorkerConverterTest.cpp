@@ -31,7 +31,7 @@ using Converter::WorkerConverter;
 using Lines = std::vector<std::string>;
 
 constexpr auto longDeadline = 1min;
-constexpr auto shortDeadline = 200ms;
+constexpr auto shortDeadline = 1s;
 
 /** A task whose source tells the scripted worker what to do. */
 AbstractConverter::Task TaskOf(const QString& source, const QString& destination = "/nowhere/1.png")

@@ -24,7 +24,7 @@ using namespace std::chrono_literals;
 
 /** Long enough for whatever is willing to answer, however slow the machine is. */
 constexpr auto longTime = 1min;
-constexpr auto shortDeadline = 200ms;
+constexpr auto shortDeadline = 1s;
 
 /** What the future holds. Blocks, so that nothing is answered with the help of an event loop. */
 template <typename T>

@@ -24,7 +24,7 @@ using namespace std::chrono_literals;
 
 /** Long enough for an answer of a worker that is willing, however slow the machine is. */
 constexpr auto longDeadline = 1min;
-constexpr auto shortDeadline = 200ms;
+constexpr auto shortDeadline = 1s;
 
 std::string Reason(const QJsonObject& answer)
 {
