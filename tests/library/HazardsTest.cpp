@@ -80,7 +80,7 @@ protected:
     }
 
     /** Calls `receive` for every signal of the outermost wrapper, after it was recorded. */
-    void OnReceived(std::function<void()> receive)
+    void OnReceived(const std::function<void()>& receive)
     {
         ReceiveAll(*outermost, &receiver, [this, receive](const std::string& line) {
             received.push_back(line);

@@ -252,6 +252,28 @@ TEST_F(MoveResultOnFoldersTest, AFolderOfTheWantedNameIsSteeredAround)
     EXPECT_EQ(Convert("out/report.pdf"), "out/report(2).pdf");
 }
 
+TEST_F(MoveResultOnFoldersTest, ADotInTheBaseNameStandsForAnyCharacterInThePattern)
+{
+    MakeFile("out/archive.tar.gz");
+    MakeFile("out/archive_tar(2).gz");
+    MakeFile("out/archive(3).gz");
+    EXPECT_EQ(Convert("out/archive.tar.gz"), "out/archive.tar(3).gz");
+}
+
+TEST_F(MoveResultOnFoldersTest, BracketsInTheBaseNameStandForOneOfTheirLettersInThePattern)
+{
+    MakeFile("out/[draft].pdf");
+    MakeFile("out/d(2).pdf");
+    EXPECT_EQ(Convert("out/[draft].pdf"), "out/[draft](3).pdf");
+}
+
+TEST_F(MoveResultOnFoldersTest, ANumberInParenthesesStandsForItselfInThePattern)
+{
+    MakeFile("out/out(3).pdf");
+    MakeFile("out/out3(2).pdf"); // group 1 of the pattern is the 3
+    EXPECT_EQ(Convert("out/out(3).pdf"), "out/out(3)(2).pdf");
+}
+
 TEST_P(SpecialNameTest, ResultsOfThatNameLieSideBySideUnderNumberedNames)
 {
     const std::string base = "out/" + GetParam().text;

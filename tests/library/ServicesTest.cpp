@@ -90,7 +90,7 @@ TEST(IoPathTest, TakesTheAssignedTextUpToItsNul)
     ioPath path(std::string("before"));
     EXPECT_EQ(&(path = nonAscii.c_str()), &path);
     EXPECT_EQ(path.utf8string(), nonAscii);
-    path = "a\0b";
+    path = std::string("a\0b", 3).c_str();
     EXPECT_EQ(path.utf8string(), "a");
     path = static_cast<const char*>(nullptr);
     EXPECT_EQ(path.utf8string(), "");
@@ -116,7 +116,7 @@ class IoPathRemoveTest : public testing::Test
 protected:
     std::string MakeFile(const std::string& name)
     {
-        const std::string path = folder.path().toStdString() + "/" + name;
+        std::string path = folder.path().toStdString() + "/" + name;
         std::ofstream(path) << "content";
         return path;
     }

@@ -46,7 +46,7 @@ protected:
     /** The inner converter has written the result of the task of that number. */
     QString Produce(std::size_t number = 0)
     {
-        const QString path = converter->tasks.at(number).destination;
+        QString path = converter->tasks.at(number).destination;
         files->files[path.toStdString()] = "result " + std::to_string(number);
         return path;
     }
@@ -76,7 +76,7 @@ protected:
     /** A file in the private folder. */
     QString ProduceFile(const QString& name)
     {
-        const QString path = QString::fromStdString(PrivateFolder()) + '/' + name;
+        QString path = QString::fromStdString(PrivateFolder()) + '/' + name;
         std::ofstream(path.toStdString()) << name.toStdString();
         return path;
     }

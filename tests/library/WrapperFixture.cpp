@@ -25,19 +25,19 @@ WrapperFixture::WrapperFixture()
 }
 
 std::shared_ptr<TempFileWrapper>
-WrapperFixture::MakeTempFileWrapper(std::shared_ptr<AbstractConverter> inner)
+WrapperFixture::MakeTempFileWrapper(const std::shared_ptr<AbstractConverter>& inner)
 {
     return std::make_shared<TempFileWrapper>(names, inner, files);
 }
 
 std::shared_ptr<UnencryptDocWrapper>
-WrapperFixture::MakeUnencryptDocWrapper(std::shared_ptr<AbstractConverter> inner)
+WrapperFixture::MakeUnencryptDocWrapper(const std::shared_ptr<AbstractConverter>& inner)
 {
     return std::make_shared<UnencryptDocWrapper>(names, inner, pdfs, files);
 }
 
 std::shared_ptr<AbstractConverter>
-WrapperFixture::MakeAround(std::shared_ptr<AbstractConverter> inner, Wrapper wrapper)
+WrapperFixture::MakeAround(const std::shared_ptr<AbstractConverter>& inner, Wrapper wrapper)
 {
     if (wrapper == Wrapper::TempFile)
         return MakeTempFileWrapper(inner);

@@ -39,11 +39,12 @@ class WrapperFixture : public testing::Test
 protected:
     WrapperFixture();
 
-    std::shared_ptr<TempFileWrapper> MakeTempFileWrapper(std::shared_ptr<AbstractConverter> inner);
+    std::shared_ptr<TempFileWrapper>
+    MakeTempFileWrapper(const std::shared_ptr<AbstractConverter>& inner);
     std::shared_ptr<UnencryptDocWrapper>
-    MakeUnencryptDocWrapper(std::shared_ptr<AbstractConverter> inner);
+    MakeUnencryptDocWrapper(const std::shared_ptr<AbstractConverter>& inner);
 
-    std::shared_ptr<AbstractConverter> MakeAround(std::shared_ptr<AbstractConverter> inner,
+    std::shared_ptr<AbstractConverter> MakeAround(const std::shared_ptr<AbstractConverter>& inner,
                                                   Wrapper wrapper);
 
     /**

@@ -17,7 +17,7 @@ std::string FakeNameGenerator::GenerateFileName()
     journal->push_back("GenerateFileName");
     if (given.empty())
         return "stem" + std::to_string(++count);
-    const std::string stem = given.front();
+    std::string stem = given.front();
     given.pop_front();
     return stem;
 }
