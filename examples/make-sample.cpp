@@ -3,8 +3,27 @@
 #include "PaintingApplication.h"
 #include "SamplePdf.h"
 
+#include <exception>
+#include <iostream>
+
 #include <QCommandLineParser>
-#include <QFile>
+#include <QTemporaryDir>
+
+namespace {
+
+void MakeSample(const QString& output, int pages, const QByteArray& password)
+{
+    if (password.isEmpty()) {
+        MakeSamplePdf(output, pages);
+        return;
+    }
+    const QTemporaryDir folder;
+    const QString plain = folder.filePath("plain.pdf");
+    MakeSamplePdf(plain, pages);
+    EncryptPdf(plain, output, Encryption::Aes256, password, password);
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -18,16 +37,12 @@ int main(int argc, char** argv)
     if (parser.positionalArguments().size() != 1)
         parser.showHelp(2);
 
-    const QString output = parser.positionalArguments().first();
-    const int pages = parser.value("pages").toInt();
-    if (!parser.isSet("password")) {
-        MakeSamplePdf(output, pages);
-        return 0;
+    try {
+        MakeSample(parser.positionalArguments().first(), parser.value("pages").toInt(),
+                   parser.value("password").toUtf8());
+    } catch (const std::exception& error) {
+        std::cerr << "make-sample: " << error.what() << '\n';
+        return 1;
     }
-    const QString plain = output + ".plain";
-    MakeSamplePdf(plain, pages);
-    const QByteArray password = parser.value("password").toUtf8();
-    EncryptPdf(plain, output, Encryption::Aes256, password, password);
-    QFile::remove(plain);
     return 0;
 }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <functional>
+#include <stdexcept>
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFWriter.hh>
@@ -173,7 +174,9 @@ void MakeSamplePdf(const QString& path, int pages)
     writer.setResolution(pointsPerInch);
     writer.setTitle(QStringLiteral("Sample"));
     writer.setCreator(QStringLiteral("pdfconvert"));
-    QPainter painter(&writer);
+    QPainter painter;
+    if (!painter.begin(&writer))
+        throw std::runtime_error("cannot write " + path.toStdString());
     for (int page = 1; page <= pages; ++page) {
         if (page > 1)
             writer.newPage();

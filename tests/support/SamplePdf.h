@@ -14,6 +14,8 @@ enum class Encryption { Rc4_40, Rc4_128, Aes128, Aes256 };
  * drawing, a picture, and a patch in a colour of its own. Title "Sample".
  *
  * Needs a QGuiApplication.
+ *
+ * @throws std::runtime_error  the file cannot be written
  */
 void MakeSamplePdf(const QString& path, int pages);
 
