@@ -108,9 +108,11 @@ bool AnswerAll(std::FILE* answers)
 
 int main(int argc, char** argv)
 {
-    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
-        std::puts("pdfconvert-worker " PROJECT_VERSION);
-        return 0;
+    if (argc > 1) {
+        const bool asksForVersion = argc == 2 && std::strcmp(argv[1], "--version") == 0;
+        std::puts(asksForVersion ? "pdfconvert-worker " PROJECT_VERSION
+                                 : "usage: pdfconvert-worker [--version]");
+        return asksForVersion ? 0 : 2;
     }
     RestrictProcess();
     std::FILE* const answers = TakeStandardOutput();

@@ -111,6 +111,16 @@ TEST_F(ProtocolTest, EndsWithItsInput)
     EXPECT_EQ(Outcome(busy.Receive()), "no-such-document") << "what was asked is answered";
 }
 
+TEST_F(ProtocolTest, TakesNoOtherArgument)
+{
+    for (const QStringList& arguments : {QStringList{"--help"}, QStringList{"--version", "file"}}) {
+        QProcess process;
+        process.start(WORKER, arguments);
+        ASSERT_TRUE(process.waitForFinished());
+        EXPECT_EQ(process.exitCode(), 2);
+    }
+}
+
 TEST_F(ProtocolTest, TellsItsVersion)
 {
     QProcess process;
