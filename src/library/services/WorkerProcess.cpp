@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QPointer>
@@ -17,7 +18,7 @@ namespace Korvel::PDF {
 namespace {
 
 constexpr int outOfMemoryExitCode = 77;
-constexpr qint64 longestAnswer = 4 * 1024 * 1024;
+constexpr qint64 longestAnswer = qint64(4) * 1024 * 1024;
 
 QJsonObject Failure(const QString& reason, const QString& message)
 {
@@ -41,7 +42,7 @@ QString LibraryFolder()
     Dl_info info;
     if (::dladdr(reinterpret_cast<const void*>(&LibraryFolder), &info) == 0)
         return {};
-    return QFileInfo(QString::fromUtf8(info.dli_fname)).absolutePath();
+    return QFileInfo(QFile::decodeName(info.dli_fname)).absolutePath();
 }
 
 } // namespace
