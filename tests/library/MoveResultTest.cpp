@@ -99,6 +99,8 @@ const Row rows[] = {
      true, "tmp/abc(2).pdf"},
     {"TheCaseOfTheWantedNameIsKept", "tmp/abc.PDF", "out/RePort.PDF", "out/RePort.PDF", true,
      "out/RePort(2).PDF"},
+    {"AFileInTheRootKeepsTheSeparatorThatJoinsIt", "tmp/abc.pdf", "/in-the-root.pdf",
+     "/in-the-root.pdf", true, "//in-the-root(2).pdf"},
     {"ADoubledSeparatorStays", "tmp/abc.pdf", "out//a.pdf", "out//a.pdf", false, "out//a.pdf"},
     {"NonAsciiNames", "tmp/ü.pdf", "Ausgänge/日本語😀.pdf", "Ausgänge/日本語😀.pdf", true,
      "Ausgänge/日本語😀(2).pdf"},

@@ -411,6 +411,16 @@ TEST_P(StackTest, HandlesAResultThatComesFromInsideConvertFileLikeALaterOne)
     EXPECT_THAT(received, ElementsAre("FinishedFile " + task.source.toStdString() + " result.png"));
 }
 
+TEST_P(StackTest, AcceptsAndReportsAnEmptyResult)
+{
+    const auto outermost = Make(GetParam());
+    Record(*outermost);
+    const Task task = MakeTask();
+    ASSERT_TRUE(outermost->ConvertFile(task));
+    Q_EMIT converter->Finished(converter->tasks.back().source, QString());
+    EXPECT_THAT(received, ElementsAre("FinishedFile " + task.source.toStdString() + " "));
+}
+
 TEST_P(StackTest, AnswersFalseWithoutASignalWhenTheInnermostConverterRefuses)
 {
     const auto outermost = Make(GetParam());
