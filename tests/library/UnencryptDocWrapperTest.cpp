@@ -2,6 +2,7 @@
 #include "OtherThread.h"
 #include "WrapperFixture.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 

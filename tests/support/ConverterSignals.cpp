@@ -1,6 +1,5 @@
 #include "ConverterSignals.h"
 
-#include <algorithm>
 #include <ostream>
 #include <sstream>
 
@@ -103,13 +102,6 @@ const std::vector<ConverterSignal>& ConverterSignals()
         Describe<finishedFile>("FinishedFile", EmitFinishedFile, " result.png", true),
         Describe<finishedFiles>("FinishedFiles", EmitFinishedFiles, " [a.png b.png]", true)};
     return signals;
-}
-
-const ConverterSignal& SignalNamed(const std::string& name)
-{
-    const auto& all = ConverterSignals();
-    return *std::find_if(all.begin(), all.end(),
-                         [&](const ConverterSignal& signal) { return signal.name == name; });
 }
 
 void ReceiveAll(const AbstractConverter& sender, const QObject* context, const Receive& receive)

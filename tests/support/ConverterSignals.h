@@ -33,9 +33,6 @@ std::ostream& operator<<(std::ostream& stream, const ConverterSignal& signal);
 /** The eight, in the order in which wrappers connect to them. */
 const std::vector<ConverterSignal>& ConverterSignals();
 
-/** The one of that name. */
-const ConverterSignal& SignalNamed(const std::string& name);
-
 /** Calls `receive` with one line for each signal of `sender`, as long as `context` lives. */
 void ReceiveAll(const Converter::AbstractConverter& sender, const QObject* context,
                 const std::function<void(const std::string& line)>& receive);
