@@ -54,6 +54,9 @@ void RestrictProcess()
     // libqpdf would take the exception and save an incomplete file as a success.
     std::set_new_handler([] { _exit(outOfMemoryExitCode); });
     std::signal(SIGPIPE, SIG_IGN);
+    // A terminal sends these to all its programs; whoever started this one ends it.
+    std::signal(SIGINT, SIG_IGN);
+    std::signal(SIGHUP, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
 }
 

@@ -70,6 +70,19 @@ TEST_F(TerminalTest, EndsAtCtrlCWhileItAsksAndLeavesTheTerminalAsItWas)
     EXPECT_EQ(LeftInTempDir(), QStringList());
 }
 
+TEST_F(TerminalTest, EndsAtCtrlCWhileItConverts)
+{
+    MakeSample("secret.pdf", 100, "pw");
+    Write("pw", "pw");
+    Terminal terminal(PDFCONVERT, Arguments({"--password-file", "pw"}), Path(""));
+    ASSERT_TRUE(terminal.WaitFor("/100 pages\r")) << terminal.Screen();
+    terminal.Type("\x03");
+    EXPECT_EQ(terminal.Finish(), 130);
+    EXPECT_THAT(terminal.Screen(), testing::EndsWith("pdfconvert: secret.pdf: interrupted\r\n"));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+    EXPECT_LT(WholePictures("p").size(), 100);
+}
+
 TEST_F(TerminalTest, DoesNotAskWhenAPasswordWasGiven)
 {
     MakeSample("secret.pdf", 1, "pw");
