@@ -56,7 +56,7 @@ bool MatchesWithNumber(const char* name, std::string_view number, const std::reg
 {
     try {
         std::cmatch match;
-        return std::regex_match(name, match, pattern) && match.size() > 1 && match.str(1) == number;
+        return std::regex_match(name, match, pattern) && match.str(1) == number;
     } catch (const std::regex_error&) {
         return true; // too complex to be told: better a number passed over than one taken twice
     }
