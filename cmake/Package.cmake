@@ -12,7 +12,9 @@ write_basic_package_version_file(
   ${PROJECT_BINARY_DIR}/ConvertWrappersConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
 
-install(EXPORT ConvertWrappersTargets NAMESPACE ConvertWrappers:: DESTINATION ${package_dir})
+foreach(targets ConvertWrappersTargets ConvertWrappersTestKitTargets)
+  install(EXPORT ${targets} NAMESPACE ConvertWrappers:: DESTINATION ${package_dir})
+endforeach()
 install(FILES
   ${PROJECT_BINARY_DIR}/ConvertWrappersConfig.cmake
   ${PROJECT_BINARY_DIR}/ConvertWrappersConfigVersion.cmake

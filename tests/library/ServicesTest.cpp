@@ -177,23 +177,37 @@ TEST(FakeNameGeneratorTest, HandsOutTheGivenStemsFirst)
     EXPECT_EQ(names.GenerateFileName(), "stem1");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    FakeFileSystem, FileSystemContract, testing::Values(+[](const std::string& folder) {
-        auto files = std::make_shared<FakeFileSystem>(folder, std::make_shared<CallJournal>());
-        const auto make = [files](const std::string& path, const std::string& content) {
-            files->files[path] = content;
-        };
-        const auto read = [files](const std::string& path) {
-            const auto file = files->files.find(path);
-            return file == files->files.end() ? std::string() : file->second;
-        };
-        return FileSystemUnderTest{files, make, read};
-    }));
+class FakeFileSystemTest : public TestKit::FileSystemFixture
+{
+public:
+    IFileSystem& FileSystem() override { return fileSystem; }
 
-INSTANTIATE_TEST_SUITE_P(FolderFileSystem, FileSystemContract,
-                         testing::Values(+[](const std::string& folder) {
-                             return OverRealFolders(std::make_shared<FolderFileSystem>(folder));
-                         }));
+    void MakeFile(const std::string& path, const std::string& content) override
+    {
+        fileSystem.files[path] = content;
+    }
+
+    std::string ReadFile(const std::string& path) override
+    {
+        const auto file = fileSystem.files.find(path);
+        return file == fileSystem.files.end() ? std::string() : file->second;
+    }
+
+    FakeFileSystem fileSystem{"/tmp", std::make_shared<CallJournal>()};
+};
+
+class FolderFileSystemTest : public TestKit::FileSystemFixture
+{
+public:
+    IFileSystem& FileSystem() override { return fileSystem; }
+
+    QTemporaryDir folder;
+    FolderFileSystem fileSystem{folder.path().toStdString()};
+};
+
+using namespace TestKit; // the macro needs more of it than the suite
+INSTANTIATE_TYPED_TEST_SUITE_P(FakeFileSystem, FileSystemContract, FakeFileSystemTest);
+INSTANTIATE_TYPED_TEST_SUITE_P(FolderFileSystem, FileSystemContract, FolderFileSystemTest);
 
 class FakePdfProviderTest : public testing::Test
 {

@@ -2,6 +2,17 @@
 
 namespace Korvel::PDF::Test {
 
+namespace {
+
+template <typename Paths>
+void EraseBelow(const std::string& folder, Paths& paths)
+{
+    const char afterSlash = '/' + 1;
+    paths.erase(paths.lower_bound(folder + '/'), paths.lower_bound(folder + afterSlash));
+}
+
+} // namespace
+
 FakeFileSystem::FakeFileSystem(std::string tempFolder, std::shared_ptr<CallJournal> journal)
     : folders{tempFolder}, tempFolder(std::move(tempFolder)), journal(std::move(journal))
 {
@@ -23,8 +34,8 @@ bool FakeFileSystem::RemoveFolder(const ioPath& folder)
     journal->push_back("RemoveFolder " + folder.utf8string());
     if (!removesFolders || folders.erase(folder.utf8string()) == 0)
         return false;
-    const std::string inside = folder.utf8string() + "/";
-    files.erase(files.lower_bound(inside), files.lower_bound(folder.utf8string() + "0"));
+    EraseBelow(folder.utf8string(), files);
+    EraseBelow(folder.utf8string(), folders);
     return true;
 }
 
@@ -40,7 +51,7 @@ bool FakeFileSystem::Move(const ioPath& from, const ioPath& to)
     if (onMove)
         onMove();
     const auto file = files.find(from.utf8string());
-    if (!movesFiles || file == files.end() || files.count(to.utf8string()) > 0)
+    if (!movesFiles || file == files.end() || !IsFree(to.utf8string()))
         return false;
     files[to.utf8string()] = file->second;
     files.erase(file);
@@ -50,7 +61,18 @@ bool FakeFileSystem::Move(const ioPath& from, const ioPath& to)
 bool FakeFileSystem::CreateFolder(const ioPath& folder)
 {
     journal->push_back("CreateFolder " + folder.utf8string());
-    return createsFolders && folders.insert(folder.utf8string()).second;
+    if (!createsFolders || !IsFree(folder.utf8string()))
+        return false;
+    folders.insert(folder.utf8string());
+    return true;
+}
+
+bool FakeFileSystem::IsFree(const std::string& path) const
+{
+    const bool isBelow = path.rfind(tempFolder + '/', 0) == 0;
+    if (isBelow && folders.count(path.substr(0, path.rfind('/'))) == 0)
+        return false;
+    return !path.empty() && folders.count(path) == 0 && files.count(path) == 0;
 }
 
 } // namespace Korvel::PDF::Test

@@ -9,7 +9,11 @@
 
 namespace Korvel::PDF::Test {
 
-/** A file system in memory that writes every call into the journal, and fails on demand. */
+/**
+ * A file system in memory that writes every call into the journal, and fails on demand.
+ *
+ * Folders below the temporary one are those that were created; everywhere else any folder will do.
+ */
 class FakeFileSystem : public IFileSystem
 {
 public:
@@ -35,6 +39,9 @@ public:
     std::function<void()> onMove;
 
 private:
+    /** Whether a file or a folder can be made there. */
+    bool IsFree(const std::string& path) const;
+
     const std::string tempFolder;
     const std::shared_ptr<CallJournal> journal;
 };

@@ -4,6 +4,17 @@
 
 namespace Korvel::PDF::Test {
 
+namespace {
+
+/** Empty for a text that the system would cut at its NUL. */
+std::filesystem::path Usable(const ioPath& path)
+{
+    const std::string text = path.utf8string();
+    return text.find('\0') == std::string::npos ? text : std::string();
+}
+
+} // namespace
+
 FolderFileSystem::FolderFileSystem(std::string tempFolder) : tempFolder(std::move(tempFolder)) {}
 
 ioPath FolderFileSystem::GetTempFolder()
@@ -14,13 +25,13 @@ ioPath FolderFileSystem::GetTempFolder()
 bool FolderFileSystem::RemoveFolder(const ioPath& folder)
 {
     std::error_code error;
-    return std::filesystem::remove_all(folder.utf8string(), error) > 0 && !error;
+    return std::filesystem::remove_all(Usable(folder), error) > 0 && !error;
 }
 
 bool FolderFileSystem::Exists(const ioPath& path)
 {
     std::error_code error;
-    return std::filesystem::exists(path.utf8string(), error);
+    return std::filesystem::exists(Usable(path), error);
 }
 
 bool FolderFileSystem::Move(const ioPath& from, const ioPath& to)
@@ -28,14 +39,14 @@ bool FolderFileSystem::Move(const ioPath& from, const ioPath& to)
     std::error_code error;
     if (Exists(to))
         return false;
-    std::filesystem::rename(from.utf8string(), to.utf8string(), error);
+    std::filesystem::rename(Usable(from), Usable(to), error);
     return !error;
 }
 
 bool FolderFileSystem::CreateFolder(const ioPath& folder)
 {
     std::error_code error;
-    return std::filesystem::create_directory(folder.utf8string(), error);
+    return std::filesystem::create_directory(Usable(folder), error);
 }
 
 } // namespace Korvel::PDF::Test

@@ -22,7 +22,7 @@ public:
      */
     virtual ioPath GetTempFolder() = 0;
 
-    /** Removes `folder` with everything inside it; true when it is gone, false otherwise. */
+    /** Removes `folder` with everything inside it; false also when there is no such folder. */
     virtual bool RemoveFolder(const ioPath& folder) = 0;
 
     /** Whether a file or a folder exists at `path`; false also when that cannot be told. */
