@@ -42,7 +42,8 @@ bool FakeFileSystem::RemoveFolder(const ioPath& folder)
 bool FakeFileSystem::Exists(const ioPath& path)
 {
     journal->push_back("Exists " + path.utf8string());
-    return files.count(path.utf8string()) > 0 || folders.count(path.utf8string()) > 0;
+    return seesFiles &&
+           (files.count(path.utf8string()) > 0 || folders.count(path.utf8string()) > 0);
 }
 
 bool FakeFileSystem::Move(const ioPath& from, const ioPath& to)

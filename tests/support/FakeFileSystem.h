@@ -31,6 +31,7 @@ public:
     std::set<std::string> folders;
 
     /** False: the operation fails and changes nothing. */
+    bool seesFiles = true;
     bool createsFolders = true;
     bool removesFolders = true;
     bool movesFiles = true;

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "Operation.h"
+#include "Stack.h"
+
+#include <deque>
+
+namespace Korvel::PDF::Test {
+
+/** What a stack is made of and lives with from its beginning. */
+struct Beginning
+{
+    std::string Describe() const;
+
+    Shape shape;
+    int verbosity = 30;
+    /** Whether the caller keeps shares of the converter and the services, or the stack alone. */
+    bool keepsShares = true;
+    /** The first stems of the name generator. */
+    std::vector<std::string> stems;
+    Answers answers;
+    /** Files that are there before anything is moved. */
+    std::vector<std::string> files;
+    /** What the innermost converter emits from its destructor. */
+    std::vector<Emission> lastEmissions;
+};
+
+using MakeStack = std::unique_ptr<Stack>(const World&, const Shape&, int verbosity);
+
+/** Lets operations happen to one stack in a folder of its own, and keeps the trace. */
+class Player
+{
+public:
+    /** `folder` was furnished as a world. */
+    Player(std::string folder, const Beginning& beginning, MakeStack& makeStack);
+
+    void Play(const Operation& operation);
+
+    /** The caller gives everything up. */
+    void End();
+
+    /** Whether there still is a stack. */
+    bool IsAlive() const { return alive; }
+
+    /** Every task that the innermost converter was given. */
+    const std::vector<Task>& GivenTasks() const { return givenTasks; }
+
+    const CallJournal& Trace() const { return *trace; }
+
+private:
+    void Hook(const std::vector<Emission>& lastEmissions);
+    void Received(const std::string& line);
+    void Given(const Task& task);
+    void Perform(const Operation& operation);
+    void PerformNext(std::deque<Operation>& operations);
+    void Convert(const Operation& operation);
+    void Forward();
+    Emission Prepare(const Operation& operation);
+    void SetAnswers(const Answers& answers);
+    void Destroy();
+    void CatchAll(const std::function<void()>& work);
+    void Write(const std::string& line) { trace->push_back(line); }
+
+    const std::string folder;
+    World world;
+    const std::shared_ptr<CallJournal> trace = world.trace;
+    /** For the time in which the stack has the only shares. */
+    const std::weak_ptr<FakeNameGenerator> names = world.names;
+    const std::weak_ptr<FakePdfProvider> pdfs = world.pdfs;
+    const std::weak_ptr<NumberedFiles> files = world.files;
+    const std::weak_ptr<FakeConverter> converter = world.converter;
+    std::unique_ptr<Stack> stack;
+    bool alive = true;
+    std::vector<Task> givenTasks;
+    std::deque<Operation> inSlots;
+    std::deque<Operation> inConverter;
+};
+
+} // namespace Korvel::PDF::Test
