@@ -1,9 +1,10 @@
 #include "FakeFileSystem.h"
 #include "FakeNameGenerator.h"
 #include "FakePdfProvider.h"
+#include "FileNameGeneratorContract.h"
 #include "FileSystemContract.h"
 #include "FolderFileSystem.h"
-#include "Futures.h"
+#include "PdfProviderContract.h"
 #include "VirtualSlot.h"
 
 #include <fstream>
@@ -162,11 +163,17 @@ TEST_F(IoPathRemoveTest, RefusesANulInsteadOfDeletingTheFileNamedBeforeIt)
     EXPECT_TRUE(Exists(path));
 }
 
-TEST(FakeNameGeneratorTest, TwoCallsInARowAnswerDifferentStems)
+class FakeNameGeneratorContractTest : public TestKit::FileNameGeneratorFixture
 {
-    FakeNameGenerator names(std::make_shared<CallJournal>());
-    EXPECT_NE(names.GenerateFileName(), names.GenerateFileName());
-}
+public:
+    IFileNameGenerator& Generator() override { return names; }
+
+    FakeNameGenerator names{std::make_shared<CallJournal>()};
+};
+
+using namespace TestKit; // the macro needs more of it than the suite
+INSTANTIATE_TYPED_TEST_SUITE_P(FakeNameGenerator, FileNameGeneratorContract,
+                               FakeNameGeneratorContractTest);
 
 TEST(FakeNameGeneratorTest, HandsOutTheGivenStemsFirst)
 {
@@ -177,7 +184,7 @@ TEST(FakeNameGeneratorTest, HandsOutTheGivenStemsFirst)
     EXPECT_EQ(names.GenerateFileName(), "stem1");
 }
 
-class FakeFileSystemTest : public TestKit::FileSystemFixture
+class FakeFileSystemTest : public FileSystemFixture
 {
 public:
     IFileSystem& FileSystem() override { return fileSystem; }
@@ -196,7 +203,7 @@ public:
     FakeFileSystem fileSystem{"/tmp", std::make_shared<CallJournal>()};
 };
 
-class FolderFileSystemTest : public TestKit::FileSystemFixture
+class FolderFileSystemTest : public FileSystemFixture
 {
 public:
     IFileSystem& FileSystem() override { return fileSystem; }
@@ -205,53 +212,27 @@ public:
     FolderFileSystem fileSystem{folder.path().toStdString()};
 };
 
-using namespace TestKit; // the macro needs more of it than the suite
 INSTANTIATE_TYPED_TEST_SUITE_P(FakeFileSystem, FileSystemContract, FakeFileSystemTest);
 INSTANTIATE_TYPED_TEST_SUITE_P(FolderFileSystem, FileSystemContract, FolderFileSystemTest);
 
-class FakePdfProviderTest : public testing::Test
+class FakePdfProviderTest : public PdfProviderFixture
 {
-protected:
-    ioPath Path(const std::string& name) const
+public:
+    void SetUp() override
     {
-        return ioPath(folder.path().toStdString() + "/" + name);
+        FakePdfProvider::MakeDocument(PlainDocument(), "");
+        FakePdfProvider::MakeDocument(EncryptedDocument(), Password());
     }
+
+    IPDFProvider& Provider() override { return provider; }
+    std::string PlainDocument() override { return folder.path().toStdString() + "/plain.pdf"; }
+    std::string EncryptedDocument() override { return folder.path().toStdString() + "/locked.pdf"; }
+    std::string Password() override { return "secret"; }
 
     QTemporaryDir folder;
     FakePdfProvider provider{std::make_shared<CallJournal>()};
 };
 
-TEST_F(FakePdfProviderTest, AnswersMinusOneForWhatItCannotOpen)
-{
-    std::ofstream(Path("letter.txt").utf8string()) << "Dear Sir or Madam";
-    FakePdfProvider::MakeDocument(Path("locked.pdf").utf8string(), "secret");
-    EXPECT_EQ(provider.OpenDocument(Path("letter.txt"), "").get().id, -1);
-    EXPECT_EQ(provider.OpenDocument(Path("missing.pdf"), "").get().id, -1);
-    EXPECT_EQ(provider.OpenDocument(Path("locked.pdf"), "wrong").get().id, -1);
-    EXPECT_EQ(provider.OpenDocument(Path("locked.pdf"), "").get().id, -1);
-}
-
-TEST_F(FakePdfProviderTest, ADocumentSavedFromAnEncryptedFileOpensWithAnEmptyPassword)
-{
-    FakePdfProvider::MakeDocument(Path("locked.pdf").utf8string(), "secret");
-    const DocumentHandle document = provider.OpenDocument(Path("locked.pdf"), "secret").get();
-    ASSERT_GE(document.id, 0);
-    EXPECT_TRUE(provider.SaveDocument(document, Path("saved.pdf")).get());
-    EXPECT_TRUE(provider.CloseDocument(document).get());
-    EXPECT_GE(provider.OpenDocument(Path("saved.pdf"), "").get().id, 0);
-}
-
-TEST_F(FakePdfProviderTest, ADocumentStaysOpenUntilItIsClosedWhateverBecomesOfItsHandles)
-{
-    FakePdfProvider::MakeDocument(Path("a.pdf").utf8string(), "");
-    const DocumentHandle document = provider.OpenDocument(Path("a.pdf"), "").get();
-    {
-        const DocumentHandle copy = document;
-        EXPECT_EQ(copy.id, document.id);
-    }
-    EXPECT_TRUE(provider.CloseDocument(document).get());
-    EXPECT_FALSE(provider.CloseDocument(document).get());
-    EXPECT_FALSE(provider.SaveDocument(document, Path("b.pdf")).get());
-}
+INSTANTIATE_TYPED_TEST_SUITE_P(FakePdfProvider, PdfProviderContract, FakePdfProviderTest);
 
 } // namespace Korvel::PDF::Test

@@ -1,5 +1,6 @@
 #include "WorkerPdfProvider.h"
 
+#include "PdfProviderContract.h"
 #include "SamplePdf.h"
 #include "WorkerTestTools.h"
 
@@ -492,9 +493,9 @@ TEST_F(WorkerPdfProviderTest, KeepsPasswordsOutOfTheProcessTableAndTheLog)
 }
 
 /** The provider with the worker that the product has. */
-class WorkerPdfProviderRealTest : public testing::Test
+class WorkerPdfProviderRealTest : public TestKit::PdfProviderFixture
 {
-protected:
+public:
     WorkerPdfProviderRealTest()
     {
         MakeSamplePdf(folder.filePath("plain.pdf"), 2);
@@ -502,11 +503,19 @@ protected:
                    "user", "owner");
     }
 
+    IPDFProvider& Provider() override { return provider; }
+    std::string PlainDocument() override { return InFolder("plain.pdf").utf8string(); }
+    std::string EncryptedDocument() override { return InFolder("secret.pdf").utf8string(); }
+    std::string Password() override { return "user"; }
+
     ioPath InFolder(const QString& name) const { return folder.filePath(name).toStdString(); }
 
     const QTemporaryDir folder;
     WorkerPdfProvider provider{REAL_WORKER};
 };
+
+using namespace TestKit; // the macro needs more of it than the suite
+INSTANTIATE_TYPED_TEST_SUITE_P(WorkerPdfProvider, PdfProviderContract, WorkerPdfProviderRealTest);
 
 TEST_F(WorkerPdfProviderRealTest, SavesWithoutEncryptionWhatItOpenedWithThePassword)
 {

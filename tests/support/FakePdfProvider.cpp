@@ -39,9 +39,9 @@ FakePdfProvider::~FakePdfProvider()
     journal->push_back("~FakePdfProvider");
 }
 
-void FakePdfProvider::MakeDocument(const std::string& path, const std::string& password)
+bool FakePdfProvider::MakeDocument(const std::string& path, const std::string& password)
 {
-    std::ofstream(path) << DocumentText(password);
+    return (std::ofstream(path) << DocumentText(password)).good();
 }
 
 std::future<DocumentHandle> FakePdfProvider::OpenDocument(const ioPath& file,
@@ -64,8 +64,7 @@ std::future<bool> FakePdfProvider::SaveDocument(const DocumentHandle& document, 
         return save();
     if (documents.count(document.id) == 0)
         return Ready(false);
-    MakeDocument(file.utf8string(), "");
-    return Ready(std::ifstream(file.utf8string()).good());
+    return Ready(MakeDocument(file.utf8string(), ""));
 }
 
 std::future<bool> FakePdfProvider::CloseDocument(const DocumentHandle& document)

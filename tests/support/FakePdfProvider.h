@@ -22,8 +22,12 @@ public:
     explicit FakePdfProvider(std::shared_ptr<CallJournal> journal);
     ~FakePdfProvider() override;
 
-    /** Writes a document that opens with `password` only, or with any when that is empty. */
-    static void MakeDocument(const std::string& path, const std::string& password);
+    /**
+     * Writes a document that opens with `password` only, or with any when that is empty.
+     *
+     * @return whether it could be written
+     */
+    static bool MakeDocument(const std::string& path, const std::string& password);
 
     std::future<DocumentHandle> OpenDocument(const ioPath& file,
                                              const std::string& password) override;

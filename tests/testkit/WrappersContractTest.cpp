@@ -1,0 +1,166 @@
+// The wrappers around a converter that works, and such converters themselves.
+
+#include "CopyingConverter.h"
+#include "CopyingConverterFixture.h"
+#include "FakeNameGenerator.h"
+#include "FolderFileSystem.h"
+#include "TempFileWrapper.h"
+#include "UnencryptDocWrapper.h"
+
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace Korvel::PDF::Test {
+
+namespace {
+
+using Converter::AbstractConverter;
+using Converter::TempFileWrapper;
+using Converter::UnencryptDocWrapper;
+
+class CopyingConverterTest : public CopyingConverterFixture
+{
+public:
+    std::shared_ptr<AbstractConverter> MakeConverter() override
+    {
+        return std::make_shared<CopyingConverter>();
+    }
+};
+
+/** Works on a thread for each task, and emits from there. */
+class ThreadedConverter : public CopyingConverter
+{
+public:
+    ~ThreadedConverter() override
+    {
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+
+protected:
+    void Work(const Task& task) override
+    {
+        threads.emplace_back([this, task] { CopyingConverter::Work(task); });
+    }
+
+private:
+    std::vector<std::thread> threads;
+};
+
+class ThreadedConverterTest : public CopyingConverterFixture
+{
+public:
+    std::shared_ptr<AbstractConverter> MakeConverter() override
+    {
+        return std::make_shared<ThreadedConverter>();
+    }
+};
+
+/** Works inside ConvertFile, and answers with a list. */
+class ImpatientConverter : public CopyingConverter
+{
+public:
+    bool ConvertFile(const Task& task) override
+    {
+        if (task.type == QStringLiteral("copy"))
+            Work(task);
+        return task.type == QStringLiteral("copy");
+    }
+
+protected:
+    void Work(const Task& task) override
+    {
+        if (QFile::copy(task.source, task.destination))
+            Q_EMIT Finished(task.source, QStringList(task.destination));
+        else
+            Q_EMIT Failed(task.source, CannotOpenSource);
+    }
+};
+
+class ImpatientConverterTest : public CopyingConverterFixture
+{
+public:
+    std::shared_ptr<AbstractConverter> MakeConverter() override
+    {
+        return std::make_shared<ImpatientConverter>();
+    }
+};
+
+class WrapperTest : public CopyingConverterFixture
+{
+protected:
+    using Inner = std::shared_ptr<AbstractConverter>;
+
+    Inner PutTempFileWrapperAround(const Inner& inner)
+    {
+        return std::make_shared<TempFileWrapper>(names, inner, files);
+    }
+
+    Inner PutUnencryptDocWrapperAround(const Inner& inner)
+    {
+        return std::make_shared<UnencryptDocWrapper>(names, inner, pdfs, files);
+    }
+
+private:
+    QTemporaryDir temp;
+    std::shared_ptr<CallJournal> journal = std::make_shared<CallJournal>();
+    std::shared_ptr<FakeNameGenerator> names = std::make_shared<FakeNameGenerator>(journal);
+    std::shared_ptr<FakePdfProvider> pdfs = std::make_shared<FakePdfProvider>(journal);
+    std::shared_ptr<FolderFileSystem> files =
+        std::make_shared<FolderFileSystem>(temp.path().toStdString());
+};
+
+class TempFileWrapperTest : public WrapperTest
+{
+public:
+    std::shared_ptr<AbstractConverter> MakeConverter() override
+    {
+        return PutTempFileWrapperAround(std::make_shared<CopyingConverter>());
+    }
+};
+
+class UnencryptDocWrapperTest : public WrapperTest
+{
+public:
+    std::shared_ptr<AbstractConverter> MakeConverter() override
+    {
+        return PutUnencryptDocWrapperAround(std::make_shared<CopyingConverter>());
+    }
+};
+
+class UnencryptAroundTempFileTest : public WrapperTest
+{
+public:
+    std::shared_ptr<AbstractConverter> MakeConverter() override
+    {
+        return PutUnencryptDocWrapperAround(
+            PutTempFileWrapperAround(std::make_shared<ThreadedConverter>()));
+    }
+};
+
+class TempFileAroundUnencryptTest : public WrapperTest
+{
+public:
+    std::shared_ptr<AbstractConverter> MakeConverter() override
+    {
+        return PutTempFileWrapperAround(
+            PutUnencryptDocWrapperAround(std::make_shared<ImpatientConverter>()));
+    }
+};
+
+} // namespace
+
+using namespace TestKit; // the macro needs more of it than the suite
+INSTANTIATE_TYPED_TEST_SUITE_P(CopyingConverter, ConverterContract, CopyingConverterTest);
+INSTANTIATE_TYPED_TEST_SUITE_P(ThreadedConverter, ConverterContract, ThreadedConverterTest);
+INSTANTIATE_TYPED_TEST_SUITE_P(ImpatientConverter, ConverterContract, ImpatientConverterTest);
+INSTANTIATE_TYPED_TEST_SUITE_P(TempFileWrapper, ConverterContract, TempFileWrapperTest);
+INSTANTIATE_TYPED_TEST_SUITE_P(UnencryptDocWrapper, ConverterContract, UnencryptDocWrapperTest);
+INSTANTIATE_TYPED_TEST_SUITE_P(UnencryptAroundTempFile, ConverterContract,
+                               UnencryptAroundTempFileTest);
+INSTANTIATE_TYPED_TEST_SUITE_P(TempFileAroundUnencrypt, ConverterContract,
+                               TempFileAroundUnencryptTest);
+
+} // namespace Korvel::PDF::Test
