@@ -13,11 +13,10 @@ namespace Korvel::Worker {
 
 namespace {
 
-constexpr int lossyQuality = 90;
 constexpr double metresPerInch = 0.0254;
 
-/** Exif metadata that say nothing but the resolution, in dots per inch. */
-QByteArray ExifResolution(quint32 dotsPerInch)
+/** Exif metadata that say nothing but the resolution, in tenths of a dot per inch. */
+QByteArray ExifResolution(quint32 tenths)
 {
     enum : quint16 { XResolution = 0x011a, YResolution = 0x011b, ResolutionUnit = 0x0128 };
     enum : quint16 { Short = 3, Rational = 5, Inch = 2 };
@@ -31,7 +30,7 @@ QByteArray ExifResolution(quint32 dotsPerInch)
     out << quint16(XResolution) << quint16(Rational) << quint32(1) << valuesAt;
     out << quint16(YResolution) << quint16(Rational) << quint32(1) << valuesAt;
     out << quint16(ResolutionUnit) << quint16(Short) << quint32(1) << quint16(Inch) << quint16(0);
-    out << quint32(0) << dotsPerInch << quint32(1);
+    out << quint32(0) << tenths << quint32(10);
     return exif;
 }
 
@@ -39,7 +38,7 @@ QByteArray ExifResolution(quint32 dotsPerInch)
 QByteArray WithResolution(const QByteArray& webp, const QImage& picture)
 {
     const QByteArray exif =
-        ExifResolution(quint32(qRound(picture.dotsPerMeterX() * metresPerInch)));
+        ExifResolution(quint32(qRound(picture.dotsPerMeterX() * metresPerInch * 10)));
     const auto bytes = [](const QByteArray& data) {
         return WebPData{reinterpret_cast<const uint8_t*>(data.constData()),
                         std::size_t(data.size())};
@@ -67,13 +66,13 @@ bool IsPictureFormat(const QString& format)
         .contains(format);
 }
 
-QByteArray Encode(const QImage& picture, const QString& format)
+QByteArray Encode(const QImage& picture, const QString& format, int quality)
 {
     QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, format.toLatin1());
     if (format == QLatin1String("jpg") || format == QLatin1String("webp"))
-        writer.setQuality(lossyQuality);
+        writer.setQuality(quality);
     if (format == QLatin1String("tif"))
         writer.setCompression(1); // LZW
     if (!writer.write(picture))

@@ -15,8 +15,8 @@ namespace {
 
 constexpr double pointsPerInch = 72;
 constexpr double metresPerInch = 0.0254;
-constexpr double longestSide = 65'000;
 constexpr double mostPixels = 256.0 * 1024 * 1024; // a gigabyte at four bytes each
+constexpr double mostDotsPerMetre = 1e9;           // of the smallest pages, within an int
 // Sizes come with single precision: the 595.2 points of a scan would be a little more than its 2480
 // pixels, and to draw it on one more would blur it.
 constexpr double smallestRest = 0.01;
@@ -98,14 +98,21 @@ QImage PageRenderer::Draw(int index, const QSize& size)
     throw Failure("cannot-render", "page " + std::to_string(index + 1) + " cannot be drawn");
 }
 
-QImage PageRenderer::Render(qint64 page, double dotsPerInch)
+double PageRenderer::ResolutionToFit(qint64 page, const QSize& pixels) const
+{
+    const QSizeF points = document.pageSize(Check(page));
+    return pointsPerInch *
+           std::min(pixels.width() / points.width(), pixels.height() / points.height());
+}
+
+QImage PageRenderer::Render(qint64 page, double dotsPerInch, QImage::Format format)
 {
     const int index = Check(page);
     const QSize size = SizeInPixels(document.pageSize(index), dotsPerInch);
-    QImage result = NewImage(size, QImage::Format_RGB32);
+    QImage result = NewImage(size, format);
     result.fill(Qt::white);
     QPainter(&result).drawImage(0, 0, Draw(index, size));
-    const int dotsPerMeter = qRound(dotsPerInch / metresPerInch);
+    const int dotsPerMeter = qRound(std::min(dotsPerInch / metresPerInch, mostDotsPerMetre));
     result.setDotsPerMeterX(dotsPerMeter);
     result.setDotsPerMeterY(dotsPerMeter);
     return result;

@@ -12,6 +12,9 @@
 
 namespace Korvel::Worker {
 
+/** The most pixels that a picture has in a row or in a column. */
+inline constexpr int longestSide = 65'000;
+
 /** The pages of an unencrypted PDF, as pictures and as text. */
 class PageRenderer
 {
@@ -23,13 +26,22 @@ public:
     bool Serves(const std::string& path) const;
 
     /**
-     * A page on white, annotations and form fields drawn, with its resolution.
+     * The resolution at which a page is as large as fits into so many pixels.
      *
      * @param page  from 1
+     * @throws Failure  "no-such-page"
+     */
+    double ResolutionToFit(qint64 page, const QSize& pixels) const;
+
+    /**
+     * A page on white, annotations and form fields drawn, with its resolution.
+     *
+     * @param page    from 1
+     * @param format  that of the picture, without transparency
      * @throws Failure  "no-such-page", "cannot-render"
      * @throws std::bad_alloc
      */
-    QImage Render(qint64 page, double dotsPerInch);
+    QImage Render(qint64 page, double dotsPerInch, QImage::Format format);
 
     /** The text of pages, each followed by a form feed; of all pages when none are named. */
     QByteArray Text(const std::vector<qint64>& pages);

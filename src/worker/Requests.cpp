@@ -19,6 +19,7 @@ constexpr mode_t forOwner = 0600;
 constexpr mode_t byUmask = 0666;
 constexpr double defaultResolution = 150;
 constexpr double highestResolution = 4800;
+constexpr qint64 highestQuality = 100;
 constexpr double largestWholeNumber = 9'007'199'254'740'992; // of those that doubles hold exactly
 
 [[noreturn]] void Refuse(const QString& name, const char* why)
@@ -37,6 +38,15 @@ qint64 WholeNumber(const QJsonValue& value, const QString& name)
 qint64 Number(const QJsonObject& request, const QString& name)
 {
     return WholeNumber(request[name], name);
+}
+
+/** From 1. */
+qint64 NumberWithin(const QJsonValue& value, const QString& name, qint64 highest)
+{
+    const qint64 number = WholeNumber(value, name);
+    if (number < 1 || number > highest)
+        Refuse(name, " is out of range");
+    return number;
 }
 
 QString Text(const QJsonObject& request, const QString& name)
@@ -70,6 +80,32 @@ double Resolution(const QJsonObject& request)
     if (!(resolution >= 1 && resolution <= highestResolution))
         Refuse(name, " is out of range");
     return resolution;
+}
+
+/** Into which a page is to be fitted. */
+QSize Size(const QJsonObject& request)
+{
+    const QString name = QStringLiteral("size");
+    const QJsonArray sides = request[name].toArray();
+    if (sides.size() != 2)
+        Refuse(name, " is no width and height");
+    return {int(NumberWithin(sides[0], name, longestSide)),
+            int(NumberWithin(sides[1], name, longestSide))};
+}
+
+int Quality(const QJsonObject& request)
+{
+    const QString name = QStringLiteral("quality");
+    return request.contains(name) ? int(NumberWithin(request[name], name, highestQuality))
+                                  : defaultQuality;
+}
+
+QImage::Format PixelFormat(const QJsonObject& request)
+{
+    const QString name = QStringLiteral("gray");
+    if (request.contains(name) && !request[name].isBool())
+        Refuse(name, " is neither true nor false");
+    return request[name].toBool() ? QImage::Format_Grayscale8 : QImage::Format_RGB32;
 }
 
 /** None for all. */
@@ -178,7 +214,11 @@ QByteArray Requests::Result(const QJsonObject& request, const QString& format)
     if (isText)
         return pages.Text(Pages(request));
     const qint64 page = Number(request, QStringLiteral("page"));
-    return Encode(pages.Render(page, Resolution(request)), format);
+    const int quality = Quality(request);
+    const double dotsPerInch = request.contains(QStringLiteral("size"))
+                                   ? pages.ResolutionToFit(page, Size(request))
+                                   : Resolution(request);
+    return Encode(pages.Render(page, dotsPerInch, PixelFormat(request)), format, quality);
 }
 
 PageRenderer& Requests::RendererFor(const std::string& path)

@@ -129,6 +129,9 @@ TEST_F(WorkerConverterTest, AsksTheWorkerForTheTask)
     AbstractConverter::Task task = TaskOf({}, folder.filePath("page.png"));
     task.options["page"] = 3;
     task.options["resolution"] = 72.5;
+    task.options["size"] = QSize(800, 600);
+    task.options["gray"] = true;
+    task.options["quality"] = 75;
     task.options["need_export"] = true;
     const QJsonObject request = RequestFor(task);
     EXPECT_EQ(request["op"].toString(), "convert");
@@ -137,15 +140,17 @@ TEST_F(WorkerConverterTest, AsksTheWorkerForTheTask)
     EXPECT_EQ(request["format"].toString(), "png");
     EXPECT_EQ(request["page"].toInt(), 3);
     EXPECT_EQ(request["resolution"].toDouble(), 72.5);
+    EXPECT_EQ(request["size"].toArray(), QJsonArray({800, 600}));
+    EXPECT_EQ(request["gray"], QJsonValue(true));
+    EXPECT_EQ(request["quality"].toInt(), 75);
     EXPECT_FALSE(request.contains("need_export"));
 }
 
 TEST_F(WorkerConverterTest, LeavesOptionsAwayThatTheTaskDoesNotHave)
 {
     const QJsonObject request = RequestFor(TaskOf({}, "all.txt"));
-    EXPECT_FALSE(request.contains("page"));
-    EXPECT_FALSE(request.contains("pages"));
-    EXPECT_FALSE(request.contains("resolution"));
+    for (const char* name : {"page", "pages", "resolution", "size", "gray", "quality"})
+        EXPECT_FALSE(request.contains(name)) << name;
 }
 
 TEST_F(WorkerConverterTest, AsksForTheTextOfThePagesGiven)
@@ -275,6 +280,9 @@ TEST_F(WorkerConverterTest, ThrowsForAnOptionOfAnotherTypeAndEmitsNothing)
     const std::map<std::string, std::vector<std::any>> wrong{
         {"page", {std::string("3"), 3.0, 3U, std::any()}},
         {"resolution", {72, 72.0F, std::string("72")}},
+        {"size", {QSizeF(20, 20), 20, std::vector<int>{20, 20}}},
+        {"gray", {1, std::string("true"), std::any()}},
+        {"quality", {90.0, 90U, std::string("90")}},
         {"pages", {3, std::vector<unsigned>{3}, std::string("3")}}};
     for (const auto& [name, values] : wrong) {
         for (const std::any& value : values) {
@@ -490,6 +498,25 @@ TEST_F(WorkerConverterRealTest, MakesAPictureOfAPage)
                   folder.filePath("2.png").toStdString());
     const QImage picture(folder.filePath("2.png"));
     EXPECT_EQ(picture.pixel(samplePatch.center()), SampleColour(2).rgb());
+}
+
+TEST_F(WorkerConverterRealTest, MakesAGrayPictureThatFitsIntoASize)
+{
+    Convert("plain.pdf", "1.jpg",
+            {{"page", 1}, {"size", QSize(300, 300)}, {"gray", true}, {"quality", 50}});
+    const QImage picture(folder.filePath("1.jpg"));
+    EXPECT_EQ(picture.size(), QSize(212, 300));
+    EXPECT_EQ(picture.format(), QImage::Format_Grayscale8);
+}
+
+TEST_F(WorkerConverterRealTest, FailsForOptionsOutOfBounds)
+{
+    const std::vector<std::pair<std::string, std::any>> wrong{
+        {"resolution", 0.5}, {"size", QSize(0, 20)}, {"size", QSize()}, {"quality", 101}};
+    for (const auto& [name, value] : wrong)
+        EXPECT_EQ(Convert("plain.pdf", "1.jpg", {{"page", 1}, {name, value}}),
+                  Failed("plain.pdf", AbstractConverter::Unknown))
+            << name;
 }
 
 TEST_F(WorkerConverterRealTest, WritesTheTextOfPages)

@@ -224,6 +224,49 @@ TEST_F(ProtocolTest, TakesResolutionsWithinBounds)
         EXPECT_EQ(Picture({{"resolution", bad}}), "bad-request") << bad;
 }
 
+TEST_F(ProtocolTest, TakesSizesWithinBounds)
+{
+    Sample(2);
+    for (const QJsonArray& good : {QJsonArray{1, 65'000}, QJsonArray{65'000, 1}})
+        EXPECT_EQ(Picture({{"size", good}}), "ok");
+    const QJsonValue wrong[] = {QJsonValue(),
+                                20,
+                                "20x20",
+                                QJsonArray(),
+                                QJsonArray{20},
+                                QJsonArray{20, 20, 20},
+                                QJsonArray{0, 20},
+                                QJsonArray{20, 0},
+                                QJsonArray{-1, 20},
+                                QJsonArray{20, 65'001},
+                                QJsonArray{1.5, 2},
+                                QJsonArray{20, 4294967297.0},
+                                QJsonArray{"1", 2},
+                                QJsonObject{{"width", 20}, {"height", 20}}};
+    for (const QJsonValue& value : wrong)
+        EXPECT_EQ(Picture({{"size", value}}), "bad-request")
+            << QJsonDocument(QJsonArray{value}).toJson().constData();
+}
+
+TEST_F(ProtocolTest, TakesGrayAsTrueOrFalseAlone)
+{
+    Sample(2);
+    EXPECT_EQ(Picture({{"gray", true}}), "ok");
+    EXPECT_EQ(Picture({{"gray", false}}), "ok");
+    for (const QJsonValue& value : {QJsonValue(), QJsonValue(1), QJsonValue("true")})
+        EXPECT_EQ(Picture({{"gray", value}}), "bad-request");
+}
+
+TEST_F(ProtocolTest, TakesQualitiesWithinBounds)
+{
+    Sample(2);
+    for (const int good : {1, 100})
+        EXPECT_EQ(Picture({{"quality", good}}), "ok") << good;
+    for (const QJsonValue& value : {QJsonValue(), QJsonValue(0), QJsonValue(101), QJsonValue(-1),
+                                    QJsonValue(50.5), QJsonValue("90"), QJsonValue(true)})
+        EXPECT_EQ(Picture({{"quality", value}}), "bad-request") << value.toDouble();
+}
+
 TEST_F(ProtocolTest, KnowsThePagesThatThereAre)
 {
     const QString sample = Sample(2);

@@ -26,6 +26,19 @@ int Distance(const QColor& a, const QColor& b)
                      std::abs(a.blue() - b.blue())});
 }
 
+/** How far the pixel that has the most colour is from gray. */
+int MostColour(const QImage& picture)
+{
+    int most = 0;
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x) {
+            const QColor colour = picture.pixelColor(x, y);
+            most = std::max(most, Distance(colour, {colour.green(), colour.blue(), colour.red()}));
+        }
+    }
+    return most;
+}
+
 QSize SizeAt(double dotsPerInch, const QSizeF& points)
 {
     return {int(std::ceil(points.width() * dotsPerInch / 72)),
@@ -43,6 +56,15 @@ protected:
         EXPECT_EQ(
             Outcome(Convert(file, output, format, {{"page", page}, {"resolution", dotsPerInch}})),
             "ok");
+        return QImage(output);
+    }
+
+    /** A page as a picture, made as the further members say. */
+    QImage RenderAs(const QString& file, const QString& format, QJsonObject further)
+    {
+        further["page"] = 1;
+        const QString output = Path(QStringLiteral("out-%1.").arg(lastId) + format);
+        EXPECT_EQ(Outcome(Convert(file, output, format, further)), "ok");
         return QImage(output);
     }
 
@@ -143,6 +165,88 @@ TEST_P(FormatTest, IsWhatItsNameSays)
     EXPECT_EQ(Outcome(Convert(Sample(), output, GetParam(), {{"page", 1}})), "ok");
     EXPECT_FALSE(QImage(output, GetParam()).isNull());
     EXPECT_FALSE(QImage(output).hasAlphaChannel());
+}
+
+TEST_P(FormatTest, IsAsLargeAsFitsAndTellsTheResolutionThatComesOfIt)
+{
+    const QString sample = Sample();
+    const QList<QPair<QSize, QSize>> fits{{{300, 300}, {212, 300}},
+                                          {{300, 5000}, {300, 425}},
+                                          {{595, 842}, {595, 842}},
+                                          {{60000, 1200}, {848, 1200}}};
+    for (const auto& [box, size] : fits) {
+        const QImage picture =
+            RenderAs(sample, GetParam(),
+                     {{"size", QJsonArray{box.width(), box.height()}}, {"resolution", 20}});
+        EXPECT_EQ(picture.size(), size) << box.width();
+        const double dotsPerInch =
+            72 * std::min(box.width() / 595.0, box.height() / 842.0); // of an A4 page
+        if (GetParam() == std::string("webp")) {
+            const QByteArray file = ReadFile(Path(QStringLiteral("out-%1.webp").arg(lastId - 1)));
+            EXPECT_NEAR(WebpResolution(file).first, dotsPerInch, 0.1);
+            EXPECT_NEAR(WebpResolution(file).second, dotsPerInch, 0.1);
+        } else {
+            EXPECT_NEAR(picture.dotsPerMeterX(), dotsPerInch * inchesPerMetre, 25);
+            EXPECT_NEAR(picture.dotsPerMeterY(), dotsPerInch * inchesPerMetre, 25);
+        }
+    }
+}
+
+TEST_P(FormatTest, IsGrayWhereThatIsWanted)
+{
+    const QString sample = Sample();
+    const QColor gray = QColor::fromRgb(QRgb(qGray(SampleColour(1).rgb()) * 0x010101));
+    const QImage picture = RenderAs(sample, GetParam(), {{"gray", true}, {"resolution", 72}});
+    // A WebP always has colours, of which the rounding of its decoder leaves a trace.
+    const bool isWebp = GetParam() == std::string("webp");
+    EXPECT_EQ(picture.depth(), isWebp ? 32 : 8);
+    EXPECT_LE(MostColour(picture), isWebp ? 1 : 0);
+    EXPECT_LE(Distance(picture.pixelColor(samplePatch.center()), gray), 3);
+    EXPECT_LE(Distance(picture.pixelColor(2, 2), Qt::white), 2);
+    EXPECT_GT(MostColour(RenderAs(sample, GetParam(), {{"gray", false}})), 100);
+}
+
+TEST_P(FormatTest, HasTheQualityThatIsWantedWhereTheFormatHasAny)
+{
+    const QString sample = Sample();
+    const auto bytes = [&](const QJsonObject& further) {
+        RenderAs(sample, GetParam(), further);
+        return ReadFile(Path(QStringLiteral("out-%1.").arg(lastId - 1) + GetParam()));
+    };
+    const bool lossy = GetParam() == std::string("jpg") || GetParam() == std::string("webp");
+    const QByteArray usual = bytes({});
+    EXPECT_EQ(bytes({{"quality", 90}}), usual);
+    EXPECT_EQ(bytes({{"quality", 5}}).size() < usual.size(), lossy);
+    EXPECT_EQ(bytes({{"quality", 99}}).size() > usual.size(), lossy);
+}
+
+TEST_F(RenderTest, KeepsAPixelOfAPageThatIsFittedToNothing)
+{
+    MakePdfOfSize(Path("long.pdf"), {20, 10'000});
+    EXPECT_EQ(RenderAs(Path("long.pdf"), "png", {{"size", QJsonArray{100, 100}}}).size(),
+              QSize(1, 100));
+    EXPECT_EQ(RenderAs(Sample(), "png", {{"size", QJsonArray{1, 1}}}).size(), QSize(1, 1));
+}
+
+TEST_F(RenderTest, FitsARotatedPageAsItIsShown)
+{
+    MakeRotatedPdf(Path("rotated.pdf"));
+    EXPECT_EQ(RenderAs(Path("rotated.pdf"), "png", {{"size", QJsonArray{300, 300}}}).size(),
+              QSize(300, 212));
+}
+
+TEST_F(RenderTest, EnlargesASpeckOfAPage)
+{
+    MakePdfOfSize(Path("speck.pdf"), {0.001, 0.001});
+    EXPECT_EQ(RenderAs(Path("speck.pdf"), "png", {{"size", QJsonArray{50, 60}}}).size(),
+              QSize(50, 50));
+}
+
+TEST_F(RenderTest, RefusesToFitAPageIntoTooManyPixels)
+{
+    EXPECT_EQ(Outcome(Convert(Sample(), Path("out.png"), "png",
+                              {{"page", 1}, {"size", QJsonArray{65'000, 65'000}}})),
+              "cannot-render");
 }
 
 TEST_F(RenderTest, BlendsWhatIsTransparentWithWhite)

@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QPointer>
+#include <QSize>
 
 namespace Korvel::PDF::Converter {
 
@@ -37,25 +38,49 @@ QString FormatOf(const AbstractConverter::Task& task)
     return format == FormatsBySuffix().end() ? QString() : format->second;
 }
 
+using Options = decltype(AbstractConverter::Task::options);
+
+/** The option's value, or null when it is not there. */
+template <typename T>
+const T* Find(const Options& options, const char* name)
+{
+    const auto option = options.find(name);
+    return option == options.end() ? nullptr : &std::any_cast<const T&>(option->second);
+}
+
+void AddPictureOptions(QJsonObject& request, const Options& options)
+{
+    if (const auto* dpi = Find<double>(options, "resolution"))
+        request[QStringLiteral("resolution")] = *dpi;
+    if (const auto* size = Find<QSize>(options, "size"))
+        request[QStringLiteral("size")] = QJsonArray{size->width(), size->height()};
+    if (const auto* gray = Find<bool>(options, "gray"))
+        request[QStringLiteral("gray")] = *gray;
+    if (const auto* quality = Find<int>(options, "quality"))
+        request[QStringLiteral("quality")] = *quality;
+}
+
+void AddPages(QJsonObject& request, const Options& options)
+{
+    if (const auto* page = Find<int>(options, "page")) {
+        request[QStringLiteral("page")] = *page;
+        request[QStringLiteral("pages")] = QJsonArray{*page};
+    } else if (const auto* pages = Find<std::vector<int>>(options, "pages")) {
+        QJsonArray numbers;
+        for (const int number : *pages)
+            numbers.append(number);
+        request[QStringLiteral("pages")] = numbers;
+    }
+}
+
 QJsonObject ConvertRequest(const AbstractConverter::Task& task)
 {
     QJsonObject request{{QStringLiteral("op"), QStringLiteral("convert")},
                         {QStringLiteral("file"), RequestPath(task.source)},
                         {QStringLiteral("output"), RequestPath(task.destination)},
                         {QStringLiteral("format"), FormatOf(task)}};
-    const auto& options = task.options;
-    if (const auto dpi = options.find("resolution"); dpi != options.end())
-        request[QStringLiteral("resolution")] = std::any_cast<double>(dpi->second);
-    if (const auto page = options.find("page"); page != options.end()) {
-        const int number = std::any_cast<int>(page->second);
-        request[QStringLiteral("page")] = number;
-        request[QStringLiteral("pages")] = QJsonArray{number};
-    } else if (const auto pages = options.find("pages"); pages != options.end()) {
-        QJsonArray numbers;
-        for (const int number : std::any_cast<const std::vector<int>&>(pages->second))
-            numbers.append(number);
-        request[QStringLiteral("pages")] = numbers;
-    }
+    AddPictureOptions(request, task.options);
+    AddPages(request, task.options);
     return request;
 }
 

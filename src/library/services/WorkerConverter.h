@@ -14,7 +14,12 @@ namespace Korvel::PDF::Converter {
  * A task's `type` is the format ("png", "jpg", "tif", "bmp", "webp", "txt", "pdf"); when it is
  * empty the suffix of the destination is. The destination must not exist. Options:
  * - "page" (`int`, from 1): the one page that is wanted; needed for the picture formats
- * - "resolution" (`double`, dots per inch): 150 when absent
+ * - "resolution" (`double`, dots per inch, from 1 to 4800): 150 when absent
+ * - "size" (`QSize`, from 1 to 65000 each way): in place of "resolution", the pixels into which the
+ *   page is to fit; it becomes as large as its shape allows
+ * - "gray" (`bool`): a picture of 8-bit gray
+ * - "quality" (`int`, from 1 to 100): of the formats "jpg" and "webp"; 90 when absent, and with 100
+ *   a WebP loses nothing
  * - "pages" (`std::vector<int>`, from 1): the pages whose text is wanted, unless "page" is given;
  *   all when both are absent
  *
