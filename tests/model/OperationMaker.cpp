@@ -154,7 +154,7 @@ Task OperationMaker::MakeTask()
     else if (Chance(30))
         task.options["password"] = std::string("wrong");
     else if (Chance(20))
-        task.options["password"] = 7;
+        task.options["password"] = Chance(50) ? std::any(7) : std::any();
     if (Chance(10))
         task.options["other"] = std::string("text");
     return task;

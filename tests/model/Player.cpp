@@ -54,10 +54,8 @@ std::string Beginning::Describe() const
     return text.str() + '\n' + answer.Describe();
 }
 
-Player::Player(std::string folder, const Beginning& beginning, MakeStack& makeStack)
-    : folder(std::move(folder))
+Player::Player(const Beginning& beginning, MakeStack& makeStack)
 {
-    std::filesystem::current_path(this->folder);
     for (const std::string& file : beginning.files)
         world.files->Add(file);
     world.names->given.assign(beginning.stems.begin(), beginning.stems.end());
@@ -87,7 +85,6 @@ void Player::Hook(const std::vector<Emission>& lastEmissions)
 
 void Player::Play(const Operation& operation)
 {
-    std::filesystem::current_path(folder);
     inSlots.assign(operation.inSlots.begin(), operation.inSlots.end());
     inConverter.assign(operation.inConverter.begin(), operation.inConverter.end());
     CatchAll([&] { Perform(operation); });
@@ -97,7 +94,6 @@ void Player::Play(const Operation& operation)
 
 void Player::End()
 {
-    std::filesystem::current_path(folder);
     Destroy();
     world.GiveUpShares();
     for (const std::string& copy : World::Copies()) {
@@ -109,8 +105,10 @@ void Player::End()
 void Player::Received(const std::string& line)
 {
     Write("received " + line);
-    for (const std::string& copy : World::Copies())
-        Write("  there is " + copy);
+    const bool endsTask = line.front() == 'F'; // Failed and the two Finished
+    if (endsTask)
+        for (const std::string& copy : World::Copies())
+            Write("  there is " + copy);
     PerformNext(inSlots);
 }
 

@@ -27,20 +27,16 @@ struct Beginning
 
 using MakeStack = std::unique_ptr<Stack>(const World&, const Shape&, int verbosity);
 
-/** Lets operations happen to one stack in a folder of its own, and keeps the trace. */
+/** Lets operations happen to one stack in the working folder, and keeps the trace. */
 class Player
 {
 public:
-    /** `folder` was furnished as a world. */
-    Player(std::string folder, const Beginning& beginning, MakeStack& makeStack);
+    Player(const Beginning& beginning, MakeStack& makeStack);
 
     void Play(const Operation& operation);
 
-    /** The caller gives everything up. */
+    /** The caller gives everything up. The working folder is as it was before. */
     void End();
-
-    /** Whether there still is a stack. */
-    bool IsAlive() const { return alive; }
 
     /** Every task that the innermost converter was given. */
     const std::vector<Task>& GivenTasks() const { return givenTasks; }
@@ -61,7 +57,6 @@ private:
     void CatchAll(const std::function<void()>& work);
     void Write(const std::string& line) { trace->push_back(line); }
 
-    const std::string folder;
     World world;
     const std::shared_ptr<CallJournal> trace = world.trace;
     /** For the time in which the stack has the only shares. */

@@ -9,16 +9,6 @@ namespace {
 
 constexpr std::size_t linesAround = 5;
 
-std::string ModelFolder(const std::string& folder)
-{
-    return folder + "/model";
-}
-
-std::string RealFolder(const std::string& folder)
-{
-    return folder + "/real";
-}
-
 void WriteAround(std::ostream& stream, const char* title, const CallJournal& trace, std::size_t at)
 {
     stream << title << '\n';
@@ -32,62 +22,42 @@ void WriteAround(std::ostream& stream, const char* title, const CallJournal& tra
 
 } // namespace
 
-void Sequence::Furnish(const std::string& folder)
-{
-    World::Furnish(ModelFolder(folder));
-    World::Furnish(RealFolder(folder));
-}
-
-Sequence::Sequence(std::uint64_t randomSeed, const std::string& folder, std::ostream* log)
+Sequence::Sequence(std::uint64_t randomSeed, std::ostream* log)
     : log(log),
       maker(randomSeed),
       beginning(maker.MakeBeginning()),
-      model(ModelFolder(folder), beginning, MakeModelStack),
-      real(RealFolder(folder), beginning, MakeRealStack)
+      model(beginning, MakeModelStack)
 {
 }
 
 bool Sequence::Run()
 {
-    if (log)
-        *log << beginning.Describe() << std::flush;
-    return TracesAgree() && PlayAll() && Probe() && End();
+    RunModel();
+    return RunReal();
 }
 
-bool Sequence::PlayAll()
+void Sequence::RunModel()
 {
+    EndModelsStep();
     for (std::size_t count = maker.MakeCount(); count > 0; --count)
-        if (!Play(maker.Make(model.GivenTasks())))
-            return false;
-    return true;
-}
-
-bool Sequence::Play(const Operation& operation)
-{
-    operations.push_back(operation);
-    if (log)
-        *log << operation.Describe() << std::flush;
-    model.Play(operation);
-    real.Play(operation);
-    return TracesAgree();
-}
-
-bool Sequence::Probe()
-{
+        PlayModel(maker.Make(model.GivenTasks()));
     for (const QString& source : KnownSources())
         for (const Operation& probe : OperationMaker::MakeProbes(source))
-            if (!Play(probe))
-                return false;
-    return true;
+            PlayModel(probe);
+    model.End();
+    EndModelsStep();
 }
 
-bool Sequence::End()
+void Sequence::PlayModel(const Operation& operation)
 {
-    if (log)
-        *log << "end\n" << std::flush;
-    model.End();
-    real.End();
-    return TracesAgree();
+    model.Play(operation);
+    operations.push_back(operation);
+    EndModelsStep();
+}
+
+void Sequence::EndModelsStep()
+{
+    lengths.push_back(model.Trace().size());
 }
 
 std::set<QString> Sequence::KnownSources() const
@@ -107,23 +77,47 @@ std::set<QString> Sequence::KnownSources() const
     return sources;
 }
 
-bool Sequence::TracesAgree()
+bool Sequence::RunReal()
 {
-    const CallJournal& ofModel = model.Trace();
-    const CallJournal& ofReal = real.Trace();
-    while (agreed < ofModel.size() && agreed < ofReal.size() && ofModel[agreed] == ofReal[agreed])
+    if (log)
+        *log << beginning.Describe();
+    real.emplace(beginning, MakeRealStack);
+    if (!RealAgrees())
+        return false;
+    for (const Operation& operation : operations) {
+        if (log)
+            *log << operation.Describe() << std::flush;
+        real->Play(operation);
+        if (!RealAgrees())
+            return false;
+    }
+    real->End();
+    return RealAgrees();
+}
+
+bool Sequence::RealAgrees()
+{
+    const CallJournal& expected = model.Trace();
+    const CallJournal& trace = real->Trace();
+    const std::size_t length = lengths[steps++];
+    const std::size_t before = agreed;
+    while (agreed < std::min(length, trace.size()) && expected[agreed] == trace[agreed])
         ++agreed;
-    return agreed == ofModel.size() && agreed == ofReal.size();
+    for (std::size_t i = before; log && i < trace.size(); ++i)
+        *log << "  " << trace[i] << '\n';
+    return agreed == length && agreed == trace.size();
 }
 
 void Sequence::Report(std::ostream& stream) const
 {
     stream << beginning.Describe();
-    for (const Operation& operation : operations)
-        stream << operation.Describe();
+    for (std::size_t i = 0; i + 1 < std::min(steps, lengths.size() - 1); ++i)
+        stream << operations[i].Describe();
+    if (steps == lengths.size())
+        stream << "end\n";
     stream << "The traces differ in line " << agreed + 1 << ".\n";
     WriteAround(stream, "The model:", model.Trace(), agreed);
-    WriteAround(stream, "The wrappers:", real.Trace(), agreed);
+    WriteAround(stream, "The wrappers:", real->Trace(), agreed);
 }
 
 } // namespace Korvel::PDF::Test

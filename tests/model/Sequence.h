@@ -4,44 +4,50 @@
 #include "Player.h"
 
 #include <iosfwd>
+#include <optional>
 #include <set>
 
 namespace Korvel::PDF::Test {
 
-/** Random operations on a stack of wrappers and on its model, whose traces have to agree. */
+/**
+ * Random operations that happen to a model first and to the real wrappers then. The traces of both
+ * have to agree.
+ */
 class Sequence
 {
 public:
-    /** Makes the folders in which sequences run, in a folder that is still empty. */
-    static void Furnish(const std::string& folder);
-
     /**
-     * @param folder  furnished; a sequence leaves it as it was
-     * @param log     where operations are written before they happen; may be null
+     * `log` is where operations are written before they happen to the wrappers, and what then
+     * happens; may be null.
      */
-    Sequence(std::uint64_t randomSeed, const std::string& folder, std::ostream* log);
+    Sequence(std::uint64_t randomSeed, std::ostream* log);
 
     /** Whether the traces agree; ends at the first difference. */
     bool Run();
 
-    /** Writes the operations so far, and the traces around their first difference. */
+    /** Writes the operations until the first difference, and the traces around it. */
     void Report(std::ostream& stream) const;
 
 private:
-    bool PlayAll();
-    bool Play(const Operation& operation);
-    bool Probe();
-    bool End();
+    void RunModel();
+    void PlayModel(const Operation& operation);
+    void EndModelsStep();
     std::set<QString> KnownSources() const;
-    bool TracesAgree();
+
+    bool RunReal();
+    bool RealAgrees();
 
     std::ostream* const log;
     OperationMaker maker;
     const Beginning beginning;
     Player model;
-    Player real;
     std::vector<Operation> operations;
-    /** How many lines of both traces are known to agree. */
+    /** How long the model's trace was after the beginning, each operation and the end. */
+    std::vector<std::size_t> lengths;
+    std::optional<Player> real;
+    /** How many of the lengths the real trace has reached. */
+    std::size_t steps = 0;
+    /** How many lines of both traces agree. */
     std::size_t agreed = 0;
 };
 

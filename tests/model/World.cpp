@@ -38,13 +38,13 @@ void NumberedFiles::MakeReal(const std::string& path)
     realFiles.push_back(path);
 }
 
-void World::Furnish(const std::string& folder)
+void World::Furnish()
 {
-    for (const char* name : {"/docs", "/tmp", "/out"})
-        fs::create_directories(folder + name);
-    FakePdfProvider::MakeDocument(folder + "/docs/open.pdf", "");
-    FakePdfProvider::MakeDocument(folder + "/docs/locked.pdf", "secret");
-    FakePdfProvider::MakeDocument(folder + "/docs/документ (1).pdf", "secret");
+    for (const char* folder : {"docs", "out", "tmp"})
+        fs::create_directory(folder);
+    FakePdfProvider::MakeDocument("docs/open.pdf", "");
+    FakePdfProvider::MakeDocument("docs/locked.pdf", "secret");
+    FakePdfProvider::MakeDocument("docs/документ (1).pdf", "secret");
 }
 
 std::vector<std::string> World::Copies()

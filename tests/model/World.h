@@ -29,14 +29,13 @@ private:
 };
 
 /**
- * The fakes around one stack of wrappers, and the trace that they all write.
- *
- * Paths are relative to the working folder: two worlds of the same life need a folder each.
+ * The fakes around one stack of wrappers, and the trace that they all write. Paths are relative to
+ * the working folder, of which there is one: so is there one world at a time.
  */
 struct World
 {
-    /** Makes what a world needs in a folder that is still empty. */
-    static void Furnish(const std::string& folder);
+    /** Makes what worlds need in the working folder, which is still empty. */
+    static void Furnish();
 
     /** The unencrypted copies that lie in the working folder, in order of their names. */
     static std::vector<std::string> Copies();

@@ -4,6 +4,8 @@
 #include <iostream>
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 using namespace Korvel::PDF::Test;
@@ -54,7 +56,8 @@ Options Parse(const QCoreApplication& application)
         {{randomSeed, QStringLiteral("Random seed; one of the system's when left out."), number},
          {first, QStringLiteral("Number of the first sequence; 0 when left out."), number},
          {sequences, QStringLiteral("How many sequences; 1000 when left out."), number},
-         {verbose, QStringLiteral("Write each operation before it happens.")}});
+         {verbose,
+          QStringLiteral("Write each operation before it happens, and what then happens.")}});
     parser.process(application);
     return {Number(parser, randomSeed, RandomSeed()), Number(parser, first, 0),
             Number(parser, sequences, 1000), parser.isSet(verbose)};
@@ -75,12 +78,20 @@ std::uint64_t RandomSeedOf(const Options& options, std::uint64_t number)
     return options.randomSeed + number * 0x9E3779B97F4A7C15U;
 }
 
-bool Run(const Options& options, std::uint64_t number, const std::string& folder)
+/** In memory where there is such a folder: files are made and removed all the time. */
+QString FolderTemplate()
+{
+    const QFileInfo memory(QStringLiteral("/dev/shm"));
+    const QString parent = memory.isWritable() ? memory.filePath() : QDir::tempPath();
+    return parent + QStringLiteral("/ModelTest-XXXXXX");
+}
+
+bool Run(const Options& options, std::uint64_t number)
 {
     std::ostream* const log = options.verbose ? &std::cerr : nullptr;
     if (log)
         *log << "Sequence " << number << '\n';
-    Sequence sequence(RandomSeedOf(options, number), folder, log);
+    Sequence sequence(RandomSeedOf(options, number), log);
     if (sequence.Run())
         return true;
     std::cerr << "Sequence " << number << " fails; again with --seed " << options.randomSeed
@@ -96,11 +107,12 @@ int main(int argc, char** argv)
     const QCoreApplication application(argc, argv);
     const Options options = Parse(application);
     LogNowhere(argv[0]);
-    const QTemporaryDir folder;
-    Sequence::Furnish(folder.path().toStdString());
+    const QTemporaryDir folder(FolderTemplate());
+    QDir::setCurrent(folder.path());
+    World::Furnish();
     std::cout << "random seed " << options.randomSeed << std::endl;
     for (std::uint64_t i = 0; i < options.sequences; ++i)
-        if (!Run(options, options.first + i, folder.path().toStdString()))
+        if (!Run(options, options.first + i))
             return 1;
     std::cout << options.sequences << " sequences agree\n";
 }
