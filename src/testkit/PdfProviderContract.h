@@ -318,7 +318,7 @@ TYPED_TEST_P(PdfProviderContract, ClosesWithoutTheFuture)
 TYPED_TEST_P(PdfProviderContract, DestroyingAFutureComesBack)
 {
     const DocumentHandle document = this->OpenPlain();
-    this->caller.Drop(this->caller.StartOpen(this->InFolder("missing.pdf")));
+    this->caller.Drop(this->caller.StartOpen(this->InFolder("unwanted.pdf")));
     this->caller.Drop(this->caller.StartSave(document, this->InFolder("copy.pdf")));
     this->caller.Drop(this->caller.StartClose(document));
 }
