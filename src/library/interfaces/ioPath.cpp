@@ -29,7 +29,7 @@ bool ioPath::remove(const ioPath& path) noexcept
 
 std::ostream& operator<<(std::ostream& stream, const ioPath& path)
 {
-    return stream << path.utf8string();
+    return stream << path.text;
 }
 
 } // namespace Korvel

@@ -39,11 +39,11 @@ public:
      */
     static bool remove(const ioPath& path) noexcept;
 
+    /** Writes the path's text, as it is, to `stream`; allocates nothing itself. */
+    friend COREINT_EXPORT std::ostream& operator<<(std::ostream& stream, const ioPath& path);
+
 private:
     std::string text;
 };
-
-/** Writes the path's text, as it is, to `stream`. */
-COREINT_EXPORT std::ostream& operator<<(std::ostream& stream, const ioPath& path);
 
 } // namespace Korvel
