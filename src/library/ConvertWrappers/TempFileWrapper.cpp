@@ -56,6 +56,8 @@ struct TempFileWrapper::Impl
     /** Tasks in flight: source -> (source, wanted destination). */
     std::map<QString, std::pair<QString, QString>> filesInfo;
     QString tempFolder;
+    /** The same for the destructor, which must not need memory: it would end the program. */
+    ioPath tempFolderPath;
 };
 
 TempFileWrapper::Impl::Impl(const std::shared_ptr<IFileNameGenerator>& fileNameGenerator,
@@ -66,17 +68,19 @@ TempFileWrapper::Impl::Impl(const std::shared_ptr<IFileNameGenerator>& fileNameG
     const QString name = QString::fromStdString(fileNameGenerator->GenerateFileName());
     const QString parent = QString::fromStdString(fileSystem->GetTempFolder().utf8string());
     tempFolder = parent + QStringLiteral("/PDFConverter") + name;
+    tempFolderPath = ToIoPath(tempFolder);
 
-    const ioPath folder = ToIoPath(tempFolder);
-    const bool ready = fileSystem->Exists(folder) || fileSystem->CreateFolder(folder);
-    VLOG(30) << inImpl << "temp folder: " << tempFolder.toStdString() << " exists: " << ready;
+    // All that takes memory comes before the folder, which nobody would remove otherwise.
+    const std::string text = tempFolder.toStdString();
+    const bool ready =
+        fileSystem->Exists(tempFolderPath) || fileSystem->CreateFolder(tempFolderPath);
+    VLOG(30) << inImpl << "temp folder: " << text << " exists: " << ready;
 }
 
 TempFileWrapper::Impl::~Impl()
 {
-    const ioPath folder = ToIoPath(tempFolder);
-    const bool removed = fileSystem->RemoveFolder(folder);
-    VLOG(30) << inImplDestructor << "temp folder: " << folder << " removed: " << removed;
+    const bool removed = fileSystem->RemoveFolder(tempFolderPath);
+    VLOG(30) << inImplDestructor << "temp folder: " << tempFolderPath << " removed: " << removed;
 }
 
 std::optional<QString> TempFileWrapper::Impl::FindDestination(const Impl* impl,
