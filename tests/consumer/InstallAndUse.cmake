@@ -19,6 +19,7 @@ run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -G Ninja
   "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run(${WORK_DIR}/build/consumer)
+run(${WORK_DIR}/build/contract)
 
 # The installed command finds its libraries and its worker where they now are.
 file(MAKE_DIRECTORY ${WORK_DIR}/pages)

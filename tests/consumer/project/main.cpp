@@ -1,13 +1,12 @@
 // An application that puts TempFileWrapper around a converter of its own.
 
-#include "AbstractConverter.h"
 #include "GetNextAvaliableIndex.h"
 #include "LocalFileSystem.h"
 #include "SessionFolder.h"
 #include "TempFileWrapper.h"
+#include "TextConverter.h"
 #include "UuidFileNameGenerator.h"
 
-#include <fstream>
 #include <iostream>
 
 #include <QCoreApplication>
@@ -16,26 +15,6 @@
 
 using namespace Korvel::PDF;
 using namespace Korvel::PDF::Converter;
-
-namespace {
-
-class TextConverter : public AbstractConverter
-{
-    Q_OBJECT
-
-public:
-    bool ConvertFile(const Task& task) override
-    {
-        std::ofstream(task.destination.toStdString()) << "converted";
-        Q_EMIT Finished(task.source, task.destination);
-        return true;
-    }
-    bool CancelConvertation() override { return false; }
-    std::map<QString, QStringList> GetSupportedFormats() const override { return {}; }
-    bool DoesServiceAvailable() override { return true; }
-};
-
-} // namespace
 
 int main(int argc, char** argv)
 {
@@ -62,5 +41,3 @@ int main(int argc, char** argv)
     }
     return qobject_cast<AbstractConverter*>(static_cast<QObject*>(&wrapper)) ? 0 : 1;
 }
-
-#include "main.moc"
