@@ -1,5 +1,6 @@
 #include "PdfDocument.h"
 
+#include "EncryptionInfo.h"
 #include "Failure.h"
 #include "NewFile.h"
 #include "Structure.h"
@@ -150,6 +151,7 @@ bool PdfDocument::Open(const std::string& path, const std::string& password, boo
     }
     // Else streams of a wrong length, which are read only now, would be dropped without a word.
     pdf->setAttemptRecovery(true);
+    neededPassword = !password.empty();
     return true;
 }
 
@@ -164,11 +166,14 @@ QJsonObject PdfDocument::Description()
             properties[QLatin1String(name)] =
                 QString::fromStdString(info.getKey(key).getUTF8Value());
     }
-    return {{QStringLiteral("pages"), int(pdf->getAllPages().size())},
-            {QStringLiteral("encrypted"), pdf->isEncrypted()},
-            {QStringLiteral("repaired"), repaired},
-            {QStringLiteral("version"), Version()},
-            {QStringLiteral("properties"), properties}};
+    QJsonObject description{{QStringLiteral("pages"), int(pdf->getAllPages().size())},
+                            {QStringLiteral("encrypted"), pdf->isEncrypted()},
+                            {QStringLiteral("repaired"), repaired},
+                            {QStringLiteral("version"), Version()},
+                            {QStringLiteral("properties"), properties}};
+    if (pdf->isEncrypted())
+        description[QStringLiteral("encryption")] = DescribeEncryption(*pdf, neededPassword);
+    return description;
 }
 
 QString PdfDocument::Version()

@@ -55,6 +55,8 @@ private:
     const SourceFile file;
     std::unique_ptr<QPDF> pdf;
     bool repaired = false;
+    /** Another than the empty one. */
+    bool neededPassword = false;
 };
 
 } // namespace Korvel::Worker

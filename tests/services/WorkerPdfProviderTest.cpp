@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <thread>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -510,6 +511,17 @@ public:
 
     ioPath InFolder(const QString& name) const { return folder.filePath(name).toStdString(); }
 
+    /** What is told of a document that was encrypted so, opened with the password. */
+    EncryptionInfo Encrypted(Encryption encryption, const char* user, const char* owner,
+                             const char* password, const Allowed& allowed = {})
+    {
+        EncryptPdf(folder.filePath("plain.pdf"), folder.filePath("encrypted.pdf"), encryption, user,
+                   owner, allowed);
+        const auto info = provider.Describe(Open(provider, InFolder("encrypted.pdf"), password));
+        EXPECT_TRUE(info && info->encrypted && info->encryption);
+        return info.value_or(DocumentInfo()).encryption.value_or(EncryptionInfo());
+    }
+
     const QTemporaryDir folder;
     WorkerPdfProvider provider{REAL_WORKER};
 };
@@ -535,6 +547,63 @@ TEST_F(WorkerPdfProviderRealTest, SavesWithoutEncryptionWhatItOpenedWithThePassw
     const auto copy = provider.Describe(Open(provider, InFolder("copy.pdf")));
     ASSERT_TRUE(copy);
     EXPECT_FALSE(copy->encrypted);
+}
+
+TEST_F(WorkerPdfProviderRealTest, TellsNothingOfAnEncryptionThatIsNotThere)
+{
+    const auto info = provider.Describe(Open(provider, InFolder("plain.pdf")));
+    ASSERT_TRUE(info);
+    EXPECT_FALSE(info->encryption);
+}
+
+TEST_F(WorkerPdfProviderRealTest, TellsTheMethodAndTheLengthOfTheKey)
+{
+    const std::tuple<Encryption, EncryptionMethod, int> rows[] = {
+        {Encryption::Rc4_40, EncryptionMethod::Rc4, 40},
+        {Encryption::Rc4_128, EncryptionMethod::Rc4, 128},
+        {Encryption::Aes128, EncryptionMethod::Aes, 128},
+        {Encryption::Aes256, EncryptionMethod::Aes, 256}};
+    for (const auto& [encryption, method, bits] : rows) {
+        const EncryptionInfo info = Encrypted(encryption, "user", "owner", "user");
+        EXPECT_EQ(info.method, method) << bits;
+        EXPECT_EQ(info.bits, bits);
+        EXPECT_EQ(info.openedWith, OpenedWith::UserPassword);
+    }
+}
+
+TEST_F(WorkerPdfProviderRealTest, TellsWhichPasswordOpenedADocument)
+{
+    const auto openedWith = [this](const char* user, const char* owner, const char* password) {
+        return Encrypted(Encryption::Aes256, user, owner, password).openedWith;
+    };
+    EXPECT_EQ(openedWith("user", "owner", "user"), OpenedWith::UserPassword);
+    EXPECT_EQ(openedWith("user", "owner", "owner"), OpenedWith::OwnerPassword);
+    EXPECT_EQ(openedWith("same", "same", "same"), OpenedWith::UserAndOwnerPassword);
+    EXPECT_EQ(openedWith("", "owner", "owner"), OpenedWith::EmptyPassword);
+}
+
+TEST_F(WorkerPdfProviderRealTest, TellsWhatADocumentAllows)
+{
+    const QList<QPair<bool Allowed::*, bool Permissions::*>> pairs{
+        {&Allowed::print, &Permissions::print},
+        {&Allowed::printHighResolution, &Permissions::printHighResolution},
+        {&Allowed::modify, &Permissions::modify},
+        {&Allowed::copy, &Permissions::copy},
+        {&Allowed::annotate, &Permissions::annotate},
+        {&Allowed::fillForms, &Permissions::fillForms},
+        {&Allowed::accessibility, &Permissions::accessibility},
+        {&Allowed::assemble, &Permissions::assemble}};
+    for (const auto& [denied, expected] : pairs) {
+        Allowed allowed;
+        allowed.*denied = false;
+        const Permissions told =
+            Encrypted(Encryption::Rc4_128, "", "owner", "", allowed).permissions;
+        for (const auto& [other, permission] : pairs) {
+            const bool isCoarse =
+                denied == &Allowed::print && permission == &Permissions::printHighResolution;
+            EXPECT_EQ(told.*permission, permission != expected && !isCoarse);
+        }
+    }
 }
 
 TEST_F(WorkerPdfProviderRealTest, TellsWhyADocumentCannotBeOpened)

@@ -185,7 +185,8 @@ void MakeSamplePdf(const QString& path, int pages)
 }
 
 void EncryptPdf(const QString& from, const QString& to, Encryption encryption,
-                const QByteArray& userPassword, const QByteArray& ownerPassword)
+                const QByteArray& userPassword, const QByteArray& ownerPassword,
+                const Allowed& allowed)
 {
     QPDF pdf;
     pdf.processFile(from.toUtf8().constData());
@@ -193,21 +194,28 @@ void EncryptPdf(const QString& from, const QString& to, Encryption encryption,
     QPDFWriter writer(pdf, file.constData());
     const char* const user = userPassword.constData();
     const char* const owner = ownerPassword.constData();
+    const qpdf_r3_print_e printing = !allowed.print                ? qpdf_r3p_none
+                                     : allowed.printHighResolution ? qpdf_r3p_full
+                                                                   : qpdf_r3p_low;
     switch (encryption) {
     case Encryption::Rc4_40:
-        writer.setR2EncryptionParametersInsecure(user, owner, true, true, true, true);
+        writer.setR2EncryptionParametersInsecure(user, owner, allowed.print, allowed.modify,
+                                                 allowed.copy, allowed.annotate);
         break;
     case Encryption::Rc4_128:
-        writer.setR3EncryptionParametersInsecure(user, owner, true, true, true, true, true, true,
-                                                 qpdf_r3p_full);
+        writer.setR3EncryptionParametersInsecure(user, owner, allowed.accessibility, allowed.copy,
+                                                 allowed.assemble, allowed.annotate,
+                                                 allowed.fillForms, allowed.modify, printing);
         break;
     case Encryption::Aes128:
-        writer.setR4EncryptionParametersInsecure(user, owner, true, true, true, true, true, true,
-                                                 qpdf_r3p_full, true, true);
+        writer.setR4EncryptionParametersInsecure(
+            user, owner, allowed.accessibility, allowed.copy, allowed.assemble, allowed.annotate,
+            allowed.fillForms, allowed.modify, printing, true, true);
         break;
     case Encryption::Aes256:
-        writer.setR6EncryptionParameters(user, owner, true, true, true, true, true, true,
-                                         qpdf_r3p_full, true);
+        writer.setR6EncryptionParameters(user, owner, allowed.accessibility, allowed.copy,
+                                         allowed.assemble, allowed.annotate, allowed.fillForms,
+                                         allowed.modify, printing, true);
         break;
     }
     writer.write();

@@ -23,9 +23,28 @@ void MakeSamplePdf(const QString& path, int pages);
 QColor SampleColour(int page);
 inline constexpr QRect samplePatch{400, 60, 120, 60};
 
-/** Encrypts a document. The passwords are taken as they are, byte by byte. */
+/** What a document allows to those who do not have its owner password. */
+struct Allowed
+{
+    bool print = true;
+    bool printHighResolution = true;
+    bool modify = true;
+    bool copy = true;
+    bool annotate = true;
+    bool fillForms = true;
+    bool accessibility = true;
+    bool assemble = true;
+};
+
+/**
+ * Encrypts a document. The passwords are taken as they are, byte by byte.
+ *
+ * @param allowed  of this, Rc4_40 knows only how to print, modify, copy and annotate; Aes128 and
+ *                 Aes256 always allow accessibility
+ */
 void EncryptPdf(const QString& from, const QString& to, Encryption encryption,
-                const QByteArray& userPassword, const QByteArray& ownerPassword);
+                const QByteArray& userPassword, const QByteArray& ownerPassword,
+                const Allowed& allowed = {});
 
 // Documents of one such page with something special about it.
 

@@ -3,6 +3,7 @@
 #include "SamplePdf.h"
 #include "WorkerFixture.h"
 
+#include <map>
 #include <tuple>
 
 #include <QFile>
@@ -34,6 +35,7 @@ TEST_F(OpenTest, DescribesADocument)
     EXPECT_EQ(answer["pages"].toInt(), 3);
     EXPECT_TRUE(answer["encrypted"].isBool());
     EXPECT_FALSE(answer["encrypted"].toBool());
+    EXPECT_FALSE(answer.contains("encryption"));
     EXPECT_TRUE(answer["repaired"].isBool());
     EXPECT_FALSE(answer["repaired"].toBool());
     EXPECT_EQ(answer["version"].toString(), "1.4");
@@ -147,6 +149,109 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Encryptions, PasswordTest,
                          testing::Values(Encryption::Rc4_40, Encryption::Rc4_128,
                                          Encryption::Aes128, Encryption::Aes256));
+
+TEST_P(PasswordTest, TellsTheMethodAndTheLengthOfTheKey)
+{
+    const QJsonObject told = Open(Encrypted("user", "owner"), "user")["encryption"].toObject();
+    const std::map<Encryption, QPair<QString, int>> expected{{Encryption::Rc4_40, {"RC4", 40}},
+                                                             {Encryption::Rc4_128, {"RC4", 128}},
+                                                             {Encryption::Aes128, {"AES", 128}},
+                                                             {Encryption::Aes256, {"AES", 256}}};
+    EXPECT_EQ(qMakePair(told["method"].toString(), told["bits"].toInt()), expected.at(GetParam()));
+}
+
+TEST_P(PasswordTest, TellsWhichPasswordOpenedIt)
+{
+    const auto openedWith = [this](const QString& path, const char* password) {
+        return Open(path, password, ++lastId)["encryption"]
+            .toObject()["openedWith"]
+            .toString()
+            .toStdString();
+    };
+    const QString locked = Encrypted("user", "owner");
+    EXPECT_EQ(openedWith(locked, "user"), "user");
+    EXPECT_EQ(openedWith(locked, "owner"), "owner");
+    EXPECT_EQ(openedWith(Encrypted("same", "same"), "same"), "both");
+    const QString readable = Encrypted("", "owner");
+    EXPECT_EQ(openedWith(readable, ""), "empty");
+    EXPECT_EQ(openedWith(readable, "owner"), "empty") << "which is tried first";
+    EXPECT_EQ(openedWith(Encrypted("", ""), ""), "empty");
+}
+
+TEST_P(PasswordTest, TellsWhichPasswordOpenedADocumentWithoutOwnerPassword)
+{
+    // Older documents take the user password for that of the owner; newer ones open without any.
+    const char* const expected = GetParam() == Encryption::Aes256 ? "empty" : "both";
+    EXPECT_EQ(Open(Encrypted("user", ""), "user")["encryption"].toObject()["openedWith"].toString(),
+              expected);
+}
+
+struct DeniedRow
+{
+    bool Allowed::*denied;
+    QStringList by40Bits; // which have fewer permissions: some deny more, others cannot be told
+    QStringList byMore;
+};
+
+const DeniedRow deniedRows[] = {
+    {&Allowed::print, {"print", "printHighResolution"}, {"print", "printHighResolution"}},
+    {&Allowed::modify, {"assemble", "modify"}, {"modify"}},
+    {&Allowed::copy, {"accessibility", "copy"}, {"copy"}},
+    {&Allowed::annotate, {"annotate", "fillForms"}, {"annotate"}},
+    {&Allowed::printHighResolution, {}, {"printHighResolution"}},
+    {&Allowed::fillForms, {}, {"fillForms"}},
+    {&Allowed::assemble, {}, {"assemble"}}};
+
+/** The names of what is not allowed, of the eight permissions. */
+QStringList Denied(const QJsonObject& answer)
+{
+    const QJsonObject permissions = answer["encryption"].toObject()["permissions"].toObject();
+    EXPECT_EQ(permissions.size(), 8);
+    QStringList denied;
+    for (auto permission = permissions.begin(); permission != permissions.end(); ++permission) {
+        EXPECT_TRUE(permission.value().isBool()) << permission.key().toStdString();
+        if (!permission.value().toBool())
+            denied.append(permission.key());
+    }
+    return denied;
+}
+
+TEST_P(PasswordTest, TellsWhatTheDocumentAllows)
+{
+    const QString sample = Sample();
+    for (const DeniedRow& row : deniedRows) {
+        Allowed allowed;
+        allowed.*row.denied = false;
+        EncryptPdf(sample, Path("limited.pdf"), GetParam(), "user", "owner", allowed);
+        for (const char* password : {"user", "owner"})
+            EXPECT_EQ(Denied(Open(Path("limited.pdf"), password, ++lastId)),
+                      GetParam() == Encryption::Rc4_40 ? row.by40Bits : row.byMore)
+                << row.byMore.join(' ').toStdString();
+    }
+    EXPECT_EQ(Denied(Open(Encrypted("user", "owner"), "user", ++lastId)), QStringList());
+}
+
+TEST_F(OpenTest, TellsTheMethodOfWhatIsEncrypted)
+{
+    EncryptPdf(Sample(), Path("aes.pdf"), Encryption::Aes128, "", "owner");
+    const QByteArray bytes = ReadFile(Path("aes.pdf"));
+    const auto method = [&](const QByteArray& before, const QByteArray& after) {
+        EXPECT_TRUE(bytes.contains(before));
+        const QString path = WriteFile("changed.pdf", QByteArray(bytes).replace(before, after));
+        return Open(path, {}, ++lastId)["encryption"].toObject()["method"].toString();
+    };
+    EXPECT_EQ(method("/StmF /StdCF", "/StmF /Identity"), "AES") << "the strings";
+    EXPECT_EQ(method("/AESV2", "/V2"), "RC4");
+    EXPECT_EQ(method("/AESV2", "/None"), "other");
+}
+
+TEST_F(OpenTest, TellsThatADocumentDeniesAccessibility)
+{
+    Allowed allowed;
+    allowed.accessibility = false; // which libqpdf would grant in newer documents all the same
+    EncryptPdf(Sample(), Path("rc4.pdf"), Encryption::Rc4_128, "", "owner", allowed);
+    EXPECT_EQ(Denied(Open(Path("rc4.pdf"))), QStringList("accessibility"));
+}
 
 TEST_P(PasswordTest, TakesTheUserAndTheOwnerPasswordAlike)
 {

@@ -50,11 +50,53 @@ OpenFailure ToOpenFailure(const QString& reason)
     return failure == failures.end() ? OpenFailure::WorkerFailed : failure->second;
 }
 
+EncryptionMethod ToEncryptionMethod(const QString& method)
+{
+    if (method == QLatin1String("RC4"))
+        return EncryptionMethod::Rc4;
+    return method == QLatin1String("AES") ? EncryptionMethod::Aes : EncryptionMethod::Other;
+}
+
+OpenedWith ToOpenedWith(const QString& password)
+{
+    if (password == QLatin1String("user"))
+        return OpenedWith::UserPassword;
+    if (password == QLatin1String("owner"))
+        return OpenedWith::OwnerPassword;
+    return password == QLatin1String("both") ? OpenedWith::UserAndOwnerPassword
+                                             : OpenedWith::EmptyPassword;
+}
+
+Permissions ToPermissions(const QJsonObject& permissions)
+{
+    Permissions result;
+    result.print = permissions[QStringLiteral("print")].toBool();
+    result.printHighResolution = permissions[QStringLiteral("printHighResolution")].toBool();
+    result.modify = permissions[QStringLiteral("modify")].toBool();
+    result.copy = permissions[QStringLiteral("copy")].toBool();
+    result.annotate = permissions[QStringLiteral("annotate")].toBool();
+    result.fillForms = permissions[QStringLiteral("fillForms")].toBool();
+    result.accessibility = permissions[QStringLiteral("accessibility")].toBool();
+    result.assemble = permissions[QStringLiteral("assemble")].toBool();
+    return result;
+}
+
+std::optional<EncryptionInfo> ToEncryptionInfo(const QJsonValue& encryption)
+{
+    if (!encryption.isObject())
+        return std::nullopt;
+    return EncryptionInfo{ToEncryptionMethod(encryption[QStringLiteral("method")].toString()),
+                          encryption[QStringLiteral("bits")].toInt(),
+                          ToOpenedWith(encryption[QStringLiteral("openedWith")].toString()),
+                          ToPermissions(encryption[QStringLiteral("permissions")].toObject())};
+}
+
 DocumentInfo ToDocumentInfo(const QJsonObject& answer)
 {
     DocumentInfo info;
     info.pages = answer[QStringLiteral("pages")].toInt();
     info.encrypted = answer[QStringLiteral("encrypted")].toBool();
+    info.encryption = ToEncryptionInfo(answer[QStringLiteral("encryption")]);
     info.repaired = answer[QStringLiteral("repaired")].toBool();
     info.version = answer[QStringLiteral("version")].toString();
     const QJsonObject properties = answer[QStringLiteral("properties")].toObject();

@@ -13,12 +13,49 @@
 
 namespace Korvel::PDF {
 
+/**
+ * What a document allows to whoever opens it without its owner password. Only a declaration: a
+ * WorkerPdfProvider opens and saves the document all the same.
+ */
+struct Permissions
+{
+    /** Perhaps only coarsely. */
+    bool print = false;
+    bool printHighResolution = false;
+    /** In other ways than by annotations, in forms, or page by page. */
+    bool modify = false;
+    bool copy = false;
+    bool annotate = false;
+    bool fillForms = false;
+    /** To copy for those who cannot see. */
+    bool accessibility = false;
+    /** To add, remove and turn pages. */
+    bool assemble = false;
+};
+
+enum class EncryptionMethod { Rc4, Aes, Other };
+
+/** Which of its passwords has opened a document; the empty one is tried first. */
+enum class OpenedWith { EmptyPassword, UserPassword, OwnerPassword, UserAndOwnerPassword };
+
+/** How a document was encrypted. */
+struct EncryptionInfo
+{
+    EncryptionMethod method = EncryptionMethod::Other;
+    /** The length of the key: 40, 128, 256 ... */
+    int bits = 0;
+    OpenedWith openedWith = OpenedWith::EmptyPassword;
+    Permissions permissions;
+};
+
 /** What a PDF says of itself. */
 struct DocumentInfo
 {
     int pages = 0;
     /** It was encrypted, with whatever password, the empty one included. */
     bool encrypted = false;
+    /** How; there when it was encrypted. */
+    std::optional<EncryptionInfo> encryption;
     /** It opened only after its structure had been repaired. */
     bool repaired = false;
     /** The PDF version, such as "1.7". */
