@@ -239,7 +239,8 @@ private:
  *     using namespace Korvel::PDF::TestKit;
  *     INSTANTIATE_TYPED_TEST_SUITE_P(Mine, ConverterContract, MyConverterTest);
  *
- * The program needs a QCoreApplication; signals are waited for in its event loop.
+ * The program needs a QCoreApplication; signals, from whatever thread, are waited for in its event
+ * loop.
  *
  * - The first argument of every signal is the source of a task that the converter was given.
  * - An accepted task ends by one Finished or Failed, and nothing is emitted for it afterwards.

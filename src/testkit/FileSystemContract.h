@@ -101,7 +101,7 @@ private:
  * - Move brings a file to another path, byte by byte, to another volume as well. It never replaces;
  *   when it answers false, nothing has changed at either path.
  * - RemoveFolder takes everything inside with it, and nothing beside it.
- * - A path that is empty, too long or holds a NUL names nothing.
+ * - A path that is empty, too long or holds a NUL names nothing, and nothing can be made there.
  * - Names are UTF-8.
  *
  * Every test works in a folder of its own inside the one for temporary files, and removes it.
@@ -395,14 +395,20 @@ TYPED_TEST_P(FileSystemContract, ANulDoesNotEndAPath)
         << "IFileSystem::Exists must not answer for what stands before a NUL";
     EXPECT_FALSE(this->files.Move(this->Path("file" + nul), this->Path("to")))
         << "IFileSystem::Move must not move what stands before a NUL";
+    EXPECT_FALSE(this->files.Move(this->Path("file"), this->Path("to" + nul + "x")))
+        << "IFileSystem::Move must answer false for a target that holds a NUL";
+    EXPECT_FALSE(this->files.Exists(this->Path("to")))
+        << "IFileSystem::Move must not move to what stands before a NUL";
+    EXPECT_FALSE(this->files.CreateFolder(this->Path("new" + nul + "x")))
+        << "IFileSystem::CreateFolder must answer false for a path that holds a NUL";
+    EXPECT_FALSE(this->files.Exists(this->Path("new")))
+        << "IFileSystem::CreateFolder must not create what stands before a NUL";
     EXPECT_FALSE(this->files.RemoveFolder(this->Path("folder" + nul + "x")))
         << "IFileSystem::RemoveFolder must not remove what stands before a NUL";
-    EXPECT_EQ(this->Read("file"), "content") << "IFileSystem::Move must not cut a path at a NUL";
+    EXPECT_EQ(this->Read("file"), "content")
+        << "IFileSystem::Move must leave the file where it is when it answers false";
     EXPECT_TRUE(this->files.Exists(this->Path("folder")))
-        << "IFileSystem::RemoveFolder must not cut a path at a NUL";
-    this->files.Move(this->Path("file"), this->Path("to" + nul + "x"));
-    EXPECT_FALSE(this->files.Exists(this->Path("to")))
-        << "IFileSystem::Move must not cut a path at a NUL";
+        << "IFileSystem::RemoveFolder must not remove what stands before a NUL";
 }
 
 TYPED_TEST_P(FileSystemContract, NamesAreUtf8)

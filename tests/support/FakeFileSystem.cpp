@@ -73,7 +73,8 @@ bool FakeFileSystem::IsFree(const std::string& path) const
     const bool isBelow = path.rfind(tempFolder + '/', 0) == 0;
     if (isBelow && folders.count(path.substr(0, path.rfind('/'))) == 0)
         return false;
-    return !path.empty() && folders.count(path) == 0 && files.count(path) == 0;
+    const bool canBeMade = !path.empty() && path.find('\0') == std::string::npos;
+    return canBeMade && folders.count(path) == 0 && files.count(path) == 0;
 }
 
 } // namespace Korvel::PDF::Test

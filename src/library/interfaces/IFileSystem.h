@@ -8,8 +8,9 @@ namespace Korvel::PDF {
 /**
  * The file operations that converters need.
  *
- * Every operation works synchronously, reports a failure by its result and throws nothing. Called
- * on the thread of the object that uses it; one file system may serve several objects.
+ * Every operation works synchronously, reports a failure by its result and throws nothing. A path
+ * that is empty or holds a NUL names nothing, and nothing can be made there. Called on the thread of
+ * the object that uses it; one file system may serve several objects.
  */
 class PDFINTERFACES_EXPORT IFileSystem
 {
@@ -22,7 +23,7 @@ public:
      */
     virtual ioPath GetTempFolder() = 0;
 
-    /** Removes `folder` with everything inside it; false also when there is no such folder. */
+    /** Removes `folder` with everything inside it; true when it was there and is gone. */
     virtual bool RemoveFolder(const ioPath& folder) = 0;
 
     /** Whether a file or a folder exists at `path`; false also when that cannot be told. */
