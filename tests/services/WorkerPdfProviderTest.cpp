@@ -204,6 +204,7 @@ TEST_P(WorkerPdfProviderRefuses, ThePathWithoutAskingTheWorker)
     EXPECT_EQ(provider.WhyOpenFailed(path), OpenFailure::Unreadable);
     EXPECT_TRUE(ChildProcesses().empty());
     EXPECT_FALSE(Save(provider, Open(provider, PathTo("answer")), path));
+    EXPECT_EQ(provider.WhySaveFailed(path), SaveFailure::CannotWrite);
 }
 
 struct FailureRow
@@ -254,6 +255,49 @@ TEST_P(WorkerPdfProviderTells, WhyADocumentCouldNotBeOpened)
     EXPECT_GE(Open(provider, PathTo("answer")).id, 0) << "goes on working";
 }
 
+struct SaveRow
+{
+    const char* what;
+    SaveFailure failure;
+    std::chrono::milliseconds deadline = longTime;
+};
+
+std::ostream& operator<<(std::ostream& stream, const SaveRow& row)
+{
+    return stream << row.what;
+}
+
+const SaveRow saveRows[] = {{"fail-with-cannot-write", SaveFailure::CannotWrite},
+                            {"fail-with-damaged", SaveFailure::Damaged},
+                            {"fail-with-no-such-document", SaveFailure::WorkerFailed},
+                            {"fail-with-bad-request", SaveFailure::WorkerFailed},
+                            {"fail-with-something-new", SaveFailure::WorkerFailed},
+                            {"run-out-of-memory", SaveFailure::OutOfMemory},
+                            {"fall-silent", SaveFailure::TimedOut, shortDeadline},
+                            {"die", SaveFailure::WorkerFailed},
+                            {"no-json", SaveFailure::WorkerFailed}};
+
+class WorkerPdfProviderTellsOfASave : public testing::TestWithParam<SaveRow>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(WorkerPdfProviderTest, WorkerPdfProviderTellsOfASave,
+                         testing::ValuesIn(saveRows), [](const auto& row) {
+                             return QString(row.param.what).remove('-').toStdString();
+                         });
+
+TEST_P(WorkerPdfProviderTellsOfASave, WhyItFailed)
+{
+    WorkerPdfProvider provider(ScriptedWorker(), GetParam().deadline);
+    const ioPath path = PathTo(GetParam().what);
+    EXPECT_FALSE(Save(provider, Open(provider, PathTo("answer")), path));
+    EXPECT_EQ(provider.WhySaveFailed(path), GetParam().failure);
+    EXPECT_EQ(provider.WhySaveFailed(PathTo("answer")), SaveFailure::None) << "nobody tried";
+    EXPECT_EQ(provider.WhyOpenFailed(path), OpenFailure::None);
+    EXPECT_TRUE(Save(provider, Open(provider, PathTo("answer")), PathTo("answer")));
+    EXPECT_EQ(provider.WhySaveFailed(PathTo("answer")), SaveFailure::None);
+}
+
 TEST_F(WorkerPdfProviderTest, TellsOfAWorkerThatIsMissing)
 {
     WorkerPdfProvider missing("/missing/program");
@@ -261,6 +305,7 @@ TEST_F(WorkerPdfProviderTest, TellsOfAWorkerThatIsMissing)
     EXPECT_EQ(Open(missing, path).id, -1);
     EXPECT_EQ(missing.WhyOpenFailed(path), OpenFailure::WorkerFailed);
     EXPECT_FALSE(Save(missing, {1, 0}, path));
+    EXPECT_EQ(missing.WhySaveFailed(path), SaveFailure::WorkerFailed);
     EXPECT_FALSE(Close(missing, {1, 0}));
 }
 
@@ -371,6 +416,7 @@ TEST(WorkerPdfProviderShutdownTest, AnswersABlockedSaveAndAllBehindItAtOnce)
     EXPECT_FALSE(Get(std::move(saved)));
     EXPECT_EQ(Get(std::move(opened)).id, -1);
     EXPECT_FALSE(Get(std::move(closed)));
+    EXPECT_EQ(provider.WhySaveFailed(PathTo("fall-silent")), SaveFailure::WorkerFailed);
     EXPECT_EQ(provider.WhyOpenFailed(PathTo("answer")), OpenFailure::WorkerFailed);
     other.join();
 }
@@ -384,6 +430,7 @@ TEST(WorkerPdfProviderShutdownTest, IsForGood)
     EXPECT_EQ(Open(provider, PathTo("answer")).id, -1);
     EXPECT_EQ(provider.WhyOpenFailed(PathTo("answer")), OpenFailure::WorkerFailed);
     EXPECT_FALSE(Save(provider, document, PathTo("answer")));
+    EXPECT_EQ(provider.WhySaveFailed(PathTo("answer")), SaveFailure::WorkerFailed);
     EXPECT_FALSE(Close(provider, document));
     EXPECT_TRUE(ChildProcesses().empty());
 }
@@ -628,7 +675,21 @@ TEST_F(WorkerPdfProviderRealTest, NeverReplacesAFile)
 {
     const DocumentHandle document = Open(provider, InFolder("plain.pdf"));
     EXPECT_FALSE(Save(provider, document, InFolder("secret.pdf")));
+    EXPECT_EQ(provider.WhySaveFailed(InFolder("secret.pdf")), SaveFailure::CannotWrite);
     EXPECT_EQ(Open(provider, InFolder("secret.pdf")).id, -1) << "still encrypted";
+}
+
+TEST_F(WorkerPdfProviderRealTest, TellsOfTheLastAttemptToSaveAlone)
+{
+    const DocumentHandle document = Open(provider, InFolder("plain.pdf"));
+    const ioPath copy = InFolder("later/copy.pdf");
+    EXPECT_FALSE(Save(provider, document, copy));
+    EXPECT_EQ(provider.WhySaveFailed(copy), SaveFailure::CannotWrite);
+    ASSERT_TRUE(QDir(folder.path()).mkdir("later"));
+    EXPECT_TRUE(Save(provider, document, copy));
+    EXPECT_EQ(provider.WhySaveFailed(copy), SaveFailure::None);
+    EXPECT_FALSE(Save(provider, {document.id + 1, 0}, copy));
+    EXPECT_EQ(provider.WhySaveFailed(copy), SaveFailure::WorkerFailed);
 }
 
 TEST_F(WorkerPdfProviderRealTest, AnswersFalseForADocumentThatIsNotOpen)

@@ -50,6 +50,17 @@ OpenFailure ToOpenFailure(const QString& reason)
     return failure == failures.end() ? OpenFailure::WorkerFailed : failure->second;
 }
 
+SaveFailure ToSaveFailure(const QString& reason)
+{
+    static const std::map<QString, SaveFailure> failures{
+        {QStringLiteral("cannot-write"), SaveFailure::CannotWrite},
+        {QStringLiteral("damaged"), SaveFailure::Damaged},
+        {QStringLiteral("out-of-memory"), SaveFailure::OutOfMemory},
+        {QStringLiteral("timed-out"), SaveFailure::TimedOut}};
+    const auto failure = failures.find(reason);
+    return failure == failures.end() ? SaveFailure::WorkerFailed : failure->second;
+}
+
 EncryptionMethod ToEncryptionMethod(const QString& method)
 {
     if (method == QLatin1String("RC4"))
@@ -154,13 +165,25 @@ struct WorkerPdfProvider::Impl
     {
         const std::lock_guard lock(mutex);
         documents[id] = info;
-        failures.erase(file);
+        openFailures.erase(file);
     }
 
-    void KeepFailure(const std::string& file, OpenFailure failure)
+    void KeepOpenFailure(const std::string& file, OpenFailure failure)
     {
         const std::lock_guard lock(mutex);
-        failures[file] = failure;
+        openFailures[file] = failure;
+    }
+
+    void KeepSaved(const std::string& file)
+    {
+        const std::lock_guard lock(mutex);
+        saveFailures.erase(file);
+    }
+
+    void KeepSaveFailure(const std::string& file, SaveFailure failure)
+    {
+        const std::lock_guard lock(mutex);
+        saveFailures[file] = failure;
     }
 
     QThread thread;
@@ -171,7 +194,8 @@ struct WorkerPdfProvider::Impl
 
     mutable std::mutex mutex;
     std::map<qint64, DocumentInfo> documents;
-    std::map<std::string, OpenFailure> failures;
+    std::map<std::string, OpenFailure> openFailures;
+    std::map<std::string, SaveFailure> saveFailures;
 };
 
 WorkerPdfProvider::WorkerPdfProvider(const QString& workerProgram,
@@ -190,7 +214,7 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
     const std::string name = file.utf8string();
     const QString path = PathInRequest(file);
     if (path.isNull()) {
-        impl->KeepFailure(name, OpenFailure::Unreadable);
+        impl->KeepOpenFailure(name, OpenFailure::Unreadable);
         return opened;
     }
 
@@ -202,7 +226,7 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
                {QStringLiteral("password"), QString::fromLatin1(secret)}},
               [state = impl.get(), reply, id, name](const QJsonObject& answer) {
                   if (!answer[QStringLiteral("ok")].toBool()) {
-                      state->KeepFailure(
+                      state->KeepOpenFailure(
                           name, ToOpenFailure(answer[QStringLiteral("reason")].toString()));
                       return;
                   }
@@ -217,16 +241,25 @@ std::future<bool> WorkerPdfProvider::SaveDocument(const DocumentHandle& document
 {
     const auto reply = std::make_shared<Reply<bool>>(false);
     std::future<bool> saved = reply->Future();
+    const std::string name = file.utf8string();
     const QString path = PathInRequest(file);
-    if (path.isNull())
+    if (path.isNull()) {
+        impl->KeepSaveFailure(name, SaveFailure::CannotWrite);
         return saved;
+    }
+
     impl->Ask({{QStringLiteral("op"), QStringLiteral("save")},
                {QStringLiteral("document"), qint64(document.id)},
                {QStringLiteral("file"), path}},
-              [reply](const QJsonObject& answer) {
-                  reply->Set(answer[QStringLiteral("ok")].toBool());
-                  if (!answer[QStringLiteral("ok")].toBool())
+              [state = impl.get(), reply, name](const QJsonObject& answer) {
+                  if (!answer[QStringLiteral("ok")].toBool()) {
                       qCWarning(servicesLog) << "cannot save:" << answer[QStringLiteral("message")];
+                      state->KeepSaveFailure(
+                          name, ToSaveFailure(answer[QStringLiteral("reason")].toString()));
+                      return;
+                  }
+                  state->KeepSaved(name);
+                  reply->Set(true);
               });
     return saved;
 }
@@ -258,8 +291,15 @@ std::optional<DocumentInfo> WorkerPdfProvider::Describe(const DocumentHandle& do
 OpenFailure WorkerPdfProvider::WhyOpenFailed(const ioPath& file) const
 {
     const std::lock_guard lock(impl->mutex);
-    const auto failure = impl->failures.find(file.utf8string());
-    return failure == impl->failures.end() ? OpenFailure::None : failure->second;
+    const auto failure = impl->openFailures.find(file.utf8string());
+    return failure == impl->openFailures.end() ? OpenFailure::None : failure->second;
+}
+
+SaveFailure WorkerPdfProvider::WhySaveFailed(const ioPath& file) const
+{
+    const std::lock_guard lock(impl->mutex);
+    const auto failure = impl->saveFailures.find(file.utf8string());
+    return failure == impl->saveFailures.end() ? SaveFailure::None : failure->second;
 }
 
 void WorkerPdfProvider::Shutdown()

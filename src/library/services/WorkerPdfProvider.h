@@ -79,6 +79,16 @@ enum class OpenFailure {
     WorkerFailed           ///< the worker could not be started, died, or was shut down
 };
 
+/** Why a document could not be saved. */
+enum class SaveFailure {
+    None,        ///< it was saved, or nobody tried
+    CannotWrite, ///< the file exists, its folder is missing or full, or the path is none
+    Damaged,     ///< the document opened, but is too damaged to be written
+    OutOfMemory, ///< it needs more memory than a worker is given
+    TimedOut,    ///< the worker took longer than it was given
+    WorkerFailed ///< the worker does not hold the document, died, or was shut down
+};
+
 /**
  * A PDF service whose documents are held by a worker process.
  *
@@ -116,6 +126,9 @@ public:
 
     /** Why the last attempt to open `file`, under just this path, failed. */
     OpenFailure WhyOpenFailed(const ioPath& file) const;
+
+    /** Why the last attempt to save to `file`, under just this path, failed. */
+    SaveFailure WhySaveFailed(const ioPath& file) const;
 
     /**
      * Ends the worker at once and for good. Everything open, and every later operation, is answered
