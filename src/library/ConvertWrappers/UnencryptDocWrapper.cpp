@@ -171,8 +171,14 @@ bool UnencryptDocWrapper::ConvertFile(const Task& task)
     if (const auto option = options.find("password"); option != options.end())
         password = std::any_cast<std::string>(option->second);
 
-    const DocumentHandle document =
-        impl->pdfProvider->OpenDocument(ioPath(sourceText), password).get();
+    // All that takes memory comes before the document and the copy, of which nobody else knows.
+    const ioPath sourceFile(sourceText);
+    const ioPath copyFile(copyText);
+    Task inner = task;
+    inner.source = copy;
+    std::map<QString, QString> entry{{copy, source}};
+
+    const DocumentHandle document = impl->pdfProvider->OpenDocument(sourceFile, password).get();
     VLOG(30) << inConvertFile << "Unencrypying: " << sourceText << " to: " << copyText
              << (password.empty() ? " without" : " with") << " using password";
     if (document.id < 0) {
@@ -180,7 +186,7 @@ bool UnencryptDocWrapper::ConvertFile(const Task& task)
         return false;
     }
 
-    std::future<bool> saved = impl->pdfProvider->SaveDocument(document, ioPath(copyText));
+    std::future<bool> saved = impl->pdfProvider->SaveDocument(document, copyFile);
     saved.wait();
     // Goes ahead without its future, and before the save's answer is looked at.
     impl->pdfProvider->CloseDocument(document);
@@ -191,9 +197,7 @@ bool UnencryptDocWrapper::ConvertFile(const Task& task)
     VLOG(30) << inConvertFile << "File: " << sourceText
              << " unencrypted and saved to: " << copyText;
 
-    Task inner = task;
-    inner.source = copy;
-    impl->unencryptedFiles.try_emplace(copy, source);
+    impl->unencryptedFiles.merge(entry);
     return converter->ConvertFile(inner);
 }
 
