@@ -91,6 +91,8 @@ const Row rows[] = {
      "out/report(2)."},
     {"SeveralDots", "tmp/abc.gz", "out/archive.tar.gz", "out/archive.tar.gz", true,
      "out/archive.tar(2).gz"},
+    {"OnlyTheResultsLastSuffixCounts", "tmp/abc.tar.gz", "out/archive.gz", "out/archive.gz", false,
+     "out/archive.gz"},
     {"ANumberInParentheses", "tmp/abc.pdf", "out/out(3).pdf", "out/out(3).pdf", true,
      "out/out(3)(2).pdf"},
     {"ABareFileNameIsNumberedInTheDot", "tmp/abc.pdf", "report.pdf", "report.pdf", true,
@@ -239,6 +241,14 @@ TEST_F(MoveResultOnFoldersTest, TheNextFreeNumberIsTakenWhateverTheCase)
     MakeFile("out/report(2).pdf");
     MakeFile("out/REPORT(3).PDF");
     EXPECT_EQ(Convert("out/report.pdf"), "out/report(4).pdf");
+}
+
+TEST_F(MoveResultOnFoldersTest, NumbersGoOnAfterNine)
+{
+    MakeFile("out/report.pdf");
+    for (int number = 2; number <= 10; ++number)
+        MakeFile("out/report(" + std::to_string(number) + ").pdf");
+    EXPECT_EQ(Convert(Path("out/report.pdf")), Path("out/report(11).pdf"));
 }
 
 TEST_F(MoveResultOnFoldersTest, ABareFileNameIsNumberedInTheCurrentFolder)

@@ -3,6 +3,7 @@
 #include "WrapperFixture.h"
 
 #include <QCoreApplication>
+#include <QSignalSpy>
 #include <QThread>
 #include <QTranslator>
 
@@ -175,16 +176,17 @@ TEST_P(WrapperFrameTest, HandlesASignalOfItsOwnThreadInsideTheEmission)
     EXPECT_THAT(TakeReceived(), ElementsAre("ConvertationStarted a"));
 }
 
-TEST_P(WrapperFrameTest, HandlesASignalOfAnotherThreadInItsOwnEventLoop)
+TEST_P(WrapperFrameTest, HandlesEverySignalOfAnotherThreadInItsOwnEventLoop)
 {
-    QObject::connect(wrapper.get(), &AbstractConverter::ConvertationStarted, &receiver, [this] {
-        EXPECT_EQ(QThread::currentThread(), receiver.thread());
-        received.push_back("started");
-    });
-    OnOtherThread([this] { Q_EMIT converter->ConvertationStarted("a"); });
-    EXPECT_THAT(TakeReceived(), IsEmpty());
-    QCoreApplication::processEvents();
-    EXPECT_THAT(TakeReceived(), ElementsAre("started"));
+    for (const ConverterSignal& signal : ConverterSignals()) {
+        ASSERT_TRUE(wrapper->ConvertFile(MakeTask()));
+        // Counts on whatever thread the wrapper emits.
+        const QSignalSpy spy(wrapper.get(), QByteArray("2" + signal.signature).constData());
+        OnOtherThread([&] { signal.emitFrom(*converter, converter->tasks.back().source); });
+        EXPECT_EQ(spy.count(), 0) << signal;
+        QCoreApplication::processEvents();
+        EXPECT_EQ(spy.count(), 1) << signal;
+    }
 }
 
 TEST_P(WrapperFrameTest, HasNoParentAndIsNoParentOfTheInnerConverter)

@@ -46,7 +46,7 @@ std::optional<NumberedName> SplitNumberedName(std::string_view name)
     std::size_t first = close;
     while (first > 0 && IsDigit(name[first - 1]))
         --first;
-    if (first == close || first == 0 || name[first - 1] != '(')
+    if (first == 0 || name[first - 1] != '(')
         return std::nullopt;
     return NumberedName{name.substr(0, first - 1), name.substr(first, close - first),
                         name.substr(dot + 1)};
@@ -54,12 +54,8 @@ std::optional<NumberedName> SplitNumberedName(std::string_view name)
 
 bool MatchesWithNumber(const char* name, std::string_view number, const std::regex& pattern)
 {
-    try {
-        std::cmatch match;
-        return std::regex_match(name, match, pattern) && match.str(1) == number;
-    } catch (const std::regex_error&) {
-        return true; // too complex to be told: better a number passed over than one taken twice
-    }
+    std::cmatch match;
+    return std::regex_match(name, match, pattern) && match.str(1) == number;
 }
 
 bool TakesItsNumber(const char* name, const NumberedName& parts, const std::regex& pattern)
@@ -95,7 +91,7 @@ std::string GetNextAvaliableIndex(const ioPath& folder, const std::regex& patter
             ++number;
         return std::to_string(number);
     } catch (...) {
-        return "2"; // out of memory; the move that follows does not replace
+        return "2"; // out of memory, say; the move that follows does not replace
     }
 }
 
