@@ -104,9 +104,12 @@ Operation OperationMaker::Make(const std::vector<Task>& given)
 std::vector<Operation> OperationMaker::MakeProbes(const QString& source)
 {
     std::vector<Operation> probes;
-    for (const ConverterSignal& signal : ConverterSignals())
-        if (signal.name == "ConvertationProgress" || signal.name == "FinishedFile")
+    for (const ConverterSignal& signal : ConverterSignals()) {
+        if (signal.name == "ConvertationProgress")
+            probes.push_back(EmissionOf(signal, source, {}));
+        if (signal.name == "FinishedFile")
             probes.push_back(EmissionOf(signal, source, {QStringLiteral("tmp/probe.png")}));
+    }
     return probes;
 }
 

@@ -66,6 +66,13 @@ Player::Player(const Beginning& beginning, MakeStack& makeStack)
         world.GiveUpShares();
 }
 
+Player::~Player()
+{
+    // Where a difference came before the end, nobody listens any more.
+    if (const auto innermost = converter.lock())
+        innermost->onDestruction = nullptr;
+}
+
 void Player::Hook(const std::vector<Emission>& lastEmissions)
 {
     stack->onReceived = [this](const std::string& line) {

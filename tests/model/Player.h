@@ -32,6 +32,7 @@ class Player
 {
 public:
     Player(const Beginning& beginning, MakeStack& makeStack);
+    ~Player();
 
     void Play(const Operation& operation);
 
@@ -44,6 +45,8 @@ public:
     const CallJournal& Trace() const { return *trace; }
 
 private:
+    Q_DISABLE_COPY_MOVE(Player)
+
     void Hook(const std::vector<Emission>& lastEmissions);
     void Received(const std::string& line);
     void Given(const Task& task);

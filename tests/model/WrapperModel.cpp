@@ -2,6 +2,7 @@
 
 #include "GetNextAvaliableIndex.h"
 
+#include <filesystem>
 #include <QDir>
 #include <QFileInfo>
 #include <QScopeGuard>
@@ -55,7 +56,10 @@ std::string Emission::Line() const
 
 std::string LogLine(const std::string& severity, const std::string& file, const std::string& text)
 {
-    return "log " + severity + ' ' + file + ' ' + text;
+    const std::string removing = std::string(handlerName) + ": Removing: ";
+    const bool isThere = text.compare(0, removing.size(), removing) == 0 &&
+                         std::filesystem::exists(text.substr(removing.size()));
+    return "log " + severity + ' ' + file + ' ' + text + (isThere ? " (is there)" : "");
 }
 
 void ConverterModel::Emit(const Emission& emission)

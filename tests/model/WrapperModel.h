@@ -41,7 +41,7 @@ struct ModelServices
 /** Stands for the name that a compiler gives to a lambda, before the records that it writes. */
 constexpr auto handlerName = "(handler)";
 
-/** The line of a log record in a trace. */
+/** The line of a log record in a trace; tells of a copy about to be removed whether it is there. */
 std::string LogLine(const std::string& severity, const std::string& file, const std::string& text);
 
 /**

@@ -86,8 +86,16 @@ QString FolderTemplate()
     return parent + QStringLiteral("/ModelTest-XXXXXX");
 }
 
+/** Tells where to look with --verbose when the program dies instead of reporting. */
+void ReportProgress(std::uint64_t number)
+{
+    if (number % 1000 == 0)
+        std::cout << "sequence " << number << std::endl;
+}
+
 bool Run(const Options& options, std::uint64_t number)
 {
+    ReportProgress(number);
     std::ostream* const log = options.verbose ? &std::cerr : nullptr;
     if (log)
         *log << "Sequence " << number << '\n';
