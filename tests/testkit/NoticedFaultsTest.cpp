@@ -115,7 +115,7 @@ int main(int argc, char** argv)
     for (const auto& [object, text] : findings->texts)
         objects.insert(object);
 
-    int unnoticed = 0;
+    std::size_t unnoticed = 0;
     for (const std::string& object : objects) {
         const auto fault = faults.find(object);
         if (fault != faults.end() &&
