@@ -276,23 +276,13 @@ private:
     const Counter meet;
 };
 
-/** Sends the log to the sinks alone: tens of thousands of records would drown what matters. */
-void SilenceLog()
-{
-    google::InitGoogleLogging("FaultMatrixTest");
-    FLAGS_stderrthreshold = google::GLOG_FATAL;
-    for (const auto severity : {google::GLOG_INFO, google::GLOG_WARNING, google::GLOG_ERROR})
-        google::SetLogDestination(severity, "");
-}
-
 /** The course that a real chain takes. */
 class FaultMatrixTest : public WrapperFixture,
                         public testing::WithParamInterface<Cell>,
                         protected Course
 {
 public:
-    static void SetUpTestSuite() { SilenceLog(); }
-    static void TearDownTestSuite() { google::ShutdownGoogleLogging(); }
+    static void SetUpTestSuite() { SilenceLog("FaultMatrixTest"); }
 
 protected:
     FaultMatrixTest() : Course(GetParam().fault, journal)

@@ -31,4 +31,13 @@ void LogCapture::send(google::LogSeverity severity, const char* fullFileName, co
         onRecord(records.back());
 }
 
+void SilenceLog(const char* program)
+{
+    if (!google::IsGoogleLoggingInitialized())
+        google::InitGoogleLogging(program);
+    FLAGS_stderrthreshold = google::GLOG_FATAL;
+    for (const auto severity : {google::GLOG_INFO, google::GLOG_WARNING, google::GLOG_ERROR})
+        google::SetLogDestination(severity, "");
+}
+
 } // namespace Korvel::PDF::Test

@@ -44,4 +44,7 @@ private:
     const int verbosityBefore;
 };
 
+/** Sends the log to the sinks alone, not to standard error, until the program ends. */
+void SilenceLog(const char* program);
+
 } // namespace Korvel::PDF::Test
