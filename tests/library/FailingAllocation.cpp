@@ -1,5 +1,7 @@
 #include "FailingAllocation.h"
 
+#include "Sanitizers.h"
+
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -8,14 +10,6 @@
 
 #include <dlfcn.h>
 #include <execinfo.h>
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define MALLOC_IS_TAKEN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define MALLOC_IS_TAKEN 1
-#endif
-#endif
 
 namespace Korvel::PDF::Test {
 
@@ -81,11 +75,7 @@ void CountFreed(const void* block)
 
 } // namespace
 
-#ifdef MALLOC_IS_TAKEN
-const bool failsMalloc = false;
-#else
-const bool failsMalloc = true;
-#endif
+const bool failsMalloc = !isSanitized;
 
 bool AreReplacedByValgrind()
 {
@@ -136,7 +126,7 @@ using Korvel::PDF::Test::Count;
 using Korvel::PDF::Test::CountFreed;
 using Korvel::PDF::Test::IsToFail;
 
-#ifdef MALLOC_IS_TAKEN
+#if IS_SANITIZED
 
 namespace {
 
