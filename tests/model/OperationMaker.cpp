@@ -181,8 +181,8 @@ Operation OperationMaker::MakeEmission(Kind kind, const std::vector<Task>& given
         ConverterSignals()[Chance(60) ? 5 + Pick(3) : Pick(ConverterSignals().size())];
     const bool isOfTask = !given.empty() && Chance(65);
     const Task task = isOfTask ? PickFrom(given) : Task{};
-    Operation operation = EmissionOf(signal, isOfTask ? task.source : MakeSource(given),
-                                     MakeResults(signal, task.destination));
+    const QString source = isOfTask ? task.source : MakeSource(given);
+    Operation operation = EmissionOf(signal, source, MakeResults(signal, task.destination));
     operation.kind = kind;
     operation.resultsExist = Chance(85);
     return operation;

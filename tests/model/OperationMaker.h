@@ -2,6 +2,7 @@
 
 #include "Player.h"
 
+#include <iterator>
 #include <random>
 
 namespace Korvel::PDF::Test {
@@ -31,7 +32,8 @@ private:
     template <typename Values>
     auto PickFrom(const Values& values)
     {
-        return *(std::begin(values) + Pick(std::size(values)));
+        const std::size_t index = Pick(std::size_t(std::size(values)));
+        return *std::next(std::begin(values), std::ptrdiff_t(index));
     }
 
     Operation MakeKind(Kind kind, const std::vector<Task>& given);
