@@ -93,11 +93,11 @@ Operation OperationMaker::Make(const std::vector<Task>& given)
     operation.inSlots =
         MakeInside({Kind::Nothing, Kind::Nothing, Kind::Convert, Kind::Convert, Kind::Emit,
                     Kind::Emit, Kind::EmitElsewhere, Kind::Answer, Kind::Throw, Kind::Destroy},
-                   given);
+                   operation.emission.source, given);
     operation.inConverter =
         MakeInside({Kind::Nothing, Kind::Emit, Kind::Emit, Kind::Emit, Kind::Emit,
                     Kind::EmitElsewhere, Kind::Convert, Kind::Throw},
-                   given);
+                   QString(), given);
     return operation;
 }
 
@@ -114,13 +114,14 @@ std::vector<Operation> OperationMaker::MakeProbes(const QString& source)
 }
 
 std::vector<Operation> OperationMaker::MakeInside(const std::vector<Kind>& kinds,
+                                                  const QString& source,
                                                   const std::vector<Task>& given)
 {
     std::vector<Operation> operations;
     for (std::size_t count = Chance(30) ? 1 + Pick(3) : 0; count > 0; --count) {
-        const Kind kind = PickFrom(kinds);
-        operations.push_back(kind == Kind::Emit ? MakeEmissionInside(given)
-                                                : MakeKind(kind, given));
+        operations.push_back(MakeKind(PickFrom(kinds), given));
+        if (Chance(50))
+            operations.back().emission.source = source;
     }
     return operations;
 }
@@ -185,14 +186,6 @@ Operation OperationMaker::MakeEmission(Kind kind, const std::vector<Task>& given
     Operation operation = EmissionOf(signal, source, MakeResults(signal, task.destination));
     operation.kind = kind;
     operation.resultsExist = Chance(85);
-    return operation;
-}
-
-Operation OperationMaker::MakeEmissionInside(const std::vector<Task>& given)
-{
-    Operation operation = MakeEmission(Kind::Emit, given);
-    if (Chance(60))
-        operation.emission.source = QString();
     return operation;
 }
 

@@ -39,8 +39,8 @@ private:
     Operation MakeKind(Kind kind, const std::vector<Task>& given);
     Operation MakeConvert();
     Operation MakeEmission(Kind kind, const std::vector<Task>& given);
-    Operation MakeEmissionInside(const std::vector<Task>& given);
-    std::vector<Operation> MakeInside(const std::vector<Kind>& kinds,
+    /** Half of the emissions are about `source`. */
+    std::vector<Operation> MakeInside(const std::vector<Kind>& kinds, const QString& source,
                                       const std::vector<Task>& given);
     Task MakeTask();
     std::vector<std::string> MakeStems();

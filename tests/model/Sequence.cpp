@@ -20,6 +20,16 @@ void WriteAround(std::ostream& stream, const char* title, const CallJournal& tra
         stream << "> (nothing)\n";
 }
 
+void AddCallersSources(const std::vector<Operation>& operations, std::set<QString>& sources)
+{
+    for (const Operation& operation : operations) {
+        if (operation.kind == Operation::Kind::Convert)
+            sources.insert(operation.task.source);
+        AddCallersSources(operation.inSlots, sources);
+        AddCallersSources(operation.inConverter, sources);
+    }
+}
+
 } // namespace
 
 Sequence::Sequence(std::uint64_t randomSeed, std::ostream* log)
@@ -63,9 +73,7 @@ void Sequence::EndModelsStep()
 std::set<QString> Sequence::KnownSources() const
 {
     std::set<QString> sources;
-    for (const Operation& operation : operations)
-        if (operation.kind == Operation::Kind::Convert)
-            sources.insert(operation.task.source);
+    AddCallersSources(operations, sources);
     for (const Task& task : model.GivenTasks())
         sources.insert(task.source);
     // Copies that a wrapper further out made do not reach the innermost converter.
