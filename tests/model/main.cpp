@@ -50,7 +50,8 @@ Options Parse(const QCoreApplication& application)
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Lets random operations happen to stacks of wrappers and to a model of them, and\n"
-        "compares the traces. Ends with 1 at the first difference."));
+        "compares the traces. Ends with 1 at the first difference, and tells the options that\n"
+        "lead there again."));
     parser.addHelpOption();
     parser.addOptions(
         {{randomSeed, QStringLiteral("Random seed; one of the system's when left out."), number},
