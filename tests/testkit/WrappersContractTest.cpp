@@ -58,24 +58,16 @@ public:
     }
 };
 
-/** Works inside ConvertFile, and answers with a list. */
+/** Works inside ConvertFile. */
 class ImpatientConverter : public CopyingConverter
 {
 public:
     bool ConvertFile(const Task& task) override
     {
-        if (task.type == QStringLiteral("copy"))
-            Work(task);
-        return task.type == QStringLiteral("copy");
-    }
-
-protected:
-    void Work(const Task& task) override
-    {
-        if (QFile::copy(task.source, task.destination))
-            Q_EMIT Finished(task.source, QStringList(task.destination));
-        else
-            Q_EMIT Failed(task.source, CannotOpenSource);
+        if (task.type != QStringLiteral("copy"))
+            return false;
+        Work(task);
+        return true;
     }
 };
 
