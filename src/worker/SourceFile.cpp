@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include <QScopeGuard>
 
@@ -50,6 +51,8 @@ SourceFile::SourceFile(const std::string& path)
     if (size == 0)
         throw Failure("empty", "the file is empty");
     void* const mapped = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
+    if (mapped == MAP_FAILED && errno == ENOMEM)
+        throw std::bad_alloc();
     if (mapped == MAP_FAILED)
         FailAsUnreadable();
     data = static_cast<const char*>(mapped);

@@ -1,7 +1,7 @@
+#include "Limits.h"
+#include "Memory.h"
 #include "Requests.h"
 
-#include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -13,51 +13,20 @@
 #include <QTextCodec>
 
 #include <fcntl.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr int outOfMemoryExitCode = 77;
 constexpr std::size_t longestLine = std::size_t(16) << 20;
 
-#ifndef __has_feature // Clang's way to ask
-#define __has_feature(feature) 0
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) ||                               \
-    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool limitsAddressSpace = false; // sanitizers reserve terabytes of it
-#else
-constexpr bool limitsAddressSpace = true;
-#endif
-
-/** Unless the limit is lower already. */
-void LowerLimit(__rlimit_resource_t resource, rlim_t value)
+/** In MiB; 0 where the arguments are not understood. */
+int MemoryLimit(int argc, char** argv)
 {
-    rlimit limit = {};
-    getrlimit(resource, &limit);
-    limit.rlim_max = std::min(limit.rlim_max, value);
-    limit.rlim_cur = std::min(limit.rlim_cur, value);
-    setrlimit(resource, &limit);
-}
-
-/** The program looks at documents that nobody vouches for. */
-void RestrictProcess()
-{
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    prctl(PR_SET_DUMPABLE, 0);
-    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-    LowerLimit(RLIMIT_CORE, 0);
-    if (limitsAddressSpace)
-        LowerLimit(RLIMIT_AS, rlim_t(4) << 30);
-    // libqpdf would take the exception and save an incomplete file as a success.
-    std::set_new_handler([] { _exit(outOfMemoryExitCode); });
-    std::signal(SIGPIPE, SIG_IGN);
-    // A terminal sends these to all its programs; whoever started this one ends it.
-    std::signal(SIGINT, SIG_IGN);
-    std::signal(SIGHUP, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
+    if (argc == 1)
+        return Korvel::Worker::defaultMemoryLimit;
+    if (argc != 3 || std::strcmp(argv[1], "--memory-limit") != 0)
+        return 0;
+    return QByteArray(argv[2]).toInt();
 }
 
 /** The channel for answers. What a library prints goes to standard error instead, if there is one.
@@ -111,13 +80,17 @@ bool AnswerAll(std::FILE* answers)
 
 int main(int argc, char** argv)
 {
-    if (argc > 1) {
-        const bool asksForVersion = argc == 2 && std::strcmp(argv[1], "--version") == 0;
-        std::puts(asksForVersion ? "pdfconvert-worker " PROJECT_VERSION
-                                 : "usage: pdfconvert-worker [--version]");
-        return asksForVersion ? 0 : 2;
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::puts("pdfconvert-worker " PROJECT_VERSION);
+        return 0;
     }
-    RestrictProcess();
+    const int memoryLimit = MemoryLimit(argc, argv);
+    if (memoryLimit < 1) {
+        std::puts("usage: pdfconvert-worker [--memory-limit MIB | --version]");
+        return 2;
+    }
+    Korvel::Worker::RestrictProcess();
+    Korvel::Worker::LimitMemory(memoryLimit);
     std::FILE* const answers = TakeStandardOutput();
     QCoreApplication application(argc, argv);
     // File names are UTF-8 whatever the locale says.
@@ -127,6 +100,6 @@ int main(int argc, char** argv)
     try {
         return answers && AnswerAll(answers) ? 0 : 1;
     } catch (const std::bad_alloc&) { // by which Qt tells that it has no memory
-        _exit(outOfMemoryExitCode);
+        Korvel::Worker::EndForLackOfMemory();
     }
 }

@@ -58,8 +58,9 @@ Lines Succeeding(const std::string& source, const std::string& result)
 /** A converter and the signals that it has emitted. */
 struct Recorder
 {
-    explicit Recorder(const QString& program, std::chrono::milliseconds deadline = longDeadline)
-        : converter(std::make_unique<WorkerConverter>(program, deadline))
+    explicit Recorder(const QString& program, std::chrono::milliseconds deadline = longDeadline,
+                      int memoryLimit = WorkerProcess::defaultMemoryLimit)
+        : converter(std::make_unique<WorkerConverter>(program, deadline, memoryLimit))
     {
         ReceiveAll(*converter, converter.get(), [this](const std::string& line) {
             lines.push_back(line);
@@ -469,10 +470,16 @@ protected:
     std::string Convert(const QString& source, const QString& destination,
                         const std::map<std::string, std::any>& options)
     {
+        return ConvertBy(recorder, source, destination, options);
+    }
+
+    std::string ConvertBy(Recorder& by, const QString& source, const QString& destination,
+                          const std::map<std::string, std::any>& options) const
+    {
         AbstractConverter::Task task =
             TaskOf(folder.filePath(source), folder.filePath(destination));
         task.options = options;
-        return recorder.Convert(task).back();
+        return by.Convert(task).back();
     }
 
     std::string Failed(const QString& source, AbstractConverter::ErrorType error) const
@@ -539,6 +546,25 @@ TEST_F(WorkerConverterRealTest, LeavesNoFileOfATaskThatFailed)
               Failed("plain.pdf", AbstractConverter::UnsupportedFormat));
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList({"plain.pdf", "secret.pdf"}));
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+TEST_F(WorkerConverterRealTest, TellsThatAPageNeedsMoreMemoryThanTheWorkerHas)
+{
+    Recorder poor(REAL_WORKER, longDeadline, 256);
+    EXPECT_EQ(ConvertBy(poor, "plain.pdf", "1.jpg", {{"page", 1}, {"resolution", 600.0}}),
+              Failed("plain.pdf", AbstractConverter::OutOfMemory));
+    EXPECT_FALSE(QFile::exists(folder.filePath("1.jpg")));
+    const std::string finished = "FinishedFile " + folder.filePath("plain.pdf").toStdString() +
+                                 ' ' + folder.filePath("1.jpg").toStdString();
+    EXPECT_EQ(ConvertBy(poor, "plain.pdf", "1.jpg", {{"page", 1}, {"resolution", 72.0}}), finished)
+        << "goes on working";
+    ASSERT_TRUE(QFile::remove(folder.filePath("1.jpg")));
+    EXPECT_EQ(Convert("plain.pdf", "1.jpg", {{"page", 1}, {"resolution", 600.0}}), finished)
+        << "as much as it has by default is enough";
+}
+
+#endif
 
 TEST_F(WorkerConverterRealTest, DoesNotReplaceAFile)
 {

@@ -679,6 +679,20 @@ TEST_F(WorkerPdfProviderRealTest, NeverReplacesAFile)
     EXPECT_EQ(Open(provider, InFolder("secret.pdf")).id, -1) << "still encrypted";
 }
 
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+TEST_F(WorkerPdfProviderRealTest, TellsThatADocumentNeedsMoreMemoryThanTheWorkerHas)
+{
+    WorkerPdfProvider poor(REAL_WORKER, longTime, 256);
+    QFile large(folder.filePath("large.pdf"));
+    ASSERT_TRUE(large.open(QFile::WriteOnly) && large.resize(qint64(1) << 30)); // in holes
+    EXPECT_EQ(Open(poor, InFolder("large.pdf")).id, -1);
+    EXPECT_EQ(poor.WhyOpenFailed(InFolder("large.pdf")), OpenFailure::OutOfMemory);
+    EXPECT_GE(Open(poor, InFolder("plain.pdf")).id, 0) << "goes on working";
+}
+
+#endif
+
 TEST_F(WorkerPdfProviderRealTest, TellsOfTheLastAttemptToSaveAlone)
 {
     const DocumentHandle document = Open(provider, InFolder("plain.pdf"));

@@ -72,6 +72,18 @@ TEST(WorkerProcessTest, AddsAnIdAndHandsTheAnswerOver)
     EXPECT_EQ(request["page"].toInt(), 3);
 }
 
+TEST(WorkerProcessTest, HandsTheMemoryLimitToTheProgram)
+{
+    const auto arguments = [](WorkerProcess& worker) {
+        const QString line = AskAndWait(worker, {})["cmdline"].toString();
+        return line.mid(line.indexOf(' ') + 1).trimmed();
+    };
+    WorkerProcess usual(ScriptedWorker());
+    EXPECT_EQ(arguments(usual), "--memory-limit 4096");
+    WorkerProcess poor(ScriptedWorker(), longDeadline, 512);
+    EXPECT_EQ(arguments(poor), "--memory-limit 512");
+}
+
 TEST(WorkerProcessTest, HandsAFailureOfTheWorkersOwnOver)
 {
     WorkerProcess worker(ScriptedWorker());

@@ -113,11 +113,22 @@ TEST_F(ProtocolTest, EndsWithItsInput)
 
 TEST_F(ProtocolTest, TakesNoOtherArgument)
 {
-    for (const QStringList& arguments : {QStringList{"--help"}, QStringList{"--version", "file"}}) {
+    const QList<QStringList> wrong{{"--help"},
+                                   {"--version", "file"},
+                                   {"--memory-limit"},
+                                   {"--memory-limit", ""},
+                                   {"--memory-limit", "0"},
+                                   {"--memory-limit", "-1"},
+                                   {"--memory-limit", "1.5"},
+                                   {"--memory-limit", "4G"},
+                                   {"--memory-limit", "4294967297"},
+                                   {"--memory-limit", "4096", "file"},
+                                   {"--memory", "4096"}};
+    for (const QStringList& arguments : wrong) {
         QProcess process;
         process.start(WORKER, arguments);
         ASSERT_TRUE(process.waitForFinished());
-        EXPECT_EQ(process.exitCode(), 2);
+        EXPECT_EQ(process.exitCode(), 2) << arguments.join(' ').toStdString();
     }
 }
 

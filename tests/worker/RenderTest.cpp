@@ -455,22 +455,107 @@ TEST_F(RenderTest, NoticesThatAFileHasBeenRewritten)
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
-TEST_F(RenderTest, EndsWhenMemoryRunsOut)
+class MemoryTest : public RenderTest
+{
+protected:
+    /** What a worker of a memory limit, in MiB, makes of a request for the first page. */
+    std::string Outcome(int limit, const QString& file, const QString& format, double dotsPerInch)
+    {
+        const QString output = Path("out." + format);
+        WorkerClient limited(QStringLiteral("set -- --memory-limit %1").arg(limit));
+        const std::string outcome = Worker::Outcome(limited.Ask({{"id", 1},
+                                                                 {"op", "convert"},
+                                                                 {"file", file},
+                                                                 {"output", output},
+                                                                 {"format", format},
+                                                                 {"page", 1},
+                                                                 {"resolution", dotsPerInch}}));
+        const int exitCode = limited.Finish();
+        EXPECT_EQ(QFile::remove(output), outcome == "ok");
+        return exitCode == 77 && outcome == "nothing" ? "out of memory" : outcome;
+    }
+};
+
+TEST_F(MemoryTest, HasTheLimitOfTheArgumentOrALowerOne)
 {
     MakePdfOfSize(Path("enormous.pdf"), {14'400, 14'400});
-    WorkerClient poor("ulimit -v 600000");
-    const QJsonObject request{
-        {"id", 1}, {"op", "convert"}, {"format", "png"}, {"output", Path("out")}, {"page", 1}};
-    QJsonObject small = request;
-    small["file"] = Sample();
-    EXPECT_EQ(Outcome(poor.Ask(small)), "ok");
-    ASSERT_TRUE(QFile::remove(Path("out")));
-    QJsonObject large = request;
-    large["file"] = Path("enormous.pdf");
-    large["resolution"] = 70;
-    EXPECT_EQ(Outcome(poor.Ask(large)), "nothing");
+    const QString small = Sample();
+    EXPECT_EQ(Outcome(600, small, "png", 72), "ok");
+    EXPECT_EQ(Outcome(600, Path("enormous.pdf"), "png", 70), "out of memory");
+    WorkerClient poor("ulimit -v 600000; set -- --memory-limit 4096");
+    EXPECT_EQ(Worker::Outcome(poor.Ask({{"id", 1},
+                                        {"op", "convert"},
+                                        {"file", Path("enormous.pdf")},
+                                        {"output", Path("out.png")},
+                                        {"format", "png"},
+                                        {"page", 1},
+                                        {"resolution", 70}})),
+              "nothing");
     EXPECT_EQ(poor.Finish(), 77);
-    EXPECT_FALSE(QFile::exists(Path("out")));
+    EXPECT_FALSE(QFile::exists(Path("out.png")));
+}
+
+TEST_F(MemoryTest, IsTooSmallForALargeFile)
+{
+    QFile file(WriteFile("large.pdf", "%PDF-1.7\n"));
+    ASSERT_TRUE(file.open(QFile::ReadWrite) && file.resize(qint64(1) << 30)); // in holes
+    EXPECT_EQ(Outcome(600, file.fileName(), "pdf", 72), "out of memory");
+}
+
+/** A document without whatever makes it repaired before it is drawn. */
+QByteArray PdfOf(const QList<QByteArray>& objects)
+{
+    QByteArray pdf = "%PDF-1.7\n";
+    QByteArray places = "0000000000 65535 f \n";
+    for (int i = 0; i < objects.size(); ++i) {
+        places += QByteArray::number(pdf.size()).rightJustified(10, '0') + " 00000 n \n";
+        pdf += QByteArray::number(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+    }
+    const QByteArray count = QByteArray::number(objects.size() + 1);
+    const QByteArray at = QByteArray::number(pdf.size());
+    return pdf + "xref\n0 " + count + '\n' + places + "trailer\n<< /Root 1 0 R /Size " + count +
+           " >>\nstartxref\n" + at + "\n%%EOF\n";
+}
+
+QByteArray Stream(const QByteArray& dictionary, const QByteArray& data)
+{
+    return "<< " + dictionary + " /Length " + QByteArray::number(data.size()) + " >>\nstream\n" +
+           data + "\nendstream";
+}
+
+TEST_F(MemoryTest, IsTooSmallForAPictureOnThePage)
+{
+    const int side = 4000;
+    const QByteArray black = qCompress(QByteArray(side * side * 6, '0') + '>').mid(4);
+    const QString file = WriteFile(
+        "picture.pdf",
+        PdfOf({"<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+               "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 99 99] /Contents 4 0 R "
+               "/Resources << /XObject << /Picture 5 0 R >> >> >>",
+               Stream("", "99 0 0 99 0 0 cm /Picture Do"),
+               Stream("/Type /XObject /Subtype /Image /Width 4000 /Height 4000 /ColorSpace "
+                      "/DeviceRGB /BitsPerComponent 8 /Filter [/FlateDecode /ASCIIHexDecode]",
+                      black)}));
+    EXPECT_EQ(Outcome(160, file, "png", 72), "out of memory");
+    EXPECT_EQ(Render(file).pixelColor(50, 50), QColor(Qt::black));
+}
+
+class MemoryOfFormatTest : public MemoryTest, public testing::WithParamInterface<const char*>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Formats, MemoryOfFormatTest,
+                         testing::Values("png", "jpg", "tif", "bmp", "webp"));
+
+TEST_P(MemoryOfFormatTest, IsEnoughOrEndsTheWorkerWhereverItRunsOut)
+{
+    const QString sample = Sample();
+    int limit = 96;
+    std::string outcome = Outcome(limit, sample, GetParam(), 200);
+    EXPECT_EQ(outcome, "out of memory");
+    for (; outcome == "out of memory"; limit += 4)
+        outcome = Outcome(limit, sample, GetParam(), 200);
+    EXPECT_EQ(outcome, "ok") << limit;
 }
 
 #endif

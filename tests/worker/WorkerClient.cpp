@@ -15,7 +15,7 @@ constexpr int patience = 60'000;
 WorkerClient::WorkerClient(const QString& preparation)
 {
     process.start(QStringLiteral("/bin/sh"),
-                  {QStringLiteral("-c"), preparation + QStringLiteral("; exec \"$0\""),
+                  {QStringLiteral("-c"), preparation + QStringLiteral("; exec \"$0\" \"$@\""),
                    QStringLiteral(WORKER)});
     process.waitForStarted();
 }

@@ -11,7 +11,10 @@ namespace Korvel::Worker {
 class WorkerClient
 {
 public:
-    /** @param preparation  what a shell does in the process before it becomes the worker */
+    /**
+     * @param preparation  what a shell does in the process before it becomes the worker, whose
+     *                     arguments are those of the shell
+     */
     explicit WorkerClient(const QString& preparation = QStringLiteral(":"));
     ~WorkerClient();
 

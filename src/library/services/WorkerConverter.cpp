@@ -119,9 +119,10 @@ AbstractConverter::ErrorType ToErrorType(const QString& reason)
 
 } // namespace
 
-WorkerConverter::WorkerConverter(const QString& workerProgram, std::chrono::milliseconds deadline)
+WorkerConverter::WorkerConverter(const QString& workerProgram, std::chrono::milliseconds deadline,
+                                 int memoryLimit)
     : program(workerProgram.isEmpty() ? WorkerProcess::FindProgram() : workerProgram),
-      worker(program, deadline)
+      worker(program, deadline, memoryLimit)
 {
     worker.setParent(this); // so that it moves to another thread with the converter
 }

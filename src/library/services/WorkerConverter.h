@@ -40,7 +40,8 @@ class CONVERTERSERVICES_EXPORT WorkerConverter : public AbstractConverter
 public:
     /** The arguments of WorkerProcess. */
     explicit WorkerConverter(const QString& workerProgram = {},
-                             std::chrono::milliseconds deadline = WorkerProcess::defaultDeadline);
+                             std::chrono::milliseconds deadline = WorkerProcess::defaultDeadline,
+                             int memoryLimit = WorkerProcess::defaultMemoryLimit);
 
     /** Ends the worker; tasks in hand end without a signal. */
     ~WorkerConverter() override;

@@ -128,8 +128,8 @@ QString PathInRequest(const ioPath& file)
 
 struct WorkerPdfProvider::Impl
 {
-    Impl(const QString& workerProgram, std::chrono::milliseconds deadline)
-        : worker(new WorkerProcess(workerProgram, deadline))
+    Impl(const QString& workerProgram, std::chrono::milliseconds deadline, int memoryLimit)
+        : worker(new WorkerProcess(workerProgram, deadline, memoryLimit))
     {
         thread.setObjectName(QStringLiteral("WorkerPdfProvider"));
         worker->moveToThread(&thread);
@@ -199,8 +199,8 @@ struct WorkerPdfProvider::Impl
 };
 
 WorkerPdfProvider::WorkerPdfProvider(const QString& workerProgram,
-                                     std::chrono::milliseconds deadline)
-    : impl(new Impl(workerProgram, deadline))
+                                     std::chrono::milliseconds deadline, int memoryLimit)
+    : impl(new Impl(workerProgram, deadline, memoryLimit))
 {
 }
 

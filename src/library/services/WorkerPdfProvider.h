@@ -108,7 +108,8 @@ class CONVERTERSERVICES_EXPORT WorkerPdfProvider : public IPDFProvider
 public:
     /** The arguments of WorkerProcess. */
     explicit WorkerPdfProvider(const QString& workerProgram = {},
-                               std::chrono::milliseconds deadline = WorkerProcess::defaultDeadline);
+                               std::chrono::milliseconds deadline = WorkerProcess::defaultDeadline,
+                               int memoryLimit = WorkerProcess::defaultMemoryLimit);
 
     /** Ends the worker; whatever is still open is answered as failed. */
     ~WorkerPdfProvider() override;

@@ -47,8 +47,12 @@ QString LibraryFolder()
 
 } // namespace
 
-WorkerProcess::WorkerProcess(const QString& program, std::chrono::milliseconds deadline)
-    : program(program.isEmpty() ? FindProgram() : program), deadline(deadline), alarm(this)
+WorkerProcess::WorkerProcess(const QString& program, std::chrono::milliseconds deadline,
+                             int memoryLimit)
+    : program(program.isEmpty() ? FindProgram() : program),
+      deadline(deadline),
+      memoryLimit(memoryLimit),
+      alarm(this)
 {
     alarm.setSingleShot(true);
     connect(&alarm, &QTimer::timeout, this, [this] {
@@ -106,7 +110,7 @@ void WorkerProcess::Start()
     when(&QProcess::readyReadStandardError, &WorkerProcess::ReadComplaints);
     when(&QProcess::errorOccurred, &WorkerProcess::ProcessChanged);
     when(qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &WorkerProcess::ProcessChanged);
-    process->start(program, QStringList());
+    process->start(program, {QStringLiteral("--memory-limit"), QString::number(memoryLimit)});
 }
 
 void WorkerProcess::Discard()

@@ -45,12 +45,18 @@ public:
     /** How long a request may take unless told otherwise. */
     static constexpr std::chrono::minutes defaultDeadline{10};
 
+    /** How much address space a process has unless told otherwise, in MiB. */
+    static constexpr int defaultMemoryLimit = 4096;
+
     /**
-     * @param program   path of the worker program; empty to have it looked for
-     * @param deadline  how long one request may take before the process is ended
+     * @param program      path of the worker program; empty to have it looked for
+     * @param deadline     how long one request may take before the process is ended
+     * @param memoryLimit  how much address space the process may have, in MiB, from 1; it needs
+     * about 100 before it has opened anything
      */
     explicit WorkerProcess(const QString& program = {},
-                           std::chrono::milliseconds deadline = defaultDeadline);
+                           std::chrono::milliseconds deadline = defaultDeadline,
+                           int memoryLimit = defaultMemoryLimit);
 
     /** Ends the process; requests still open are answered before the destructor returns. */
     ~WorkerProcess() override;
@@ -91,6 +97,7 @@ private:
 
     const QString program;
     const std::chrono::milliseconds deadline;
+    const int memoryLimit;
     /** The process that runs, or has ended unnoticed; else null. */
     std::unique_ptr<QProcess> process;
     std::deque<Request> requests;

@@ -1,0 +1,32 @@
+#include "Limits.h"
+
+#include <algorithm>
+#include <csignal>
+
+#include <sys/prctl.h>
+
+namespace Korvel::Worker {
+
+void RestrictProcess()
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    prctl(PR_SET_DUMPABLE, 0);
+    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+    LowerLimit(RLIMIT_CORE, 0);
+    std::signal(SIGPIPE, SIG_IGN);
+    // A terminal sends these to all its programs; whoever started this one ends it.
+    std::signal(SIGINT, SIG_IGN);
+    std::signal(SIGHUP, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
+}
+
+void LowerLimit(__rlimit_resource_t resource, rlim_t value)
+{
+    rlimit limit = {};
+    getrlimit(resource, &limit);
+    limit.rlim_max = std::min(limit.rlim_max, value);
+    limit.rlim_cur = std::min(limit.rlim_cur, value);
+    setrlimit(resource, &limit);
+}
+
+} // namespace Korvel::Worker
