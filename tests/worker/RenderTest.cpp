@@ -406,6 +406,41 @@ TEST_F(RenderTest, GivesTheTextOfChosenPagesInTheirOrder)
     EXPECT_TRUE(texts[2].startsWith("Page 2\n"));
 }
 
+/** Lines whose blanks do not lie below each other: Qt PDF would take these for columns, too. */
+QString Column(const QString& name)
+{
+    QStringList words =
+        QStringLiteral("in the %1 column every word moves on by").arg(name).split(' ');
+    QStringList lines;
+    for (int line = 1; line <= words.size(); ++line) {
+        words.append(words.takeFirst());
+        lines.append(words.join(' '));
+    }
+    return lines.join('\n');
+}
+
+TEST_F(RenderTest, GivesTheTextOfOneColumnAfterTheOther)
+{
+    const QString path = Path("columns.pdf");
+    {
+        QPdfWriter writer(path);
+        writer.setResolution(72);
+        QPainter painter(&writer);
+        painter.setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+        painter.drawText(QRect(20, 20, 260, 600), Column("left"));
+        painter.drawText(QRect(240, 20, 260, 600), Column("right"));
+    }
+    EXPECT_EQ(Texts(path).join("").toStdString(),
+              (Column("left") + '\n' + Column("right") + '\n').toStdString());
+}
+
+TEST_F(RenderTest, GivesTheTextOfARotatedPageAsItIsRead)
+{
+    const QStringList upright = Texts(Sample());
+    MakeRotatedPdf(Path("rotated.pdf"));
+    EXPECT_EQ(Texts(Path("rotated.pdf")), upright);
+}
+
 TEST_F(RenderTest, KeepsTheHyphensAtTheEndsOfLines)
 {
     const QString path = Path("hyphens.pdf");
