@@ -42,7 +42,7 @@ std::uint64_t Number(const QCommandLineParser& parser, const QString& option,
 
 Options Parse(const QCoreApplication& application)
 {
-    const QString randomSeed = QStringLiteral("seed");
+    const QString randomSeed = QStringLiteral("seed"); // --seed
     const QString first = QStringLiteral("first");
     const QString sequences = QStringLiteral("sequences");
     const QString verbose = QStringLiteral("verbose");
@@ -54,7 +54,8 @@ Options Parse(const QCoreApplication& application)
         "lead there again."));
     parser.addHelpOption();
     parser.addOptions(
-        {{randomSeed, QStringLiteral("Random seed; one of the system's when left out."), number},
+        {{randomSeed, QStringLiteral("The random seed; one of the system's when left out."),
+          number},
          {first, QStringLiteral("Number of the first sequence; 0 when left out."), number},
          {sequences, QStringLiteral("How many sequences; 1000 when left out."), number},
          {verbose,
