@@ -219,6 +219,8 @@ TEST_P(LoadTest, ReportsEveryTaskInFlightOnceAndUnderItsOwnPath)
                              ++unknownStarts;
                      });
     QEventLoop loop;
+    QObject::connect(outermost.get(), &AbstractConverter::ConvertationFinished, &loop,
+                     &QEventLoop::quit);
     std::thread thread([&] {
         for (const int number : Shuffled(count)) {
             const InnerTask& task = inner[static_cast<std::size_t>(number)];
@@ -227,8 +229,8 @@ TEST_P(LoadTest, ReportsEveryTaskInFlightOnceAndUnderItsOwnPath)
             Q_EMIT converter->Finished(task.source, task.destination);
             Q_EMIT converter->ConvertationStarted(task.source);
         }
-        // Behind all the others.
-        QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
+        // Arrives behind all the others.
+        Q_EMIT converter->ConvertationFinished(QStringLiteral("/docs/last.pdf"));
     });
     loop.exec();
     thread.join();
