@@ -2,8 +2,10 @@
 
 #include "OutputPlan.h"
 #include "PageRanges.h"
+#include "Text.h"
 
-#include <sstream>
+#include <algorithm>
+#include <map>
 
 #include <CLI/CLI.hpp>
 
@@ -12,8 +14,8 @@ namespace Korvel::App {
 namespace {
 
 constexpr char description[] =
-    "Converts a PDF, encrypted or not, to pictures of its pages, to text, or to a PDF\n"
-    "without encryption. An existing file is never overwritten: where page.png is\n"
+    "Converts PDFs, encrypted or not, to pictures of their pages, to text, or to PDFs\n"
+    "without encryption. An existing file is not overwritten: where page.png is\n"
     "taken, the result is page(2).png.\n";
 
 constexpr char footer[] = R"(
@@ -26,45 +28,36 @@ Examples:
       the text of an encrypted document; the file pw holds the password
   pdfconvert secret.pdf -o open.pdf
       a copy without encryption; the password is asked for on the terminal
+  pdfconvert *.pdf -d pages
+      every page of many documents: pages/report-1.png, ...
+  find . -name '*.pdf' -print0 | pdfconvert --from-list - -0 -d texts -f txt
+      the texts of all PDFs below this folder
+  curl ... | pdfconvert - -o - -f txt | less
+      from standard input to standard output
 
 The final paths go to standard output, one a line in page order; everything else
-goes to standard error.
+goes to standard error. A document that fails does not stop the others.
 
 Exit codes:
     0  done
     1  the installation is broken, or something unforeseen happened
     2  wrong usage
+    3  done, with a warning that the result wants a look
     4  the input is missing, unreadable or not a PDF
     5  the output cannot be written
+    6  the output exists, under --on-exists fail
     7  the conversion failed
     8  a password is missing or wrong
+   10  several inputs, and some of them were not converted
   130  interrupted by Ctrl+C; 128 and the signal's number for others)";
 
-bool IsUtf8(const char* bytes)
-{
-    return QString::fromUtf8(bytes).toUtf8() == bytes;
-}
-
-/** Bytes that make no text, as \xNN. */
-std::string Escaped(const char* bytes)
-{
-    std::ostringstream text;
-    for (const char* byte = bytes; *byte; ++byte) {
-        const auto value = static_cast<unsigned char>(*byte);
-        if (value >= 0x20 && value < 0x7f)
-            text << *byte;
-        else
-            text << "\\x" << std::hex << int(value) << std::dec;
-    }
-    return text.str();
-}
-
-/** Shows that the output has to be given, which CLI11's own line leaves away. */
+/** Puts what can be said about the inputs into the usage line, which CLI11 leaves away. */
 class Formatter : public CLI::Formatter
 {
     std::string make_usage(const CLI::App*, std::string) const override
     {
-        return "Usage: pdfconvert INPUT -o OUTPUT [OPTIONS]\n";
+        return "Usage: pdfconvert INPUT... -o OUTPUT [OPTIONS]\n"
+               "       pdfconvert INPUT... -d FOLDER [-f FORMAT] [OPTIONS]\n";
     }
 };
 
@@ -74,16 +67,230 @@ ParseResult UsageError(const std::string& message)
             ExitCode::Usage};
 }
 
-/** Turns the Failure of a parser into the form that CLI11 wants from a check. */
-template <typename Parse>
-std::string Complaint(Parse parse)
+/** What the options' values are read into, before they are what CommandLine wants. */
+struct Arguments
 {
-    try {
-        parse();
-        return {};
-    } catch (const Failure& failure) {
-        return failure.what();
+    CommandLine line;
+    std::vector<std::string> inputs;
+    std::string output;
+    std::string folder;
+    std::string format;
+    std::string onExists;
+};
+
+/** Complains about a text that is no number from `least` to `most`. */
+template <typename Number>
+CLI::Validator InRange(Number least, Number most, const std::string& what)
+{
+    const auto check = [=](const std::string& text) -> std::string {
+        bool isNumber = false;
+        const double value = QString::fromStdString(text).toDouble(&isNumber);
+        const bool isWhole = std::is_floating_point_v<Number> || value == int(value);
+        if (isNumber && value >= least && value <= most && isWhole)
+            return {};
+        std::ostringstream complaint;
+        complaint << "'" << text << "' is not " << what << " from " << least << " to " << most;
+        return complaint.str();
+    };
+    return CLI::Validator(check, {});
+}
+
+/** An option with a value, which the help calls `value`. */
+template <typename Value>
+CLI::Option* Add(CLI::App& app, const char* names, Value& into, const char* value, const char* help)
+{
+    return app.add_option(names, into, help)->type_name(value)->option_text(value);
+}
+
+void AddInputs(CLI::App& app, Arguments& arguments)
+{
+    app.add_option("INPUT", arguments.inputs, "The PDFs to convert; - for standard input")
+        ->option_text(" ");
+    Add(app, "--from-list", arguments.line.listFile, "FILE",
+        "Convert the files that FILE names as well, one a\nline; - for standard input")
+        ->group("Inputs");
+    app.add_flag("-0,--null", arguments.line.isListNulSeparated,
+                 "The list's names are ended by NUL, as by find -print0")
+        ->group("Inputs");
+}
+
+void AddOutput(CLI::App& app, Arguments& arguments)
+{
+    Add(app, "-o,--output", arguments.output, "OUTPUT",
+        "Where the results go. The suffix gives the format.\n"
+        "%d stands for the page number, %03d for the page\n"
+        "number in three digits, %s for the input's name\n"
+        "without its suffix, %% for a percent sign. Without\n"
+        "%d several pictures get -NN before the suffix.\n"
+        "Missing folders are made. - is standard output, for\n"
+        "one result")
+        ->group("Output");
+    Add(app, "-d,--directory", arguments.folder, "FOLDER",
+        "The folder for the results; without -o they are\n"
+        "called %s-%d for pictures and %s for the others")
+        ->group("Output");
+    Add(app, "-f,--format", arguments.format, "FORMAT",
+        "png, jpg, jpeg, tif, tiff, bmp, webp, txt or pdf,\n"
+        "whatever the suffix; png with -d alone")
+        ->group("Output")
+        ->check([](const std::string& text) -> std::string {
+            const QStringList formats = OutputTemplate::Formats();
+            if (formats.contains(QString::fromStdString(text).toLower()))
+                return {};
+            return "'" + text + "' is none of the formats " +
+                   formats.join(QStringLiteral(", ")).toStdString();
+        });
+    Add(app, "--on-exists", arguments.onExists, "WHAT",
+        "When a result's name is taken: number (the default:\n"
+        "page(2).png), fail, skip, or overwrite, which\n"
+        "replaces each file in one step once its result is\n"
+        "whole")
+        ->group("Output")
+        ->check(CLI::IsMember({"number", "fail", "skip", "overwrite"}));
+    app.add_flag("--dry-run", arguments.line.dryRun, "Print the results' paths and convert nothing")
+        ->group("Output");
+}
+
+void AddLook(CLI::App& app, CommandLine& line)
+{
+    Add(app, "--pages", line.pages, "LIST",
+        "Only these pages, such as 1-3,7,9- or last (9- is\nfrom page 9 to the last)")
+        ->group("Pages")
+        ->check([](const std::string& text) -> std::string {
+            try {
+                PageRanges::Parse(text);
+                return {};
+            } catch (const Failure& failure) {
+                return failure.what();
+            }
+        });
+    Add(app, "-r,--resolution", line.resolution, "DPI",
+        "Resolution of pictures in dots per inch, from 1 to\n4800; 150 without this")
+        ->group("Pages")
+        ->check(InRange(1.0, 4800.0, "a resolution"));
+}
+
+void AddPasswords(CLI::App& app, CommandLine& line)
+{
+    const auto add = [&app](const char* names, auto& into, const char* value, const char* help) {
+        return Add(app, names, into, value, help)->group("Passwords");
+    };
+    std::vector<CLI::Option*> ways{
+        add("--password-file", line.passwordFile, "FILE",
+            "Read the password from the first line of FILE, or of\n"
+            "standard input when FILE is -"),
+        add("--password-env", line.passwordVariable, "NAME",
+            "Read the password from the environment variable\n"
+            "NAME; without any option PDFCONVERT_PASSWORD is\n"
+            "read if it is set"),
+        add("--password-fd", line.passwordDescriptor, "N",
+            "Read the password from the file descriptor N")
+            ->check(InRange(0, 1 << 20, "a file descriptor")),
+        add("--password", line.password, "TEXT",
+            "The password itself. Other users of this machine can\n"
+            "see it in the list of processes"),
+        app.add_flag("--ask-password", line.askPassword,
+                     "Ask for the password on the terminal before\n"
+                     "anything is opened; without any option it is asked\n"
+                     "for when a document needs it")
+            ->group("Passwords")};
+    for (CLI::Option* const way : ways) {
+        for (CLI::Option* const other : ways) {
+            if (way != other)
+                way->excludes(other);
+        }
     }
+    add("--password-map", line.passwordMap, "FILE",
+        "Passwords for many inputs: a line for each, its path,\n"
+        "a tab and its password");
+    app.add_flag("--no-input", line.noInput, "Never ask for anything")
+        ->group("Passwords")
+        ->excludes(ways.back());
+}
+
+void AddRun(CLI::App& app, CommandLine& line)
+{
+    Add(app, "-j,--jobs", line.jobs, "N",
+        "How many pages are converted at once; as many as\nthere are processors without this")
+        ->group("Running")
+        ->check(InRange(1, 256, "a number"));
+    app.add_flag("--fail-fast", line.failFast, "Stop at the first document that fails")
+        ->group("Running");
+    app.add_flag("--warning-exit-0", line.warningsAreFine,
+                 "End with 0 instead of 3 when there were warnings only")
+        ->group("Running");
+    Add(app, "--temp-dir", line.tempDir, "DIR",
+        "Where the folder for temporary files is made, which\n"
+        "only you can read and which is removed at the end;\n"
+        "$TMPDIR or /tmp without this")
+        ->group("Running");
+    app.add_flag("-q,--quiet", line.quiet, "No progress bar and no warnings, only errors")
+        ->group("Running");
+    Add(app, "-v,--verbose", line.verbosity, "N",
+        "Log to standard error, up to level N from 1 to 99")
+        ->group("Running")
+        ->check(InRange(0, 99, "a level"));
+}
+
+OnExists ToOnExists(const std::string& word)
+{
+    static const std::map<std::string, OnExists> words{{"", OnExists::Number},
+                                                       {"number", OnExists::Number},
+                                                       {"fail", OnExists::Fail},
+                                                       {"skip", OnExists::Skip},
+                                                       {"overwrite", OnExists::Overwrite}};
+    return words.at(word);
+}
+
+/** The template that -o, -d and -f come to. */
+QString OutputOf(const Arguments& arguments, QString& format)
+{
+    const QString output = QString::fromStdString(arguments.output);
+    if (arguments.folder.empty())
+        return output;
+    const QString folder = QString::fromStdString(arguments.folder).replace('%', "%%") + '/';
+    if (!output.isEmpty())
+        return folder + output;
+    if (format.isEmpty())
+        format = QStringLiteral("png");
+    const bool isPicture = OutputTemplate::IsPictureFormat(format);
+    return folder + (isPicture ? QStringLiteral("%s-%d.") : QStringLiteral("%s.")) + format;
+}
+
+/** Takes over what CLI11 has no type for, and complains about what does not go together. */
+CommandLine Complete(const Arguments& arguments)
+{
+    const auto refuse = [](const std::string& message) {
+        throw Failure(ExitCode::Usage, message);
+    };
+    CommandLine line = arguments.line;
+    for (const std::string& input : arguments.inputs)
+        line.inputs.append(QString::fromStdString(input));
+    if (line.inputs.isEmpty() && line.listFile.empty())
+        refuse("there is no INPUT; name the PDFs to convert");
+    if (line.inputs.count(QStringLiteral("-")) + int(line.listFile == "-") +
+            int(line.passwordFile == "-") + int(line.passwordMap == "-") +
+            int(line.passwordDescriptor == 0) >
+        1)
+        refuse("standard input can be read only once; it is named by several '-'");
+    if (line.isListNulSeparated && line.listFile.empty())
+        refuse("-0 goes with --from-list only");
+
+    if (arguments.output.empty() && arguments.folder.empty())
+        refuse("there is neither --output nor --directory to say where the results go");
+    line.format = QString::fromStdString(arguments.format).toLower();
+    line.onExists = ToOnExists(arguments.onExists);
+    line.output = OutputOf(arguments, line.format);
+    if (line.WritesToStandardOutput() && line.format.isEmpty())
+        refuse("-o - needs a format; name it with -f");
+    if (!arguments.folder.empty() && (arguments.output == "-" || arguments.output[0] == '/'))
+        refuse("-o " + arguments.output + " does not go with --directory");
+    const QString format = line.WritesToStandardOutput()
+                               ? line.format
+                               : OutputTemplate::Parse(line.output, line.format).Format();
+    if (!line.pages.empty() && format == QLatin1String("pdf"))
+        refuse("--pages does not go with a PDF as output, which is converted whole");
+    return line;
 }
 
 } // namespace
@@ -96,9 +303,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
                               "' is not valid UTF-8; rename the file");
     }
 
-    CommandLine line;
-    std::string input;
-    std::string output;
+    Arguments arguments;
     CLI::App app(description, "pdfconvert");
     app.footer(footer);
     app.set_version_flag("--version", "pdfconvert " PROJECT_VERSION, "Print the version and exit");
@@ -106,81 +311,24 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
     const auto formatter = std::make_shared<Formatter>();
     formatter->column_width(28);
     app.formatter(formatter);
-
-    app.add_option("INPUT", input, "The PDF to convert")->required()->option_text(" ");
-    app.add_option("-o,--output", output,
-                   "Where the results go. The suffix gives the format:\n"
-                   "png, jpg, jpeg, tif, tiff, bmp, webp, txt or pdf.\n"
-                   "%d stands for the page number, %03d for the page\n"
-                   "number in three digits, %% for a percent sign.\n"
-                   "Without %d several pictures get -NN before the\n"
-                   "suffix. Missing folders are made")
-        ->required()
-        ->type_name("OUTPUT")
-        ->option_text("OUTPUT")
-        ->check([](const std::string& text) {
-            return Complaint([&] { OutputTemplate::Parse(QString::fromStdString(text)); });
-        });
-    app.add_option("-r,--resolution", line.resolution,
-                   "Resolution of pictures in dots per inch, from 1 to\n4800; 150 without this")
-        ->type_name("DPI")
-        ->option_text("DPI")
-        ->check([](const std::string& text) -> std::string {
-            bool isNumber = false;
-            const double value = QString::fromStdString(text).toDouble(&isNumber);
-            return isNumber && value >= 1 && value <= 4800
-                       ? ""
-                       : "'" + text + "' is not a resolution from 1 to 4800";
-        });
-    app.add_option("--pages", line.pages,
-                   "Only these pages, such as 1-3,7,9- (9- is from page 9\nto the last)")
-        ->type_name("LIST")
-        ->option_text("LIST")
-        ->check(
-            [](const std::string& text) { return Complaint([&] { PageRanges::Parse(text); }); });
-    auto* const fromFile = app.add_option("--password-file", line.passwordFile,
-                                          "Read the password from the first line of FILE, or of\n"
-                                          "standard input when FILE is -")
-                               ->type_name("FILE")
-                               ->option_text("FILE");
-    app.add_option("--password-env", line.passwordEnv,
-                   "Read the password from the environment variable NAME")
-        ->type_name("NAME")
-        ->option_text("NAME")
-        ->excludes(fromFile);
-    app.add_option("--temp-dir", line.tempDir,
-                   "Where the folder for temporary files is made, which\n"
-                   "only you can read and which is removed at the end;\n"
-                   "$TMPDIR or /tmp without this")
-        ->type_name("DIR")
-        ->option_text("DIR");
-    app.add_flag("-q,--quiet", line.quiet, "No progress bar and no warnings, only errors");
-    app.add_option("-v,--verbose", line.verbosity,
-                   "Log to standard error, up to level N from 1 to 99")
-        ->type_name("N")
-        ->option_text("N")
-        ->check([](const std::string& text) -> std::string {
-            bool isNumber = false;
-            const int value = QString::fromStdString(text).toInt(&isNumber);
-            return isNumber && value >= 0 && value <= 99
-                       ? ""
-                       : "'" + text + "' is not a level from 0 to 99";
-        });
+    AddInputs(app, arguments);
+    AddOutput(app, arguments);
+    AddLook(app, arguments.line);
+    AddPasswords(app, arguments.line);
+    AddRun(app, arguments.line);
 
     try {
         app.parse(argc, argv);
+        return {Complete(arguments), {}, ExitCode::Done};
     } catch (const CLI::CallForVersion& version) {
         return {std::nullopt, std::string(version.what()) + "\n", ExitCode::Done};
     } catch (const CLI::CallForHelp&) {
         return {std::nullopt, app.help(), ExitCode::Done};
     } catch (const CLI::ParseError& error) {
         return UsageError(error.what());
+    } catch (const Failure& failure) {
+        return UsageError(failure.what());
     }
-    line.input = QString::fromStdString(input);
-    line.output = QString::fromStdString(output);
-    if (!line.pages.empty() && OutputTemplate::Parse(line.output).Format() == "pdf")
-        return UsageError("--pages does not go with a PDF as output, which is converted whole");
-    return {line, {}, ExitCode::Done};
 }
 
 } // namespace Korvel::App

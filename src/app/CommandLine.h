@@ -6,28 +6,67 @@
 #include <string>
 
 #include <QString>
+#include <QStringList>
 
 namespace Korvel::App {
+
+/** What to do about a result whose path is taken. */
+enum class OnExists {
+    Number,   ///< give the result a number: page(2).png
+    Fail,     ///< convert nothing of its document
+    Skip,     ///< leave this result away
+    Overwrite ///< replace the file
+};
 
 /** What the user asked for. */
 struct CommandLine
 {
-    QString input;
-    /** Template of the results' paths; its suffix gives the format. */
+    /** As given; "-" stands for standard input. */
+    QStringList inputs;
+    /** File with further inputs, one a line, "-" for standard input; empty for none. */
+    std::string listFile;
+    /** The list's paths are ended by NUL instead of line feeds. */
+    bool isListNulSeparated = false;
+
+    /** Template of the results' paths; "-" for standard output. */
     QString output;
+    /** Format of the results; empty for the one that the template's suffix tells. */
+    QString format;
+    OnExists onExists = OnExists::Number;
+    bool dryRun = false;
+
     /** Dots per inch. */
     double resolution = 150;
     /** Page ranges as given; empty for all pages. */
     std::string pages;
+
+    /** The password itself. */
+    std::optional<std::string> password;
     /** File with the password, "-" for standard input; empty for none. */
     std::string passwordFile;
+    /** File descriptor to read the password from; -1 for none. */
+    int passwordDescriptor = -1;
     /** Environment variable with the password; empty for none. */
-    std::string passwordEnv;
+    std::string passwordVariable;
+    /** File with a path, a tab and its password a line; empty for none. */
+    std::string passwordMap;
+    /** Ask for a password before anything is opened. */
+    bool askPassword = false;
+    /** Never ask. */
+    bool noInput = false;
+
+    /** How many pages are converted at once; 0 for as many as there are processors. */
+    int jobs = 0;
+    bool failFast = false;
+    bool warningsAreFine = false;
+
     /** Folder for the session folder; empty for the default. */
     std::string tempDir;
     bool quiet = false;
     /** How much is logged; 0 for nothing. */
     int verbosity = 0;
+
+    bool WritesToStandardOutput() const { return output == QLatin1String("-"); }
 };
 
 /** What parsing came to: a command line to carry out, or a text to print and an exit code. */

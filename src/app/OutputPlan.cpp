@@ -22,30 +22,33 @@ const QStringList& PictureFormats()
     return formats;
 }
 
-const QStringList& DocumentFormats()
+/** The dot and what follows it at the end of a path; empty when its name has none. */
+QString Tail(const QString& path)
 {
-    static const QStringList formats{QStringLiteral("txt"), QStringLiteral("pdf")};
-    return formats;
+    const int dot = path.lastIndexOf(QLatin1Char('.'));
+    return dot > path.lastIndexOf(QLatin1Char('/')) ? path.mid(dot) : QString();
 }
 
-/** @param text  the template that `path` was made from, for the message */
-QString FormatOf(const QString& path, const QString& text)
+Failure Unusable(const QString& text, const std::string& why)
 {
-    const QFileInfo file(path);
-    QString suffix = file.suffix().toLower();
-    const QStringList known = PictureFormats() + DocumentFormats();
-    if (!known.contains(suffix) || file.completeBaseName().isEmpty())
-        throw Failure(ExitCode::Usage, "cannot tell the format of '" + text.toStdString() +
-                                           "'; end the output's name with one of ." +
-                                           known.join(QStringLiteral(" .")).toStdString());
-    return suffix;
+    return {ExitCode::Usage, "'" + text.toStdString() + "' " + why};
 }
 
 } // namespace
 
-OutputTemplate OutputTemplate::Parse(const QString& text)
+QStringList OutputTemplate::Formats()
 {
-    static const QRegularExpression place(QStringLiteral("%(%|d|0([1-9])d)?"));
+    return PictureFormats() + QStringList{QStringLiteral("txt"), QStringLiteral("pdf")};
+}
+
+bool OutputTemplate::IsPictureFormat(const QString& format)
+{
+    return PictureFormats().contains(format);
+}
+
+OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedFormat)
+{
+    static const QRegularExpression place(QStringLiteral("%(%|s|d|0([1-9])d)?"));
     OutputTemplate result;
     Piece piece;
     int end = 0;
@@ -55,44 +58,47 @@ OutputTemplate OutputTemplate::Parse(const QString& text)
         end = match.capturedEnd();
         const QString what = match.captured(1);
         if (what.isEmpty())
-            throw Failure(ExitCode::Usage,
-                          "'" + text.toStdString() +
-                              "' has a % that is not %d, %0Nd (N from 1 to 9) or %%; write %% for "
-                              "a percent sign");
+            throw Unusable(text, "has a % that is not %d, %0Nd (N from 1 to 9), %s or %%; write "
+                                 "%% for a percent sign");
         if (what == QLatin1String("%")) {
             piece.text += QLatin1Char('%');
             continue;
         }
-        piece.digits = match.captured(2).isEmpty() ? 1 : match.captured(2).toInt();
+        piece.place = what == QLatin1String("s") ? Piece::InputName : Piece::PageNumber;
+        piece.digits = std::max(1, match.captured(2).toInt());
         result.pieces.push_back(piece);
         piece = Piece();
     }
     piece.text += text.mid(end);
     result.pieces.push_back(piece);
-    result.format = FormatOf(result.ForPage(1), text);
-    if (result.format == QLatin1String("pdf") && result.HasPageNumber())
-        throw Failure(ExitCode::Usage, "a PDF as output is one file for the whole document; "
-                                       "remove the page number from '" +
-                                           text.toStdString() + "'");
-    return result;
-}
 
-bool OutputTemplate::MakesPictures() const
-{
-    return PictureFormats().contains(format);
+    const QFileInfo example(result.Path(QStringLiteral("input"), 1));
+    result.format = wantedFormat.isEmpty() ? example.suffix().toLower() : wantedFormat;
+    if (!Formats().contains(result.format) || example.completeBaseName().isEmpty())
+        throw Failure(ExitCode::Usage,
+                      "cannot tell the format of '" + text.toStdString() +
+                          "'; name it with -f, or end the output's name with one of ." +
+                          Formats().join(QStringLiteral(" .")).toStdString());
+    if (result.format == QLatin1String("pdf") && result.HasPageNumber())
+        throw Unusable(text, "has a page number, and a PDF as output is one file for the whole "
+                             "document");
+    return result;
 }
 
 bool OutputTemplate::HasPageNumber() const
 {
-    return pieces.size() > 1;
+    return std::any_of(pieces.begin(), pieces.end(),
+                       [](const Piece& piece) { return piece.place == Piece::PageNumber; });
 }
 
-QString OutputTemplate::ForPage(int page) const
+QString OutputTemplate::Path(const QString& input, int page) const
 {
     QString path;
     for (const Piece& piece : pieces) {
         path += piece.text;
-        if (piece.digits > 0 && page > 0)
+        if (piece.place == Piece::InputName)
+            path += input;
+        else if (piece.place == Piece::PageNumber && page > 0)
             path += QString::number(page).rightJustified(piece.digits, QLatin1Char('0'));
     }
     return path;
@@ -101,32 +107,26 @@ QString OutputTemplate::ForPage(int page) const
 OutputTemplate OutputTemplate::WithPageNumber(int lastPage) const
 {
     OutputTemplate result = *this;
-    const QString tail = QLatin1Char('.') + QFileInfo(ForPage(0)).suffix();
     Piece& last = result.pieces.back();
+    const QString tail = Tail(last.text);
     last.text.chop(tail.size());
     last.text += QLatin1Char('-');
+    last.place = Piece::PageNumber;
     last.digits = QString::number(lastPage).size();
-    result.pieces.push_back({tail, -1});
+    result.pieces.push_back({tail, Piece::Nothing, 1});
     return result;
 }
 
-QString FreePath(const QString& wanted, const std::vector<PlannedResult>& planned,
-                 PDF::IFileSystem& fileSystem)
+QString FreePath(const QString& wanted, const PlannedPaths& planned, PDF::IFileSystem& fileSystem)
 {
     const auto isFree = [&](const QString& path) {
-        const auto has = [&](const PlannedResult& result) {
-            return result.path == path;
-        };
-        return std::none_of(planned.begin(), planned.end(), has) &&
-               !fileSystem.Exists(ioPath(path.toStdString()));
+        return planned.count(path) == 0 && !fileSystem.Exists(ioPath(path.toStdString()));
     };
-    const QString suffix = QLatin1Char('.') + QFileInfo(wanted).suffix();
+    const QString tail = Tail(wanted);
+    const QString head = wanted.left(wanted.size() - tail.size());
     QString path = wanted;
-    for (int number = 2; !isFree(path); ++number) {
-        path = wanted;
-        path.chop(suffix.size());
-        path += QStringLiteral("(%1)").arg(number) + suffix;
-    }
+    for (int number = 2; !isFree(path); ++number)
+        path = head + QStringLiteral("(%1)").arg(number) + tail;
     return path;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <vector>
 
 #include <QString>
@@ -11,38 +12,54 @@ class IFileSystem;
 
 namespace App {
 
-/** The path of the results as the user wrote it, such as "pages/page-%03d.png". */
+/** The path of the results as the user wrote it, such as "pages/%s-%03d.png". */
 class OutputTemplate
 {
 public:
     /**
-     * Understands %d and %0Nd (page number, N from 1 to 9) and %%.
+     * Understands %d and %0Nd (page number, N from 1 to 9), %s (the input's name) and %%.
      *
+     * @param format  of the results; when it is empty the suffix tells it
      * @throws Failure  Usage: another %, no file name, no suffix or one that is no known format
      */
-    static OutputTemplate Parse(const QString& text);
+    static OutputTemplate Parse(const QString& text, const QString& format = {});
 
-    /** The format that the suffix asks for, in small letters, as WorkerConverter takes it. */
+    /** The suffixes of all formats. */
+    static QStringList Formats();
+
+    /** Whether a format makes pictures, one for each page. */
+    static bool IsPictureFormat(const QString& format);
+
+    /** The format, in small letters, as WorkerConverter takes it. */
     const QString& Format() const { return format; }
 
     /** Whether the results are pictures, one for each page. */
-    bool MakesPictures() const;
+    bool MakesPictures() const { return IsPictureFormat(format); }
 
     /** Whether it has a place for the page number. */
     bool HasPageNumber() const;
 
-    /** The path for a page; for the document as a whole without the page number's places. */
-    QString ForPage(int page) const;
+    /**
+     * The path of a result.
+     *
+     * @param input  the input's name
+     * @param page   from 1; 0 for the document as a whole, which leaves the page number away
+     */
+    QString Path(const QString& input, int page) const;
 
     /** The same template with "-%0Nd" before the suffix, N the digits of `lastPage`. */
     OutputTemplate WithPageNumber(int lastPage) const;
 
 private:
+    /** A text, and what stands behind it. */
     struct Piece
     {
+        enum Place { Nothing, PageNumber, InputName };
+
         QString text;
-        /** Digits of the page number that follows the text; -1 when none follows. */
-        int digits = -1;
+        Place place = Nothing;
+        /** Least digits of the page number. */
+        int digits = 1;
     };
 
     std::vector<Piece> pieces;
@@ -60,12 +77,14 @@ struct PlannedResult
     QString path;
 };
 
+/** Path of every planned result -> name of the input that it is made from. */
+using PlannedPaths = std::map<QString, QString>;
+
 /**
  * `wanted`, or the first of "name(2).suffix", "name(3).suffix" ... at which nothing exists and that
  * is in nobody's plan. Literal: no character of the name has a meaning.
  */
-QString FreePath(const QString& wanted, const std::vector<PlannedResult>& planned,
-                 PDF::IFileSystem& fileSystem);
+QString FreePath(const QString& wanted, const PlannedPaths& planned, PDF::IFileSystem& fileSystem);
 
 } // namespace App
 } // namespace Korvel

@@ -13,8 +13,11 @@ namespace Korvel::App {
 
 namespace {
 
+/** 0 for the document's last page. */
 int ToPage(const QString& digits)
 {
+    if (digits.isEmpty() || digits == QLatin1String("last"))
+        return 0;
     bool fits = false;
     const int page = digits.toInt(&fits);
     if (!fits || page < 1)
@@ -30,18 +33,18 @@ PageRanges PageRanges::Parse(const std::string& text)
     PageRanges result;
     if (text.empty())
         return result;
-    static const QRegularExpression form(QStringLiteral("^([0-9]+)(?:(-)([0-9]*))?$"));
+    static const QRegularExpression form(QStringLiteral("^([0-9]+|last)(?:(-)([0-9]*|last))?$"));
     for (const QString& piece : QString::fromStdString(text).split(QLatin1Char(','))) {
         const auto match = form.match(piece);
         if (!match.hasMatch())
             throw Failure(ExitCode::Usage, "'" + piece.left(40).toStdString() +
                                                "' is not a page or a range of pages; write such "
-                                               "as 1-3,7,9-");
+                                               "as 1-3,7,9-,last");
         const int first = ToPage(match.captured(1));
         int last = first;
         if (!match.captured(2).isEmpty())
-            last = match.captured(3).isEmpty() ? 0 : ToPage(match.captured(3));
-        if (last != 0 && last < first)
+            last = ToPage(match.captured(3));
+        if (last != 0 && (first == 0 || last < first))
             throw Failure(ExitCode::Usage,
                           "the page range '" + piece.toStdString() + "' runs backwards");
         result.ranges.push_back({first, last});
@@ -53,12 +56,13 @@ std::vector<int> PageRanges::Choose(int pageCount) const
 {
     std::set<int> pages;
     for (const Range& range : ranges.empty() ? std::vector<Range>{{1, 0}} : ranges) {
+        const int first = range.first == 0 ? pageCount : range.first;
         const int last = range.last == 0 ? pageCount : range.last;
-        if (std::max(range.first, last) > pageCount)
+        if (std::max(first, last) > pageCount)
             throw Failure(ExitCode::Usage, "there is no page " +
-                                               std::to_string(std::max(range.first, last)) +
+                                               std::to_string(std::max(first, last)) +
                                                "; the last one is " + std::to_string(pageCount));
-        for (int page = range.first; page <= last; ++page)
+        for (int page = first; page <= last; ++page)
             pages.insert(page);
     }
     return {pages.begin(), pages.end()};

@@ -5,13 +5,13 @@
 
 namespace Korvel::App {
 
-/** A choice of pages, such as "1-3,7,9-". */
+/** A choice of pages, such as "1-3,7,9-,last". */
 class PageRanges
 {
 public:
     /**
-     * Understands numbers from 1, ranges "a-b" and open ranges "a-", separated by commas. The empty
-     * text means all pages.
+     * Understands numbers from 1, "last", ranges "a-b" and open ranges "a-", separated by commas.
+     * The empty text means all pages.
      *
      * @throws Failure  Usage, naming the piece that is not understood
      */
@@ -27,8 +27,8 @@ public:
 private:
     struct Range
     {
+        /** 0 for the document's last page, as for `last`. */
         int first;
-        /** 0 for the document's last page. */
         int last;
     };
 

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include <QFile>
+
 #include <unistd.h>
 
 namespace Korvel::App {
@@ -20,7 +22,10 @@ void Print(const QString& text)
 
 } // namespace
 
-Report::Report(bool bar) : bar(bar && ::isatty(STDERR_FILENO) == 1) {}
+Report::Report(bool quiet, bool bar)
+    : quiet(quiet), bar(bar && !quiet && ::isatty(STDERR_FILENO) == 1)
+{
+}
 
 Report::~Report()
 {
@@ -60,6 +65,41 @@ void Report::Complain(const std::string& message)
 {
     End();
     Print(QStringLiteral("pdfconvert: ") + QString::fromStdString(message) + QLatin1Char('\n'));
+}
+
+void Report::Warn(const std::string& message)
+{
+    ++warnings;
+    Note(message);
+}
+
+void Report::Note(const std::string& message)
+{
+    if (!quiet)
+        Complain(message);
+}
+
+void Report::Summary(std::size_t inputs, std::size_t failures)
+{
+    Note(std::to_string(inputs - failures) + " of " + std::to_string(inputs) +
+         " documents converted" +
+         (failures > 0 ? ", " + std::to_string(failures) + " failed" : std::string()));
+}
+
+bool Report::Content(const QString& path)
+{
+    End();
+    QFile file(path);
+    QFile output;
+    if (!file.open(QIODevice::ReadOnly) ||
+        !output.open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered))
+        return false;
+    while (!file.atEnd()) {
+        const QByteArray block = file.read(1 << 20);
+        if (block.isEmpty() || output.write(block) != block.size())
+            return false;
+    }
+    return std::fflush(stdout) == 0;
 }
 
 bool Report::Results(const QStringList& paths)

@@ -1,9 +1,11 @@
 #include "Batch.h"
 #include "CommandLine.h"
 #include "Interruption.h"
+#include "Logging.h"
 #include "Report.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include <QCoreApplication>
 #include <QTextCodec>
@@ -33,38 +35,35 @@ public:
     }
 };
 
-void LogQtMessage(QtMsgType type, const QMessageLogContext&, const QString& text)
+/** Overwrites a password among the arguments, which the list of processes shows. */
+void HidePassword(int argc, char** argv)
 {
-    if (type == QtDebugMsg || type == QtInfoMsg)
-        LOG(INFO) << text.toStdString();
-    else
-        LOG(WARNING) << text.toStdString();
-}
-
-/** To standard error alone: log files in the folder for temporary ones can be read by all. */
-void StartLogging(const char* program, int verbosity)
-{
-    FLAGS_logtostderr = true;
-    FLAGS_v = verbosity;
-    FLAGS_minloglevel = verbosity > 0 ? google::INFO : google::FATAL;
-    google::InitGoogleLogging(program);
-    qInstallMessageHandler(LogQtMessage);
+    constexpr char option[] = "--password";
+    constexpr std::size_t length = sizeof option - 1;
+    for (int i = 1; i < argc; ++i) {
+        char* value = nullptr;
+        if (std::strcmp(argv[i], option) == 0 && i + 1 < argc)
+            value = argv[i + 1];
+        else if (std::strncmp(argv[i], option, length) == 0 && argv[i][length] == '=')
+            value = argv[i] + length + 1;
+        if (value)
+            std::memset(value, '*', std::strlen(value));
+    }
 }
 
 int Convert(const CommandLine& commandLine, Interruption& interruption)
 {
-    Report report(!commandLine.quiet && commandLine.verbosity == 0);
+    Report report(commandLine.quiet, commandLine.verbosity == 0);
     try {
-        Batch(commandLine, report, interruption).Run();
-        return int(ExitCode::Done);
+        return int(Batch(commandLine, report, interruption).Run());
     } catch (const Failure& failure) {
         report.Complain(failure.what());
         return int(failure.code);
-    } catch (const Interrupted&) {
-        report.Complain(commandLine.input.toStdString() + ": interrupted");
+    } catch (const Interrupted& interrupted) {
+        report.Complain(interrupted.what());
         return 128 + interruption.Signal();
     } catch (const std::exception& error) {
-        report.Complain(commandLine.input.toStdString() + ": unexpected error: " + error.what());
+        report.Complain(std::string("unexpected error: ") + error.what());
         return int(ExitCode::Internal);
     }
 }
@@ -74,6 +73,7 @@ int Convert(const CommandLine& commandLine, Interruption& interruption)
 int main(int argc, char** argv)
 {
     const ParseResult parsed = ParseCommandLine(argc, argv);
+    HidePassword(argc, argv);
     if (!parsed.commandLine) {
         std::fputs(parsed.text.c_str(), parsed.code == ExitCode::Done ? stdout : stderr);
         return int(parsed.code);

@@ -17,7 +17,7 @@ TEST(CommandLine, NeedsOnlyAnInputAndAnOutput)
 {
     const auto line = Parse({"in.pdf", "-o", "out.png"}).commandLine;
     ASSERT_TRUE(line);
-    EXPECT_EQ(line->input, "in.pdf");
+    EXPECT_EQ(line->inputs, QStringList("in.pdf"));
     EXPECT_EQ(line->output, "out.png");
     EXPECT_EQ(line->resolution, 150);
     EXPECT_EQ(line->verbosity, 0);
@@ -26,23 +26,86 @@ TEST(CommandLine, NeedsOnlyAnInputAndAnOutput)
 
 TEST(CommandLine, TakesEveryOption)
 {
-    const auto line = Parse({"-r", "300.5", "--pages", "1-3,7,9-", "--password-file", "-",
-                             "--temp-dir", "/x", "-q", "-v", "30", "-o", "p-%d.tif", "in.pdf"})
+    const auto line = Parse({"-r",
+                             "300.5",
+                             "--pages",
+                             "1-3,7,9-,last",
+                             "--password-file",
+                             "-",
+                             "--password-map",
+                             "map",
+                             "--no-input",
+                             "--temp-dir",
+                             "/x",
+                             "-q",
+                             "-v",
+                             "30",
+                             "-o",
+                             "p-%d.tif",
+                             "-f",
+                             "PNG",
+                             "--on-exists",
+                             "overwrite",
+                             "--dry-run",
+                             "--from-list",
+                             "list",
+                             "-0",
+                             "-j",
+                             "3",
+                             "--fail-fast",
+                             "--warning-exit-0",
+                             "in.pdf",
+                             "more.pdf"})
                           .commandLine;
     ASSERT_TRUE(line);
+    EXPECT_EQ(line->inputs, QStringList({"in.pdf", "more.pdf"}));
+    EXPECT_EQ(line->listFile, "list");
+    EXPECT_TRUE(line->isListNulSeparated);
+    EXPECT_EQ(line->format, "png");
+    EXPECT_EQ(line->onExists, OnExists::Overwrite);
+    EXPECT_TRUE(line->dryRun);
     EXPECT_EQ(line->resolution, 300.5);
-    EXPECT_EQ(line->pages, "1-3,7,9-");
+    EXPECT_EQ(line->pages, "1-3,7,9-,last");
     EXPECT_EQ(line->passwordFile, "-");
+    EXPECT_EQ(line->passwordMap, "map");
+    EXPECT_TRUE(line->noInput);
+    EXPECT_EQ(line->jobs, 3);
+    EXPECT_TRUE(line->failFast);
+    EXPECT_TRUE(line->warningsAreFine);
     EXPECT_EQ(line->tempDir, "/x");
     EXPECT_TRUE(line->quiet);
     EXPECT_EQ(line->verbosity, 30);
+}
+
+struct Directed
+{
+    std::vector<const char*> arguments;
+    const char* output;
+};
+
+TEST(CommandLine, NamesResultsInAFolderAfterTheirInputs)
+{
+    for (const Directed& row : {Directed{{"a.pdf", "-d", "out"}, "out/%s-%d.png"},
+                                Directed{{"a.pdf", "-d", "out", "-f", "JPG"}, "out/%s-%d.jpg"},
+                                Directed{{"a.pdf", "-d", "out", "-f", "txt"}, "out/%s.txt"},
+                                Directed{{"a.pdf", "-d", "50%", "-o", "p%d.png"}, "50%%/p%d.png"}})
+        EXPECT_EQ(Parse(row.arguments).commandLine.value().output, row.output);
+}
+
+TEST(CommandLine, TakesEachWayToGiveAPassword)
+{
+    EXPECT_EQ(Parse({"a.pdf", "-d", "o", "--password", ""}).commandLine->password, std::string());
+    EXPECT_EQ(Parse({"a.pdf", "-d", "o", "--password-fd", "3"}).commandLine->passwordDescriptor, 3);
+    EXPECT_EQ(Parse({"a.pdf", "-d", "o", "--password-env", "X"}).commandLine->passwordVariable,
+              "X");
+    EXPECT_TRUE(Parse({"a.pdf", "-d", "o", "--ask-password"}).commandLine->askPassword);
 }
 
 TEST(CommandLine, TakesFileNamesThatLookLikeOptionsBehindTwoDashes)
 {
     const auto line = Parse({"-o", "out.png", "--", "-in.pdf"}).commandLine;
     ASSERT_TRUE(line);
-    EXPECT_EQ(line->input, "-in.pdf");
+    EXPECT_EQ(line->inputs, QStringList("-in.pdf"));
 }
 
 TEST(CommandLine, PrintsHelpAndVersionAndIsDone)
@@ -50,7 +113,7 @@ TEST(CommandLine, PrintsHelpAndVersionAndIsDone)
     const auto help = Parse({"--help"});
     EXPECT_EQ(help.code, ExitCode::Done);
     for (const char* word : {"INPUT", "--output", "--pages", "--password-file", "--temp-dir",
-                             "Examples", "Exit codes", "130"})
+                             "Output:", "Passwords:", "Examples", "Exit codes", "130"})
         EXPECT_THAT(help.text, HasSubstr(word));
     const auto version = Parse({"--version"});
     EXPECT_EQ(version.code, ExitCode::Done);
@@ -85,20 +148,30 @@ TEST_P(CommandLineRefuses, AndSaysWhy)
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, CommandLineRefuses,
-    testing::Values(Refused{{}, "INPUT"}, Refused{{"in.pdf"}, "--output"},
-                    Refused{{"in.pdf", "more.pdf", "-o", "a.png"}, "more.pdf"},
-                    Refused{{"in.pdf", "-o", "a.gif"}, "a.gif"},
-                    Refused{{"in.pdf", "-o", "a.png", "-r", "0"}, "'0' is not a resolution"},
-                    Refused{{"in.pdf", "-o", "a.png", "-r", "nan"}, "'nan' is not a resolution"},
-                    Refused{{"in.pdf", "-o", "a.png", "-r", "5000"}, "resolution"},
-                    Refused{{"in.pdf", "-o", "a.png", "-r", "12x"}, "resolution"},
-                    Refused{{"in.pdf", "-o", "a.png", "--pages", "3-1"}, "runs backwards"},
-                    Refused{{"in.pdf", "-o", "a.pdf", "--pages", "3"}, "--pages"},
-                    Refused{{"in.pdf", "-o", "a.png", "--nonsense"}, "--nonsense"},
-                    Refused{
-                        {"in.pdf", "-o", "a.png", "--password-file", "a", "--password-env", "b"},
-                        "excludes"},
-                    Refused{{"b\xff.pdf", "-o", "a.png"}, "'b\\xff.pdf' is not valid UTF-8"}));
+    testing::Values(
+        Refused{{}, "INPUT"}, Refused{{"in.pdf"}, "--output"}, Refused{{"-d", "out"}, "INPUT"},
+        Refused{{"-", "-", "-d", "out"}, "standard input"},
+        Refused{{"-", "--from-list", "-", "-d", "out"}, "standard input"},
+        Refused{{"-", "--password-fd", "0", "-d", "out"}, "standard input"},
+        Refused{{"in.pdf", "-0", "-d", "out"}, "--from-list"}, Refused{{"in.pdf", "-o", "-"}, "-f"},
+        Refused{{"in.pdf", "-d", "out", "-o", "-", "-f", "png"}, "--directory"},
+        Refused{{"in.pdf", "-d", "out", "-o", "/a.png"}, "--directory"},
+        Refused{{"in.pdf", "-d", "out", "-f", "gif"}, "'gif' is none of"},
+        Refused{{"in.pdf", "-d", "out", "--on-exists", "cry"}, "cry"},
+        Refused{{"in.pdf", "-d", "out", "-j", "0"}, "'0' is not a number"},
+        Refused{{"in.pdf", "-d", "out", "-j", "2.5"}, "'2.5' is not a number"},
+        Refused{{"in.pdf", "-d", "out", "--no-input", "--ask-password"}, "excludes"},
+        Refused{{"in.pdf", "-o", "a.gif"}, "a.gif"},
+        Refused{{"in.pdf", "-o", "a.png", "-r", "0"}, "'0' is not a resolution"},
+        Refused{{"in.pdf", "-o", "a.png", "-r", "nan"}, "'nan' is not a resolution"},
+        Refused{{"in.pdf", "-o", "a.png", "-r", "5000"}, "resolution"},
+        Refused{{"in.pdf", "-o", "a.png", "-r", "12x"}, "resolution"},
+        Refused{{"in.pdf", "-o", "a.png", "--pages", "3-1"}, "runs backwards"},
+        Refused{{"in.pdf", "-o", "a.pdf", "--pages", "3"}, "--pages"},
+        Refused{{"in.pdf", "-o", "a.png", "--nonsense"}, "--nonsense"},
+        Refused{{"in.pdf", "-o", "a.png", "--password-file", "a", "--password-env", "b"},
+                "excludes"},
+        Refused{{"b\xff.pdf", "-o", "a.png"}, "'b\\xff.pdf' is not valid UTF-8"}));
 
 } // namespace
 } // namespace Korvel::App

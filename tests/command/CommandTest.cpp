@@ -166,30 +166,6 @@ TEST_F(CommandTest, TakesNonAsciiNamesWhateverTheLocale)
     EXPECT_TRUE(QFile::exists(Path("\u00e4/\u4e2d.png")));
 }
 
-TEST_F(CommandTest, ReadsThePasswordFromTheEnvironment)
-{
-    MakeSample("secret.pdf", 1, "pw");
-    qputenv("MY_PASSWORD", "pw");
-    const Outcome run = Run({"secret.pdf", "--password-env", "MY_PASSWORD", "-o", "p.png"});
-    qunsetenv("MY_PASSWORD");
-    EXPECT_EQ(run.exitCode, 0) << run.complaints;
-    const Outcome unset = Run({"secret.pdf", "--password-env", "MY_PASSWORD", "-o", "p.png"});
-    EXPECT_EQ(unset.exitCode, 8);
-    EXPECT_THAT(unset.complaints, HasSubstr("MY_PASSWORD is not set"));
-}
-
-TEST_F(CommandTest, TakesThePasswordUpToTheLineEndingAndNothingOffIt)
-{
-    MakeSample("secret.pdf", 1, " pw ");
-    const QStringList arguments{"secret.pdf", "--password-file", "pw", "-o", "p.png"};
-    for (const char* content : {" pw ", " pw \n", " pw \r\n", " pw \nanother line\n"}) {
-        Write("pw", content);
-        EXPECT_EQ(Run(arguments).exitCode, 0) << content;
-    }
-    Write("pw", "pw\n");
-    EXPECT_EQ(Run(arguments).exitCode, 8);
-}
-
 struct Complaint
 {
     const char* what;
@@ -245,7 +221,7 @@ INSTANTIATE_TEST_SUITE_P(
         Complaint{"no password file",
                   {"secret.pdf", "--password-file", "none", "-o", "p.png"},
                   8,
-                  "none: cannot read the password file: No such file"},
+                  "none: cannot read the password: No such file"},
         Complaint{"page that is not there",
                   {"plain.pdf", "--pages", "3", "-o", "p.png"},
                   2,

@@ -37,7 +37,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Chosen{"an open range from the last page", "5-", 5, {5}},
                     Chosen{"several pieces", "1-3,7,9-", 10, {1, 2, 3, 7, 9, 10}},
                     Chosen{"out of order and twice", "3,1-3,2", 3, {1, 2, 3}},
-                    Chosen{"leading zeros", "002", 3, {2}}));
+                    Chosen{"leading zeros", "002", 3, {2}}, Chosen{"the last page", "last", 5, {5}},
+                    Chosen{"a range to the last page", "1,4-last", 5, {1, 4, 5}},
+                    Chosen{"a range from the last page", "last-", 5, {5}}));
 
 class PageRangesRefuse : public testing::TestWithParam<const char*>
 {
@@ -57,7 +59,7 @@ TEST_P(PageRangesRefuse, WhatIsNoRangeOfPages)
 INSTANTIATE_TEST_SUITE_P(Rows, PageRangesRefuse,
                          testing::Values("0", "0-3", "-3", "a", "1,,2", ",", "1-2-3", "1 -2", "3-1",
                                          "1.5", "+1", "99999999999999999999", "1-99999999999",
-                                         "\xd9\xa1"));
+                                         "last-3", "lastly", "\xd9\xa1"));
 
 TEST(PageRanges, RefuseAPageThatTheDocumentDoesNotHave)
 {

@@ -1,0 +1,112 @@
+#include "Inputs.h"
+
+#include "CommandLine.h"
+#include "Reading.h"
+#include "Text.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <sstream>
+#include <system_error>
+
+#include <QFileInfo>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace Korvel::App {
+
+namespace {
+
+Input FromPath(const std::string& path)
+{
+    Input input;
+    input.name = QString::fromStdString(path);
+    input.path = input.name;
+    input.baseName = QFileInfo(input.path).completeBaseName();
+    if (!IsUtf8(path)) {
+        input.name = QString::fromStdString(Escaped(path));
+        input.problem = "the name is not valid UTF-8; rename the file";
+    } else if (path.find('\0') != std::string::npos) {
+        input.name = QString::fromStdString(Escaped(path));
+        input.problem = "the name holds a NUL; a list of such names needs -0";
+    }
+    return input;
+}
+
+void WriteAll(std::FILE* file, const char* bytes, std::size_t count)
+{
+    if (std::fwrite(bytes, 1, count, file) != count)
+        throw std::system_error(errno, std::generic_category());
+}
+
+/** Standard input's bytes in a new file that nobody else can read. */
+void StoreStandardInput(const std::string& path, const Interruption& interruption)
+{
+    const int descriptor =
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (descriptor < 0)
+        throw std::system_error(errno, std::generic_category());
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(::fdopen(descriptor, "wb"),
+                                                               std::fclose);
+    std::vector<char> block(1 << 16);
+    while (const std::size_t count =
+               ReadSome(STDIN_FILENO, block.data(), block.size(), interruption))
+        WriteAll(file.get(), block.data(), count);
+    if (std::fflush(file.get()) != 0)
+        throw std::system_error(errno, std::generic_category());
+}
+
+Input FromStandardInput(const std::string& tempFolder, const Interruption& interruption)
+{
+    const std::string path = tempFolder + "/standard-input.pdf";
+    try {
+        StoreStandardInput(path, interruption);
+    } catch (const std::system_error& error) {
+        throw Failure(ExitCode::Input,
+                      "standard input: cannot be stored in the folder for temporary files: " +
+                          error.code().message());
+    }
+    return {QStringLiteral("standard input"),
+            QStringLiteral("stdin"),
+            QString::fromStdString(path),
+            {}};
+}
+
+std::vector<Input> FromList(const CommandLine& commandLine, const Interruption& interruption)
+{
+    const std::string& file = commandLine.listFile;
+    const char separator = commandLine.isListNulSeparated ? '\0' : '\n';
+    std::vector<Input> inputs;
+    try {
+        std::istringstream list(ReadAll(file, interruption));
+        for (std::string path; std::getline(list, path, separator);) {
+            if (!path.empty())
+                inputs.push_back(FromPath(path));
+        }
+    } catch (const std::system_error& error) {
+        throw Failure(ExitCode::Input, file + ": cannot read the list: " + error.code().message());
+    }
+    return inputs;
+}
+
+} // namespace
+
+std::vector<Input> CollectInputs(const CommandLine& commandLine, const std::string& tempFolder,
+                                 const Interruption& interruption)
+{
+    std::vector<Input> inputs;
+    for (const QString& given : commandLine.inputs)
+        inputs.push_back(given == QLatin1String("-") ? FromStandardInput(tempFolder, interruption)
+                                                     : FromPath(given.toStdString()));
+    if (!commandLine.listFile.empty()) {
+        const std::vector<Input> listed = FromList(commandLine, interruption);
+        inputs.insert(inputs.end(), listed.begin(), listed.end());
+    }
+    if (inputs.empty())
+        throw Failure(ExitCode::Input, commandLine.listFile + ": the list names no file");
+    return inputs;
+}
+
+} // namespace Korvel::App

@@ -1,0 +1,68 @@
+#include "PlannedFileSystem.h"
+
+#include <cstdio>
+#include <utility>
+
+#include <QUuid>
+
+namespace Korvel::App {
+
+namespace {
+
+bool Rename(const std::string& from, const std::string& to)
+{
+    return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+/** A name in the folder of `path` that nobody else takes. */
+std::string HiddenBeside(const std::string& path)
+{
+    const std::string name = QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString();
+    return path.substr(0, path.rfind('/') + 1) + ".pdfconvert-" + name;
+}
+
+} // namespace
+
+PlannedFileSystem::PlannedFileSystem(std::shared_ptr<PDF::IFileSystem> inner, bool replaces)
+    : inner(std::move(inner)), replaces(replaces)
+{
+}
+
+ioPath PlannedFileSystem::GetTempFolder()
+{
+    return inner->GetTempFolder();
+}
+
+bool PlannedFileSystem::RemoveFolder(const ioPath& folder)
+{
+    return inner->RemoveFolder(folder);
+}
+
+bool PlannedFileSystem::Exists(const ioPath&)
+{
+    return false;
+}
+
+bool PlannedFileSystem::Move(const ioPath& from, const ioPath& to)
+{
+    if (inner->Move(from, to))
+        return true;
+    if (!replaces)
+        return false;
+    // The bytes have to be on the target's volume before one step can bring them to its name.
+    const ioPath hidden(HiddenBeside(to.utf8string()));
+    if (!inner->Move(from, hidden))
+        return false;
+    if (Rename(hidden.utf8string(), to.utf8string()))
+        return true;
+    if (!inner->Move(hidden, from))
+        ioPath::remove(hidden);
+    return false;
+}
+
+bool PlannedFileSystem::CreateFolder(const ioPath& folder)
+{
+    return inner->CreateFolder(folder);
+}
+
+} // namespace Korvel::App

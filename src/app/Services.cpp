@@ -1,0 +1,93 @@
+#include "Services.h"
+
+#include "Interruption.h"
+#include "LocalFileSystem.h"
+#include "PageFanOut.h"
+#include "PlannedFileSystem.h"
+#include "SessionFolder.h"
+#include "TempFileWrapper.h"
+#include "UnencryptDocWrapper.h"
+#include "UuidFileNameGenerator.h"
+#include "WorkerConverter.h"
+#include "WorkerPdfProvider.h"
+
+#include <algorithm>
+
+#include <QThread>
+
+namespace Korvel::App {
+
+using PDF::Converter::AbstractConverter;
+using PDF::Converter::PageFanOut;
+using PDF::Converter::TempFileWrapper;
+using PDF::Converter::UnencryptDocWrapper;
+using PDF::Converter::WorkerConverter;
+
+namespace {
+
+std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const CommandLine& commandLine)
+{
+    const std::string parent =
+        commandLine.tempDir.empty() ? PDF::SessionFolder::DefaultParent() : commandLine.tempDir;
+    std::string error;
+    std::shared_ptr<PDF::SessionFolder> session = PDF::SessionFolder::Create(parent, error);
+    if (!session)
+        throw Failure(ExitCode::Output, "cannot make a folder for temporary files in " + parent +
+                                            ": " + error + "; choose another with --temp-dir");
+    return session;
+}
+
+} // namespace
+
+Services::Services(const CommandLine& commandLine, Interruption& interruption)
+    : jobs(std::size_t(
+          std::max(commandLine.jobs > 0 ? commandLine.jobs : QThread::idealThreadCount(), 1))),
+      interruption(interruption),
+      names(std::make_shared<PDF::UuidFileNameGenerator>()),
+      session(MakeSessionFolder(commandLine)),
+      fileSystem(std::make_shared<PDF::LocalFileSystem>(session)),
+      resultFileSystem(fileSystem),
+      provider(std::make_shared<PDF::WorkerPdfProvider>())
+{
+    if (commandLine.onExists != OnExists::Number)
+        resultFileSystem = std::make_shared<PlannedFileSystem>(fileSystem, commandLine.onExists ==
+                                                                               OnExists::Overwrite);
+    // The provider is told at once, since the main thread may be waiting for its answer.
+    interruption.OnSignal([this] {
+        provider->Shutdown();
+        QMetaObject::invokeMethod(&mainThread, [this] {
+            if (newest)
+                newest->CancelConvertation();
+        });
+    });
+}
+
+Services::~Services()
+{
+    interruption.OnSignal({});
+}
+
+const std::string& Services::TempFolder() const
+{
+    return session->Path();
+}
+
+void Services::CheckForSignal() const
+{
+    interruption.Check();
+}
+
+std::shared_ptr<AbstractConverter> Services::MakeChain(std::size_t pages)
+{
+    while (workers.size() < std::min(pages, jobs))
+        workers.push_back(std::make_shared<WorkerConverter>());
+    std::vector<std::shared_ptr<AbstractConverter>> chains;
+    for (const auto& worker : workers)
+        chains.push_back(std::make_shared<TempFileWrapper>(names, worker, resultFileSystem));
+    const auto fanOut = std::make_shared<PageFanOut>(chains);
+    const auto chain = std::make_shared<UnencryptDocWrapper>(names, fanOut, provider, fileSystem);
+    newest = chain.get();
+    return chain;
+}
+
+} // namespace Korvel::App

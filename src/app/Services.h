@@ -1,0 +1,79 @@
+#pragma once
+
+#include "CommandLine.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <QObject>
+#include <QPointer>
+
+namespace Korvel {
+namespace PDF {
+class IFileSystem;
+class LocalFileSystem;
+class SessionFolder;
+class UuidFileNameGenerator;
+class WorkerPdfProvider;
+namespace Converter {
+class AbstractConverter;
+class WorkerConverter;
+} // namespace Converter
+} // namespace PDF
+
+namespace App {
+
+class Interruption;
+
+/**
+ * What documents are opened and converted with, one for a run of the command: the session folder,
+ * and the worker processes. A signal ends what they do. Used on the main thread.
+ */
+class Services
+{
+public:
+    /** @throws Failure  Output: no folder for temporary files */
+    Services(const CommandLine& commandLine, Interruption& interruption);
+
+    /** Ends the workers, and removes everything temporary. */
+    ~Services();
+
+    /** The session folder's path. */
+    const std::string& TempFolder() const;
+
+    PDF::LocalFileSystem& FileSystem() { return *fileSystem; }
+    PDF::WorkerPdfProvider& PdfProvider() { return *provider; }
+
+    /** @throws Interrupted  a signal has come */
+    void CheckForSignal() const;
+
+    /**
+     *     UnencryptDocWrapper( PageFanOut( TempFileWrapper( WorkerConverter ) x jobs ) )
+     *
+     * A fresh one for every document. A signal cancels what the newest one does.
+     *
+     * @param pages  how many there are to convert
+     */
+    std::shared_ptr<PDF::Converter::AbstractConverter> MakeChain(std::size_t pages);
+
+private:
+    Services(const Services&) = delete;
+    Services& operator=(const Services&) = delete;
+
+    const std::size_t jobs;
+    Interruption& interruption;
+    const std::shared_ptr<PDF::UuidFileNameGenerator> names;
+    const std::shared_ptr<PDF::SessionFolder> session;
+    const std::shared_ptr<PDF::LocalFileSystem> fileSystem;
+    /** The one that results are moved by. */
+    std::shared_ptr<PDF::IFileSystem> resultFileSystem;
+    const std::shared_ptr<PDF::WorkerPdfProvider> provider;
+    std::vector<std::shared_ptr<PDF::Converter::WorkerConverter>> workers;
+    QPointer<PDF::Converter::AbstractConverter> newest;
+    /** Receives calls from the signals' thread. */
+    QObject mainThread;
+};
+
+} // namespace App
+} // namespace Korvel

@@ -1,0 +1,28 @@
+#include "Text.h"
+
+#include <iomanip>
+#include <sstream>
+
+#include <QString>
+
+namespace Korvel::App {
+
+bool IsUtf8(const std::string& bytes)
+{
+    return QString::fromStdString(bytes).toStdString() == bytes;
+}
+
+std::string Escaped(const std::string& bytes)
+{
+    std::ostringstream text;
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        if (value >= 0x20 && value < 0x7f)
+            text << byte;
+        else
+            text << "\\x" << std::hex << std::setw(2) << std::setfill('0') << int(value);
+    }
+    return text.str();
+}
+
+} // namespace Korvel::App

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+namespace Korvel::App {
+
+/** Whether `bytes` are valid UTF-8, so that they can be a path here. */
+bool IsUtf8(const std::string& bytes);
+
+/** Bytes for a message: whatever is no printable ASCII as \xNN. */
+std::string Escaped(const std::string& bytes);
+
+} // namespace Korvel::App

@@ -1,0 +1,142 @@
+#include "Program.h"
+
+#include <gmock/gmock.h>
+
+#include <QDir>
+
+namespace Korvel::App {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+class BatchTest : public ProgramTest
+{
+};
+
+TEST_F(BatchTest, ReportsABadInputAndConvertsTheRest)
+{
+    MakeSample("one.pdf", 1);
+    Write("bad.pdf", "no PDF");
+    MakeSample("two.pdf", 2);
+    const Outcome run =
+        Run({"one.pdf", "none.pdf", "bad.pdf", "two.pdf", "-d", "out", "-f", "txt"});
+    EXPECT_EQ(run.exitCode, 10);
+    EXPECT_EQ(run.results, QStringList({"out/one.txt", "out/two.txt"}));
+    EXPECT_THAT(run.complaints, HasSubstr("none.pdf: No such file"));
+    EXPECT_THAT(run.complaints, HasSubstr("bad.pdf: is not a PDF"));
+    EXPECT_THAT(run.complaints, HasSubstr("2 of 4 documents converted, 2 failed"));
+}
+
+TEST_F(BatchTest, EndsWithTheCodeThatAllItsFailuresShare)
+{
+    Write("bad.pdf", "no PDF");
+    EXPECT_EQ(Run({"none.pdf", "bad.pdf", "-d", "out"}).exitCode, 4);
+    MakeSample("secret.pdf", 1, "pw");
+    EXPECT_EQ(Run({"secret.pdf", "bad.pdf", "-d", "out"}).exitCode, 10);
+}
+
+TEST_F(BatchTest, StopsAtTheFirstFailureWhenThatIsWanted)
+{
+    MakeSample("one.pdf", 1);
+    const Outcome run = Run({"one.pdf", "none.pdf", "worse.pdf", "-d", "out", "--fail-fast"});
+    EXPECT_EQ(run.exitCode, 10);
+    EXPECT_EQ(run.results, QStringList()) << "it is known before anything is converted";
+    EXPECT_THAT(run.complaints, Not(HasSubstr("worse.pdf")));
+}
+
+TEST_F(BatchTest, GivesTwoInputsOfOneNameTwoResults)
+{
+    QDir(Path("")).mkdir("a");
+    QDir(Path("")).mkdir("b");
+    MakeSample("a/report.pdf", 1);
+    MakeSample("b/report.pdf", 1);
+    const QStringList inputs{"a/report.pdf", "b/report.pdf", "-d", "out", "-f", "txt"};
+    EXPECT_EQ(Run(inputs).results, QStringList({"out/report.txt", "out/report(2).txt"}));
+    const Outcome overwriting = Run(inputs + QStringList{"--on-exists", "overwrite"});
+    EXPECT_EQ(overwriting.exitCode, 10);
+    EXPECT_EQ(overwriting.results, QStringList("out/report.txt"));
+    EXPECT_THAT(overwriting.complaints, HasSubstr("b/report.pdf: its result out/report.txt would "
+                                                  "meet that of a/report.pdf"));
+}
+
+TEST_F(BatchTest, ReadsItsInputsFromAList)
+{
+    MakeSample("one.pdf", 1);
+    MakeSample("C++ (2) [x].pdf", 1);
+    Write("list", "one.pdf\n\nC++ (2) [x].pdf\nnone.pdf\nb\xff.pdf\n");
+    const Outcome run = Run({"--from-list", "list", "-d", "out", "-f", "txt"});
+    EXPECT_EQ(run.exitCode, 10);
+    EXPECT_EQ(run.results, QStringList({"out/one.txt", "out/C++ (2) [x].txt"}));
+    EXPECT_THAT(run.complaints, HasSubstr("none.pdf: No such file"));
+    EXPECT_THAT(run.complaints, HasSubstr("b\\xff.pdf: the name is not valid UTF-8"));
+}
+
+TEST_F(BatchTest, ReadsANulSeparatedListFromStandardInput)
+{
+    MakeSample("one.pdf", 1);
+    MakeSample("with\nline.pdf", 1);
+    const QByteArray list("one.pdf\0with\nline.pdf\0", 22);
+    const Outcome run = Run({"--from-list", "-", "-0", "-d", "out", "-f", "txt"}, list);
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    EXPECT_TRUE(QFile::exists(Path("out/with\nline.txt")));
+}
+
+TEST_F(BatchTest, CallsAListThatIsMissingOrEmptyAnError)
+{
+    const Outcome missing = Run({"--from-list", "none", "-d", "out"});
+    EXPECT_EQ(missing.exitCode, 4);
+    EXPECT_THAT(missing.complaints, HasSubstr("none: cannot read the list: No such file"));
+    Write("list", "\n\n");
+    const Outcome empty = Run({"--from-list", "list", "-d", "out"});
+    EXPECT_EQ(empty.exitCode, 4);
+    EXPECT_THAT(empty.complaints, HasSubstr("list: the list names no file"));
+}
+
+TEST_F(BatchTest, ConvertsWhatStandardInputGives)
+{
+    MakeSample("secret.pdf", 2, "pw");
+    Write("pw", "pw");
+    const Outcome run =
+        Run({"-", "-d", "out", "-r", "20", "--password-file", "pw"}, Read("secret.pdf"));
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    EXPECT_EQ(run.results, QStringList({"out/stdin-1.png", "out/stdin-2.png"}));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+    const Outcome empty = Run({"-", "-d", "out"});
+    EXPECT_EQ(empty.exitCode, 4);
+    EXPECT_THAT(empty.complaints, HasSubstr("standard input: is an empty file"));
+}
+
+TEST_F(BatchTest, EndsWithThreeWhenAResultWantsALook)
+{
+    MakeSample("whole.pdf", 1);
+    Write("repaired.pdf", Read("whole.pdf").replace("startxref", "startxxxx"));
+    const QStringList arguments{"repaired.pdf", "-d", "out", "-f", "txt"};
+    const Outcome run = Run(arguments);
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_THAT(run.complaints, HasSubstr("repaired.pdf: is damaged and was repaired"));
+    EXPECT_EQ(run.results.size(), 1);
+    EXPECT_EQ(Run(arguments + QStringList{"--warning-exit-0"}).exitCode, 0);
+    const Outcome quiet = Run(arguments + QStringList{"-q"});
+    EXPECT_EQ(quiet.exitCode, 3);
+    EXPECT_EQ(quiet.complaints, "");
+}
+
+TEST_F(BatchTest, UsesNoMoreWorkersThanItIsAllowed)
+{
+    MakeSample("many.pdf", 12);
+    const auto process = Start({"many.pdf", "-d", "out", "-r", "100", "-j", "1"});
+    int most = 0;
+    const QString children = QStringLiteral("/proc/%1/task/%1/children").arg(process->processId());
+    while (!process->waitForFinished(1)) {
+        QFile file(children);
+        if (file.open(QIODevice::ReadOnly))
+            most = std::max(most, file.readAll().split(' ').size() - 1);
+    }
+    EXPECT_EQ(Finish(*process).exitCode, 0);
+    EXPECT_GE(most, 1);
+    EXPECT_LE(most, 2) << "one that opens documents, one that converts pages";
+}
+
+} // namespace
+} // namespace Korvel::App

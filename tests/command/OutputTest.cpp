@@ -1,0 +1,217 @@
+#include "Program.h"
+#include "Terminal.h"
+
+#include <gmock/gmock.h>
+
+#include <QDir>
+#include <QImage>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Korvel::App {
+namespace {
+
+using testing::HasSubstr;
+
+class OutputTest : public ProgramTest
+{
+protected:
+    QStringList Files(const QString& folder) const
+    {
+        return QDir(Path(folder)).entryList(QDir::Files | QDir::Hidden, QDir::Name);
+    }
+};
+
+TEST_F(OutputTest, InAFolderIsNamedAfterItsInput)
+{
+    MakeSample("my report.v2.pdf", 2);
+    EXPECT_EQ(Run({"my report.v2.pdf", "-d", "out/pages", "-r", "20"}).results,
+              QStringList({"out/pages/my report.v2-1.png", "out/pages/my report.v2-2.png"}));
+    EXPECT_EQ(Run({"my report.v2.pdf", "-d", "out", "-f", "txt"}).results,
+              QStringList("out/my report.v2.txt"));
+    EXPECT_EQ(Run({"my report.v2.pdf", "-d", "out", "-o", "%d/%s.jpg", "-r", "20"}).results,
+              QStringList({"out/1/my report.v2.jpg", "out/2/my report.v2.jpg"}));
+}
+
+TEST_F(OutputTest, HasTheGivenFormatWhateverItsSuffix)
+{
+    MakeSample("one.pdf", 1);
+    EXPECT_EQ(Run({"one.pdf", "-o", "page.dat", "-f", "png", "-r", "20"}).results,
+              QStringList("page.dat"));
+    EXPECT_EQ(Run({"one.pdf", "-o", "page", "-f", "jpg", "-r", "20"}).results, QStringList("page"));
+    EXPECT_EQ(Run({"one.pdf", "-o", "page", "-f", "jpg", "-r", "20"}).results,
+              QStringList("page(2)"));
+    EXPECT_TRUE(Read("page.dat").startsWith("\x89PNG"));
+    EXPECT_TRUE(Read("page").startsWith("\xff\xd8"));
+}
+
+TEST_F(OutputTest, GoesToStandardOutputAsItIs)
+{
+    MakeSample("two.pdf", 2);
+    ASSERT_EQ(Run({"two.pdf", "-o", "p.png", "-r", "20", "--pages", "2"}).exitCode, 0);
+    QProcess process;
+    process.setWorkingDirectory(Path(""));
+    process.setStandardOutputFile(Path("streamed.png"));
+    process.start(PDFCONVERT, {"two.pdf", "-o", "-", "-f", "png", "-r", "20", "--pages", "2",
+                               "--temp-dir", TempDir()});
+    EXPECT_EQ(Finish(process).exitCode, 0);
+    EXPECT_EQ(Read("streamed.png"), Read("p.png"));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(OutputTest, ToStandardOutputIsOneResultAndNoTerminals)
+{
+    MakeSample("two.pdf", 2);
+    const Outcome run = Run({"two.pdf", "-o", "-", "-f", "png"});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_EQ(run.results, QStringList());
+    EXPECT_THAT(run.complaints, HasSubstr("there would be 2; choose one page"));
+    Terminal terminal(PDFCONVERT, {"two.pdf", "-o", "-", "-f", "txt", "--temp-dir", TempDir()},
+                      Path(""));
+    EXPECT_EQ(terminal.Finish(), 2);
+    EXPECT_THAT(terminal.Screen(), HasSubstr("standard output is a terminal"));
+}
+
+TEST_F(OutputTest, ToAFullStandardOutputIsAnError)
+{
+    MakeSample("one.pdf", 1);
+    QProcess process;
+    process.setWorkingDirectory(Path(""));
+    process.setStandardOutputFile("/dev/full");
+    process.start(PDFCONVERT, {"one.pdf", "-o", "-", "-f", "png", "--temp-dir", TempDir()});
+    EXPECT_EQ(Finish(process).exitCode, 5);
+}
+
+TEST_F(OutputTest, ThatExistsStopsItsDocumentUnderFail)
+{
+    MakeSample("two.pdf", 2);
+    Write("p-2.png", "mine");
+    const Outcome run = Run({"two.pdf", "-o", "p-%d.png", "-r", "20", "--on-exists", "fail"});
+    EXPECT_EQ(run.exitCode, 6);
+    EXPECT_THAT(run.complaints, HasSubstr("two.pdf: its result p-2.png exists already"));
+    EXPECT_FALSE(QFile::exists(Path("p-1.png")));
+    EXPECT_EQ(Read("p-2.png"), "mine");
+}
+
+TEST_F(OutputTest, ThatExistsIsLeftAwayUnderSkip)
+{
+    MakeSample("three.pdf", 3);
+    Write("p-2.png", "mine");
+    const QStringList arguments{"three.pdf", "-o", "p-%d.png", "-r", "20", "--on-exists", "skip"};
+    EXPECT_EQ(Run(arguments).results, QStringList({"p-1.png", "p-3.png"}));
+    EXPECT_EQ(Read("p-2.png"), "mine");
+    const Outcome again = Run(arguments);
+    EXPECT_EQ(again.exitCode, 0) << again.complaints;
+    EXPECT_EQ(again.results, QStringList());
+}
+
+TEST_F(OutputTest, ThatExistsIsReplacedUnderOverwriteAndNothingIsLeftBeside)
+{
+    MakeSample("two.pdf", 2);
+    QDir(Path("")).mkdir("out");
+    Write("out/1.png", "old");
+    Write("elsewhere", "not this one");
+    ASSERT_TRUE(QFile::link(Path("elsewhere"), Path("out/2.png")));
+    const Outcome run =
+        Run({"two.pdf", "-o", "out/%d.png", "-r", "20", "--on-exists", "overwrite"});
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    EXPECT_EQ(run.results, QStringList({"out/1.png", "out/2.png"}));
+    EXPECT_EQ(WholePictures("out"), QStringList({"1.png", "2.png"}));
+    EXPECT_EQ(Read("elsewhere"), "not this one");
+}
+
+TEST_F(OutputTest, IsReplacedAcrossVolumesToo)
+{
+    struct stat here = {};
+    struct stat there = {};
+    const QTemporaryDir temp(QStringLiteral("/dev/shm/XXXXXX"));
+    if (::stat(Path("").toUtf8().constData(), &here) != 0 ||
+        ::stat(temp.path().toUtf8().constData(), &there) != 0 || here.st_dev == there.st_dev)
+        GTEST_SKIP() << "/dev/shm is no other volume";
+    MakeSample("one.pdf", 1);
+    QDir(Path("")).mkdir("out");
+    Write("out/p.png", "old");
+    QProcess process;
+    process.setWorkingDirectory(Path(""));
+    process.start(PDFCONVERT, {"one.pdf", "-o", "out/p.png", "-r", "20", "--on-exists", "overwrite",
+                               "--temp-dir", temp.path()});
+    const Outcome run = Finish(process);
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    EXPECT_EQ(WholePictures("out"), QStringList("p.png"));
+}
+
+TEST_F(OutputTest, MayReplaceItsOwnInput)
+{
+    MakeSample("secret.pdf", 1, "pw");
+    Write("pw", "pw");
+    EXPECT_EQ(
+        Run({"secret.pdf", "-o", "secret.pdf", "--password-file", "pw", "--on-exists", "overwrite"})
+            .exitCode,
+        0);
+    EXPECT_EQ(Run({"secret.pdf", "-o", "p.txt"}).exitCode, 0) << "it needs no password any more";
+}
+
+TEST_F(OutputTest, IsWholeAtAnyMomentWhileItIsReplaced)
+{
+    MakeSample("one.pdf", 1);
+    const QStringList arguments{"one.pdf", "-o", "p.png", "-r", "100", "--on-exists", "overwrite"};
+    ASSERT_EQ(Run(arguments).exitCode, 0);
+    for (int round = 0; round < 3; ++round) {
+        const auto process = Start(arguments);
+        while (!process->waitForFinished(1))
+            EXPECT_FALSE(QImage(Path("p.png")).isNull());
+        EXPECT_EQ(Finish(*process).exitCode, 0);
+    }
+}
+
+TEST_F(OutputTest, ThatIsAFolderIsNotReplaced)
+{
+    MakeSample("one.pdf", 1);
+    QDir(Path("")).mkpath("p.png/inside");
+    const Outcome run = Run({"one.pdf", "-o", "p.png", "--on-exists", "overwrite"});
+    EXPECT_EQ(run.exitCode, 5);
+    EXPECT_THAT(run.complaints, HasSubstr("p.png"));
+    EXPECT_TRUE(QDir(Path("p.png/inside")).exists());
+    EXPECT_EQ(Files("."), QStringList("one.pdf"));
+}
+
+TEST_F(OutputTest, IsOnlyNamedByADryRun)
+{
+    MakeSample("two.pdf", 2);
+    Write("p-1.png", "mine");
+    const Outcome run = Run({"two.pdf", "-o", "p.png", "--dry-run"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.results, QStringList({"p-1(2).png", "p-2.png"}));
+    EXPECT_EQ(Files("."), QStringList({"p-1.png", "two.pdf"}));
+    EXPECT_EQ(Run({"two.pdf", "-d", "new/folder", "--dry-run"}).exitCode, 0);
+    EXPECT_FALSE(QFile::exists(Path("new")));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(OutputTest, InAFolderThatIsReadOnlyIsAnErrorThatNamesIt)
+{
+    if (::geteuid() == 0)
+        GTEST_SKIP() << "root may write everywhere";
+    MakeSample("one.pdf", 1);
+    QDir(Path("")).mkdir("locked");
+    QFile::setPermissions(Path("locked"), QFile::ReadOwner | QFile::ExeOwner);
+    const Outcome run = Run({"one.pdf", "-o", "locked/p.png"});
+    EXPECT_EQ(run.exitCode, 5);
+    EXPECT_THAT(run.complaints, HasSubstr("one.pdf: cannot write into the folder locked"));
+}
+
+TEST_F(OutputTest, OfLongNamesIsRefusedOrMade)
+{
+    MakeSample("one.pdf", 1);
+    const QString longest(251, 'x');
+    ASSERT_TRUE(QFile::rename(Path("one.pdf"), Path(longest + ".pdf")));
+    EXPECT_EQ(Run({longest + ".pdf", "-d", "out", "-f", "txt"}).exitCode, 0);
+    const Outcome run = Run({longest + ".pdf", "-d", "out", "-r", "20"});
+    EXPECT_EQ(run.exitCode, 5) << "with its number it is too long for the file system";
+    EXPECT_THAT(run.complaints, HasSubstr("cannot write out/xxx"));
+    EXPECT_EQ(Files("out"), QStringList(longest + ".txt"));
+}
+
+} // namespace
+} // namespace Korvel::App
