@@ -5,6 +5,7 @@
 #include "Report.h"
 
 #include <algorithm>
+#include <optional>
 
 #include <unistd.h>
 
@@ -20,6 +21,16 @@ Batch::Batch(const CommandLine& commandLine, Report& report, Interruption& inter
 
 ExitCode Batch::Run()
 {
+    try {
+        return RunAll();
+    } catch (const Interrupted& interrupted) {
+        report.Failed(inWork, Failure(ExitCode::Internal, "interrupted", interrupted.what()));
+        throw;
+    }
+}
+
+ExitCode Batch::RunAll()
+{
     if (commandLine.password)
         report.Note("other users of this machine can see a password on the command line; "
                     "--password-file keeps it from them");
@@ -30,10 +41,10 @@ ExitCode Batch::Run()
     for (const auto& document : documents) {
         if (commandLine.failFast && !failures.empty())
             break;
-        Attempt(document->GetInput(), [&] { Convert(*document); });
+        Attempt(document->GetInput(), [&] { Finish(*document); });
     }
-    if (inputs.size() > 1 && !commandLine.dryRun)
-        report.Summary(inputs.size(), failures.size());
+    if (inputs.size() > 1 && !commandLine.dryRun && !commandLine.inspect)
+        Summarize(inputs.size());
     return Code(inputs.size());
 }
 
@@ -51,12 +62,13 @@ OutputTemplate Batch::Output() const
 void Batch::OpenAndPlan(const std::vector<Input>& inputs)
 {
     Passwords passwords(commandLine, interruption);
-    const OutputTemplate output = Output();
+    const auto output = commandLine.inspect ? std::nullopt : std::optional(Output());
     for (const Input& input : inputs) {
         auto document = std::make_unique<Document>(input, commandLine, services, report);
         const bool isPlanned = Attempt(input, [&] {
             document->Open(passwords);
-            document->Plan(output, planned);
+            if (output)
+                document->Plan(*output, planned);
         });
         if (isPlanned) {
             documents.push_back(std::move(document));
@@ -72,46 +84,65 @@ void Batch::CheckStandardOutput() const
     if (!commandLine.WritesToStandardOutput())
         return;
     if (!commandLine.dryRun && ::isatty(STDOUT_FILENO) == 1)
-        throw Failure(ExitCode::Usage, "standard output is a terminal; send it to a file or a "
-                                       "program, or name a file with -o");
+        throw Failure(ExitCode::Usage, "usage",
+                      "standard output is a terminal; send it to a file or a "
+                      "program, or name a file with -o");
     if (planned.size() > 1)
-        throw Failure(ExitCode::Usage, "standard output takes one result, and there would be " +
-                                           std::to_string(planned.size()) +
-                                           "; choose one page with --pages");
+        throw Failure(ExitCode::Usage, "usage",
+                      "standard output takes one result, and there would be " +
+                          std::to_string(planned.size()) + "; choose one page with --pages");
 }
 
-void Batch::Convert(Document& document)
+/** Converts a document that was opened and planned, or does what is wanted in place of that. */
+void Batch::Finish(Document& document)
 {
-    if (!commandLine.dryRun)
+    if (!commandLine.dryRun && !commandLine.inspect)
         document.Convert(planned);
-    const QStringList paths = document.Paths();
-    bool isWritten = false;
+    if (!WriteResults(document))
+        throw Failure(ExitCode::Output, "standard-output",
+                      "standard output did not take the result");
+}
+
+bool Batch::WriteResults(const Document& document)
+{
+    const QString& name = document.GetInput().name;
+    if (commandLine.inspect)
+        return report.Describe(name, document.Info());
     if (!commandLine.WritesToStandardOutput())
-        isWritten = report.Results(paths);
-    else if (commandLine.dryRun)
-        isWritten = report.Results({QStringLiteral("-")});
-    else
-        isWritten = report.Content(paths.first());
-    if (!isWritten)
-        throw Failure(ExitCode::Output, document.GetInput().name.toStdString() +
-                                            ": converted, but standard output did not take it");
+        return report.Finished(name, document.Results());
+    if (commandLine.dryRun)
+        return report.Finished(name, {{0, QStringLiteral("-")}});
+    return report.Content(name, document.Results().front().path);
+}
+
+void Batch::Summarize(std::size_t inputs)
+{
+    std::string summary = std::to_string(inputs - failures.size()) + " of " +
+                          std::to_string(inputs) + " documents converted";
+    if (!failures.empty())
+        summary += ", " + std::to_string(failures.size()) + " failed";
+    report.Note(summary);
 }
 
 /** Takes one step with an input; false when it failed, which is reported. */
 bool Batch::Attempt(const Input& input, const std::function<void()>& step)
 {
+    inWork = input.name;
     try {
         step();
+        inWork.clear();
         return true;
     } catch (const Failure& failure) {
-        report.Complain(failure.what());
+        report.Failed(input.name, failure);
         failures.push_back(failure.code);
     } catch (const Interrupted&) {
-        throw Interrupted(input.name.toStdString() + ": interrupted");
+        throw;
     } catch (const std::exception& error) {
-        report.Complain(input.name.toStdString() + ": unexpected error: " + error.what());
+        report.Failed(input.name, Failure(ExitCode::Internal, "internal",
+                                          std::string("unexpected error: ") + error.what()));
         failures.push_back(ExitCode::Internal);
     }
+    inWork.clear();
     return false;
 }
 

@@ -34,10 +34,13 @@ private:
     Batch(const Batch&) = delete;
     Batch& operator=(const Batch&) = delete;
 
+    ExitCode RunAll();
     OutputTemplate Output() const;
     void OpenAndPlan(const std::vector<Input>& inputs);
     void CheckStandardOutput() const;
-    void Convert(Document& document);
+    void Finish(Document& document);
+    bool WriteResults(const Document& document);
+    void Summarize(std::size_t inputs);
     bool Attempt(const Input& input, const std::function<void()>& step);
     ExitCode Code(std::size_t inputs) const;
 
@@ -46,6 +49,8 @@ private:
     Interruption& interruption;
     Services services;
     PlannedPaths planned;
+    /** Name of the input in work; empty when it is none in particular. */
+    QString inWork;
     /** Those that could be opened and planned. */
     std::vector<std::unique_ptr<Document>> documents;
     /** How the others ended. */

@@ -5,7 +5,10 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
+
+#include <QRegularExpression>
 
 #include <CLI/CLI.hpp>
 
@@ -32,6 +35,8 @@ Examples:
       every page of many documents: pages/report-1.png, ...
   find . -name '*.pdf' -print0 | pdfconvert --from-list - -0 -d texts -f txt
       the texts of all PDFs below this folder
+  pdfconvert report.pdf --inspect
+      pages, version, encryption and permissions
   curl ... | pdfconvert - -o - -f txt | less
       from standard input to standard output
 
@@ -49,6 +54,7 @@ Exit codes:
     7  the conversion failed
     8  a password is missing or wrong
    10  several inputs, and some of them were not converted
+  124  a document took longer than it was given
   130  interrupted by Ctrl+C; 128 and the signal's number for others)";
 
 /** Puts what can be said about the inputs into the usage line, which CLI11 leaves away. */
@@ -76,6 +82,8 @@ struct Arguments
     std::string folder;
     std::string format;
     std::string onExists;
+    std::string size;
+    std::string progress;
 };
 
 /** Complains about a text that is no number from `least` to `most`. */
@@ -151,8 +159,18 @@ void AddOutput(CLI::App& app, Arguments& arguments)
         ->group("Output");
 }
 
-void AddLook(CLI::App& app, CommandLine& line)
+/** An empty size for what is none. */
+QSize ToSize(const std::string& text)
 {
+    static const QRegularExpression form(QStringLiteral("^([1-9][0-9]{0,4})x([1-9][0-9]{0,4})$"));
+    const auto match = form.match(QString::fromStdString(text));
+    const QSize size(match.captured(1).toInt(), match.captured(2).toInt());
+    return std::max(size.width(), size.height()) <= 65000 ? size : QSize();
+}
+
+void AddLook(CLI::App& app, Arguments& arguments)
+{
+    CommandLine& line = arguments.line;
     Add(app, "--pages", line.pages, "LIST",
         "Only these pages, such as 1-3,7,9- or last (9- is\nfrom page 9 to the last)")
         ->group("Pages")
@@ -164,10 +182,24 @@ void AddLook(CLI::App& app, CommandLine& line)
                 return failure.what();
             }
         });
-    Add(app, "-r,--resolution", line.resolution, "DPI",
-        "Resolution of pictures in dots per inch, from 1 to\n4800; 150 without this")
+    auto* const resolution =
+        Add(app, "-r,--resolution", line.resolution, "DPI",
+            "Resolution of pictures in dots per inch, from 1 to\n4800; 150 without this")
+            ->group("Pages")
+            ->check(InRange(1.0, 4800.0, "a resolution"));
+    Add(app, "--size", arguments.size, "WxH", "Make pictures as large as fits into W x H pixels")
         ->group("Pages")
-        ->check(InRange(1.0, 4800.0, "a resolution"));
+        ->excludes(resolution)
+        ->check([](const std::string& text) {
+            return ToSize(text).isEmpty()
+                       ? "'" + text + "' is not a size such as 1920x1080, up to 65000x65000"
+                       : std::string();
+        });
+    app.add_flag("--gray", line.gray, "Make pictures gray")->group("Pages");
+    Add(app, "--quality", line.quality, "N",
+        "Quality of jpg and webp pictures, from 1 to 100; 90\nwithout this")
+        ->group("Pages")
+        ->check(InRange(1, 100, "a quality"));
 }
 
 void AddPasswords(CLI::App& app, CommandLine& line)
@@ -214,6 +246,15 @@ void AddRun(CLI::App& app, CommandLine& line)
         "How many pages are converted at once; as many as\nthere are processors without this")
         ->group("Running")
         ->check(InRange(1, 256, "a number"));
+    Add(app, "--timeout", line.timeout, "SECONDS",
+        "How long a document may take to open, and how long\nto convert; without this 600 for each "
+        "page")
+        ->group("Running")
+        ->check(InRange(0.1, 86400.0, "a time"));
+    Add(app, "--memory-limit", line.memoryLimit, "MB",
+        "How much memory a worker process may use, from 256;\n4096 without this")
+        ->group("Running")
+        ->check(InRange(256, 1 << 20, "a number"));
     app.add_flag("--fail-fast", line.failFast, "Stop at the first document that fails")
         ->group("Running");
     app.add_flag("--warning-exit-0", line.warningsAreFine,
@@ -224,12 +265,41 @@ void AddRun(CLI::App& app, CommandLine& line)
         "only you can read and which is removed at the end;\n"
         "$TMPDIR or /tmp without this")
         ->group("Running");
-    app.add_flag("-q,--quiet", line.quiet, "No progress bar and no warnings, only errors")
-        ->group("Running");
+}
+
+void AddReporting(CLI::App& app, Arguments& arguments)
+{
+    CommandLine& line = arguments.line;
+    app.add_flag("--inspect", line.inspect,
+                 "Print pages, version, encryption and permissions of\n"
+                 "the inputs, and convert nothing")
+        ->group("Reporting");
+    app.add_flag("--json", line.json,
+                 "Print one JSON document at the end in place of the\n"
+                 "results' paths")
+        ->group("Reporting");
+    Add(app, "--progress", arguments.progress, "HOW",
+        "How progress shows on standard error: auto (the\n"
+        "default: a bar on a terminal, a line every 5 seconds\n"
+        "elsewhere), bar, plain, json (events, a line each, in\n"
+        "place of all messages) or none")
+        ->group("Reporting")
+        ->check(CLI::IsMember({"auto", "bar", "plain", "json", "none"}));
+    app.add_flag("-q,--quiet", line.quiet, "No progress and no warnings, only errors")
+        ->group("Reporting");
     Add(app, "-v,--verbose", line.verbosity, "N",
         "Log to standard error, up to level N from 1 to 99")
-        ->group("Running")
+        ->group("Reporting")
         ->check(InRange(0, 99, "a level"));
+}
+
+ProgressStyle ToProgressStyle(const std::string& word)
+{
+    static const std::map<std::string, ProgressStyle> words{
+        {"", ProgressStyle::Auto},     {"auto", ProgressStyle::Auto},
+        {"bar", ProgressStyle::Bar},   {"plain", ProgressStyle::Plain},
+        {"json", ProgressStyle::Json}, {"none", ProgressStyle::None}};
+    return words.at(word);
 }
 
 OnExists ToOnExists(const std::string& word)
@@ -261,7 +331,7 @@ QString OutputOf(const Arguments& arguments, QString& format)
 CommandLine Complete(const Arguments& arguments)
 {
     const auto refuse = [](const std::string& message) {
-        throw Failure(ExitCode::Usage, message);
+        throw Failure(ExitCode::Usage, "usage", message);
     };
     CommandLine line = arguments.line;
     for (const std::string& input : arguments.inputs)
@@ -276,6 +346,10 @@ CommandLine Complete(const Arguments& arguments)
     if (line.isListNulSeparated && line.listFile.empty())
         refuse("-0 goes with --from-list only");
 
+    line.progress = ToProgressStyle(arguments.progress);
+    line.size = ToSize(arguments.size);
+    if (line.inspect)
+        return line;
     if (arguments.output.empty() && arguments.folder.empty())
         refuse("there is neither --output nor --directory to say where the results go");
     line.format = QString::fromStdString(arguments.format).toLower();
@@ -283,6 +357,8 @@ CommandLine Complete(const Arguments& arguments)
     line.output = OutputOf(arguments, line.format);
     if (line.WritesToStandardOutput() && line.format.isEmpty())
         refuse("-o - needs a format; name it with -f");
+    if (line.WritesToStandardOutput() && line.json)
+        refuse("--json writes to standard output, and so does -o -");
     if (!arguments.folder.empty() && (arguments.output == "-" || arguments.output[0] == '/'))
         refuse("-o " + arguments.output + " does not go with --directory");
     const QString format = line.WritesToStandardOutput()
@@ -313,9 +389,10 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
     app.formatter(formatter);
     AddInputs(app, arguments);
     AddOutput(app, arguments);
-    AddLook(app, arguments.line);
+    AddLook(app, arguments);
     AddPasswords(app, arguments.line);
     AddRun(app, arguments.line);
+    AddReporting(app, arguments);
 
     try {
         app.parse(argc, argv);
@@ -328,6 +405,21 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
         return UsageError(error.what());
     } catch (const Failure& failure) {
         return UsageError(failure.what());
+    }
+}
+
+void HidePassword(int argc, char** argv)
+{
+    constexpr char option[] = "--password";
+    constexpr std::size_t length = sizeof option - 1;
+    for (int i = 1; i < argc; ++i) {
+        char* value = nullptr;
+        if (std::strcmp(argv[i], option) == 0 && i + 1 < argc)
+            value = argv[i + 1];
+        else if (std::strncmp(argv[i], option, length) == 0 && argv[i][length] == '=')
+            value = argv[i] + length + 1;
+        if (value)
+            std::memset(value, '*', std::strlen(value));
     }
 }
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include <QSize>
 #include <QString>
 #include <QStringList>
 
@@ -16,6 +17,15 @@ enum class OnExists {
     Fail,     ///< convert nothing of its document
     Skip,     ///< leave this result away
     Overwrite ///< replace the file
+};
+
+/** How the progress of a conversion is shown on standard error. */
+enum class ProgressStyle {
+    Auto,  ///< a bar on a terminal, lines elsewhere
+    Bar,   ///< one line that is drawn again and again
+    Plain, ///< a line every few seconds
+    Json,  ///< events for other programs, in place of all messages
+    None
 };
 
 /** What the user asked for. */
@@ -34,9 +44,16 @@ struct CommandLine
     QString format;
     OnExists onExists = OnExists::Number;
     bool dryRun = false;
+    /** Tell what the inputs are, and convert nothing. */
+    bool inspect = false;
 
     /** Dots per inch. */
     double resolution = 150;
+    /** Pixels that a picture is to fit into, in place of the resolution; empty for none. */
+    QSize size;
+    bool gray = false;
+    /** Of JPEG and WebP, from 1 to 100; 0 for the default. */
+    int quality = 0;
     /** Page ranges as given; empty for all pages. */
     std::string pages;
 
@@ -57,11 +74,18 @@ struct CommandLine
 
     /** How many pages are converted at once; 0 for as many as there are processors. */
     int jobs = 0;
+    /** Seconds that a worker may take over one request; 0 for the default. */
+    double timeout = 0;
+    /** Megabytes that a worker may use; 0 for the default. */
+    int memoryLimit = 0;
     bool failFast = false;
     bool warningsAreFine = false;
 
     /** Folder for the session folder; empty for the default. */
     std::string tempDir;
+    ProgressStyle progress = ProgressStyle::Auto;
+    /** Print one JSON document at the end in place of the results' paths. */
+    bool json = false;
     bool quiet = false;
     /** How much is logged; 0 for nothing. */
     int verbosity = 0;
@@ -79,5 +103,8 @@ struct ParseResult
 
 /** Reads the arguments of main(). Touches no file. */
 ParseResult ParseCommandLine(int argc, const char* const* argv);
+
+/** Overwrites a password among the arguments, which the list of processes shows. */
+void HidePassword(int argc, char** argv);
 
 } // namespace Korvel::App

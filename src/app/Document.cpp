@@ -13,6 +13,7 @@
 
 #include <QEventLoop>
 #include <QFileInfo>
+#include <QTimer>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -42,89 +43,90 @@ Document::Document(const Input& input, const CommandLine& commandLine, Services&
 {
 }
 
-Failure Document::InputFailure(ExitCode code, const std::string& message) const
-{
-    return {code, name + ": " + message};
-}
-
 Failure Document::OpenFailure(PDF::OpenFailure why) const
 {
     switch (why) {
     case PDF::OpenFailure::Unreadable:
-        return InputFailure(ExitCode::Input, "cannot be read");
+        return {ExitCode::Input, "unreadable", "cannot be read"};
     case PDF::OpenFailure::Empty:
-        return InputFailure(ExitCode::Input, "is an empty file");
+        return {ExitCode::Input, "empty", "is an empty file"};
     case PDF::OpenFailure::NotAPdf:
-        return InputFailure(ExitCode::Input, "is not a PDF");
+        return {ExitCode::Input, "not-a-pdf", "is not a PDF"};
     case PDF::OpenFailure::Damaged:
-        return InputFailure(ExitCode::Input, "is damaged and cannot be repaired");
+        return {ExitCode::Input, "damaged", "is damaged and cannot be repaired"};
     case PDF::OpenFailure::NoPassword:
-        return InputFailure(ExitCode::Password,
-                            "is encrypted and needs its password; give it with --password-file, or "
-                            "run pdfconvert in a terminal to be asked");
+        return {ExitCode::Password, "no-password",
+                "is encrypted and needs its password; give it with --password-file, or run "
+                "pdfconvert in a terminal to be asked"};
     case PDF::OpenFailure::WrongPassword:
-        return InputFailure(ExitCode::Password, "is encrypted and the password is wrong");
+        return {ExitCode::Password, "wrong-password", "is encrypted and the password is wrong"};
     case PDF::OpenFailure::UnsupportedEncryption:
-        return InputFailure(ExitCode::Conversion, "is encrypted in a way that is not supported");
+        return {ExitCode::Conversion, "unsupported-encryption",
+                "is encrypted in a way that is not supported"};
     case PDF::OpenFailure::OutOfMemory:
-        return InputFailure(ExitCode::Conversion, "takes more memory to open than is allowed");
+        return {ExitCode::Conversion, "out-of-memory",
+                "takes more memory to open than is allowed; allow more with --memory-limit"};
     case PDF::OpenFailure::TimedOut:
-        return InputFailure(ExitCode::Conversion, "takes too long to open");
+        return {ExitCode::TimedOut, "timed-out", "takes too long to open"};
     case PDF::OpenFailure::None:
     case PDF::OpenFailure::WorkerFailed:
         break;
     }
     if (PDF::WorkerProcess::FindProgram().isEmpty())
-        return {ExitCode::Internal,
+        return {ExitCode::Internal, "broken-installation",
                 "the program pdfconvert-worker is not where it was installed; install again"};
-    return InputFailure(ExitCode::Conversion, "the worker that opened it crashed; the file may be "
-                                              "damaged (-v 1 tells more)");
+    return {ExitCode::Conversion, "worker-failed",
+            "the worker that opened it crashed; the file may be damaged (-v 1 tells more)"};
 }
 
 Failure Document::ConversionFailure(AbstractConverter::ErrorType error) const
 {
     switch (error) {
     case AbstractConverter::CannotOpenSource:
-        return InputFailure(ExitCode::Conversion, "cannot be opened for conversion");
+        return {ExitCode::Conversion, "damaged", "cannot be opened for conversion"};
     case AbstractConverter::PasswordRequiredOrWrong:
-        return InputFailure(ExitCode::Password, "is encrypted and needs its password");
+        return {ExitCode::Password, "no-password", "is encrypted and needs its password"};
     case AbstractConverter::CannotRender:
-        return InputFailure(ExitCode::Conversion, "a page cannot be converted; the page may be "
-                                                  "damaged, or too large at this resolution "
-                                                  "(-v 1 tells which)");
+        return {ExitCode::Conversion, "cannot-render",
+                "a page cannot be converted; the page may be damaged, or too large at this "
+                "resolution (-v 1 tells which)"};
     case AbstractConverter::CannotWrite:
-        return InputFailure(ExitCode::Output, "there is no space for temporary files; free some, "
-                                              "or choose another folder with --temp-dir");
+        return {ExitCode::Output, "no-temporary-space",
+                "there is no space for temporary files; free some, or choose another folder with "
+                "--temp-dir"};
     case AbstractConverter::TimedOut:
-        return InputFailure(ExitCode::Conversion, "a page took too long");
+        return {ExitCode::TimedOut, "timed-out", "a page took too long"};
     case AbstractConverter::OutOfMemory:
-        return InputFailure(ExitCode::Conversion, "a page takes more memory than is allowed; try "
-                                                  "a lower resolution with -r");
+        return {ExitCode::Conversion, "out-of-memory",
+                "a page takes more memory than is allowed; try a lower resolution with -r, or "
+                "allow more with --memory-limit"};
     default:
-        return InputFailure(ExitCode::Conversion, "the conversion failed (-v 1 tells more)");
+        return {ExitCode::Conversion, "failed", "the conversion failed (-v 1 tells more)"};
     }
 }
 
 Failure Document::ExistsFailure(const QString& path) const
 {
-    return InputFailure(ExitCode::Exists, "its result " + path.toStdString() + " exists already");
+    return {ExitCode::Exists, "exists", "its result " + path.toStdString() + " exists already"};
 }
 
 void Document::CheckInput() const
 {
     if (!input.problem.empty())
-        throw InputFailure(ExitCode::Input, input.problem);
+        throw Failure(ExitCode::Input, "not-a-name", input.problem);
     const std::string path = input.path.toStdString();
     struct stat status = {};
     if (::stat(path.c_str(), &status) != 0)
-        throw InputFailure(ExitCode::Input, std::strerror(errno));
+        throw Failure(ExitCode::Input, errno == ENOENT ? "not-found" : "unreadable",
+                      std::strerror(errno));
     if (S_ISDIR(status.st_mode))
-        throw InputFailure(ExitCode::Input,
-                           "is a folder; name the PDFs in it, or list them with --from-list");
+        throw Failure(ExitCode::Input, "not-a-file",
+                      "is a folder; name the PDFs in it, or list them with --from-list");
     if (!S_ISREG(status.st_mode))
-        throw InputFailure(ExitCode::Input, "is not a regular file");
+        throw Failure(ExitCode::Input, "not-a-file", "is not a regular file");
     if (::access(path.c_str(), R_OK) != 0)
-        throw InputFailure(ExitCode::Input, std::strerror(errno));
+        throw Failure(ExitCode::Input, errno == ENOENT ? "not-found" : "unreadable",
+                      std::strerror(errno));
 }
 
 void Document::Open(Passwords& passwords)
@@ -132,7 +134,7 @@ void Document::Open(Passwords& passwords)
     CheckInput();
     FindPassword(passwords);
     if (info.repaired)
-        report.Warn(name + ": is damaged and was repaired; look the result over");
+        report.Warn(input.name, "repaired", "is damaged and was repaired; look the result over");
 }
 
 void Document::FindPassword(Passwords& passwords)
@@ -180,11 +182,7 @@ PDF::OpenFailure Document::WhyOpenFailed() const
 void Document::Plan(const OutputTemplate& output, PlannedPaths& planned)
 {
     format = output.Format();
-    try {
-        pages = PageRanges::Parse(commandLine.pages).Choose(info.pages);
-    } catch (const Failure& failure) {
-        throw InputFailure(failure.code, failure.what());
-    }
+    pages = PageRanges::Parse(commandLine.pages).Choose(info.pages);
     const bool needsNumber = output.MakesPictures() && !output.HasPageNumber() && pages.size() > 1;
     const OutputTemplate path = needsNumber ? output.WithPageNumber(info.pages) : output;
     if (path.HasPageNumber()) {
@@ -203,10 +201,10 @@ void Document::PlanResult(int page, const QString& wanted, PlannedPaths& planned
     if (commandLine.onExists == OnExists::Number) {
         path = FreePath(wanted, planned, fileSystem);
     } else if (const auto other = planned.find(wanted); other != planned.end()) {
-        throw InputFailure(ExitCode::Exists, "its result " + wanted.toStdString() +
-                                                 " would meet that of " +
-                                                 other->second.toStdString() +
-                                                 "; put %s, the input's name, into the output");
+        throw Failure(ExitCode::Exists, "exists",
+                      "its result " + wanted.toStdString() + " would meet that of " +
+                          other->second.toStdString() +
+                          "; put %s, the input's name, into the output");
     } else if (commandLine.onExists != OnExists::Overwrite &&
                fileSystem.Exists(ioPath(wanted.toStdString()))) {
         if (commandLine.onExists == OnExists::Fail)
@@ -226,23 +224,23 @@ void Document::Convert(const PlannedPaths& planned)
         left.push_back(&result);
     for (int attempt = 0; !left.empty(); ++attempt) {
         if (attempt == attempts)
-            throw InputFailure(ExitCode::Output, "cannot write " +
-                                                     left.front()->wanted.toStdString() +
-                                                     "; other programs keep taking the name");
+            throw Failure(ExitCode::Output, "cannot-write",
+                          "cannot write " + left.front()->wanted.toStdString() +
+                              "; other programs keep taking the name");
         left = ConvertRound(left);
         for (PlannedResult* const result : left)
             result->path = FreePath(result->wanted, planned, services.FileSystem());
     }
 }
 
-QStringList Document::Paths() const
+std::vector<Report::Result> Document::Results() const
 {
-    QStringList paths;
+    std::vector<Report::Result> made;
     for (const PlannedResult& result : results) {
         if (!result.path.isEmpty())
-            paths.append(result.path);
+            made.push_back({result.page, result.path});
     }
-    return paths;
+    return made;
 }
 
 void Document::PrepareFolders() const
@@ -255,11 +253,11 @@ void Document::PrepareFolders() const
         std::error_code error;
         std::filesystem::create_directories(folder, error);
         if (error)
-            throw InputFailure(ExitCode::Output,
-                               "cannot make the folder " + folder + ": " + error.message());
+            throw Failure(ExitCode::Output, "cannot-write",
+                          "cannot make the folder " + folder + ": " + error.message());
         if (::access(folder.c_str(), W_OK | X_OK) != 0)
-            throw InputFailure(ExitCode::Output, "cannot write into the folder " + folder + ": " +
-                                                     std::strerror(errno));
+            throw Failure(ExitCode::Output, "cannot-write",
+                          "cannot write into the folder " + folder + ": " + std::strerror(errno));
         prepared = folder;
     }
 }
@@ -272,18 +270,28 @@ std::vector<PlannedResult*> Document::ConvertRound(const std::vector<PlannedResu
     for (std::size_t i = 0; i < wanted.size(); ++i) {
         PlannedResult& result = *wanted[i];
         const QString planned = std::exchange(result.path, paths.value(int(i)));
-        if (!result.path.isEmpty())
+        if (!result.path.isEmpty()) {
+            CheckResult(result);
             continue;
+        }
         const bool isTaken = services.FileSystem().Exists(ioPath(planned.toStdString()));
         if (!isTaken || commandLine.onExists == OnExists::Overwrite)
-            throw InputFailure(ExitCode::Output,
-                               "cannot write " + planned.toStdString() + "; is there space left?");
+            throw Failure(ExitCode::Output, "cannot-write",
+                          "cannot write " + planned.toStdString() + "; is there space left?");
         if (commandLine.onExists == OnExists::Fail)
             throw ExistsFailure(planned);
         if (commandLine.onExists == OnExists::Number)
             left.push_back(&result);
     }
     return left;
+}
+
+/** Some file systems take a file and then have no space for what is in it. */
+void Document::CheckResult(const PlannedResult& result) const
+{
+    if (QFileInfo(result.path).size() == 0)
+        throw Failure(ExitCode::Output, "cannot-write",
+                      "its result " + result.path.toStdString() + " is missing or empty");
 }
 
 /** One way through a fresh chain; the final paths, empty where a result could not be moved. */
@@ -293,6 +301,15 @@ QStringList Document::RunChain(const std::vector<PlannedResult*>& wanted)
     std::optional<QStringList> paths;
     std::optional<AbstractConverter::ErrorType> error;
     QEventLoop loop;
+    QTimer alarm;
+    bool isLate = false;
+    if (commandLine.timeout > 0) {
+        QObject::connect(&alarm, &QTimer::timeout, chain.get(), [&] {
+            isLate = true;
+            chain->CancelConvertation();
+        });
+        alarm.start(int(commandLine.timeout * 1000));
+    }
     QObject::connect(chain.get(), &AbstractConverter::ConvertationProgress, &loop,
                      [this](const QString&, double progress) { report.Progress(progress); });
     QObject::connect(chain.get(), &AbstractConverter::Failed, &loop,
@@ -317,6 +334,9 @@ QStringList Document::RunChain(const std::vector<PlannedResult*>& wanted)
     if (paths)
         return *paths;
     services.CheckForSignal();
+    if (isLate)
+        throw Failure(ExitCode::TimedOut, "timed-out",
+                      "takes longer than --timeout allows; its finished pages are there");
     throw ConversionFailure(error.value_or(AbstractConverter::Unknown));
 }
 
@@ -326,7 +346,13 @@ AbstractConverter::Task Document::MakeTask(const std::vector<PlannedResult*>& wa
     task.type = format;
     task.source = input.path;
     task.destination = wanted.front()->path;
-    task.options["resolution"] = commandLine.resolution;
+    task.options["gray"] = commandLine.gray;
+    if (commandLine.size.isEmpty())
+        task.options["resolution"] = commandLine.resolution;
+    else
+        task.options["size"] = commandLine.size;
+    if (commandLine.quality > 0)
+        task.options["quality"] = commandLine.quality;
     if (info.encrypted || info.repaired) {
         task.options["need_export"] = true;
         task.options["password"] = password;

@@ -4,6 +4,7 @@
 #include "CommandLine.h"
 #include "Inputs.h"
 #include "OutputPlan.h"
+#include "Report.h"
 #include "WorkerPdfProvider.h"
 
 #include <string>
@@ -12,15 +13,14 @@
 namespace Korvel::App {
 
 class Passwords;
-class Report;
 class Services;
 
 /**
  * One input on its way to its results: opened, planned, converted, in this order. Used on the main
  * thread.
  *
- * Each step throws Failure, with a message that names the user's file, when something is wrong with
- * this document, and Interrupted when a signal has come.
+ * Each step throws Failure when something is wrong with this document, and Interrupted when a
+ * signal has come.
  */
 class Document
 {
@@ -40,8 +40,11 @@ public:
      */
     void Plan(const OutputTemplate& output, PlannedPaths& planned);
 
+    /** What the document says of itself. */
+    const PDF::DocumentInfo& Info() const { return info; }
+
     /** Where the results go, or have gone, in page order; without those that were skipped. */
-    QStringList Paths() const;
+    std::vector<Report::Result> Results() const;
 
     /** Makes the results. What is finished when another page fails stays where it is. */
     void Convert(const PlannedPaths& planned);
@@ -50,7 +53,6 @@ private:
     Document(const Document&) = delete;
     Document& operator=(const Document&) = delete;
 
-    Failure InputFailure(ExitCode code, const std::string& message) const;
     Failure OpenFailure(PDF::OpenFailure why) const;
     Failure ConversionFailure(PDF::Converter::AbstractConverter::ErrorType error) const;
     Failure ExistsFailure(const QString& path) const;
@@ -61,6 +63,7 @@ private:
     PDF::OpenFailure WhyOpenFailed() const;
     void PlanResult(int page, const QString& wanted, PlannedPaths& planned);
     void PrepareFolders() const;
+    void CheckResult(const PlannedResult& result) const;
     std::vector<PlannedResult*> ConvertRound(const std::vector<PlannedResult*>& wanted);
     QStringList RunChain(const std::vector<PlannedResult*>& wanted);
     PDF::Converter::AbstractConverter::Task

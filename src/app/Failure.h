@@ -17,24 +17,32 @@ enum class ExitCode {
     Conversion = 7,    ///< the conversion failed
     Password = 8,      ///< a password is missing or wrong
     PartlyFailed = 10, ///< some inputs were converted, and some were not
+    TimedOut = 124,    ///< a document took longer than it was given
 };
 
-/** Ends the command, or the work on one input, with a message for the user and an exit code. */
+/** Ends the command, or the work on one input. */
 class Failure : public std::runtime_error
 {
 public:
-    Failure(ExitCode code, const std::string& message) : std::runtime_error(message), code(code) {}
+    /**
+     * @param reason   for programs: a word that stays the same; listed in docs/command.md
+     * @param message  for the user: what is wrong and what to do; where it concerns one input, the
+     *                 input's name is put in front of it
+     */
+    Failure(ExitCode code, const char* reason, const std::string& message)
+        : std::runtime_error(message), code(code), reason(reason)
+    {
+    }
 
     const ExitCode code;
+    const char* const reason;
 };
 
 /** Ends the command because a signal asked for it. */
-class Interrupted : public std::runtime_error
+class Interrupted : public std::exception
 {
 public:
-    explicit Interrupted(const std::string& message = "interrupted") : std::runtime_error(message)
-    {
-    }
+    const char* what() const noexcept override { return "interrupted"; }
 };
 
 } // namespace Korvel::App

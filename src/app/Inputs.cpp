@@ -64,7 +64,7 @@ Input FromStandardInput(const std::string& tempFolder, const Interruption& inter
     try {
         StoreStandardInput(path, interruption);
     } catch (const std::system_error& error) {
-        throw Failure(ExitCode::Input,
+        throw Failure(ExitCode::Input, "unreadable",
                       "standard input: cannot be stored in the folder for temporary files: " +
                           error.code().message());
     }
@@ -86,7 +86,8 @@ std::vector<Input> FromList(const CommandLine& commandLine, const Interruption& 
                 inputs.push_back(FromPath(path));
         }
     } catch (const std::system_error& error) {
-        throw Failure(ExitCode::Input, file + ": cannot read the list: " + error.code().message());
+        throw Failure(ExitCode::Input, "unreadable",
+                      file + ": cannot read the list: " + error.code().message());
     }
     return inputs;
 }
@@ -105,7 +106,8 @@ std::vector<Input> CollectInputs(const CommandLine& commandLine, const std::stri
         inputs.insert(inputs.end(), listed.begin(), listed.end());
     }
     if (inputs.empty())
-        throw Failure(ExitCode::Input, commandLine.listFile + ": the list names no file");
+        throw Failure(ExitCode::Input, "no-input",
+                      commandLine.listFile + ": the list names no file");
     return inputs;
 }
 

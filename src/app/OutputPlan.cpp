@@ -31,7 +31,7 @@ QString Tail(const QString& path)
 
 Failure Unusable(const QString& text, const std::string& why)
 {
-    return {ExitCode::Usage, "'" + text.toStdString() + "' " + why};
+    return {ExitCode::Usage, "usage", "'" + text.toStdString() + "' " + why};
 }
 
 } // namespace
@@ -75,7 +75,7 @@ OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedF
     const QFileInfo example(result.Path(QStringLiteral("input"), 1));
     result.format = wantedFormat.isEmpty() ? example.suffix().toLower() : wantedFormat;
     if (!Formats().contains(result.format) || example.completeBaseName().isEmpty())
-        throw Failure(ExitCode::Usage,
+        throw Failure(ExitCode::Usage, "usage",
                       "cannot tell the format of '" + text.toStdString() +
                           "'; name it with -f, or end the output's name with one of ." +
                           Formats().join(QStringLiteral(" .")).toStdString());

@@ -21,7 +21,7 @@ int ToPage(const QString& digits)
     bool fits = false;
     const int page = digits.toInt(&fits);
     if (!fits || page < 1)
-        throw Failure(ExitCode::Usage,
+        throw Failure(ExitCode::Usage, "usage",
                       "'" + digits.left(20).toStdString() + "' is not a page number");
     return page;
 }
@@ -37,15 +37,16 @@ PageRanges PageRanges::Parse(const std::string& text)
     for (const QString& piece : QString::fromStdString(text).split(QLatin1Char(','))) {
         const auto match = form.match(piece);
         if (!match.hasMatch())
-            throw Failure(ExitCode::Usage, "'" + piece.left(40).toStdString() +
-                                               "' is not a page or a range of pages; write such "
-                                               "as 1-3,7,9-,last");
+            throw Failure(ExitCode::Usage, "usage",
+                          "'" + piece.left(40).toStdString() +
+                              "' is not a page or a range of pages; write such "
+                              "as 1-3,7,9-,last");
         const int first = ToPage(match.captured(1));
         int last = first;
         if (!match.captured(2).isEmpty())
             last = ToPage(match.captured(3));
         if (last != 0 && (first == 0 || last < first))
-            throw Failure(ExitCode::Usage,
+            throw Failure(ExitCode::Usage, "usage",
                           "the page range '" + piece.toStdString() + "' runs backwards");
         result.ranges.push_back({first, last});
     }
@@ -59,9 +60,9 @@ std::vector<int> PageRanges::Choose(int pageCount) const
         const int first = range.first == 0 ? pageCount : range.first;
         const int last = range.last == 0 ? pageCount : range.last;
         if (std::max(first, last) > pageCount)
-            throw Failure(ExitCode::Usage, "there is no page " +
-                                               std::to_string(std::max(first, last)) +
-                                               "; the last one is " + std::to_string(pageCount));
+            throw Failure(ExitCode::Usage, "no-such-page",
+                          "there is no page " + std::to_string(std::max(first, last)) +
+                              "; the last one is " + std::to_string(pageCount));
         for (int page = first; page <= last; ++page)
             pages.insert(page);
     }

@@ -87,7 +87,7 @@ std::string TextOf(const std::string& name, Read read)
     try {
         return read();
     } catch (const std::system_error& error) {
-        throw Failure(ExitCode::Password,
+        throw Failure(ExitCode::Password, "password-not-given",
                       name + ": cannot read the password: " + error.code().message());
     }
 }
@@ -122,7 +122,8 @@ Passwords::Passwords(const CommandLine& commandLine, const Interruption& interru
     } else if (const auto answer = Ask("Password: ")) {
         typed = {*answer};
     } else {
-        throw Failure(ExitCode::Password, "there is no terminal to ask for the password on");
+        throw Failure(ExitCode::Password, "password-not-given",
+                      "there is no terminal to ask for the password on");
     }
 }
 
@@ -144,7 +145,7 @@ std::optional<std::string> Passwords::ReadGeneral(const CommandLine& commandLine
         const std::string& variable = commandLine.passwordVariable;
         const auto password = TakeVariable(variable.c_str());
         if (!password)
-            throw Failure(ExitCode::Password,
+            throw Failure(ExitCode::Password, "password-not-given",
                           "the environment variable " + variable + " is not set");
         return password;
     }
@@ -163,8 +164,9 @@ std::map<std::string, std::string> Passwords::ReadMap(const std::string& file) c
         line = FirstLine(line);
         const std::size_t tab = line.find('\t');
         if (tab == std::string::npos && !line.empty())
-            throw Failure(ExitCode::Password, file + ": line " + std::to_string(number) +
-                                                  " is not a path, a tab and a password");
+            throw Failure(ExitCode::Password, "password-not-given",
+                          file + ": line " + std::to_string(number) +
+                              " is not a path, a tab and a password");
         if (tab != std::string::npos)
             passwords[AbsolutePath(QString::fromStdString(line.substr(0, tab)))] =
                 line.substr(tab + 1);

@@ -1,8 +1,12 @@
 #include "Report.h"
 
+#include "WorkerPdfProvider.h"
+
 #include <cstdio>
 
 #include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
 
 #include <unistd.h>
 
@@ -10,85 +14,230 @@ namespace Korvel::App {
 
 namespace {
 
-constexpr int barWidth = 30;
+/** Of the JSON that is written; raised when a member changes its meaning or goes. */
+constexpr int jsonVersion = 1;
+
+constexpr int barWidth = 24;
 constexpr int longestName = 30;
 constexpr qint64 millisecondsBetweenBars = 100;
+constexpr qint64 millisecondsBetweenLines = 5000;
 
-void Print(const QString& text)
+void Write(std::FILE* stream, const QString& text)
 {
     const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.data(), 1, std::size_t(bytes.size()), stderr);
+    std::fwrite(bytes.data(), 1, std::size_t(bytes.size()), stream);
+}
+
+bool WriteResult(const QString& text)
+{
+    Write(stdout, text);
+    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+}
+
+ProgressStyle StyleFor(const CommandLine& commandLine)
+{
+    if (commandLine.progress != ProgressStyle::Auto)
+        return commandLine.progress;
+    if (commandLine.quiet || commandLine.verbosity > 0)
+        return ProgressStyle::None;
+    return ::isatty(STDERR_FILENO) == 1 ? ProgressStyle::Bar : ProgressStyle::Plain;
+}
+
+QString Shortened(const QString& name)
+{
+    return name.size() > longestName ? name.left(longestName - 3) + QStringLiteral("...") : name;
+}
+
+QString Duration(qint64 seconds)
+{
+    return QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
+}
+
+QJsonObject ToJson(const PDF::Permissions& permissions)
+{
+    return {{QStringLiteral("print"), permissions.print},
+            {QStringLiteral("printHighResolution"), permissions.printHighResolution},
+            {QStringLiteral("modify"), permissions.modify},
+            {QStringLiteral("copy"), permissions.copy},
+            {QStringLiteral("annotate"), permissions.annotate},
+            {QStringLiteral("fillForms"), permissions.fillForms},
+            {QStringLiteral("accessibility"), permissions.accessibility},
+            {QStringLiteral("assemble"), permissions.assemble}};
+}
+
+QString ToText(PDF::EncryptionMethod method)
+{
+    switch (method) {
+    case PDF::EncryptionMethod::Rc4:
+        return QStringLiteral("RC4");
+    case PDF::EncryptionMethod::Aes:
+        return QStringLiteral("AES");
+    case PDF::EncryptionMethod::Other:
+        break;
+    }
+    return QStringLiteral("other");
+}
+
+QString ToText(PDF::OpenedWith password)
+{
+    switch (password) {
+    case PDF::OpenedWith::EmptyPassword:
+        return QStringLiteral("empty");
+    case PDF::OpenedWith::UserPassword:
+        return QStringLiteral("user");
+    case PDF::OpenedWith::OwnerPassword:
+        return QStringLiteral("owner");
+    case PDF::OpenedWith::UserAndOwnerPassword:
+        break;
+    }
+    return QStringLiteral("both");
+}
+
+QJsonObject ToJson(const PDF::DocumentInfo& info)
+{
+    QJsonObject object{{QStringLiteral("pages"), info.pages},
+                       {QStringLiteral("pdfVersion"), info.version},
+                       {QStringLiteral("repaired"), info.repaired},
+                       {QStringLiteral("encryption"), QJsonValue()}};
+    if (info.encryption)
+        object[QStringLiteral("encryption")] =
+            QJsonObject{{QStringLiteral("method"), ToText(info.encryption->method)},
+                        {QStringLiteral("bits"), info.encryption->bits},
+                        {QStringLiteral("openedWith"), ToText(info.encryption->openedWith)},
+                        {QStringLiteral("permissions"), ToJson(info.encryption->permissions)}};
+    QJsonObject properties;
+    for (const auto& [key, value] : info.properties)
+        properties[key] = value;
+    object[QStringLiteral("properties")] = properties;
+    return object;
+}
+
+QString ToLines(const QString& name, const PDF::DocumentInfo& info)
+{
+    QString lines = name + QLatin1Char('\n');
+    const auto add = [&lines](const QString& key, const QString& value) {
+        lines += QStringLiteral("  %1 %2\n").arg(key + QLatin1Char(':'), -14).arg(value);
+    };
+    add(QStringLiteral("Pages"), QString::number(info.pages));
+    add(QStringLiteral("PDF version"), info.version);
+    if (info.repaired)
+        add(QStringLiteral("Damaged"), QStringLiteral("yes, and repaired to open it"));
+    if (info.encryption) {
+        add(QStringLiteral("Encryption"), QStringLiteral("%1, %2 bits")
+                                              .arg(ToText(info.encryption->method))
+                                              .arg(info.encryption->bits));
+        add(QStringLiteral("Opened with"),
+            QStringLiteral("the %1 password").arg(ToText(info.encryption->openedWith)));
+        QStringList allowed;
+        const QJsonObject permissions = ToJson(info.encryption->permissions);
+        for (auto entry = permissions.begin(); entry != permissions.end(); ++entry) {
+            if (entry.value().toBool())
+                allowed.append(entry.key());
+        }
+        add(QStringLiteral("Allows"),
+            allowed.isEmpty() ? QStringLiteral("nothing") : allowed.join(QStringLiteral(", ")));
+    } else {
+        add(QStringLiteral("Encryption"), QStringLiteral("none"));
+    }
+    for (const auto& [key, value] : info.properties)
+        add(key, value);
+    return lines;
+}
+
+QJsonArray ToJson(const std::vector<Report::Result>& results)
+{
+    QJsonArray array;
+    for (const Report::Result& result : results) {
+        QJsonObject object{{QStringLiteral("path"), result.path}};
+        if (result.page > 0)
+            object[QStringLiteral("page")] = result.page;
+        if (const QFileInfo file(result.path); file.exists())
+            object[QStringLiteral("bytes")] = file.size();
+        array.append(object);
+    }
+    return array;
 }
 
 } // namespace
 
-Report::Report(bool quiet, bool bar)
-    : quiet(quiet), bar(bar && !quiet && ::isatty(STDERR_FILENO) == 1)
+Report::Report(const CommandLine& commandLine)
+    : quiet(commandLine.quiet), json(commandLine.json), style(StyleFor(commandLine))
 {
 }
 
 Report::~Report()
 {
-    End();
+    Erase();
 }
 
-void Report::Begin(const QString& ofName, int ofPages)
+void Report::Begin(const QString& ofName, int results)
 {
-    name =
-        ofName.size() > longestName ? ofName.left(longestName - 3) + QStringLiteral("...") : ofName;
-    pages = ofPages;
-    Progress(0);
+    name = ofName;
+    pages = results;
+    sinceBegin.start();
+    sinceShown.start();
+    Emit("started", {{QStringLiteral("file"), name}, {QStringLiteral("results"), results}});
+    if (style == ProgressStyle::Bar)
+        Draw(Describe(0));
 }
 
-void Report::Progress(double progress)
+void Report::Progress(double fraction)
 {
-    if (!bar || (drawn && progress < 1 && sinceDrawn.elapsed() < millisecondsBetweenBars))
+    const qint64 pause =
+        style == ProgressStyle::Plain ? millisecondsBetweenLines : millisecondsBetweenBars;
+    const bool isLast = fraction >= 1 && style != ProgressStyle::Plain;
+    if (style == ProgressStyle::None || (!isLast && sinceShown.elapsed() < pause))
         return;
-    const int filled = int(progress * barWidth);
-    Print(QStringLiteral("\r%1 [%2%3] %4/%5 pages")
-              .arg(name, QString(filled, QLatin1Char('#')),
-                   QString(barWidth - filled, QLatin1Char('.')))
-              .arg(int(progress * pages + 0.001))
-              .arg(pages));
-    drawn = true;
-    sinceDrawn.start();
+    sinceShown.start();
+    if (style == ProgressStyle::Bar)
+        Draw(Describe(fraction));
+    else if (style == ProgressStyle::Plain)
+        Write(stderr, QStringLiteral("pdfconvert: %1\n").arg(Describe(fraction)));
+    Emit("progress", {{QStringLiteral("file"), name},
+                      {QStringLiteral("done"), fraction},
+                      {QStringLiteral("seconds"), double(sinceBegin.elapsed()) / 1000}});
 }
 
-void Report::End()
+/** Name, bar, pages, percent, rate and time left. */
+QString Report::Describe(double fraction) const
 {
-    if (drawn)
-        Print(QStringLiteral("\r\033[K"));
-    drawn = false;
+    QString text = Shortened(name);
+    if (style == ProgressStyle::Bar) {
+        const int filled = int(fraction * barWidth);
+        text += QStringLiteral(" [%1%2]").arg(QString(filled, QLatin1Char('#')),
+                                              QString(barWidth - filled, QLatin1Char('.')));
+    }
+    text += QStringLiteral(" %1/%2 pages %3%")
+                .arg(int(fraction * pages + 0.001))
+                .arg(pages)
+                .arg(int(fraction * 100 + 0.001));
+    const double seconds = double(sinceBegin.elapsed()) / 1000;
+    if (fraction > 0 && seconds >= 1)
+        text += QStringLiteral(" %1/s %2 left")
+                    .arg(fraction * pages / seconds, 0, 'f', 1)
+                    .arg(Duration(qint64(seconds * (1 - fraction) / fraction + 0.5)));
+    return text;
 }
 
-void Report::Complain(const std::string& message)
+bool Report::Finished(const QString& ofName, const std::vector<Result>& results)
 {
-    End();
-    Print(QStringLiteral("pdfconvert: ") + QString::fromStdString(message) + QLatin1Char('\n'));
+    Erase();
+    const QJsonArray made = ToJson(results);
+    Emit("finished", {{QStringLiteral("file"), ofName}, {QStringLiteral("results"), made}});
+    documents.append(QJsonObject{{QStringLiteral("file"), ofName},
+                                 {QStringLiteral("ok"), true},
+                                 {QStringLiteral("results"), made}});
+    if (json)
+        return true;
+    QString lines;
+    for (const Result& result : results)
+        lines += result.path + QLatin1Char('\n');
+    return WriteResult(lines);
 }
 
-void Report::Warn(const std::string& message)
+bool Report::Content(const QString& ofName, const QString& path)
 {
-    ++warnings;
-    Note(message);
-}
-
-void Report::Note(const std::string& message)
-{
-    if (!quiet)
-        Complain(message);
-}
-
-void Report::Summary(std::size_t inputs, std::size_t failures)
-{
-    Note(std::to_string(inputs - failures) + " of " + std::to_string(inputs) +
-         " documents converted" +
-         (failures > 0 ? ", " + std::to_string(failures) + " failed" : std::string()));
-}
-
-bool Report::Content(const QString& path)
-{
-    End();
+    Erase();
     QFile file(path);
     QFile output;
     if (!file.open(QIODevice::ReadOnly) ||
@@ -99,15 +248,92 @@ bool Report::Content(const QString& path)
         if (block.isEmpty() || output.write(block) != block.size())
             return false;
     }
+    Emit("finished", {{QStringLiteral("file"), ofName}, {QStringLiteral("bytes"), file.size()}});
     return std::fflush(stdout) == 0;
 }
 
-bool Report::Results(const QStringList& paths)
+bool Report::Describe(const QString& ofName, const PDF::DocumentInfo& info)
 {
-    End();
-    for (const QString& path : paths)
-        std::printf("%s\n", path.toUtf8().constData());
-    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    QJsonObject object = ToJson(info);
+    object[QStringLiteral("file")] = ofName;
+    object[QStringLiteral("ok")] = true;
+    documents.append(object);
+    return json || WriteResult(ToLines(ofName, info));
+}
+
+void Report::Failed(const QString& ofName, const Failure& failure)
+{
+    const std::string message =
+        (ofName.isEmpty() ? std::string() : ofName.toStdString() + ": ") + failure.what();
+    Print(message);
+    const QJsonObject members{{QStringLiteral("file"), ofName.isEmpty() ? QJsonValue() : ofName},
+                              {QStringLiteral("reason"), QString::fromLatin1(failure.reason)},
+                              {QStringLiteral("message"), QString::fromStdString(message)}};
+    Emit("failed", members);
+    QJsonObject document = members;
+    document[QStringLiteral("ok")] = false;
+    documents.append(document);
+}
+
+void Report::Warn(const QString& ofName, const char* reason, const std::string& message)
+{
+    ++warnings;
+    Note(ofName.toStdString() + ": " + message);
+    const QJsonObject members{{QStringLiteral("file"), ofName},
+                              {QStringLiteral("reason"), QString::fromLatin1(reason)},
+                              {QStringLiteral("message"), QString::fromStdString(message)}};
+    Emit("warning", members);
+    warned.append(members);
+}
+
+void Report::Note(const std::string& message)
+{
+    if (!quiet)
+        Print(message);
+}
+
+bool Report::Close(int exitCode)
+{
+    Erase();
+    if (!json)
+        return true;
+    const QJsonObject closing{{QStringLiteral("version"), jsonVersion},
+                              {QStringLiteral("exitCode"), exitCode},
+                              {QStringLiteral("documents"), documents},
+                              {QStringLiteral("warnings"), warned}};
+    return WriteResult(QString::fromUtf8(QJsonDocument(closing).toJson()));
+}
+
+/** A line for people; programs that read events are told by those. */
+void Report::Print(const std::string& message)
+{
+    Erase();
+    if (style != ProgressStyle::Json)
+        Write(stderr,
+              QStringLiteral("pdfconvert: ") + QString::fromStdString(message) + QLatin1Char('\n'));
+}
+
+void Report::Emit(const char* event, QJsonObject members)
+{
+    if (style != ProgressStyle::Json)
+        return;
+    members[QStringLiteral("event")] = QString::fromLatin1(event);
+    members[QStringLiteral("version")] = jsonVersion;
+    Write(stderr, QString::fromUtf8(QJsonDocument(members).toJson(QJsonDocument::Compact)) +
+                      QLatin1Char('\n'));
+}
+
+void Report::Draw(const QString& text)
+{
+    Write(stderr, QStringLiteral("\r") + text + QStringLiteral("\033[K"));
+    drawn = true;
+}
+
+void Report::Erase()
+{
+    if (drawn)
+        Write(stderr, QStringLiteral("\r\033[K"));
+    drawn = false;
 }
 
 } // namespace Korvel::App

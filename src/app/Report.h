@@ -1,64 +1,101 @@
 #pragma once
 
+#include "CommandLine.h"
+
 #include <string>
+#include <vector>
 
 #include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
 #include <QStringList>
 
-namespace Korvel::App {
+namespace Korvel {
+namespace PDF {
+struct DocumentInfo;
+}
 
-/** Speaks to the user: results on standard output, everything else on standard error. */
+namespace App {
+
+/**
+ * Speaks to the user: results on standard output, everything else on standard error.
+ *
+ * For other programs it writes JSON, whose members docs/command.md describes: events, a line each,
+ * in place of messages and progress, and one closing document in place of the results' paths.
+ */
 class Report
 {
 public:
-    /**
-     * @param quiet  print results and complaints only
-     * @param bar    draw a progress bar when standard error is a terminal
-     */
-    Report(bool quiet, bool bar);
+    /** A file that was made, or is to be made. */
+    struct Result
+    {
+        /** From 1; 0 for the document as a whole. */
+        int page;
+        QString path;
+    };
+
+    explicit Report(const CommandLine& commandLine);
     ~Report();
 
-    /** Says that `pages` pages of `name` are about to be converted. */
-    void Begin(const QString& name, int pages);
+    /** Says that a document's conversion to `results` files begins. */
+    void Begin(const QString& name, int results);
 
-    /** Draws how far the conversion is, from 0 to 1; at most some ten times a second. */
-    void Progress(double progress);
+    /** Shows how far the conversion is, from 0 to 1; now and then, however often it is called. */
+    void Progress(double fraction);
 
-    /** Removes the progress bar. */
-    void End();
+    /**
+     * Says that the results are in place, or where they would be.
+     *
+     * @return false when standard output did not take their paths
+     */
+    bool Finished(const QString& name, const std::vector<Result>& results);
 
-    /** Prints what went wrong. */
-    void Complain(const std::string& message);
+    /** Writes what a file holds to standard output; false when that did not take it whole. */
+    bool Content(const QString& name, const QString& file);
 
-    /** Prints, unless it is to be quiet, that a result wants a look. */
-    void Warn(const std::string& message);
+    /** Says what is known of a document; false when standard output did not take it. */
+    bool Describe(const QString& name, const PDF::DocumentInfo& info);
+
+    /** Says what went wrong, with an input or, with an empty `name`, in all. */
+    void Failed(const QString& name, const Failure& failure);
+
+    /** Says, unless it is to be quiet, that a result wants a look. */
+    void Warn(const QString& name, const char* reason, const std::string& message);
 
     /** How often there was reason to warn. */
     int Warnings() const { return warnings; }
 
-    /** Prints, unless it is to be quiet, what is good to know. */
+    /** Says, unless it is to be quiet, what is good to know. */
     void Note(const std::string& message);
 
-    /** Prints final paths; false when standard output did not take them. */
-    bool Results(const QStringList& paths);
-
-    /** Prints what a file holds; false when standard output did not take it whole. */
-    bool Content(const QString& file);
-
-    /** Prints, unless it is to be quiet, how a run over several inputs has ended. */
-    void Summary(std::size_t inputs, std::size_t failures);
+    /** Ends the run; false when standard output did not take the closing document. */
+    bool Close(int exitCode);
 
 private:
     Report(const Report&) = delete;
     Report& operator=(const Report&) = delete;
 
+    void Print(const std::string& message);
+    void Emit(const char* event, QJsonObject members);
+    void Draw(const QString& text);
+    void Erase();
+    QString Describe(double fraction) const;
+
     const bool quiet;
-    const bool bar;
+    const bool json;
+    const ProgressStyle style;
     int warnings = 0;
-    bool drawn = false;
+    /** Of the document in work. */
     QString name;
     int pages = 0;
-    QElapsedTimer sinceDrawn;
+    QElapsedTimer sinceBegin;
+    QElapsedTimer sinceShown;
+    bool drawn = false;
+    /** For the closing document. */
+    QJsonArray documents;
+    QJsonArray warned;
 };
 
-} // namespace Korvel::App
+} // namespace App
+} // namespace Korvel

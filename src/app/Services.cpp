@@ -32,9 +32,15 @@ std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const CommandLine& command
     std::string error;
     std::shared_ptr<PDF::SessionFolder> session = PDF::SessionFolder::Create(parent, error);
     if (!session)
-        throw Failure(ExitCode::Output, "cannot make a folder for temporary files in " + parent +
-                                            ": " + error + "; choose another with --temp-dir");
+        throw Failure(ExitCode::Output, "no-temporary-folder",
+                      "cannot make a folder for temporary files in " + parent + ": " + error +
+                          "; choose another with --temp-dir");
     return session;
+}
+
+std::chrono::milliseconds ToMilliseconds(double seconds)
+{
+    return std::chrono::milliseconds(std::chrono::milliseconds::rep(seconds * 1000));
 }
 
 } // namespace
@@ -42,12 +48,16 @@ std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const CommandLine& command
 Services::Services(const CommandLine& commandLine, Interruption& interruption)
     : jobs(std::size_t(
           std::max(commandLine.jobs > 0 ? commandLine.jobs : QThread::idealThreadCount(), 1))),
+      deadline(commandLine.timeout > 0 ? ToMilliseconds(commandLine.timeout)
+                                       : PDF::WorkerProcess::defaultDeadline),
+      memoryLimit(commandLine.memoryLimit > 0 ? commandLine.memoryLimit
+                                              : PDF::WorkerProcess::defaultMemoryLimit),
       interruption(interruption),
       names(std::make_shared<PDF::UuidFileNameGenerator>()),
       session(MakeSessionFolder(commandLine)),
       fileSystem(std::make_shared<PDF::LocalFileSystem>(session)),
       resultFileSystem(fileSystem),
-      provider(std::make_shared<PDF::WorkerPdfProvider>())
+      provider(std::make_shared<PDF::WorkerPdfProvider>(QString(), deadline, memoryLimit))
 {
     if (commandLine.onExists != OnExists::Number)
         resultFileSystem = std::make_shared<PlannedFileSystem>(fileSystem, commandLine.onExists ==
@@ -80,7 +90,7 @@ void Services::CheckForSignal() const
 std::shared_ptr<AbstractConverter> Services::MakeChain(std::size_t pages)
 {
     while (workers.size() < std::min(pages, jobs))
-        workers.push_back(std::make_shared<WorkerConverter>());
+        workers.push_back(std::make_shared<WorkerConverter>(QString(), deadline, memoryLimit));
     std::vector<std::shared_ptr<AbstractConverter>> chains;
     for (const auto& worker : workers)
         chains.push_back(std::make_shared<TempFileWrapper>(names, worker, resultFileSystem));

@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -62,6 +63,9 @@ private:
     Services& operator=(const Services&) = delete;
 
     const std::size_t jobs;
+    /** Of the worker processes. */
+    const std::chrono::milliseconds deadline;
+    const int memoryLimit;
     Interruption& interruption;
     const std::shared_ptr<PDF::UuidFileNameGenerator> names;
     const std::shared_ptr<PDF::SessionFolder> session;

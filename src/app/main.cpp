@@ -5,7 +5,6 @@
 #include "Report.h"
 
 #include <cstdio>
-#include <cstring>
 
 #include <QCoreApplication>
 #include <QTextCodec>
@@ -35,35 +34,18 @@ public:
     }
 };
 
-/** Overwrites a password among the arguments, which the list of processes shows. */
-void HidePassword(int argc, char** argv)
+int Run(const CommandLine& commandLine, Report& report, Interruption& interruption)
 {
-    constexpr char option[] = "--password";
-    constexpr std::size_t length = sizeof option - 1;
-    for (int i = 1; i < argc; ++i) {
-        char* value = nullptr;
-        if (std::strcmp(argv[i], option) == 0 && i + 1 < argc)
-            value = argv[i + 1];
-        else if (std::strncmp(argv[i], option, length) == 0 && argv[i][length] == '=')
-            value = argv[i] + length + 1;
-        if (value)
-            std::memset(value, '*', std::strlen(value));
-    }
-}
-
-int Convert(const CommandLine& commandLine, Interruption& interruption)
-{
-    Report report(commandLine.quiet, commandLine.verbosity == 0);
     try {
         return int(Batch(commandLine, report, interruption).Run());
     } catch (const Failure& failure) {
-        report.Complain(failure.what());
+        report.Failed({}, failure);
         return int(failure.code);
-    } catch (const Interrupted& interrupted) {
-        report.Complain(interrupted.what());
+    } catch (const Interrupted&) {
         return 128 + interruption.Signal();
     } catch (const std::exception& error) {
-        report.Complain(std::string("unexpected error: ") + error.what());
+        report.Failed({}, Failure(ExitCode::Internal, "internal",
+                                  std::string("unexpected error: ") + error.what()));
         return int(ExitCode::Internal);
     }
 }
@@ -85,5 +67,7 @@ int main(int argc, char** argv)
     // File names are UTF-8 whatever the locale says.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     StartLogging(argv[0], parsed.commandLine->verbosity);
-    return Convert(*parsed.commandLine, interruption);
+    Report report(*parsed.commandLine);
+    const int code = Run(*parsed.commandLine, report, interruption);
+    return report.Close(code) ? code : int(ExitCode::Output);
 }

@@ -1,0 +1,54 @@
+#include "Program.h"
+
+#include <gmock/gmock.h>
+
+#include <QImage>
+
+namespace Korvel::App {
+namespace {
+
+using testing::HasSubstr;
+
+class LookTest : public ProgramTest
+{
+};
+
+TEST_F(LookTest, OfPicturesFitsIntoASize)
+{
+    MakeSample("one.pdf", 1);
+    ASSERT_EQ(Run({"one.pdf", "-o", "wide.png", "--size", "1000x300"}).exitCode, 0);
+    ASSERT_EQ(Run({"one.pdf", "-o", "high.png", "--size", "300x1000"}).exitCode, 0);
+    EXPECT_EQ(QImage(Path("wide.png")).height(), 300);
+    EXPECT_NEAR(QImage(Path("wide.png")).width(), 212, 1) << "the page's shape is kept";
+    EXPECT_EQ(QImage(Path("high.png")).width(), 300);
+}
+
+TEST_F(LookTest, OfPicturesCanBeGray)
+{
+    MakeSample("one.pdf", 1);
+    ASSERT_EQ(Run({"one.pdf", "-o", "colour.png", "-r", "50"}).exitCode, 0);
+    ASSERT_EQ(Run({"one.pdf", "-o", "gray.png", "-r", "50", "--gray"}).exitCode, 0);
+    EXPECT_FALSE(QImage(Path("colour.png")).allGray());
+    EXPECT_TRUE(QImage(Path("gray.png")).allGray());
+}
+
+TEST_F(LookTest, OfPicturesCostsBytesByItsQuality)
+{
+    MakeSample("one.pdf", 1);
+    ASSERT_EQ(Run({"one.pdf", "-o", "low.jpg", "--quality", "10"}).exitCode, 0);
+    ASSERT_EQ(Run({"one.pdf", "-o", "high.jpg", "--quality", "95"}).exitCode, 0);
+    EXPECT_LT(2 * Read("low.jpg").size(), Read("high.jpg").size());
+}
+
+TEST_F(LookTest, ThatNeedsMoreMemoryThanIsAllowedIsAnErrorThatSaysSo)
+{
+    MakeSample("one.pdf", 1);
+    const Outcome run = Run({"one.pdf", "-o", "huge.png", "-r", "1000", "--memory-limit", "400"});
+    EXPECT_EQ(run.exitCode, 7);
+    EXPECT_THAT(run.complaints, HasSubstr("one.pdf: a page takes more memory than is allowed"));
+    EXPECT_THAT(run.complaints, HasSubstr("--memory-limit"));
+    EXPECT_FALSE(QFile::exists(Path("huge.png")));
+}
+
+} // namespace
+} // namespace Korvel::App

@@ -1,0 +1,200 @@
+#include "Program.h"
+#include "Terminal.h"
+
+#include <gmock/gmock.h>
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace Korvel::App {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+QJsonObject Closing(const Outcome& run)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(run.results.join('\n').toUtf8());
+    EXPECT_TRUE(document.isObject()) << run.results.join('\n').toStdString();
+    return document.object();
+}
+
+std::vector<QJsonObject> Events(const Outcome& run)
+{
+    std::vector<QJsonObject> events;
+    for (const QString& line :
+         QString::fromStdString(run.complaints).split('\n', Qt::SkipEmptyParts)) {
+        events.push_back(QJsonDocument::fromJson(line.toUtf8()).object());
+        EXPECT_EQ(events.back()["version"], 1) << line.toStdString();
+    }
+    return events;
+}
+
+/** The names of the events, without those of progress. */
+std::vector<std::string> Names(const std::vector<QJsonObject>& events)
+{
+    std::vector<std::string> names;
+    for (const QJsonObject& event : events) {
+        if (event["event"] != "progress")
+            names.push_back(event["event"].toString().toStdString());
+    }
+    return names;
+}
+
+class ReportingTest : public ProgramTest
+{
+};
+
+TEST_F(ReportingTest, InspectsWithoutConverting)
+{
+    MakeSample("plain.pdf", 3);
+    MakeSample("secret.pdf", 2, "pw");
+    Write("pw", "pw");
+    const Outcome run = Run({"plain.pdf", "secret.pdf", "--inspect", "--password-file", "pw"});
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    const std::string lines = run.results.join('\n').toStdString();
+    EXPECT_THAT(lines, HasSubstr("plain.pdf\n  Pages:         3\n"));
+    EXPECT_THAT(lines, HasSubstr("Encryption:    none"));
+    EXPECT_THAT(lines, HasSubstr("secret.pdf\n  Pages:         2\n"));
+    EXPECT_THAT(lines, HasSubstr("Encryption:    AES, 256 bits"));
+    EXPECT_THAT(lines, HasSubstr("Opened with:   the "));
+}
+
+TEST_F(ReportingTest, InspectsAsJson)
+{
+    MakeSample("secret.pdf", 2, "pw");
+    Write("pw", "pw");
+    const QJsonObject closing =
+        Closing(Run({"secret.pdf", "none.pdf", "--inspect", "--json", "--password-file", "pw"}));
+    EXPECT_EQ(closing["version"], 1);
+    EXPECT_EQ(closing["exitCode"], 10);
+    const QJsonObject missing = closing["documents"].toArray()[0].toObject();
+    EXPECT_EQ(missing["file"], "none.pdf");
+    EXPECT_EQ(missing["ok"], false);
+    EXPECT_EQ(missing["reason"], "not-found");
+    const QJsonObject document = closing["documents"].toArray()[1].toObject();
+    EXPECT_EQ(document["file"], "secret.pdf");
+    EXPECT_EQ(document["pages"], 2);
+    EXPECT_EQ(document["encryption"].toObject()["method"], "AES");
+    EXPECT_EQ(document["encryption"].toObject()["bits"], 256);
+    EXPECT_TRUE(document["encryption"].toObject()["permissions"].isObject());
+}
+
+TEST_F(ReportingTest, ClosesWithOneJsonDocument)
+{
+    MakeSample("two.pdf", 2);
+    const Outcome run = Run({"two.pdf", "none.pdf", "-d", "out", "-r", "20", "--json"});
+    EXPECT_EQ(run.exitCode, 10);
+    EXPECT_THAT(run.complaints, HasSubstr("none.pdf: No such file"));
+    const QJsonObject closing = Closing(run);
+    EXPECT_EQ(closing["exitCode"], 10);
+    const QJsonArray results = closing["documents"].toArray()[1].toObject()["results"].toArray();
+    ASSERT_EQ(results.size(), 2);
+    EXPECT_EQ(results[1].toObject()["page"], 2);
+    EXPECT_EQ(results[1].toObject()["path"], "out/two-2.png");
+    EXPECT_EQ(results[1].toObject()["bytes"], int(Read("out/two-2.png").size()));
+}
+
+TEST_F(ReportingTest, TellsEventsInPlaceOfMessages)
+{
+    MakeSample("two.pdf", 2);
+    Write("repaired.pdf", Read("two.pdf").replace("startxref", "startxxxx"));
+    const Outcome run =
+        Run({"two.pdf", "none.pdf", "repaired.pdf", "-d", "out", "-r", "20", "--progress", "json"});
+    EXPECT_EQ(run.exitCode, 10);
+    EXPECT_EQ(run.results.size(), 4);
+    const std::vector<QJsonObject> events = Events(run);
+    EXPECT_THAT(Names(events),
+                ElementsAre("failed", "warning", "started", "finished", "started", "finished"));
+    EXPECT_EQ(events[0]["file"], "none.pdf");
+    EXPECT_EQ(events[0]["reason"], "not-found");
+    EXPECT_EQ(events[1]["file"], "repaired.pdf");
+    EXPECT_EQ(events[1]["reason"], "repaired");
+    EXPECT_EQ(events[2]["file"], "two.pdf");
+    EXPECT_EQ(events[2]["results"], 2);
+}
+
+TEST_F(ReportingTest, TellsProgressOnceATimeAndTheLastOfIt)
+{
+    MakeSample("many.pdf", 10);
+    const std::vector<QJsonObject> events =
+        Events(Run({"many.pdf", "-d", "out", "-r", "100", "--progress", "json"}));
+    double last = 0;
+    for (const QJsonObject& event : events) {
+        if (event["event"] == "progress") {
+            EXPECT_GE(event["done"].toDouble(), last);
+            last = event["done"].toDouble();
+        }
+    }
+    EXPECT_EQ(last, 1);
+}
+
+struct Reason
+{
+    const char* file;
+    const char* reason;
+};
+
+TEST_F(ReportingTest, GivesEachFailureItsReason)
+{
+    MakeSample("plain.pdf", 2);
+    MakeSample("secret.pdf", 1, "pw");
+    Write("wrong", "wrong");
+    Write("empty.pdf", "");
+    Write("picture.pdf", "no PDF");
+    Write("torn.pdf", Read("plain.pdf").left(200));
+    for (const Reason& row : {Reason{"none.pdf", "not-found"}, Reason{"/", "not-a-file"},
+                              Reason{"empty.pdf", "empty"}, Reason{"picture.pdf", "not-a-pdf"},
+                              Reason{"torn.pdf", "damaged"}, Reason{"secret.pdf", "no-password"}}) {
+        const std::vector<QJsonObject> events =
+            Events(Run({row.file, "-d", "out", "--progress", "json"}));
+        ASSERT_EQ(events.size(), 1u) << row.file;
+        EXPECT_EQ(events[0]["event"], "failed");
+        EXPECT_EQ(events[0]["reason"].toString().toStdString(), row.reason) << row.file;
+    }
+    const auto wrong =
+        Events(Run({"secret.pdf", "-d", "out", "--password-file", "wrong", "--progress", "json"}));
+    EXPECT_EQ(wrong.at(0)["reason"], "wrong-password");
+    const auto page = Events(Run({"plain.pdf", "-d", "out", "--pages", "9", "--progress", "json"}));
+    EXPECT_EQ(page.at(0)["reason"], "no-such-page");
+}
+
+TEST_F(ReportingTest, ShowsTheRateAndTheTimeLeftInItsBar)
+{
+    MakeSample("many.pdf", 60);
+    Terminal terminal(PDFCONVERT, {"--temp-dir", TempDir(), "many.pdf", "-d", "out", "-r", "150"},
+                      Path(""));
+    EXPECT_EQ(terminal.Finish(), 0);
+    EXPECT_THAT(terminal.Screen(), HasSubstr("] 0/60 pages 0%"));
+    EXPECT_THAT(terminal.Screen(),
+                testing::ContainsRegex("[0-9]+\\.[0-9]/s [0-9]+:[0-9][0-9] left"));
+    EXPECT_THAT(terminal.Screen(), HasSubstr("] 60/60 pages 100%"));
+}
+
+TEST_F(ReportingTest, ShowsNoProgressWhenThatIsWanted)
+{
+    MakeSample("two.pdf", 2);
+    Terminal terminal(
+        PDFCONVERT,
+        {"--temp-dir", TempDir(), "two.pdf", "-o", "%d.png", "-r", "20", "--progress", "none"},
+        Path(""));
+    EXPECT_EQ(terminal.Finish(), 0);
+    EXPECT_EQ(terminal.Screen(), "1.png\r\n2.png\r\n");
+}
+
+TEST_F(ReportingTest, StopsADocumentThatTakesTooLong)
+{
+    MakeSample("many.pdf", 100);
+    MakeSample("one.pdf", 1);
+    const Outcome run = Run({"many.pdf", "-o", "p/%s-%d.png", "-r", "300", "--timeout", "0.5"});
+    EXPECT_EQ(run.exitCode, 124);
+    EXPECT_EQ(run.results, QStringList());
+    EXPECT_THAT(run.complaints, HasSubstr("many.pdf: takes longer than --timeout allows"));
+    EXPECT_LT(WholePictures("p").size(), 100);
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+} // namespace
+} // namespace Korvel::App
