@@ -1,6 +1,23 @@
 #include "WrapperFixture.h"
 
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
 namespace Korvel::PDF::Test {
+
+namespace {
+
+/** In memory where there is such a folder: tens of thousands of tests wait for the disk else. */
+QString PatternOfFolder()
+{
+    const QFileInfo memory(QStringLiteral("/dev/shm"));
+    const QString parent =
+        memory.isDir() && memory.isWritable() ? memory.filePath() : QDir::tempPath();
+    return parent + '/' + QCoreApplication::applicationName() + "-XXXXXX";
+}
+
+} // namespace
 
 std::ostream& operator<<(std::ostream& stream, const Stack& stack)
 {
@@ -20,7 +37,8 @@ const std::vector<Stack>& AllStacks()
 }
 
 WrapperFixture::WrapperFixture()
-    : files(std::make_shared<FakeFileSystem>(folder.path().toStdString(), journal))
+    : folder(PatternOfFolder()),
+      files(std::make_shared<FakeFileSystem>(folder.path().toStdString(), journal))
 {
 }
 
