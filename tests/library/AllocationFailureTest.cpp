@@ -323,7 +323,7 @@ Scenario Relay(const ConverterSignal& signal)
     return {signal.name, PrepareTask, work, check, signal.endsTask};
 }
 
-/** A result comes while a service is as `prepare` leaves it, and is reported as one of the two. */
+/** A result comes after `prepare`; a temporary-file wrapper reports `result` for it. */
 Scenario Result(const char* name, const std::function<void(Trial&)>& prepare, const char* result)
 {
     const auto work = [](Trial& trial) {
