@@ -173,7 +173,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{"in.pdf", "-0", "-d", "out"}, "--from-list"}, Refused{{"in.pdf", "-o", "-"}, "-f"},
         Refused{{"in.pdf", "-d", "out", "-o", "-", "-f", "png"}, "--directory"},
         Refused{{"in.pdf", "-d", "out", "-o", "/a.png"}, "--directory"},
-        Refused{{"in.pdf", "-d", "out", "-f", "gif"}, "'gif' is none of"},
+        Refused{{"in.pdf", "-d", "out", "-f", "gif"}, "gif not in {png,jpg"},
         Refused{{"in.pdf", "-d", "out", "--on-exists", "cry"}, "cry"},
         Refused{{"in.pdf", "-d", "out", "-j", "0"}, "'0' is not a number"},
         Refused{{"in.pdf", "-d", "out", "-j", "2.5"}, "'2.5' is not a number"},

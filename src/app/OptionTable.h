@@ -1,0 +1,38 @@
+#pragma once
+
+#include "CommandLine.h"
+
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+namespace Korvel::App {
+
+/** What the options' values are read into, before they are what CommandLine wants. */
+struct Arguments
+{
+    CommandLine line;
+    std::vector<std::string> inputs;
+    std::string output;
+    std::string folder;
+    std::string format;
+    std::string onExists;
+    std::string size;
+    std::string progress;
+    /** Shell to print a script for, in place of everything else. */
+    std::string completion;
+    /** Print the manual page in place of everything else. */
+    bool manual = false;
+};
+
+/** An empty size for a text that is none, such as "1920x1080". */
+QSize ToSize(const std::string& text);
+
+/** All options, in the order of the help, which read into `arguments`. */
+std::unique_ptr<CLI::App> MakeOptionTable(Arguments& arguments);
+
+/** The words that an option, given by its long name, takes as its value; empty for other values. */
+std::vector<std::string> ChoicesOf(const std::string& option);
+
+} // namespace Korvel::App

@@ -1,0 +1,99 @@
+#include "Program.h"
+
+#include <gmock/gmock.h>
+
+#include <QStandardPaths>
+
+namespace Korvel::App {
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+
+class ComfortTest : public ProgramTest
+{
+protected:
+    /** What bash would offer behind `words`, the last of which is being typed. */
+    std::vector<std::string> Completions(const QStringList& words) const
+    {
+        QProcess bash;
+        bash.setWorkingDirectory(Path(""));
+        bash.start("bash", QStringList{"-c",
+                                       "source <(\"$1\" --completion bash); shift\n"
+                                       "COMP_WORDS=(\"$@\") COMP_CWORD=$(($# - 1))\n"
+                                       "_pdfconvert; printf '%s\\n' \"${COMPREPLY[@]}\"",
+                                       "bash", PDFCONVERT, "pdfconvert"} +
+                               words);
+        const Outcome run = Finish(bash);
+        EXPECT_EQ(run.complaints, "");
+        std::vector<std::string> offered;
+        for (const QString& line : run.results)
+            offered.push_back(line.toStdString());
+        return offered;
+    }
+};
+
+TEST_F(ComfortTest, CompletesOptionsTheirWordsAndFilesInBash)
+{
+    Write("report.pdf", "");
+    Write("notes.txt", "");
+    EXPECT_THAT(Completions({"--pass"}), Contains("--password-file"));
+    EXPECT_THAT(Completions({"--pass"}), Not(Contains("--output")));
+    EXPECT_THAT(Completions({"--on-exists", ""}),
+                testing::ElementsAre("number", "fail", "skip", "overwrite"));
+    EXPECT_THAT(Completions({"-f", "t"}), testing::ElementsAre("tif", "tiff", "txt"));
+    EXPECT_THAT(Completions({"--password-file", "n"}), testing::ElementsAre("notes.txt"));
+    EXPECT_THAT(Completions({"r"}), testing::ElementsAre("report.pdf"));
+    EXPECT_THAT(Completions({"n"}), Not(Contains("notes.txt"))) << "no PDF";
+}
+
+struct Shell
+{
+    const char* name;
+    QStringList check;
+};
+
+TEST_F(ComfortTest, PrintsScriptsThatTheShellsAccept)
+{
+    for (const Shell& shell :
+         {Shell{"bash", {"-n"}}, Shell{"zsh", {"-n"}}, Shell{"fish", {"--no-execute"}}}) {
+        QProcess print;
+        print.setStandardOutputFile(Path("script"));
+        print.start(PDFCONVERT, {"--completion", shell.name});
+        EXPECT_EQ(Finish(print).exitCode, 0);
+        EXPECT_THAT(Read("script").toStdString(), HasSubstr("password-file")) << shell.name;
+        if (QStandardPaths::findExecutable(shell.name).isEmpty())
+            continue; // not among the packages that the tests need
+        QProcess check;
+        check.start(shell.name, shell.check + QStringList{Path("script")});
+        const Outcome run = Finish(check);
+        EXPECT_EQ(run.exitCode, 0) << shell.name;
+        EXPECT_EQ(run.complaints, "") << shell.name;
+    }
+}
+
+TEST_F(ComfortTest, PrintsAHelpThatNamesEveryOptionOnceAndFitsATerminal)
+{
+    const Outcome run = Run({"--help"});
+    EXPECT_EQ(run.exitCode, 0);
+    for (const QString& line : run.results)
+        EXPECT_LE(line.size(), 80) << line.toStdString();
+    const QString help = run.results.join('\n');
+    EXPECT_FALSE(help.contains("Excludes"));
+    EXPECT_FALSE(help.contains("--manual")) << "it is for the build";
+    EXPECT_EQ(help.count("\n  --password-map "), 1);
+}
+
+TEST_F(ComfortTest, PrintsAManualPageOfTheSameOptions)
+{
+    const Outcome run = Run({"--manual"});
+    const std::string page = run.results.join('\n').toStdString();
+    EXPECT_THAT(page, testing::StartsWith(".TH PDFCONVERT 1"));
+    EXPECT_THAT(page, HasSubstr("\\fB\\-r\\fR, \\fB\\-\\-resolution\\fR \\fIDPI\\fR"));
+    EXPECT_THAT(page, HasSubstr("\\fB\\-\\-password\\-file\\fR \\fIFILE\\fR"));
+    EXPECT_THAT(page, HasSubstr(".SH \"EXAMPLES AND EXIT CODES\""));
+}
+
+} // namespace
+} // namespace Korvel::App
