@@ -1,5 +1,6 @@
 #include "FailingAllocation.h"
 #include "Futures.h"
+#include "GetNextAvaliableIndex.h"
 #include "WrapperFixture.h"
 
 #include <algorithm>
@@ -487,6 +488,26 @@ TEST_P(AllocationFailureTest, LosesNothingAndLeavesNothing)
         }
     }
     RecordProperty("allocations", number - 1);
+}
+
+TEST_F(FailingAllocationTest, LeavesANumberToBeAnsweredWhicheverItIs)
+{
+    const QTemporaryDir folder;
+    for (const char* name : {"report(2).pdf", "report(3).pdf"})
+        ASSERT_TRUE(QFile(folder.filePath(name)).open(QIODevice::WriteOnly));
+    const ioPath path(folder.path().toStdString());
+    const std::regex pattern(R"(report\((\d+)\)\.pdf)");
+    bool isReached = true;
+    int number = 1;
+    for (; isReached; ++number) {
+        const FailingAllocation failing(number, false);
+        const std::string index = Util::GetNextAvaliableIndex(path, pattern);
+        isReached = failing.IsReached();
+        const SparedAllocations spared;
+        EXPECT_THAT(index, AnyOf("2", "4")) << number; // what is taken is not replaced by a move
+        EXPECT_TRUE(isReached || index == "4");
+    }
+    EXPECT_GT(number, 2) << "some allocation failed";
 }
 
 TEST_F(FailingAllocationTest, FailsTheAllocationOfThatNumber)
