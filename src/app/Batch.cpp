@@ -129,6 +129,7 @@ bool Batch::Attempt(const Input& input, const std::function<void()>& step)
 {
     inWork = input.name;
     try {
+        interruption.Check();
         step();
         inWork.clear();
         return true;

@@ -35,11 +35,7 @@ constexpr int passwordTries = 3;
 
 Document::Document(const Input& input, const CommandLine& commandLine, Services& services,
                    Report& report)
-    : input(input),
-      name(input.name.toStdString()),
-      commandLine(commandLine),
-      services(services),
-      report(report)
+    : input(input), commandLine(commandLine), services(services), report(report)
 {
 }
 
@@ -217,6 +213,8 @@ void Document::PlanResult(int page, const QString& wanted, PlannedPaths& planned
 
 void Document::Convert(const PlannedPaths& planned)
 {
+    if (results.empty())
+        return;
     PrepareFolders();
     report.Begin(input.name, int(results.size()));
     std::vector<PlannedResult*> left;

@@ -70,7 +70,6 @@ private:
     MakeTask(const std::vector<PlannedResult*>& wanted) const;
 
     const Input input;
-    const std::string name;
     const CommandLine& commandLine;
     Services& services;
     Report& report;

@@ -62,14 +62,21 @@ Services::Services(const CommandLine& commandLine, Interruption& interruption)
     if (commandLine.onExists != OnExists::Number)
         resultFileSystem = std::make_shared<PlannedFileSystem>(fileSystem, commandLine.onExists ==
                                                                                OnExists::Overwrite);
-    // The provider is told at once, since the main thread may be waiting for its answer.
-    interruption.OnSignal([this] {
+    interruption.OnSignal([this, signals = 0]() mutable {
+        // The provider is told at once, since the main thread may be waiting for its answer.
         provider->Shutdown();
-        QMetaObject::invokeMethod(&mainThread, [this] {
-            if (newest)
-                newest->CancelConvertation();
-        });
+        QMetaObject::invokeMethod(&mainThread, [this, again = ++signals > 1] { EndWork(again); });
     });
+}
+
+void Services::EndWork(bool atOnce)
+{
+    if (!fanOut)
+        return;
+    if (atOnce)
+        fanOut->CancelConvertation();
+    else
+        fanOut->StopAfterRunningPages();
 }
 
 Services::~Services()
@@ -94,10 +101,9 @@ std::shared_ptr<AbstractConverter> Services::MakeChain(std::size_t pages)
     std::vector<std::shared_ptr<AbstractConverter>> chains;
     for (const auto& worker : workers)
         chains.push_back(std::make_shared<TempFileWrapper>(names, worker, resultFileSystem));
-    const auto fanOut = std::make_shared<PageFanOut>(chains);
-    const auto chain = std::make_shared<UnencryptDocWrapper>(names, fanOut, provider, fileSystem);
-    newest = chain.get();
-    return chain;
+    const auto pagesOfAll = std::make_shared<PageFanOut>(chains);
+    fanOut = pagesOfAll.get();
+    return std::make_shared<UnencryptDocWrapper>(names, pagesOfAll, provider, fileSystem);
 }
 
 } // namespace Korvel::App

@@ -19,6 +19,7 @@ class UuidFileNameGenerator;
 class WorkerPdfProvider;
 namespace Converter {
 class AbstractConverter;
+class PageFanOut;
 class WorkerConverter;
 } // namespace Converter
 } // namespace PDF
@@ -52,13 +53,16 @@ public:
     /**
      *     UnencryptDocWrapper( PageFanOut( TempFileWrapper( WorkerConverter ) x jobs ) )
      *
-     * A fresh one for every document. A signal cancels what the newest one does.
+     * A fresh one for every document. A signal ends what the newest one does when the pages that
+     * are being converted are done, and a second one ends it at once.
      *
      * @param pages  how many there are to convert
      */
     std::shared_ptr<PDF::Converter::AbstractConverter> MakeChain(std::size_t pages);
 
 private:
+    void EndWork(bool atOnce);
+
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
 
@@ -74,7 +78,8 @@ private:
     std::shared_ptr<PDF::IFileSystem> resultFileSystem;
     const std::shared_ptr<PDF::WorkerPdfProvider> provider;
     std::vector<std::shared_ptr<PDF::Converter::WorkerConverter>> workers;
-    QPointer<PDF::Converter::AbstractConverter> newest;
+    /** Of the newest chain. */
+    QPointer<PDF::Converter::PageFanOut> fanOut;
     /** Receives calls from the signals' thread. */
     QObject mainThread;
 };

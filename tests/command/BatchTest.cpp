@@ -127,12 +127,8 @@ TEST_F(BatchTest, UsesNoMoreWorkersThanItIsAllowed)
     MakeSample("many.pdf", 12);
     const auto process = Start({"many.pdf", "-d", "out", "-r", "100", "-j", "1"});
     int most = 0;
-    const QString children = QStringLiteral("/proc/%1/task/%1/children").arg(process->processId());
-    while (!process->waitForFinished(1)) {
-        QFile file(children);
-        if (file.open(QIODevice::ReadOnly))
-            most = std::max(most, file.readAll().split(' ').size() - 1);
-    }
+    while (!process->waitForFinished(1))
+        most = std::max(most, CountChildren(*process));
     EXPECT_EQ(Finish(*process).exitCode, 0);
     EXPECT_GE(most, 1);
     EXPECT_LE(most, 2) << "one that opens documents, one that converts pages";

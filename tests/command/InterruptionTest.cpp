@@ -21,6 +21,12 @@ protected:
         }
     }
 
+    static void Send(int signal, const QProcess& process)
+    {
+        ASSERT_GT(process.processId(), 0) << "it has ended; 0 would be the whole process group";
+        ::kill(pid_t(process.processId()), signal);
+    }
+
     std::unique_ptr<QProcess> StartConverting() const
     {
         MakeSample("secret.pdf", 100, "pw");
@@ -50,7 +56,7 @@ TEST_P(InterruptionTest, CleansUpWhilePagesAreConverted)
 {
     const auto process = StartConverting();
     WaitUntil(*process, [this] { return !QDir(Path("pages")).isEmpty(); });
-    ::kill(pid_t(process->processId()), GetParam());
+    Send(GetParam(), *process);
     ExpectCleanEnd(*process);
 }
 
@@ -58,7 +64,7 @@ TEST_P(InterruptionTest, CleansUpAsSoonAsThereIsSomethingToCleanUp)
 {
     const auto process = StartConverting();
     WaitUntil(*process, [this] { return !LeftInTempDir().isEmpty(); });
-    ::kill(pid_t(process->processId()), GetParam());
+    Send(GetParam(), *process);
     ExpectCleanEnd(*process);
 }
 
@@ -70,8 +76,29 @@ TEST_P(InterruptionTest, CleansUpRightAfterTheCopyHasAppeared)
         return !sessions.isEmpty() &&
                !QDir(TempDir() + '/' + sessions.first()).entryList({"*.pdf"}).isEmpty();
     });
-    ::kill(pid_t(process->processId()), GetParam());
+    Send(GetParam(), *process);
     ExpectCleanEnd(*process);
+}
+
+TEST_P(InterruptionTest, LetsTheRunningPageEndAtTheFirstAndNotAtTheSecond)
+{
+    MakeSample("plain.pdf", 1);
+    for (const int signals : {1, 2}) {
+        const QString output = QStringLiteral("after-%1.png").arg(signals);
+        QProcess process;
+        process.setWorkingDirectory(Path(""));
+        process.start(PDFCONVERT,
+                      {"--temp-dir", TempDir(), "plain.pdf", "-o", output, "-r", "700"});
+        // One child opened the document; the second has the page, and will have it for a while.
+        WaitUntil(process, [&] { return CountChildren(process) == 2; });
+        for (int sent = 0; sent < signals; ++sent) {
+            Send(GetParam(), process);
+            process.waitForFinished(50); // two at once would be one
+        }
+        EXPECT_EQ(Finish(process).exitCode, 128 + GetParam());
+        EXPECT_EQ(QFile::exists(Path(output)), signals == 1);
+        EXPECT_EQ(LeftInTempDir(), QStringList());
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, InterruptionTest, testing::Values(SIGINT, SIGTERM, SIGHUP));

@@ -70,6 +70,18 @@ Outcome ProgramTest::Finish(QProcess& process)
     return {process.exitCode(), results, process.readAllStandardError().toStdString()};
 }
 
+int ProgramTest::CountChildren(const QProcess& process)
+{
+    int count = 0;
+    const QDir threads(QStringLiteral("/proc/%1/task").arg(process.processId()));
+    for (const QString& thread : threads.entryList({"[0-9]*"}, QDir::Dirs)) {
+        QFile children(threads.filePath(thread + "/children"));
+        if (children.open(QIODevice::ReadOnly))
+            count += children.readAll().count(' ');
+    }
+    return count;
+}
+
 Outcome ProgramTest::Run(const QStringList& arguments, const QByteArray& input) const
 {
     const auto process = Start(arguments);

@@ -45,6 +45,9 @@ protected:
     std::unique_ptr<QProcess> Start(const QStringList& arguments) const;
     static Outcome Finish(QProcess& process);
 
+    /** How many processes it has started that still run. */
+    static int CountChildren(const QProcess& process);
+
     /** The folder for temporary files that every run is given, and what is in it now. */
     QString TempDir() const { return Path("temp"); }
     QStringList LeftInTempDir() const;

@@ -496,6 +496,21 @@ TEST_F(PageFanOutTest, CancelCountsForADocumentWhosePagesHaveAllJustEnded)
     EXPECT_EQ(lines.back(), FailedLine(AbstractConverter::Cancelled));
 }
 
+TEST_F(PageFanOutTest, StopStartsNoFurtherPageAndLeavesTheRunningOnesAlone)
+{
+    Start(DocumentOf(5));
+    for (const auto& chain : chains)
+        chain->onCancelConvertation = [] {
+            FAIL() << "asked to cancel";
+        };
+    fanOut->StopAfterRunningPages();
+    FinishPage(0);
+    EXPECT_EQ(lines, Lines()) << "a page still runs";
+    FinishPage(1);
+    EXPECT_EQ(CountTasks(), 2U);
+    EXPECT_EQ(lines.back(), FailedLine(AbstractConverter::Cancelled));
+}
+
 TEST_F(PageFanOutTest, CancelKeepsAnEarlierError)
 {
     Start(DocumentOf(3));

@@ -286,13 +286,18 @@ bool PageFanOut::ConvertFile(const Task& task)
     return true;
 }
 
-bool PageFanOut::CancelConvertation()
+void PageFanOut::StopAfterRunningPages()
 {
     for (auto& document : impl->documents) {
         if (!document.second.error)
             document.second.error = Cancelled;
     }
     impl->ProceedLater();
+}
+
+bool PageFanOut::CancelConvertation()
+{
+    StopAfterRunningPages();
     bool asked = true;
     for (std::size_t chain = 0; chain < impl->chains.size(); ++chain) {
         const std::shared_ptr<AbstractConverter> converter = impl->chains[chain].converter;

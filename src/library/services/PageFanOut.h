@@ -64,6 +64,12 @@ public:
     /** Every document in hand ends with Failed; whether all inner converters could be asked. */
     bool CancelConvertation() override;
 
+    /**
+     * Starts no further page. Every document in hand ends with Failed and `Cancelled` once the
+     * pages that are being converted have ended; these are whole.
+     */
+    void StopAfterRunningPages();
+
     /** The first inner converter's answer. */
     std::map<QString, QStringList> GetSupportedFormats() const override;
 
