@@ -1,14 +1,18 @@
 #include "Program.h"
+#include "Sanitizers.h"
 
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <random>
 
 #include <QDir>
 #include <QElapsedTimer>
 
 namespace Korvel::App {
 namespace {
+
+using RandomInterruptionTest = ProgramTest;
 
 class InterruptionTest : public ProgramTest, public testing::WithParamInterface<int>
 {
@@ -102,6 +106,36 @@ TEST_P(InterruptionTest, LetsTheRunningPageEndAtTheFirstAndNotAtTheSecond)
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, InterruptionTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+/** Fewer where a sanitizer makes each start slow. */
+constexpr int randomInterruptions = PDF::Test::isSanitized ? 20 : 200;
+
+TEST_F(RandomInterruptionTest, LeavesNothingAndLosesNothingAtWhateverMoment)
+{
+    constexpr int pages = 6;
+    MakeSample("secret.pdf", pages, "pw");
+    Write("pw", "pw");
+    std::random_device random;
+    int interrupted = 0;
+    for (int i = 0; i < randomInterruptions && !HasFailure(); ++i) {
+        const QString folder = QStringLiteral("p%1").arg(i);
+        const auto process =
+            Start({"secret.pdf", "--password-file", "pw", "-d", folder, "-r", "60"});
+        if (!process->waitForFinished(int(random() % 250)))
+            ::kill(pid_t(process->processId()), SIGINT);
+        const Outcome run = Finish(*process);
+        // Before the program listens, the signal itself ends it, as it ends every program.
+        const bool isEarly = process->exitStatus() == QProcess::CrashExit;
+        EXPECT_THAT(run.exitCode, testing::AnyOf(0, isEarly ? SIGINT : 128 + SIGINT))
+            << run.complaints;
+        EXPECT_EQ(run.results.size(), run.exitCode == 0 ? pages : 0);
+        EXPECT_EQ(LeftInTempDir(), QStringList());
+        const int whole = WholePictures(folder).size();
+        EXPECT_TRUE(whole == pages || run.exitCode != 0) << whole;
+        interrupted += run.exitCode != 0;
+    }
+    EXPECT_GT(interrupted, 0);
+}
 
 using KilledTest = ProgramTest;
 
