@@ -106,7 +106,7 @@ const std::vector<Row> rows{
     {"WhatThePatternOfGroupsDescribes", "(a)(b)", "pdf", {"ab(2).pdf"}, "2"},
     {"AGroupThatHoldsTheNumber", "(2)", "pdf", {"2(2).pdf"}, "3"},
     {"ASpecialCharacterInTheSuffix", "report", "p+f", {"report(2).p+f"}, "3"},
-    {"ANumberThatIsNotClosed", "a+b", "pdf", {"a+b(2.pdf"}, "2"},
+    {"ANumberThatIsNotClosed", "a+b", "pdf", {"a+b(2x.pdf"}, "2"},
     {"ANumberThatIsNotOpened", "a+b", "pdf", {"a+b2).pdf"}, "2"},
     {"AnotherFileWithASpecialCharacterTakesItsNumberToo", "report", "pdf", {"a.b(2).txt"}, "3"},
 };
