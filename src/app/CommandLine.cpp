@@ -60,6 +60,8 @@ CommandLine Complete(const Arguments& arguments)
         throw Failure(ExitCode::Usage, "usage", message);
     };
     CommandLine line = arguments.line;
+    if (line.cleanTemp)
+        return line;
     for (const std::string& input : arguments.inputs)
         line.inputs.append(QString::fromStdString(input));
     if (line.inputs.isEmpty() && line.listFile.empty())

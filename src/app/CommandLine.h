@@ -83,6 +83,8 @@ struct CommandLine
 
     /** Folder for the session folder; empty for the default. */
     std::string tempDir;
+    /** Remove what killed runs have left there, and do nothing else. */
+    bool cleanTemp = false;
     ProgressStyle progress = ProgressStyle::Auto;
     /** Print one JSON document at the end in place of the results' paths. */
     bool json = false;

@@ -12,6 +12,7 @@
 #include "WorkerPdfProvider.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include <QThread>
 
@@ -25,10 +26,14 @@ using PDF::Converter::WorkerConverter;
 
 namespace {
 
+std::string FolderForSessions(const CommandLine& commandLine)
+{
+    return commandLine.tempDir.empty() ? PDF::SessionFolder::DefaultParent() : commandLine.tempDir;
+}
+
 std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const CommandLine& commandLine)
 {
-    const std::string parent =
-        commandLine.tempDir.empty() ? PDF::SessionFolder::DefaultParent() : commandLine.tempDir;
+    const std::string parent = FolderForSessions(commandLine);
     std::string error;
     std::shared_ptr<PDF::SessionFolder> session = PDF::SessionFolder::Create(parent, error);
     if (!session)
@@ -82,6 +87,13 @@ void Services::EndWork(bool atOnce)
 Services::~Services()
 {
     interruption.OnSignal({});
+}
+
+ExitCode Services::CleanUp(const CommandLine& commandLine)
+{
+    for (const std::string& removed : PDF::SessionFolder::Sweep(FolderForSessions(commandLine)))
+        std::printf("%s\n", removed.c_str());
+    return std::fflush(stdout) == 0 ? ExitCode::Done : ExitCode::Output;
 }
 
 const std::string& Services::TempFolder() const

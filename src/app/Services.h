@@ -41,6 +41,9 @@ public:
     /** Ends the workers, and removes everything temporary. */
     ~Services();
 
+    /** Removes what killed runs have left, and prints the paths. */
+    static ExitCode CleanUp(const CommandLine& commandLine);
+
     /** The session folder's path. */
     const std::string& TempFolder() const;
 

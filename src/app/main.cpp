@@ -3,6 +3,7 @@
 #include "Interruption.h"
 #include "Logging.h"
 #include "Report.h"
+#include "Services.h"
 
 #include <cstdio>
 
@@ -37,6 +38,8 @@ public:
 int Run(const CommandLine& commandLine, Report& report, Interruption& interruption)
 {
     try {
+        if (commandLine.cleanTemp)
+            return int(Services::CleanUp(commandLine));
         return int(Batch(commandLine, report, interruption).Run());
     } catch (const Failure& failure) {
         report.Failed({}, failure);

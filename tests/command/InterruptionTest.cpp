@@ -137,9 +137,14 @@ TEST_F(RandomInterruptionTest, LeavesNothingAndLosesNothingAtWhateverMoment)
     EXPECT_GT(interrupted, 0);
 }
 
-using KilledTest = ProgramTest;
+/** With whether the next start is there for nothing else. */
+class KilledTest : public ProgramTest, public testing::WithParamInterface<bool>
+{
+};
 
-TEST_F(KilledTest, TheNextStartRemovesWhatAKilledOneLeft)
+INSTANTIATE_TEST_SUITE_P(, KilledTest, testing::Bool());
+
+TEST_P(KilledTest, TheNextStartRemovesWhatAKilledOneLeft)
 {
     MakeSample("secret.pdf", 100, "pw");
     Write("pw", "pw");
@@ -153,8 +158,14 @@ TEST_F(KilledTest, TheNextStartRemovesWhatAKilledOneLeft)
     process.waitForFinished();
     ASSERT_EQ(LeftInTempDir().size(), 1) << "killed, it could not clean up";
 
-    MakeSample("plain.pdf", 1);
-    EXPECT_EQ(Run({"plain.pdf", "-o", "p.png"}).exitCode, 0);
+    if (GetParam()) {
+        const Outcome clean = Run({"--clean-temp"});
+        EXPECT_EQ(clean.exitCode, 0);
+        EXPECT_EQ(clean.results.size(), 1) << "the folder that is gone";
+    } else {
+        MakeSample("plain.pdf", 1);
+        EXPECT_EQ(Run({"plain.pdf", "-o", "p.png"}).exitCode, 0);
+    }
     EXPECT_EQ(LeftInTempDir(), QStringList());
     WholePictures("pages");
 }

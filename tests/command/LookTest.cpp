@@ -1,4 +1,5 @@
 #include "Program.h"
+#include "Sanitizers.h"
 
 #include <gmock/gmock.h>
 
@@ -42,6 +43,8 @@ TEST_F(LookTest, OfPicturesCostsBytesByItsQuality)
 
 TEST_F(LookTest, ThatNeedsMoreMemoryThanIsAllowedIsAnErrorThatSaysSo)
 {
+    if (PDF::Test::isSanitized)
+        GTEST_SKIP() << "a sanitizer takes terabytes of address space";
     MakeSample("one.pdf", 1);
     const Outcome run = Run({"one.pdf", "-o", "huge.png", "-r", "1000", "--memory-limit", "400"});
     EXPECT_EQ(run.exitCode, 7);

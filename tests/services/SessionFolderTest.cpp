@@ -232,6 +232,18 @@ TEST_F(SessionSweepTest, TheFolderOfAKilledProcessGoesWithTheNextStart)
     EXPECT_TRUE(IsAnything(session->Path()));
 }
 
+TEST_F(SessionSweepTest, AnswersWhatItHasRemovedAndNothingElse)
+{
+    const std::string abandoned = parent + "/pdfconvert-abcdef";
+    const auto holder = Hold(); // whose start sweeps, too
+    MakeAbandonedSession(abandoned);
+    MakeFolder(parent + "/pdfconvert-ghijkl", 0700);
+    EXPECT_THAT(SessionFolder::Sweep(parent), ElementsAre(abandoned));
+    EXPECT_FALSE(IsAnything(abandoned));
+    EXPECT_THAT(SessionFolder::Sweep(parent), IsEmpty());
+    EXPECT_THAT(SessionFolder::Sweep(parent + "/missing"), IsEmpty());
+}
+
 TEST_F(SessionSweepTest, TheFolderOfALiveProcessStays)
 {
     const auto holder = Hold();

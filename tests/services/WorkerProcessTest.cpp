@@ -76,7 +76,7 @@ TEST(WorkerProcessTest, HandsTheMemoryLimitToTheProgram)
 {
     const auto arguments = [](WorkerProcess& worker) {
         const QString line = AskAndWait(worker, {})["cmdline"].toString();
-        return line.mid(line.indexOf(' ') + 1).trimmed();
+        return line.mid(line.indexOf(" --") + 1).trimmed();
     };
     WorkerProcess usual(ScriptedWorker());
     EXPECT_EQ(arguments(usual), "--memory-limit 4096");

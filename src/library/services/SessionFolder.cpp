@@ -71,27 +71,30 @@ bool IsSessionName(const std::string& name)
     return name.size() == sessionName.size() && name.compare(0, namePrefix.size(), namePrefix) == 0;
 }
 
-void RemoveIfAbandoned(const std::string& path)
+/** Whether it was abandoned, and is gone now. */
+bool RemoveIfAbandoned(const std::string& path)
 {
     const FileDescriptor folder = OpenFolder(path);
     // Where another sweep was faster, the name may be a new folder's by now.
-    if (folder && IsOwnSession(folder) && Lock(folder) && !IsRemoved(folder))
-        RemoveTree(path);
+    return folder && IsOwnSession(folder) && Lock(folder) && !IsRemoved(folder) && RemoveTree(path);
 }
 
-void Sweep(const std::filesystem::path& parent)
+std::vector<std::string> SweepResolved(const std::filesystem::path& parent)
 {
+    std::vector<std::string> removed;
     std::error_code failure;
     const std::filesystem::directory_iterator end;
     std::filesystem::directory_iterator entry(parent, failure);
     for (; !failure && entry != end; entry.increment(failure)) {
-        if (IsSessionName(entry->path().filename().native()))
-            RemoveIfAbandoned(entry->path().native());
+        const std::string path = entry->path().native();
+        if (IsSessionName(entry->path().filename().native()) && RemoveIfAbandoned(path))
+            removed.push_back(path);
     }
     if (failure)
         qCWarning(servicesLog) << "cannot look for abandoned folders in"
                                << QString::fromStdString(parent.native())
                                << failure.message().c_str();
+    return removed;
 }
 
 /** Locks a new folder before it marks it, so that no sweep ever finds it marked and free. */
@@ -133,7 +136,7 @@ std::unique_ptr<SessionFolder> SessionFolder::Create(const std::string& parent,
         std::error_code failure;
         const std::filesystem::path folder = ResolveFolder(parent, failure);
         if (!failure)
-            Sweep(folder);
+            SweepResolved(folder);
         std::string path = (folder / sessionName).native();
         FileDescriptor lock = failure ? FileDescriptor() : MakeHeld(path, failure);
         if (!failure)
@@ -144,6 +147,13 @@ std::unique_ptr<SessionFolder> SessionFolder::Create(const std::string& parent,
         error = "out of memory";
     }
     return nullptr;
+}
+
+std::vector<std::string> SessionFolder::Sweep(const std::string& parent)
+{
+    std::error_code failure;
+    const std::filesystem::path folder = ResolveFolder(parent, failure);
+    return failure ? std::vector<std::string>() : SweepResolved(folder);
 }
 
 SessionFolder::SessionFolder(std::string path, int lock) : path(std::move(path)), lock(lock) {}

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace Korvel::PDF {
 
@@ -38,6 +39,13 @@ public:
      */
     static std::unique_ptr<SessionFolder> Create(const std::string& parent,
                                                  std::string& error) noexcept;
+
+    /**
+     * Removes the abandoned session folders of this user below `parent`.
+     *
+     * @return the paths of those that are gone; none when `parent` cannot be read
+     */
+    static std::vector<std::string> Sweep(const std::string& parent);
 
     /** Removes the folder with everything inside it, and lets the lock go. */
     ~SessionFolder();
