@@ -9,8 +9,8 @@ namespace Korvel::PDF {
  * The file operations that converters need.
  *
  * Every operation works synchronously, reports a failure by its result and throws nothing. A path
- * that is empty or holds a NUL names nothing, and nothing can be made there. Called on the thread of
- * the object that uses it; one file system may serve several objects.
+ * that is empty or holds a NUL names nothing, and nothing can be made there. Called on the thread
+ * of the object that uses it; one file system may serve several objects.
  */
 class PDFINTERFACES_EXPORT IFileSystem
 {
