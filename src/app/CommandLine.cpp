@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <map>
+#include <string_view>
 
 namespace Korvel::App {
 
@@ -41,7 +42,7 @@ OnExists ToOnExists(const std::string& word)
 /** The template that -o, -d and -f come to. */
 QString OutputOf(const Arguments& arguments, QString& format)
 {
-    const QString output = QString::fromStdString(arguments.output);
+    QString output = QString::fromStdString(arguments.output);
     if (arguments.folder.empty())
         return output;
     const QString folder = QString::fromStdString(arguments.folder).replace('%', "%%") + '/';
@@ -132,14 +133,14 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
 
 void HidePassword(int argc, char** argv)
 {
-    constexpr char option[] = "--password";
-    constexpr std::size_t length = sizeof option - 1;
+    constexpr std::string_view option = "--password";
     for (int i = 1; i < argc; ++i) {
+        const std::string_view argument(argv[i]);
         char* value = nullptr;
-        if (std::strcmp(argv[i], option) == 0 && i + 1 < argc)
+        if (argument == option && i + 1 < argc)
             value = argv[i + 1];
-        else if (std::strncmp(argv[i], option, length) == 0 && argv[i][length] == '=')
-            value = argv[i] + length + 1;
+        else if (argument.substr(0, option.size() + 1) == "--password=")
+            value = argv[i] + option.size() + 1;
         if (value)
             std::memset(value, '*', std::strlen(value));
     }

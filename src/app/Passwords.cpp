@@ -143,7 +143,7 @@ std::optional<std::string> Passwords::ReadGeneral(const CommandLine& commandLine
     }
     if (!commandLine.passwordVariable.empty()) {
         const std::string& variable = commandLine.passwordVariable;
-        const auto password = TakeVariable(variable.c_str());
+        auto password = TakeVariable(variable.c_str());
         if (!password)
             throw Failure(ExitCode::Password, "password-not-given",
                           "the environment variable " + variable + " is not set");

@@ -2,6 +2,7 @@
 
 #include "WorkerPdfProvider.h"
 
+#include <cmath>
 #include <cstdio>
 
 #include <QFile>
@@ -215,7 +216,7 @@ QString Report::Describe(double fraction) const
     if (fraction > 0 && seconds >= 1)
         text += QStringLiteral(" %1/s %2 left")
                     .arg(fraction * pages / seconds, 0, 'f', 1)
-                    .arg(Duration(qint64(seconds * (1 - fraction) / fraction + 0.5)));
+                    .arg(Duration(std::llround(seconds * (1 - fraction) / fraction)));
     return text;
 }
 

@@ -63,9 +63,11 @@ void EndForLackOfMemory()
 
 #define REPLACES_LIBRARY extern "C" __attribute__((visibility("default")))
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the C library's own names
 extern "C" void* __libc_malloc(std::size_t size) noexcept;
 extern "C" void* __libc_calloc(std::size_t count, std::size_t size) noexcept;
 extern "C" void* __libc_realloc(void* memory, std::size_t size) noexcept;
+// NOLINTEND(bugprone-reserved-identifier)
 
 REPLACES_LIBRARY void* malloc(std::size_t size) noexcept
 {
@@ -94,6 +96,7 @@ REPLACES_LIBRARY void* realloc(void* old, std::size_t size) noexcept
 REPLACES_LIBRARY void* mmap64(void* address, std::size_t size, int protection, int flags, int file,
                               off64_t offset) noexcept
 {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): what a system call answers is a number
     void* const memory = reinterpret_cast<void*>(
         ::syscall(SYS_mmap, address, size, protection, flags, file, offset));
     if (memory == MAP_FAILED && errno == ENOMEM)
