@@ -16,21 +16,23 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CONVERTWRAPPERS_LIBEXECDIR ${CMAKE_INSTALL_LIBEXECDIR}/ConvertWrappers)
 set(CONVERTWRAPPERS_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/ConvertWrappers)
 
+# With the base directory, a clone elsewhere finds what this one has compiled.
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+    ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} ${CCACHE_PROGRAM})
 endif()
 
 include(GenerateExportHeader)
 
-# Warnings, and paths in log records that are the same whoever builds.
+# Warnings, and paths in log records and debug information that are the same whoever builds.
 function(project_compile_settings target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
     $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>
     # Qt's logging macros and GoogleTest's leave their last argument away.
     $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>
-    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
   target_compile_definitions(${target} PRIVATE
     QT_NO_KEYWORDS QT_NO_FOREACH QT_NO_CAST_FROM_BYTEARRAY)
 endfunction()
