@@ -34,6 +34,9 @@ ExitCode Batch::RunAll()
     if (commandLine.password)
         report.Note("other users of this machine can see a password on the command line; "
                     "--password-file keeps it from them");
+    if (commandLine.keepTemp)
+        report.Note("temporary files stay in " + services.TempFolder() +
+                    " and show what encrypted documents say; remove that folder when you are done");
     const std::vector<Input> inputs =
         CollectInputs(commandLine, services.TempFolder(), interruption);
     OpenAndPlan(inputs);

@@ -83,6 +83,8 @@ struct CommandLine
 
     /** Folder for the session folder; empty for the default. */
     std::string tempDir;
+    /** Leave what is temporary where it is. */
+    bool keepTemp = false;
     /** Remove what killed runs have left there, and do nothing else. */
     bool cleanTemp = false;
     ProgressStyle progress = ProgressStyle::Auto;

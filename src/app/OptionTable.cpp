@@ -237,6 +237,10 @@ void AddRun(CLI::App& app, CommandLine& line)
         "only you can read and which is removed at the end;\n"
         "$TMPDIR or /tmp without this")
         ->group("Running");
+    app.add_flag("--keep-temp", line.keepTemp,
+                 "Leave the temporary files where they are and say\n"
+                 "where; they show what encrypted documents say")
+        ->group("Running");
     app.add_flag("--clean-temp", line.cleanTemp,
                  "Remove the folders that killed runs have left there,\n"
                  "print their paths, and do nothing else")

@@ -1,6 +1,8 @@
 #include "Services.h"
 
 #include "Interruption.h"
+#include "KeepingFileSystem.h"
+#include "KeepingPdfProvider.h"
 #include "LocalFileSystem.h"
 #include "PageFanOut.h"
 #include "PlannedFileSystem.h"
@@ -62,16 +64,28 @@ Services::Services(const CommandLine& commandLine, Interruption& interruption)
       session(MakeSessionFolder(commandLine)),
       fileSystem(std::make_shared<PDF::LocalFileSystem>(session)),
       resultFileSystem(fileSystem),
-      provider(std::make_shared<PDF::WorkerPdfProvider>(QString(), deadline, memoryLimit))
+      provider(std::make_shared<PDF::WorkerPdfProvider>(QString(), deadline, memoryLimit)),
+      copyProvider(provider)
 {
     if (commandLine.onExists != OnExists::Number)
         resultFileSystem = std::make_shared<PlannedFileSystem>(fileSystem, commandLine.onExists ==
                                                                                OnExists::Overwrite);
+    if (commandLine.keepTemp)
+        KeepTemporaries();
     interruption.OnSignal([this, signals = 0]() mutable {
         // The provider is told at once, since the main thread may be waiting for its answer.
         provider->Shutdown();
         QMetaObject::invokeMethod(&mainThread, [this, again = ++signals > 1] { EndWork(again); });
     });
+}
+
+void Services::KeepTemporaries()
+{
+    if (!session->Keep())
+        throw Failure(ExitCode::Output, "no-temporary-folder",
+                      "cannot keep the temporary files in " + session->Path());
+    resultFileSystem = std::make_shared<KeepingFileSystem>(resultFileSystem);
+    copyProvider = std::make_shared<KeepingPdfProvider>(provider);
 }
 
 void Services::EndWork(bool atOnce)
@@ -115,7 +129,7 @@ std::shared_ptr<AbstractConverter> Services::MakeChain(std::size_t pages)
         chains.push_back(std::make_shared<TempFileWrapper>(names, worker, resultFileSystem));
     const auto pagesOfAll = std::make_shared<PageFanOut>(chains);
     fanOut = pagesOfAll.get();
-    return std::make_shared<UnencryptDocWrapper>(names, pagesOfAll, provider, fileSystem);
+    return std::make_shared<UnencryptDocWrapper>(names, pagesOfAll, copyProvider, fileSystem);
 }
 
 } // namespace Korvel::App

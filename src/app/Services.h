@@ -13,6 +13,7 @@
 namespace Korvel {
 namespace PDF {
 class IFileSystem;
+class IPDFProvider;
 class LocalFileSystem;
 class SessionFolder;
 class UuidFileNameGenerator;
@@ -35,7 +36,7 @@ class Interruption;
 class Services
 {
 public:
-    /** @throws Failure  Output: no folder for temporary files */
+    /** @throws Failure  Output: no folder for temporary files, or none that can be kept */
     Services(const CommandLine& commandLine, Interruption& interruption);
 
     /** Ends the workers, and removes everything temporary. */
@@ -64,6 +65,7 @@ public:
     std::shared_ptr<PDF::Converter::AbstractConverter> MakeChain(std::size_t pages);
 
 private:
+    void KeepTemporaries();
     void EndWork(bool atOnce);
 
     Services(const Services&) = delete;
@@ -80,6 +82,8 @@ private:
     /** The one that results are moved by. */
     std::shared_ptr<PDF::IFileSystem> resultFileSystem;
     const std::shared_ptr<PDF::WorkerPdfProvider> provider;
+    /** The one that saves the unencrypted copies. */
+    std::shared_ptr<PDF::IPDFProvider> copyProvider;
     std::vector<std::shared_ptr<PDF::Converter::WorkerConverter>> workers;
     /** Of the newest chain. */
     QPointer<PDF::Converter::PageFanOut> fanOut;

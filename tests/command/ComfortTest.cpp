@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <QDir>
+#include <QImage>
 #include <QStandardPaths>
 
 namespace Korvel::App {
@@ -93,6 +95,43 @@ TEST_F(ComfortTest, PrintsAManualPageOfTheSameOptions)
     EXPECT_THAT(page, HasSubstr("\\fB\\-r\\fR, \\fB\\-\\-resolution\\fR \\fIDPI\\fR"));
     EXPECT_THAT(page, HasSubstr("\\fB\\-\\-password\\-file\\fR \\fIFILE\\fR"));
     EXPECT_THAT(page, HasSubstr(".SH \"EXAMPLES AND EXIT CODES\""));
+}
+
+/** The only thing in the folder `path`. */
+QString OnlyEntryOf(const QString& path)
+{
+    const QStringList names = QDir(path).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    EXPECT_EQ(names.size(), 1) << names.join(' ').toStdString();
+    return path + '/' + names.join(' ');
+}
+
+TEST_F(ComfortTest, KeepsTheUnencryptedCopyWhereItSaysAndWarns)
+{
+    MakeSample("secret.pdf", 1, "pw");
+    Write("pw", "pw");
+    const QStringList conversion{"secret.pdf", "--password-file", "pw", "-o", "p.png", "-r", "20"};
+    const Outcome run = Run(conversion + QStringList{"--keep-temp"});
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    const QString kept = OnlyEntryOf(TempDir());
+    EXPECT_THAT(run.complaints, HasSubstr("temporary files stay in " + kept.toStdString()));
+
+    EXPECT_EQ(Run(conversion).exitCode, 0) << "which sweeps";
+    const QStringList copies = QDir(kept).entryList({"*.kept"}, QDir::Files);
+    ASSERT_EQ(copies.size(), 1);
+    EXPECT_EQ(QFile::permissions(kept + '/' + copies[0]) & 0x77, QFile::Permissions())
+        << "for its owner alone";
+    EXPECT_EQ(Run({kept + '/' + copies[0], "-o", "copy.png", "--no-input"}).exitCode, 0);
+}
+
+TEST_F(ComfortTest, KeepsAResultThatCouldNotBeMoved)
+{
+    MakeSample("one.pdf", 1);
+    ASSERT_TRUE(QDir().mkpath(Path("p.png")));
+    const Outcome run =
+        Run({"one.pdf", "-o", "p.png", "--on-exists", "overwrite", "-r", "20", "--keep-temp"});
+    EXPECT_EQ(run.exitCode, 5) << run.complaints;
+    const QString result = OnlyEntryOf(OnlyEntryOf(OnlyEntryOf(TempDir())));
+    EXPECT_FALSE(QImage(result).isNull()) << result.toStdString();
 }
 
 } // namespace

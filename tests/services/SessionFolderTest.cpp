@@ -244,6 +244,21 @@ TEST_F(SessionSweepTest, AnswersWhatItHasRemovedAndNothingElse)
     EXPECT_THAT(SessionFolder::Sweep(parent + "/missing"), IsEmpty());
 }
 
+TEST_F(SessionSweepTest, AFolderThatIsKeptOutlivesItsOwnerAndEverySweep)
+{
+    std::string kept;
+    {
+        const auto session = Create();
+        ASSERT_TRUE(session) << error;
+        kept = session->Path();
+        WriteFile(kept + "/copy.pdf", "secret");
+        EXPECT_TRUE(session->Keep());
+    }
+    EXPECT_THAT(SessionFolder::Sweep(parent), IsEmpty());
+    EXPECT_EQ(ReadFile(kept + "/copy.pdf"), "secret");
+    EXPECT_EQ(ModeOf(kept), 0700u);
+}
+
 TEST_F(SessionSweepTest, TheFolderOfALiveProcessStays)
 {
     const auto holder = Hold();

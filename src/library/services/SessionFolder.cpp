@@ -160,8 +160,15 @@ SessionFolder::SessionFolder(std::string path, int lock) : path(std::move(path))
 
 SessionFolder::~SessionFolder()
 {
-    RemoveTree(path);
+    if (!isKept)
+        RemoveTree(path);
     ::close(lock);
+}
+
+bool SessionFolder::Keep() noexcept
+{
+    isKept = true;
+    return ::fchmod(lock, S_IRWXU) == 0; // without the mark
 }
 
 const std::string& SessionFolder::Path() const

@@ -21,7 +21,7 @@ namespace Korvel::PDF {
  *     std::shared_ptr<SessionFolder> session =
  *         SessionFolder::Create(SessionFolder::DefaultParent(), error);
  *
- * Thread-safe after it was made.
+ * Thread-safe after it was made, but for Keep.
  */
 class CONVERTERSERVICES_EXPORT SessionFolder
 {
@@ -47,8 +47,16 @@ public:
      */
     static std::vector<std::string> Sweep(const std::string& parent);
 
-    /** Removes the folder with everything inside it, and lets the lock go. */
+    /** Removes the folder with everything inside it unless it is kept, and lets the lock go. */
     ~SessionFolder();
+
+    /**
+     * Lets the folder outlive this object and this process: nobody sweeps it, and whoever asked for
+     * that has to remove it. Called before other threads use the object.
+     *
+     * @return false when it is swept all the same, should this process be killed
+     */
+    bool Keep() noexcept;
 
     /** The folder's absolute path, UTF-8, free of links and without a trailing separator. */
     const std::string& Path() const;
@@ -60,6 +68,7 @@ private:
 
     const std::string path;
     const int lock;
+    bool isKept = false;
 };
 
 } // namespace Korvel::PDF
