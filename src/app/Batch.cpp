@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <optional>
 
+#include <QFileInfo>
+
 #include <unistd.h>
 
 namespace Korvel::App {
@@ -54,8 +56,14 @@ ExitCode Batch::RunAll()
 /** Where the results go; in the session folder when it is standard output that wants them. */
 OutputTemplate Batch::Output() const
 {
-    if (!commandLine.WritesToStandardOutput())
+    if (!commandLine.WritesToStandardOutput()) {
+        const QFileInfo output(commandLine.output);
+        if (output.isDir() && !OutputTemplate::Formats().contains(output.suffix().toLower()))
+            throw Failure(ExitCode::Usage, "usage",
+                          commandLine.output.toStdString() +
+                              " is a folder; put the results into it with -d");
         return OutputTemplate::Parse(commandLine.output, commandLine.format);
+    }
     const QString folder = QString::fromStdString(services.TempFolder());
     return OutputTemplate::Parse(QString(folder).replace(QLatin1Char('%'), QLatin1String("%%")) +
                                      QStringLiteral("/standard-output.") + commandLine.format,

@@ -193,6 +193,7 @@ void Document::Plan(const OutputTemplate& output, PlannedPaths& planned)
 void Document::PlanResult(int page, const QString& wanted, PlannedPaths& planned)
 {
     PDF::LocalFileSystem& fileSystem = services.FileSystem();
+    CheckTarget(wanted);
     QString path = wanted;
     if (commandLine.onExists == OnExists::Number) {
         path = FreePath(wanted, planned, fileSystem);
@@ -207,6 +208,7 @@ void Document::PlanResult(int page, const QString& wanted, PlannedPaths& planned
             throw ExistsFailure(wanted);
         return;
     }
+    CheckTarget(path);
     planned[path] = input.name;
     results.push_back({page, wanted, path});
 }

@@ -4,10 +4,13 @@
 #include "IFileSystem.h"
 
 #include <algorithm>
+#include <climits>
 
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QStringList>
+
+#include <sys/stat.h>
 
 namespace Korvel::App {
 
@@ -78,7 +81,8 @@ OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedF
         throw Failure(ExitCode::Usage, "usage",
                       "cannot tell the format of '" + text.toStdString() +
                           "'; name it with -f, or end the output's name with one of ." +
-                          Formats().join(QStringLiteral(" .")).toStdString());
+                          Formats().join(QStringLiteral(" .")).toStdString() +
+                          "; a folder is named with -d");
     if (result.format == QLatin1String("pdf") && result.HasPageNumber())
         throw Unusable(text, "has a page number, and a PDF as output is one file for the whole "
                              "document");
@@ -115,6 +119,22 @@ OutputTemplate OutputTemplate::WithPageNumber(int lastPage) const
     last.digits = QString::number(lastPage).size();
     result.pieces.push_back({tail, Piece::Nothing, 1});
     return result;
+}
+
+void CheckTarget(const QString& path)
+{
+    const std::string bytes = path.toStdString();
+    const std::size_t length = bytes.size() - (bytes.rfind('/') + 1);
+    if (length > NAME_MAX)
+        throw Failure(ExitCode::Output, "cannot-write",
+                      "its result " + bytes + " has a name of " + std::to_string(length) +
+                          " bytes, of which " + std::to_string(NAME_MAX) +
+                          " are allowed; choose a shorter one with -o");
+    struct stat status = {};
+    if (::stat(bytes.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode))
+        throw Failure(ExitCode::Output, "cannot-write",
+                      bytes + " is a device or a pipe; name a file, or write to it with -o - > " +
+                          bytes);
 }
 
 QString FreePath(const QString& wanted, const PlannedPaths& planned, PDF::IFileSystem& fileSystem)

@@ -77,6 +77,9 @@ struct PlannedResult
     QString path;
 };
 
+/** @throws Failure  Output: nothing can be made at `path`, whatever is free */
+void CheckTarget(const QString& path);
+
 /** Path of every planned result -> name of the input that it is made from. */
 using PlannedPaths = std::map<QString, QString>;
 

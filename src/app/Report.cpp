@@ -1,14 +1,17 @@
 #include "Report.h"
 
+#include "Text.h"
 #include "WorkerPdfProvider.h"
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace Korvel::App {
@@ -20,6 +23,9 @@ constexpr int jsonVersion = 1;
 
 constexpr int barWidth = 24;
 constexpr int longestName = 30;
+constexpr int usualColumns = 80;
+constexpr char red[] = "\033[31m";
+constexpr char yellow[] = "\033[33m";
 constexpr qint64 millisecondsBetweenBars = 100;
 constexpr qint64 millisecondsBetweenLines = 5000;
 
@@ -35,13 +41,33 @@ bool WriteResult(const QString& text)
     return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
 }
 
+bool IsOnTerminal()
+{
+    return ::isatty(STDERR_FILENO) == 1;
+}
+
+/** Whether messages may be colored: https://no-color.org. */
+bool HasColors()
+{
+    const char* const refusal = std::getenv("NO_COLOR");
+    return IsOnTerminal() && (!refusal || *refusal == '\0');
+}
+
+/** How many characters fit on a line of the terminal. */
+int Columns()
+{
+    winsize size = {};
+    const bool isKnown = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return isKnown ? size.ws_col : usualColumns;
+}
+
 ProgressStyle StyleFor(const CommandLine& commandLine)
 {
     if (commandLine.progress != ProgressStyle::Auto)
         return commandLine.progress;
     if (commandLine.quiet || commandLine.verbosity > 0)
         return ProgressStyle::None;
-    return ::isatty(STDERR_FILENO) == 1 ? ProgressStyle::Bar : ProgressStyle::Plain;
+    return IsOnTerminal() ? ProgressStyle::Bar : ProgressStyle::Plain;
 }
 
 QString Shortened(const QString& name)
@@ -115,9 +141,11 @@ QJsonObject ToJson(const PDF::DocumentInfo& info)
 
 QString ToLines(const QString& name, const PDF::DocumentInfo& info)
 {
-    QString lines = name + QLatin1Char('\n');
+    QString lines = WithoutControls(name) + QLatin1Char('\n');
     const auto add = [&lines](const QString& key, const QString& value) {
-        lines += QStringLiteral("  %1 %2\n").arg(key + QLatin1Char(':'), -14).arg(value);
+        lines += QStringLiteral("  %1 %2\n")
+                     .arg(key + QLatin1Char(':'), -14)
+                     .arg(WithoutControls(value));
     };
     add(QStringLiteral("Pages"), QString::number(info.pages));
     add(QStringLiteral("PDF version"), info.version);
@@ -162,7 +190,10 @@ QJsonArray ToJson(const std::vector<Report::Result>& results)
 } // namespace
 
 Report::Report(const CommandLine& commandLine)
-    : quiet(commandLine.quiet), json(commandLine.json), style(StyleFor(commandLine))
+    : quiet(commandLine.quiet),
+      json(commandLine.json),
+      style(StyleFor(commandLine)),
+      hasColors(HasColors())
 {
 }
 
@@ -202,7 +233,7 @@ void Report::Progress(double fraction)
 /** Name, bar, pages, percent, rate and time left. */
 QString Report::Describe(double fraction) const
 {
-    QString text = Shortened(name);
+    QString text = WithoutControls(Shortened(name));
     if (style == ProgressStyle::Bar) {
         const int filled = int(fraction * barWidth);
         text += QStringLiteral(" [%1%2]").arg(QString(filled, QLatin1Char('#')),
@@ -266,7 +297,7 @@ void Report::Failed(const QString& ofName, const Failure& failure)
 {
     const std::string message =
         (ofName.isEmpty() ? std::string() : ofName.toStdString() + ": ") + failure.what();
-    Print(message);
+    Print(message, red);
     const QJsonObject members{{QStringLiteral("file"), ofName.isEmpty() ? QJsonValue() : ofName},
                               {QStringLiteral("reason"), QString::fromLatin1(failure.reason)},
                               {QStringLiteral("message"), QString::fromStdString(message)}};
@@ -279,7 +310,8 @@ void Report::Failed(const QString& ofName, const Failure& failure)
 void Report::Warn(const QString& ofName, const char* reason, const std::string& message)
 {
     ++warnings;
-    Note(ofName.toStdString() + ": " + message);
+    if (!quiet)
+        Print(ofName.toStdString() + ": " + message, yellow);
     const QJsonObject members{{QStringLiteral("file"), ofName},
                               {QStringLiteral("reason"), QString::fromLatin1(reason)},
                               {QStringLiteral("message"), QString::fromStdString(message)}};
@@ -306,12 +338,16 @@ bool Report::Close(int exitCode)
 }
 
 /** A line for people; programs that read events are told by those. */
-void Report::Print(const std::string& message)
+void Report::Print(const std::string& message, const char* color)
 {
     Erase();
-    if (style != ProgressStyle::Json)
-        Write(stderr,
-              QStringLiteral("pdfconvert: ") + QString::fromStdString(message) + QLatin1Char('\n'));
+    if (style == ProgressStyle::Json)
+        return;
+    QString name = QStringLiteral("pdfconvert:");
+    if (hasColors && color)
+        name = QLatin1String(color) + name + QStringLiteral("\033[m");
+    const QString text = WithoutControls(QString::fromStdString(message));
+    Write(stderr, name + QLatin1Char(' ') + text + QLatin1Char('\n'));
 }
 
 void Report::Emit(const char* event, QJsonObject members)
@@ -326,7 +362,8 @@ void Report::Emit(const char* event, QJsonObject members)
 
 void Report::Draw(const QString& text)
 {
-    Write(stderr, QStringLiteral("\r") + text + QStringLiteral("\033[K"));
+    // A line that wraps could not be erased.
+    Write(stderr, QStringLiteral("\r") + text.left(Columns() - 1) + QStringLiteral("\033[K"));
     drawn = true;
 }
 

@@ -76,7 +76,7 @@ private:
     Report(const Report&) = delete;
     Report& operator=(const Report&) = delete;
 
-    void Print(const std::string& message);
+    void Print(const std::string& message, const char* color = nullptr);
     void Emit(const char* event, QJsonObject members);
     void Draw(const QString& text);
     void Erase();
@@ -85,6 +85,7 @@ private:
     const bool quiet;
     const bool json;
     const ProgressStyle style;
+    const bool hasColors;
     int warnings = 0;
     /** Of the document in work. */
     QString name;

@@ -3,8 +3,6 @@
 #include <iomanip>
 #include <sstream>
 
-#include <QString>
-
 namespace Korvel::App {
 
 bool IsUtf8(const std::string& bytes)
@@ -23,6 +21,18 @@ std::string Escaped(const std::string& bytes)
             text << "\\x" << std::hex << std::setw(2) << std::setfill('0') << int(value);
     }
     return text.str();
+}
+
+QString WithoutControls(const QString& text)
+{
+    QString result;
+    for (const QChar character : text) {
+        if (character.category() == QChar::Other_Control)
+            result += QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'));
+        else
+            result += character;
+    }
+    return result;
 }
 
 } // namespace Korvel::App

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include <QString>
+
 namespace Korvel::App {
 
 /** Whether `bytes` are valid UTF-8, so that they can be a path here. */
@@ -9,5 +11,9 @@ bool IsUtf8(const std::string& bytes);
 
 /** Bytes for a message: whatever is no printable ASCII as \xNN. */
 std::string Escaped(const std::string& bytes);
+
+/** The text with control characters as \xNN, so that it can neither move the cursor nor break a
+ * line. */
+QString WithoutControls(const QString& text);
 
 } // namespace Korvel::App

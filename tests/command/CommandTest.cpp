@@ -234,7 +234,7 @@ INSTANTIATE_TEST_SUITE_P(
         Complaint{"name too long",
                   {"plain.pdf", "--pages", "1", "-o", QString(300, 'x') + ".png"},
                   5,
-                  "cannot write xxx"},
+                  "has a name of 304 bytes, of which 255 are allowed"},
         Complaint{"unknown format", {"plain.pdf", "-o", "p.gif"}, 2, "p.gif"}));
 
 TEST_F(CommandTest, CallsAFullStandardOutputAnError)

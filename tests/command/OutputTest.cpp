@@ -176,6 +176,28 @@ TEST_F(OutputTest, ThatIsAFolderIsNotReplaced)
     EXPECT_EQ(Files("."), QStringList("one.pdf"));
 }
 
+TEST_F(OutputTest, IsNoFolderThatIsThereAlready)
+{
+    MakeSample("one.pdf", 1);
+    QDir(Path("")).mkdir("pages");
+    const Outcome run = Run({"one.pdf", "-o", "pages", "-f", "png"});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_EQ(run.complaints, "pdfconvert: pages is a folder; put the results into it with -d\n");
+    EXPECT_EQ(Files("."), QStringList("one.pdf"));
+}
+
+TEST_F(OutputTest, IsNoDeviceAndNoPipe)
+{
+    MakeSample("one.pdf", 1);
+    ASSERT_EQ(::mkfifo(Path("pipe.png").toUtf8().constData(), 0600), 0);
+    for (const QString target : {"/dev/null", "pipe.png"}) {
+        const Outcome run = Run({"one.pdf", "-o", target, "-f", "png"});
+        EXPECT_EQ(run.exitCode, 5);
+        EXPECT_THAT(run.complaints, HasSubstr(target.toStdString() + " is a device or a pipe"));
+    }
+    EXPECT_EQ(Files("."), QStringList("one.pdf"));
+}
+
 TEST_F(OutputTest, IsOnlyNamedByADryRun)
 {
     MakeSample("two.pdf", 2);
@@ -209,7 +231,8 @@ TEST_F(OutputTest, OfLongNamesIsRefusedOrMade)
     EXPECT_EQ(Run({longest + ".pdf", "-d", "out", "-f", "txt"}).exitCode, 0);
     const Outcome run = Run({longest + ".pdf", "-d", "out", "-r", "20"});
     EXPECT_EQ(run.exitCode, 5) << "with its number it is too long for the file system";
-    EXPECT_THAT(run.complaints, HasSubstr("cannot write out/xxx"));
+    EXPECT_THAT(run.complaints, HasSubstr("-1.png has a name of 257 bytes, of which 255"));
+    EXPECT_EQ(Run({longest + ".pdf", "-d", "out", "--dry-run"}).exitCode, 5);
     EXPECT_EQ(Files("out"), QStringList(longest + ".txt"));
 }
 

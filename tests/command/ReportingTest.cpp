@@ -6,6 +6,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QPainter>
+#include <QPdfWriter>
 
 namespace Korvel::App {
 namespace {
@@ -73,6 +75,19 @@ TEST_F(ReportingTest, InspectsWithoutConverting)
     EXPECT_THAT(lines, HasSubstr("secret.pdf\n  Pages:         2\n"));
     EXPECT_THAT(lines, HasSubstr("Encryption:    AES, 256 bits"));
     EXPECT_THAT(lines, HasSubstr("Opened with:   the "));
+}
+
+TEST_F(ReportingTest, LetsNoDocumentMoveTheCursor)
+{
+    {
+        QPdfWriter writer(Path("hostile.pdf"));
+        writer.setTitle("\033[2Jgone\nPages: 99\u009b1m");
+        QPainter(&writer).drawLine(0, 0, 10, 10);
+    }
+    EXPECT_THAT(Run({"hostile.pdf", "--inspect"}).results,
+                testing::Contains("  Title:         \\x1b[2Jgone\\x0aPages: 99\\x9b1m"));
+    const Outcome run = Run({"\033[2Jno\nne.pdf", "-o", "p.png", "--progress", "plain"});
+    EXPECT_EQ(run.complaints, "pdfconvert: \\x1b[2Jno\\x0ane.pdf: No such file or directory\n");
 }
 
 TEST_F(ReportingTest, InspectsAsJson)

@@ -11,7 +11,8 @@
 
 namespace Korvel::App {
 
-Terminal::Terminal(const QString& program, const QStringList& arguments, const QString& folder)
+Terminal::Terminal(const QString& program, const QStringList& arguments, const QString& folder,
+                   unsigned short columns)
 {
     std::vector<QByteArray> bytes{program.toUtf8()};
     for (const QString& argument : arguments)
@@ -22,7 +23,8 @@ Terminal::Terminal(const QString& program, const QStringList& arguments, const Q
     argv.push_back(nullptr);
     const QByteArray path = folder.toUtf8();
 
-    process = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+    const winsize size{24, columns, 0, 0};
+    process = ::forkpty(&terminal, nullptr, nullptr, &size);
     if (process == 0) {
         if (::chdir(path.constData()) == 0)
             ::execv(argv[0], argv.data());

@@ -12,7 +12,8 @@ namespace Korvel::App {
 class Terminal
 {
 public:
-    Terminal(const QString& program, const QStringList& arguments, const QString& folder);
+    Terminal(const QString& program, const QStringList& arguments, const QString& folder,
+             unsigned short columns = 80);
     ~Terminal();
 
     /** Reads the screen until `text` has appeared on it; false when the program ended before. */

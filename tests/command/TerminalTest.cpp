@@ -78,7 +78,7 @@ TEST_F(TerminalTest, EndsAtCtrlCWhileItConverts)
     ASSERT_TRUE(terminal.WaitFor("/100 pages 0%")) << terminal.Screen();
     terminal.Type("\x03");
     EXPECT_EQ(terminal.Finish(), 130);
-    EXPECT_THAT(terminal.Screen(), testing::EndsWith("pdfconvert: secret.pdf: interrupted\r\n"));
+    EXPECT_THAT(terminal.Screen(), testing::EndsWith("secret.pdf: interrupted\r\n"));
     EXPECT_EQ(LeftInTempDir(), QStringList());
     EXPECT_LT(WholePictures("p").size(), 100);
 }
@@ -101,6 +101,32 @@ TEST_F(TerminalTest, DrawsAProgressBarAndRemovesIt)
     EXPECT_THAT(terminal.Screen(), HasSubstr("secret.pdf [........................] 0/4 pages"));
     EXPECT_THAT(terminal.Screen(), HasSubstr("] 4/4 pages"));
     EXPECT_THAT(terminal.Screen(), HasSubstr("\r\033[Kp/1.png"));
+}
+
+TEST_F(TerminalTest, ColorsItsNameWhereSomethingIsAmiss)
+{
+    Terminal terminal(PDFCONVERT, Arguments({"--no-input"}), Path(""));
+    EXPECT_EQ(terminal.Finish(), 4);
+    EXPECT_EQ(terminal.Screen(),
+              "\033[31mpdfconvert:\033[m secret.pdf: No such file or directory\r\n");
+}
+
+TEST_F(TerminalTest, ColorsNothingForThoseWhoWantNoColor)
+{
+    qputenv("NO_COLOR", "1");
+    Terminal terminal(PDFCONVERT, Arguments({"--no-input"}), Path(""));
+    qunsetenv("NO_COLOR");
+    EXPECT_EQ(terminal.Finish(), 4);
+    EXPECT_EQ(terminal.Screen(), "pdfconvert: secret.pdf: No such file or directory\r\n");
+}
+
+TEST_F(TerminalTest, KeepsItsBarOnOneLineOfANarrowTerminal)
+{
+    MakeSample("secret.pdf", 4, "pw");
+    Write("pw", "pw");
+    Terminal terminal(PDFCONVERT, Arguments({"--password-file", "pw"}), Path(""), 30);
+    EXPECT_EQ(terminal.Finish(), 0);
+    EXPECT_THAT(terminal.Screen(), HasSubstr("\rsecret.pdf [.................\033[K"));
 }
 
 TEST_F(TerminalTest, DrawsNoBarWhenItIsToBeQuiet)
