@@ -155,8 +155,10 @@ QString ToLines(const QString& name, const PDF::DocumentInfo& info)
         add(QStringLiteral("Encryption"), QStringLiteral("%1, %2 bits")
                                               .arg(ToText(info.encryption->method))
                                               .arg(info.encryption->bits));
+        const bool areAlike = info.encryption->openedWith == PDF::OpenedWith::UserAndOwnerPassword;
         add(QStringLiteral("Opened with"),
-            QStringLiteral("the %1 password").arg(ToText(info.encryption->openedWith)));
+            areAlike ? QStringLiteral("the password, for user and owner alike")
+                     : QStringLiteral("the %1 password").arg(ToText(info.encryption->openedWith)));
         QStringList allowed;
         const QJsonObject permissions = ToJson(info.encryption->permissions);
         for (auto entry = permissions.begin(); entry != permissions.end(); ++entry) {
