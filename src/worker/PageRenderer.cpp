@@ -1,6 +1,7 @@
 #include "PageRenderer.h"
 
 #include "Failure.h"
+#include "PageText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -44,15 +45,6 @@ QImage NewImage(const QSize& size, QImage::Format format)
     if (image.isNull())
         throw std::bad_alloc();
     return image;
-}
-
-QString WithLineFeeds(QString text)
-{
-    // Qt PDF puts this in the place of a hyphen and the end of its line.
-    constexpr QChar endOfLineWithinWord(0xfffe);
-    text.replace(endOfLineWithinWord, QLatin1String("-\n"));
-    text.replace(QLatin1String("\r\n"), QLatin1String("\n"));
-    return text;
 }
 
 } // namespace
@@ -127,7 +119,7 @@ QByteArray PageRenderer::Text(const std::vector<qint64>& pages)
     }
     QByteArray text;
     for (const qint64 page : wanted)
-        text += WithLineFeeds(document.getAllText(Check(page)).text()).toUtf8() + "\n\f";
+        text += TextInReadingOrder(document, Check(page)).toUtf8() + "\n\f";
     return text;
 }
 

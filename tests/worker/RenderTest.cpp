@@ -1,4 +1,4 @@
-// Pictures and texts of pages.
+// Pictures of pages.
 
 #include "SamplePdf.h"
 #include "WorkerFixture.h"
@@ -76,16 +76,6 @@ protected:
             Outcome(Convert(file, output, format, {{"page", 1}, {"resolution", dotsPerInch}}));
         EXPECT_EQ(QFile::remove(output), outcome == "ok");
         return outcome;
-    }
-
-    /** The pages' texts, without the form feeds that end them. */
-    QStringList Texts(const QString& file, const QJsonObject& further = {})
-    {
-        const QString output = Path(QStringLiteral("out-%1.txt").arg(lastId));
-        EXPECT_EQ(Outcome(Convert(file, output, "txt", further)), "ok");
-        const QString text = QString::fromUtf8(ReadFile(output));
-        EXPECT_TRUE(text.endsWith('\f'));
-        return text.chopped(1).split('\f');
     }
 };
 
@@ -385,82 +375,6 @@ TEST_F(RenderTest, DrawsARepairedDocument)
     EXPECT_LE(Distance(Render(sample, 2).pixelColor(samplePatch.center()), SampleColour(2)), 2);
 }
 
-TEST_F(RenderTest, GivesTheTextPageByPage)
-{
-    const QStringList texts = Texts(Sample(3));
-    ASSERT_EQ(texts.size(), 3);
-    for (int page = 1; page <= 3; ++page) {
-        EXPECT_TRUE(texts[page - 1].startsWith(QStringLiteral("Page %1\n").arg(page)));
-        EXPECT_TRUE(texts[page - 1].contains("\u00c4 \u00f6 \u00df \u20ac \u03a9 \u0416"));
-        EXPECT_TRUE(texts[page - 1].endsWith("\u0416\n")) << texts[page - 1].toStdString();
-        EXPECT_FALSE(texts[page - 1].contains('\r'));
-    }
-}
-
-TEST_F(RenderTest, GivesTheTextOfChosenPagesInTheirOrder)
-{
-    const QStringList texts = Texts(Sample(4), {{"pages", QJsonArray{4, 2, 2}}});
-    ASSERT_EQ(texts.size(), 3);
-    EXPECT_TRUE(texts[0].startsWith("Page 4\n"));
-    EXPECT_TRUE(texts[1].startsWith("Page 2\n"));
-    EXPECT_TRUE(texts[2].startsWith("Page 2\n"));
-}
-
-/** Lines whose blanks do not lie below each other: Qt PDF would take these for columns, too. */
-QString Column(const QString& name)
-{
-    QStringList words =
-        QStringLiteral("in the %1 column every word moves on by").arg(name).split(' ');
-    QStringList lines;
-    for (int line = 1; line <= words.size(); ++line) {
-        words.append(words.takeFirst());
-        lines.append(words.join(' '));
-    }
-    return lines.join('\n');
-}
-
-TEST_F(RenderTest, GivesTheTextOfOneColumnAfterTheOther)
-{
-    const QString path = Path("columns.pdf");
-    {
-        QPdfWriter writer(path);
-        writer.setResolution(72);
-        QPainter painter(&writer);
-        painter.setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
-        painter.drawText(QRect(20, 20, 260, 600), Column("left"));
-        painter.drawText(QRect(240, 20, 260, 600), Column("right"));
-    }
-    EXPECT_EQ(Texts(path).join("").toStdString(),
-              (Column("left") + '\n' + Column("right") + '\n').toStdString());
-}
-
-TEST_F(RenderTest, GivesTheTextOfARotatedPageAsItIsRead)
-{
-    const QStringList upright = Texts(Sample());
-    MakeRotatedPdf(Path("rotated.pdf"));
-    EXPECT_EQ(Texts(Path("rotated.pdf")), upright);
-}
-
-TEST_F(RenderTest, KeepsTheHyphensAtTheEndsOfLines)
-{
-    const QString path = Path("hyphens.pdf");
-    {
-        QPdfWriter writer(path);
-        writer.setResolution(72);
-        QPainter painter(&writer);
-        painter.setFont(QFont(QStringLiteral("DejaVu Sans"), 12));
-        painter.drawText(20, 20, "A well-known con-");
-        painter.drawText(20, 40, "version of text");
-    }
-    EXPECT_EQ(Texts(path), QStringList{"A well-known con-\nversion of text\n"});
-}
-
-TEST_F(RenderTest, GivesTheTextOfFormFields)
-{
-    MakeFormPdf(Path("form.pdf"));
-    EXPECT_TRUE(Texts(Path("form.pdf")).join("").contains("Filled in"));
-}
-
 TEST_F(RenderTest, CopiesADocument)
 {
     EXPECT_EQ(Outcome(Convert(Sample(3), Path("out.pdf"), "pdf")), "ok");
@@ -478,14 +392,6 @@ TEST_F(RenderTest, NoticesThatAFileHasBeenReplaced)
     EXPECT_EQ(Outcome(Convert(file, Path("out.png"), "png", {{"page", 2}})), "no-such-page");
     ASSERT_TRUE(QFile::remove(file));
     EXPECT_EQ(Outcome(Convert(file, Path("out.png"), "png", {{"page", 1}})), "unreadable");
-}
-
-TEST_F(RenderTest, NoticesThatAFileHasBeenRewritten)
-{
-    const QString file = Sample(2);
-    EXPECT_EQ(Texts(file).size(), 2);
-    MakeSamplePdf(file, 5);
-    EXPECT_EQ(Texts(file).size(), 5);
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
