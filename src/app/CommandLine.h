@@ -54,6 +54,8 @@ struct CommandLine
     bool gray = false;
     /** Of JPEG and WebP, from 1 to 100; 0 for the default. */
     int quality = 0;
+    /** Of PNG, "fast" or "small"; empty for the default. */
+    std::string compression;
     /** Page ranges as given; empty for all pages. */
     std::string pages;
 

@@ -353,6 +353,8 @@ AbstractConverter::Task Document::MakeTask(const std::vector<PlannedResult*>& wa
         task.options["size"] = commandLine.size;
     if (commandLine.quality > 0)
         task.options["quality"] = commandLine.quality;
+    if (!commandLine.compression.empty())
+        task.options["compression"] = QString::fromStdString(commandLine.compression);
     if (info.encrypted || info.repaired) {
         task.options["need_export"] = true;
         task.options["password"] = password;

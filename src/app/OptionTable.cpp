@@ -170,6 +170,11 @@ void AddLook(CLI::App& app, Arguments& arguments)
         "Quality of jpg and webp pictures, from 1 to 100; 90\nwithout this")
         ->group("Pages")
         ->check(InRange(1, 100, "a quality"));
+    Add(app, "--compression", line.compression, "WHAT",
+        "How png pictures are packed: fast (the default), or\n"
+        "small, a quarter smaller but slower to make")
+        ->group("Pages")
+        ->check(CLI::IsMember(ChoicesOf("compression")));
 }
 
 void AddPasswords(CLI::App& app, CommandLine& line)
@@ -299,6 +304,7 @@ QSize ToSize(const std::string& text)
 std::vector<std::string> ChoicesOf(const std::string& option)
 {
     static const std::map<std::string, std::vector<std::string>> choices{
+        {"compression", {"fast", "small"}},
         {"completion", {"bash", "zsh", "fish"}},
         {"format", Formats()},
         {"on-exists", {"number", "fail", "skip", "overwrite"}},

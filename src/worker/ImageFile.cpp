@@ -66,13 +66,16 @@ bool IsPictureFormat(const QString& format)
         .contains(format);
 }
 
-QByteArray Encode(const QImage& picture, const QString& format, int quality)
+QByteArray Encode(const QImage& picture, const Encoding& encoding)
 {
+    const QString& format = encoding.format;
+    if (format == QLatin1String("png"))
+        return EncodePng(picture, encoding.compression);
     QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, format.toLatin1());
     if (format == QLatin1String("jpg") || format == QLatin1String("webp"))
-        writer.setQuality(quality);
+        writer.setQuality(encoding.quality);
     if (format == QLatin1String("tif"))
         writer.setCompression(1); // LZW
     if (!writer.write(picture))

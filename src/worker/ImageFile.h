@@ -1,5 +1,7 @@
 #pragma once
 
+#include "PngFile.h"
+
 #include <QByteArray>
 #include <QImage>
 #include <QString>
@@ -9,14 +11,23 @@ namespace Korvel::Worker {
 /** Whether pictures can be made in this format: "png", "jpg", "tif", "bmp", "webp". */
 bool IsPictureFormat(const QString& format);
 
-inline constexpr int defaultQuality = 90;
+/** How a picture becomes bytes. */
+struct Encoding
+{
+    /** "png", "jpg", "tif", "bmp" or "webp". */
+    QString format;
+    /** From 1 to 100; of "jpg" and "webp". */
+    int quality = 90;
+    /** Of "png". */
+    Compression compression = Compression::Fast;
+};
 
 /**
- * The picture as a file in the format, its resolution included.
+ * The picture as a file, its resolution included.
  *
- * @param quality  from 1 to 100; for the formats "jpg" and "webp"
+ * @param picture  of the format RGB32 or Grayscale8
  * @throws Failure  "cannot-render": the picture is too large for the format
  */
-QByteArray Encode(const QImage& picture, const QString& format, int quality);
+QByteArray Encode(const QImage& picture, const Encoding& encoding);
 
 } // namespace Korvel::Worker

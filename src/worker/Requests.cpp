@@ -93,11 +93,26 @@ QSize Size(const QJsonObject& request)
             int(NumberWithin(sides[1], name, longestSide))};
 }
 
-int Quality(const QJsonObject& request)
+Compression ToCompression(const QJsonValue& value)
 {
-    const QString name = QStringLiteral("quality");
-    return request.contains(name) ? int(NumberWithin(request[name], name, highestQuality))
-                                  : defaultQuality;
+    if (value == QLatin1String("fast"))
+        return Compression::Fast;
+    if (value == QLatin1String("small"))
+        return Compression::Small;
+    Refuse(QStringLiteral("compression"), " is neither fast nor small");
+}
+
+Encoding EncodingOf(const QJsonObject& request, const QString& format)
+{
+    Encoding encoding;
+    encoding.format = format;
+    const QString quality = QStringLiteral("quality");
+    if (request.contains(quality))
+        encoding.quality = int(NumberWithin(request[quality], quality, highestQuality));
+    const QString compression = QStringLiteral("compression");
+    if (request.contains(compression))
+        encoding.compression = ToCompression(request[compression]);
+    return encoding;
 }
 
 QImage::Format PixelFormat(const QJsonObject& request)
@@ -214,11 +229,11 @@ QByteArray Requests::Result(const QJsonObject& request, const QString& format)
     if (isText)
         return pages.Text(Pages(request));
     const qint64 page = Number(request, QStringLiteral("page"));
-    const int quality = Quality(request);
+    const Encoding encoding = EncodingOf(request, format);
     const double dotsPerInch = request.contains(QStringLiteral("size"))
                                    ? pages.ResolutionToFit(page, Size(request))
                                    : Resolution(request);
-    return Encode(pages.Render(page, dotsPerInch, PixelFormat(request)), format, quality);
+    return Encode(pages.Render(page, dotsPerInch, PixelFormat(request)), encoding);
 }
 
 PageRenderer& Requests::RendererFor(const std::string& path)

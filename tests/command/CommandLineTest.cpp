@@ -94,14 +94,15 @@ TEST(CommandLine, NamesResultsInAFolderAfterTheirInputs)
 
 TEST(CommandLine, TakesEveryOptionOfLookLimitsAndReporting)
 {
-    const auto line =
-        Parse({"a.pdf", "-d", "o", "--size", "1920x1080", "--gray", "--quality", "80", "--timeout",
-               "2.5", "--memory-limit", "512", "--json", "--progress", "json"})
-            .commandLine;
+    const auto line = Parse({"a.pdf", "-d", "o", "--size", "1920x1080", "--gray", "--quality", "80",
+                             "--compression", "small", "--timeout", "2.5", "--memory-limit", "512",
+                             "--json", "--progress", "json"})
+                          .commandLine;
     ASSERT_TRUE(line);
     EXPECT_EQ(line->size, QSize(1920, 1080));
     EXPECT_TRUE(line->gray);
     EXPECT_EQ(line->quality, 80);
+    EXPECT_EQ(line->compression, "small");
     EXPECT_EQ(line->timeout, 2.5);
     EXPECT_EQ(line->memoryLimit, 512);
     EXPECT_TRUE(line->json);

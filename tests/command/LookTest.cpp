@@ -41,6 +41,15 @@ TEST_F(LookTest, OfPicturesCostsBytesByItsQuality)
     EXPECT_LT(2 * Read("low.jpg").size(), Read("high.jpg").size());
 }
 
+TEST_F(LookTest, OfPicturesIsTheSameHoweverTheyArePacked)
+{
+    MakeSample("one.pdf", 1);
+    ASSERT_EQ(Run({"one.pdf", "-o", "fast.png", "--compression", "fast"}).exitCode, 0);
+    ASSERT_EQ(Run({"one.pdf", "-o", "small.png", "--compression", "small"}).exitCode, 0);
+    EXPECT_EQ(QImage(Path("fast.png")), QImage(Path("small.png")));
+    EXPECT_LT(Read("small.png").size(), Read("fast.png").size());
+}
+
 TEST_F(LookTest, ThatNeedsMoreMemoryThanIsAllowedIsAnErrorThatSaysSo)
 {
     if (PDF::Test::isSanitized)

@@ -133,6 +133,7 @@ TEST_F(WorkerConverterTest, AsksTheWorkerForTheTask)
     task.options["size"] = QSize(800, 600);
     task.options["gray"] = true;
     task.options["quality"] = 75;
+    task.options["compression"] = QStringLiteral("small");
     task.options["need_export"] = true;
     const QJsonObject request = RequestFor(task);
     EXPECT_EQ(request["op"].toString(), "convert");
@@ -144,13 +145,15 @@ TEST_F(WorkerConverterTest, AsksTheWorkerForTheTask)
     EXPECT_EQ(request["size"].toArray(), QJsonArray({800, 600}));
     EXPECT_EQ(request["gray"], QJsonValue(true));
     EXPECT_EQ(request["quality"].toInt(), 75);
+    EXPECT_EQ(request["compression"].toString(), "small");
     EXPECT_FALSE(request.contains("need_export"));
 }
 
 TEST_F(WorkerConverterTest, LeavesOptionsAwayThatTheTaskDoesNotHave)
 {
     const QJsonObject request = RequestFor(TaskOf({}, "all.txt"));
-    for (const char* name : {"page", "pages", "resolution", "size", "gray", "quality"})
+    for (const char* name :
+         {"page", "pages", "resolution", "size", "gray", "quality", "compression"})
         EXPECT_FALSE(request.contains(name)) << name;
 }
 
@@ -284,6 +287,7 @@ TEST_F(WorkerConverterTest, ThrowsForAnOptionOfAnotherTypeAndEmitsNothing)
         {"size", {QSizeF(20, 20), 20, std::vector<int>{20, 20}}},
         {"gray", {1, std::string("true"), std::any()}},
         {"quality", {90.0, 90U, std::string("90")}},
+        {"compression", {std::string("small"), "small", 1}},
         {"pages", {3, std::vector<unsigned>{3}, std::string("3")}}};
     for (const auto& [name, values] : wrong) {
         for (const std::any& value : values) {
@@ -519,7 +523,11 @@ TEST_F(WorkerConverterRealTest, MakesAGrayPictureThatFitsIntoASize)
 TEST_F(WorkerConverterRealTest, FailsForOptionsOutOfBounds)
 {
     const std::vector<std::pair<std::string, std::any>> wrong{
-        {"resolution", 0.5}, {"size", QSize(0, 20)}, {"size", QSize()}, {"quality", 101}};
+        {"resolution", 0.5},
+        {"size", QSize(0, 20)},
+        {"size", QSize()},
+        {"quality", 101},
+        {"compression", QStringLiteral("tiny")}};
     for (const auto& [name, value] : wrong)
         EXPECT_EQ(Convert("plain.pdf", "1.jpg", {{"page", 1}, {name, value}}),
                   Failed("plain.pdf", AbstractConverter::Unknown))

@@ -278,6 +278,16 @@ TEST_F(ProtocolTest, TakesQualitiesWithinBounds)
         EXPECT_EQ(Picture({{"quality", value}}), "bad-request") << value.toDouble();
 }
 
+TEST_F(ProtocolTest, TakesTheCompressionsThatThereAre)
+{
+    Sample(2);
+    for (const char* good : {"fast", "small"})
+        EXPECT_EQ(Picture({{"compression", good}}), "ok") << good;
+    for (const QJsonValue& value :
+         {QJsonValue(), QJsonValue(""), QJsonValue("Fast"), QJsonValue(1), QJsonValue(true)})
+        EXPECT_EQ(Picture({{"compression", value}}), "bad-request") << value.toDouble();
+}
+
 TEST_F(ProtocolTest, KnowsThePagesThatThereAre)
 {
     const QString sample = Sample(2);

@@ -58,6 +58,8 @@ void AddPictureOptions(QJsonObject& request, const Options& options)
         request[QStringLiteral("gray")] = *gray;
     if (const auto* quality = Find<int>(options, "quality"))
         request[QStringLiteral("quality")] = *quality;
+    if (const auto* compression = Find<QString>(options, "compression"))
+        request[QStringLiteral("compression")] = *compression;
 }
 
 void AddPages(QJsonObject& request, const Options& options)
