@@ -52,29 +52,41 @@ std::optional<NumberedName> SplitNumberedName(std::string_view name)
                         name.substr(dot + 1)};
 }
 
-bool MatchesWithNumber(const char* name, std::string_view number, const std::regex& pattern)
+/** Matches names, all in one piece of memory. */
+class Matcher
 {
-    std::cmatch match;
-    return std::regex_match(name, match, pattern) && match.str(1) == number;
-}
+public:
+    explicit Matcher(const std::regex& pattern) : pattern(pattern) {}
 
-bool TakesItsNumber(const char* name, const NumberedName& parts, const std::regex& pattern)
+    bool MatchesWithNumber(const char* name, std::string_view number)
+    {
+        return std::regex_match(name, match, pattern) && match.size() > 1 &&
+               std::equal(match[1].first, match[1].second, number.begin(), number.end());
+    }
+
+private:
+    const std::regex& pattern;
+    std::cmatch match;
+};
+
+bool TakesItsNumber(const char* name, const NumberedName& parts, Matcher& matcher)
 {
     const bool plain = std::all_of(parts.head.begin(), parts.head.end(), IsPlain) &&
                        std::all_of(parts.tail.begin(), parts.tail.end(), IsPlain);
-    return !plain || MatchesWithNumber(name, parts.number, pattern);
+    return !plain || matcher.MatchesWithNumber(name, parts.number);
 }
 
 std::set<std::string, std::less<>> TakenNumbers(const ioPath& folder, const std::regex& pattern)
 {
     std::set<std::string, std::less<>> taken;
+    Matcher matcher(pattern);
     const std::unique_ptr<DIR, CloseFolder> entries(::opendir(folder.utf8string().c_str()));
     if (!entries)
         return taken;
     while (const dirent* entry = ::readdir(entries.get())) {
         const auto parts = SplitNumberedName(entry->d_name);
         if (parts && taken.find(parts->number) == taken.end() &&
-            TakesItsNumber(entry->d_name, *parts, pattern))
+            TakesItsNumber(entry->d_name, *parts, matcher))
             taken.emplace(parts->number);
     }
     return taken;

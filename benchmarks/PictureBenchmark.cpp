@@ -1,0 +1,83 @@
+// A page of text, 2.1 megapixels, as a PNG.
+
+#include "PngFile.h"
+
+#include <cstring>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <QBuffer>
+#include <QGuiApplication>
+#include <QPainter>
+
+namespace {
+
+using namespace Korvel::Worker;
+
+constexpr QSize letterAt150Dpi{1275, 1650};
+
+QImage TextPage(const QColor& color)
+{
+    QImage page(letterAt150Dpi, QImage::Format_RGB32);
+    page.fill(Qt::white);
+    QPainter painter(&page);
+    painter.setPen(color);
+    painter.setFont(QFont(QStringLiteral("DejaVu Sans"), 18));
+    for (int line = 0; line < 50; ++line)
+        painter.drawText(100, 120 + 29 * line,
+                         QStringLiteral("Line %1 of a page of text says what other lines say, "
+                                        "and says %2 of it.")
+                             .arg(line)
+                             .arg(line * 7919 % 1000));
+    return page;
+}
+
+/** The unit that the others are measured in. */
+void CopyOfMemory(benchmark::State& state)
+{
+    const QImage page = TextPage(Qt::black);
+    std::vector<char> copy(std::size_t(page.sizeInBytes()));
+    for (auto step : state) {
+        std::memcpy(copy.data(), page.constBits(), copy.size());
+        benchmark::ClobberMemory();
+    }
+}
+
+BENCHMARK(CopyOfMemory);
+
+void Encoded(benchmark::State& state, const QColor& color, Compression compression)
+{
+    const QImage page = TextPage(color);
+    int size = 0;
+    for (auto step : state)
+        size = EncodePng(page, compression).size();
+    state.counters["bytes"] = size;
+}
+
+BENCHMARK_CAPTURE(Encoded, Gray, Qt::black, Compression::Fast);
+BENCHMARK_CAPTURE(Encoded, Color, Qt::darkBlue, Compression::Fast);
+BENCHMARK_CAPTURE(Encoded, GraySmall, Qt::black, Compression::Small);
+
+void EncodedByQt(benchmark::State& state)
+{
+    const QImage page = TextPage(Qt::black);
+    int size = 0;
+    for (auto step : state) {
+        QBuffer buffer;
+        buffer.open(QIODevice::WriteOnly);
+        page.save(&buffer, "png");
+        size = int(buffer.size());
+    }
+    state.counters["bytes"] = size;
+}
+
+BENCHMARK(EncodedByQt);
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QGuiApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+}
