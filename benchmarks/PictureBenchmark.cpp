@@ -1,5 +1,6 @@
 // A page of text, 2.1 megapixels, as a PNG.
 
+#include "PaintingApplication.h"
 #include "PngFile.h"
 
 #include <cstring>
@@ -7,7 +8,6 @@
 
 #include <benchmark/benchmark.h>
 #include <QBuffer>
-#include <QGuiApplication>
 #include <QPainter>
 
 namespace {
@@ -77,7 +77,7 @@ BENCHMARK(EncodedByQt);
 
 int main(int argc, char** argv)
 {
-    QGuiApplication application(argc, argv);
+    const PaintingApplication application(argc, argv);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
 }
