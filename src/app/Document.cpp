@@ -75,6 +75,27 @@ Failure Document::OpenFailure(PDF::OpenFailure why) const
             "the worker that opened it crashed; the file may be damaged (-v 1 tells more)"};
 }
 
+/** Why there is no copy of it without encryption or damage. */
+Failure Document::CopyFailure() const
+{
+    if (const PDF::OpenFailure why = WhyOpenFailed(); why != PDF::OpenFailure::None)
+        return OpenFailure(why);
+    switch (services.PdfProvider().WhyNotCopied(ioPath(input.path.toStdString()))) {
+    case PDF::SaveFailure::Damaged:
+        return OpenFailure(PDF::OpenFailure::Damaged);
+    case PDF::SaveFailure::OutOfMemory:
+        return OpenFailure(PDF::OpenFailure::OutOfMemory);
+    case PDF::SaveFailure::TimedOut:
+        return OpenFailure(PDF::OpenFailure::TimedOut);
+    case PDF::SaveFailure::WorkerFailed:
+        return OpenFailure(PDF::OpenFailure::WorkerFailed);
+    case PDF::SaveFailure::CannotWrite:
+    case PDF::SaveFailure::None:
+        break;
+    }
+    return ConversionFailure(AbstractConverter::CannotWrite);
+}
+
 Failure Document::ConversionFailure(AbstractConverter::ErrorType error) const
 {
     switch (error) {
@@ -326,9 +347,7 @@ QStringList Document::RunChain(const std::vector<PlannedResult*>& wanted)
 
     if (!chain->ConvertFile(MakeTask(wanted))) {
         services.CheckForSignal();
-        const PDF::OpenFailure why = WhyOpenFailed();
-        throw why == PDF::OpenFailure::None ? ConversionFailure(AbstractConverter::CannotWrite)
-                                            : OpenFailure(why);
+        throw CopyFailure();
     }
     loop.exec();
     if (paths)

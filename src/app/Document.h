@@ -54,6 +54,7 @@ private:
     Document& operator=(const Document&) = delete;
 
     Failure OpenFailure(PDF::OpenFailure why) const;
+    Failure CopyFailure() const;
     Failure ConversionFailure(PDF::Converter::AbstractConverter::ErrorType error) const;
     Failure ExistsFailure(const QString& path) const;
 

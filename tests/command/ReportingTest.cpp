@@ -189,6 +189,19 @@ TEST_F(ReportingTest, GivesEachFailureItsReason)
     EXPECT_EQ(page.at(0)["reason"], "no-such-page");
 }
 
+TEST_F(ReportingTest, DoesNotBlameTheTemporaryFolderForADocumentThatCannotBeSaved)
+{
+    // Opened by a repair, and then libqpdf does not take its /ID.
+    Write("odd.pdf", "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
+                     "2 0 obj<</Type/Pages/Kids[3 0 R]/Count 1>>endobj\n"
+                     "3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 99 99]>>endobj\n"
+                     "trailer<</Root 1 0 R/ID[null null]>>\n");
+    const std::vector<QJsonObject> events =
+        Events(Run({"odd.pdf", "-d", "out", "--progress", "json"}));
+    EXPECT_EQ(events.back()["event"], "failed");
+    EXPECT_EQ(events.back()["reason"].toString().toStdString(), "damaged");
+}
+
 TEST_F(ReportingTest, ShowsTheRateAndTheTimeLeftInItsBar)
 {
     MakeSample("many.pdf", 60);

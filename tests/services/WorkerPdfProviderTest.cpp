@@ -298,6 +298,20 @@ TEST_P(WorkerPdfProviderTellsOfASave, WhyItFailed)
     EXPECT_EQ(provider.WhySaveFailed(PathTo("answer")), SaveFailure::None);
 }
 
+TEST_P(WorkerPdfProviderTellsOfASave, WhyThereIsNoCopyOfTheDocument)
+{
+    WorkerPdfProvider provider(ScriptedWorker(), GetParam().deadline);
+    const ioPath source = PathTo("answer");
+    EXPECT_EQ(provider.WhyNotCopied(source), SaveFailure::None) << "nobody tried";
+    EXPECT_FALSE(Save(provider, Open(provider, source), PathTo(GetParam().what)));
+    EXPECT_EQ(provider.WhyNotCopied(source), GetParam().failure);
+    EXPECT_EQ(provider.WhyNotCopied(PathTo(GetParam().what)), SaveFailure::None);
+    const DocumentHandle again = Open(provider, source);
+    EXPECT_EQ(provider.WhyNotCopied(source), SaveFailure::None) << "nobody tried since";
+    EXPECT_TRUE(Save(provider, again, PathTo("answer")));
+    EXPECT_EQ(provider.WhyNotCopied(source), SaveFailure::None);
+}
+
 TEST_F(WorkerPdfProviderTest, TellsOfAWorkerThatIsMissing)
 {
     WorkerPdfProvider missing("/missing/program");

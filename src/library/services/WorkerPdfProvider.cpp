@@ -164,8 +164,9 @@ struct WorkerPdfProvider::Impl
     void KeepOpened(qint64 id, const DocumentInfo& info, const std::string& file)
     {
         const std::lock_guard lock(mutex);
-        documents[id] = info;
+        documents[id] = {info, file};
         openFailures.erase(file);
+        copyFailures.erase(file);
     }
 
     void KeepOpenFailure(const std::string& file, OpenFailure failure)
@@ -174,17 +175,33 @@ struct WorkerPdfProvider::Impl
         openFailures[file] = failure;
     }
 
-    void KeepSaved(const std::string& file)
+    /** Under which path a document that is open was opened; none when it is not. */
+    std::string SourceOf(const DocumentHandle& document) const
+    {
+        const std::lock_guard lock(mutex);
+        const auto opened = documents.find(document.id);
+        return opened == documents.end() ? std::string() : opened->second.file;
+    }
+
+    void KeepSaved(const std::string& file, const std::string& source)
     {
         const std::lock_guard lock(mutex);
         saveFailures.erase(file);
+        copyFailures.erase(source);
     }
 
-    void KeepSaveFailure(const std::string& file, SaveFailure failure)
+    void KeepSaveFailure(const std::string& file, const std::string& source, SaveFailure failure)
     {
         const std::lock_guard lock(mutex);
         saveFailures[file] = failure;
+        copyFailures[source] = failure;
     }
+
+    struct Opened
+    {
+        DocumentInfo info;
+        std::string file;
+    };
 
     QThread thread;
     /** Lives on the thread and is deleted there, when the thread ends. */
@@ -193,9 +210,11 @@ struct WorkerPdfProvider::Impl
     std::atomic<qint64> lastDocument{0};
 
     mutable std::mutex mutex;
-    std::map<qint64, DocumentInfo> documents;
+    std::map<qint64, Opened> documents;
     std::map<std::string, OpenFailure> openFailures;
     std::map<std::string, SaveFailure> saveFailures;
+    /** By the document's path, not by that of the copy. */
+    std::map<std::string, SaveFailure> copyFailures;
 };
 
 WorkerPdfProvider::WorkerPdfProvider(const QString& workerProgram,
@@ -242,23 +261,24 @@ std::future<bool> WorkerPdfProvider::SaveDocument(const DocumentHandle& document
     const auto reply = std::make_shared<Reply<bool>>(false);
     std::future<bool> saved = reply->Future();
     const std::string name = file.utf8string();
+    const std::string source = impl->SourceOf(document);
     const QString path = PathInRequest(file);
     if (path.isNull()) {
-        impl->KeepSaveFailure(name, SaveFailure::CannotWrite);
+        impl->KeepSaveFailure(name, source, SaveFailure::CannotWrite);
         return saved;
     }
 
     impl->Ask({{QStringLiteral("op"), QStringLiteral("save")},
                {QStringLiteral("document"), qint64(document.id)},
                {QStringLiteral("file"), path}},
-              [state = impl.get(), reply, name](const QJsonObject& answer) {
+              [state = impl.get(), reply, name, source](const QJsonObject& answer) {
                   if (!answer[QStringLiteral("ok")].toBool()) {
                       qCWarning(servicesLog) << "cannot save:" << answer[QStringLiteral("message")];
                       state->KeepSaveFailure(
-                          name, ToSaveFailure(answer[QStringLiteral("reason")].toString()));
+                          name, source, ToSaveFailure(answer[QStringLiteral("reason")].toString()));
                       return;
                   }
-                  state->KeepSaved(name);
+                  state->KeepSaved(name, source);
                   reply->Set(true);
               });
     return saved;
@@ -285,7 +305,7 @@ std::optional<DocumentInfo> WorkerPdfProvider::Describe(const DocumentHandle& do
     const auto info = impl->documents.find(document.id);
     if (info == impl->documents.end())
         return std::nullopt;
-    return info->second;
+    return info->second.info;
 }
 
 OpenFailure WorkerPdfProvider::WhyOpenFailed(const ioPath& file) const
@@ -300,6 +320,13 @@ SaveFailure WorkerPdfProvider::WhySaveFailed(const ioPath& file) const
     const std::lock_guard lock(impl->mutex);
     const auto failure = impl->saveFailures.find(file.utf8string());
     return failure == impl->saveFailures.end() ? SaveFailure::None : failure->second;
+}
+
+SaveFailure WorkerPdfProvider::WhyNotCopied(const ioPath& source) const
+{
+    const std::lock_guard lock(impl->mutex);
+    const auto failure = impl->copyFailures.find(source.utf8string());
+    return failure == impl->copyFailures.end() ? SaveFailure::None : failure->second;
 }
 
 void WorkerPdfProvider::Shutdown()

@@ -131,6 +131,9 @@ public:
     /** Why the last attempt to save to `file`, under just this path, failed. */
     SaveFailure WhySaveFailed(const ioPath& file) const;
 
+    /** Why the last attempt to save a document failed, since it was opened from `source`. */
+    SaveFailure WhyNotCopied(const ioPath& source) const;
+
     /**
      * Ends the worker at once and for good. Everything open, and every later operation, is answered
      * as failed. Does not block.
