@@ -24,6 +24,8 @@ namespace Korvel::Worker {
 
 namespace {
 
+constexpr int longestProperty = 65536; // an answer has to have an end
+
 /** The passwords to try: in other encodings too, as what a form of encryption wants varies. */
 std::vector<std::string> Candidates(const std::string& password)
 {
@@ -164,7 +166,7 @@ QJsonObject PdfDocument::Description()
         const std::string key = std::string("/") + name;
         if (info.isDictionary() && info.getKey(key).isString())
             properties[QLatin1String(name)] =
-                QString::fromStdString(info.getKey(key).getUTF8Value());
+                QString::fromStdString(info.getKey(key).getUTF8Value()).left(longestProperty);
     }
     QJsonObject description{{QStringLiteral("pages"), int(pdf->getAllPages().size())},
                             {QStringLiteral("encrypted"), pdf->isEncrypted()},

@@ -90,6 +90,25 @@ TEST_F(ReportingTest, LetsNoDocumentMoveTheCursor)
     EXPECT_EQ(run.complaints, "pdfconvert: \\x1b[2Jno\\x0ane.pdf: No such file or directory\n");
 }
 
+/** A document of one empty page. */
+QByteArray WithTitle(const QByteArray& title)
+{
+    return "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
+           "2 0 obj<</Type/Pages/Kids[3 0 R]/Count 1>>endobj\n"
+           "3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 99 99]>>endobj\n"
+           "trailer<</Root 1 0 R/Info<</Title(" +
+           title + ")>>>>\n";
+}
+
+TEST_F(ReportingTest, CutsATitleThatIsTooLong)
+{
+    constexpr int longest = 65536;
+    Write("long.pdf", WithTitle(QByteArray(5 << 20, 'x')));
+    const QJsonObject document =
+        Closing(Run({"long.pdf", "--inspect", "--json"}))["documents"].toArray()[0].toObject();
+    EXPECT_EQ(document["properties"].toObject()["Title"].toString(), QString(longest, 'x'));
+}
+
 TEST_F(ReportingTest, InspectsAsJson)
 {
     MakeSample("secret.pdf", 2, "pw");
