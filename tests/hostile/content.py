@@ -3,7 +3,7 @@
 import random
 
 from family import NUMBERS, ODD_VALUES, family, numbered
-from pdf import FONT, FREE, TEXT, document, packed, stream, write
+from pdf import FONT, FREE, TEXT, stream, write
 from structure import FORM, TILE, drawn
 
 REALS = ["0", "-1", "1e38", "-1e38", "nan", "inf", "NaN", "-Infinity", ".0000001", "1" + "0" * 300,

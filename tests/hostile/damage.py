@@ -5,7 +5,7 @@ import random
 from encryption import SCHEMES, encrypted
 from family import family
 from fonts import cff, truetype, type1, with_font
-from pdf import FONT, FREE, TEXT, document, packed, stream, write
+from pdf import FONT, FREE, TEXT, document, packed, write
 from pictures import flipped, image, jpeg
 
 MEGABYTE = 1 << 20

@@ -3,8 +3,8 @@
 import random
 import zlib
 
-from family import NUMBERS, ODD_VALUES, family, numbered
-from pdf import FONT, FREE, TEXT, document, stream, to_bytes, write
+from family import ODD_VALUES, family, numbered
+from pdf import FONT, FREE, TEXT, stream, to_bytes, write
 
 PIECE = 1 << 20
 ADLER_BASE = 65521

@@ -1,7 +1,7 @@
 """Families of every odd byte: in names within documents, in their information, and in files' names."""
 
 from family import family, numbered
-from pdf import FREE, document, packed, stream, write
+from pdf import FREE, document, write
 
 SOUND_FOR_ALL = write()
 

@@ -1,7 +1,7 @@
 """Families that lie about what a document is made of."""
 
 from family import NUMBERS, ODD_VALUES, family, numbered
-from pdf import (CONTENT, FONT, FREE, PAGE, PAGES, ROOT, TEXT, Pdf, document, object_stream, packed,
+from pdf import (CONTENT, FREE, PAGE, PAGES, ROOT, TEXT, document, object_stream, packed,
                  stream, to_bytes, write, xref_row, xref_table)
 
 DEPTHS = [50, 499, 501, 2000, 20_000, 200_000]
