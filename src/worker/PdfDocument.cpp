@@ -138,12 +138,12 @@ bool PdfDocument::Open(const std::string& path, const std::string& password, boo
     try {
         pdf->processMemoryFile(path.c_str(), file.Bytes().data(), file.Bytes().size(),
                                password.c_str());
+        if (repair)
+            MendPages(*pdf);
         if (pdf->getAllPages().empty())
             throw damaged("the document has no pages");
         if (!repair && !IsSound(*pdf, file.Bytes()))
             throw damaged("the structure contradicts itself");
-        if (repair)
-            MendPageCount(*pdf);
     } catch (const QPDFExc& error) {
         if (error.getErrorCode() == qpdf_e_password)
             return false;

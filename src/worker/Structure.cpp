@@ -55,6 +55,25 @@ bool HasRightCount(QPDF& pdf)
            count.getIntValue() == static_cast<long long>(pdf.getAllPages().size());
 }
 
+bool HasNothingButPages(QPDF& pdf)
+{
+    const std::vector<QPDFObjectHandle> pages = pdf.getAllPages();
+    return std::all_of(pages.begin(), pages.end(),
+                       [](QPDFObjectHandle page) { return page.isDictionary(); });
+}
+
+/** Leaves only dictionaries in a node of a tree, which is all that trees of any kind consist of. */
+void RemoveStrayKids(QPDFObjectHandle node)
+{
+    if (!node.isDictionary() || !node.getKey("/Kids").isArray())
+        return;
+    QPDFObjectHandle kids = node.getKey("/Kids");
+    for (int i = kids.getArrayNItems() - 1; i >= 0; --i) {
+        if (!kids.getArrayItem(i).isDictionary())
+            kids.eraseItem(i);
+    }
+}
+
 } // namespace
 
 bool HasHeader(std::string_view file)
@@ -65,16 +84,19 @@ bool HasHeader(std::string_view file)
 bool IsSound(QPDF& pdf, std::string_view file)
 {
     // Places are counted from the header.
-    return HasHeader(file) && HasRightCount(pdf) &&
+    return HasHeader(file) && HasRightCount(pdf) && HasNothingButPages(pdf) &&
            AllLieInTheirPlaces(pdf.getXRefTable(), file.substr(FindHeader(file))) &&
            !pdf.anyWarnings();
 }
 
-void MendPageCount(QPDF& pdf)
+void MendPages(QPDF& pdf)
 {
-    if (HasRightCount(pdf))
-        return;
+    // First of all, as libqpdf stumbles over what is listed as a page and is none.
+    for (const QPDFObjectHandle& object : pdf.getAllObjects())
+        RemoveStrayKids(object);
     const std::vector<QPDFObjectHandle> pages = pdf.getAllPages();
+    if (pages.empty() || HasRightCount(pdf))
+        return;
     pdf.getRoot().getKey("/Pages").replaceKey(
         "/Count", QPDFObjectHandle::newInteger(static_cast<long long>(pages.size())));
     // With any change libqpdf makes the tree one list, so that no other count is wrong.

@@ -15,7 +15,7 @@ bool HasHeader(std::string_view file);
  */
 bool IsSound(QPDF& pdf, std::string_view file);
 
-/** Makes the tree of pages tell how many there are, of which there must be one. */
-void MendPageCount(QPDF& pdf);
+/** Leaves nothing but pages in the tree of pages, and makes it tell how many there are. */
+void MendPages(QPDF& pdf);
 
 } // namespace Korvel::Worker

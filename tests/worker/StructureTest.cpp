@@ -12,6 +12,7 @@ namespace {
 struct TwoPages
 {
     QByteArray count = "2";
+    QByteArray kids = "3 0 R 5 0 R";
     /** The object that is said to lie elsewhere, or 0, and where. */
     int misplaced = 0;
     int place = 20;
@@ -28,7 +29,8 @@ struct TwoPages
                    " rg 0 0 50 50 re f\nendstream";
         };
         const QByteArray objects[] = {"<< /Type /Catalog /Pages 2 0 R >>",
-                                      "<< /Type /Pages /Kids [3 0 R 5 0 R] /Count " + count + " >>",
+                                      "<< /Type /Pages /Kids [" + kids + "] /Count " + count +
+                                          " >>",
                                       page("4 0 R"),
                                       stream("1 0 0"),
                                       page("6 0 R"),
@@ -110,6 +112,26 @@ TEST_F(StructureTest, CountsThePagesItself)
         pages.count = count;
         EXPECT_TRUE(IsRepaired(pages.Bytes())) << count;
     }
+}
+
+TEST_F(StructureTest, HasNoPagesButDictionaries)
+{
+    TwoPages pages;
+    for (const char* kids : {"3 0 R 5 0 R (text)", "3 0 R 1 5 0 R", "null 3 0 R 5 0 R",
+                             "3 0 R 5 0 R 99 0 R", "3 0 R 5 0 R 4 0 R"}) {
+        pages.kids = kids;
+        for (const char* count : {"2", "3"}) {
+            pages.count = count;
+            EXPECT_TRUE(IsRepaired(pages.Bytes())) << kids << " counted as " << count;
+        }
+    }
+}
+
+TEST_F(StructureTest, IsDamagedBeyondRepairWhenNoPageIsLeft)
+{
+    TwoPages pages;
+    pages.kids = "(text) 4 0 R 0";
+    EXPECT_EQ(Outcome(Open(WriteFile("none.pdf", pages.Bytes()))), "damaged");
 }
 
 TEST_F(StructureTest, IsReadFromFilesLargerThanHalfOfTheMemory)
