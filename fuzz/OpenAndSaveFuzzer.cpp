@@ -1,0 +1,57 @@
+// A PDF, which is opened with the password "user", described, saved, and opened again.
+
+#include "Failure.h"
+#include "PdfDocument.h"
+#include "WorkerFolder.h"
+
+#include <new>
+
+#include <QCoreApplication>
+
+using namespace Korvel;
+
+namespace {
+
+const std::string original = std::string(Fuzz::currentFolder) + "original.pdf";
+const std::string saved = std::string(Fuzz::currentFolder) + "saved.pdf";
+
+void OpenAndSave()
+{
+    Worker::PdfDocument document(original, "user");
+    const QJsonObject description = document.Description();
+    const QJsonValue pages = description[QStringLiteral("pages")];
+    Fuzz::Require(pages.toInt() > 0, "a document that opens has pages");
+    document.Save(saved, 0600);
+
+    Worker::PdfDocument again(saved, {});
+    const QJsonObject savedDescription = again.Description();
+    Fuzz::Require(!savedDescription[QStringLiteral("encrypted")].toBool(),
+                  "a saved document is not encrypted");
+    Fuzz::Require(savedDescription[QStringLiteral("pages")] == pages,
+                  "a saved document has the pages of the original");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
+{
+    static QCoreApplication application(*argc, *argv);
+    Fuzz::EnterTempFolder();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    Fuzz::WriteFile(original, Fuzz::Text(data, size));
+    try {
+        OpenAndSave();
+    } catch (const Worker::Failure&) {
+        // the document's fault
+    } catch (const std::bad_alloc&) {
+        // ends a worker, by its memory limit
+    } catch (...) {
+        Fuzz::Require(false, "documents throw nothing else");
+    }
+    ::unlink(saved.c_str());
+    return 0;
+}
