@@ -98,11 +98,23 @@ CommandLine Complete(const Arguments& arguments)
     return line;
 }
 
+/** The value of --password in an argument; null when it holds none. */
+const char* PasswordIn(const char* const* argv, int i)
+{
+    constexpr std::string_view option = "--password";
+    if (argv[i - 1] == option)
+        return argv[i];
+    const bool isBoth = std::string_view(argv[i]).substr(0, option.size() + 1) == "--password=";
+    return isBoth ? argv[i] + option.size() + 1 : nullptr;
+}
+
 } // namespace
 
 ParseResult ParseCommandLine(int argc, const char* const* argv)
 {
     for (int i = 1; i < argc; ++i) {
+        if (!IsUtf8(argv[i]) && PasswordIn(argv, i))
+            return UsageError("the password is not valid UTF-8; give it with --password-file");
         if (!IsUtf8(argv[i]))
             return UsageError("the argument '" + Escaped(argv[i]) +
                               "' is not valid UTF-8; rename the file");
@@ -133,16 +145,9 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
 
 void HidePassword(int argc, char** argv)
 {
-    constexpr std::string_view option = "--password";
     for (int i = 1; i < argc; ++i) {
-        const std::string_view argument(argv[i]);
-        char* value = nullptr;
-        if (argument == option && i + 1 < argc)
-            value = argv[i + 1];
-        else if (argument.substr(0, option.size() + 1) == "--password=")
-            value = argv[i] + option.size() + 1;
-        if (value)
-            std::memset(value, '*', std::strlen(value));
+        if (const char* const password = PasswordIn(argv, i))
+            std::memset(argv[i] + (password - argv[i]), '*', std::strlen(password));
     }
 }
 

@@ -138,6 +138,18 @@ TEST(CommandLine, PrintsHelpAndVersionAndIsDone)
     EXPECT_THAT(version.text, testing::MatchesRegex("pdfconvert [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
+TEST(CommandLine, ShowsNoPasswordThatIsNotValidUtf8)
+{
+    for (const std::vector<const char*>& arguments :
+         {std::vector<const char*>{"in.pdf", "-o", "a.png", "--password", "unseen\xff"},
+          std::vector<const char*>{"in.pdf", "-o", "a.png", "--password=unseen\xff"}}) {
+        const auto result = Parse(arguments);
+        EXPECT_EQ(result.code, ExitCode::Usage);
+        EXPECT_THAT(result.text, HasSubstr("the password is not valid UTF-8"));
+        EXPECT_THAT(result.text, testing::Not(HasSubstr("unseen")));
+    }
+}
+
 struct Refused
 {
     std::vector<const char*> arguments;
