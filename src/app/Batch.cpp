@@ -5,6 +5,7 @@
 #include "Report.h"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 
 #include <QFileInfo>
@@ -72,12 +73,13 @@ OutputTemplate Batch::Output() const
 
 void Batch::OpenAndPlan(const std::vector<Input>& inputs)
 {
-    Passwords passwords(commandLine, interruption);
+    // Not on the stack, whose remains nobody clears.
+    const auto passwords = std::make_unique<Passwords>(commandLine, interruption);
     const auto output = commandLine.inspect ? std::nullopt : std::optional(Output());
     for (const Input& input : inputs) {
         auto document = std::make_unique<Document>(input, commandLine, services, report);
         const bool isPlanned = Attempt(input, [&] {
-            document->Open(passwords);
+            document->Open(*passwords);
             if (output)
                 document->Plan(*output, planned);
         });

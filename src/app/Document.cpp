@@ -13,6 +13,7 @@
 
 #include <QEventLoop>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QTimer>
 
 #include <sys/stat.h>
@@ -238,6 +239,8 @@ void Document::Convert(const PlannedPaths& planned)
 {
     if (results.empty())
         return;
+    const auto forgetting =
+        qScopeGuard([this] { ::explicit_bzero(password.data(), password.size()); });
     PrepareFolders();
     report.Begin(input.name, int(results.size()));
     std::vector<PlannedResult*> left;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <sstream>
 #include <system_error>
 
@@ -92,13 +93,14 @@ std::string TextOf(const std::string& name, Read read)
     }
 }
 
-/** A variable's value; it is removed, so that no child process sees it. */
+/** A variable's value; it is removed, so that no child process sees it, and neither does /proc. */
 std::optional<std::string> TakeVariable(const char* name)
 {
-    const char* const value = std::getenv(name);
+    char* const value = std::getenv(name);
     if (!value)
         return std::nullopt;
     std::string password = value;
+    ::explicit_bzero(value, password.size());
     ::unsetenv(name);
     return password;
 }

@@ -59,14 +59,13 @@ void EndForLackOfMemory()
 // In the place of those of the C library for all that the worker is made of. Libraries take a lack
 // of memory for something else: libqpdf saves an incomplete file as a success, Qt writes a TIFF for
 // ever, others say that a picture cannot be written. Qt PDF takes its memory from mmap64 and
-// aborts.
+// aborts. ClearFreed.cpp makes realloc of these.
 
 #define REPLACES_LIBRARY extern "C" __attribute__((visibility("default")))
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the C library's own names
 extern "C" void* __libc_malloc(std::size_t size) noexcept;
 extern "C" void* __libc_calloc(std::size_t count, std::size_t size) noexcept;
-extern "C" void* __libc_realloc(void* memory, std::size_t size) noexcept;
 // NOLINTEND(bugprone-reserved-identifier)
 
 REPLACES_LIBRARY void* malloc(std::size_t size) noexcept
@@ -81,14 +80,6 @@ REPLACES_LIBRARY void* calloc(std::size_t count, std::size_t size) noexcept
 {
     void* const memory = __libc_calloc(count, size);
     if (!memory)
-        Korvel::Worker::EndForLackOfMemory();
-    return memory;
-}
-
-REPLACES_LIBRARY void* realloc(void* old, std::size_t size) noexcept
-{
-    void* const memory = __libc_realloc(old, size);
-    if (!memory && size > 0)
         Korvel::Worker::EndForLackOfMemory();
     return memory;
 }

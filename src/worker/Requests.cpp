@@ -5,11 +5,13 @@
 #include "NewFile.h"
 
 #include <cmath>
+#include <cstring>
 #include <new>
 #include <vector>
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QScopeGuard>
 
 namespace Korvel::Worker {
 
@@ -180,7 +182,9 @@ QJsonObject Requests::Dispatch(const QJsonObject& request)
 QJsonObject Requests::Open(const QJsonObject& request)
 {
     const qint64 number = Number(request, QStringLiteral("document"));
-    const std::string password = Password(request).toStdString();
+    std::string password = Password(request).toStdString();
+    const auto clearing =
+        qScopeGuard([&password] { ::explicit_bzero(password.data(), password.size()); });
     if (documents.count(number) > 0)
         throw Failure("bad-request", "the document's number is in use");
     auto document = std::make_unique<PdfDocument>(Path(request, QStringLiteral("file")), password);

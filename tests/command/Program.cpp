@@ -70,16 +70,16 @@ Outcome ProgramTest::Finish(QProcess& process)
     return {process.exitCode(), results, process.readAllStandardError().toStdString()};
 }
 
-int ProgramTest::CountChildren(const QProcess& process)
+QStringList ProgramTest::Children(const QProcess& process)
 {
-    int count = 0;
+    QStringList all;
     const QDir threads(QStringLiteral("/proc/%1/task").arg(process.processId()));
     for (const QString& thread : threads.entryList({"[0-9]*"}, QDir::Dirs)) {
         QFile children(threads.filePath(thread + "/children"));
         if (children.open(QIODevice::ReadOnly))
-            count += children.readAll().count(' ');
+            all += QString::fromLatin1(children.readAll()).split(' ', Qt::SkipEmptyParts);
     }
-    return count;
+    return all;
 }
 
 Outcome ProgramTest::Run(const QStringList& arguments, const QByteArray& input) const

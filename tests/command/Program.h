@@ -46,7 +46,10 @@ protected:
     static Outcome Finish(QProcess& process);
 
     /** How many processes it has started that still run. */
-    static int CountChildren(const QProcess& process);
+    static int CountChildren(const QProcess& process) { return Children(process).size(); }
+
+    /** Their process ids. */
+    static QStringList Children(const QProcess& process);
 
     /** The folder for temporary files that every run is given, and what is in it now. */
     QString TempDir() const { return Path("temp"); }
