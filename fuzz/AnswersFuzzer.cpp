@@ -1,5 +1,6 @@
 // What a worker answers to requests to open a document, to save it and to close it, a line each. A
-// "#" stands for the request's number. The worker lives on as long as it makes sense.
+// "#" stands for the request's number. The worker lives on as long as it makes sense, and the
+// document is open.
 
 #include "TempFolder.h"
 #include "WorkerPdfProvider.h"
@@ -58,7 +59,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     std::ofstream(AnswersFile(), std::ios::trunc) << Fuzz::Text(data, size);
-    static PDF::WorkerPdfProvider provider(ANSWERING_WORKER, deadline);
+    static PDF::WorkerPdfProvider provider({ANSWERING_WORKER, deadline});
     OpenSaveAndClose(provider);
     return 0;
 }

@@ -80,7 +80,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     try {
-        Worker::Requests requests;
+        Worker::Requests requests([](const std::string&) {});
         for (const std::string& line : Fuzz::Lines(Fuzz::Text(data, size)))
             RequireAnswer(requests, line);
     } catch (const std::bad_alloc&) {

@@ -229,7 +229,7 @@ void AddRun(CLI::App& app, CommandLine& line)
         ->group("Running")
         ->check(InRange(0.1, 86400.0, "a time"));
     Add(app, "--memory-limit", line.memoryLimit, "MB",
-        "How much memory a worker process may use, from 256;\n4096 without this")
+        "How much memory a worker process may use, from 256;\n1024 without this")
         ->group("Running")
         ->check(InRange(256, 1 << 20, "a number"));
     app.add_flag("--fail-fast", line.failFast, "Stop at the first document that fails")

@@ -45,9 +45,16 @@ std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const CommandLine& command
     return session;
 }
 
-std::chrono::milliseconds ToMilliseconds(double seconds)
+PDF::WorkerSettings ToSettings(const CommandLine& commandLine, const std::string& folder)
 {
-    return std::chrono::milliseconds(std::chrono::milliseconds::rep(seconds * 1000));
+    PDF::WorkerSettings settings;
+    settings.folder = QString::fromStdString(folder);
+    if (commandLine.timeout > 0)
+        settings.deadline =
+            std::chrono::milliseconds(std::chrono::milliseconds::rep(commandLine.timeout * 1000));
+    if (commandLine.memoryLimit > 0)
+        settings.memoryLimit = commandLine.memoryLimit;
+    return settings;
 }
 
 } // namespace
@@ -55,16 +62,13 @@ std::chrono::milliseconds ToMilliseconds(double seconds)
 Services::Services(const CommandLine& commandLine, Interruption& interruption)
     : jobs(std::size_t(
           std::max(commandLine.jobs > 0 ? commandLine.jobs : QThread::idealThreadCount(), 1))),
-      deadline(commandLine.timeout > 0 ? ToMilliseconds(commandLine.timeout)
-                                       : PDF::WorkerProcess::defaultDeadline),
-      memoryLimit(commandLine.memoryLimit > 0 ? commandLine.memoryLimit
-                                              : PDF::WorkerProcess::defaultMemoryLimit),
       interruption(interruption),
       names(std::make_shared<PDF::UuidFileNameGenerator>()),
       session(MakeSessionFolder(commandLine)),
+      workerSettings(ToSettings(commandLine, session->Path())),
       fileSystem(std::make_shared<PDF::LocalFileSystem>(session)),
       resultFileSystem(fileSystem),
-      provider(std::make_shared<PDF::WorkerPdfProvider>(QString(), deadline, memoryLimit)),
+      provider(std::make_shared<PDF::WorkerPdfProvider>(workerSettings)),
       copyProvider(provider)
 {
     if (commandLine.onExists != OnExists::Number)
@@ -123,7 +127,7 @@ void Services::CheckForSignal() const
 std::shared_ptr<AbstractConverter> Services::MakeChain(std::size_t pages)
 {
     while (workers.size() < std::min(pages, jobs))
-        workers.push_back(std::make_shared<WorkerConverter>(QString(), deadline, memoryLimit));
+        workers.push_back(std::make_shared<WorkerConverter>(workerSettings));
     std::vector<std::shared_ptr<AbstractConverter>> chains;
     for (const auto& worker : workers)
         chains.push_back(std::make_shared<TempFileWrapper>(names, worker, resultFileSystem));

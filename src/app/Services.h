@@ -1,8 +1,8 @@
 #pragma once
 
 #include "CommandLine.h"
+#include "WorkerProcess.h"
 
-#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -72,12 +72,11 @@ private:
     Services& operator=(const Services&) = delete;
 
     const std::size_t jobs;
-    /** Of the worker processes. */
-    const std::chrono::milliseconds deadline;
-    const int memoryLimit;
     Interruption& interruption;
     const std::shared_ptr<PDF::UuidFileNameGenerator> names;
     const std::shared_ptr<PDF::SessionFolder> session;
+    /** They write into the session folder alone. */
+    const PDF::WorkerSettings workerSettings;
     const std::shared_ptr<PDF::LocalFileSystem> fileSystem;
     /** The one that results are moved by. */
     std::shared_ptr<PDF::IFileSystem> resultFileSystem;

@@ -20,13 +20,36 @@ void RestrictProcess()
     std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
 }
 
-void LowerLimit(__rlimit_resource_t resource, rlim_t value)
+bool HasNoNewPrivileges()
+{
+    return prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) == 1;
+}
+
+bool LeavesNoCore()
+{
+    rlimit limit = {};
+    return prctl(PR_GET_DUMPABLE) == 0 && getrlimit(RLIMIT_CORE, &limit) == 0 &&
+           limit.rlim_cur == 0;
+}
+
+bool LowerLimit(__rlimit_resource_t resource, rlim_t value)
 {
     rlimit limit = {};
     getrlimit(resource, &limit);
     limit.rlim_max = std::min(limit.rlim_max, value);
     limit.rlim_cur = std::min(limit.rlim_cur, value);
-    setrlimit(resource, &limit);
+    return setrlimit(resource, &limit) == 0;
+}
+
+bool LimitProcessorTime(int seconds)
+{
+    rusage used = {};
+    rlimit limit = {};
+    getrusage(RUSAGE_SELF, &used);
+    getrlimit(RLIMIT_CPU, &limit);
+    const auto end = rlim_t(used.ru_utime.tv_sec + used.ru_stime.tv_sec + seconds + 1);
+    limit.rlim_cur = std::min(limit.rlim_max, end);
+    return setrlimit(RLIMIT_CPU, &limit) == 0;
 }
 
 } // namespace Korvel::Worker

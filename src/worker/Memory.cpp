@@ -1,26 +1,15 @@
 #include "Memory.h"
 
 #include "Limits.h"
+#include "Sanitizers.h"
 
 #include <cerrno>
 #include <cstddef>
+#include <new>
 
-#include <QThreadPool>
-
-#include <malloc.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-
-#ifndef __has_feature // Clang's way to ask
-#define __has_feature(feature) 0
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) ||                               \
-    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define LIMITS_MEMORY 0 // sanitizers reserve terabytes of address space and replace malloc
-#else
-#define LIMITS_MEMORY 1
-#endif
 
 namespace Korvel::Worker {
 
@@ -28,23 +17,12 @@ namespace {
 
 constexpr int outOfMemoryExitCode = 77;
 
-/** Qt converts pictures on threads of its pool, and would wait for ever for one without a stack. */
-void StartThreadOfPool()
-{
-    mallopt(M_ARENA_MAX, 1); // a second one would take 64 MiB of the address space
-    QThreadPool& pool = *QThreadPool::globalInstance();
-    pool.setMaxThreadCount(1);
-    pool.setExpiryTimeout(-1);
-    pool.start([] {});
-}
-
 } // namespace
 
-void LimitMemory(int mebibytes)
+bool LimitMemory(int mebibytes)
 {
-    StartThreadOfPool();
-    if (LIMITS_MEMORY)
-        LowerLimit(RLIMIT_AS, rlim_t(mebibytes) << 20);
+    std::set_new_handler(EndForLackOfMemory); // for what comes by other ways than malloc
+    return !IS_SANITIZED && LowerLimit(RLIMIT_AS, rlim_t(mebibytes) << 20);
 }
 
 void EndForLackOfMemory()
@@ -54,7 +32,7 @@ void EndForLackOfMemory()
 
 } // namespace Korvel::Worker
 
-#if LIMITS_MEMORY
+#if !IS_SANITIZED
 
 // In the place of those of the C library for all that the worker is made of. Libraries take a lack
 // of memory for something else: libqpdf saves an incomplete file as a success, Qt writes a TIFF for

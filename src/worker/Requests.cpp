@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include <QJsonArray>
@@ -146,6 +147,11 @@ QJsonObject FailureAnswer(const char* reason, const char* message)
 
 } // namespace
 
+Requests::Requests(std::function<void(const std::string& file)> enterSandbox)
+    : enterSandbox(std::move(enterSandbox))
+{
+}
+
 QJsonObject Requests::Answer(const QByteArray& line)
 {
     const QJsonObject request = QJsonDocument::fromJson(line).object();
@@ -187,7 +193,7 @@ QJsonObject Requests::Open(const QJsonObject& request)
         qScopeGuard([&password] { ::explicit_bzero(password.data(), password.size()); });
     if (documents.count(number) > 0)
         throw Failure("bad-request", "the document's number is in use");
-    auto document = std::make_unique<PdfDocument>(Path(request, QStringLiteral("file")), password);
+    auto document = std::make_unique<PdfDocument>(Input(request), password);
     QJsonObject description = document->Description();
     documents.emplace(number, std::move(document));
     return description;
@@ -214,7 +220,7 @@ QJsonObject Requests::Convert(const QJsonObject& request)
     const QString format = request[QStringLiteral("format")].toString();
     const std::string output = Path(request, QStringLiteral("output"));
     if (format == QLatin1String("pdf")) {
-        PdfDocument(Path(request, QStringLiteral("file")), std::string()).Save(output, byUmask);
+        PdfDocument(Input(request), std::string()).Save(output, byUmask);
         return {};
     }
     const QByteArray result = Result(request, format);
@@ -224,12 +230,25 @@ QJsonObject Requests::Convert(const QJsonObject& request)
     return {};
 }
 
+/** The sandbox, once entered, holds for one file. */
+const std::string& Requests::Input(const QJsonObject& request)
+{
+    const std::string path = Path(request, QStringLiteral("file"));
+    if (input.empty()) {
+        enterSandbox(path);
+        input = path;
+    }
+    if (path != input)
+        throw Failure("bad-request", "this process serves another file");
+    return input;
+}
+
 QByteArray Requests::Result(const QJsonObject& request, const QString& format)
 {
     const bool isText = format == QLatin1String("txt");
     if (!isText && !IsPictureFormat(format))
         throw Failure("unsupported-format", "no such format");
-    PageRenderer& pages = RendererFor(Path(request, QStringLiteral("file")));
+    PageRenderer& pages = RendererFor(Input(request));
     if (isText)
         return pages.Text(Pages(request));
     const qint64 page = Number(request, QStringLiteral("page"));

@@ -3,8 +3,10 @@
 #include "PageRenderer.h"
 #include "PdfDocument.h"
 
+#include <functional>
 #include <map>
 #include <memory>
+#include <string>
 
 #include <QByteArray>
 #include <QJsonObject>
@@ -15,6 +17,9 @@ namespace Korvel::Worker {
 class Requests
 {
 public:
+    /** @param enterSandbox  called with the one file that is looked at, before it is opened */
+    explicit Requests(std::function<void(const std::string& file)> enterSandbox);
+
     /** The answer to one line of input. Throws nothing but std::bad_alloc. */
     QJsonObject Answer(const QByteArray& line);
 
@@ -24,9 +29,13 @@ private:
     QJsonObject Save(const QJsonObject& request);
     QJsonObject Close(const QJsonObject& request);
     QJsonObject Convert(const QJsonObject& request);
+    const std::string& Input(const QJsonObject& request);
     QByteArray Result(const QJsonObject& request, const QString& format);
     PageRenderer& RendererFor(const std::string& path);
 
+    const std::function<void(const std::string& file)> enterSandbox;
+    /** The one file; empty before the first request that names one. */
+    std::string input;
     std::map<qint64, std::unique_ptr<PdfDocument>> documents;
     /** Of the last converted document: the next page is likely to be one of its. */
     std::unique_ptr<PageRenderer> renderer;

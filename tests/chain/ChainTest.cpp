@@ -34,7 +34,7 @@ protected:
         std::vector<std::shared_ptr<AbstractConverter>> chains;
         for (std::size_t i = 0; i < width; ++i)
             chains.push_back(std::make_shared<TempFileWrapper>(
-                names, std::make_shared<WorkerConverter>(WORKER), fileSystem));
+                names, std::make_shared<WorkerConverter>(WorkerSettings{WORKER}), fileSystem));
         return std::make_shared<UnencryptDocWrapper>(names, std::make_shared<PageFanOut>(chains),
                                                      provider, fileSystem);
     }
@@ -72,7 +72,8 @@ protected:
     std::shared_ptr<UuidFileNameGenerator> names = std::make_shared<UuidFileNameGenerator>();
     std::shared_ptr<LocalFileSystem> fileSystem =
         std::make_shared<LocalFileSystem>(SessionFolder::Create(temp.path().toStdString(), error));
-    std::shared_ptr<WorkerPdfProvider> provider = std::make_shared<WorkerPdfProvider>(WORKER);
+    std::shared_ptr<WorkerPdfProvider> provider =
+        std::make_shared<WorkerPdfProvider>(WorkerSettings{WORKER});
 };
 
 TEST_F(ChainTest, EndsADocumentWithAllPathsInPageOrder)

@@ -326,6 +326,19 @@ std::string EverythingThatProcessesShow()
     return shown;
 }
 
+TEST_F(CommandTest, LetsWorkersWriteIntoItsFolderForTemporaryFilesAlone)
+{
+    MakeSample("many.pdf", 30);
+    const std::string folder =
+        std::string("--folder\0", 9) + TempDir().toStdString() + "/pdfconvert-";
+    const auto process = Start({"many.pdf", "-o", "p/%d.png", "-r", "50"});
+    bool isTold = false;
+    while (!process->waitForFinished(20))
+        isTold = isTold || EverythingThatProcessesShow().find(folder) != std::string::npos;
+    EXPECT_TRUE(isTold);
+    EXPECT_EQ(Finish(*process).exitCode, 0);
+}
+
 TEST_F(CommandTest, ShowsThePasswordInNoProcessAndNoLog)
 {
     const std::string password = "Xq7-unlikely-to-be-found";

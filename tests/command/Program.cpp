@@ -70,12 +70,12 @@ Outcome ProgramTest::Finish(QProcess& process)
     return {process.exitCode(), results, process.readAllStandardError().toStdString()};
 }
 
-QStringList ProgramTest::Children(const QProcess& process)
+QStringList ProgramTest::Children(const QProcess& process, const QString& thread)
 {
     QStringList all;
     const QDir threads(QStringLiteral("/proc/%1/task").arg(process.processId()));
-    for (const QString& thread : threads.entryList({"[0-9]*"}, QDir::Dirs)) {
-        QFile children(threads.filePath(thread + "/children"));
+    for (const QString& name : threads.entryList({thread}, QDir::Dirs)) {
+        QFile children(threads.filePath(name + "/children"));
         if (children.open(QIODevice::ReadOnly))
             all += QString::fromLatin1(children.readAll()).split(' ', Qt::SkipEmptyParts);
     }

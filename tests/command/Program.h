@@ -45,11 +45,8 @@ protected:
     std::unique_ptr<QProcess> Start(const QStringList& arguments) const;
     static Outcome Finish(QProcess& process);
 
-    /** How many processes it has started that still run. */
-    static int CountChildren(const QProcess& process) { return Children(process).size(); }
-
-    /** Their process ids. */
-    static QStringList Children(const QProcess& process);
+    /** Processes that it has started and that still run: of all threads, or of the one given. */
+    static QStringList Children(const QProcess& process, const QString& thread = "[0-9]*");
 
     /** The folder for temporary files that every run is given, and what is in it now. */
     QString TempDir() const { return Path("temp"); }

@@ -152,6 +152,10 @@ const std::map<QString, Action>& Actions()
          [](const QJsonObject&) {
              ::_exit(outOfMemoryExitCode);
          }},
+        {"run-out-of-time",
+         [](const QJsonObject&) {
+             ::raise(SIGXCPU);
+         }},
         {"answer-and-die",
          [](const QJsonObject& request) {
              WriteLine(Success(request));

@@ -58,9 +58,8 @@ Lines Succeeding(const std::string& source, const std::string& result)
 /** A converter and the signals that it has emitted. */
 struct Recorder
 {
-    explicit Recorder(const QString& program, std::chrono::milliseconds deadline = longDeadline,
-                      int memoryLimit = WorkerProcess::defaultMemoryLimit)
-        : converter(std::make_unique<WorkerConverter>(program, deadline, memoryLimit))
+    explicit Recorder(const WorkerSettings& settings)
+        : converter(std::make_unique<WorkerConverter>(settings))
     {
         ReceiveAll(*converter, converter.get(), [this](const std::string& line) {
             lines.push_back(line);
@@ -107,7 +106,7 @@ protected:
     }
 
     const QTemporaryDir folder;
-    Recorder recorder{ScriptedWorker()};
+    Recorder recorder{{ScriptedWorker(), longDeadline}};
 };
 
 } // namespace
@@ -252,7 +251,7 @@ INSTANTIATE_TEST_SUITE_P(WorkerConverterTest, WorkerConverterFails, testing::Val
 
 TEST_P(WorkerConverterFails, WithTheErrorOfTheReasonAndGoesOn)
 {
-    Recorder recorder(ScriptedWorker(), GetParam().deadline);
+    Recorder recorder({ScriptedWorker(), GetParam().deadline});
     const std::string source = GetParam().source;
     EXPECT_EQ(recorder.Convert(TaskOf(GetParam().source)), Failing(source, GetParam().error));
     EXPECT_EQ(recorder.Convert(TaskOf("answer")), Succeeding("answer", "/nowhere/1.png"));
@@ -260,7 +259,7 @@ TEST_P(WorkerConverterFails, WithTheErrorOfTheReasonAndGoesOn)
 
 TEST_F(WorkerConverterTest, FailsWhereTheWorkerIsMissing)
 {
-    Recorder missing("/missing/program");
+    Recorder missing({"/missing/program"});
     EXPECT_EQ(missing.Convert(TaskOf("answer")), Failing("answer", AbstractConverter::Unknown));
 }
 
@@ -377,7 +376,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_P(WorkerConverterReceiver, MayDestroyTheConverter)
 {
-    Recorder recorder(ScriptedWorker());
+    Recorder recorder({ScriptedWorker(), longDeadline});
     recorder.onLine = [&recorder](const std::string& line) {
         if (line == GetParam())
             recorder.converter.reset();
@@ -391,7 +390,7 @@ TEST_P(WorkerConverterReceiver, MayDestroyTheConverter)
 
 TEST_P(WorkerConverterReceiver, MayStartTheNextTaskAndCancel)
 {
-    Recorder recorder(ScriptedWorker());
+    Recorder recorder({ScriptedWorker(), longDeadline});
     bool done = false;
     recorder.onLine = [&](const std::string& line) {
         if (line == GetParam() && !done) {
@@ -411,7 +410,7 @@ TEST_P(WorkerConverterReceiver, MayStartTheNextTaskAndCancel)
 TEST_F(WorkerConverterTest, WorksOnTheThreadThatItWasMovedTo)
 {
     const MessageCapture log;
-    Recorder other(ScriptedWorker());
+    Recorder other({ScriptedWorker(), longDeadline});
     QThread thread;
     std::vector<QThread*> threads;
     std::promise<void> finished;
@@ -443,12 +442,12 @@ TEST_F(WorkerConverterTest, ListsTheFormatsThatItMakes)
 TEST_F(WorkerConverterTest, IsAvailableWhereTheWorkerProgramIs)
 {
     EXPECT_TRUE(recorder.converter->DoesServiceAvailable());
-    EXPECT_FALSE(WorkerConverter("/missing/program").DoesServiceAvailable());
-    EXPECT_FALSE(WorkerConverter(folder.path()).DoesServiceAvailable()) << "a folder";
+    EXPECT_FALSE(WorkerConverter({"/missing/program"}).DoesServiceAvailable());
+    EXPECT_FALSE(WorkerConverter({folder.path()}).DoesServiceAvailable()) << "a folder";
     EXPECT_FALSE(WorkerConverter().DoesServiceAvailable()) << "none lies beside the test program";
     QFile file(folder.filePath("no-program"));
     ASSERT_TRUE(file.open(QFile::WriteOnly));
-    EXPECT_FALSE(WorkerConverter(file.fileName()).DoesServiceAvailable());
+    EXPECT_FALSE(WorkerConverter({file.fileName()}).DoesServiceAvailable());
 }
 
 TEST_F(WorkerConverterTest, LogsWhyATaskFailed)
@@ -499,7 +498,7 @@ protected:
     }
 
     const QTemporaryDir folder;
-    Recorder recorder{REAL_WORKER};
+    Recorder recorder{{REAL_WORKER, longDeadline}};
 };
 
 TEST_F(WorkerConverterRealTest, MakesAPictureOfAPage)
@@ -559,7 +558,7 @@ TEST_F(WorkerConverterRealTest, LeavesNoFileOfATaskThatFailed)
 
 TEST_F(WorkerConverterRealTest, TellsThatAPageNeedsMoreMemoryThanTheWorkerHas)
 {
-    Recorder poor(REAL_WORKER, longDeadline, 256);
+    Recorder poor({REAL_WORKER, longDeadline, 256});
     EXPECT_EQ(ConvertBy(poor, "plain.pdf", "1.jpg", {{"page", 1}, {"resolution", 600.0}}),
               Failed("plain.pdf", AbstractConverter::OutOfMemory));
     EXPECT_FALSE(QFile::exists(folder.filePath("1.jpg")));

@@ -71,7 +71,7 @@ protected:
     }
 
     const QTemporaryDir folder;
-    WorkerPdfProvider provider{ScriptedWorker()};
+    WorkerPdfProvider provider{{ScriptedWorker()}};
 };
 
 } // namespace
@@ -198,7 +198,7 @@ INSTANTIATE_TEST_SUITE_P(WorkerPdfProviderTest, WorkerPdfProviderRefuses,
 
 TEST_P(WorkerPdfProviderRefuses, ThePathWithoutAskingTheWorker)
 {
-    WorkerPdfProvider provider(ScriptedWorker());
+    WorkerPdfProvider provider({ScriptedWorker()});
     const ioPath path(GetParam().path);
     EXPECT_EQ(Open(provider, path).id, -1);
     EXPECT_EQ(provider.WhyOpenFailed(path), OpenFailure::Unreadable);
@@ -245,7 +245,7 @@ INSTANTIATE_TEST_SUITE_P(WorkerPdfProviderTest, WorkerPdfProviderTells,
 
 TEST_P(WorkerPdfProviderTells, WhyADocumentCouldNotBeOpened)
 {
-    WorkerPdfProvider provider(ScriptedWorker(), GetParam().deadline);
+    WorkerPdfProvider provider({ScriptedWorker(), GetParam().deadline});
     const ioPath path = PathTo(GetParam().what);
     const DocumentHandle document = Open(provider, path, "password");
     EXPECT_EQ(document.id, -1);
@@ -288,7 +288,7 @@ INSTANTIATE_TEST_SUITE_P(WorkerPdfProviderTest, WorkerPdfProviderTellsOfASave,
 
 TEST_P(WorkerPdfProviderTellsOfASave, WhyItFailed)
 {
-    WorkerPdfProvider provider(ScriptedWorker(), GetParam().deadline);
+    WorkerPdfProvider provider({ScriptedWorker(), GetParam().deadline});
     const ioPath path = PathTo(GetParam().what);
     EXPECT_FALSE(Save(provider, Open(provider, PathTo("answer")), path));
     EXPECT_EQ(provider.WhySaveFailed(path), GetParam().failure);
@@ -300,7 +300,7 @@ TEST_P(WorkerPdfProviderTellsOfASave, WhyItFailed)
 
 TEST_P(WorkerPdfProviderTellsOfASave, WhyThereIsNoCopyOfTheDocument)
 {
-    WorkerPdfProvider provider(ScriptedWorker(), GetParam().deadline);
+    WorkerPdfProvider provider({ScriptedWorker(), GetParam().deadline});
     const ioPath source = PathTo("answer");
     EXPECT_EQ(provider.WhyNotCopied(source), SaveFailure::None) << "nobody tried";
     EXPECT_FALSE(Save(provider, Open(provider, source), PathTo(GetParam().what)));
@@ -314,7 +314,7 @@ TEST_P(WorkerPdfProviderTellsOfASave, WhyThereIsNoCopyOfTheDocument)
 
 TEST_F(WorkerPdfProviderTest, TellsOfAWorkerThatIsMissing)
 {
-    WorkerPdfProvider missing("/missing/program");
+    WorkerPdfProvider missing({"/missing/program"});
     const ioPath path = PathTo("answer");
     EXPECT_EQ(Open(missing, path).id, -1);
     EXPECT_EQ(missing.WhyOpenFailed(path), OpenFailure::WorkerFailed);
@@ -372,11 +372,25 @@ TEST_F(WorkerPdfProviderTest, ClosesWhetherOrNotTheFutureIsKept)
     EXPECT_GE(Open(provider, PathTo("answer")).id, 0);
 }
 
-TEST_F(WorkerPdfProviderTest, LosesItsDocumentsWithTheWorker)
+TEST_F(WorkerPdfProviderTest, KeepsItsDocumentsWhenTheWorkerOfAnotherDies)
 {
     const DocumentHandle document = Open(provider, PathTo("answer"));
+    const DocumentHandle other = Open(provider, PathTo("answer"));
     Open(provider, PathTo("die"));
-    EXPECT_NE(Open(provider, PathTo("answer")).id, document.id) << "in the next worker, too";
+    EXPECT_FALSE(Save(provider, other, PathTo("die")));
+    EXPECT_TRUE(Save(provider, document, PathTo("answer")));
+    EXPECT_NE(Open(provider, PathTo("answer")).id, other.id) << "in the next worker, too";
+}
+
+TEST_F(WorkerPdfProviderTest, HasAProcessForEachDocumentThatIsOpen)
+{
+    const DocumentHandle document = Open(provider, PathTo("answer"));
+    Open(provider, PathTo("answer"));
+    EXPECT_EQ(ChildProcesses().size(), 2U);
+    Open(provider, PathTo("fail-with-damaged"));
+    EXPECT_TRUE(Close(provider, document));
+    EXPECT_GE(Open(provider, PathTo("answer")).id, 0) << "after the others have been released";
+    EXPECT_EQ(ChildProcesses().size(), 2U);
 }
 
 TEST_F(WorkerPdfProviderTest, ServesManyThreads)
@@ -402,7 +416,7 @@ TEST_F(WorkerPdfProviderTest, ServesManyThreads)
 
 TEST_F(WorkerPdfProviderTest, MayBeDestroyedOnAnotherThread)
 {
-    auto other = std::make_unique<WorkerPdfProvider>(ScriptedWorker());
+    auto other = std::make_unique<WorkerPdfProvider>(WorkerSettings{ScriptedWorker()});
     EXPECT_GE(Open(*other, PathTo("answer")).id, 0);
     auto silent = other->OpenDocument(PathTo("fall-silent"), {});
     std::thread([other = std::move(other)] {}).join();
@@ -411,7 +425,7 @@ TEST_F(WorkerPdfProviderTest, MayBeDestroyedOnAnotherThread)
 
 TEST(WorkerPdfProviderShutdownTest, AnswersABlockedOpenAtOnce)
 {
-    WorkerPdfProvider provider(ScriptedWorker());
+    WorkerPdfProvider provider({ScriptedWorker()});
     auto opened = provider.OpenDocument(PathTo("ignore-sigterm"), {});
     std::thread other([&provider] { provider.Shutdown(); });
     EXPECT_EQ(Get(std::move(opened)).id, -1);
@@ -421,23 +435,23 @@ TEST(WorkerPdfProviderShutdownTest, AnswersABlockedOpenAtOnce)
 
 TEST(WorkerPdfProviderShutdownTest, AnswersABlockedSaveAndAllBehindItAtOnce)
 {
-    WorkerPdfProvider provider(ScriptedWorker());
+    WorkerPdfProvider provider({ScriptedWorker()});
     const DocumentHandle document = Open(provider, PathTo("answer"));
     auto saved = provider.SaveDocument(document, PathTo("fall-silent"));
-    auto opened = provider.OpenDocument(PathTo("answer"), {});
+    auto opened = provider.OpenDocument(PathTo("ignore-sigterm"), {});
     auto closed = provider.CloseDocument(document);
     std::thread other([&provider] { provider.Shutdown(); });
     EXPECT_FALSE(Get(std::move(saved)));
     EXPECT_EQ(Get(std::move(opened)).id, -1);
     EXPECT_FALSE(Get(std::move(closed)));
     EXPECT_EQ(provider.WhySaveFailed(PathTo("fall-silent")), SaveFailure::WorkerFailed);
-    EXPECT_EQ(provider.WhyOpenFailed(PathTo("answer")), OpenFailure::WorkerFailed);
+    EXPECT_EQ(provider.WhyOpenFailed(PathTo("ignore-sigterm")), OpenFailure::WorkerFailed);
     other.join();
 }
 
 TEST(WorkerPdfProviderShutdownTest, IsForGood)
 {
-    WorkerPdfProvider provider(ScriptedWorker());
+    WorkerPdfProvider provider({ScriptedWorker()});
     const DocumentHandle document = Open(provider, PathTo("answer"));
     provider.Shutdown();
     provider.Shutdown();
@@ -451,7 +465,7 @@ TEST(WorkerPdfProviderShutdownTest, IsForGood)
 
 TEST(WorkerPdfProviderShutdownTest, StandsBeforeTheFirstOperation)
 {
-    WorkerPdfProvider provider(ScriptedWorker());
+    WorkerPdfProvider provider({ScriptedWorker()});
     provider.Shutdown();
     EXPECT_EQ(Open(provider, PathTo("answer")).id, -1);
     EXPECT_TRUE(ChildProcesses().empty());
@@ -460,7 +474,7 @@ TEST(WorkerPdfProviderShutdownTest, StandsBeforeTheFirstOperation)
 TEST(WorkerPdfProviderShutdownTest, MeetsOperationsOfOtherThreads)
 {
     for (int round = 0; round < 20; ++round) {
-        WorkerPdfProvider provider(ScriptedWorker());
+        WorkerPdfProvider provider({ScriptedWorker()});
         std::vector<std::thread> threads;
         for (int number = 0; number < 4; ++number) {
             threads.emplace_back([&provider] {
@@ -483,7 +497,7 @@ TEST(WorkerPdfProviderDestructorTest, AnswersWhatIsOpen)
     std::future<bool> saved;
     std::future<bool> closed;
     {
-        WorkerPdfProvider provider(ScriptedWorker());
+        WorkerPdfProvider provider({ScriptedWorker()});
         const DocumentHandle document = Open(provider, PathTo("answer"));
         silent = provider.OpenDocument(PathTo("fall-silent"), {});
         opened = provider.OpenDocument(PathTo("answer"), {});
@@ -502,7 +516,7 @@ TEST(WorkerPdfProviderDestructorTest, DoesNotLockHoweverSoonItComes)
     for (int round = 0; round < 300; ++round) {
         std::future<DocumentHandle> opened;
         {
-            WorkerPdfProvider provider(ScriptedWorker());
+            WorkerPdfProvider provider({ScriptedWorker()});
             if (round % 3 > 0)
                 opened = provider.OpenDocument(PathTo("answer"), {});
             if (round % 3 > 1)
@@ -516,10 +530,10 @@ TEST(WorkerPdfProviderDestructorTest, DoesNotLockHoweverSoonItComes)
 
 TEST(WorkerPdfProviderDestructorTest, LeavesNoProcessAndNoDescriptorBehind)
 {
-    Open(*std::make_unique<WorkerPdfProvider>(ScriptedWorker()), PathTo("answer"));
+    Open(*std::make_unique<WorkerPdfProvider>(WorkerSettings{ScriptedWorker()}), PathTo("answer"));
     const int descriptors = CountOpenDescriptors();
     for (int round = 0; round < 20; ++round) {
-        WorkerPdfProvider other(ScriptedWorker());
+        WorkerPdfProvider other({ScriptedWorker()});
         Open(other, PathTo("answer"));
         Open(other, PathTo("die"));
         other.OpenDocument(PathTo("ignore-sigterm"), {});
@@ -537,7 +551,7 @@ TEST_F(WorkerPdfProviderTest, KeepsPasswordsOutOfTheProcessTableAndTheLog)
     Save(provider, document, PathTo("fail-with-cannot-write"));
     for (const char* what : {"fail-with-wrong-password", "no-json", "complain", "die"})
         Open(provider, PathTo(what), password);
-    WorkerPdfProvider missing("/missing/program");
+    WorkerPdfProvider missing({"/missing/program"});
     Open(missing, PathTo("answer"), password);
     auto silent = provider.OpenDocument(PathTo("fall-silent"), password);
     provider.Shutdown();
@@ -584,7 +598,7 @@ public:
     }
 
     const QTemporaryDir folder;
-    WorkerPdfProvider provider{REAL_WORKER};
+    WorkerPdfProvider provider{{REAL_WORKER}};
 };
 
 using namespace TestKit; // the macro needs more of it than the suite
@@ -697,7 +711,7 @@ TEST_F(WorkerPdfProviderRealTest, NeverReplacesAFile)
 
 TEST_F(WorkerPdfProviderRealTest, TellsThatADocumentNeedsMoreMemoryThanTheWorkerHas)
 {
-    WorkerPdfProvider poor(REAL_WORKER, longTime, 256);
+    WorkerPdfProvider poor({REAL_WORKER, longTime, 256});
     QFile large(folder.filePath("large.pdf"));
     ASSERT_TRUE(large.open(QFile::WriteOnly) && large.resize(qint64(1) << 30)); // in holes
     EXPECT_EQ(Open(poor, InFolder("large.pdf")).id, -1);

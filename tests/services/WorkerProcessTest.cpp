@@ -2,6 +2,7 @@
 
 #include "WorkerTestTools.h"
 
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -57,13 +58,13 @@ struct Answers
 
 TEST(WorkerProcessTest, StartsNoProcessBeforeTheFirstRequest)
 {
-    const WorkerProcess worker(ScriptedWorker());
+    const WorkerProcess worker({ScriptedWorker()});
     EXPECT_TRUE(ChildProcesses().empty());
 }
 
 TEST(WorkerProcessTest, AddsAnIdAndHandsTheAnswerOver)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     const QJsonObject answer = AskAndWait(worker, {{"op", "convert"}, {"page", 3}});
     const QJsonObject request = answer["request"].toObject();
     EXPECT_TRUE(answer["ok"].toBool());
@@ -72,27 +73,62 @@ TEST(WorkerProcessTest, AddsAnIdAndHandsTheAnswerOver)
     EXPECT_EQ(request["page"].toInt(), 3);
 }
 
-TEST(WorkerProcessTest, HandsTheMemoryLimitToTheProgram)
+TEST(WorkerProcessTest, HandsItsLimitsToTheProgram)
 {
     const auto arguments = [](WorkerProcess& worker) {
         const QString line = AskAndWait(worker, {})["cmdline"].toString();
         return line.mid(line.indexOf(" --") + 1).trimmed();
     };
-    WorkerProcess usual(ScriptedWorker());
-    EXPECT_EQ(arguments(usual), "--memory-limit 4096");
-    WorkerProcess poor(ScriptedWorker(), longDeadline, 512);
-    EXPECT_EQ(arguments(poor), "--memory-limit 512");
+    WorkerProcess usual({ScriptedWorker()});
+    EXPECT_EQ(arguments(usual), "--memory-limit 1024 --time-limit 600");
+    WorkerProcess poor({ScriptedWorker(), 61'001ms, 512, "/a folder"});
+    EXPECT_EQ(arguments(poor), "--memory-limit 512 --time-limit 62 --folder /a folder");
+}
+
+/** Asks to do something with a file: the process that answers. */
+int ProcessFor(WorkerProcess& worker, const QString& op, const QString& file)
+{
+    const QJsonObject answer = AskAndWait(worker, {{"op", op}, {"file", file}});
+    EXPECT_TRUE(answer["ok"].toBool());
+    return answer["pid"].toInt();
+}
+
+TEST(WorkerProcessTest, AsksANewProcessToLookAtAnotherFile)
+{
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
+    const int none = ProcessFor(worker, "close", {});
+    const int first = ProcessFor(worker, "open", "/nowhere/1");
+    EXPECT_EQ(first, none) << "which has looked at nothing";
+    EXPECT_EQ(ProcessFor(worker, "convert", "/nowhere/1"), first);
+    EXPECT_EQ(ProcessFor(worker, "save", "/nowhere/copy"), first) << "a file to write";
+    const int second = ProcessFor(worker, "convert", "/nowhere/2");
+    EXPECT_NE(second, first);
+    EXPECT_NE(ProcessFor(worker, "open", "/nowhere/1"), second);
+    EXPECT_EQ(ChildProcesses().size(), 1U);
+}
+
+TEST(WorkerProcessTest, AsksANewProcessToLookAtAFileThatHasTakenTheOldOnesPlace)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("answer");
+    ASSERT_TRUE(QFile(path).open(QFile::WriteOnly));
+    ASSERT_TRUE(QFile(folder.filePath("other")).open(QFile::WriteOnly));
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
+    const int first = ProcessFor(worker, "convert", path);
+    EXPECT_EQ(ProcessFor(worker, "convert", path), first);
+    ASSERT_EQ(std::rename(qPrintable(folder.filePath("other")), qPrintable(path)), 0);
+    EXPECT_NE(ProcessFor(worker, "convert", path), first);
 }
 
 TEST(WorkerProcessTest, HandsAFailureOfTheWorkersOwnOver)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     EXPECT_EQ(Reason(AskAndWait(worker, Do("fail-with-no-such-page"))), "no-such-page");
 }
 
 TEST(WorkerProcessTest, AnswersManyRequestsInTheOrderInWhichTheyWereAsked)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     Answers answers;
     QStringList expected;
     for (int number = 0; number < 200; ++number) {
@@ -106,7 +142,7 @@ TEST(WorkerProcessTest, AnswersManyRequestsInTheOrderInWhichTheyWereAsked)
 
 TEST(WorkerProcessTest, CarriesEveryCharacterInOneLine)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     const QString text =
         QString::fromUtf8("a\nb\r\n\t\"\\ \u00e9 \u4e2d \xF0\x9F\x98\x80") + QChar(0);
     const QJsonObject answer = AskAndWait(worker, {{"text", text}});
@@ -115,7 +151,7 @@ TEST(WorkerProcessTest, CarriesEveryCharacterInOneLine)
 
 TEST(WorkerProcessTest, CarriesARequestLargerThanAnyPipe)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     const QString text(1 << 20, 'x');
     const QJsonObject answer = AskAndWait(worker, {{"text", text}});
     EXPECT_EQ(answer["request"].toObject()["text"].toString(), text);
@@ -123,13 +159,13 @@ TEST(WorkerProcessTest, CarriesARequestLargerThanAnyPipe)
 
 TEST(WorkerProcessTest, WaitsForAnAnswerThatComesInPieces)
 {
-    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
     EXPECT_TRUE(AskAndWait(worker, Do("answer-slowly"))["ok"].toBool());
 }
 
 TEST(WorkerProcessTest, GivesEveryRequestADeadlineOfItsOwn)
 {
-    WorkerProcess worker(ScriptedWorker(), 2s);
+    WorkerProcess worker({ScriptedWorker(), 2s});
     Answers answers;
     for (int number = 0; number < 12; ++number)
         worker.Ask(Do("answer-slowly"), answers.For(QString::number(number)));
@@ -141,14 +177,14 @@ TEST(WorkerProcessTest, GivesEveryRequestADeadlineOfItsOwn)
 TEST(WorkerProcessTest, IsNotHeldUpByAWorkerThatComplains)
 {
     const MessageCapture log;
-    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
     EXPECT_TRUE(AskAndWait(worker, Do("complain"))["ok"].toBool());
     EXPECT_TRUE(WaitUntil([&log] { return log.Text().find("eeee") != std::string::npos; }));
 }
 
 TEST(WorkerProcessTest, IsNotHeldUpByChildrenThatTheWorkerLeavesBehind)
 {
-    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
     EXPECT_TRUE(AskAndWait(worker, Do("fork-noise"))["ok"].toBool());
     EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
     EXPECT_EQ(Reason(AskAndWait(worker, Do("fork-noise-and-die"))), "died");
@@ -172,6 +208,7 @@ const Misbehaviour misbehaviours[] = {{"die", "died"},
                                       {"half-an-answer-and-die", "died"},
                                       {"fork-noise-and-die", "died"},
                                       {"run-out-of-memory", "out-of-memory"},
+                                      {"run-out-of-time", "timed-out"},
                                       {"no-json", "rubbish"},
                                       {"empty-line", "rubbish"},
                                       {"array", "rubbish"},
@@ -200,7 +237,7 @@ INSTANTIATE_TEST_SUITE_P(WorkerProcessTest, WorkerMisbehaves, testing::ValuesIn(
 TEST_P(WorkerMisbehaves, AnswersThatRequestOnceWithTheReasonAndTheNextOnesByANewProcess)
 {
     const MessageCapture log;
-    WorkerProcess worker(ScriptedWorker(), GetParam().deadline);
+    WorkerProcess worker({ScriptedWorker(), GetParam().deadline});
     Answers answers;
     worker.Ask({}, answers.For("before"));
     worker.Ask(Do(GetParam().what), answers.For("misbehaving"));
@@ -221,7 +258,7 @@ TEST_P(WorkerMisbehaves, AnswersThatRequestOnceWithTheReasonAndTheNextOnesByANew
 
 TEST_P(WorkerMisbehaves, AnswersRequestsThatWereWaitingBehindIt)
 {
-    WorkerProcess worker(ScriptedWorker(), GetParam().deadline);
+    WorkerProcess worker({ScriptedWorker(), GetParam().deadline});
     Answers answers;
     worker.Ask(Do(GetParam().what), answers.For("misbehaving"));
     worker.Ask({}, answers.For("waiting"));
@@ -232,7 +269,8 @@ TEST_P(WorkerMisbehaves, AnswersRequestsThatWereWaitingBehindIt)
 
 TEST_P(WorkerMisbehaves, LetsTheReceiverDestroyTheWorkerProcess)
 {
-    auto worker = std::make_unique<WorkerProcess>(ScriptedWorker(), GetParam().deadline);
+    auto worker =
+        std::make_unique<WorkerProcess>(WorkerSettings{ScriptedWorker(), GetParam().deadline});
     Answers answers;
     worker->Ask(Do(GetParam().what), [&worker, &answers](const QJsonObject& answer) {
         worker.reset();
@@ -247,7 +285,7 @@ TEST_P(WorkerMisbehaves, LetsTheReceiverDestroyTheWorkerProcess)
 
 TEST(WorkerProcessTest, TakesASecondAnswerForRubbish)
 {
-    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
     Answers answers;
     worker.Ask(Do("two-answers"), answers.For("first"));
     worker.Ask({}, answers.For("second"));
@@ -261,7 +299,7 @@ TEST(WorkerProcessTest, TakesASecondAnswerForRubbish)
 
 TEST(WorkerProcessTest, EndsAWorkerThatTalksUnasked)
 {
-    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
     const QJsonObject first = AskAndWait(worker, Do("two-answers"));
     ASSERT_TRUE(WaitUntil([] { return ChildProcesses().empty(); }));
     const QJsonObject second = AskAndWait(worker, {});
@@ -271,7 +309,7 @@ TEST(WorkerProcessTest, EndsAWorkerThatTalksUnasked)
 
 TEST(WorkerProcessTest, AnswersTheLastWordsOfAWorkerThatDiesOfThem)
 {
-    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
     for (int number = 0; number < 20; ++number) {
         EXPECT_TRUE(AskAndWait(worker, Do("answer-and-die"))["ok"].toBool());
         ASSERT_TRUE(WaitUntil([] { return ChildProcesses().empty(); }));
@@ -289,7 +327,7 @@ void WaitForDeathOfAllChildren()
 
 TEST(WorkerProcessTest, AsksANewProcessAfterTheOldOneHasDiedUnnoticed)
 {
-    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
     ASSERT_TRUE(AskAndWait(worker, Do("answer-and-die"))["ok"].toBool());
     WaitForDeathOfAllChildren();
     EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
@@ -298,7 +336,7 @@ TEST(WorkerProcessTest, AsksANewProcessAfterTheOldOneHasDiedUnnoticed)
 TEST(WorkerProcessTest, AsksANewProcessAfterTheOldOneHasDiedOfItsAnswer)
 {
     const QTemporaryDir folder;
-    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
     Answers answers;
     worker.Ask({{"do", "answer-and-die"}, {"meet", folder.path()}}, answers.For("last words"));
     worker.Ask({}, answers.For("next"));
@@ -312,7 +350,7 @@ TEST(WorkerProcessTest, AsksANewProcessAfterTheOldOneHasDiedOfItsAnswer)
 
 TEST(WorkerProcessTest, AnswersARequestThatMeetsADyingWorker)
 {
-    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
     for (int number = 0; number < 20; ++number) {
         Answers answers;
         worker.Ask(Do("answer-and-die"), answers.For("first"));
@@ -329,7 +367,7 @@ TEST(WorkerProcessTest, AnswersARequestThatMeetsADyingWorker)
 
 TEST(WorkerProcessTest, AnswersARequestToAWorkerThatStoppedListening)
 {
-    WorkerProcess worker(ScriptedWorker(), shortDeadline);
+    WorkerProcess worker({ScriptedWorker(), shortDeadline});
     EXPECT_TRUE(AskAndWait(worker, Do("close-input"))["ok"].toBool());
     EXPECT_EQ(Reason(AskAndWait(worker, {})), "timed-out");
     EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
@@ -340,7 +378,7 @@ class WorkerProgramIsUnusable : public testing::Test
 protected:
     void ExpectNotStarted(const QString& program)
     {
-        WorkerProcess worker(program);
+        WorkerProcess worker({program});
         bool asking = true;
         Answers answers;
         const auto receiver = [&](const QJsonObject& answer) {
@@ -397,7 +435,7 @@ TEST_F(WorkerProgramIsUnusable, BecauseNoneWasFound)
 
 TEST(WorkerProcessReceiverTest, MayAskAgain)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     Answers answers;
     worker.Ask({}, [&](const QJsonObject& answer) {
         worker.Ask({}, answers.For("inner"));
@@ -411,7 +449,7 @@ TEST(WorkerProcessReceiverTest, MayAskAgain)
 
 TEST(WorkerProcessReceiverTest, MayDestroyTheWorkerProcess)
 {
-    auto worker = std::make_unique<WorkerProcess>(ScriptedWorker());
+    auto worker = std::make_unique<WorkerProcess>(WorkerSettings{ScriptedWorker()});
     Answers answers;
     worker->Ask({}, [&](const QJsonObject& answer) {
         worker.reset();
@@ -426,7 +464,7 @@ TEST(WorkerProcessReceiverTest, MayDestroyTheWorkerProcess)
 
 TEST(WorkerProcessReceiverTest, MayDestroyTheWorkerProcessWhoseProgramIsMissing)
 {
-    auto worker = std::make_unique<WorkerProcess>("/missing/program");
+    auto worker = std::make_unique<WorkerProcess>(WorkerSettings{"/missing/program"});
     Answers answers;
     worker->Ask({}, [&](const QJsonObject& answer) {
         worker.reset();
@@ -438,7 +476,7 @@ TEST(WorkerProcessReceiverTest, MayDestroyTheWorkerProcessWhoseProgramIsMissing)
 
 TEST(WorkerProcessReceiverTest, MayEndTheWorkerProcess)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     Answers answers;
     worker.Ask({}, [&](const QJsonObject& answer) {
         worker.End();
@@ -452,7 +490,7 @@ TEST(WorkerProcessReceiverTest, MayEndTheWorkerProcess)
 
 TEST(WorkerProcessReceiverTest, MayRunAnEventLoopAndWaitForAFurtherAnswer)
 {
-    WorkerProcess worker(ScriptedWorker(), longDeadline);
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
     Answers answers;
     worker.Ask({}, [&](const QJsonObject& answer) {
         EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
@@ -465,7 +503,7 @@ TEST(WorkerProcessReceiverTest, MayRunAnEventLoopAndWaitForAFurtherAnswer)
 
 TEST(WorkerProcessEndTest, AnswersEveryOpenRequestBeforeItReturns)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     ASSERT_TRUE(AskAndWait(worker, {})["ok"].toBool());
     Answers answers;
     for (const char* name : {"running", "waiting", "last"})
@@ -479,7 +517,7 @@ TEST(WorkerProcessEndTest, AnswersEveryOpenRequestBeforeItReturns)
 
 TEST(WorkerProcessEndTest, AnswersARequestWhoseProcessHasHardlyStarted)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     Answers answers;
     worker.Ask({}, answers.For("request"));
     worker.End();
@@ -492,7 +530,7 @@ TEST(WorkerProcessEndTest, AnswersARequestWhoseProcessHasHardlyStarted)
 
 TEST(WorkerProcessEndTest, AnswersOnceWhereTheProcessCouldNotStart)
 {
-    WorkerProcess worker("/missing/program");
+    WorkerProcess worker({"/missing/program"});
     Answers answers;
     worker.Ask({}, answers.For("request"));
     worker.End();
@@ -504,7 +542,7 @@ TEST(WorkerProcessEndTest, AnswersOnceWhereTheProcessCouldNotStart)
 
 TEST(WorkerProcessEndTest, IsNothingWhereNothingRuns)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     worker.End();
     worker.End();
     EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
@@ -512,7 +550,7 @@ TEST(WorkerProcessEndTest, IsNothingWhereNothingRuns)
 
 TEST(WorkerProcessEndTest, LetsALaterRequestStartTheProcessAgain)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     const QJsonObject before = AskAndWait(worker, {});
     worker.End();
     const QJsonObject after = AskAndWait(worker, {});
@@ -522,7 +560,7 @@ TEST(WorkerProcessEndTest, LetsALaterRequestStartTheProcessAgain)
 
 TEST(WorkerProcessEndTest, LetsAReceiverAskAgain)
 {
-    WorkerProcess worker(ScriptedWorker());
+    WorkerProcess worker({ScriptedWorker()});
     Answers answers;
     worker.Ask(Do("fall-silent"), [&](const QJsonObject& answer) {
         worker.Ask({}, answers.For("again"));
@@ -537,7 +575,7 @@ TEST(WorkerProcessEndTest, LetsAReceiverAskAgain)
 
 TEST(WorkerProcessEndTest, LetsAReceiverDestroyTheWorkerProcess)
 {
-    auto worker = std::make_unique<WorkerProcess>(ScriptedWorker());
+    auto worker = std::make_unique<WorkerProcess>(WorkerSettings{ScriptedWorker()});
     Answers answers;
     worker->Ask({}, [&](const QJsonObject& answer) {
         worker.reset();
@@ -552,7 +590,7 @@ TEST(WorkerProcessDestructorTest, AnswersEveryOpenRequestBeforeItReturns)
 {
     Answers answers;
     {
-        WorkerProcess worker(ScriptedWorker());
+        WorkerProcess worker({ScriptedWorker()});
         worker.Ask(Do("ignore-sigterm"), answers.For("running"));
         worker.Ask({}, answers.For("waiting"));
     }
@@ -565,7 +603,7 @@ TEST(WorkerProcessDestructorTest, AnswersARequestThatAReceiverMakesMeanwhile)
 {
     Answers answers;
     {
-        WorkerProcess worker(ScriptedWorker());
+        WorkerProcess worker({ScriptedWorker()});
         worker.Ask({}, [&](const QJsonObject&) { worker.Ask({}, answers.For("again")); });
     }
     EXPECT_EQ(answers.names, QStringList("again"));
@@ -575,16 +613,16 @@ TEST(WorkerProcessDestructorTest, AnswersARequestThatAReceiverMakesMeanwhile)
 
 TEST(WorkerProcessDestructorTest, LeavesNoProcessAndNoDescriptorBehindAfterManyRestarts)
 {
-    AskAndWait(*std::make_unique<WorkerProcess>(ScriptedWorker()), {});
+    AskAndWait(*std::make_unique<WorkerProcess>(WorkerSettings{ScriptedWorker()}), {});
     const int descriptors = CountOpenDescriptors();
     {
-        WorkerProcess worker(ScriptedWorker());
+        WorkerProcess worker({ScriptedWorker()});
         for (int round = 0; round < 20; ++round) {
             AskAndWait(worker, {});
             worker.End();
             AskAndWait(worker, Do("die"));
             AskAndWait(worker, Do("no-json"));
-            WorkerProcess missing("/missing/program");
+            WorkerProcess missing({"/missing/program"});
             AskAndWait(missing, {});
         }
         EXPECT_TRUE(ChildProcesses().empty());

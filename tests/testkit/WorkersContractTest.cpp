@@ -64,7 +64,7 @@ public:
 
     std::shared_ptr<AbstractConverter> MakeConverter() override
     {
-        return std::make_shared<WorkerConverter>(WORKER);
+        return std::make_shared<WorkerConverter>(WorkerSettings{WORKER});
     }
 
     Task SucceedingTask() override { return TaskOfPage(1); }
@@ -89,7 +89,7 @@ public:
         std::vector<std::shared_ptr<AbstractConverter>> chains;
         for (int i = 0; i < 2; ++i)
             chains.push_back(std::make_shared<TempFileWrapper>(
-                names, std::make_shared<WorkerConverter>(WORKER), files));
+                names, std::make_shared<WorkerConverter>(WorkerSettings{WORKER}), files));
         return std::make_shared<PageFanOut>(chains);
     }
 
@@ -123,9 +123,9 @@ public:
 
     std::shared_ptr<AbstractConverter> MakeConverter() override
     {
-        return std::make_shared<UnencryptDocWrapper>(names, PageFanOutTest::MakeConverter(),
-                                                     std::make_shared<WorkerPdfProvider>(WORKER),
-                                                     files);
+        return std::make_shared<UnencryptDocWrapper>(
+            names, PageFanOutTest::MakeConverter(),
+            std::make_shared<WorkerPdfProvider>(WorkerSettings{WORKER}), files);
     }
 
 protected:

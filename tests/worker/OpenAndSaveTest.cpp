@@ -408,7 +408,7 @@ TEST_F(SaveTest, MakesCopiesForTheOwnerAloneAndResultsByTheUmask)
     generous.Ask({{"id", 2}, {"op", "save"}, {"document", 1}, {"file", Path("copy.pdf")}});
     generous.Ask({{"id", 3},
                   {"op", "convert"},
-                  {"file", Path("copy.pdf")},
+                  {"file", Path("sample-5.pdf")},
                   {"output", Path("result.txt")},
                   {"format", "txt"}});
     EXPECT_EQ(Mode(Path("copy.pdf")), 0600u);

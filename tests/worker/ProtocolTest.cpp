@@ -3,6 +3,7 @@
 #include "WorkerFixture.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -123,7 +124,13 @@ TEST_F(ProtocolTest, TakesNoOtherArgument)
                                    {"--memory-limit", "4G"},
                                    {"--memory-limit", "4294967297"},
                                    {"--memory-limit", "4096", "file"},
-                                   {"--memory", "4096"}};
+                                   {"--memory", "4096"},
+                                   {"--time-limit", "0"},
+                                   {"--time-limit", "1.5"},
+                                   {"--folder"},
+                                   {"--folder", ""},
+                                   {"--folder", "relative"},
+                                   {"--memory-limit", "512", "--version"}};
     for (const QStringList& arguments : wrong) {
         QProcess process;
         process.start(WORKER, arguments);
@@ -204,6 +211,23 @@ TEST_F(ProtocolTest, HoldsNoDocumentThatDidNotOpen)
     EXPECT_EQ(Outcome(Open(Path("missing.pdf"))), "unreadable");
     EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "no-such-document");
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
+}
+
+TEST_F(ProtocolTest, LooksAtOneFileOnly)
+{
+    const QString sample = Sample();
+    const QString other = Sample(2);
+    const auto open = [this](const QString& file, int document) {
+        return Outcome(
+            worker.Ask({{"id", 1}, {"op", "open"}, {"document", document}, {"file", file}}));
+    };
+    EXPECT_EQ(open("relative.pdf", 1), "bad-request") << "which is none";
+    EXPECT_EQ(open(sample, 1), "ok");
+    EXPECT_EQ(open(other, 2), "bad-request");
+    EXPECT_EQ(open(Path("../") + QFileInfo(folder.path()).fileName() + "/sample-1.pdf", 2),
+              "bad-request")
+        << "by another name";
+    EXPECT_EQ(open(sample, 2), "ok");
 }
 
 TEST_F(ProtocolTest, RefusesMembersOfTheWrongKind)

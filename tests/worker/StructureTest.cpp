@@ -138,7 +138,7 @@ TEST_F(StructureTest, IsReadFromFilesLargerThanHalfOfTheMemory)
 {
     QByteArray bytes = TwoPages().Bytes();
     const int table = bytes.indexOf("xref");
-    constexpr qint64 size = qint64(2'500) * 1024 * 1024;
+    constexpr qint64 size = qint64(600) * 1024 * 1024;
     QFile file(Path("large.pdf"));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     bytes.replace(bytes.lastIndexOf("startxref"), bytes.size(),

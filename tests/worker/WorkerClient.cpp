@@ -4,6 +4,8 @@
 #include <QJsonDocument>
 #include <QRegularExpression>
 
+#include <unistd.h>
+
 namespace Korvel::Worker {
 
 namespace {
@@ -12,7 +14,12 @@ constexpr int patience = 60'000;
 
 } // namespace
 
-WorkerClient::WorkerClient(const QString& preparation)
+WorkerClient::WorkerClient(const QString& preparation) : preparation(preparation)
+{
+    Start();
+}
+
+void WorkerClient::Start()
 {
     process.start(QStringLiteral("/bin/sh"),
                   {QStringLiteral("-c"), preparation + QStringLiteral("; exec \"$0\" \"$@\""),
@@ -23,6 +30,12 @@ WorkerClient::WorkerClient(const QString& preparation)
 WorkerClient::~WorkerClient()
 {
     Finish();
+}
+
+void WorkerClient::Restart()
+{
+    Finish();
+    Start();
 }
 
 void WorkerClient::Send(const QByteArray& line)
@@ -69,6 +82,17 @@ qint64 WorkerClient::PeakMemory() const
     status.open(QIODevice::ReadOnly);
     const QRegularExpression peak(QStringLiteral("VmHWM:\\s*(\\d+) kB"));
     return peak.match(QString::fromLatin1(status.readAll())).captured(1).toLongLong() * 1024;
+}
+
+double WorkerClient::ProcessorTime() const
+{
+    QFile file(QStringLiteral("/proc/%1/stat").arg(ProcessId()));
+    file.open(QIODevice::ReadOnly);
+    const QString state = QString::fromLatin1(file.readAll()).section(QStringLiteral(") "), 1);
+    const auto ticks = [&state](int field) {
+        return state.section(' ', field, field).toDouble();
+    };
+    return (ticks(11) + ticks(12)) / double(::sysconf(_SC_CLK_TCK));
 }
 
 } // namespace Korvel::Worker

@@ -18,6 +18,9 @@ public:
     explicit WorkerClient(const QString& preparation = QStringLiteral(":"));
     ~WorkerClient();
 
+    /** Ends the worker, and starts it anew. */
+    void Restart();
+
     /** Sends bytes as they are, a line feed after them. */
     void Send(const QByteArray& line);
     void Send(const QJsonObject& request);
@@ -39,7 +42,13 @@ public:
     /** The most memory that it has held so far, in bytes. */
     qint64 PeakMemory() const;
 
+    /** The CPU time that it has used, in seconds. */
+    double ProcessorTime() const;
+
 private:
+    void Start();
+
+    const QString preparation;
     QProcess process;
 };
 

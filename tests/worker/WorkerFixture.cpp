@@ -4,6 +4,8 @@
 
 #include <QFile>
 
+#include <sys/stat.h>
+
 namespace Korvel::Worker {
 
 QString WorkerFixture::WriteFile(const QString& name, const QByteArray& content) const
@@ -21,8 +23,19 @@ QString WorkerFixture::Sample(int pages) const
     return path;
 }
 
+void WorkerFixture::TakeUp(const QString& file)
+{
+    struct stat status = {};
+    ::stat(file.toUtf8().constData(), &status);
+    const std::string wanted = std::to_string(status.st_ino) + ' ' + file.toStdString();
+    if (!fileInHand.empty() && fileInHand != wanted)
+        worker.Restart();
+    fileInHand = wanted;
+}
+
 QJsonObject WorkerFixture::Open(const QString& file, const QByteArray& password, int document)
 {
+    TakeUp(file);
     return worker.Ask({{"id", ++lastId},
                        {"op", "open"},
                        {"document", document},
@@ -38,6 +51,7 @@ QJsonObject WorkerFixture::Save(const QString& file, int document)
 QJsonObject WorkerFixture::Convert(const QString& file, const QString& output,
                                    const QString& format, const QJsonObject& further)
 {
+    TakeUp(file);
     QJsonObject request = further;
     request["id"] = ++lastId;
     request["op"] = "convert";

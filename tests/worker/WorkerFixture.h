@@ -20,7 +20,8 @@ protected:
     /** A document to read; its path. */
     QString Sample(int pages = 1) const;
 
-    /** The answer to "open"; the document is held under `document` when it succeeds. */
+    /** The answer to "open", to a new worker unless this one has that file in hand; the document is
+     * held under `document` when it succeeds. */
     QJsonObject Open(const QString& file, const QByteArray& password = {}, int document = 1);
 
     QJsonObject Save(const QString& file, int document = 1);
@@ -29,9 +30,13 @@ protected:
     QJsonObject Convert(const QString& file, const QString& output, const QString& format,
                         const QJsonObject& further = {});
 
+    /** A process looks at one file alone: makes sure of one that can look at this one. */
+    void TakeUp(const QString& file);
+
     QTemporaryDir folder;
-    WorkerClient worker;
+    WorkerClient worker{"set -- --folder '" + folder.path() + "'"};
     int lastId = 0;
+    std::string fileInHand;
 };
 
 /** "ok", or the reason why not, or "nothing" for no answer at all. */

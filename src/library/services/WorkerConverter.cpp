@@ -121,10 +121,7 @@ AbstractConverter::ErrorType ToErrorType(const QString& reason)
 
 } // namespace
 
-WorkerConverter::WorkerConverter(const QString& workerProgram, std::chrono::milliseconds deadline,
-                                 int memoryLimit)
-    : program(workerProgram.isEmpty() ? WorkerProcess::FindProgram() : workerProgram),
-      worker(program, deadline, memoryLimit)
+WorkerConverter::WorkerConverter(const WorkerSettings& settings) : worker(settings)
 {
     worker.setParent(this); // so that it moves to another thread with the converter
 }
@@ -185,7 +182,7 @@ std::map<QString, QStringList> WorkerConverter::GetSupportedFormats() const
 
 bool WorkerConverter::DoesServiceAvailable()
 {
-    const QFileInfo file(program);
+    const QFileInfo file(worker.Program());
     return file.isFile() && file.isExecutable();
 }
 

@@ -4,8 +4,6 @@
 #include "ConverterServicesExport.h"
 #include "WorkerProcess.h"
 
-#include <chrono>
-
 namespace Korvel::PDF::Converter {
 
 /**
@@ -40,10 +38,7 @@ class CONVERTERSERVICES_EXPORT WorkerConverter : public AbstractConverter
     Q_OBJECT
 
 public:
-    /** The arguments of WorkerProcess. */
-    explicit WorkerConverter(const QString& workerProgram = {},
-                             std::chrono::milliseconds deadline = WorkerProcess::defaultDeadline,
-                             int memoryLimit = WorkerProcess::defaultMemoryLimit);
+    explicit WorkerConverter(const WorkerSettings& settings = {});
 
     /** Ends the worker; tasks in hand end without a signal. */
     ~WorkerConverter() override;
@@ -72,7 +67,6 @@ private:
 
     void EmitOutcome(const QString& source, const QString& result, const QJsonObject& answer);
 
-    const QString program;
     WorkerProcess worker;
 };
 

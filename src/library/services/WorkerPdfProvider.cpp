@@ -128,12 +128,35 @@ QString PathInRequest(const ioPath& file)
 
 struct WorkerPdfProvider::Impl
 {
-    Impl(const QString& workerProgram, std::chrono::milliseconds deadline, int memoryLimit)
-        : worker(new WorkerProcess(workerProgram, deadline, memoryLimit))
+    /** The processes by the documents that they hold. Lives on the provider's thread. */
+    struct Workers : QObject
+    {
+        ~Workers() override { EndAll(); }
+
+        void Ask(qint64 document, const QJsonObject& request,
+                 const WorkerProcess::Receiver& receiver)
+        {
+            const auto worker = byDocument.find(document);
+            if (worker == byDocument.end())
+                receiver({});
+            else
+                worker->second->Ask(request, receiver);
+        }
+
+        /** Ends the process. A receiver of the process's own may call it. */
+        void Release(qint64 document) { byDocument.extract(document); }
+
+        /** Takes them out first, as receivers release what they were asked about. */
+        void EndAll() { std::exchange(byDocument, {}); }
+
+        std::map<qint64, std::unique_ptr<WorkerProcess>> byDocument;
+    };
+
+    explicit Impl(const WorkerSettings& settings) : settings(settings), workers(new Workers)
     {
         thread.setObjectName(QStringLiteral("WorkerPdfProvider"));
-        worker->moveToThread(&thread);
-        QObject::connect(&thread, &QThread::finished, worker, &QObject::deleteLater);
+        workers->moveToThread(&thread);
+        QObject::connect(&thread, &QThread::finished, workers, &QObject::deleteLater);
         thread.start();
     }
 
@@ -144,21 +167,34 @@ struct WorkerPdfProvider::Impl
     }
 
     /**
-     * Asks the worker, on the provider's thread. A request that is dropped on the way, since the
-     * provider is destroyed, drops with it the reply that `receiver` holds, which is an answer,
-     * too.
+     * Runs `function` on the provider's thread. What is dropped on the way, since the provider is
+     * destroyed, drops with it the reply that its receiver holds, which is an answer, too.
      */
-    void Ask(const QJsonObject& request, WorkerProcess::Receiver receiver)
+    template <typename Function>
+    void Later(Function function)
     {
-        QMetaObject::invokeMethod(
-            worker,
-            [this, request, receiver = std::move(receiver)] {
-                if (shutDown)
-                    receiver({});
-                else
-                    worker->Ask(request, receiver);
-            },
-            Qt::QueuedConnection);
+        QMetaObject::invokeMethod(workers, std::move(function), Qt::QueuedConnection);
+    }
+
+    /** The process lives as long as the document is open. */
+    void AskToOpen(qint64 document, const QJsonObject& request, WorkerProcess::Receiver receiver)
+    {
+        Later([this, document, request, receiver = std::move(receiver)] {
+            if (!shutDown)
+                workers->byDocument[document] = std::make_unique<WorkerProcess>(settings);
+            workers->Ask(document, request, [this, document, receiver](const QJsonObject& answer) {
+                receiver(answer);
+                if (!answer[QStringLiteral("ok")].toBool())
+                    workers->Release(document);
+            });
+        });
+    }
+
+    void Ask(qint64 document, const QJsonObject& request, WorkerProcess::Receiver receiver)
+    {
+        Later([this, document, request, receiver = std::move(receiver)] {
+            workers->Ask(document, request, receiver);
+        });
     }
 
     void KeepOpened(qint64 id, const DocumentInfo& info, const std::string& file)
@@ -203,9 +239,10 @@ struct WorkerPdfProvider::Impl
         std::string file;
     };
 
+    const WorkerSettings settings;
     QThread thread;
-    /** Lives on the thread and is deleted there, when the thread ends. */
-    WorkerProcess* const worker;
+    /** Deleted on the thread, when the thread ends. */
+    Workers* const workers;
     std::atomic<bool> shutDown{false};
     std::atomic<qint64> lastDocument{0};
 
@@ -217,11 +254,7 @@ struct WorkerPdfProvider::Impl
     std::map<std::string, SaveFailure> copyFailures;
 };
 
-WorkerPdfProvider::WorkerPdfProvider(const QString& workerProgram,
-                                     std::chrono::milliseconds deadline, int memoryLimit)
-    : impl(new Impl(workerProgram, deadline, memoryLimit))
-{
-}
+WorkerPdfProvider::WorkerPdfProvider(const WorkerSettings& settings) : impl(new Impl(settings)) {}
 
 WorkerPdfProvider::~WorkerPdfProvider() = default;
 
@@ -239,19 +272,20 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
 
     const qint64 id = ++impl->lastDocument;
     const QByteArray secret = QByteArray::fromStdString(password).toBase64();
-    impl->Ask({{QStringLiteral("op"), QStringLiteral("open")},
-               {QStringLiteral("document"), id},
-               {QStringLiteral("file"), path},
-               {QStringLiteral("password"), QString::fromLatin1(secret)}},
-              [state = impl.get(), reply, id, name](const QJsonObject& answer) {
-                  if (!answer[QStringLiteral("ok")].toBool()) {
-                      state->KeepOpenFailure(
-                          name, ToOpenFailure(answer[QStringLiteral("reason")].toString()));
-                      return;
-                  }
-                  state->KeepOpened(id, ToDocumentInfo(answer), name);
-                  reply->Set({id, 0});
-              });
+    impl->AskToOpen(id,
+                    {{QStringLiteral("op"), QStringLiteral("open")},
+                     {QStringLiteral("document"), id},
+                     {QStringLiteral("file"), path},
+                     {QStringLiteral("password"), QString::fromLatin1(secret)}},
+                    [state = impl.get(), reply, id, name](const QJsonObject& answer) {
+                        if (!answer[QStringLiteral("ok")].toBool()) {
+                            state->KeepOpenFailure(
+                                name, ToOpenFailure(answer[QStringLiteral("reason")].toString()));
+                            return;
+                        }
+                        state->KeepOpened(id, ToDocumentInfo(answer), name);
+                        reply->Set({id, 0});
+                    });
     return opened;
 }
 
@@ -268,7 +302,8 @@ std::future<bool> WorkerPdfProvider::SaveDocument(const DocumentHandle& document
         return saved;
     }
 
-    impl->Ask({{QStringLiteral("op"), QStringLiteral("save")},
+    impl->Ask(document.id,
+              {{QStringLiteral("op"), QStringLiteral("save")},
                {QStringLiteral("document"), qint64(document.id)},
                {QStringLiteral("file"), path}},
               [state = impl.get(), reply, name, source](const QJsonObject& answer) {
@@ -292,10 +327,13 @@ std::future<bool> WorkerPdfProvider::CloseDocument(const DocumentHandle& documen
         const std::lock_guard lock(impl->mutex);
         impl->documents.erase(document.id);
     }
-    impl->Ask(
-        {{QStringLiteral("op"), QStringLiteral("close")},
-         {QStringLiteral("document"), qint64(document.id)}},
-        [reply](const QJsonObject& answer) { reply->Set(answer[QStringLiteral("ok")].toBool()); });
+    impl->Ask(document.id,
+              {{QStringLiteral("op"), QStringLiteral("close")},
+               {QStringLiteral("document"), qint64(document.id)}},
+              [state = impl.get(), reply, id = document.id](const QJsonObject& answer) {
+                  reply->Set(answer[QStringLiteral("ok")].toBool());
+                  state->workers->Release(id);
+              });
     return closed;
 }
 
@@ -332,8 +370,7 @@ SaveFailure WorkerPdfProvider::WhyNotCopied(const ioPath& source) const
 void WorkerPdfProvider::Shutdown()
 {
     impl->shutDown = true;
-    QMetaObject::invokeMethod(
-        impl->worker, [worker = impl->worker] { worker->End(); }, Qt::QueuedConnection);
+    impl->Later([workers = impl->workers] { workers->EndAll(); });
 }
 
 } // namespace Korvel::PDF

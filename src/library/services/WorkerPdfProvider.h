@@ -4,7 +4,6 @@
 #include "IPDFProvider.h"
 #include "WorkerProcess.h"
 
-#include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
@@ -90,11 +89,11 @@ enum class SaveFailure {
 };
 
 /**
- * A PDF service whose documents are held by a worker process.
+ * A PDF service whose documents are held by worker processes, one for each.
  *
- * The worker is asked on a thread of the provider's own, so the futures need nobody's event loop,
- * and none of the operations blocks. When the worker dies, its open documents are lost: saving one
- * of them answers false.
+ * The workers are asked on a thread of the provider's own, so the futures need nobody's event loop,
+ * and none of the operations blocks. When a worker dies, its document is lost: saving it answers
+ * false. The other documents know nothing of it.
  *
  *     auto provider = std::make_shared<WorkerPdfProvider>();
  *     const DocumentHandle document = provider->OpenDocument(file, password).get();
@@ -106,12 +105,9 @@ enum class SaveFailure {
 class CONVERTERSERVICES_EXPORT WorkerPdfProvider : public IPDFProvider
 {
 public:
-    /** The arguments of WorkerProcess. */
-    explicit WorkerPdfProvider(const QString& workerProgram = {},
-                               std::chrono::milliseconds deadline = WorkerProcess::defaultDeadline,
-                               int memoryLimit = WorkerProcess::defaultMemoryLimit);
+    explicit WorkerPdfProvider(const WorkerSettings& settings = {});
 
-    /** Ends the worker; whatever is still open is answered as failed. */
+    /** Ends the workers; whatever is still open is answered as failed. */
     ~WorkerPdfProvider() override;
 
     std::future<DocumentHandle> OpenDocument(const ioPath& file,
@@ -135,8 +131,8 @@ public:
     SaveFailure WhyNotCopied(const ioPath& source) const;
 
     /**
-     * Ends the worker at once and for good. Everything open, and every later operation, is answered
-     * as failed. Does not block.
+     * Ends the workers at once and for good. Everything open, and every later operation, is
+     * answered as failed. Does not block.
      */
     void Shutdown();
 

@@ -2,6 +2,7 @@
 
 #include "ServicesLog.h"
 
+#include <csignal>
 #include <utility>
 
 #include <QCoreApplication>
@@ -11,6 +12,7 @@
 #include <QPointer>
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 namespace Korvel::PDF {
@@ -36,6 +38,31 @@ bool HasEnded(const QProcess& process)
             info.si_pid != 0);
 }
 
+/** Path of the file that the request has looked at; empty for none. */
+QString FileOf(const QJsonObject& request)
+{
+    const QString op = request[QStringLiteral("op")].toString();
+    const bool looksAtFile = op == QLatin1String("open") || op == QLatin1String("convert");
+    return looksAtFile ? request[QStringLiteral("file")].toString() : QString();
+}
+
+/** Tells a file from all others, one that was at its path before included. Empty for none. */
+QString Identity(const QString& path)
+{
+    struct stat status = {};
+    ::stat(path.toStdString().c_str(), &status);
+    return path.isEmpty()
+               ? QString()
+               : QStringLiteral("%1 %2 %3").arg(status.st_dev).arg(status.st_ino).arg(path);
+}
+
+WorkerSettings WithProgram(WorkerSettings settings)
+{
+    if (settings.program.isEmpty())
+        settings.program = WorkerProcess::FindProgram();
+    return settings;
+}
+
 /** The folder of the shared library that this code was loaded from. */
 QString LibraryFolder()
 {
@@ -47,12 +74,8 @@ QString LibraryFolder()
 
 } // namespace
 
-WorkerProcess::WorkerProcess(const QString& program, std::chrono::milliseconds deadline,
-                             int memoryLimit)
-    : program(program.isEmpty() ? FindProgram() : program),
-      deadline(deadline),
-      memoryLimit(memoryLimit),
-      alarm(this)
+WorkerProcess::WorkerProcess(const WorkerSettings& settings)
+    : settings(WithProgram(settings)), alarm(this)
 {
     alarm.setSingleShot(true);
     connect(&alarm, &QTimer::timeout, this, [this] {
@@ -84,7 +107,7 @@ void WorkerProcess::Ask(QJsonObject request, Receiver receiver)
     const qint64 id = ++lastId;
     request[QStringLiteral("id")] = id;
     const QByteArray line = QJsonDocument(request).toJson(QJsonDocument::Compact) + '\n';
-    requests.push_back({id, line, std::move(receiver)});
+    requests.push_back({id, FileOf(request), line, std::move(receiver)});
     SendNext();
 }
 
@@ -97,8 +120,21 @@ void WorkerProcess::End()
         request.receiver(Failure(QStringLiteral("ended"), QStringLiteral("the worker was ended")));
 }
 
+QStringList WorkerProcess::Arguments() const
+{
+    using std::chrono::ceil;
+    using std::chrono::seconds;
+    QStringList arguments{QStringLiteral("--memory-limit"), QString::number(settings.memoryLimit),
+                          QStringLiteral("--time-limit"),
+                          QString::number(ceil<seconds>(settings.deadline).count())};
+    if (!settings.folder.isEmpty())
+        arguments << QStringLiteral("--folder") << settings.folder;
+    return arguments;
+}
+
 void WorkerProcess::Start()
 {
+    fileInHand.clear();
     process = std::make_unique<QProcess>();
     // Queued: starting can fail inside start(), and receivers may destroy the process or run an
     // event loop, neither of which they may inside one of its signals. What comes late is harmless,
@@ -110,7 +146,7 @@ void WorkerProcess::Start()
     when(&QProcess::readyReadStandardError, &WorkerProcess::ReadComplaints);
     when(&QProcess::errorOccurred, &WorkerProcess::ProcessChanged);
     when(qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &WorkerProcess::ProcessChanged);
-    process->start(program, {QStringLiteral("--memory-limit"), QString::number(memoryLimit)});
+    process->start(settings.program, Arguments());
 }
 
 void WorkerProcess::Discard()
@@ -123,18 +159,27 @@ void WorkerProcess::Discard()
     process.reset();
 }
 
+bool WorkerProcess::HasProcessFor(const QString& file) const
+{
+    return process && !HasEnded(*process) &&
+           (file.isEmpty() || fileInHand.isEmpty() || file == fileInHand);
+}
+
 void WorkerProcess::SendNext()
 {
     if (waiting || requests.empty())
         return;
     waiting = true;
-    if (!process || HasEnded(*process)) {
+    const QString file = Identity(requests.front().file);
+    if (!HasProcessFor(file)) {
         Discard();
         Start();
     }
+    if (!file.isEmpty())
+        fileInHand = file;
     if (process->isOpen()) // else starting has failed, which is told later
         process->write(requests.front().line);
-    alarm.start(deadline);
+    alarm.start(settings.deadline);
 }
 
 void WorkerProcess::ReadAnswers()
@@ -190,6 +235,8 @@ void WorkerProcess::ProcessChanged()
     if (process->error() == QProcess::FailedToStart)
         Fail(QStringLiteral("not-started"),
              QStringLiteral("cannot start the worker: ") + process->errorString());
+    else if (process->exitStatus() == QProcess::CrashExit && process->exitCode() == SIGXCPU)
+        Fail(QStringLiteral("timed-out"), QStringLiteral("the worker used up its CPU time"));
     else if (process->exitStatus() == QProcess::NormalExit &&
              process->exitCode() == outOfMemoryExitCode)
         Fail(QStringLiteral("out-of-memory"), QStringLiteral("the worker ran out of memory"));

@@ -15,6 +15,25 @@
 
 namespace Korvel::PDF {
 
+/** Which worker is run, and what it may have. */
+struct WorkerSettings
+{
+    /** Path of the worker program; empty to have it looked for. */
+    QString program;
+    /** How long one request may take before the process is ended; as much CPU time it may use. */
+    std::chrono::milliseconds deadline = std::chrono::minutes(10);
+    /**
+     * How much address space a process may have, in MiB, from 1; it needs about 100 before it has
+     * opened anything.
+     */
+    int memoryLimit = 1024;
+    /**
+     * The one folder, an absolute path, in which a process can make, write and remove files. Empty
+     * for any: a document that takes the worker over could then write wherever this user can.
+     */
+    QString folder = {};
+};
+
 /**
  * A process of the program `pdfconvert-worker`, which opens PDFs so that nobody else has to.
  *
@@ -24,13 +43,18 @@ namespace Korvel::PDF {
  * ended; what it held open is gone then. A request that had been sent to it before is answered with
  * its death.
  *
+ * A process looks at one file only, since it gives up the right to read any other before it opens
+ * that one. A request to open or convert another file, or one that has taken its place, therefore
+ * gets a new process; what the old one held open is gone.
+ *
  *     worker.Ask({{"op", "convert"}, ...}, [](const QJsonObject& answer) {
  *         if (!answer["ok"].toBool()) qWarning() << answer["reason"].toString();
  *     });
  *
  * Every request is answered exactly once. Besides the worker's own, an answer "failed" can have one
  * of these reasons: "not-started", "died", "rubbish" (the answer was not understood), "timed-out"
- * (silent past the deadline), "out-of-memory", "ended" (by End or the destructor).
+ * (silent past the deadline, or busy for as much CPU time), "out-of-memory", "ended" (by End or the
+ * destructor).
  *
  * Used on the thread that owns it, whose event loop must run.
  */
@@ -42,24 +66,13 @@ public:
     /** Receives the answer to one request, on the thread that owns the WorkerProcess. */
     using Receiver = std::function<void(const QJsonObject& answer)>;
 
-    /** How long a request may take unless told otherwise. */
-    static constexpr std::chrono::minutes defaultDeadline{10};
-
-    /** How much address space a process has unless told otherwise, in MiB. */
-    static constexpr int defaultMemoryLimit = 4096;
-
-    /**
-     * @param program      path of the worker program; empty to have it looked for
-     * @param deadline     how long one request may take before the process is ended
-     * @param memoryLimit  how much address space the process may have, in MiB, from 1; it needs
-     * about 100 before it has opened anything
-     */
-    explicit WorkerProcess(const QString& program = {},
-                           std::chrono::milliseconds deadline = defaultDeadline,
-                           int memoryLimit = defaultMemoryLimit);
+    explicit WorkerProcess(const WorkerSettings& settings = {});
 
     /** Ends the process; requests still open are answered before the destructor returns. */
     ~WorkerProcess() override;
+
+    /** Path of the program that is run; empty when none was found. */
+    QString Program() const { return settings.program; }
 
     /** Sends `request`, to which an "id" is added, when those before it are answered. */
     void Ask(QJsonObject request, Receiver receiver);
@@ -82,10 +95,14 @@ private:
     struct Request
     {
         qint64 id;
+        /** Path of the file that it has looked at; empty for none. */
+        QString file;
         QByteArray line;
         Receiver receiver;
     };
 
+    QStringList Arguments() const;
+    bool HasProcessFor(const QString& file) const;
     void Start();
     void Discard();
     void SendNext();
@@ -95,11 +112,11 @@ private:
     void Fail(const QString& reason, const QString& message);
     void ProcessChanged();
 
-    const QString program;
-    const std::chrono::milliseconds deadline;
-    const int memoryLimit;
+    const WorkerSettings settings;
     /** The process that runs, or has ended unnoticed; else null. */
     std::unique_ptr<QProcess> process;
+    /** Which file the process looks at; empty for none so far. */
+    QString fileInHand;
     std::deque<Request> requests;
     bool waiting = false;
     qint64 lastId = 0;

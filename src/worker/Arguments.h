@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Sandbox.h"
+
+#include <optional>
+
+namespace Korvel::Worker {
+
+/** What the worker is told when it is started. */
+struct Arguments
+{
+    SandboxSettings settings;
+    bool wantsVersion = false;
+};
+
+/** Those of main(); none where they are not understood. */
+std::optional<Arguments> ParseArguments(int argc, const char* const* argv);
+
+} // namespace Korvel::Worker
