@@ -61,7 +61,7 @@ CommandLine Complete(const Arguments& arguments)
         throw Failure(ExitCode::Usage, "usage", message);
     };
     CommandLine line = arguments.line;
-    if (line.cleanTemp)
+    if (line.cleanTemp || line.version)
         return line;
     for (const std::string& input : arguments.inputs)
         line.inputs.append(QString::fromStdString(input));
@@ -129,8 +129,6 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
         if (arguments.manual)
             return {std::nullopt, ManualPage(*table), ExitCode::Done};
         return {Complete(arguments), {}, ExitCode::Done};
-    } catch (const CLI::CallForVersion& version) {
-        return {std::nullopt, std::string(version.what()) + "\n", ExitCode::Done};
     } catch (const CLI::CallForHelp&) {
         // CLI11 puts two empty lines behind each group.
         return {std::nullopt,

@@ -87,6 +87,8 @@ struct CommandLine
     std::string tempDir;
     /** Leave what is temporary where it is. */
     bool keepTemp = false;
+    /** Print the version, and do nothing else. */
+    bool version = false;
     /** Remove what killed runs have left there, and do nothing else. */
     bool cleanTemp = false;
     ProgressStyle progress = ProgressStyle::Auto;

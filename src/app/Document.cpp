@@ -6,6 +6,7 @@
 #include "Passwords.h"
 #include "Report.h"
 #include "Services.h"
+#include "Version.h"
 
 #include <cerrno>
 #include <cstring>
@@ -70,8 +71,7 @@ Failure Document::OpenFailure(PDF::OpenFailure why) const
         break;
     }
     if (PDF::WorkerProcess::FindProgram().isEmpty())
-        return {ExitCode::Internal, "broken-installation",
-                "the program pdfconvert-worker is not where it was installed; install again"};
+        return BrokenInstallation();
     return {ExitCode::Conversion, "worker-failed",
             "the worker that opened it crashed; the file may be damaged (-v 1 tells more)"};
 }

@@ -1,5 +1,6 @@
 #include "Logging.h"
 
+#include <QLoggingCategory>
 #include <QString>
 
 #include <glog/logging.h>
@@ -24,6 +25,8 @@ void StartLogging(const char* program, int verbosity)
     FLAGS_v = verbosity;
     FLAGS_minloglevel = verbosity > 0 ? google::INFO : google::FATAL;
     google::InitGoogleLogging(program);
+    if (verbosity > 0) // with what the workers complain of
+        QLoggingCategory::setFilterRules(QStringLiteral("korvel.*=true"));
     qInstallMessageHandler(LogQtMessage);
 }
 

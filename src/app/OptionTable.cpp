@@ -281,7 +281,9 @@ void AddReporting(CLI::App& app, Arguments& arguments)
 void AddHelp(CLI::App& app, Arguments& arguments)
 {
     app.set_help_flag("-h,--help", "Print this help and exit")->group("Help");
-    app.set_version_flag("--version", "pdfconvert " PROJECT_VERSION, "Print the version and exit")
+    app.add_flag("--version", arguments.line.version,
+                 "Print the version and what keeps documents from\n"
+                 "doing damage on this machine, and exit")
         ->group("Help");
     Add(app, "--completion", arguments.completion, "SHELL",
         "Print a script that completes this command's options\nin bash, zsh or fish, and exit")

@@ -4,6 +4,7 @@
 #include "Logging.h"
 #include "Report.h"
 #include "Services.h"
+#include "Version.h"
 
 #include <cstdio>
 
@@ -38,6 +39,8 @@ public:
 int Run(const CommandLine& commandLine, Report& report, Interruption& interruption)
 {
     try {
+        if (commandLine.version)
+            return int(PrintVersion());
         if (commandLine.cleanTemp)
             return int(Services::CleanUp(commandLine));
         return int(Batch(commandLine, report, interruption).Run());

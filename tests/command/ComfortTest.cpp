@@ -11,6 +11,7 @@ namespace {
 
 using testing::Contains;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::Not;
 
 class ComfortTest : public ProgramTest
@@ -85,6 +86,28 @@ TEST_F(ComfortTest, PrintsAHelpThatNamesEveryOptionOnceAndFitsATerminal)
     EXPECT_FALSE(help.contains("Excludes"));
     EXPECT_FALSE(help.contains("--manual")) << "it is for the build";
     EXPECT_EQ(help.count("\n  --password-map "), 1);
+}
+
+TEST_F(ComfortTest, PrintsItsVersionAndWhatProtectsThisMachine)
+{
+    const Outcome run = Run({"--version"});
+    EXPECT_EQ(run.exitCode, 0);
+    ASSERT_EQ(run.results.size(), 11);
+    EXPECT_THAT(run.results[0].toStdString(), MatchesRegex("pdfconvert [0-9]+\\.[0-9]+\\.[0-9]+"));
+    EXPECT_EQ(run.results[1], QString(run.results[0]).replace(' ', "-worker "));
+    EXPECT_THAT(run.results, Contains("no new privileges: yes"));
+    for (const QString& line : run.results.mid(2))
+        EXPECT_THAT(line.toStdString(), MatchesRegex("[a-zA-Z ()]+: (yes|no)"));
+}
+
+TEST_F(ComfortTest, WarnsOfWhatDoesNotProtectThisMachineWhenItIsVerbose)
+{
+    MakeSample("sample.pdf", 1);
+    const bool isWhole = Run({"--version"}).results.filter(": no").isEmpty();
+    const QStringList arguments{"sample.pdf", "-d", "out"};
+    EXPECT_THAT(Run(arguments).complaints, Not(HasSubstr("not in force")));
+    const std::string log = Run(arguments + QStringList{"-v", "1"}).complaints;
+    EXPECT_EQ(log.find("not in force") == std::string::npos, isWhole) << log;
 }
 
 TEST_F(ComfortTest, PrintsAManualPageOfTheSameOptions)

@@ -1,0 +1,29 @@
+#include "Version.h"
+
+#include "WorkerProcess.h"
+
+#include <cstdio>
+
+#include <QProcess>
+
+namespace Korvel::App {
+
+ExitCode PrintVersion()
+{
+    std::puts("pdfconvert " PROJECT_VERSION);
+    QProcess worker;
+    worker.start(PDF::WorkerProcess::FindProgram(), {QStringLiteral("--version")});
+    if (!worker.waitForFinished() || worker.exitStatus() != QProcess::NormalExit ||
+        worker.exitCode() != 0)
+        throw BrokenInstallation();
+    std::fputs(worker.readAllStandardOutput().constData(), stdout);
+    return std::fflush(stdout) == 0 ? ExitCode::Done : ExitCode::Output;
+}
+
+Failure BrokenInstallation()
+{
+    return {ExitCode::Internal, "broken-installation",
+            "the program pdfconvert-worker is not where it was installed; install again"};
+}
+
+} // namespace Korvel::App

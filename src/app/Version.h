@@ -1,0 +1,18 @@
+#pragma once
+
+#include "Failure.h"
+
+namespace Korvel::App {
+
+/**
+ * Prints the version, and what keeps documents from doing damage on this machine, which the worker
+ * program tells.
+ *
+ * @throws Failure  Internal: the worker program is missing or does not run
+ */
+ExitCode PrintVersion();
+
+/** For a worker program that is not where it was installed. */
+Failure BrokenInstallation();
+
+} // namespace Korvel::App
