@@ -94,7 +94,7 @@ void FindBlocks(std::vector<Line>& lines)
 /** Whether a line reaches over the columns of both, at a height between them. */
 bool AreParted(const QRectF& a, const QRectF& b, const std::vector<Line>& lines)
 {
-    const auto [upper, lower] = std::minmax(a.center().y(), b.center().y());
+    const auto [upper, lower] = std::minmax({a.center().y(), b.center().y()});
     return std::any_of(lines.begin(), lines.end(),
                        [&, upper = upper, lower = lower](const Line& line) {
                            const qreal height = line.box.center().y();
