@@ -1,0 +1,91 @@
+#include "TracedProgram.h"
+
+#include "Sanitizers.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <vector>
+
+#include <QTemporaryFile>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace Korvel::Failing {
+
+namespace {
+
+/** All that was written into it, by whomever. */
+QByteArray ReadFrom(QTemporaryFile& file)
+{
+    file.seek(0);
+    return file.readAll();
+}
+
+} // namespace
+
+int Stride(int inCtest)
+{
+    const char* const wanted = std::getenv("FAILING_STRIDE");
+    if (wanted)
+        return std::max(std::atoi(wanted), 1);
+    return PDF::Test::isSanitized ? 10 * inCtest : inCtest;
+}
+
+void TracedProgramTest::SetUp()
+{
+    if (!CanTrace())
+        GTEST_SKIP() << "may not trace processes";
+    MakeSample("secret.pdf", 1, "pw");
+    Write("pw", "pw");
+    source = Read("secret.pdf");
+}
+
+TracedRun TracedProgramTest::Run(const QStringList& arguments,
+                                 const std::function<int(const Call&)>& judge) const
+{
+    QTemporaryFile output;
+    QTemporaryFile complaints;
+    EXPECT_TRUE(output.open() && complaints.open());
+    std::vector<QByteArray> texts{PDFCONVERT};
+    for (const QString& argument : arguments)
+        texts.push_back(argument.toUtf8());
+    std::vector<char*> pointers;
+    for (QByteArray& text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    const QByteArray folder = Path("").toUtf8();
+    const TracedEnd end = Trace(
+        [&] {
+            ::setsid(); // without a terminal to ask on
+            // Who traces and who looks for leaks would be in each other's way.
+            ::setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
+            ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+            ::dup2(output.handle(), STDOUT_FILENO);
+            ::dup2(complaints.handle(), STDERR_FILENO);
+            if (::chdir(folder.constData()) == 0)
+                ::execv(PDFCONVERT, pointers.data());
+            return 127;
+        },
+        judge);
+    return {end, QString::fromUtf8(ReadFrom(output)).split('\n', Qt::SkipEmptyParts),
+            ReadFrom(complaints).toStdString()};
+}
+
+bool TracedProgramTest::Concerns(const std::string& call) const
+{
+    return call.find(" " + Path("").toStdString()) != std::string::npos ||
+           call.find(" pipe:") != std::string::npos;
+}
+
+void TracedProgramTest::ExpectSourceIntact() const
+{
+    EXPECT_EQ(Read("secret.pdf"), source);
+}
+
+void TracedProgramTest::StartAgain() const
+{
+    EXPECT_EQ(ProgramTest::Run({"missing.pdf", "-d", "."}).exitCode, 4);
+}
+
+} // namespace Korvel::Failing
