@@ -106,9 +106,9 @@ std::string PathOf(const Call& call, const std::pair<int, int>& path)
     if (!text.empty() && text.front() == '/')
         return text;
     const bool isHere = path.first < 0 || int(call.arguments[std::size_t(path.first)]) == AT_FDCWD;
-    const std::string folder =
-        isHere ? TargetOf(call.thread, "cwd")
-               : FileOf(call.thread, call.arguments[std::size_t(path.first)]);
+    const std::string folder = isHere
+                                   ? TargetOf(call.thread, "cwd")
+                                   : FileOf(call.thread, call.arguments[std::size_t(path.first)]);
     return text.empty() ? folder : folder + "/" + text;
 }
 

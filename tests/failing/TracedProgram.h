@@ -25,8 +25,7 @@ protected:
     void SetUp() override;
 
     /** Runs the command to its end, and every process that it starts. */
-    TracedRun Run(const QStringList& arguments,
-                  const std::function<int(const Call&)>& judge) const;
+    TracedRun Run(const QStringList& arguments, const std::function<int(const Call&)>& judge) const;
 
     /** Whether a call is about a file in the folder or a pipe. */
     bool Concerns(const std::string& call) const;
