@@ -10,6 +10,8 @@
 #include <system_error>
 #include <utility>
 
+#include <QRandomGenerator>
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -19,8 +21,11 @@ namespace Korvel::PDF {
 
 namespace {
 
-constexpr std::string_view sessionName = "pdfconvert-XXXXXX";
 constexpr std::string_view namePrefix = "pdfconvert-";
+constexpr std::size_t nameLength = namePrefix.size() + 6;
+
+/** How often another name is tried after one that is taken, or whose folder was swept away. */
+constexpr int attempts = 100;
 
 // The sticky bit changes nothing in a private folder, and nobody sets it there by chance.
 constexpr mode_t sessionMode = S_ISVTX | S_IRWXU;
@@ -51,8 +56,9 @@ FileDescriptor OpenFolder(const std::string& path)
 bool IsOwnSession(const FileDescriptor& folder)
 {
     struct stat status;
+    // A parent that hands its group down marks the folders that are made in it.
     return ::fstat(folder.Number(), &status) == 0 && status.st_uid == ::geteuid() &&
-           (status.st_mode & 07777) == sessionMode;
+           (status.st_mode & 07777 & ~mode_t(S_ISGID)) == sessionMode;
 }
 
 bool Lock(const FileDescriptor& folder)
@@ -68,7 +74,7 @@ bool IsRemoved(const FileDescriptor& folder)
 
 bool IsSessionName(const std::string& name)
 {
-    return name.size() == sessionName.size() && name.compare(0, namePrefix.size(), namePrefix) == 0;
+    return name.size() == nameLength && name.compare(0, namePrefix.size(), namePrefix) == 0;
 }
 
 /** Whether it was abandoned, and is gone now. */
@@ -97,28 +103,59 @@ std::vector<std::string> SweepResolved(const std::filesystem::path& parent)
     return removed;
 }
 
-/** Locks a new folder before it marks it, so that no sweep ever finds it marked and free. */
+std::string NewSessionName()
+{
+    constexpr std::string_view letters =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    std::string name(namePrefix);
+    while (name.size() < nameLength)
+        name += letters[QRandomGenerator::system()->bounded(quint32(letters.size()))];
+    return name;
+}
+
+/** Holds a new folder. */
 std::error_code Hold(const FileDescriptor& folder)
 {
     if (!folder || !Lock(folder) || ::fchmod(folder.Number(), sessionMode) != 0)
         return LastError();
+    if (IsRemoved(folder))
+        return std::make_error_code(std::errc::no_such_file_or_directory);
     // Some file systems give every folder one and the same mode, and say nothing.
     return IsOwnSession(folder) ? std::error_code()
                                 : std::make_error_code(std::errc::operation_not_supported);
 }
 
-/** Makes a new folder, its name from the pattern `path`, and holds it. */
-FileDescriptor MakeHeld(std::string& path, std::error_code& failure)
+/** Whether a sweep came between the making of a folder and its lock. */
+bool IsSwept(const std::error_code& failure)
 {
-    if (!::mkdtemp(path.data())) {
-        failure = LastError();
+    return failure == std::errc::no_such_file_or_directory ||
+           failure == std::errc::operation_would_block;
+}
+
+/** Makes a folder that is marked from the first, so that it is swept if this process is killed. */
+FileDescriptor MakeHeld(const std::string& path, std::error_code& failure)
+{
+    failure = ::mkdir(path.c_str(), sessionMode) == 0 ? std::error_code() : LastError();
+    if (failure)
         return FileDescriptor();
-    }
     FileDescriptor folder = OpenFolder(path);
     failure = Hold(folder);
-    if (failure)
+    if (failure && !IsSwept(failure))
         ::rmdir(path.c_str());
     return folder;
+}
+
+/** The same under some name in `parent`; that goes to `path`. */
+FileDescriptor MakeHeldIn(const std::filesystem::path& parent, std::string& path,
+                          std::error_code& failure)
+{
+    for (int attempt = 1;; ++attempt) {
+        path = (parent / NewSessionName()).native();
+        FileDescriptor folder = MakeHeld(path, failure);
+        const bool isAgain = failure == std::errc::file_exists || IsSwept(failure);
+        if (!isAgain || attempt == attempts)
+            return folder;
+    }
 }
 
 } // namespace
@@ -137,8 +174,8 @@ std::unique_ptr<SessionFolder> SessionFolder::Create(const std::string& parent,
         const std::filesystem::path folder = ResolveFolder(parent, failure);
         if (!failure)
             SweepResolved(folder);
-        std::string path = (folder / sessionName).native();
-        FileDescriptor lock = failure ? FileDescriptor() : MakeHeld(path, failure);
+        std::string path;
+        FileDescriptor lock = failure ? FileDescriptor() : MakeHeldIn(folder, path, failure);
         if (!failure)
             return std::unique_ptr<SessionFolder>(
                 new SessionFolder(std::move(path), lock.Release()));
