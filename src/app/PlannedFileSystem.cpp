@@ -49,7 +49,9 @@ bool PlannedFileSystem::Move(const ioPath& from, const ioPath& to)
         return true;
     if (!replaces)
         return false;
-    // The bytes have to be on the target's volume before one step can bring them to its name.
+    if (Rename(from.utf8string(), to.utf8string()))
+        return true;
+    // From another volume, the bytes have to come to this one before one step can name them.
     const ioPath hidden(HiddenBeside(to.utf8string()));
     if (!inner->Move(from, hidden))
         return false;
