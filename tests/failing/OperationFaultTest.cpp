@@ -406,6 +406,12 @@ TEST_F(SessionFaultTest, LeavesNothingThatTheNextStartDoesNotRemoveWhenItIsKille
     KillEverywhere(session);
 }
 
+TEST_F(SessionFaultTest, LeavesNothingEitherWhereItsParentHandsItsGroupDown)
+{
+    ASSERT_EQ(::chmod(folder.c_str(), S_ISGID | 0700), 0);
+    KillEverywhere(session);
+}
+
 TEST_F(SessionFaultTest, ASweepNamesWhatItHasRemovedAndNothingElse)
 {
     FailEverywhere({[this] { Prepare(); },
