@@ -162,5 +162,22 @@ TEST_P(KillTest, OfAWorkerIsMadeGoodByTheCommand)
                 kills, pictures);
 }
 
+using DecryptionTest = TracedProgramTest;
+
+TEST_F(DecryptionTest, WhoseWorkerIsKilledIsNotCalledALackOfSpace)
+{
+    const TracedRun run =
+        Run({"secret.pdf", "-o", "p.png", "--password-file", "pw", "--temp-dir", TempDir()},
+            [this](const Call& call) {
+                const std::string text = Describe(call);
+                const bool isCopy = text.find(TempDir().toStdString()) != std::string::npos &&
+                                    text.find(".pdf") != std::string::npos;
+                return call.process == 1 && isCopy ? Kill : Go;
+            });
+    EXPECT_EQ(run.end.code, 7);
+    EXPECT_THAT(run.complaints, HasSubstr("secret.pdf: the worker that opened it crashed"));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
 } // namespace
 } // namespace Korvel::Failing
