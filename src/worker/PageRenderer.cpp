@@ -54,12 +54,12 @@ PageRenderer::PageRenderer(const std::string& path)
 {
 }
 
-PageRenderer::PageRenderer(const std::string& path, PdfDocument&& source)
-    : path(path), file(source.File().State())
+PageRenderer::PageRenderer(const std::string& path, PdfDocument&& opened)
+    : path(path), file(opened.File().State()), source(QString::fromStdString(path))
 {
-    const bool wantsPreparation = source.IsEncrypted() || source.IsRepaired() || source.HasForm();
-    if (wantsPreparation || document.load(QString::fromStdString(path)) != QPdfDocument::NoError) {
-        prepared.setData(source.ForRendering());
+    const bool wantsPreparation = opened.IsEncrypted() || opened.IsRepaired() || opened.HasForm();
+    if (wantsPreparation || !LoadFromFile()) {
+        prepared.setData(opened.ForRendering());
         prepared.open(QIODevice::ReadOnly);
         document.load(&prepared);
     }
@@ -67,9 +67,24 @@ PageRenderer::PageRenderer(const std::string& path, PdfDocument&& source)
         throw Failure("damaged", "Qt PDF does not open it");
 }
 
+bool PageRenderer::LoadFromFile()
+{
+    if (!source.open(QIODevice::ReadOnly))
+        return false;
+    document.load(&source);
+    return document.status() == QPdfDocument::Ready;
+}
+
 bool PageRenderer::Serves(const std::string& other) const
 {
-    return other == path && file.IsStillThatOf(path);
+    return other == path && file.IsStillThatOf(path) && !source.HasFailed();
+}
+
+/** Qt PDF makes do with what it can read, and draws the rest as nothing. */
+void PageRenderer::RequireWhatWasRead() const
+{
+    if (source.HasFailed())
+        throw Failure("unreadable", "the file could not be read whole");
 }
 
 int PageRenderer::Check(qint64 page) const
@@ -93,6 +108,7 @@ QImage PageRenderer::Draw(int index, const QSize& size)
 double PageRenderer::ResolutionToFit(qint64 page, const QSize& pixels) const
 {
     const QSizeF points = document.pageSize(Check(page));
+    RequireWhatWasRead();
     return pointsPerInch *
            std::min(pixels.width() / points.width(), pixels.height() / points.height());
 }
@@ -104,6 +120,7 @@ QImage PageRenderer::Render(qint64 page, double dotsPerInch, QImage::Format form
     QImage result = NewImage(size, format);
     result.fill(Qt::white);
     QPainter(&result).drawImage(0, 0, Draw(index, size));
+    RequireWhatWasRead();
     const int dotsPerMeter = qRound(std::min(dotsPerInch / metresPerInch, mostDotsPerMetre));
     result.setDotsPerMeterX(dotsPerMeter);
     result.setDotsPerMeterY(dotsPerMeter);
@@ -120,6 +137,7 @@ QByteArray PageRenderer::Text(const std::vector<qint64>& pages)
     QByteArray text;
     for (const qint64 page : wanted)
         text += TextInReadingOrder(document, Check(page)).toUtf8() + "\n\f";
+    RequireWhatWasRead();
     return text;
 }
 

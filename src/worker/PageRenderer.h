@@ -2,6 +2,7 @@
 
 #include "PdfDocument.h"
 #include "SourceFile.h"
+#include "WatchedFile.h"
 
 #include <string>
 #include <vector>
@@ -29,7 +30,7 @@ public:
      * The resolution at which a page is as large as fits into so many pixels.
      *
      * @param page  from 1
-     * @throws Failure  "no-such-page"
+     * @throws Failure  "no-such-page", "unreadable"
      */
     double ResolutionToFit(qint64 page, const QSize& pixels) const;
 
@@ -38,7 +39,7 @@ public:
      *
      * @param page    from 1
      * @param format  that of the picture, without transparency
-     * @throws Failure  "no-such-page", "cannot-render"
+     * @throws Failure  "no-such-page", "cannot-render", "unreadable"
      * @throws std::bad_alloc
      */
     QImage Render(qint64 page, double dotsPerInch, QImage::Format format);
@@ -47,14 +48,17 @@ public:
     QByteArray Text(const std::vector<qint64>& pages);
 
 private:
-    PageRenderer(const std::string& path, PdfDocument&& source);
+    PageRenderer(const std::string& path, PdfDocument&& opened);
 
     /** Its index, from 0. */
     int Check(qint64 page) const;
+    bool LoadFromFile();
+    void RequireWhatWasRead() const;
     QImage Draw(int index, const QSize& size);
 
     const std::string path;
     const FileState file;
+    WatchedFile source;
     /** The document, where it is not drawn from its file. */
     QBuffer prepared;
     QPdfDocument document;
