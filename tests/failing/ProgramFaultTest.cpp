@@ -1,0 +1,163 @@
+#include "FileTestTools.h"
+#include "Strikes.h"
+#include "TracedProgram.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <map>
+
+#include <gmock/gmock.h>
+
+namespace Korvel::Failing {
+namespace {
+
+using PDF::Test::NamesIn;
+using PDF::Test::ReadFile;
+using PDF::Test::WriteFile;
+using testing::AnyOf;
+using testing::Eq;
+using testing::HasSubstr;
+using testing::IsSubsetOf;
+
+/**
+ * Lets a call of a conversion fail that is about the user's files or a worker's pipe, in one of
+ * its processes; in the next run, another one.
+ */
+class ProgramFaultTest : public TracedProgramTest
+{
+protected:
+    void SetUp() override;
+
+    TracedRun Convert(const std::function<int(const Call&)>& judge) const;
+
+    /** Lets one of the calls fail that `about` describes. */
+    TracedRun ConvertAndFail(int process, int call, int error,
+                             const std::function<bool(const std::string&)>& about);
+    void ExpectHonestEnd(const TracedRun& run) const;
+    void ExpectNothingLeft() const;
+
+    std::string folder;
+    std::string picture;
+    std::string whole;
+    std::map<int, int> calls; ///< by process, as many as concern it undisturbed
+    std::string struck;
+    int faults = 0;
+    int pictures = 0;
+};
+
+void ProgramFaultTest::SetUp()
+{
+    TracedProgramTest::SetUp();
+    if (IsSkipped())
+        return;
+    QDir(Path("")).mkdir("out");
+    folder = Path("out").toStdString();
+    picture = folder + "/p.png";
+    const TracedRun run = Convert([this](const Call& call) {
+        calls[call.process] += Concerns(Describe(call));
+        return Go;
+    });
+    ASSERT_EQ(run.end.code, 0) << run.complaints;
+    whole = ReadFile(picture);
+    ASSERT_THAT(whole, testing::StartsWith("\x89PNG"));
+}
+
+TracedRun ProgramFaultTest::Convert(const std::function<int(const Call&)>& judge) const
+{
+    std::remove(picture.c_str());
+    return Run({"secret.pdf", "-o", "out/p.png", "-r", "20", "--password-file", "pw", "--temp-dir",
+                TempDir()},
+               judge);
+}
+
+TracedRun ProgramFaultTest::ConvertAndFail(int process, int call, int error,
+                                           const std::function<bool(const std::string&)>& about)
+{
+    int made = 0;
+    struck.clear();
+    return Convert([&](const Call& next) -> int {
+        if (next.process != process || made > call)
+            return Go;
+        const std::string text = Describe(next);
+        if (!about(text) || made++ != call)
+            return Go;
+        struck = text + ": " + std::strerror(error);
+        return error;
+    });
+}
+
+void ProgramFaultTest::ExpectHonestEnd(const TracedRun& run) const
+{
+    EXPECT_FALSE(run.end.hung);
+    EXPECT_THAT(run.end.code, AnyOf(0, 1, 4, 5, 7, 8));
+    EXPECT_THAT(ReadFile(picture), AnyOf(Eq(whole), Eq("")));
+    EXPECT_EQ(ReadFile(picture) == whole, PDF::Test::IsAnything(picture));
+    if (run.end.code == 0) {
+        EXPECT_EQ(run.results, QStringList("out/p.png"));
+        EXPECT_TRUE(ReadFile(picture) == whole);
+    } else {
+        EXPECT_EQ(run.results, QStringList());
+        EXPECT_THAT(run.complaints,
+                    AnyOf(HasSubstr("pdfconvert: secret.pdf: "), HasSubstr("pdfconvert: pw: "),
+                          HasSubstr(TempDir().toStdString())));
+    }
+}
+
+/** An empty folder may stay if its removal is what has failed; the next start removes it. */
+void ProgramFaultTest::ExpectNothingLeft() const
+{
+    EXPECT_THAT(NamesIn(folder), IsSubsetOf({"p.png"}));
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(TempDir().toStdString()))
+        EXPECT_TRUE(entry.is_directory()) << entry.path();
+    if (LeftInTempDir().isEmpty())
+        return;
+    EXPECT_THAT(struck, HasSubstr(" " + TempDir().toStdString() + "/pdfconvert-"));
+    StartAgain();
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(ProgramFaultTest, EndsAConversionHonestlyAndLeavesNothing)
+{
+    int number = 0;
+    for (const auto& [process, count] : calls) {
+        for (int call = 0; call < count; ++call) {
+            for (const int error : Errors()) {
+                if (number++ % Stride(37) != 0)
+                    continue;
+                const TracedRun run =
+                    ConvertAndFail(process, call, error,
+                                   [this](const std::string& text) { return Concerns(text); });
+                SCOPED_TRACE("process " + std::to_string(process) + ", " + struck + "\n" +
+                             run.complaints);
+                ExpectHonestEnd(run);
+                ExpectSourceIntact();
+                ExpectNothingLeft();
+                faults += !struck.empty();
+                pictures += run.end.code == 0;
+            }
+        }
+    }
+    std::printf("%d faults in a conversion: %d converted, the others refused; 0 partial results\n",
+                faults, pictures);
+}
+
+TEST_F(ProgramFaultTest, DrawsNoPageThatCouldNotBeRead)
+{
+    const auto reads = [](const std::string& text) {
+        return (text.rfind("read ", 0) == 0 || text.rfind("lseek ", 0) == 0) &&
+               text.find(".pdf") != std::string::npos;
+    };
+    constexpr int drawer = 2;
+    int call = 0;
+    do {
+        const TracedRun run = ConvertAndFail(drawer, call++, EIO, reads);
+        SCOPED_TRACE(struck);
+        ExpectHonestEnd(run);
+    } while (!struck.empty());
+    EXPECT_GT(call, 1) << "it reads the copy";
+}
+
+} // namespace
+} // namespace Korvel::Failing
