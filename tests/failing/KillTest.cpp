@@ -1,4 +1,5 @@
 #include "FileTestTools.h"
+#include "Stride.h"
 #include "TracedProgram.h"
 
 #include <cstdio>

@@ -1,4 +1,5 @@
 #include "FileTestTools.h"
+#include "Stride.h"
 #include "Strikes.h"
 #include "TracedProgram.h"
 
@@ -124,7 +125,7 @@ TEST_F(ProgramFaultTest, EndsAConversionHonestlyAndLeavesNothing)
     for (const auto& [process, count] : calls) {
         for (int call = 0; call < count; ++call) {
             for (const int error : Errors()) {
-                if (number++ % Stride(37) != 0)
+                if (number++ % Stride(29) != 0)
                     continue;
                 const TracedRun run =
                     ConvertAndFail(process, call, error,

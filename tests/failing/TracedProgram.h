@@ -40,7 +40,4 @@ private:
     QByteArray source;
 };
 
-/** Of the calls that can be struck, every which one is: fewer in ctest than in scripts/fail. */
-int Stride(int inCtest);
-
 } // namespace Korvel::Failing
