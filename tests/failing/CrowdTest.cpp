@@ -91,8 +91,7 @@ int ResultCrowdTest::ConvertAll(int process)
                             std::make_shared<InstantConverter>(),
                             std::make_shared<LocalFileSystem>(session));
     QString result;
-    QObject::connect(&wrapper,
-                     qOverload<const QString&, QString>(&AbstractConverter::Finished),
+    QObject::connect(&wrapper, qOverload<const QString&, QString>(&AbstractConverter::Finished),
                      [&](const QString&, const QString& path) { result = path; });
     AbstractConverter::Task task;
     task.type = QStringLiteral("copy");

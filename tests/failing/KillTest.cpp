@@ -7,6 +7,9 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
+#include <sys/syscall.h>
+
 namespace Korvel::Failing {
 namespace {
 
@@ -164,6 +167,28 @@ TEST_P(KillTest, OfAWorkerIsMadeGoodByTheCommand)
 }
 
 using DecryptionTest = TracedProgramTest;
+
+TEST_F(DecryptionTest, MakesItsCopyAndItsFoldersPrivateFromTheFirst)
+{
+    const PDF::Test::Umask none(0);
+    std::vector<std::uint64_t> copies;
+    std::vector<std::uint64_t> folders;
+    Run({"secret.pdf", "-o", "p.png", "--password-file", "pw", "--temp-dir", TempDir()},
+        [&](const Call& call) {
+            const std::string text = Describe(call);
+            if (text.find(TempDir().toStdString()) == std::string::npos)
+                return Go;
+            if (call.number == SYS_mkdir)
+                folders.push_back(call.arguments[1] & 0777);
+            if (call.number == SYS_openat && (call.arguments[2] & O_CREAT) != 0 &&
+                text.find(".pdf") != std::string::npos)
+                copies.push_back(call.arguments[3]);
+            return Go;
+        });
+    EXPECT_THAT(copies, testing::ElementsAre(0600));
+    EXPECT_THAT(folders, testing::Each(0700));
+    EXPECT_GE(folders.size(), 2u) << "the session's and that of the pictures";
+}
 
 TEST_F(DecryptionTest, WhoseWorkerIsKilledIsNotCalledALackOfSpace)
 {
