@@ -68,11 +68,18 @@ protected:
         return content;
     }
 
+    /** Lets every process of the crowd do its work at once; each must answer 0. */
+    void Crowd(int files, const std::function<int(int process)>& work);
+
     /** Converts as the command does: again, when another process has taken the name meanwhile. */
-    int ConvertAll(int process);
+    int ConvertAll(int process, int files);
+
+    /** Moves to one numbered name after the other. */
+    int MoveAll(int process, int files);
+
+    std::string Source(int process) const { return folder + "/source-" + std::to_string(process); }
 
     const int processes = std::max(64 / Stride(4), 8);
-    const int files = std::max(200 / Stride(4), 10);
     const QTemporaryDir here;
     const QTemporaryDir there{QStringLiteral("/dev/shm/crowd-test-XXXXXX")};
     const std::string folder = here.path().toStdString();
@@ -82,11 +89,8 @@ protected:
     const std::shared_ptr<SessionFolder> session = SessionFolder::Create(folder, error);
 };
 
-int ResultCrowdTest::ConvertAll(int process)
+int ResultCrowdTest::ConvertAll(int process, int files)
 {
-    const ServicesMessages quiet;
-    SystemCalls calls;
-    calls.renameWithoutReplacing.FailWith(GetParam().renaming);
     TempFileWrapper wrapper(std::make_shared<PDF::UuidFileNameGenerator>(),
                             std::make_shared<InstantConverter>(),
                             std::make_shared<LocalFileSystem>(session));
@@ -95,36 +99,47 @@ int ResultCrowdTest::ConvertAll(int process)
                      [&](const QString&, const QString& path) { result = path; });
     AbstractConverter::Task task;
     task.type = QStringLiteral("copy");
-    task.source = QString::fromStdString(folder + "/source-" + std::to_string(process));
+    task.source = QString::fromStdString(Source(process));
     task.destination = QString::fromStdString(results + "/result.txt");
     for (int file = 0; file < files; ++file) {
-        WriteFile(task.source.toStdString(), Content(process, file));
+        WriteFile(Source(process), Content(process, file));
         result.clear();
         while (result.isEmpty())
             wrapper.ConvertFile(task);
         if (ReadFile(result.toStdString()) != Content(process, file))
             return 1;
     }
-    return GetParam().renaming != 0 && calls.renameWithoutReplacing.Failures() == 0 ? 2 : 0;
+    return 0;
 }
 
-INSTANTIATE_TEST_SUITE_P(, ResultCrowdTest,
-                         testing::Values(Target{"OnOneVolume", false, 0},
-                                         Target{"AcrossVolumes", true, 0},
-                                         Target{"WithoutTheCall", false, ENOSYS},
-                                         Target{"WithoutTheFlag", false, EINVAL},
-                                         Target{"AcrossVolumesWithoutTheCall", true, ENOSYS}),
-                         NameOf);
+int ResultCrowdTest::MoveAll(int process, int files)
+{
+    LocalFileSystem fileSystem(session);
+    int number = 1;
+    for (int file = 0; file < files; ++file) {
+        WriteFile(Source(process), Content(process, file));
+        while (!fileSystem.Move(Source(process), results + "/" + std::to_string(number)))
+            ++number;
+        if (ReadFile(results + "/" + std::to_string(number)) != Content(process, file))
+            return 1;
+    }
+    return 0;
+}
 
-TEST_P(ResultCrowdTest, LosesReplacesAndTearsNothing)
+void ResultCrowdTest::Crowd(int files, const std::function<int(int process)>& work)
 {
     std::filesystem::create_directory(results);
     Pipe gate;
     std::vector<std::unique_ptr<ForkedProcess>> crowd;
     for (int process = 0; process < processes; ++process)
         crowd.push_back(std::make_unique<ForkedProcess>([&, process] {
+            const ServicesMessages quiet;
+            SystemCalls calls;
+            calls.renameWithoutReplacing.FailWith(GetParam().renaming);
             gate.WaitForEnd();
-            return ConvertAll(process);
+            const int answer = work(process);
+            const bool isOther = calls.renameWithoutReplacing.Failures() > 0;
+            return answer == 0 && isOther == (GetParam().renaming != 0) ? 0 : 1;
         }));
     gate.CloseWritingEnd();
     for (const auto& process : crowd)
@@ -143,6 +158,26 @@ TEST_P(ResultCrowdTest, LosesReplacesAndTearsNothing)
     EXPECT_TRUE(found == wanted);
     std::printf("%d processes, %d results each, one name: %zu whole results under %zu names\n",
                 processes, files, found.size(), names.size());
+}
+
+INSTANTIATE_TEST_SUITE_P(, ResultCrowdTest,
+                         testing::Values(Target{"OnOneVolume", false, 0},
+                                         Target{"AcrossVolumes", true, 0},
+                                         Target{"WithoutTheCall", false, ENOSYS},
+                                         Target{"WithoutTheFlag", false, EINVAL},
+                                         Target{"AcrossVolumesWithoutTheCall", true, ENOSYS}),
+                         NameOf);
+
+TEST_P(ResultCrowdTest, LosesReplacesAndTearsNothing)
+{
+    const int files = std::max(200 / Stride(4), 10);
+    Crowd(files, [&](int process) { return MoveAll(process, files); });
+}
+
+TEST_P(ResultCrowdTest, LosesReplacesAndTearsNothingThroughTheWrapper)
+{
+    constexpr int files = 25; // each looks through all the others
+    Crowd(files, [&](int process) { return ConvertAll(process, files); });
 }
 
 /** A thousand sessions in one folder, held by a few processes. */
