@@ -81,7 +81,7 @@ Failure Document::CopyFailure() const
 {
     if (const PDF::OpenFailure why = WhyOpenFailed(); why != PDF::OpenFailure::None)
         return OpenFailure(why);
-    switch (services.PdfProvider().WhyNotCopied(ioPath(input.path.toStdString()))) {
+    switch (services.PdfProvider().WhySaveFailed(ioPath(input.path.toStdString()))) {
     case PDF::SaveFailure::Damaged:
         return OpenFailure(PDF::OpenFailure::Damaged);
     case PDF::SaveFailure::OutOfMemory:

@@ -204,7 +204,7 @@ TEST_P(WorkerPdfProviderRefuses, ThePathWithoutAskingTheWorker)
     EXPECT_EQ(provider.WhyOpenFailed(path), OpenFailure::Unreadable);
     EXPECT_TRUE(ChildProcesses().empty());
     EXPECT_FALSE(Save(provider, Open(provider, PathTo("answer")), path));
-    EXPECT_EQ(provider.WhySaveFailed(path), SaveFailure::CannotWrite);
+    EXPECT_EQ(provider.WhySaveFailed(PathTo("answer")), SaveFailure::CannotWrite);
 }
 
 struct FailureRow
@@ -289,27 +289,17 @@ INSTANTIATE_TEST_SUITE_P(WorkerPdfProviderTest, WorkerPdfProviderTellsOfASave,
 TEST_P(WorkerPdfProviderTellsOfASave, WhyItFailed)
 {
     WorkerPdfProvider provider({ScriptedWorker(), GetParam().deadline});
-    const ioPath path = PathTo(GetParam().what);
-    EXPECT_FALSE(Save(provider, Open(provider, PathTo("answer")), path));
-    EXPECT_EQ(provider.WhySaveFailed(path), GetParam().failure);
-    EXPECT_EQ(provider.WhySaveFailed(PathTo("answer")), SaveFailure::None) << "nobody tried";
-    EXPECT_EQ(provider.WhyOpenFailed(path), OpenFailure::None);
-    EXPECT_TRUE(Save(provider, Open(provider, PathTo("answer")), PathTo("answer")));
-    EXPECT_EQ(provider.WhySaveFailed(PathTo("answer")), SaveFailure::None);
-}
-
-TEST_P(WorkerPdfProviderTellsOfASave, WhyThereIsNoCopyOfTheDocument)
-{
-    WorkerPdfProvider provider({ScriptedWorker(), GetParam().deadline});
     const ioPath source = PathTo("answer");
-    EXPECT_EQ(provider.WhyNotCopied(source), SaveFailure::None) << "nobody tried";
-    EXPECT_FALSE(Save(provider, Open(provider, source), PathTo(GetParam().what)));
-    EXPECT_EQ(provider.WhyNotCopied(source), GetParam().failure);
-    EXPECT_EQ(provider.WhyNotCopied(PathTo(GetParam().what)), SaveFailure::None);
+    const ioPath copy = PathTo(GetParam().what);
+    EXPECT_EQ(provider.WhySaveFailed(source), SaveFailure::None) << "nobody tried";
+    EXPECT_FALSE(Save(provider, Open(provider, source), copy));
+    EXPECT_EQ(provider.WhySaveFailed(source), GetParam().failure);
+    EXPECT_EQ(provider.WhySaveFailed(copy), SaveFailure::None) << "opened from elsewhere";
+    EXPECT_EQ(provider.WhyOpenFailed(source), OpenFailure::None);
     const DocumentHandle again = Open(provider, source);
-    EXPECT_EQ(provider.WhyNotCopied(source), SaveFailure::None) << "nobody tried since";
+    EXPECT_EQ(provider.WhySaveFailed(source), SaveFailure::None) << "nobody tried since";
     EXPECT_TRUE(Save(provider, again, PathTo("answer")));
-    EXPECT_EQ(provider.WhyNotCopied(source), SaveFailure::None);
+    EXPECT_EQ(provider.WhySaveFailed(source), SaveFailure::None);
 }
 
 TEST_F(WorkerPdfProviderTest, TellsOfAWorkerThatIsMissing)
@@ -319,7 +309,6 @@ TEST_F(WorkerPdfProviderTest, TellsOfAWorkerThatIsMissing)
     EXPECT_EQ(Open(missing, path).id, -1);
     EXPECT_EQ(missing.WhyOpenFailed(path), OpenFailure::WorkerFailed);
     EXPECT_FALSE(Save(missing, {1, 0}, path));
-    EXPECT_EQ(missing.WhySaveFailed(path), SaveFailure::WorkerFailed);
     EXPECT_FALSE(Close(missing, {1, 0}));
 }
 
@@ -444,7 +433,7 @@ TEST(WorkerPdfProviderShutdownTest, AnswersABlockedSaveAndAllBehindItAtOnce)
     EXPECT_FALSE(Get(std::move(saved)));
     EXPECT_EQ(Get(std::move(opened)).id, -1);
     EXPECT_FALSE(Get(std::move(closed)));
-    EXPECT_EQ(provider.WhySaveFailed(PathTo("fall-silent")), SaveFailure::WorkerFailed);
+    EXPECT_EQ(provider.WhySaveFailed(PathTo("answer")), SaveFailure::WorkerFailed);
     EXPECT_EQ(provider.WhyOpenFailed(PathTo("ignore-sigterm")), OpenFailure::WorkerFailed);
     other.join();
 }
@@ -703,7 +692,7 @@ TEST_F(WorkerPdfProviderRealTest, NeverReplacesAFile)
 {
     const DocumentHandle document = Open(provider, InFolder("plain.pdf"));
     EXPECT_FALSE(Save(provider, document, InFolder("secret.pdf")));
-    EXPECT_EQ(provider.WhySaveFailed(InFolder("secret.pdf")), SaveFailure::CannotWrite);
+    EXPECT_EQ(provider.WhySaveFailed(InFolder("plain.pdf")), SaveFailure::CannotWrite);
     EXPECT_EQ(Open(provider, InFolder("secret.pdf")).id, -1) << "still encrypted";
 }
 
@@ -723,15 +712,16 @@ TEST_F(WorkerPdfProviderRealTest, TellsThatADocumentNeedsMoreMemoryThanTheWorker
 
 TEST_F(WorkerPdfProviderRealTest, TellsOfTheLastAttemptToSaveAlone)
 {
-    const DocumentHandle document = Open(provider, InFolder("plain.pdf"));
+    const ioPath source = InFolder("plain.pdf");
+    const DocumentHandle document = Open(provider, source);
     const ioPath copy = InFolder("later/copy.pdf");
     EXPECT_FALSE(Save(provider, document, copy));
-    EXPECT_EQ(provider.WhySaveFailed(copy), SaveFailure::CannotWrite);
+    EXPECT_EQ(provider.WhySaveFailed(source), SaveFailure::CannotWrite);
     ASSERT_TRUE(QDir(folder.path()).mkdir("later"));
     EXPECT_TRUE(Save(provider, document, copy));
-    EXPECT_EQ(provider.WhySaveFailed(copy), SaveFailure::None);
-    EXPECT_FALSE(Save(provider, {document.id + 1, 0}, copy));
-    EXPECT_EQ(provider.WhySaveFailed(copy), SaveFailure::WorkerFailed);
+    EXPECT_EQ(provider.WhySaveFailed(source), SaveFailure::None);
+    EXPECT_FALSE(Save(provider, {document.id + 1, 0}, copy)) << "of no document";
+    EXPECT_EQ(provider.WhySaveFailed(source), SaveFailure::None);
 }
 
 TEST_F(WorkerPdfProviderRealTest, AnswersFalseForADocumentThatIsNotOpen)

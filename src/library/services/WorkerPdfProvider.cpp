@@ -202,7 +202,7 @@ struct WorkerPdfProvider::Impl
         const std::lock_guard lock(mutex);
         documents[id] = {info, file};
         openFailures.erase(file);
-        copyFailures.erase(file);
+        saveFailures.erase(file);
     }
 
     void KeepOpenFailure(const std::string& file, OpenFailure failure)
@@ -219,18 +219,16 @@ struct WorkerPdfProvider::Impl
         return opened == documents.end() ? std::string() : opened->second.file;
     }
 
-    void KeepSaved(const std::string& file, const std::string& source)
+    void KeepSaved(const std::string& source)
     {
         const std::lock_guard lock(mutex);
-        saveFailures.erase(file);
-        copyFailures.erase(source);
+        saveFailures.erase(source);
     }
 
-    void KeepSaveFailure(const std::string& file, const std::string& source, SaveFailure failure)
+    void KeepSaveFailure(const std::string& source, SaveFailure failure)
     {
         const std::lock_guard lock(mutex);
-        saveFailures[file] = failure;
-        copyFailures[source] = failure;
+        saveFailures[source] = failure;
     }
 
     struct Opened
@@ -249,9 +247,8 @@ struct WorkerPdfProvider::Impl
     mutable std::mutex mutex;
     std::map<qint64, Opened> documents;
     std::map<std::string, OpenFailure> openFailures;
+    /** By the path that the document was opened from. */
     std::map<std::string, SaveFailure> saveFailures;
-    /** By the document's path, not by that of the copy. */
-    std::map<std::string, SaveFailure> copyFailures;
 };
 
 WorkerPdfProvider::WorkerPdfProvider(const WorkerSettings& settings) : impl(new Impl(settings)) {}
@@ -294,11 +291,10 @@ std::future<bool> WorkerPdfProvider::SaveDocument(const DocumentHandle& document
 {
     const auto reply = std::make_shared<Reply<bool>>(false);
     std::future<bool> saved = reply->Future();
-    const std::string name = file.utf8string();
     const std::string source = impl->SourceOf(document);
     const QString path = PathInRequest(file);
     if (path.isNull()) {
-        impl->KeepSaveFailure(name, source, SaveFailure::CannotWrite);
+        impl->KeepSaveFailure(source, SaveFailure::CannotWrite);
         return saved;
     }
 
@@ -306,14 +302,14 @@ std::future<bool> WorkerPdfProvider::SaveDocument(const DocumentHandle& document
               {{QStringLiteral("op"), QStringLiteral("save")},
                {QStringLiteral("document"), qint64(document.id)},
                {QStringLiteral("file"), path}},
-              [state = impl.get(), reply, name, source](const QJsonObject& answer) {
+              [state = impl.get(), reply, source](const QJsonObject& answer) {
                   if (!answer[QStringLiteral("ok")].toBool()) {
                       qCWarning(servicesLog) << "cannot save:" << answer[QStringLiteral("message")];
                       state->KeepSaveFailure(
-                          name, source, ToSaveFailure(answer[QStringLiteral("reason")].toString()));
+                          source, ToSaveFailure(answer[QStringLiteral("reason")].toString()));
                       return;
                   }
-                  state->KeepSaved(name, source);
+                  state->KeepSaved(source);
                   reply->Set(true);
               });
     return saved;
@@ -353,18 +349,11 @@ OpenFailure WorkerPdfProvider::WhyOpenFailed(const ioPath& file) const
     return failure == impl->openFailures.end() ? OpenFailure::None : failure->second;
 }
 
-SaveFailure WorkerPdfProvider::WhySaveFailed(const ioPath& file) const
+SaveFailure WorkerPdfProvider::WhySaveFailed(const ioPath& source) const
 {
     const std::lock_guard lock(impl->mutex);
-    const auto failure = impl->saveFailures.find(file.utf8string());
+    const auto failure = impl->saveFailures.find(source.utf8string());
     return failure == impl->saveFailures.end() ? SaveFailure::None : failure->second;
-}
-
-SaveFailure WorkerPdfProvider::WhyNotCopied(const ioPath& source) const
-{
-    const std::lock_guard lock(impl->mutex);
-    const auto failure = impl->copyFailures.find(source.utf8string());
-    return failure == impl->copyFailures.end() ? SaveFailure::None : failure->second;
 }
 
 void WorkerPdfProvider::Shutdown()

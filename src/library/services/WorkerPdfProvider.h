@@ -124,11 +124,11 @@ public:
     /** Why the last attempt to open `file`, under just this path, failed. */
     OpenFailure WhyOpenFailed(const ioPath& file) const;
 
-    /** Why the last attempt to save to `file`, under just this path, failed. */
-    SaveFailure WhySaveFailed(const ioPath& file) const;
-
-    /** Why the last attempt to save a document failed, since it was opened from `source`. */
-    SaveFailure WhyNotCopied(const ioPath& source) const;
+    /**
+     * Why the last attempt to save a document failed, since it was opened from `source`, under just
+     * this path.
+     */
+    SaveFailure WhySaveFailed(const ioPath& source) const;
 
     /**
      * Ends the workers at once and for good. Everything open, and every later operation, is
