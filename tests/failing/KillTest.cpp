@@ -79,7 +79,7 @@ void KillTest::SetUp()
     ASSERT_EQ(run.end.code, 0) << run.complaints;
     whole = ReadFile(picture);
     ASSERT_THAT(whole, testing::StartsWith("\x89PNG"));
-    ASSERT_EQ(calls.size(), 3u) << "the command, and a worker to decrypt and to draw";
+    ASSERT_GE(calls.size(), 3u) << "the command, and workers to decrypt and to draw";
 }
 
 TracedRun KillTest::Convert(const std::function<int(const Call&)>& judge)
@@ -108,7 +108,7 @@ TracedRun KillTest::ConvertAndKill(int process, int beforeCall)
 
 void KillTest::KillEverywhere(int process, const std::function<void(const TracedRun&)>& check)
 {
-    for (int call = 0; call < calls[process] && !HasFailure(); call += Stride(64)) {
+    for (int call = 0; call < calls[process] && !HasFailure(); call += Stride(97)) {
         const TracedRun run = ConvertAndKill(process, call);
         SCOPED_TRACE("process " + std::to_string(process) + " killed before call " +
                      std::to_string(call) + ", " + killedAt);
@@ -151,7 +151,7 @@ TEST_P(KillTest, OfTheCommandIsMadeGoodByTheNextStart)
 
 TEST_P(KillTest, OfAWorkerIsMadeGoodByTheCommand)
 {
-    for (const int worker : {1, 2})
+    for (int worker = 1; worker < int(calls.size()); ++worker)
         KillEverywhere(worker, [this](const TracedRun& run) {
             EXPECT_THAT(run.end.code, AnyOf(0, 7));
             EXPECT_EQ(run.end.code == 0, HasPicture());
@@ -198,7 +198,7 @@ TEST_F(DecryptionTest, WhoseWorkerIsKilledIsNotCalledALackOfSpace)
                 const std::string text = Describe(call);
                 const bool isCopy = text.find(TempDir().toStdString()) != std::string::npos &&
                                     text.find(".pdf") != std::string::npos;
-                return call.process == 1 && isCopy ? Kill : Go;
+                return call.process != 0 && isCopy ? Kill : Go;
             });
     EXPECT_EQ(run.end.code, 7);
     EXPECT_THAT(run.complaints, HasSubstr("secret.pdf: the worker that opened it crashed"));

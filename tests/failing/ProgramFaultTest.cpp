@@ -150,7 +150,7 @@ TEST_F(ProgramFaultTest, DrawsNoPageThatCouldNotBeRead)
         return (text.rfind("read ", 0) == 0 || text.rfind("lseek ", 0) == 0) &&
                text.find(".pdf") != std::string::npos;
     };
-    constexpr int drawer = 2;
+    const int drawer = calls.rbegin()->first;
     int call = 0;
     do {
         const TracedRun run = ConvertAndFail(drawer, call++, EIO, reads);
