@@ -16,7 +16,9 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CONVERTWRAPPERS_LIBEXECDIR ${CMAKE_INSTALL_LIBEXECDIR}/ConvertWrappers)
 set(CONVERTWRAPPERS_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/ConvertWrappers)
 
-# With the base directory, a clone elsewhere finds what this one has compiled.
+# With the base directory, a clone elsewhere finds what this one has compiled: sources are given to
+# the compiler by their path from the build folder then.
+file(RELATIVE_PATH PATH_TO_SOURCES ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER
@@ -32,7 +34,8 @@ function(project_compile_settings target)
     $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>
     # Qt's logging macros and GoogleTest's leave their last argument away.
     $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+    -ffile-prefix-map=${PATH_TO_SOURCES}=)
   target_compile_definitions(${target} PRIVATE
     QT_NO_KEYWORDS QT_NO_FOREACH QT_NO_CAST_FROM_BYTEARRAY)
 endfunction()
