@@ -345,11 +345,11 @@ void Report::Print(const std::string& message, const char* color)
     Erase();
     if (style == ProgressStyle::Json)
         return;
-    QString name = QStringLiteral("pdfconvert:");
+    QString program = QStringLiteral("pdfconvert:");
     if (hasColors && color)
-        name = QLatin1String(color) + name + QStringLiteral("\033[m");
+        program = QLatin1String(color) + program + QStringLiteral("\033[m");
     const QString text = WithoutControls(QString::fromStdString(message));
-    Write(stderr, name + QLatin1Char(' ') + text + QLatin1Char('\n'));
+    Write(stderr, program + QLatin1Char(' ') + text + QLatin1Char('\n'));
 }
 
 void Report::Emit(const char* event, QJsonObject members)
