@@ -182,6 +182,10 @@ QJsonObject Requests::Dispatch(const QJsonObject& request)
         return Close(request);
     if (op == QLatin1String("convert"))
         return Convert(request);
+    if (op == QLatin1String("release")) {
+        isReleased = true;
+        return {};
+    }
     throw Failure("bad-request", "op is none that is known");
 }
 
@@ -210,8 +214,10 @@ QJsonObject Requests::Save(const QJsonObject& request)
 
 QJsonObject Requests::Close(const QJsonObject& request)
 {
-    if (documents.erase(Number(request, QStringLiteral("document"))) == 0)
+    auto document = documents.extract(Number(request, QStringLiteral("document")));
+    if (!document)
         throw Failure("no-such-document", "no document of that number is open");
+    closed.push_back(std::move(document.mapped()));
     return {};
 }
 

@@ -4,7 +4,6 @@
 #include "Limits.h"
 #include "Memory.h"
 #include "Sanitizers.h"
-#include "SystemCalls.h"
 
 #include <iostream>
 
@@ -44,7 +43,12 @@ void LoadPlugins()
 Sandbox::Sandbox(const SandboxSettings& settings) : settings(settings)
 {
     RestrictProcess();
-    StartThreadOfPool(); // a child of what is restricted, and before no further one may be made
+    LoadPlugins();
+}
+
+void Sandbox::SetLimits()
+{
+    StartThreadOfPool(); // before no further one may be made
     measures = {{"no new privileges", HasNoNewPrivileges()},
                 {"no core dump", LeavesNoCore()},
                 {"memory limit", LimitMemory(settings.memoryLimit)},
@@ -61,9 +65,8 @@ void Sandbox::LimitTime() const
 
 void Sandbox::Enter(const std::string& input)
 {
-    LoadPlugins();
     measures.push_back({"file access (Landlock)", LimitFileAccess(input, settings.folder)});
-    measures.push_back({"system calls (seccomp)", LimitSystemCalls()});
+    measures.push_back({"system calls (seccomp)", systemCalls.Load()});
     for (const Measure& measure : measures) {
         if (!measure.isInForce)
             std::cerr << "warning: not in force here: " << measure.name << std::endl;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "SystemCalls.h"
+
 #include <string>
 #include <vector>
 
@@ -24,23 +26,30 @@ struct Measure
 };
 
 /**
- * Keeps this process from doing damage, whatever a document makes of it.
+ * Keeps a process from doing damage, whatever a document makes of it.
  *
  * One process looks at one document only, as what it may do can only become less.
  */
 class Sandbox
 {
 public:
-    /** Sets the limits that need no document to be known. */
+    /**
+     * Takes from this process what neither it nor its children need, and makes ready what they will
+     * not find or load any more once they are inside. Needs a QCoreApplication.
+     */
     explicit Sandbox(const SandboxSettings& settings);
+
+    /** Sets the limits of the process that will look at a document, the only thread of which calls.
+     */
+    void SetLimits();
 
     /** Gives the next request its CPU time. A request that takes longer ends the process. */
     void LimitTime() const;
 
     /**
      * Leaves the process nothing but what it takes to read the file `input`, or none, and to write
-     * results. Complains to standard error of what cannot be on this machine. Needs a
-     * QCoreApplication; called once.
+     * results. Complains to standard error of what cannot be on this machine. After SetLimits;
+     * called once.
      */
     void Enter(const std::string& input);
 
@@ -49,6 +58,7 @@ public:
 
 private:
     const SandboxSettings settings;
+    const SystemCallFilter systemCalls;
     std::vector<Measure> measures;
 };
 

@@ -7,10 +7,15 @@
 #include <cstdint>
 #include <memory>
 
+#include <QScopeGuard>
+
 #include <fcntl.h>
+#include <linux/seccomp.h>
 #include <seccomp.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace Korvel::Worker {
@@ -49,15 +54,14 @@ constexpr int otherCalls[] = {SCMP_SYS(brk),
                               SCMP_SYS(exit),
                               SCMP_SYS(exit_group)};
 
-class Filter
+class Rules
 {
 public:
-    Filter()
+    Rules()
         // As an older kernel would answer: the libraries know their way around that, while they
         // would take "not permitted" for a last word.
-        : context(seccomp_init(SCMP_ACT_ERRNO(ENOSYS)), seccomp_release)
+        : context(seccomp_init(SCMP_ACT_ERRNO(ENOSYS)), seccomp_release), isComplete(context)
     {
-        isComplete = context && seccomp_attr_set(context.get(), SCMP_FLTATR_CTL_TSYNC, 1) == 0;
     }
 
     template <typename... Conditions>
@@ -67,11 +71,23 @@ public:
                                                     sizeof...(conditions), conditions...) == 0;
     }
 
-    bool Load() { return isComplete && seccomp_load(context.get()) == 0; }
+    /** For the kernel; empty when it could not be made. */
+    std::vector<sock_filter> Program() const
+    {
+        const int file = ::memfd_create("filter", MFD_CLOEXEC);
+        const auto closing = qScopeGuard([file] { ::close(file); });
+        struct stat status = {};
+        if (!isComplete || seccomp_export_bpf(context.get(), file) != 0 ||
+            ::fstat(file, &status) != 0)
+            return {};
+        std::vector<sock_filter> program(std::size_t(status.st_size) / sizeof(sock_filter));
+        const ssize_t size = ::pread(file, program.data(), program.size() * sizeof(sock_filter), 0);
+        return size == status.st_size ? program : std::vector<sock_filter>();
+    }
 
 private:
     const std::unique_ptr<void, void (*)(scmp_filter_ctx)> context;
-    bool isComplete = false;
+    bool isComplete;
 };
 
 scmp_arg_cmp Is(unsigned argument, scmp_datum_t value)
@@ -84,30 +100,37 @@ scmp_arg_cmp HasNoBitOf(unsigned argument, scmp_datum_t bits)
     return {argument, SCMP_CMP_MASKED_EQ, bits, 0};
 }
 
-void AllowCalls(Filter& filter)
+void AllowCalls(Rules& rules)
 {
     for (const int call : fileCalls)
-        filter.Allow(call);
+        rules.Allow(call);
     for (const int call : otherCalls)
-        filter.Allow(call);
+        rules.Allow(call);
     for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mprotect)})
-        filter.Allow(call, HasNoBitOf(2, PROT_EXEC));
+        rules.Allow(call, HasNoBitOf(2, PROT_EXEC));
     // With others of its commands, a signal could be sent to any process.
     for (const int command : {F_GETFD, F_SETFD, F_GETFL})
-        filter.Allow(SCMP_SYS(fcntl), Is(1, scmp_datum_t(command)));
-    filter.Allow(SCMP_SYS(prlimit64), Is(0, 0), Is(1, RLIMIT_CPU));  // for each request
-    filter.Allow(SCMP_SYS(tgkill), Is(0, scmp_datum_t(::getpid()))); // by abort()
+        rules.Allow(SCMP_SYS(fcntl), Is(1, scmp_datum_t(command)));
+    rules.Allow(SCMP_SYS(prlimit64), Is(0, 0), Is(1, RLIMIT_CPU)); // for each request
 }
 
 } // namespace
 
-bool LimitSystemCalls()
+SystemCallFilter::SystemCallFilter()
 {
     if (!canLimit)
-        return false;
-    Filter filter;
-    AllowCalls(filter);
-    return filter.Load();
+        return;
+    Rules rules;
+    AllowCalls(rules);
+    program = rules.Program();
+}
+
+bool SystemCallFilter::Load() const
+{
+    const sock_fprog filter = {static_cast<unsigned short>(program.size()),
+                               const_cast<sock_filter*>(program.data())};
+    return !program.empty() &&
+           ::syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_TSYNC, &filter) == 0;
 }
 
 } // namespace Korvel::Worker

@@ -1,8 +1,11 @@
 #include "Arguments.h"
 #include "Channel.h"
+#include "ForkServer.h"
 #include "Memory.h"
+#include "Rehearsal.h"
 #include "Requests.h"
 #include "Sandbox.h"
+#include "Sanitizers.h"
 
 #include <cstdio>
 #include <iostream>
@@ -12,6 +15,8 @@
 #include <QCoreApplication>
 #include <QTextCodec>
 
+#include <unistd.h>
+
 using namespace Korvel::Worker;
 
 namespace {
@@ -19,6 +24,7 @@ namespace {
 /** Tells what is in force by entering the sandbox. */
 int PrintVersion(Sandbox& sandbox)
 {
+    sandbox.SetLimits();
     sandbox.Enter({});
     std::puts("pdfconvert-worker " PROJECT_VERSION);
     for (const Measure& measure : sandbox.Measures())
@@ -26,16 +32,17 @@ int PrintVersion(Sandbox& sandbox)
     return std::fflush(stdout) == 0 ? 0 : 1;
 }
 
-/** False when an answer could not be sent. */
-bool AnswerAll(std::FILE* answers, Sandbox& sandbox)
+/** Answers all requests for one document; the exit code. */
+int AnswerAll(std::FILE* answers, Sandbox& sandbox)
 {
+    sandbox.SetLimits();
     Requests requests([&sandbox](const std::string& file) { sandbox.Enter(file); });
-    for (std::string line; ReadLine(line);) {
+    for (std::string line; !requests.IsReleased() && ReadLine(line);) {
         sandbox.LimitTime();
         if (!Send(answers, requests.Answer(QByteArray::fromStdString(line))))
-            return false;
+            return 1;
     }
-    return true;
+    return requests.IsReleased() ? releasedExitCode : 0;
 }
 
 } // namespace
@@ -50,16 +57,24 @@ int main(int argc, char** argv)
     }
     // First, as a descriptor that is missing would become that of something else.
     std::FILE* const answers = arguments->wantsVersion ? stdout : TakeStandardOutput();
-    Sandbox sandbox(arguments->settings);
+    if (!answers)
+        return 1;
     QCoreApplication application(argc, argv);
     // File names are UTF-8 whatever the locale says.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     std::ios::sync_with_stdio(false);
+    Sandbox sandbox(arguments->settings);
 
     try {
         if (arguments->wantsVersion)
             return PrintVersion(sandbox);
-        return answers && AnswerAll(answers, sandbox) ? 0 : 1;
+        Rehearse();
+        ForkForEachDocument();
+        const int code = AnswerAll(answers, sandbox);
+        // Whatever a document has become is given back most quickly with the process.
+        if (!IS_SANITIZED)
+            ::_exit(code);
+        return code;
     } catch (const std::bad_alloc&) { // by which Qt tells that it has no memory
         EndForLackOfMemory();
     }

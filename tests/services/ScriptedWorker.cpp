@@ -1,7 +1,10 @@
-// A stand-in for pdfconvert-worker that behaves, and misbehaves, as each request tells it to.
+// A stand-in for pdfconvert-worker that behaves, and misbehaves, as each request tells it to, in a
+// child for each document.
 //
 // What to do is the request's member "do", or else the name of its "file" up to the first dot: so
 // the file name alone tells it through services that make the requests themselves.
+
+#include "ForkServer.h"
 
 #include <csignal>
 #include <cstdio>
@@ -281,6 +284,10 @@ QString WhatToDo(const QJsonObject& request)
 
 void Serve(const QJsonObject& request)
 {
+    if (request["op"] == "release") {
+        WriteLine(Success(request));
+        ::_exit(Korvel::Worker::releasedExitCode);
+    }
     const QString what = WhatToDo(request);
     const QString fail = "fail-with-";
     ++served;
@@ -298,6 +305,7 @@ void Serve(const QJsonObject& request)
 
 int main()
 {
+    Korvel::Worker::ForkForEachDocument();
     for (std::string line; std::getline(std::cin, line);)
         Serve(QJsonDocument::fromJson(QByteArray::fromStdString(line)).object());
     return 0;

@@ -12,8 +12,6 @@
 #include <QLoggingCategory>
 #include <QTimer>
 
-#include <unistd.h>
-
 namespace Korvel::PDF::Test {
 
 namespace {
@@ -37,10 +35,10 @@ std::string StateOf(int pid)
     return nameEnd == std::string::npos ? std::string() : text.substr(nameEnd + 2);
 }
 
-bool IsChild(int pid)
+bool IsChild(int pid, int parent)
 {
     const std::string state = StateOf(pid);
-    return !state.empty() && std::stoi(state.substr(2)) == ::getpid();
+    return !state.empty() && std::stoi(state.substr(2)) == parent;
 }
 
 } // namespace
@@ -74,11 +72,11 @@ bool WaitUntil(const std::function<bool()>& condition)
     return condition();
 }
 
-std::vector<int> ChildProcesses()
+std::vector<int> ChildProcesses(int parent)
 {
     std::vector<int> children;
     for (const QString& name : QDir("/proc").entryList(QDir::Dirs)) {
-        if (const int pid = name.toInt(); pid > 0 && IsChild(pid))
+        if (const int pid = name.toInt(); pid > 0 && IsChild(pid, parent))
             children.push_back(pid);
     }
     return children;

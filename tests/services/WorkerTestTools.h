@@ -7,6 +7,8 @@
 #include <QJsonObject>
 #include <QString>
 
+#include <unistd.h>
+
 namespace Korvel::PDF {
 class WorkerProcess;
 }
@@ -25,8 +27,8 @@ QJsonObject Do(const QString& what);
 /** Runs the event loop until `condition` holds; whether it came to hold within a minute. */
 bool WaitUntil(const std::function<bool()>& condition);
 
-/** The children of this process, ended ones that nobody has waited for included. */
-std::vector<int> ChildProcesses();
+/** The children of a process, ended ones that nobody has waited for included. */
+std::vector<int> ChildProcesses(int parent = ::getpid());
 
 /** Whether this child has ended, seen without waiting for it. */
 bool HasEnded(int pid);

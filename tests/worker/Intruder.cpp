@@ -347,7 +347,9 @@ int main(int argc, char** argv)
         SandboxSettings settings;
         settings.folder = argv[2];
         settings.timeLimit = 1;
-        Sandbox(settings).Enter(argv[3]);
+        Sandbox sandbox(settings);
+        sandbox.SetLimits();
+        sandbox.Enter(argv[3]);
     }
     const int error = where == "pool" ? OnThreadOfPool(attempt) : attempt();
     std::puts(error == 0 ? "done" : ::strerrorname_np(error));

@@ -2,6 +2,8 @@
 
 #include "WorkerFixture.h"
 
+#include <csignal>
+
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -228,6 +230,44 @@ TEST_F(ProtocolTest, LooksAtOneFileOnly)
               "bad-request")
         << "by another name";
     EXPECT_EQ(open(sample, 2), "ok");
+}
+
+TEST_F(ProtocolTest, LooksAtAnotherFileInANewProcessAfterARelease)
+{
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    const qint64 first = worker.ProcessId();
+    EXPECT_EQ(Outcome(worker.Ask({{"id", 7}, {"op", "release"}})), "ok");
+    EXPECT_EQ(
+        Outcome(worker.Ask({{"id", 1}, {"op", "open"}, {"document", 1}, {"file", Sample(2)}})),
+        "ok");
+    EXPECT_NE(worker.ProcessId(), first);
+    EXPECT_FALSE(QFile::exists(QString("/proc/%1").arg(first)));
+    EXPECT_EQ(worker.Finish(), 0);
+}
+
+TEST_F(ProtocolTest, ForgetsWhatItHeldWhenItIsReleased)
+{
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    EXPECT_EQ(Outcome(worker.Ask({{"id", 1}, {"op", "release"}})), "ok");
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "no-such-document");
+    EXPECT_EQ(Outcome(worker.Ask({{"id", 1}, {"op", "release"}})), "ok") << "of nothing";
+}
+
+TEST_F(ProtocolTest, LeavesNobodyBehindWhenItIsToldToEnd)
+{
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    const QString child = QString("/proc/%1").arg(worker.ProcessId());
+    ASSERT_TRUE(QFile::exists(child));
+    worker.Terminate();
+    EXPECT_FALSE(QFile::exists(child)) << "it has waited for it";
+}
+
+TEST_F(ProtocolTest, EndsAsTheProcessDoesThatLooksAtTheDocument)
+{
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    ASSERT_EQ(::kill(pid_t(worker.ProcessId()), SIGSEGV), 0);
+    EXPECT_EQ(worker.Finish(), -1);
+    EXPECT_EQ(Outcome(worker.Receive()), "nothing");
 }
 
 TEST_F(ProtocolTest, RefusesMembersOfTheWrongKind)

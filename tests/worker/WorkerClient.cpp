@@ -71,9 +71,27 @@ int WorkerClient::Finish()
     return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
 }
 
+void WorkerClient::Terminate()
+{
+    process.terminate();
+    process.waitForFinished(patience);
+}
+
 QByteArray WorkerClient::Complaints()
 {
     return process.readAllStandardError();
+}
+
+qint64 WorkerClient::ProcessId() const
+{
+    const QString server = QString::number(process.processId());
+    QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(server));
+    while (children.open(QIODevice::ReadOnly)) {
+        if (const qint64 child = children.readAll().trimmed().toLongLong())
+            return child;
+        children.close(); // not there yet
+    }
+    return 0;
 }
 
 qint64 WorkerClient::PeakMemory() const

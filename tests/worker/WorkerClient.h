@@ -34,10 +34,14 @@ public:
     /** Ends the worker's input and waits: its exit code, or -1 when a signal ended it. */
     int Finish();
 
+    /** Tells it to end, and waits. */
+    void Terminate();
+
     /** What it has written to standard error, for a log. */
     QByteArray Complaints();
 
-    qint64 ProcessId() const { return process.processId(); }
+    /** Of the process that looks at the document. */
+    qint64 ProcessId() const;
 
     /** The most memory that it has held so far, in bytes. */
     qint64 PeakMemory() const;

@@ -28,8 +28,9 @@ void WorkerFixture::TakeUp(const QString& file)
     struct stat status = {};
     ::stat(file.toUtf8().constData(), &status);
     const std::string wanted = std::to_string(status.st_ino) + ' ' + file.toStdString();
-    if (!fileInHand.empty() && fileInHand != wanted)
-        worker.Restart();
+    if (!fileInHand.empty() && fileInHand != wanted &&
+        Outcome(worker.Ask({{"id", ++lastId}, {"op", "release"}})) != "ok")
+        worker.Restart(); // it has ended
     fileInHand = wanted;
 }
 

@@ -7,6 +7,7 @@
 #include <functional>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 #include <QThread>
 
@@ -143,13 +144,38 @@ struct WorkerPdfProvider::Impl
                 worker->second->Ask(request, receiver);
         }
 
-        /** Ends the process. A receiver of the process's own may call it. */
-        void Release(qint64 document) { byDocument.extract(document); }
+        /** A process for the document, one that is there and has none if possible. */
+        void Engage(qint64 document, const WorkerSettings& settings)
+        {
+            std::unique_ptr<WorkerProcess>& worker = byDocument[document];
+            if (idle.empty()) {
+                worker = std::make_unique<WorkerProcess>(settings);
+            } else {
+                worker = std::move(idle.back());
+                idle.pop_back();
+            }
+        }
+
+        /** Has the process let go of the document. A receiver of the process's own may call it. */
+        void Release(qint64 document)
+        {
+            auto released = byDocument.extract(document);
+            if (!released || int(idle.size()) >= QThread::idealThreadCount())
+                return;
+            released.mapped()->Ask({{QStringLiteral("op"), QStringLiteral("release")}},
+                                   [](const QJsonObject&) {});
+            idle.push_back(std::move(released.mapped()));
+        }
 
         /** Takes them out first, as receivers release what they were asked about. */
-        void EndAll() { std::exchange(byDocument, {}); }
+        void EndAll()
+        {
+            std::exchange(byDocument, {});
+            std::exchange(idle, {});
+        }
 
         std::map<qint64, std::unique_ptr<WorkerProcess>> byDocument;
+        std::vector<std::unique_ptr<WorkerProcess>> idle;
     };
 
     explicit Impl(const WorkerSettings& settings) : settings(settings), workers(new Workers)
@@ -176,12 +202,12 @@ struct WorkerPdfProvider::Impl
         QMetaObject::invokeMethod(workers, std::move(function), Qt::QueuedConnection);
     }
 
-    /** The process lives as long as the document is open. */
+    /** The process serves no other document as long as this one is open. */
     void AskToOpen(qint64 document, const QJsonObject& request, WorkerProcess::Receiver receiver)
     {
         Later([this, document, request, receiver = std::move(receiver)] {
             if (!shutDown)
-                workers->byDocument[document] = std::make_unique<WorkerProcess>(settings);
+                workers->Engage(document, settings);
             workers->Ask(document, request, [this, document, receiver](const QJsonObject& answer) {
                 receiver(answer);
                 if (!answer[QStringLiteral("ok")].toBool())

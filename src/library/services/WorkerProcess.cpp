@@ -2,6 +2,7 @@
 
 #include "ServicesLog.h"
 
+#include <algorithm>
 #include <csignal>
 #include <utility>
 
@@ -20,6 +21,7 @@ namespace Korvel::PDF {
 namespace {
 
 constexpr int outOfMemoryExitCode = 77;
+constexpr int timeToEnd = 5000; // milliseconds, of which it takes one or two
 constexpr qint64 longestAnswer = qint64(4) * 1024 * 1024;
 
 QJsonObject Failure(const QString& reason, const QString& message)
@@ -38,22 +40,24 @@ bool HasEnded(const QProcess& process)
             info.si_pid != 0);
 }
 
-/** Path of the file that the request has looked at; empty for none. */
-QString FileOf(const QJsonObject& request)
+QString Operation(const QJsonObject& request)
 {
-    const QString op = request[QStringLiteral("op")].toString();
-    const bool looksAtFile = op == QLatin1String("open") || op == QLatin1String("convert");
-    return looksAtFile ? request[QStringLiteral("file")].toString() : QString();
+    return request[QStringLiteral("op")].toString();
 }
 
-/** Tells a file from all others, one that was at its path before included. Empty for none. */
-QString Identity(const QString& path)
+/**
+ * Tells the file that the request has looked at from all others, one that was at its path before
+ * included. Empty for none.
+ */
+QString FileOf(const QJsonObject& request)
 {
+    if (Operation(request) != QLatin1String("open") &&
+        Operation(request) != QLatin1String("convert"))
+        return {};
+    const QString path = request[QStringLiteral("file")].toString();
     struct stat status = {};
     ::stat(path.toStdString().c_str(), &status);
-    return path.isEmpty()
-               ? QString()
-               : QStringLiteral("%1 %2 %3").arg(status.st_dev).arg(status.st_ino).arg(path);
+    return QStringLiteral("%1 %2 %3").arg(status.st_dev).arg(status.st_ino).arg(path);
 }
 
 WorkerSettings WithProgram(WorkerSettings settings)
@@ -104,10 +108,8 @@ QString WorkerProcess::FindProgram()
 
 void WorkerProcess::Ask(QJsonObject request, Receiver receiver)
 {
-    const qint64 id = ++lastId;
-    request[QStringLiteral("id")] = id;
-    const QByteArray line = QJsonDocument(request).toJson(QJsonDocument::Compact) + '\n';
-    requests.push_back({id, FileOf(request), line, std::move(receiver)});
+    request[QStringLiteral("id")] = ++lastId;
+    requests.push_back({lastId, request, std::move(receiver)});
     SendNext();
 }
 
@@ -154,15 +156,37 @@ void WorkerProcess::Discard()
     alarm.stop();
     if (!process)
         return;
-    process->kill();
-    process->waitForFinished();
+    process->terminate(); // it ends its child, and waits for that, before itself
+    if (!process->waitForFinished(timeToEnd)) {
+        process->kill();
+        process->waitForFinished();
+    }
     process.reset();
 }
 
-bool WorkerProcess::HasProcessFor(const QString& file) const
+/** Adds what goes before the next request: a process has looked at one file when it is released. */
+void WorkerProcess::ReleaseFor(const QString& file)
 {
-    return process && !HasEnded(*process) &&
-           (file.isEmpty() || fileInHand.isEmpty() || file == fileInHand);
+    if (file.isEmpty() || fileInHand.isEmpty() || file == fileInHand)
+        return;
+    requests.push_front(
+        {++lastId,
+         {{QStringLiteral("id"), lastId}, {QStringLiteral("op"), QStringLiteral("release")}},
+         [](const QJsonObject&) {
+         }});
+}
+
+/**
+ * The request as it is sent. One to release the process is as long as any before, as QProcess keeps
+ * the memory that it was sent from, and what has stood there, a password for one, is overwritten.
+ */
+QByteArray WorkerProcess::LineOf(const QJsonObject& request)
+{
+    QByteArray line = QJsonDocument(request).toJson(QJsonDocument::Compact);
+    longestLine = std::max(longestLine, line.size());
+    if (Operation(request) == QLatin1String("release"))
+        line = line.leftJustified(std::exchange(longestLine, 0));
+    return line + '\n';
 }
 
 void WorkerProcess::SendNext()
@@ -170,15 +194,18 @@ void WorkerProcess::SendNext()
     if (waiting || requests.empty())
         return;
     waiting = true;
-    const QString file = Identity(requests.front().file);
-    if (!HasProcessFor(file)) {
+    if (!process || HasEnded(*process)) {
         Discard();
         Start();
     }
-    if (!file.isEmpty())
+    ReleaseFor(FileOf(requests.front().message));
+    const QJsonObject& message = requests.front().message;
+    if (Operation(message) == QLatin1String("release"))
+        fileInHand.clear();
+    else if (const QString file = FileOf(message); !file.isEmpty())
         fileInHand = file;
     if (process->isOpen()) // else starting has failed, which is told later
-        process->write(requests.front().line);
+        process->write(LineOf(message));
     alarm.start(settings.deadline);
 }
 

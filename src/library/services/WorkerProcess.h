@@ -43,9 +43,11 @@ struct WorkerSettings
  * ended; what it held open is gone then. A request that had been sent to it before is answered with
  * its death.
  *
- * A process looks at one file only, since it gives up the right to read any other before it opens
- * that one. A request to open or convert another file, or one that has taken its place, therefore
- * gets a new process; what the old one held open is gone.
+ * It looks at one file at a time, in a child process that gives up the right to read any other one
+ * before. A request to open or convert another file, or one that has taken its place, therefore
+ * gets a new child, and so does what comes after a request "release"; what the old one held open is
+ * gone. A new child is ready in a millisecond or two, while a process takes many times as long to
+ * start: objects of this class are worth keeping.
  *
  *     worker.Ask({{"op", "convert"}, ...}, [](const QJsonObject& answer) {
  *         if (!answer["ok"].toBool()) qWarning() << answer["reason"].toString();
@@ -95,16 +97,15 @@ private:
     struct Request
     {
         qint64 id;
-        /** Path of the file that it has looked at; empty for none. */
-        QString file;
-        QByteArray line;
+        QJsonObject message;
         Receiver receiver;
     };
 
     QStringList Arguments() const;
-    bool HasProcessFor(const QString& file) const;
     void Start();
     void Discard();
+    void ReleaseFor(const QString& file);
+    QByteArray LineOf(const QJsonObject& request);
     void SendNext();
     void ReadAnswers();
     void ReadComplaints();
@@ -115,9 +116,11 @@ private:
     const WorkerSettings settings;
     /** The process that runs, or has ended unnoticed; else null. */
     std::unique_ptr<QProcess> process;
-    /** Which file the process looks at; empty for none so far. */
+    /** Which file the process looks at; empty for none. */
     QString fileInHand;
     std::deque<Request> requests;
+    /** Of those sent since the process was released. */
+    int longestLine = 0;
     bool waiting = false;
     qint64 lastId = 0;
     QTimer alarm;
