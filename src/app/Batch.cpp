@@ -26,8 +26,9 @@ ExitCode Batch::Run()
 {
     try {
         return RunAll();
-    } catch (const Interrupted& interrupted) {
-        report.Failed(inWork, Failure(ExitCode::Internal, "interrupted", interrupted.what()));
+    } catch (const Interrupted&) {
+        if (!isInterrupted)
+            ReportInterruption(inWork);
         throw;
     }
 }
@@ -40,22 +41,30 @@ ExitCode Batch::RunAll()
     if (commandLine.keepTemp)
         report.Note("temporary files stay in " + services.TempFolder() +
                     " and show what encrypted documents say; remove that folder when you are done");
-    const std::vector<Input> inputs =
-        CollectInputs(commandLine, services.TempFolder(), interruption);
+    const bool readsStandardInput = commandLine.inputs.contains(QStringLiteral("-"));
+    const std::vector<Input> inputs = CollectInputs(
+        commandLine, readsStandardInput ? services.MakePrivateFolder() : std::string(),
+        interruption);
     OpenAndPlan(inputs);
     CheckStandardOutput();
-    for (const auto& document : documents) {
-        if (commandLine.failFast && !failures.empty())
-            break;
-        Attempt(document->GetInput(), [&] { Finish(*document); });
+    if (commandLine.dryRun || commandLine.inspect) {
+        for (const auto& document : documents)
+            Attempt(document->GetInput(), [&] { Finish(*document); });
+    } else {
+        ConvertAll();
+        if (inputs.size() > 1)
+            Summarize(inputs.size());
     }
-    if (inputs.size() > 1 && !commandLine.dryRun && !commandLine.inspect)
-        Summarize(inputs.size());
     return Code(inputs.size());
 }
 
+void Batch::ReportInterruption(const QString& name)
+{
+    report.Failed(name, Failure(ExitCode::Internal, "interrupted", Interrupted().what()));
+}
+
 /** Where the results go; in the session folder when it is standard output that wants them. */
-OutputTemplate Batch::Output() const
+OutputTemplate Batch::Output()
 {
     if (!commandLine.WritesToStandardOutput()) {
         const QFileInfo output(commandLine.output);
@@ -65,7 +74,7 @@ OutputTemplate Batch::Output() const
                               " is a folder; put the results into it with -d");
         return OutputTemplate::Parse(commandLine.output, commandLine.format);
     }
-    const QString folder = QString::fromStdString(services.TempFolder());
+    const QString folder = QString::fromStdString(services.MakePrivateFolder());
     return OutputTemplate::Parse(QString(folder).replace(QLatin1Char('%'), QLatin1String("%%")) +
                                      QStringLiteral("/standard-output.") + commandLine.format,
                                  commandLine.format);
@@ -79,6 +88,7 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
     for (const Input& input : inputs) {
         auto document = std::make_unique<Document>(input, commandLine, services, report);
         const bool isPlanned = Attempt(input, [&] {
+            interruption.Check();
             document->Open(*passwords);
             if (output)
                 document->Plan(*output, planned);
@@ -106,11 +116,62 @@ void Batch::CheckStandardOutput() const
                           std::to_string(planned.size()) + "; choose one page with --pages");
 }
 
-/** Converts a document that was opened and planned, or does what is wanted in place of that. */
-void Batch::Finish(Document& document)
+bool Batch::IsToStop() const
 {
-    if (!commandLine.dryRun && !commandLine.inspect)
-        document.Convert(planned);
+    return interruption.Signal() != 0 || (commandLine.failFast && hasAnyFailed);
+}
+
+/** Converts what was opened and planned. */
+void Batch::ConvertAll()
+{
+    report.Expect(int(documents.size()), int(planned.size()));
+    StartDocuments();
+    if (running > 0)
+        converting.exec();
+    if (isInterrupted || started < documents.size())
+        interruption.Check();
+}
+
+void Batch::StartDocuments()
+{
+    while (running < services.Jobs() && started < documents.size() && !IsToStop()) {
+        const std::size_t index = started++;
+        ++running;
+        documents[index]->Convert(planned, [this, index](const std::exception_ptr& failure) {
+            DocumentEnded(index, failure);
+        });
+    }
+    if (running == 0)
+        converting.quit();
+}
+
+void Batch::DocumentEnded(std::size_t index, const std::exception_ptr& failure)
+{
+    --running;
+    ended[index] = failure;
+    hasAnyFailed = hasAnyFailed || failure;
+    while (const auto next = ended.extract(reported))
+        ReportDocument(*documents[reported++], next.mapped());
+    StartDocuments();
+}
+
+void Batch::ReportDocument(const Document& document, const std::exception_ptr& failure)
+{
+    try {
+        Attempt(document.GetInput(), [&] {
+            if (failure)
+                std::rethrow_exception(failure);
+            Finish(document);
+        });
+    } catch (const Interrupted&) {
+        isInterrupted = true;
+        ReportInterruption(document.GetInput().name);
+    }
+}
+
+/** Tells of a document's results, or of what there is in place of them. */
+void Batch::Finish(const Document& document)
+{
     if (!WriteResults(document))
         throw Failure(ExitCode::Output, "standard-output",
                       "standard output did not take the result");
@@ -142,7 +203,6 @@ bool Batch::Attempt(const Input& input, const std::function<void()>& step)
 {
     inWork = input.name;
     try {
-        interruption.Check();
         step();
         inWork.clear();
         return true;

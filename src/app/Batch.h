@@ -4,9 +4,13 @@
 #include "Document.h"
 #include "Services.h"
 
+#include <exception>
 #include <functional>
+#include <map>
 #include <memory>
 #include <vector>
+
+#include <QEventLoop>
 
 namespace Korvel::App {
 
@@ -14,8 +18,8 @@ class Interruption;
 class Report;
 
 /**
- * Carries out a command line: opens every input, plans every result's path, and then converts one
- * document after the other. Used on the main thread.
+ * Carries out a command line: opens every input, plans every result's path, and then converts the
+ * documents, some of them side by side. Used on the main thread.
  */
 class Batch
 {
@@ -35,10 +39,16 @@ private:
     Batch& operator=(const Batch&) = delete;
 
     ExitCode RunAll();
-    OutputTemplate Output() const;
+    OutputTemplate Output();
     void OpenAndPlan(const std::vector<Input>& inputs);
     void CheckStandardOutput() const;
-    void Finish(Document& document);
+    void ReportInterruption(const QString& name);
+    bool IsToStop() const;
+    void ConvertAll();
+    void StartDocuments();
+    void DocumentEnded(std::size_t index, const std::exception_ptr& failure);
+    void ReportDocument(const Document& document, const std::exception_ptr& failure);
+    void Finish(const Document& document);
     bool WriteResults(const Document& document);
     void Summarize(std::size_t inputs);
     bool Attempt(const Input& input, const std::function<void()>& step);
@@ -53,6 +63,15 @@ private:
     QString inWork;
     /** Those that could be opened and planned. */
     std::vector<std::unique_ptr<Document>> documents;
+    /** How many of these have been started, are being converted, and were told about, in order. */
+    std::size_t started = 0;
+    std::size_t running = 0;
+    std::size_t reported = 0;
+    /** What went wrong with those, by their indices, that ended and were not told about yet. */
+    std::map<std::size_t, std::exception_ptr> ended;
+    bool hasAnyFailed = false;
+    QEventLoop converting;
+    bool isInterrupted = false;
     /** How the others ended. */
     std::vector<ExitCode> failures;
 };

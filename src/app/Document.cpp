@@ -12,10 +12,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include <QEventLoop>
 #include <QFileInfo>
-#include <QScopeGuard>
-#include <QTimer>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,7 +25,7 @@ using PDF::Converter::PageFanOut;
 namespace {
 
 /** How often a result is converted for whose path another program was quicker each time. */
-constexpr int attempts = 5;
+constexpr int mostRounds = 5;
 
 /** How often the terminal asks for a password. */
 constexpr int passwordTries = 3;
@@ -235,26 +232,45 @@ void Document::PlanResult(int page, const QString& wanted, PlannedPaths& planned
     results.push_back({page, wanted, path});
 }
 
-void Document::Convert(const PlannedPaths& planned)
+void Document::Convert(PlannedPaths& planned, Receiver ended)
 {
-    if (results.empty())
-        return;
-    const auto forgetting =
-        qScopeGuard([this] { ::explicit_bzero(password.data(), password.size()); });
-    PrepareFolders();
-    report.Begin(input.name, int(results.size()));
-    std::vector<PlannedResult*> left;
+    conversion = std::make_unique<Conversion>(planned, std::move(ended));
     for (PlannedResult& result : results)
-        left.push_back(&result);
-    for (int attempt = 0; !left.empty(); ++attempt) {
-        if (attempt == attempts)
-            throw Failure(ExitCode::Output, "cannot-write",
-                          "cannot write " + left.front()->wanted.toStdString() +
-                              "; other programs keep taking the name");
-        left = ConvertRound(left);
-        for (PlannedResult* const result : left)
-            result->path = FreePath(result->wanted, planned, services.FileSystem());
+        conversion->left.push_back(&result);
+    Later([this] { Begin(); });
+}
+
+/** Takes a step from the event loop; what it throws ends the conversion. */
+void Document::Later(const std::function<void()>& step)
+{
+    const auto take = [this, step] {
+        try {
+            step();
+        } catch (...) {
+            End(std::current_exception());
+        }
+    };
+    QMetaObject::invokeMethod(&context, take, Qt::QueuedConnection);
+}
+
+void Document::End(const std::exception_ptr& failure)
+{
+    ::explicit_bzero(password.data(), password.size());
+    const std::unique_ptr<Conversion> over = std::move(conversion);
+    over->chain.reset();
+    report.End(over->work);
+    over->ended(failure);
+}
+
+void Document::Begin()
+{
+    if (results.empty()) {
+        End(nullptr);
+        return;
     }
+    PrepareFolders();
+    conversion->work = report.Begin(input.name, int(results.size()));
+    StartRound();
 }
 
 std::vector<Report::Result> Document::Results() const
@@ -286,13 +302,60 @@ void Document::PrepareFolders() const
     }
 }
 
-/** Makes results and sets their final paths; those to make again under another are answered. */
-std::vector<PlannedResult*> Document::ConvertRound(const std::vector<PlannedResult*>& wanted)
+/** Some file systems take a file and then have no space for what is in it. */
+void Document::CheckResult(const PlannedResult& result) const
 {
-    const QStringList paths = RunChain(wanted);
+    if (QFileInfo(result.path).size() == 0)
+        throw Failure(ExitCode::Output, "cannot-write",
+                      "its result " + result.path.toStdString() + " is missing or empty");
+}
+
+/** One way through a fresh chain for all that is left. */
+void Document::StartRound()
+{
+    conversion->chain = services.MakeChain(conversion->left.size());
+    conversion->paths.reset();
+    conversion->error.reset();
+    ConnectToChain();
+    if (!conversion->chain->ConvertFile(MakeTask())) {
+        services.CheckForSignal();
+        throw CopyFailure();
+    }
+}
+
+void Document::ConnectToChain()
+{
+    AbstractConverter* const chain = conversion->chain.get();
+    if (commandLine.timeout > 0) {
+        QObject::connect(&conversion->alarm, &QTimer::timeout, chain, [this, chain] {
+            conversion->isLate = true;
+            chain->CancelConvertation();
+        });
+        conversion->alarm.start(int(commandLine.timeout * 1000));
+    }
+    QObject::connect(
+        chain, &AbstractConverter::ConvertationProgress, &context,
+        [this](const QString&, double progress) { report.Progress(conversion->work, progress); });
+    // The chain is in the middle of its work, and is destroyed by what comes later.
+    QObject::connect(chain, &AbstractConverter::Failed, &context,
+                     [this](const QString&, AbstractConverter::ErrorType reason) {
+                         conversion->error = reason;
+                         Later([this] { FinishRound(); });
+                     });
+    QObject::connect(chain, qOverload<const QString&, QStringList>(&AbstractConverter::Finished),
+                     &context, [this](const QString&, const QStringList& paths) {
+                         conversion->paths = paths;
+                         Later([this] { FinishRound(); });
+                     });
+}
+
+/** Sets the final paths of what was made; what other programs were quicker with is made again. */
+void Document::FinishRound()
+{
+    const QStringList paths = PathsOfRound();
     std::vector<PlannedResult*> left;
-    for (std::size_t i = 0; i < wanted.size(); ++i) {
-        PlannedResult& result = *wanted[i];
+    for (std::size_t i = 0; i < conversion->left.size(); ++i) {
+        PlannedResult& result = *conversion->left[i];
         const QString planned = std::exchange(result.path, paths.value(int(i)));
         if (!result.path.isEmpty()) {
             CheckResult(result);
@@ -307,67 +370,40 @@ std::vector<PlannedResult*> Document::ConvertRound(const std::vector<PlannedResu
         if (commandLine.onExists == OnExists::Number)
             left.push_back(&result);
     }
-    return left;
-}
-
-/** Some file systems take a file and then have no space for what is in it. */
-void Document::CheckResult(const PlannedResult& result) const
-{
-    if (QFileInfo(result.path).size() == 0)
+    if (left.empty()) {
+        End(nullptr);
+        return;
+    }
+    if (++conversion->rounds == mostRounds)
         throw Failure(ExitCode::Output, "cannot-write",
-                      "its result " + result.path.toStdString() + " is missing or empty");
+                      "cannot write " + left.front()->wanted.toStdString() +
+                          "; other programs keep taking the name");
+    for (PlannedResult* const result : left) {
+        result->path = FreePath(result->wanted, conversion->planned, services.FileSystem());
+        conversion->planned[result->path] = input.name;
+    }
+    conversion->left = left;
+    StartRound();
 }
 
-/** One way through a fresh chain; the final paths, empty where a result could not be moved. */
-QStringList Document::RunChain(const std::vector<PlannedResult*>& wanted)
+/** Throws where the round did not come to them. */
+QStringList Document::PathsOfRound() const
 {
-    const std::shared_ptr<AbstractConverter> chain = services.MakeChain(wanted.size());
-    std::optional<QStringList> paths;
-    std::optional<AbstractConverter::ErrorType> error;
-    QEventLoop loop;
-    QTimer alarm;
-    bool isLate = false;
-    if (commandLine.timeout > 0) {
-        QObject::connect(&alarm, &QTimer::timeout, chain.get(), [&] {
-            isLate = true;
-            chain->CancelConvertation();
-        });
-        alarm.start(int(commandLine.timeout * 1000));
-    }
-    QObject::connect(chain.get(), &AbstractConverter::ConvertationProgress, &loop,
-                     [this](const QString&, double progress) { report.Progress(progress); });
-    QObject::connect(chain.get(), &AbstractConverter::Failed, &loop,
-                     [&](const QString&, AbstractConverter::ErrorType reason) {
-                         error = reason;
-                         loop.quit();
-                     });
-    QObject::connect(chain.get(),
-                     qOverload<const QString&, QStringList>(&AbstractConverter::Finished), &loop,
-                     [&](const QString&, const QStringList& finished) {
-                         paths = finished;
-                         loop.quit();
-                     });
-
-    if (!chain->ConvertFile(MakeTask(wanted))) {
-        services.CheckForSignal();
-        throw CopyFailure();
-    }
-    loop.exec();
-    if (paths)
-        return *paths;
+    if (conversion->paths)
+        return *conversion->paths;
     services.CheckForSignal();
-    if (isLate)
+    if (conversion->isLate)
         throw Failure(ExitCode::TimedOut, "timed-out",
                       "takes longer than --timeout allows; its finished pages are there");
-    throw ConversionFailure(error.value_or(AbstractConverter::Unknown));
+    throw ConversionFailure(conversion->error.value_or(AbstractConverter::Unknown));
 }
 
-AbstractConverter::Task Document::MakeTask(const std::vector<PlannedResult*>& wanted) const
+AbstractConverter::Task Document::MakeTask() const
 {
     AbstractConverter::Task task;
     task.type = format;
     task.source = input.path;
-    task.destination = wanted.front()->path;
+    task.destination = conversion->left.front()->path;
     task.options["gray"] = commandLine.gray;
     if (commandLine.size.isEmpty())
         task.options["resolution"] = commandLine.resolution;
@@ -384,7 +420,7 @@ AbstractConverter::Task Document::MakeTask(const std::vector<PlannedResult*>& wa
     if (format == QLatin1String("txt"))
         task.options["pages"] = pages;
     std::vector<PageFanOut::PageTask> tasks;
-    for (const PlannedResult* const result : wanted)
+    for (const PlannedResult* const result : conversion->left)
         tasks.push_back({result->page, result->path});
     task.options["page_tasks"] = tasks;
     return task;

@@ -7,8 +7,16 @@
 #include "Report.h"
 #include "WorkerPdfProvider.h"
 
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include <QObject>
+#include <QTimer>
 
 namespace Korvel::App {
 
@@ -46,8 +54,16 @@ public:
     /** Where the results go, or have gone, in page order; without those that were skipped. */
     std::vector<Report::Result> Results() const;
 
-    /** Makes the results. What is finished when another page fails stays where it is. */
-    void Convert(const PlannedPaths& planned);
+    /** Receives what went wrong; null when nothing did. */
+    using Receiver = std::function<void(const std::exception_ptr& failure)>;
+
+    /**
+     * Makes the results. What is finished when another page fails stays where it is.
+     *
+     * @param planned  gets the paths that are chosen anew, as other programs have taken them
+     * @param ended    called from the event loop at the end, once; may destroy nothing of this
+     */
+    void Convert(PlannedPaths& planned, Receiver ended);
 
 private:
     Document(const Document&) = delete;
@@ -65,10 +81,14 @@ private:
     void PlanResult(int page, const QString& wanted, PlannedPaths& planned);
     void PrepareFolders() const;
     void CheckResult(const PlannedResult& result) const;
-    std::vector<PlannedResult*> ConvertRound(const std::vector<PlannedResult*>& wanted);
-    QStringList RunChain(const std::vector<PlannedResult*>& wanted);
-    PDF::Converter::AbstractConverter::Task
-    MakeTask(const std::vector<PlannedResult*>& wanted) const;
+    void Later(const std::function<void()>& step);
+    void End(const std::exception_ptr& failure);
+    void Begin();
+    void StartRound();
+    void ConnectToChain();
+    void FinishRound();
+    QStringList PathsOfRound() const;
+    PDF::Converter::AbstractConverter::Task MakeTask() const;
 
     const Input input;
     const CommandLine& commandLine;
@@ -80,6 +100,30 @@ private:
     QString format;
     std::vector<int> pages;
     std::vector<PlannedResult> results;
+
+    /** What is converted, once or in several rounds, each through a chain of its own. */
+    struct Conversion
+    {
+        Conversion(PlannedPaths& planned, Receiver ended)
+            : planned(planned), ended(std::move(ended))
+        {
+        }
+
+        PlannedPaths& planned;
+        const Receiver ended;
+        int work = 0;
+        std::vector<PlannedResult*> left;
+        int rounds = 0;
+        std::shared_ptr<PDF::Converter::AbstractConverter> chain;
+        /** The final paths, empty where a result could not be moved. */
+        std::optional<QStringList> paths;
+        std::optional<PDF::Converter::AbstractConverter::ErrorType> error;
+        QTimer alarm;
+        bool isLate = false;
+    };
+    std::unique_ptr<Conversion> conversion;
+    /** Receives the calls that come later. */
+    QObject context;
 };
 
 } // namespace Korvel::App

@@ -3,6 +3,7 @@
 #include "Text.h"
 #include "WorkerPdfProvider.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -204,19 +205,28 @@ Report::~Report()
     Erase();
 }
 
-void Report::Begin(const QString& ofName, int results)
+void Report::Expect(int ofDocuments, int results)
 {
-    name = ofName;
-    pages = results;
+    expectedDocuments = ofDocuments;
+    expectedPages = results;
     sinceBegin.start();
     sinceShown.start();
-    Emit("started", {{QStringLiteral("file"), name}, {QStringLiteral("results"), results}});
-    if (style == ProgressStyle::Bar)
-        Draw(Describe(0));
 }
 
-void Report::Progress(double fraction)
+int Report::Begin(const QString& name, int results)
 {
+    inWork[++lastWork] = {name, results, 0, {}};
+    inWork[lastWork].sinceBegin.start();
+    Emit("started", {{QStringLiteral("file"), name}, {QStringLiteral("results"), results}});
+    if (style == ProgressStyle::Bar)
+        Draw(Describe());
+    return lastWork;
+}
+
+void Report::Progress(int number, double fraction)
+{
+    Work& work = inWork.at(number);
+    work.fraction = fraction;
     const qint64 pause =
         style == ProgressStyle::Plain ? millisecondsBetweenLines : millisecondsBetweenBars;
     const bool isLast = fraction >= 1 && style != ProgressStyle::Plain;
@@ -224,41 +234,56 @@ void Report::Progress(double fraction)
         return;
     sinceShown.start();
     if (style == ProgressStyle::Bar)
-        Draw(Describe(fraction));
+        Draw(Describe());
     else if (style == ProgressStyle::Plain)
-        Write(stderr, QStringLiteral("pdfconvert: %1\n").arg(Describe(fraction)));
-    Emit("progress", {{QStringLiteral("file"), name},
+        Write(stderr, QStringLiteral("pdfconvert: %1\n").arg(Describe()));
+    Emit("progress", {{QStringLiteral("file"), work.name},
                       {QStringLiteral("done"), fraction},
-                      {QStringLiteral("seconds"), double(sinceBegin.elapsed()) / 1000}});
+                      {QStringLiteral("seconds"), double(work.sinceBegin.elapsed()) / 1000}});
 }
 
-/** Name, bar, pages, percent, rate and time left. */
-QString Report::Describe(double fraction) const
+void Report::End(int number)
 {
-    QString text = WithoutControls(Shortened(name));
+    if (const auto ended = inWork.extract(number)) {
+        ++endedDocuments;
+        endedPages += ended.mapped().pages;
+    }
+}
+
+/** What is converted, bar, pages, percent, rate and time left. */
+QString Report::Describe() const
+{
+    double pages = endedPages;
+    for (const auto& [number, work] : inWork)
+        pages += work.fraction * work.pages;
+    const double fraction = pages / std::max(expectedPages, 1);
+    QString text =
+        expectedDocuments == 1
+            ? WithoutControls(Shortened(inWork.begin()->second.name))
+            : QStringLiteral("%1/%2 documents").arg(endedDocuments).arg(expectedDocuments);
     if (style == ProgressStyle::Bar) {
         const int filled = int(fraction * barWidth);
         text += QStringLiteral(" [%1%2]").arg(QString(filled, QLatin1Char('#')),
                                               QString(barWidth - filled, QLatin1Char('.')));
     }
     text += QStringLiteral(" %1/%2 pages %3%")
-                .arg(int(fraction * pages + 0.001))
-                .arg(pages)
+                .arg(int(pages + 0.001))
+                .arg(expectedPages)
                 .arg(int(fraction * 100 + 0.001));
     const double seconds = double(sinceBegin.elapsed()) / 1000;
     if (fraction > 0 && seconds >= 1)
         text += QStringLiteral(" %1/s %2 left")
-                    .arg(fraction * pages / seconds, 0, 'f', 1)
+                    .arg(pages / seconds, 0, 'f', 1)
                     .arg(Duration(std::llround(seconds * (1 - fraction) / fraction)));
     return text;
 }
 
-bool Report::Finished(const QString& ofName, const std::vector<Result>& results)
+bool Report::Finished(const QString& name, const std::vector<Result>& results)
 {
     Erase();
     const QJsonArray made = ToJson(results);
-    Emit("finished", {{QStringLiteral("file"), ofName}, {QStringLiteral("results"), made}});
-    documents.append(QJsonObject{{QStringLiteral("file"), ofName},
+    Emit("finished", {{QStringLiteral("file"), name}, {QStringLiteral("results"), made}});
+    documents.append(QJsonObject{{QStringLiteral("file"), name},
                                  {QStringLiteral("ok"), true},
                                  {QStringLiteral("results"), made}});
     if (json)
@@ -269,7 +294,7 @@ bool Report::Finished(const QString& ofName, const std::vector<Result>& results)
     return WriteResult(lines);
 }
 
-bool Report::Content(const QString& ofName, const QString& path)
+bool Report::Content(const QString& name, const QString& path)
 {
     Erase();
     QFile file(path);
@@ -282,25 +307,25 @@ bool Report::Content(const QString& ofName, const QString& path)
         if (block.isEmpty() || output.write(block) != block.size())
             return false;
     }
-    Emit("finished", {{QStringLiteral("file"), ofName}, {QStringLiteral("bytes"), file.size()}});
+    Emit("finished", {{QStringLiteral("file"), name}, {QStringLiteral("bytes"), file.size()}});
     return std::fflush(stdout) == 0;
 }
 
-bool Report::Describe(const QString& ofName, const PDF::DocumentInfo& info)
+bool Report::Describe(const QString& name, const PDF::DocumentInfo& info)
 {
     QJsonObject object = ToJson(info);
-    object[QStringLiteral("file")] = ofName;
+    object[QStringLiteral("file")] = name;
     object[QStringLiteral("ok")] = true;
     documents.append(object);
-    return json || WriteResult(ToLines(ofName, info));
+    return json || WriteResult(ToLines(name, info));
 }
 
-void Report::Failed(const QString& ofName, const Failure& failure)
+void Report::Failed(const QString& name, const Failure& failure)
 {
     const std::string message =
-        (ofName.isEmpty() ? std::string() : ofName.toStdString() + ": ") + failure.what();
+        (name.isEmpty() ? std::string() : name.toStdString() + ": ") + failure.what();
     Print(message, red);
-    const QJsonObject members{{QStringLiteral("file"), ofName.isEmpty() ? QJsonValue() : ofName},
+    const QJsonObject members{{QStringLiteral("file"), name.isEmpty() ? QJsonValue() : name},
                               {QStringLiteral("reason"), QString::fromLatin1(failure.reason)},
                               {QStringLiteral("message"), QString::fromStdString(message)}};
     Emit("failed", members);
@@ -309,12 +334,12 @@ void Report::Failed(const QString& ofName, const Failure& failure)
     documents.append(document);
 }
 
-void Report::Warn(const QString& ofName, const char* reason, const std::string& message)
+void Report::Warn(const QString& name, const char* reason, const std::string& message)
 {
     ++warnings;
     if (!quiet)
-        Print(ofName.toStdString() + ": " + message, yellow);
-    const QJsonObject members{{QStringLiteral("file"), ofName},
+        Print(name.toStdString() + ": " + message, yellow);
+    const QJsonObject members{{QStringLiteral("file"), name},
                               {QStringLiteral("reason"), QString::fromLatin1(reason)},
                               {QStringLiteral("message"), QString::fromStdString(message)}};
     Emit("warning", members);

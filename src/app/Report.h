@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -38,11 +39,20 @@ public:
     explicit Report(const CommandLine& commandLine);
     ~Report();
 
-    /** Says that a document's conversion to `results` files begins. */
-    void Begin(const QString& name, int results);
+    /** Says how much there is to convert. */
+    void Expect(int documents, int results);
 
-    /** Shows how far the conversion is, from 0 to 1; now and then, however often it is called. */
-    void Progress(double fraction);
+    /** Says that a document's conversion to `results` files begins; a number for it. */
+    int Begin(const QString& name, int results);
+
+    /**
+     * Shows how far the conversions are, this one from 0 to 1; now and then, however often it is
+     * called.
+     */
+    void Progress(int work, double fraction);
+
+    /** The conversion is over; what has come of it is told by others. */
+    void End(int work);
 
     /**
      * Says that the results are in place, or where they would be.
@@ -80,16 +90,26 @@ private:
     void Emit(const char* event, QJsonObject members);
     void Draw(const QString& text);
     void Erase();
-    QString Describe(double fraction) const;
+    QString Describe() const;
 
     const bool quiet;
     const bool json;
     const ProgressStyle style;
     const bool hasColors;
     int warnings = 0;
-    /** Of the document in work. */
-    QString name;
-    int pages = 0;
+    struct Work
+    {
+        QString name;
+        int pages;
+        double fraction;
+        QElapsedTimer sinceBegin;
+    };
+    std::map<int, Work> inWork;
+    int lastWork = 0;
+    int expectedDocuments = 0;
+    int expectedPages = 0;
+    int endedDocuments = 0;
+    int endedPages = 0;
     QElapsedTimer sinceBegin;
     QElapsedTimer sinceShown;
     bool drawn = false;

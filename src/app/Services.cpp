@@ -69,7 +69,8 @@ Services::Services(const CommandLine& commandLine, Interruption& interruption)
       fileSystem(std::make_shared<PDF::LocalFileSystem>(session)),
       resultFileSystem(fileSystem),
       provider(std::make_shared<PDF::WorkerPdfProvider>(workerSettings)),
-      copyProvider(provider)
+      copyProvider(provider),
+      workers(std::make_shared<PDF::WorkerPool>(workerSettings, int(jobs)))
 {
     if (commandLine.onExists != OnExists::Number)
         resultFileSystem = std::make_shared<PlannedFileSystem>(fileSystem, commandLine.onExists ==
@@ -94,12 +95,13 @@ void Services::KeepTemporaries()
 
 void Services::EndWork(bool atOnce)
 {
-    if (!fanOut)
-        return;
-    if (atOnce)
-        fanOut->CancelConvertation();
-    else
-        fanOut->StopAfterRunningPages();
+    const auto working = fanOuts;
+    for (const QPointer<PageFanOut>& fanOut : working) {
+        if (fanOut && atOnce)
+            fanOut->CancelConvertation();
+        else if (fanOut)
+            fanOut->StopAfterRunningPages();
+    }
 }
 
 Services::~Services()
@@ -119,6 +121,16 @@ const std::string& Services::TempFolder() const
     return session->Path();
 }
 
+std::string Services::MakePrivateFolder()
+{
+    const std::string path = TempFolder() + '/' + names->GenerateFileName();
+    if (!fileSystem->CreateFolder(ioPath(path)))
+        throw Failure(ExitCode::Output, "no-temporary-folder",
+                      "cannot make a folder for temporary files in " + TempFolder() +
+                          "; choose another with --temp-dir");
+    return path;
+}
+
 void Services::CheckForSignal() const
 {
     interruption.Check();
@@ -126,14 +138,14 @@ void Services::CheckForSignal() const
 
 std::shared_ptr<AbstractConverter> Services::MakeChain(std::size_t pages)
 {
-    while (workers.size() < std::min(pages, jobs))
-        workers.push_back(std::make_shared<WorkerConverter>(workerSettings));
     std::vector<std::shared_ptr<AbstractConverter>> chains;
-    for (const auto& worker : workers)
-        chains.push_back(std::make_shared<TempFileWrapper>(names, worker, resultFileSystem));
-    const auto pagesOfAll = std::make_shared<PageFanOut>(chains);
-    fanOut = pagesOfAll.get();
-    return std::make_shared<UnencryptDocWrapper>(names, pagesOfAll, copyProvider, fileSystem);
+    while (chains.size() < std::min(pages, jobs))
+        chains.push_back(std::make_shared<TempFileWrapper>(
+            names, std::make_shared<WorkerConverter>(workers), resultFileSystem));
+    const auto fanOut = std::make_shared<PageFanOut>(chains);
+    fanOuts.erase(std::remove(fanOuts.begin(), fanOuts.end(), nullptr), fanOuts.end());
+    fanOuts.emplace_back(fanOut.get());
+    return std::make_shared<UnencryptDocWrapper>(names, fanOut, copyProvider, fileSystem);
 }
 
 } // namespace Korvel::App

@@ -18,10 +18,10 @@ class LocalFileSystem;
 class SessionFolder;
 class UuidFileNameGenerator;
 class WorkerPdfProvider;
+class WorkerPool;
 namespace Converter {
 class AbstractConverter;
 class PageFanOut;
-class WorkerConverter;
 } // namespace Converter
 } // namespace PDF
 
@@ -45,8 +45,19 @@ public:
     /** Removes what killed runs have left, and prints the paths. */
     static ExitCode CleanUp(const CommandLine& commandLine);
 
+    /** How many documents or pages are converted at once. */
+    std::size_t Jobs() const { return jobs; }
+
     /** The session folder's path. */
     const std::string& TempFolder() const;
+
+    /**
+     * A new folder in the session folder: a document that has taken over its worker can write into
+     * all of them, and knows the path of none.
+     *
+     * @throws Failure  Output: it could not be made
+     */
+    std::string MakePrivateFolder();
 
     PDF::LocalFileSystem& FileSystem() { return *fileSystem; }
     PDF::WorkerPdfProvider& PdfProvider() { return *provider; }
@@ -57,8 +68,8 @@ public:
     /**
      *     UnencryptDocWrapper( PageFanOut( TempFileWrapper( WorkerConverter ) x jobs ) )
      *
-     * A fresh one for every document. A signal ends what the newest one does when the pages that
-     * are being converted are done, and a second one ends it at once.
+     * A fresh one for every document; the workers are shared. A signal ends what the chains do when
+     * the pages that are being converted are done, and a second one ends it at once.
      *
      * @param pages  how many there are to convert
      */
@@ -83,9 +94,10 @@ private:
     const std::shared_ptr<PDF::WorkerPdfProvider> provider;
     /** The one that saves the unencrypted copies. */
     std::shared_ptr<PDF::IPDFProvider> copyProvider;
-    std::vector<std::shared_ptr<PDF::Converter::WorkerConverter>> workers;
-    /** Of the newest chain. */
-    QPointer<PDF::Converter::PageFanOut> fanOut;
+    /** What all documents are converted by. */
+    const std::shared_ptr<PDF::WorkerPool> workers;
+    /** Of the chains that are there. */
+    std::vector<QPointer<PDF::Converter::PageFanOut>> fanOuts;
     /** Receives calls from the signals' thread. */
     QObject mainThread;
 };

@@ -122,6 +122,36 @@ TEST_F(BatchTest, EndsWithThreeWhenAResultWantsALook)
     EXPECT_EQ(quiet.complaints, "");
 }
 
+TEST_F(BatchTest, ConvertsDocumentsSideBySideAndTellsOfThemInTheirOrder)
+{
+    MakeSample("long.pdf", 20);
+    for (const char* name : {"1.pdf", "2.pdf", "3.pdf"})
+        MakeSample(name, 1);
+    const QStringList arguments{"long.pdf", "1.pdf", "2.pdf", "3.pdf",      "-o",
+                                "o/%s.txt", "-j",    "2",     "--progress", "json"};
+    const Outcome run = Run(arguments);
+    EXPECT_EQ(run.results, QStringList({"o/long.txt", "o/1.txt", "o/2.txt", "o/3.txt"}));
+    const auto position = [&run](const char* event, const char* file) {
+        for (const QString& line : QString::fromStdString(run.complaints).split('\n')) {
+            if (line.contains(event) && line.contains(file))
+                return run.complaints.find(line.toStdString());
+        }
+        return std::string::npos;
+    };
+    EXPECT_LT(position("started", "\"1.pdf"), position("finished", "long.pdf"));
+}
+
+TEST_F(BatchTest, ConvertsTheSameFileTwiceAtOnce)
+{
+    MakeSample("twice.pdf", 3, "pw");
+    Write("pw", "pw");
+    const Outcome run =
+        Run({"twice.pdf", "twice.pdf", "-d", "o", "-r", "20", "-j", "2", "--password-file", "pw"});
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    EXPECT_EQ(run.results.size(), 6);
+    EXPECT_EQ(WholePictures("o").size(), 6);
+}
+
 TEST_F(BatchTest, UsesNoMoreWorkersThanItIsAllowed)
 {
     MakeSample("many.pdf", 12);

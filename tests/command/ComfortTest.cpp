@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <QDir>
+#include <QDirIterator>
 #include <QImage>
 #include <QStandardPaths>
 
@@ -144,6 +145,19 @@ TEST_F(ComfortTest, KeepsTheUnencryptedCopyWhereItSaysAndWarns)
     EXPECT_EQ(QFile::permissions(kept + '/' + copies[0]) & 0x77, QFile::Permissions())
         << "for its owner alone";
     EXPECT_EQ(Run({kept + '/' + copies[0], "-o", "copy.png", "--no-input"}).exitCode, 0);
+}
+
+TEST_F(ComfortTest, KeepsStandardInputInAFolderWhosePathNobodyKnows)
+{
+    MakeSample("one.pdf", 1);
+    const QByteArray pdf = Read("one.pdf");
+    EXPECT_EQ(Run({"-", "-o", "p.png", "-r", "20", "--keep-temp"}, pdf).exitCode, 0);
+    const QString session = OnlyEntryOf(TempDir());
+    EXPECT_EQ(QDir(session).entryList(QDir::Files), QStringList());
+    QDirIterator stored(session, {"standard-input.pdf"}, QDir::Files, QDirIterator::Subdirectories);
+    QFile file(stored.next());
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), pdf);
 }
 
 TEST_F(ComfortTest, KeepsAResultThatCouldNotBeMoved)

@@ -70,15 +70,32 @@ Outcome ProgramTest::Finish(QProcess& process)
     return {process.exitCode(), results, process.readAllStandardError().toStdString()};
 }
 
-QStringList ProgramTest::Children(const QProcess& process, const QString& thread)
+namespace {
+
+QStringList ChildrenOf(const QString& process, const QString& thread)
 {
     QStringList all;
-    const QDir threads(QStringLiteral("/proc/%1/task").arg(process.processId()));
+    const QDir threads(QStringLiteral("/proc/%1/task").arg(process));
     for (const QString& name : threads.entryList({thread}, QDir::Dirs)) {
         QFile children(threads.filePath(name + "/children"));
         if (children.open(QIODevice::ReadOnly))
             all += QString::fromLatin1(children.readAll()).split(' ', Qt::SkipEmptyParts);
     }
+    return all;
+}
+
+} // namespace
+
+QStringList ProgramTest::Children(const QProcess& process, const QString& thread)
+{
+    return ChildrenOf(QString::number(process.processId()), thread);
+}
+
+QStringList ProgramTest::Descendants(const QProcess& process)
+{
+    QStringList all = Children(process);
+    for (int i = 0; i < all.size(); ++i)
+        all += ChildrenOf(all[i], "[0-9]*");
     return all;
 }
 

@@ -48,6 +48,9 @@ protected:
     /** Processes that it has started and that still run: of all threads, or of the one given. */
     static QStringList Children(const QProcess& process, const QString& thread = "[0-9]*");
 
+    /** The numbers of all processes that came of it. */
+    static QStringList Descendants(const QProcess& process);
+
     /** The folder for temporary files that every run is given, and what is in it now. */
     QString TempDir() const { return Path("temp"); }
     QStringList LeftInTempDir() const;

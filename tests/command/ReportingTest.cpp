@@ -148,8 +148,8 @@ TEST_F(ReportingTest, TellsEventsInPlaceOfMessages)
 {
     MakeSample("two.pdf", 2);
     Write("repaired.pdf", Read("two.pdf").replace("startxref", "startxxxx"));
-    const Outcome run =
-        Run({"two.pdf", "none.pdf", "repaired.pdf", "-d", "out", "-r", "20", "--progress", "json"});
+    const Outcome run = Run({"two.pdf", "none.pdf", "repaired.pdf", "-d", "out", "-r", "20",
+                             "--progress", "json", "-j", "1"});
     EXPECT_EQ(run.exitCode, 10);
     EXPECT_EQ(run.results.size(), 4);
     const std::vector<QJsonObject> events = Events(run);

@@ -187,7 +187,7 @@ protected:
     void ExpectNothingIn(const QProcess& command) const
     {
         ExpectNothingIn(Id(command), "the command");
-        const QStringList workers = Children(command);
+        const QStringList workers = Descendants(command);
         EXPECT_FALSE(workers.isEmpty());
         for (const QString& worker : workers)
             ExpectNothingIn(worker, "a worker");
@@ -302,9 +302,9 @@ TEST_P(PasswordsInMemoryTest, AreGoneWhenTheirDocumentsAreConverted)
     MakeSample("one.pdf", 1, first);
     MakeSample("two.pdf", 60, second);
     Write("map", "one.pdf\t" + first + "\ntwo.pdf\t" + second + "\n");
-    const auto process =
-        StartWith({"one.pdf", "two.pdf", "-o", "p/%s-%d.png", "-r", "40", "--password-map", "map"},
-                  QProcessEnvironment::systemEnvironment());
+    const auto process = StartWith(
+        {"one.pdf", "two.pdf", "-o", "p/%s-%d.png", "-r", "40", "--password-map", "map", "-j", "1"},
+        QProcessEnvironment::systemEnvironment());
     WaitForFile(*process, "p/two-1.png");
     {
         const Stopped stopped(pid_t(process->processId()));
@@ -314,7 +314,9 @@ TEST_P(PasswordsInMemoryTest, AreGoneWhenTheirDocumentsAreConverted)
         EXPECT_EQ(CountIn(memory, first), 0);
         // The second one itself is kept, for pages that have to be converted once more.
         EXPECT_EQ(CountIn(memory, second), memory.count(second));
-        for (const QString& worker : Children(*process)) {
+        const QStringList workers = Descendants(*process);
+        EXPECT_GE(workers.size(), 4) << "two that wait, and what each has started";
+        for (const QString& worker : workers) {
             const QByteArray ofWorker = Memory(worker);
             ASSERT_FALSE(ofWorker.isEmpty());
             EXPECT_EQ(CountIn(ofWorker, first), 0);

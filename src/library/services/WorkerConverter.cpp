@@ -121,12 +121,19 @@ AbstractConverter::ErrorType ToErrorType(const QString& reason)
 
 } // namespace
 
-WorkerConverter::WorkerConverter(const WorkerSettings& settings) : worker(settings)
+WorkerConverter::WorkerConverter(const WorkerSettings& settings)
 {
-    worker.setParent(this); // so that it moves to another thread with the converter
+    auto* const own = new WorkerPool(settings, 1);
+    own->setParent(this); // so that it moves to another thread with the converter
+    pool = std::shared_ptr<WorkerPool>(std::shared_ptr<void>(), own);
 }
 
-WorkerConverter::~WorkerConverter() = default;
+WorkerConverter::WorkerConverter(const std::shared_ptr<WorkerPool>& pool) : pool(pool) {}
+
+WorkerConverter::~WorkerConverter()
+{
+    pool->End(this);
+}
 
 bool WorkerConverter::ConvertFile(const Task& task)
 {
@@ -144,7 +151,7 @@ bool WorkerConverter::ConvertFile(const Task& task)
         receiver({{QStringLiteral("reason"), reason},
                   {QStringLiteral("message"), QStringLiteral("no path that names a file")}});
     else
-        worker.Ask(request, receiver);
+        pool->Ask(this, request, receiver);
     return true;
 }
 
@@ -168,7 +175,7 @@ void WorkerConverter::EmitOutcome(const QString& source, const QString& result,
 
 bool WorkerConverter::CancelConvertation()
 {
-    worker.End();
+    pool->End(this);
     return true;
 }
 
@@ -182,7 +189,7 @@ std::map<QString, QStringList> WorkerConverter::GetSupportedFormats() const
 
 bool WorkerConverter::DoesServiceAvailable()
 {
-    const QFileInfo file(worker.Program());
+    const QFileInfo file(pool->Program());
     return file.isFile() && file.isExecutable();
 }
 

@@ -2,7 +2,7 @@
 
 #include "AbstractConverter.h"
 #include "ConverterServicesExport.h"
-#include "WorkerProcess.h"
+#include "WorkerPool.h"
 
 namespace Korvel::PDF::Converter {
 
@@ -38,9 +38,13 @@ class CONVERTERSERVICES_EXPORT WorkerConverter : public AbstractConverter
     Q_OBJECT
 
 public:
+    /** With a worker process of its own. */
     explicit WorkerConverter(const WorkerSettings& settings = {});
 
-    /** Ends the worker; tasks in hand end without a signal. */
+    /** With the processes of a pool, which other converters on this thread may share. */
+    explicit WorkerConverter(const std::shared_ptr<WorkerPool>& pool);
+
+    /** Ends the work; tasks in hand end without a signal. */
     ~WorkerConverter() override;
 
     /**
@@ -67,7 +71,7 @@ private:
 
     void EmitOutcome(const QString& source, const QString& result, const QJsonObject& answer);
 
-    WorkerProcess worker;
+    std::shared_ptr<WorkerPool> pool;
 };
 
 } // namespace Korvel::PDF::Converter

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "ConverterServicesExport.h"
+#include "WorkerProcess.h"
+
+#include <deque>
+#include <memory>
+#include <vector>
+
+#include <QJsonObject>
+#include <QObject>
+#include <QString>
+
+namespace Korvel::PDF {
+
+/**
+ * Worker processes that any number of askers share, each busy with one request at a time.
+ *
+ * A request waits until a process is free. A free process takes the oldest request for the file
+ * that it looks at already, else the oldest one for a file that no other process looks at, else the
+ * oldest one: so several documents are worked on side by side, and each is opened by few processes.
+ * Processes are started when they are first needed.
+ *
+ *     auto pool = std::make_shared<WorkerPool>(settings, QThread::idealThreadCount());
+ *     std::vector<std::shared_ptr<AbstractConverter>> converters;
+ *     for (int i = 0; i < pages; ++i)
+ *         converters.push_back(std::make_shared<WorkerConverter>(pool));
+ *
+ * Every request is answered exactly once, as by a WorkerProcess. Used on the thread that owns the
+ * pool, whose event loop must run.
+ */
+class CONVERTERSERVICES_EXPORT WorkerPool : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** @param processes  how many there are at most, at least one */
+    WorkerPool(const WorkerSettings& settings, int processes);
+
+    /** Ends the processes; requests still open are answered before the destructor returns. */
+    ~WorkerPool() override;
+
+    /** Path of the program that is run; empty when none was found. */
+    QString Program() const { return workers.front().process->Program(); }
+
+    /**
+     * Sends a request of the operation "convert" when a process is free.
+     *
+     * @param asker  whose request it is
+     */
+    void Ask(const void* asker, const QJsonObject& request, WorkerProcess::Receiver receiver);
+
+    /** Ends all requests of the asker at once; they are answered before End returns. */
+    void End(const void* asker);
+
+private:
+    Q_DISABLE_COPY_MOVE(WorkerPool)
+
+    struct Request
+    {
+        const void* asker;
+        QJsonObject message;
+        WorkerProcess::Receiver receiver;
+    };
+
+    struct Worker
+    {
+        std::unique_ptr<WorkerProcess> process;
+        /** Whose request it works on; null for none. */
+        const void* asker = nullptr;
+        /** Path of the file that it looks at. */
+        QString file;
+    };
+
+    using Waiting = std::deque<Request>;
+
+    struct Choice
+    {
+        Waiting::iterator request;
+        int suitability;
+    };
+
+    Choice ChooseFor(const Worker& worker);
+    void Serve();
+    void HandOut(Worker& worker, Request request);
+
+    std::vector<Worker> workers;
+    Waiting waiting;
+};
+
+} // namespace Korvel::PDF

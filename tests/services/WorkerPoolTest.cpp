@@ -1,0 +1,149 @@
+#include "WorkerPool.h"
+#include "WorkerTestTools.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+
+namespace Korvel::PDF::Test {
+namespace {
+
+class WorkerPoolTest : public testing::Test
+{
+protected:
+    /** Asks for something with a file; the request is known by `name`. */
+    void Ask(WorkerPool& pool, const std::string& name, const QString& file,
+             const QJsonObject& further = {}, const void* asker = nullptr)
+    {
+        QJsonObject request = further;
+        request["op"] = "convert";
+        request["file"] = file;
+        pool.Ask(asker ? asker : this, request, [this, name](const QJsonObject& answer) {
+            answered.push_back(name);
+            processes.push_back(answer["pid"].toInt());
+            reasons.push_back(answer["reason"].toString().toStdString());
+        });
+    }
+
+    void Wait(std::size_t answers)
+    {
+        ASSERT_TRUE(WaitUntil([&] { return answered.size() >= answers; }));
+    }
+
+    /** A request with these members is worked on until Go is called. */
+    QJsonObject Meeting() const { return {{"meet", folder.path()}}; }
+
+    void Go() const { QFile(folder.filePath("go")).open(QFile::WriteOnly); }
+
+    const QTemporaryDir folder;
+    std::vector<std::string> answered;
+    std::vector<int> processes;
+    std::vector<std::string> reasons;
+};
+
+TEST_F(WorkerPoolTest, StartsNoMoreProcessesThanItMayAndNoneBeforeItMust)
+{
+    WorkerPool pool({ScriptedWorker()}, 3);
+    EXPECT_TRUE(ChildProcesses().empty());
+    Ask(pool, "first", "/nowhere/a");
+    Wait(1);
+    EXPECT_EQ(ChildProcesses().size(), 1U);
+    for (int i = 0; i < 20; ++i)
+        Ask(pool, "further", "/nowhere/a");
+    Wait(21);
+    EXPECT_EQ(ChildProcesses().size(), 3U);
+    EXPECT_EQ(reasons, std::vector<std::string>(21));
+}
+
+TEST_F(WorkerPoolTest, LeavesAProcessAtItsFile)
+{
+    WorkerPool pool({ScriptedWorker()}, 1);
+    for (const char* name : {"a1", "b1", "a2", "b2"})
+        Ask(pool, name, QString("/nowhere/%1").arg(name[0]));
+    Wait(4);
+    EXPECT_EQ(answered, (std::vector<std::string>{"a1", "a2", "b1", "b2"}));
+    EXPECT_EQ(processes[0], processes[1]);
+    EXPECT_NE(processes[1], processes[2]);
+}
+
+TEST_F(WorkerPoolTest, WakesTheProcessThatHasLookedAtTheFile)
+{
+    WorkerPool pool({ScriptedWorker()}, 2);
+    Ask(pool, "a", "/nowhere/a");
+    Ask(pool, "b", "/nowhere/b");
+    Wait(2);
+    const int ofB = processes[answered[0] == "b" ? 0 : 1];
+    Ask(pool, "b again", "/nowhere/b");
+    Wait(3);
+    EXPECT_EQ(processes[2], ofB);
+}
+
+TEST_F(WorkerPoolTest, TakesUpAFileThatNobodyHasBeforeItHelpsAnotherProcess)
+{
+    WorkerPool pool({ScriptedWorker()}, 2);
+    Ask(pool, "a1", "/nowhere/a", Meeting());
+    Ask(pool, "b", "/nowhere/b");
+    Ask(pool, "a2", "/nowhere/a");
+    Ask(pool, "c", "/nowhere/c");
+    Wait(3);
+    EXPECT_EQ(answered, (std::vector<std::string>{"b", "c", "a2"})) << "while a1 waits";
+    Go();
+    Wait(4);
+}
+
+TEST_F(WorkerPoolTest, EndsWhatOneAskerHasAskedForAndNothingElse)
+{
+    WorkerPool pool({ScriptedWorker()}, 2);
+    const int one = 0;
+    const int other = 0;
+    Ask(pool, "other's", "/nowhere/b", Meeting(), &other);
+    Ask(pool, "in work", "/nowhere/fall-silent", {}, &one);
+    Ask(pool, "waiting", "/nowhere/fall-silent", {}, &one);
+    Ask(pool, "other's second", "/nowhere/b", {}, &other);
+    pool.End(&one);
+    EXPECT_EQ(answered, (std::vector<std::string>{"in work", "waiting"}));
+    EXPECT_EQ(reasons, (std::vector<std::string>{"ended", "ended"}));
+    Go();
+    Wait(4);
+    EXPECT_EQ(reasons[2] + reasons[3], "");
+}
+
+TEST_F(WorkerPoolTest, AnswersEverythingBeforeItIsGone)
+{
+    {
+        WorkerPool pool({ScriptedWorker()}, 2);
+        for (const char* name : {"1", "2", "3", "4", "5"})
+            Ask(pool, name, "/nowhere/fall-silent");
+    }
+    EXPECT_EQ(reasons, std::vector<std::string>(5, "ended"));
+    EXPECT_TRUE(ChildProcesses().empty());
+}
+
+TEST_F(WorkerPoolTest, GoesOnWithTheNextRequestWhenAProcessDies)
+{
+    WorkerPool pool({ScriptedWorker()}, 1);
+    Ask(pool, "deadly", "/nowhere/die");
+    Ask(pool, "harmless", "/nowhere/a");
+    Wait(2);
+    EXPECT_EQ(reasons, (std::vector<std::string>{"died", ""}));
+}
+
+TEST_F(WorkerPoolTest, MayBeDestroyedByAReceiver)
+{
+    auto pool = std::make_unique<WorkerPool>(WorkerSettings{ScriptedWorker()}, 1);
+    Ask(*pool, "waiting", "/nowhere/b");
+    pool->Ask(this, {{"op", "convert"}, {"file", "/nowhere/b"}}, [&](const QJsonObject&) {
+        pool.reset();
+        answered.emplace_back("destroyer");
+    });
+    Ask(*pool, "last", "/nowhere/c");
+    Wait(3);
+    EXPECT_EQ(answered, (std::vector<std::string>{"waiting", "last", "destroyer"}));
+}
+
+} // namespace
+} // namespace Korvel::PDF::Test
