@@ -71,9 +71,10 @@ bool Takes(const std::string& entry, const std::string& number, const std::regex
         return false;
     if (!std::regex_match(parts.str(1), plain) || !std::regex_match(parts.str(3), plain))
         return true;
+    const std::string second = parts.str(1) + "(2)." + parts.str(3);
     std::smatch described;
-    return std::regex_match(entry, described, pattern) && described.size() > 1 &&
-           described.str(1) == number;
+    return std::regex_match(second, described, pattern) && described.size() > 1 &&
+           described.str(1) == "2";
 }
 
 /** The rule of GetNextAvaliableIndex.h, tried number by number. */

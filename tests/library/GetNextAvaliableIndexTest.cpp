@@ -79,8 +79,27 @@ const std::vector<Row> rows{
      "pdf",
      {"report(" + manyNines + ").pdf", "report(2).pdf"},
      "3"},
+    {"EighteenAndNineteenDigits",
+     "report",
+     "pdf",
+     {"report(999999999999999999).pdf", "report(9999999999999999999).pdf", "report(2).pdf"},
+     "3"},
     {"MoreThanSixtyFourBits", "report", "pdf", {"report(18446744073709551618).pdf"}, "2"},
+    {"NumbersThatAreTakenTwice",
+     "report",
+     "pdf",
+     {"report(2).pdf", "REPORT(2).pdf", "Report(2).PDF", "report(3).pdf"},
+     "4"},
+    {"AnotherHeadWithTheNextNumber", "report", "pdf", {"report(2).pdf", "letter(3).pdf"}, "3"},
+    {"AnotherTailWithTheNextNumber", "report", "pdf", {"report(2).pdf", "report(3).txt"}, "3"},
+    {"SeriesThatAlternate",
+     "report",
+     "pdf",
+     {"letter(2).pdf", "report(2).pdf", "letter(3).pdf", "report(3).txt", "report(4).pdf",
+      "letter(4).pdf", "a.b(3).pdf", "letter(5).pdf"},
+     "5"},
     {"AnEmptyBaseName", "", "pdf", {"(2).pdf"}, "3"},
+    {"AnEmptyBaseNameAndSuffix", "", "", {"(2)."}, "3"},
     {"AnEmptySuffix", "report", "", {"report(2)."}, "3"},
     {"ASuffixThatWasMendedToALoneDot", "report.pdf", "", {"report.pdf(2)."}, "3"},
     {"BlanksUnderscoresAndHyphens", "my re-port_1", "pdf", {"my re-port_1(2).pdf"}, "3"},
@@ -105,6 +124,8 @@ const std::vector<Row> rows{
     {"GroupsInTheBaseName", "(a)(b)", "pdf", {"(a)(b)(2).pdf"}, "3"},
     {"WhatThePatternOfGroupsDescribes", "(a)(b)", "pdf", {"ab(2).pdf"}, "2"},
     {"AGroupThatHoldsTheNumber", "(2)", "pdf", {"2(2).pdf"}, "3"},
+    {"AGroupThatHoldsTheNumberByWhichAllAreJudged", "(2)", "pdf", {"2(2).pdf", "2(3).pdf"}, "4"},
+    {"AGroupThatHoldsAnotherNumber", "(3)", "pdf", {"3(2).pdf", "3(3).pdf"}, "2"},
     {"ASpecialCharacterInTheSuffix", "report", "p+f", {"report(2).p+f"}, "3"},
     {"ANumberThatIsNotClosed", "a+b", "pdf", {"a+b(2x.pdf"}, "2"},
     {"ANumberThatIsNotOpened", "a+b", "pdf", {"a+b2).pdf"}, "2"},
@@ -181,6 +202,14 @@ TEST_F(FolderTest, APatternWithoutAGroupDescribesNoNumber)
 {
     MakeFile("report(2).pdf");
     EXPECT_EQ(Next(std::regex(R"(report\(\d+\)\.pdf)")), "2");
+}
+
+TEST_F(FolderTest, APatternIsAskedAboutTheNumberTwoAlone)
+{
+    MakeFile("report(2).pdf");
+    MakeFile("report(3).pdf");
+    EXPECT_EQ(Next(std::regex(R"(report\((2)\)\.pdf)")), "4");
+    EXPECT_EQ(Next(std::regex(R"(report\((3)\)\.pdf)")), "2");
 }
 
 TEST_F(FolderTest, APatternWithoutTheCaseFlagTellsTheCasesApart)

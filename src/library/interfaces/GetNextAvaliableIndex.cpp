@@ -1,11 +1,13 @@
 #include "GetNextAvaliableIndex.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
 #include <dirent.h>
 
@@ -23,10 +25,15 @@ bool IsDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-bool IsPlain(char c)
+bool IsPlainCharacter(char c)
 {
     return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == ' ' || c == '_' ||
            c == '-';
+}
+
+bool IsPlain(const std::string& text)
+{
+    return std::all_of(text.begin(), text.end(), IsPlainCharacter);
 }
 
 /** The parts of a name of the form "head(number).tail". */
@@ -52,44 +59,77 @@ std::optional<NumberedName> SplitNumberedName(std::string_view name)
                         name.substr(dot + 1)};
 }
 
-/** Matches names, all in one piece of memory. */
-class Matcher
+/** Which names take their numbers. The pattern is asked once for all that share head and tail. */
+class Series
 {
 public:
-    explicit Matcher(const std::regex& pattern) : pattern(pattern) {}
+    explicit Series(const std::regex& pattern) : pattern(pattern) {}
 
-    bool MatchesWithNumber(const char* name, std::string_view number)
+    bool TakeNumber(const NumberedName& name)
     {
-        return std::regex_match(name, match, pattern) && match.size() > 1 &&
-               std::equal(match[1].first, match[1].second, number.begin(), number.end());
+        if (name.head != head || name.tail != tail) // most folders hold one series
+            TurnTo(name);
+        return takes;
     }
 
 private:
+    void TurnTo(const NumberedName& name)
+    {
+        head = name.head;
+        tail = name.tail;
+        const auto [answer, isNew] = answers.try_emplace(head + "(2)." + tail);
+        if (isNew)
+            answer->second = !IsPlain(head) || !IsPlain(tail) || IsDescribed(answer->first);
+        takes = answer->second;
+    }
+
+    bool IsDescribed(const std::string& name) const
+    {
+        std::smatch match;
+        return std::regex_match(name, match, pattern) && match.str(1) == "2";
+    }
+
     const std::regex& pattern;
-    std::cmatch match;
+    std::string head;
+    std::string tail = "."; // no name's: none has been seen
+    bool takes = false;
+    /** By the name that has the number 2. */
+    std::unordered_map<std::string, bool> answers;
 };
 
-bool TakesItsNumber(const char* name, const NumberedName& parts, Matcher& matcher)
+/** The number that `digits` write, or 0 where it is out of reach or has leading zeros. */
+std::uint64_t ParseNumber(std::string_view digits)
 {
-    const bool plain = std::all_of(parts.head.begin(), parts.head.end(), IsPlain) &&
-                       std::all_of(parts.tail.begin(), parts.tail.end(), IsPlain);
-    return !plain || matcher.MatchesWithNumber(name, parts.number);
+    constexpr std::size_t mostDigits = 18; // what surely fits; no folder holds as many entries
+    std::uint64_t number = 0;
+    if (digits.size() <= mostDigits && digits.substr(0, 1) != "0")
+        std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    return number;
 }
 
-std::set<std::string, std::less<>> TakenNumbers(const ioPath& folder, const std::regex& pattern)
+std::vector<std::uint64_t> TakenNumbers(const ioPath& folder, const std::regex& pattern)
 {
-    std::set<std::string, std::less<>> taken;
-    Matcher matcher(pattern);
+    std::vector<std::uint64_t> taken;
+    Series series(pattern);
     const std::unique_ptr<DIR, CloseFolder> entries(::opendir(folder.utf8string().c_str()));
     if (!entries)
         return taken;
     while (const dirent* entry = ::readdir(entries.get())) {
-        const auto parts = SplitNumberedName(entry->d_name);
-        if (parts && taken.find(parts->number) == taken.end() &&
-            TakesItsNumber(entry->d_name, *parts, matcher))
-            taken.emplace(parts->number);
+        const auto name = SplitNumberedName(entry->d_name);
+        if (name && series.TakeNumber(*name))
+            taken.push_back(ParseNumber(name->number));
     }
     return taken;
+}
+
+std::uint64_t FirstFree(const std::vector<std::uint64_t>& taken)
+{
+    std::vector<bool> isTaken(taken.size() + 2); // up to where they reach without a gap
+    for (const std::uint64_t number : taken) {
+        if (number < isTaken.size())
+            isTaken[number] = true;
+    }
+    return std::uint64_t(std::find(isTaken.begin() + 2, isTaken.end(), false) - isTaken.begin());
 }
 
 } // namespace
@@ -97,11 +137,7 @@ std::set<std::string, std::less<>> TakenNumbers(const ioPath& folder, const std:
 std::string GetNextAvaliableIndex(const ioPath& folder, const std::regex& pattern) noexcept
 {
     try {
-        const auto taken = TakenNumbers(folder, pattern);
-        std::uint64_t number = 2;
-        while (taken.count(std::to_string(number)) > 0)
-            ++number;
-        return std::to_string(number);
+        return std::to_string(FirstFree(TakenNumbers(folder, pattern)));
     } catch (...) {
         return "2"; // out of memory, say; the move that follows does not replace
     }
