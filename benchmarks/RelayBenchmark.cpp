@@ -19,7 +19,23 @@ using Converter::AbstractConverter;
 using Converter::TempFileWrapper;
 using Converter::UnencryptDocWrapper;
 
-enum Wrapping { None, TempFile, Unencrypt };
+enum Wrapping { None, Relay, TempFile, Unencrypt };
+
+/** The least that anything can do which stands between a converter and its caller. */
+std::shared_ptr<AbstractConverter> PlainRelay(AbstractConverter* inner)
+{
+    const auto relay = std::make_shared<Test::HandingOnConverter>();
+    AbstractConverter* const sender = relay.get();
+    QObject::connect(inner, &AbstractConverter::ConvertationProgress, sender,
+                     [sender](const QString& source, double progress) {
+                         Q_EMIT sender->ConvertationProgress(source, progress);
+                     });
+    QObject::connect(inner, qOverload<const QString&, QString>(&AbstractConverter::Finished),
+                     sender, [sender](const QString& source, const QString& file) {
+                         Q_EMIT sender->Finished(source, file);
+                     });
+    return relay;
+}
 
 /** A converter, bare or wrapped, with tasks in flight and a receiver of its signals. */
 class Chain
@@ -29,6 +45,8 @@ public:
     {
         const auto files = std::make_shared<Test::AgreeableFiles>(folder);
         outermost = inner;
+        if (wrapping == Relay)
+            outermost = PlainRelay(inner.get());
         if (wrapping == TempFile)
             outermost = std::make_shared<TempFileWrapper>(names, inner, files);
         if (wrapping == Unencrypt)
@@ -37,7 +55,9 @@ public:
         inner->onTask = [this](const Test::InnerTask& task) {
             inFlight.push_back(task);
         };
-        Start(tasks);
+        inFlight.push_back({"/documents/report-1.pdf", "/pictures/page-1.png"});
+        if (tasks > 0)
+            Start(tasks);
         const AbstractConverter* const sender = outermost.get();
         QObject::connect(sender, &AbstractConverter::ConvertationProgress, sender,
                          [this](const QString&, double) { ++received; });
@@ -76,7 +96,8 @@ void Progress(benchmark::State& state, Wrapping wrapping)
     benchmark::DoNotOptimize(chain.received);
 }
 
-BENCHMARK_CAPTURE(Progress, Bare, None)->Arg(1);
+BENCHMARK_CAPTURE(Progress, Bare, None)->Arg(0);
+BENCHMARK_CAPTURE(Progress, PlainRelay, Relay)->Arg(0);
 BENCHMARK_CAPTURE(Progress, TempFileWrapper, TempFile)->Arg(1)->Arg(100'000);
 BENCHMARK_CAPTURE(Progress, UnencryptDocWrapper, Unencrypt)->Arg(1)->Arg(100'000);
 
@@ -94,17 +115,28 @@ void FindInMap(benchmark::State& state)
 
 BENCHMARK(FindInMap)->Arg(1)->Arg(100'000);
 
-/** The ends of a thousand tasks a step. */
+/** The end of a task that the wrapper has nothing to do with: a document without encryption. */
+void FinishedUnknown(benchmark::State& state, Wrapping wrapping)
+{
+    Chain chain(wrapping, 0);
+    const Test::InnerTask task = chain.inFlight.front();
+    for (auto step : state)
+        Q_EMIT chain.inner->Finished(task.source, task.destination);
+    benchmark::DoNotOptimize(chain.received);
+}
+
+BENCHMARK_CAPTURE(FinishedUnknown, Bare, None);
+BENCHMARK_CAPTURE(FinishedUnknown, PlainRelay, Relay);
+BENCHMARK_CAPTURE(FinishedUnknown, UnencryptDocWrapper, Unencrypt);
+
+/** The ends of a thousand tasks a step, with services that do nothing. */
 void Finished(benchmark::State& state, Wrapping wrapping)
 {
     constexpr int tasks = 1000;
     Chain chain(wrapping, 0);
     for (auto step : state) {
         state.PauseTiming();
-        if (wrapping == None)
-            chain.inFlight.assign(tasks, {"/documents/report-1.pdf", "/pictures/page-1.png"});
-        else
-            chain.Start(tasks);
+        chain.Start(tasks);
         state.ResumeTiming();
         for (const Test::InnerTask& task : chain.inFlight)
             Q_EMIT chain.inner->Finished(task.source, task.destination);
@@ -112,9 +144,22 @@ void Finished(benchmark::State& state, Wrapping wrapping)
     state.SetItemsProcessed(state.iterations() * tasks);
 }
 
-BENCHMARK_CAPTURE(Finished, Bare, None);
 BENCHMARK_CAPTURE(Finished, TempFileWrapper, TempFile);
 BENCHMARK_CAPTURE(Finished, UnencryptDocWrapper, Unencrypt);
+
+/** What the latter spends on the file alone, which nobody has made here. */
+void RemoveMissingFiles(benchmark::State& state)
+{
+    constexpr int tasks = 1000;
+    Chain chain(Unencrypt, tasks);
+    for (auto step : state) {
+        for (const Test::InnerTask& task : chain.inFlight)
+            benchmark::DoNotOptimize(Korvel::ioPath::remove(task.source.toStdString()));
+    }
+    state.SetItemsProcessed(state.iterations() * tasks);
+}
+
+BENCHMARK(RemoveMissingFiles);
 
 } // namespace
 

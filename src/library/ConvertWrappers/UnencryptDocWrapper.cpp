@@ -52,8 +52,8 @@ public:
         : wrapper(wrapper),
           handler(handler),
           path(path),
-          file(path.toStdString()),
-          source(FindSource(wrapper->impl.get(), path))
+          source(FindSource(wrapper->impl.get(), path)),
+          file(source ? path.toStdString() : std::string())
     {
     }
 
@@ -76,8 +76,9 @@ private:
     const QPointer<UnencryptDocWrapper> wrapper;
     const char* const handler;
     const QString path;
-    const ioPath file;
     const std::optional<QString> source;
+    /** The copy; made here, since the destructor must not need memory. */
+    const ioPath file;
 };
 
 std::optional<QString> UnencryptDocWrapper::Impl::FindSource(const Impl* impl, const QString& copy)
