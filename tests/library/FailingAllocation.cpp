@@ -105,6 +105,11 @@ bool FailingAllocation::IsReached() const
     return allocations.isReached;
 }
 
+int FailingAllocation::Made() const
+{
+    return allocations.made;
+}
+
 SparedAllocations::SparedAllocations()
 {
     ++allocations.spared;

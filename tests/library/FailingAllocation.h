@@ -29,6 +29,9 @@ public:
 
     /** Whether that many allocations have been made. */
     bool IsReached() const;
+
+    /** How many have been made, those that failed included. */
+    int Made() const;
 };
 
 /** Allocations of this thread succeed and do not count as long as it lives: the test's own. */
