@@ -65,6 +65,13 @@ mode_t ModeOf(const std::string& path)
     return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
+dev_t VolumeOf(const std::string& path)
+{
+    struct stat status = {};
+    ::stat(path.c_str(), &status);
+    return status.st_dev;
+}
+
 bool IsAnything(const std::string& path)
 {
     struct stat status = {};

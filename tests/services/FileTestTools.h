@@ -16,6 +16,9 @@ std::string ReadFile(const std::string& path);
 /** The permission bits of what is at `path` itself; links are not followed. */
 mode_t ModeOf(const std::string& path);
 
+/** The volume that `path` lies on. */
+dev_t VolumeOf(const std::string& path);
+
 /** Whether anything is at `path`, a dangling link included. */
 bool IsAnything(const std::string& path);
 

@@ -76,13 +76,6 @@ std::string NameOf(const testing::TestParamInfo<Way>& way)
     return way.param.name;
 }
 
-dev_t VolumeOf(const std::string& path)
-{
-    struct stat status = {};
-    ::stat(path.c_str(), &status);
-    return status.st_dev;
-}
-
 /** Bytes that repeat nowhere soon. */
 std::string Content(std::size_t size)
 {
