@@ -34,7 +34,8 @@ public:
 
     std::string error;
     const QTemporaryDir folder{QStringLiteral("/dev/shm/benchmark-XXXXXX")};
-    PDF::LocalFileSystem fileSystem{PDF::SessionFolder::Create(folder.path().toStdString(), error)};
+    const std::shared_ptr<PDF::IFileSystem> fileSystem = std::make_shared<PDF::LocalFileSystem>(
+        PDF::SessionFolder::Create(folder.path().toStdString(), error));
 };
 
 void MoveOnOneVolume(benchmark::State& state)
@@ -44,7 +45,7 @@ void MoveOnOneVolume(benchmark::State& state)
     ioPath to(files.Path("b.png"));
     std::ofstream(from.utf8string()) << "content";
     for (auto step : state) {
-        if (!files.fileSystem.Move(from, to))
+        if (!files.fileSystem->Move(from, to))
             state.SkipWithError("not moved");
         std::swap(from, to);
     }
@@ -67,18 +68,39 @@ void BareRename(benchmark::State& state)
 
 BENCHMARK(BareRename);
 
-// Across volumes: from memory to the disk.
-
-constexpr std::size_t bytesOfResult = std::size_t(32) << 20;
-
-template <typename Move>
-void MoveAcross(benchmark::State& state, Move move)
+/** With the same promise: nothing but a regular file is moved. */
+void LookAndRename(benchmark::State& state)
 {
     Files files;
+    std::string from = files.Path("a.png");
+    std::string to = files.Path("b.png");
+    std::ofstream(from) << "content";
+    for (auto step : state) {
+        struct stat status = {};
+        if (::lstat(from.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
+            ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0)
+            state.SkipWithError("not moved");
+        std::swap(from, to);
+    }
+}
+
+BENCHMARK(LookAndRename);
+
+// Across volumes, so many megabytes.
+
+enum Way { ToDisk, ToMemory };
+
+using MoveBetween = bool (*)(const Files& files, const std::string& from, const std::string& to);
+
+void MoveAcross(benchmark::State& state, MoveBetween move, Way way)
+{
+    const Files files;
     const QTemporaryDir disk(QStringLiteral("/var/tmp/benchmark-XXXXXX"));
-    const std::string from = files.Path("page.bmp");
-    const std::string to = disk.path().toStdString() + "/page.bmp";
-    const std::string content(bytesOfResult, 'x');
+    const std::string inMemory = files.Path("page.bmp");
+    const std::string onDisk = disk.path().toStdString() + "/page.bmp";
+    const std::string& from = way == ToDisk ? inMemory : onDisk;
+    const std::string& to = way == ToDisk ? onDisk : inMemory;
+    const std::string content(std::size_t(state.range(0)) << 20, 'x');
     for (auto step : state) {
         state.PauseTiming();
         ::unlink(to.c_str());
@@ -87,45 +109,58 @@ void MoveAcross(benchmark::State& state, Move move)
         if (!move(files, from, to))
             state.SkipWithError("not moved");
     }
-    state.SetBytesProcessed(state.iterations() * std::int64_t(bytesOfResult));
+    state.SetBytesProcessed(state.iterations() * std::int64_t(content.size()));
 }
 
-void MoveAcrossVolumes(benchmark::State& state)
+bool MoveByService(const Files& files, const std::string& from, const std::string& to)
 {
-    MoveAcross(state, [](Files& files, const std::string& from, const std::string& to) {
-        return files.fileSystem.Move(ioPath(from), ioPath(to));
-    });
+    return files.fileSystem->Move(ioPath(from), ioPath(to));
 }
 
-BENCHMARK(MoveAcrossVolumes)->UseRealTime();
-
-/** With the same promise: the bytes are on the disk. */
-void SendfileAcrossVolumes(benchmark::State& state)
+bool FlushFolderOf(const std::string& file)
 {
-    MoveAcross(state, [](Files&, const std::string& from, const std::string& to) {
-        const int source = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
-        const int target = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        std::size_t sent = 0;
-        for (ssize_t count = 1; count > 0 && sent < bytesOfResult; sent += std::size_t(count))
-            count = ::sendfile(target, source, nullptr, bytesOfResult - sent);
-        const bool isDone = sent == bytesOfResult && ::fsync(target) == 0;
-        ::close(source);
-        ::close(target);
-        return isDone && ::unlink(from.c_str()) == 0;
-    });
+    const int folder =
+        ::open(file.substr(0, file.rfind('/')).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool isDone = ::fsync(folder) == 0;
+    ::close(folder);
+    return isDone;
 }
 
-BENCHMARK(SendfileAcrossVolumes)->UseRealTime();
+/** With or without the promise that the bytes and the name are on the disk. */
+template <bool flushes>
+bool MoveBySendfile(const Files&, const std::string& from, const std::string& to)
+{
+    const int source = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    const int target = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    ssize_t count = 0;
+    do
+        count = ::sendfile(target, source, nullptr, std::size_t(1) << 30);
+    while (count > 0);
+    const bool isDone = count == 0 && (!flushes || (::fsync(target) == 0 && FlushFolderOf(to)));
+    ::close(source);
+    ::close(target);
+    return isDone && ::unlink(from.c_str()) == 0;
+}
 
 /** Without that promise. */
-void QtAcrossVolumes(benchmark::State& state)
+bool MoveByQt(const Files&, const std::string& from, const std::string& to)
 {
-    MoveAcross(state, [](Files&, const std::string& from, const std::string& to) {
-        return QFile::rename(QString::fromStdString(from), QString::fromStdString(to));
-    });
+    return QFile::rename(QString::fromStdString(from), QString::fromStdString(to));
 }
 
-BENCHMARK(QtAcrossVolumes)->UseRealTime();
+void Sizes(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->Arg(1)->Arg(32)->Arg(256)->UseRealTime()->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK_CAPTURE(MoveAcross, OursToDisk, MoveByService, ToDisk)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, SendfileToDisk, MoveBySendfile<true>, ToDisk)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, SendfileToDiskUnflushed, MoveBySendfile<false>, ToDisk)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, QtToDiskUnflushed, MoveByQt, ToDisk)->Apply(Sizes);
+// In memory, flushing does nothing.
+BENCHMARK_CAPTURE(MoveAcross, OursToMemory, MoveByService, ToMemory)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, SendfileToMemory, MoveBySendfile<false>, ToMemory)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, QtToMemory, MoveByQt, ToMemory)->Apply(Sizes);
 
 /** A folder of page(2).png, page(3).png and so on, made in any order. */
 void FillFolder(const Files& files, int count)
