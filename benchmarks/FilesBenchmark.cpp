@@ -23,98 +23,88 @@ namespace {
 
 using namespace Korvel;
 
-/** A folder in memory, and a file system of ours. */
+const QString memory = QStringLiteral("/dev/shm");
+const QString disk = QStringLiteral("/var/tmp");
+
+/** A folder, and a file system of ours. */
 class Files
 {
 public:
+    explicit Files(const QString& parent) : folder(parent + "/benchmark-XXXXXX") {}
+
     std::string Path(const std::string& name) const
     {
         return folder.path().toStdString() + "/" + name;
     }
 
     std::string error;
-    const QTemporaryDir folder{QStringLiteral("/dev/shm/benchmark-XXXXXX")};
+    const QTemporaryDir folder;
     const std::shared_ptr<PDF::IFileSystem> fileSystem = std::make_shared<PDF::LocalFileSystem>(
         PDF::SessionFolder::Create(folder.path().toStdString(), error));
 };
 
-void MoveOnOneVolume(benchmark::State& state)
+/** Takes paths as `Path`. */
+template <typename Path>
+using MoveFile = bool (*)(const Files& files, const Path& from, const Path& to);
+
+bool MoveByService(const Files& files, const ioPath& from, const ioPath& to)
 {
-    Files files;
-    ioPath from(files.Path("a.png"));
-    ioPath to(files.Path("b.png"));
-    std::ofstream(from.utf8string()) << "content";
-    for (auto step : state) {
-        if (!files.fileSystem->Move(from, to))
-            state.SkipWithError("not moved");
-        std::swap(from, to);
-    }
+    return files.fileSystem->Move(from, to);
 }
 
-BENCHMARK(MoveOnOneVolume);
-
-void BareRename(benchmark::State& state)
+bool BareRename(const Files&, const std::string& from, const std::string& to)
 {
-    Files files;
-    std::string from = files.Path("a.png");
-    std::string to = files.Path("b.png");
-    std::ofstream(from) << "content";
-    for (auto step : state) {
-        if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0)
-            state.SkipWithError("not moved");
-        std::swap(from, to);
-    }
+    return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
 }
-
-BENCHMARK(BareRename);
 
 /** With the same promise: nothing but a regular file is moved. */
-void LookAndRename(benchmark::State& state)
+bool LookAndRename(const Files& files, const std::string& from, const std::string& to)
 {
-    Files files;
-    std::string from = files.Path("a.png");
-    std::string to = files.Path("b.png");
-    std::ofstream(from) << "content";
+    struct stat status = {};
+    return ::lstat(from.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           BareRename(files, from, to);
+}
+
+template <typename Path>
+void MoveWithin(benchmark::State& state, MoveFile<Path> move, const QString& volume)
+{
+    const Files files(volume);
+    std::ofstream(files.Path("a.png")) << "content";
+    Path from = files.Path("a.png");
+    Path to = files.Path("b.png");
     for (auto step : state) {
-        struct stat status = {};
-        if (::lstat(from.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
-            ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0)
+        if (!move(files, from, to))
             state.SkipWithError("not moved");
         std::swap(from, to);
     }
 }
 
-BENCHMARK(LookAndRename);
+BENCHMARK_CAPTURE(MoveWithin, MemoryOurs, MoveByService, memory);
+BENCHMARK_CAPTURE(MoveWithin, MemoryLookAndRename, LookAndRename, memory);
+BENCHMARK_CAPTURE(MoveWithin, MemoryBareRename, BareRename, memory);
+BENCHMARK_CAPTURE(MoveWithin, DiskOurs, MoveByService, disk);
+BENCHMARK_CAPTURE(MoveWithin, DiskLookAndRename, LookAndRename, disk);
+BENCHMARK_CAPTURE(MoveWithin, DiskBareRename, BareRename, disk);
 
 // Across volumes, so many megabytes.
 
-enum Way { ToDisk, ToMemory };
-
-using MoveBetween = bool (*)(const Files& files, const std::string& from, const std::string& to);
-
-void MoveAcross(benchmark::State& state, MoveBetween move, Way way)
+template <typename Path>
+void MoveAcross(benchmark::State& state, MoveFile<Path> move, const QString& target)
 {
-    const Files files;
-    const QTemporaryDir disk(QStringLiteral("/var/tmp/benchmark-XXXXXX"));
-    const std::string inMemory = files.Path("page.bmp");
-    const std::string onDisk = disk.path().toStdString() + "/page.bmp";
-    const std::string& from = way == ToDisk ? inMemory : onDisk;
-    const std::string& to = way == ToDisk ? onDisk : inMemory;
+    const Files source(target == disk ? memory : disk);
+    const Files files(target);
+    const std::string from = source.Path("page.bmp");
+    const std::string to = files.Path("page.bmp");
     const std::string content(std::size_t(state.range(0)) << 20, 'x');
     for (auto step : state) {
         state.PauseTiming();
         ::unlink(to.c_str());
         std::ofstream(from) << content;
         state.ResumeTiming();
-        if (!move(files, from, to))
+        if (!move(files, Path(from), Path(to)))
             state.SkipWithError("not moved");
     }
     state.SetBytesProcessed(state.iterations() * std::int64_t(content.size()));
-}
-
-bool MoveByService(const Files& files, const std::string& from, const std::string& to)
-{
-    return files.fileSystem->Move(ioPath(from), ioPath(to));
 }
 
 bool FlushFolderOf(const std::string& file)
@@ -153,14 +143,14 @@ void Sizes(benchmark::internal::Benchmark* benchmark)
     benchmark->Arg(1)->Arg(32)->Arg(256)->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 
-BENCHMARK_CAPTURE(MoveAcross, OursToDisk, MoveByService, ToDisk)->Apply(Sizes);
-BENCHMARK_CAPTURE(MoveAcross, SendfileToDisk, MoveBySendfile<true>, ToDisk)->Apply(Sizes);
-BENCHMARK_CAPTURE(MoveAcross, SendfileToDiskUnflushed, MoveBySendfile<false>, ToDisk)->Apply(Sizes);
-BENCHMARK_CAPTURE(MoveAcross, QtToDiskUnflushed, MoveByQt, ToDisk)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, ToDiskOurs, MoveByService, disk)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, ToDiskSendfile, MoveBySendfile<true>, disk)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, ToDiskSendfileUnflushed, MoveBySendfile<false>, disk)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, ToDiskQtUnflushed, MoveByQt, disk)->Apply(Sizes);
 // In memory, flushing does nothing.
-BENCHMARK_CAPTURE(MoveAcross, OursToMemory, MoveByService, ToMemory)->Apply(Sizes);
-BENCHMARK_CAPTURE(MoveAcross, SendfileToMemory, MoveBySendfile<false>, ToMemory)->Apply(Sizes);
-BENCHMARK_CAPTURE(MoveAcross, QtToMemory, MoveByQt, ToMemory)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, ToMemoryOurs, MoveByService, memory)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, ToMemorySendfile, MoveBySendfile<false>, memory)->Apply(Sizes);
+BENCHMARK_CAPTURE(MoveAcross, ToMemoryQt, MoveByQt, memory)->Apply(Sizes);
 
 /** A folder of page(2).png, page(3).png and so on, made in any order. */
 void FillFolder(const Files& files, int count)
@@ -175,7 +165,7 @@ void FillFolder(const Files& files, int count)
 
 void FreeNumber(benchmark::State& state)
 {
-    Files files;
+    const Files files(memory);
     FillFolder(files, int(state.range(0)));
     const ioPath folder(files.folder.path().toStdString());
     const std::regex pattern("page\\(([0-9]+)\\)\\.png");
@@ -189,7 +179,7 @@ BENCHMARK(FreeNumber)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
 void ReadFolder(benchmark::State& state)
 {
-    Files files;
+    const Files files(memory);
     FillFolder(files, int(state.range(0)));
     std::vector<char> buffer(1 << 15);
     for (auto step : state) {
