@@ -1,36 +1,19 @@
-// A page of text, 2.1 megapixels, as a PNG.
+// A page of text as a PNG.
 
 #include "PaintingApplication.h"
 #include "PngFile.h"
+#include "TextPage.h"
 
 #include <cstring>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 #include <QBuffer>
-#include <QPainter>
 
 namespace {
 
 using namespace Korvel::Worker;
-
-constexpr QSize letterAt150Dpi{1275, 1650};
-
-QImage TextPage(const QColor& color)
-{
-    QImage page(letterAt150Dpi, QImage::Format_RGB32);
-    page.fill(Qt::white);
-    QPainter painter(&page);
-    painter.setPen(color);
-    painter.setFont(QFont(QStringLiteral("DejaVu Sans"), 18));
-    for (int line = 0; line < 50; ++line)
-        painter.drawText(100, 120 + 29 * line,
-                         QStringLiteral("Line %1 of a page of text says what other lines say, "
-                                        "and says %2 of it.")
-                             .arg(line)
-                             .arg(line * 7919 % 1000));
-    return page;
-}
+using Korvel::PDF::Test::TextPage;
 
 /** The unit that the others are measured in. */
 void CopyOfMemory(benchmark::State& state)
