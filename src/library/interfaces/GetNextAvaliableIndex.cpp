@@ -97,12 +97,11 @@ private:
     std::unordered_map<std::string, bool> answers;
 };
 
-/** The number that `digits` write, or 0 where it is out of reach or has leading zeros. */
+/** The number that `digits` write; 0, too, where it has leading zeros or does not fit. */
 std::uint64_t ParseNumber(std::string_view digits)
 {
-    constexpr std::size_t mostDigits = 18; // what surely fits; no folder holds as many entries
     std::uint64_t number = 0;
-    if (digits.size() <= mostDigits && digits.substr(0, 1) != "0")
+    if (digits.substr(0, 1) != "0")
         std::from_chars(digits.data(), digits.data() + digits.size(), number);
     return number;
 }
