@@ -152,30 +152,34 @@ BENCHMARK_CAPTURE(MoveAcross, ToMemoryOurs, MoveByService, memory)->Apply(Sizes)
 BENCHMARK_CAPTURE(MoveAcross, ToMemorySendfile, MoveBySendfile<false>, memory)->Apply(Sizes);
 BENCHMARK_CAPTURE(MoveAcross, ToMemoryQt, MoveByQt, memory)->Apply(Sizes);
 
-/** A folder of page(2).png, page(3).png and so on, made in any order. */
-void FillFolder(const Files& files, int count)
+/** A folder of page(2).png, page(3).png and so on, made in any order; of two series, every other.
+ */
+void FillFolder(const Files& files, int count, int series = 1)
 {
     std::vector<int> numbers;
     for (int number = 2; number < 2 + count; ++number)
         numbers.push_back(number);
     std::shuffle(numbers.begin(), numbers.end(), std::mt19937(1));
     for (const int number : numbers)
-        std::ofstream(files.Path("page(" + std::to_string(number) + ").png"));
+        std::ofstream(files.Path((number % series ? "picture(" : "page(") + std::to_string(number) +
+                                 ").png"));
 }
 
 void FreeNumber(benchmark::State& state)
 {
     const Files files(memory);
-    FillFolder(files, int(state.range(0)));
+    const int series = int(state.range(1));
+    FillFolder(files, int(state.range(0)), series);
+    const std::string free = std::to_string(series == 1 ? 2 + state.range(0) : 3);
     const ioPath folder(files.folder.path().toStdString());
     const std::regex pattern("page\\(([0-9]+)\\)\\.png");
     for (auto step : state) {
-        if (PDF::Util::GetNextAvaliableIndex(folder, pattern) != std::to_string(2 + state.range(0)))
+        if (PDF::Util::GetNextAvaliableIndex(folder, pattern) != free)
             state.SkipWithError("another number");
     }
 }
 
-BENCHMARK(FreeNumber)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(FreeNumber)->Args({100'000, 1})->Args({100'000, 2})->Unit(benchmark::kMillisecond);
 
 void ReadFolder(benchmark::State& state)
 {

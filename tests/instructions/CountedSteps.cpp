@@ -12,6 +12,8 @@
 #include <functional>
 #include <iostream>
 #include <map>
+#include <regex>
+#include <stdexcept>
 #include <string>
 
 #include <QFile>
