@@ -72,6 +72,9 @@ Services::Services(const CommandLine& commandLine, Interruption& interruption)
       copyProvider(provider),
       workers(std::make_shared<PDF::WorkerPool>(workerSettings, int(jobs)))
 {
+    provider->Prepare();
+    if (!commandLine.inspect && !commandLine.dryRun)
+        workers->Prepare();
     if (commandLine.onExists != OnExists::Number)
         resultFileSystem = std::make_shared<PlannedFileSystem>(fileSystem, commandLine.onExists ==
                                                                                OnExists::Overwrite);

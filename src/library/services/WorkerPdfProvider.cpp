@@ -281,6 +281,16 @@ WorkerPdfProvider::WorkerPdfProvider(const WorkerSettings& settings) : impl(new 
 
 WorkerPdfProvider::~WorkerPdfProvider() = default;
 
+void WorkerPdfProvider::Prepare()
+{
+    impl->Later([state = impl.get()] {
+        if (!state->shutDown && state->workers->idle.empty())
+            state->workers->idle.push_back(std::make_unique<WorkerProcess>(state->settings));
+        if (!state->workers->idle.empty())
+            state->workers->idle.back()->Prepare();
+    });
+}
+
 std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
                                                             const std::string& password)
 {

@@ -110,6 +110,9 @@ public:
     /** Ends the workers; whatever is still open is answered as failed. */
     ~WorkerPdfProvider() override;
 
+    /** Starts a worker, so that the first document need not wait for that. */
+    void Prepare();
+
     std::future<DocumentHandle> OpenDocument(const ioPath& file,
                                              const std::string& password) override;
 

@@ -43,6 +43,9 @@ public:
     /** Path of the program that is run; empty when none was found. */
     QString Program() const { return workers.front().process->Program(); }
 
+    /** Starts a process, if there is none, so that the first request need not wait for that. */
+    void Prepare() { workers.front().process->Prepare(); }
+
     /**
      * Sends a request of the operation "convert" when a process is free.
      *

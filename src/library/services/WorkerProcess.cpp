@@ -106,6 +106,12 @@ QString WorkerProcess::FindProgram()
     return {};
 }
 
+void WorkerProcess::Prepare()
+{
+    if (!process)
+        Start();
+}
+
 void WorkerProcess::Ask(QJsonObject request, Receiver receiver)
 {
     request[QStringLiteral("id")] = ++lastId;
@@ -156,11 +162,12 @@ void WorkerProcess::Discard()
     alarm.stop();
     if (!process)
         return;
-    process->terminate(); // it ends its child, and waits for that, before itself
-    if (!process->waitForFinished(timeToEnd)) {
-        process->kill();
-        process->waitForFinished();
+    if (!fileInHand.isEmpty()) {
+        process->terminate(); // it ends its child, which may be writing, before itself
+        process->waitForFinished(timeToEnd);
     }
+    process->kill();
+    process->waitForFinished();
     process.reset();
 }
 

@@ -76,6 +76,9 @@ public:
     /** Path of the program that is run; empty when none was found. */
     QString Program() const { return settings.program; }
 
+    /** Starts the process, so that the first request need not wait for that. */
+    void Prepare();
+
     /** Sends `request`, to which an "id" is added, when those before it are answered. */
     void Ask(QJsonObject request, Receiver receiver);
 
