@@ -57,7 +57,8 @@ PageRenderer::PageRenderer(const std::string& path)
 PageRenderer::PageRenderer(const std::string& path, PdfDocument&& opened)
     : path(path), file(opened.File().State()), source(QString::fromStdString(path))
 {
-    const bool wantsPreparation = opened.IsEncrypted() || opened.IsRepaired() || opened.HasForm();
+    const bool wantsPreparation = opened.IsEncrypted() || opened.IsRepaired() || opened.HasForm() ||
+                                  opened.HidesAnnotations();
     if (wantsPreparation || !LoadFromFile()) {
         prepared.setData(opened.ForRendering());
         prepared.open(QIODevice::ReadOnly);

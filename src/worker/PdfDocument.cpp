@@ -2,6 +2,7 @@
 
 #include "EncryptionInfo.h"
 #include "Failure.h"
+#include "Layers.h"
 #include "NewFile.h"
 #include "Structure.h"
 
@@ -217,8 +218,14 @@ void PdfDocument::Save(const std::string& path, mode_t mode)
     output.Keep();
 }
 
+bool PdfDocument::HidesAnnotations()
+{
+    return HasHiddenAnnotations(*pdf);
+}
+
 QByteArray PdfDocument::ForRendering()
 {
+    RemoveHiddenAnnotations(*pdf);
     MakeFieldsContent(*pdf);
     // Streams are not preserved: libqpdf would leave the appearances that it has made empty.
     QPDFWriter writer(*pdf);

@@ -34,6 +34,9 @@ public:
     /** Whether it has form fields. */
     bool HasForm();
 
+    /** Whether annotations are not to be drawn, as their layers are hidden. */
+    bool HidesAnnotations();
+
     /**
      * Writes it without encryption to a new file.
      *
@@ -41,7 +44,10 @@ public:
      */
     void Save(const std::string& path, mode_t mode);
 
-    /** It as it is to be drawn: without encryption, form fields made content. */
+    /**
+     * It as it is to be drawn: without encryption, form fields made content, annotations
+     * of hidden layers removed.
+     */
     QByteArray ForRendering();
 
     const SourceFile& File() const { return file; }
