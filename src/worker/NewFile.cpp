@@ -56,7 +56,8 @@ NewFile::~NewFile()
 
 void NewFile::Write(const char* data, std::size_t size)
 {
-    if (std::fwrite(data, 1, size, stream) != size)
+    // Unlocked, as libqpdf writes a few bytes at a time.
+    if (::fwrite_unlocked(data, 1, size, stream) != size)
         FailToWrite(errno);
 }
 

@@ -21,6 +21,8 @@
 
 #include <QVersionNumber>
 
+#include <malloc.h>
+
 namespace Korvel::Worker {
 
 namespace {
@@ -77,6 +79,17 @@ void MakeFieldsContent(QPDF& pdf)
     QPDFPageDocumentHelper(pdf).flattenAnnotations(0, an_hidden | an_no_view);
     for (std::size_t i = 0; i < pages.size(); ++i)
         pages[i].replaceKey("/Annots", others[i]);
+}
+
+/**
+ * libqpdf takes a block for each stream and gives it back. As the C library would return such blocks
+ * to the system, the next one would come as new pages, cleared one by one.
+ */
+void KeepFreedBlocks()
+{
+    ::mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    ::mallopt(M_TRIM_THRESHOLD, 512 << 20);
+    ::mallopt(M_MXFAST, 0); // else each large block has the small ones merged over and over
 }
 
 /** The file output of libqpdf keeps the last error of writing to itself. */
@@ -201,6 +214,7 @@ bool PdfDocument::HasForm()
 
 void PdfDocument::Save(const std::string& path, mode_t mode)
 {
+    KeepFreedBlocks();
     NewFile output(path, mode);
     ToFile pipeline(output);
     try {
