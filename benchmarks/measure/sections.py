@@ -1,0 +1,288 @@
+"""What is measured: each section answers its goals, and what is kept of its figures."""
+
+import base64
+import dataclasses
+import json
+import os
+import pathlib
+import shutil
+import statistics
+import subprocess
+import tempfile
+
+from measure import documents
+from measure.documents import PASSWORD
+from measure.programs import Command, median, peaks, take_turns
+from measure.report import Goal
+
+
+@dataclasses.dataclass(frozen=True)
+class Bench:
+    programs: pathlib.Path  # where pdfconvert and the benchmarks were built
+    folder: pathlib.Path  # in memory
+    rounds: int
+
+    @property
+    def page_of_text(self):
+        return self.folder / "corpus/text-1.pdf"
+
+    def pdfconvert(self, *arguments, password=True):
+        secret = ["--password-file", self.folder / "password"] if password else []
+        return Command([self.programs / "bin/pdfconvert", "-q", *secret, *arguments])
+
+
+def page_count(document):
+    lines = subprocess.run(["pdfinfo", "-upw", PASSWORD, document], check=True,
+                           capture_output=True, text=True).stdout.splitlines()
+    return next(int(line.split()[1]) for line in lines if line.startswith("Pages:"))
+
+
+# Pages as PNG
+
+TWO, ONE, POPPLER, MUPDF, TWO_MUPDF = ("pdfconvert -j 2", "pdfconvert -j 1", "pdftoppm",
+                                       "mutool draw", "2 x mutool draw")
+
+
+def split_ranges(pages):
+    middle = (pages + 1) // 2
+    return [f"1-{middle}"] + ([f"{middle + 1}-{pages}"] if pages > middle else [])
+
+
+def converters(bench, document, pages):
+    """What makes the pages as PNG at 150 dots per inch: name -> commands that run side by side."""
+    ours = [document, "-o", "p-%d.png", "-j"]
+    poppler = ["pdftoppm", "-cropbox", "-png", "-r", "150", "-upw", PASSWORD, document, "p"]
+    mutool = ["mutool", "draw", "-q", "-r", "150", "-p", PASSWORD, "-o", "p-%d.png", document]
+    return {TWO: [bench.pdfconvert(*ours, "2")], ONE: [bench.pdfconvert(*ours, "1")],
+            POPPLER: [Command(poppler)], MUPDF: [Command(mutool)],
+            TWO_MUPDF: [Command(mutool + [half]) for half in split_ranges(pages)]}
+
+
+def measure_document(bench, document):
+    pages = page_count(document)
+    # Long ones vary little, and those before them were warm-up enough for one that takes minutes.
+    rounds = 1 if pages >= 1000 else min(bench.rounds, 2) if pages >= 100 else bench.rounds
+    runs = take_turns(converters(bench, document, pages), rounds, bench.folder, pages < 1000)
+    for name, of_name in runs.items():
+        if any(one.files != pages for one in of_name):
+            raise RuntimeError(f"{name} did not make {pages} files of {document.name}")
+    return {"document": document.name, "pages": pages,
+            "bytes": {name: of_name[0].size for name, of_name in runs.items()},
+            "seconds": {name: median(of_name, "seconds") for name, of_name in runs.items()},
+            "processor": {name: median(of_name, "processor") for name, of_name in runs.items()}}
+
+
+def ratios(rows, peer, ours, what="seconds"):
+    return [row[what][peer] / row[what][ours] for row in rows]
+
+
+def mean_ratio(rows, peer, ours, what="seconds"):
+    return statistics.geometric_mean(ratios(rows, peer, ours, what))
+
+
+def print_pages(rows):
+    print(f"\n{'Pages as PNG, 150 dpi':22}{'pages':>6} " +
+          "".join(f"{name:>17}" for name in rows[0]["seconds"]))
+    for row in rows:
+        print(f"{row['document']:22}{row['pages']:>6} " +
+              "".join(f"{seconds * 1000:>14.0f} ms" for seconds in row["seconds"].values()))
+
+
+def page_goals(rows):
+    def mean(what, ours, peer, goal, beyond=None):
+        return Goal(what, mean_ratio(rows, peer, ours), goal, beyond,
+                    processor=mean_ratio(rows, peer, ours, "processor"))
+    long_text = [row for row in rows if row["pages"] >= 14 and "text" in row["document"]]
+    goals = [mean("2 workers than pdftoppm, geometric mean", TWO, POPPLER, 15, 20),
+             Goal("2 workers than pdftoppm, the least of all documents",
+                  min(ratios(rows, POPPLER, TWO)), 4),
+             mean("2 workers than mutool draw, geometric mean", TWO, MUPDF, 3.5),
+             mean("2 workers than 2 mutool draw, geometric mean", TWO, TWO_MUPDF, None, 2.3),
+             mean("1 worker than pdftoppm, geometric mean", ONE, POPPLER, 10),
+             mean("1 worker than mutool draw, geometric mean", ONE, MUPDF, 2)]
+    if long_text:
+        goals.append(Goal("2 workers than 1, the least of long texts",
+                          min(ratios(long_text, ONE, TWO)), 1.7))
+    return goals + [Goal("bytes, of pdftoppm's, geometric mean",
+                         1 / mean_ratio(rows, POPPLER, TWO, "bytes"), 1, at_most=True),
+                    Goal("bytes, of pdftoppm's, the most of all documents",
+                         max(ratios(rows, TWO, POPPLER, "bytes")))]
+
+
+def measure_pages(bench, corpus):
+    rows = [measure_document(bench, document.resolve()) for document in corpus]
+    print_pages(rows)
+    return page_goals(rows), rows
+
+
+# Memory
+
+def measure_memory(bench, corpus):
+    huge = bench.folder / "huge.pdf"
+    documents.write(huge, 1, documents.ruled_page(), documents.A1)
+
+    def peak(document):
+        command = bench.pdfconvert(document.resolve(), "-o", "p-%d.png", "-j", "2")
+        return peaks(command, bench.folder).largest
+    of_documents = {document.name: peak(document) for document in corpus}
+    largest = max(of_documents, key=of_documents.get)
+    goals = [Goal(f"a worker at most ({largest})", of_documents[largest], 80, unit="MB",
+                  at_most=True),
+             Goal("a worker that draws one page of A1", peak(huge), 150, unit="MB", at_most=True)]
+    return goals, of_documents
+
+
+# Copies without encryption
+
+COMMAND, WORKER, QPDF = "pdfconvert", "worker", "qpdf --decrypt"
+
+
+def worker_requests(bench, document):
+    """What makes the worker save a copy, in the folder where it runs."""
+    target = bench.folder / "copy.pdf"
+    target.unlink(missing_ok=True)
+    password = base64.b64encode(PASSWORD.encode()).decode()
+    requests = bench.folder / "requests"
+    requests.write_text("".join(json.dumps(request) + "\n" for request in (
+        {"id": 1, "op": "open", "document": 1, "file": str(document), "password": password},
+        {"id": 2, "op": "save", "document": 1, "file": str(target)})))
+    return requests
+
+
+def copiers(bench, document):
+    """The worker is told where its copy goes before a run has its folder, so that it is moved there."""
+    worker = Command(["sh", "-c", '"$1" --folder "$2" < "$3" && mv "$2/copy.pdf" .', "sh",
+                      bench.programs / "bin/pdfconvert-worker", bench.folder,
+                      worker_requests(bench, document)])
+    return {COMMAND: [bench.pdfconvert(document, "-o", "copy.pdf")], WORKER: [worker],
+            QPDF: [Command(["qpdf", f"--password={PASSWORD}", "--decrypt", document, "copy.pdf"])]}
+
+
+def measure_copies(bench):
+    sources = {"60,000 objects": (20000, 7800, 1.35, None), "big streams": (50, 3950000, 1, 2.3)}
+    goals, times = [], {}
+    for kind, (pages, size, goal, beyond) in sources.items():
+        plain, encrypted = bench.folder / "plain.pdf", bench.folder / "encrypted.pdf"
+        documents.write(plain, pages, documents.deflated(size))
+        for encryption in (None, *documents.ENCRYPTIONS):
+            if encryption:
+                documents.encrypt(plain, encrypted, encryption)
+            document = encrypted if encryption else plain
+            runs = take_turns(copiers(bench, document), min(bench.rounds, 2), bench.folder)
+            if any(one.files != 1 for of_name in runs.values() for one in of_name):
+                raise RuntimeError(f"not every program made one copy of {kind}")
+            what = f"{kind}, {encryption or 'not encrypted'}, {document.stat().st_size >> 20} MB"
+            times[what] = {name: {kept: median(of_name, kept) for kept in ("seconds", "processor")}
+                           for name, of_name in runs.items()}
+            for name in (WORKER, COMMAND):
+                of_name = {kept: times[what][QPDF][kept] / times[what][name][kept]
+                           for kept in ("seconds", "processor")}
+                goals.append(Goal(f"{name}, {what}", of_name["seconds"],
+                                  goal if name == WORKER else None,
+                                  beyond if name == WORKER and encryption == "AES-256" else None,
+                                  processor=of_name["processor"]))
+        plain.unlink()
+        encrypted.unlink()
+    return goals, times
+
+
+# Start-up
+
+def measure_start(bench):
+    runs = take_turns(converters(bench, bench.page_of_text, 1), max(20, bench.rounds), bench.folder)
+    times = {name: median(of_name, "seconds") * 1000 for name, of_name in runs.items()}
+    return [Goal("one page of text, the whole command", times[TWO], 30, 25, "ms", at_most=True,
+                 processor=median(runs[TWO], "processor") * 1000)] + \
+           [Goal(f"the same by {name}", times[name], unit="ms") for name in (POPPLER, MUPDF)], times
+
+
+# Many documents
+
+def make_batch(bench, count, encrypted_count):
+    """So many documents of a page each, in a folder; answers it, and a list of its files."""
+    secret = bench.folder / "secret.pdf"
+    documents.encrypt(bench.page_of_text, secret, "AES-256")
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="batch-", dir=bench.folder))
+    for number in range(count):
+        shutil.copy(secret if number < encrypted_count else bench.page_of_text,
+                    folder / f"{number}.pdf")
+    names = bench.folder / "names"
+    names.write_bytes(b"".join(os.fsencode(file) + b"\0" for file in folder.iterdir()))
+    return folder, names
+
+
+def one_by_one(names, program):
+    return [Command(["xargs", "-0", "-P", "2", "-n", "1", "sh", "-c", program, "sh"], names)]
+
+
+def measure_batch(bench, count=400):
+    folder, names = make_batch(bench, count, count // 2)
+    programs = {
+        COMMAND: [bench.pdfconvert("--from-list", names, "-0", "-d", ".", "-j", "2")],
+        POPPLER: one_by_one(names, f'exec pdftoppm -cropbox -png -r 150 -upw {PASSWORD} "$1" '
+                                   '"${1##*/}"'),
+        MUPDF: one_by_one(names, f'exec mutool draw -q -r 150 -p {PASSWORD} -o "${{1##*/}}.png" '
+                                 '"$1"')}
+    # So many documents are their own warm-up.
+    runs = take_turns(programs, min(bench.rounds, 2), bench.folder, warm_up=False)
+    shutil.rmtree(folder)
+    for name, of_name in runs.items():
+        if any(one.files != count for one in of_name):
+            raise RuntimeError(f"{name} did not make {count} files")
+    rates = {name: count / median(of_name, "seconds") for name, of_name in runs.items()}
+    return [Goal(f"{name}, documents a second", rate, unit="/s") for name, rate in rates.items()], \
+        rates
+
+
+# Growth
+
+def grown(title, bench, sizes, command_for):
+    """How much more a unit takes in the largest run than in the smallest, and the command itself."""
+    of_sizes = {}
+    for size in sizes:
+        command = command_for(size)
+        runs = [peaks(command, bench.folder, 0.05) for _ in range(3 if size <= 1000 else 1)]
+        of_sizes[size] = {"milliseconds": median(runs, "seconds") / size * 1000,
+                          "megabytes": max(one.command for one in runs)}
+    least, most = of_sizes[sizes[0]], of_sizes[sizes[-1]]
+    goals = [Goal(f"{title}: time for each of {size:,}", of_size["milliseconds"], unit="ms")
+             for size, of_size in of_sizes.items()]
+    goals.append(Goal(f"{title}: of {sizes[-1]:,} than of {sizes[0]:,}",
+                      most["milliseconds"] / least["milliseconds"], 1.3, at_most=True))
+    goals.append(Goal(f"{title}: the command's memory, of {sizes[-1]:,} than of {sizes[0]:,}",
+                      most["megabytes"] / least["megabytes"], 1.3, at_most=True))
+    return goals, of_sizes
+
+
+def measure_growth(bench, sizes):
+    def pages_command(pages):
+        document = bench.folder / "long.pdf"
+        documents.write(document, pages, documents.ruled_page())
+        return bench.pdfconvert(document, "-o", "p-%d.png", "-j", "2", password=False)
+
+    def batch_command(count):
+        folder, names = make_batch(bench, count, 0)
+        batches.append(folder)
+        return bench.pdfconvert("--from-list", names, "-0", "-d", ".", "-j", "2", password=False)
+    batches = []
+    pages, of_pages = grown("pages of a document", bench, sizes, pages_command)
+    batch, of_batch = grown("documents of a batch", bench, sizes, batch_command)
+    for folder in batches:
+        shutil.rmtree(folder)
+    return pages + batch, {"pages": of_pages, "documents": of_batch}
+
+
+# Parts
+
+def measure_parts(bench):
+    """Each part beside its peer, by Google Benchmark: name -> nanoseconds of processor time."""
+    nanoseconds = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+    times = {}
+    for program in ("RelayBenchmark", "FilesBenchmark", "PictureBenchmark"):
+        output = subprocess.run([bench.programs / "benchmarks" / program,
+                                 "--benchmark_format=json"],
+                                check=True, capture_output=True, text=True,
+                                env=dict(os.environ, XDG_RUNTIME_DIR=str(bench.folder))).stdout
+        for result in json.loads(output)["benchmarks"]:
+            times[result["name"]] = result["cpu_time"] * nanoseconds[result["time_unit"]]
+    return times
