@@ -46,7 +46,7 @@ def ended(process, command, options=0):
         return None
     process.returncode = os.waitstatus_to_exitcode(status)
     if process.returncode != 0:
-        raise RuntimeError(f"{command.arguments[:3]} ended with {process.returncode}")
+        raise RuntimeError(f"{command.arguments} ended with {process.returncode}")
     return usage
 
 

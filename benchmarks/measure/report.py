@@ -18,11 +18,11 @@ class Goal:
         return self.value <= bound if self.at_most else self.value >= bound
 
     def verdict(self):
+        if self.beyond is not None and self.reaches(self.beyond):
+            return "beyond"
         if self.goal is None:
             return ""
-        if not self.reaches(self.goal):
-            return "MISSED"
-        return "beyond" if self.beyond is not None and self.reaches(self.beyond) else "reached"
+        return "reached" if self.reaches(self.goal) else "MISSED"
 
 
 def shown(value, unit):

@@ -241,7 +241,7 @@ def grown(title, bench, sizes, command_for):
     of_sizes = {}
     for size in sizes:
         command = command_for(size)
-        runs = [peaks(command, bench.folder, 0.05) for _ in range(3 if size <= 1000 else 1)]
+        runs = [peaks(command, bench.folder, 0.05) for _ in range(3 if size < 1000 else 1)]
         of_sizes[size] = {"milliseconds": median(runs, "seconds") / size * 1000,
                           "megabytes": max(one.command for one in runs)}
     least, most = of_sizes[sizes[0]], of_sizes[sizes[-1]]
