@@ -2,13 +2,12 @@
 
 #include "Failure.h"
 #include "PageText.h"
+#include "Pixels.h"
 
 #include <algorithm>
 #include <cmath>
 #include <new>
 #include <numeric>
-
-#include <QPainter>
 
 namespace Korvel::Worker {
 
@@ -37,14 +36,6 @@ QSize SizeInPixels(const QSizeF& points, double dotsPerInch)
     if (width > longestSide || height > longestSide || width * height > mostPixels)
         throw Failure("cannot-render", "the page is too large at this resolution");
     return {int(width), int(height)};
-}
-
-QImage NewImage(const QSize& size, QImage::Format format)
-{
-    QImage image(size, format);
-    if (image.isNull())
-        throw std::bad_alloc();
-    return image;
 }
 
 } // namespace
@@ -101,8 +92,9 @@ QImage PageRenderer::Draw(int index, const QSize& size)
     options.setRenderFlags(QPdf::RenderAnnotations);
     QImage picture = document.render(index, size, options);
     if (!picture.isNull())
-        return picture;
-    NewImage(size, QImage::Format_ARGB32); // throws if that was the reason
+        return picture.convertToFormat(QImage::Format_ARGB32); // as it is
+    if (QImage(size, QImage::Format_ARGB32).isNull())
+        throw std::bad_alloc();
     throw Failure("cannot-render", "page " + std::to_string(index + 1) + " cannot be drawn");
 }
 
@@ -118,10 +110,13 @@ QImage PageRenderer::Render(qint64 page, double dotsPerInch, QImage::Format form
 {
     const int index = Check(page);
     const QSize size = SizeInPixels(document.pageSize(index), dotsPerInch);
-    QImage result = NewImage(size, format);
-    result.fill(Qt::white);
-    QPainter(&result).drawImage(0, 0, Draw(index, size));
+    QImage result = Draw(index, size);
     RequireWhatWasRead();
+    PutOnWhite(result);
+    if (result.format() != format)
+        result = result.convertToFormat(format);
+    if (result.isNull())
+        throw std::bad_alloc();
     const int dotsPerMeter = qRound(std::min(dotsPerInch / metresPerInch, mostDotsPerMetre));
     result.setDotsPerMeterX(dotsPerMeter);
     result.setDotsPerMeterY(dotsPerMeter);

@@ -1,6 +1,7 @@
 #include "PngFile.h"
 
 #include "Failure.h"
+#include "Pixels.h"
 
 #include <algorithm>
 #include <cstring>
@@ -67,20 +68,6 @@ QByteArray Resolution(const QImage& picture)
     return resolution;
 }
 
-/** Whether red, green and blue are alike everywhere; quicker than QImage::allGray. */
-bool IsGray(const QImage& picture)
-{
-    for (int row = 0; row < picture.height(); ++row) {
-        const auto* const pixels = reinterpret_cast<const QRgb*>(picture.constScanLine(row));
-        QRgb differences = 0;
-        for (int column = 0; column < picture.width(); ++column)
-            differences |= pixels[column] ^ (pixels[column] >> 8);
-        if ((differences & 0xffff) != 0)
-            return false;
-    }
-    return true;
-}
-
 /** Rows of a picture as a PNG has them, each behind its filter. */
 class Rows
 {
@@ -103,7 +90,7 @@ public:
         for (int row = 0; row < count; ++row) {
             *into++ = noFilter;
             if (isGray && picture.format() != QImage::Format_Grayscale8)
-                CopyOneOfThree(colors.constScanLine(row), into);
+                CopyGray(reinterpret_cast<const QRgb*>(colors.constScanLine(row)), length, into);
             else
                 std::memcpy(into, colors.constScanLine(row), length);
             into += length;
@@ -111,13 +98,6 @@ public:
     }
 
 private:
-    void CopyOneOfThree(const uchar* row, char* into) const
-    {
-        const auto* const pixels = reinterpret_cast<const QRgb*>(row);
-        for (std::size_t column = 0; column < length; ++column)
-            into[column] = char(pixels[column] & 0xff);
-    }
-
     const QImage& picture;
     const bool isGray;
     const std::size_t length;
