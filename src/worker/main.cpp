@@ -32,11 +32,9 @@ int PrintVersion(Sandbox& sandbox)
     return std::fflush(stdout) == 0 ? 0 : 1;
 }
 
-/** Answers all requests for one document; the exit code. */
-int AnswerAll(std::FILE* answers, Sandbox& sandbox)
+/** Answers all there are for one document; the exit code. */
+int AnswerAll(Requests& requests, std::FILE* answers, const Sandbox& sandbox)
 {
-    sandbox.SetLimits();
-    Requests requests([&sandbox](const std::string& file) { sandbox.Enter(file); });
     for (std::string line; !requests.IsReleased() && ReadLine(line);) {
         sandbox.LimitTime();
         if (!Send(answers, requests.Answer(QByteArray::fromStdString(line))))
@@ -70,8 +68,10 @@ int main(int argc, char** argv)
             return PrintVersion(sandbox);
         Rehearse();
         ForkForEachDocument();
-        const int code = AnswerAll(answers, sandbox);
-        // Whatever a document has become is given back most quickly with the process.
+        sandbox.SetLimits();
+        Requests requests([&sandbox](const std::string& file) { sandbox.Enter(file); });
+        const int code = AnswerAll(requests, answers, sandbox);
+        // Whatever the document has become is given back most quickly with the process.
         if (!IS_SANITIZED)
             ::_exit(code);
         return code;
