@@ -80,7 +80,7 @@ void PaintScan(QPainter& painter, int page)
 
 void MakeCorpus(const QDir& folder)
 {
-    for (const int pages : {1, 14, 100, 1000})
+    for (const int pages : {1, 14, 100})
         Make(folder.filePath(QStringLiteral("text-%1.pdf").arg(pages)), pages, PaintText);
     Make(folder.filePath("drawing-14.pdf"), 14, PaintDrawing);
     Make(folder.filePath("scan-14.pdf"), 14, PaintScan);
