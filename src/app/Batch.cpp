@@ -84,6 +84,7 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
 {
     // Not on the stack, whose remains nobody clears.
     const auto passwords = std::make_unique<Passwords>(commandLine, interruption);
+    services.PrepareWorkers(!commandLine.dryRun && !commandLine.inspect);
     const auto output = commandLine.inspect ? std::nullopt : std::optional(Output());
     for (const Input& input : inputs) {
         auto document = std::make_unique<Document>(input, commandLine, services, report);

@@ -72,9 +72,6 @@ Services::Services(const CommandLine& commandLine, Interruption& interruption)
       copyProvider(provider),
       workers(std::make_shared<PDF::WorkerPool>(workerSettings, int(jobs)))
 {
-    provider->Prepare();
-    if (!commandLine.inspect && !commandLine.dryRun)
-        workers->Prepare();
     if (commandLine.onExists != OnExists::Number)
         resultFileSystem = std::make_shared<PlannedFileSystem>(fileSystem, commandLine.onExists ==
                                                                                OnExists::Overwrite);
@@ -85,6 +82,13 @@ Services::Services(const CommandLine& commandLine, Interruption& interruption)
         provider->Shutdown();
         QMetaObject::invokeMethod(&mainThread, [this, again = ++signals > 1] { EndWork(again); });
     });
+}
+
+void Services::PrepareWorkers(bool willConvert)
+{
+    provider->Prepare();
+    if (willConvert)
+        workers->Prepare();
 }
 
 void Services::KeepTemporaries()

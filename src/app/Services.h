@@ -45,6 +45,12 @@ public:
     /** Removes what killed runs have left, and prints the paths. */
     static ExitCode CleanUp(const CommandLine& commandLine);
 
+    /**
+     * Starts workers to open and, if that is to come, to convert documents, so that the first one
+     * need not wait for them. They get the environment, which has no password in it any more.
+     */
+    void PrepareWorkers(bool willConvert);
+
     /** How many documents or pages are converted at once. */
     std::size_t Jobs() const { return jobs; }
 

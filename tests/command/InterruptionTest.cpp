@@ -31,6 +31,20 @@ protected:
         ::kill(pid_t(process.processId()), signal);
     }
 
+    /** Whether a child of the process has worked for some time. */
+    static bool IsAtWork(const QString& process)
+    {
+        constexpr int ticks = 5; // of ten milliseconds: it takes fewer to get ready
+        for (const QString& child : ChildrenOf(process)) {
+            QFile file(QStringLiteral("/proc/%1/stat").arg(child));
+            file.open(QIODevice::ReadOnly);
+            const QString state = QString::fromLatin1(file.readAll()).section(") ", 1);
+            if (state.section(' ', 11, 11).toInt() >= ticks)
+                return true;
+        }
+        return false;
+    }
+
     std::unique_ptr<QProcess> StartConverting() const
     {
         MakeSample("secret.pdf", 100, "pw");
@@ -93,9 +107,12 @@ TEST_P(InterruptionTest, LetsTheRunningPageEndAtTheFirstAndNotAtTheSecond)
         process.setWorkingDirectory(Path(""));
         process.start(PDFCONVERT,
                       {"--temp-dir", TempDir(), "plain.pdf", "-o", output, "-r", "700"});
-        // Another thread's child opens the document; this one has the page, for a while.
+        // Another thread's child opens the document; what this one's has come from has the page.
         const QString mainThread = QString::number(process.processId());
-        WaitUntil(process, [&] { return Children(process, mainThread).size() == 1; });
+        WaitUntil(process, [&] {
+            const QStringList workers = Children(process, mainThread);
+            return workers.size() == 1 && IsAtWork(workers[0]);
+        });
         for (int sent = 0; sent < signals; ++sent) {
             Send(GetParam(), process);
             process.waitForFinished(50); // two at once would be one

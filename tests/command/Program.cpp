@@ -70,9 +70,7 @@ Outcome ProgramTest::Finish(QProcess& process)
     return {process.exitCode(), results, process.readAllStandardError().toStdString()};
 }
 
-namespace {
-
-QStringList ChildrenOf(const QString& process, const QString& thread)
+QStringList ProgramTest::ChildrenOf(const QString& process, const QString& thread)
 {
     QStringList all;
     const QDir threads(QStringLiteral("/proc/%1/task").arg(process));
@@ -84,8 +82,6 @@ QStringList ChildrenOf(const QString& process, const QString& thread)
     return all;
 }
 
-} // namespace
-
 QStringList ProgramTest::Children(const QProcess& process, const QString& thread)
 {
     return ChildrenOf(QString::number(process.processId()), thread);
@@ -95,7 +91,7 @@ QStringList ProgramTest::Descendants(const QProcess& process)
 {
     QStringList all = Children(process);
     for (int i = 0; i < all.size(); ++i)
-        all += ChildrenOf(all[i], "[0-9]*");
+        all += ChildrenOf(all[i]);
     return all;
 }
 

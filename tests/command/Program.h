@@ -45,7 +45,8 @@ protected:
     std::unique_ptr<QProcess> Start(const QStringList& arguments) const;
     static Outcome Finish(QProcess& process);
 
-    /** Processes that it has started and that still run: of all threads, or of the one given. */
+    /** Processes that one has started and that still run: of all threads, or of the one given. */
+    static QStringList ChildrenOf(const QString& process, const QString& thread = "[0-9]*");
     static QStringList Children(const QProcess& process, const QString& thread = "[0-9]*");
 
     /** The numbers of all processes that came of it. */
