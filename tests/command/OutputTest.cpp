@@ -161,7 +161,8 @@ TEST_F(OutputTest, IsWholeAtAnyMomentWhileItIsReplaced)
         const auto process = Start(arguments);
         while (!process->waitForFinished(1))
             EXPECT_FALSE(QImage(Path("p.png")).isNull());
-        EXPECT_EQ(Finish(*process).exitCode, 0);
+        const Outcome run = Finish(*process);
+        EXPECT_EQ(run.exitCode, 0) << run.complaints;
     }
 }
 

@@ -180,8 +180,9 @@ protected:
     {
         EXPECT_FALSE(IsIn(InProc(process, "cmdline"))) << what;
         EXPECT_FALSE(IsIn(InProc(process, "environ"))) << what;
+        // Processes of workers end while others are looked at.
         EXPECT_THAT(InProc(process, "limits").toStdString(),
-                    testing::ContainsRegex("Max core file size +0 +0 "));
+                    testing::AnyOf("", testing::ContainsRegex("Max core file size +0 +0 ")));
     }
 
     void ExpectNothingIn(const QProcess& command) const
