@@ -48,8 +48,9 @@ ExitCode Batch::RunAll()
     OpenAndPlan(inputs);
     CheckStandardOutput();
     if (commandLine.dryRun || commandLine.inspect) {
-        for (const auto& document : documents)
-            Attempt(document->GetInput(), [&] { Finish(*document); });
+        for (std::size_t next = 0; next < documents.size() && !IsToStop(); ++next)
+            Attempt(documents[next]->GetInput(), [&] { Finish(*documents[next]); });
+        interruption.Check();
     } else {
         ConvertAll();
         if (inputs.size() > 1)
@@ -119,7 +120,8 @@ void Batch::CheckStandardOutput() const
 
 bool Batch::IsToStop() const
 {
-    return interruption.Signal() != 0 || (commandLine.failFast && hasAnyFailed);
+    return interruption.Signal() != 0 ||
+           (commandLine.failFast && (hasAnyFailed || !failures.empty()));
 }
 
 /** Converts what was opened and planned. */
@@ -127,8 +129,9 @@ void Batch::ConvertAll()
 {
     report.Expect(int(documents.size()), int(planned.size()));
     StartDocuments();
-    if (running > 0)
-        converting.exec();
+    if (running > 0 && converting.exec() != 0)
+        throw Failure(ExitCode::Internal, "internal",
+                      "the work was broken off by an unexpected error (-v 1 tells more)");
     if (isInterrupted || started < documents.size())
         interruption.Check();
 }
@@ -163,6 +166,7 @@ void Batch::ReportDocument(const Document& document, const std::exception_ptr& f
             if (failure)
                 std::rethrow_exception(failure);
             Finish(document);
+            ++converted;
         });
     } catch (const Interrupted&) {
         isInterrupted = true;
@@ -192,8 +196,8 @@ bool Batch::WriteResults(const Document& document)
 
 void Batch::Summarize(std::size_t inputs)
 {
-    std::string summary = std::to_string(inputs - failures.size()) + " of " +
-                          std::to_string(inputs) + " documents converted";
+    std::string summary =
+        std::to_string(converted) + " of " + std::to_string(inputs) + " documents converted";
     if (!failures.empty())
         summary += ", " + std::to_string(failures.size()) + " failed";
     report.Note(summary);

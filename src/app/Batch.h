@@ -67,6 +67,7 @@ private:
     std::size_t started = 0;
     std::size_t running = 0;
     std::size_t reported = 0;
+    std::size_t converted = 0;
     /** What went wrong with those, by their indices, that ended and were not told about yet. */
     std::map<std::size_t, std::exception_ptr> ended;
     bool hasAnyFailed = false;

@@ -247,6 +247,8 @@ void Document::Later(const std::function<void()>& step)
         try {
             step();
         } catch (...) {
+            if (!conversion)
+                throw; // it was told already how it has ended
             End(std::current_exception());
         }
     };
@@ -313,9 +315,11 @@ void Document::CheckResult(const PlannedResult& result) const
 /** One way through a fresh chain for all that is left. */
 void Document::StartRound()
 {
+    services.CheckForSignal(); // which no chain hears that is made after it
     conversion->chain = services.MakeChain(conversion->left.size());
     conversion->paths.reset();
     conversion->error.reset();
+    conversion->isLate = false;
     ConnectToChain();
     if (!conversion->chain->ConvertFile(MakeTask())) {
         services.CheckForSignal();
@@ -331,6 +335,7 @@ void Document::ConnectToChain()
             conversion->isLate = true;
             chain->CancelConvertation();
         });
+        conversion->alarm.setSingleShot(true);
         conversion->alarm.start(int(commandLine.timeout * 1000));
     }
     QObject::connect(

@@ -220,7 +220,8 @@ void AddPasswords(CLI::App& app, CommandLine& line)
 void AddRun(CLI::App& app, CommandLine& line)
 {
     Add(app, "-j,--jobs", line.jobs, "N",
-        "How many pages are converted at once; as many as\nthere are processors without this")
+        "How many pages, of one document or several, are\nconverted at once; as many as there are "
+        "processors\nwithout this")
         ->group("Running")
         ->check(InRange(1, 256, "a number"));
     Add(app, "--timeout", line.timeout, "SECONDS",

@@ -219,7 +219,7 @@ int Report::Begin(const QString& name, int results)
     inWork[lastWork].sinceBegin.start();
     Emit("started", {{QStringLiteral("file"), name}, {QStringLiteral("results"), results}});
     if (style == ProgressStyle::Bar)
-        Draw(Describe());
+        Draw(ProgressText());
     return lastWork;
 }
 
@@ -234,9 +234,9 @@ void Report::Progress(int number, double fraction)
         return;
     sinceShown.start();
     if (style == ProgressStyle::Bar)
-        Draw(Describe());
+        Draw(ProgressText());
     else if (style == ProgressStyle::Plain)
-        Write(stderr, QStringLiteral("pdfconvert: %1\n").arg(Describe()));
+        Write(stderr, QStringLiteral("pdfconvert: %1\n").arg(ProgressText()));
     Emit("progress", {{QStringLiteral("file"), work.name},
                       {QStringLiteral("done"), fraction},
                       {QStringLiteral("seconds"), double(work.sinceBegin.elapsed()) / 1000}});
@@ -251,7 +251,7 @@ void Report::End(int number)
 }
 
 /** What is converted, bar, pages, percent, rate and time left. */
-QString Report::Describe() const
+QString Report::ProgressText() const
 {
     double pages = endedPages;
     for (const auto& [number, work] : inWork)

@@ -90,7 +90,7 @@ private:
     void Emit(const char* event, QJsonObject members);
     void Draw(const QString& text);
     void Erase();
-    QString Describe() const;
+    QString ProgressText() const;
 
     const bool quiet;
     const bool json;

@@ -1,6 +1,8 @@
 #include "ForkServer.h"
 
 #include <csignal>
+#include <cstdio>
+#include <optional>
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -18,15 +20,17 @@ public:
         std::signal(SIGCHLD, SIG_DFL); // ignored by whoever started it, it would not come
         ::sigemptyset(&signals);
         ::sigaddset(&signals, SIGTERM);
+        ::sigaddset(&signals, SIGUSR1);
         ::sigaddset(&signals, SIGCHLD);
         ::sigprocmask(SIG_BLOCK, &signals, &before);
     }
 
-    int Wait() const
+    siginfo_t Wait() const
     {
-        int signal = 0;
-        ::sigwait(&signals, &signal);
-        return signal;
+        siginfo_t info = {};
+        while (::sigwaitinfo(&signals, &info) < 0) {
+        }
+        return info;
     }
 
     void Unblock() const { ::sigprocmask(SIG_SETMASK, &before, nullptr); }
@@ -36,13 +40,27 @@ private:
     sigset_t before = {};
 };
 
-/** How the child has ended. */
-int StatusOf(pid_t child, const BlockedSignals& signals)
+int Kill(pid_t child)
+{
+    int status = 0;
+    ::kill(child, SIGKILL);
+    ::waitpid(child, &status, 0);
+    return status;
+}
+
+/** How the child has ended; none when it was to be released, with the number given for that. */
+std::optional<int> StatusOf(pid_t child, const BlockedSignals& signals, int& number)
 {
     int status = 0;
     while (::waitpid(child, &status, WNOHANG) == 0) {
-        if (signals.Wait() == SIGTERM)
-            ::kill(child, SIGKILL);
+        const siginfo_t signal = signals.Wait();
+        if (signal.si_signo == SIGTERM)
+            return Kill(child);
+        if (signal.si_signo == SIGUSR1) {
+            Kill(child);
+            number = signal.si_value.sival_int;
+            return std::nullopt;
+        }
     }
     return status;
 }
@@ -65,7 +83,7 @@ void BeChildOf(pid_t server)
 
 } // namespace
 
-void ForkForEachDocument()
+void ForkForEachDocument(int answers)
 {
     const pid_t server = ::getpid();
     const BlockedSignals signals;
@@ -78,11 +96,12 @@ void ForkForEachDocument()
             signals.Unblock();
             return;
         }
-        const int status = StatusOf(child, signals);
-        if (!WIFEXITED(status) || WEXITSTATUS(status) != releasedExitCode) {
+        int number = 0;
+        if (const auto status = StatusOf(child, signals, number)) {
             signals.Unblock();
-            EndLike(status);
+            EndLike(*status);
         }
+        ::dprintf(answers, "\n{\"released\":%d}\n", number); // the child may have begun a line
     }
 }
 

@@ -2,20 +2,21 @@
 
 namespace Korvel::Worker {
 
-/** With which a child says that another one is wanted. */
-inline constexpr int releasedExitCode = 76;
-
 /**
  * Returns in a child of this process, which looks at one document and starts with everything that
- * this process has made ready. When it has ended with `releasedExitCode` the call returns in a new
- * child; in whatever other way it ended, this process ends alike. So the call never returns in this
- * process itself, and there is never more than one child.
+ * this process has made ready. In whatever way the child ends, this process ends alike. So the call
+ * never returns in this process itself, and there is never more than one child.
+ *
+ * SIGUSR1 ends the child, as the document is done with; the call returns in a new one. A document
+ * may have taken the child over, so it is not asked. Once it is gone a line {"released":N} is
+ * written to `answers`, where N is the number that was queued with the signal, which no child
+ * knows.
  *
  * SIGTERM ends the child and then this process, so that nothing is at work any more once this
  * process is gone. A child that outlives it, as it was killed, is killed at once.
  *
  * Called with a single thread.
  */
-void ForkForEachDocument();
+void ForkForEachDocument(int answers);
 
 } // namespace Korvel::Worker

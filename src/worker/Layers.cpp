@@ -1,6 +1,7 @@
 #include "Layers.h"
 
 #include <algorithm>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,8 +24,11 @@ public:
     explicit Layers(QPDF& pdf)
     {
         QPDFObjectHandle properties = pdf.getRoot().getKey("/OCProperties");
-        if (properties.isDictionary())
-            defaults = properties.getKey("/D");
+        if (!properties.isDictionary() || !properties.getKey("/D").isDictionary())
+            return;
+        defaults = properties.getKey("/D");
+        on = Listed("/ON");
+        off = Listed("/OFF");
     }
 
     bool AreThere() { return defaults.isDictionary(); }
@@ -42,15 +46,17 @@ private:
     bool Shows(const QPDFObjectHandle& layer)
     {
         const bool hidesOthers = defaults.getKey("/BaseState").isNameAndEquals("/OFF");
-        return hidesOthers ? Lists("/ON", layer) : !Lists("/OFF", layer);
+        return hidesOthers ? on.count(layer.getObjGen()) > 0 : off.count(layer.getObjGen()) == 0;
     }
 
-    bool Lists(const std::string& key, const QPDFObjectHandle& layer)
+    std::set<QPDFObjGen> Listed(const std::string& key)
     {
-        const std::vector<QPDFObjectHandle> listed = Elements(defaults.getKey(key));
-        return std::any_of(listed.begin(), listed.end(), [&](const QPDFObjectHandle& other) {
-            return other.isIndirect() && other.getObjGen() == layer.getObjGen();
-        });
+        std::set<QPDFObjGen> layers;
+        for (const QPDFObjectHandle& layer : Elements(defaults.getKey(key))) {
+            if (layer.isIndirect())
+                layers.insert(layer.getObjGen());
+        }
+        return layers;
     }
 
     /** Of what is shown if some, all or none of several layers are. */
@@ -76,6 +82,8 @@ private:
     }
 
     QPDFObjectHandle defaults = QPDFObjectHandle::newNull();
+    std::set<QPDFObjGen> on;
+    std::set<QPDFObjGen> off;
 };
 
 bool HasHiddenAnnotation(QPDFObjectHandle page, Layers& layers)
@@ -110,9 +118,9 @@ bool HasHiddenAnnotations(QPDF& pdf)
 
 void RemoveHiddenAnnotations(QPDF& pdf)
 {
-    if (!HasHiddenAnnotations(pdf))
-        return;
     Layers layers(pdf);
+    if (!layers.AreThere())
+        return;
     for (const QPDFObjectHandle& page : pdf.getAllPages()) {
         if (HasHiddenAnnotation(page, layers))
             RemoveHiddenAnnotations(page, layers);

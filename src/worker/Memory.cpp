@@ -32,14 +32,14 @@ void EndForLackOfMemory()
 
 } // namespace Korvel::Worker
 
-#define REPLACES_LIBRARY extern "C" __attribute__((visibility("default")))
-
 #if !IS_SANITIZED
 
 // In the place of those of the C library for all that the worker is made of. Libraries take a lack
 // of memory for something else: libqpdf saves an incomplete file as a success, Qt writes a TIFF for
 // ever, others say that a picture cannot be written. Qt PDF takes its memory from mmap64 and
 // aborts. ClearFreed.cpp makes realloc of these.
+
+#define REPLACES_LIBRARY extern "C" __attribute__((visibility("default")))
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the C library's own names
 extern "C" void* __libc_malloc(std::size_t size) noexcept;
@@ -72,20 +72,5 @@ REPLACES_LIBRARY void* mmap64(void* address, std::size_t size, int protection, i
         Korvel::Worker::EndForLackOfMemory();
     return memory;
 }
-
-#else
-
-// NOLINTBEGIN(bugprone-reserved-identifier): the sanitizer's own names
-/** QPdfDocument::getAllText does not give back the text of the page. */
-REPLACES_LIBRARY const char* __lsan_default_suppressions()
-{
-    return "leak:libQt5Pdf.so";
-}
-
-REPLACES_LIBRARY const char* __lsan_default_options()
-{
-    return "print_suppressions=0";
-}
-// NOLINTEND(bugprone-reserved-identifier)
 
 #endif

@@ -182,10 +182,6 @@ QJsonObject Requests::Dispatch(const QJsonObject& request)
         return Close(request);
     if (op == QLatin1String("convert"))
         return Convert(request);
-    if (op == QLatin1String("release")) {
-        isReleased = true;
-        return {};
-    }
     throw Failure("bad-request", "op is none that is known");
 }
 

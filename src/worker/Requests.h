@@ -24,9 +24,6 @@ public:
     /** The answer to one line of input. Throws nothing but std::bad_alloc. */
     QJsonObject Answer(const QByteArray& line);
 
-    /** Whether it was asked to have done with its document; there is nothing more to answer. */
-    bool IsReleased() const { return isReleased; }
-
 private:
     QJsonObject Dispatch(const QJsonObject& request);
     QJsonObject Open(const QJsonObject& request);
@@ -40,7 +37,6 @@ private:
     const std::function<void(const std::string& file)> enterSandbox;
     /** The one file; empty before the first request that names one. */
     std::string input;
-    bool isReleased = false;
     std::map<qint64, std::unique_ptr<PdfDocument>> documents;
     /** To take a large one apart takes long, and the process is about to be released. */
     std::vector<std::unique_ptr<PdfDocument>> closed;

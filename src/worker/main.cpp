@@ -35,12 +35,12 @@ int PrintVersion(Sandbox& sandbox)
 /** Answers all there are for one document; the exit code. */
 int AnswerAll(Requests& requests, std::FILE* answers, const Sandbox& sandbox)
 {
-    for (std::string line; !requests.IsReleased() && ReadLine(line);) {
+    for (std::string line; ReadLine(line);) {
         sandbox.LimitTime();
         if (!Send(answers, requests.Answer(QByteArray::fromStdString(line))))
             return 1;
     }
-    return requests.IsReleased() ? releasedExitCode : 0;
+    return 0;
 }
 
 } // namespace
@@ -67,7 +67,7 @@ int main(int argc, char** argv)
         if (arguments->wantsVersion)
             return PrintVersion(sandbox);
         Rehearse();
-        ForkForEachDocument();
+        ForkForEachDocument(::fileno(answers));
         sandbox.SetLimits();
         Requests requests([&sandbox](const std::string& file) { sandbox.Enter(file); });
         const int code = AnswerAll(requests, answers, sandbox);

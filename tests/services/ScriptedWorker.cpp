@@ -205,6 +205,14 @@ const std::map<QString, Action>& Actions()
              WriteLine(Success(request));
              WriteLine(Success(request));
          }},
+        {"answer-ahead",
+         [](const QJsonObject& request) {
+             WriteLine(Success(request));
+             for (int id = request["id"].toInt() + 1; id < 10; ++id)
+                 WriteLine(WithId({{"ok", true}, {"forged", true}, {"released", 0}}, id));
+             Write("{\"id\":");
+             FallSilent();
+         }},
         {"half-an-answer",
          [](const QJsonObject&) {
              Write("{\"id\":");
@@ -284,10 +292,6 @@ QString WhatToDo(const QJsonObject& request)
 
 void Serve(const QJsonObject& request)
 {
-    if (request["op"] == "release") {
-        WriteLine(Success(request));
-        ::_exit(Korvel::Worker::releasedExitCode);
-    }
     const QString what = WhatToDo(request);
     const QString fail = "fail-with-";
     ++served;
@@ -305,7 +309,7 @@ void Serve(const QJsonObject& request)
 
 int main()
 {
-    Korvel::Worker::ForkForEachDocument();
+    Korvel::Worker::ForkForEachDocument(STDOUT_FILENO);
     for (std::string line; std::getline(std::cin, line);)
         Serve(QJsonDocument::fromJson(QByteArray::fromStdString(line)).object());
     return 0;

@@ -107,6 +107,19 @@ TEST(WorkerProcessTest, AsksANewProcessToLookAtAnotherFile)
     EXPECT_EQ(ChildProcesses().size(), 1U);
 }
 
+TEST(WorkerProcessTest, BelievesNoDocumentWhatItSaysOfTheNext)
+{
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
+    Answers answers;
+    const QStringList files{"/nowhere/answer-ahead.1", "/nowhere/answer-ahead.2", "/nowhere/3"};
+    for (const QString& file : files)
+        worker.Ask({{"op", "open"}, {"file", file}}, answers.For(file));
+    ASSERT_TRUE(answers.WaitForCount(3));
+    for (const QString& file : files)
+        EXPECT_FALSE(answers.byName[file].contains("forged")) << file.toStdString();
+    EXPECT_NE(answers.byName[files[0]]["pid"], answers.byName[files[1]]["pid"]);
+}
+
 TEST(WorkerProcessTest, AsksANewProcessToLookAtAFileThatHasTakenTheOldOnesPlace)
 {
     const QTemporaryDir folder;

@@ -236,7 +236,7 @@ TEST_F(ProtocolTest, LooksAtAnotherFileInANewProcessAfterARelease)
 {
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
     const qint64 first = worker.ProcessId();
-    EXPECT_EQ(Outcome(worker.Ask({{"id", 7}, {"op", "release"}})), "ok");
+    EXPECT_TRUE(worker.Release());
     EXPECT_EQ(
         Outcome(worker.Ask({{"id", 1}, {"op", "open"}, {"document", 1}, {"file", Sample(2)}})),
         "ok");
@@ -248,9 +248,29 @@ TEST_F(ProtocolTest, LooksAtAnotherFileInANewProcessAfterARelease)
 TEST_F(ProtocolTest, ForgetsWhatItHeldWhenItIsReleased)
 {
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
-    EXPECT_EQ(Outcome(worker.Ask({{"id", 1}, {"op", "release"}})), "ok");
+    EXPECT_TRUE(worker.Release());
     EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "no-such-document");
-    EXPECT_EQ(Outcome(worker.Ask({{"id", 1}, {"op", "release"}})), "ok") << "of nothing";
+    EXPECT_TRUE(worker.Release()) << "of nothing";
+}
+
+TEST_F(ProtocolTest, TakesAnIdleProcessAwayFromItsDocumentWithoutAskingIt)
+{
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    const qint64 first = worker.ProcessId();
+    ASSERT_EQ(::kill(pid_t(first), SIGSTOP), 0);
+    EXPECT_TRUE(worker.Release());
+    EXPECT_FALSE(QFile::exists(QString("/proc/%1").arg(first)));
+    EXPECT_EQ(
+        Outcome(worker.Ask({{"id", 1}, {"op", "open"}, {"document", 1}, {"file", Sample(2)}})),
+        "ok");
+}
+
+TEST_F(ProtocolTest, TakesBlanksAsTheBeginningOfTheNextRequest)
+{
+    worker.Send("   ");
+    EXPECT_EQ(Outcome(worker.Receive()), "bad-request");
+    worker.Send(R"(      {"id":5,"op":"close","document":1})");
+    EXPECT_EQ(Outcome(worker.Receive()), "no-such-document");
 }
 
 TEST_F(ProtocolTest, LeavesNobodyBehindWhenItIsToldToEnd)

@@ -1,5 +1,7 @@
 #include "WorkerClient.h"
 
+#include <csignal>
+
 #include <QFile>
 #include <QJsonDocument>
 #include <QRegularExpression>
@@ -61,6 +63,19 @@ QJsonObject WorkerClient::Ask(const QJsonObject& request)
 {
     Send(request);
     return Receive();
+}
+
+bool WorkerClient::Release()
+{
+    constexpr int number = 4711;
+    sigval value = {};
+    value.sival_int = number;
+    ::sigqueue(pid_t(process.processId()), SIGUSR1, value);
+    while (process.canReadLine() || process.waitForReadyRead(patience)) {
+        if (Receive()["released"].toInt() == number)
+            return true;
+    }
+    return false;
 }
 
 int WorkerClient::Finish()

@@ -31,6 +31,9 @@ public:
     /** Sends a request and gives its answer. */
     QJsonObject Ask(const QJsonObject& request);
 
+    /** Has it done with its document; false when it has ended. */
+    bool Release();
+
     /** Ends the worker's input and waits: its exit code, or -1 when a signal ended it. */
     int Finish();
 

@@ -29,7 +29,7 @@ void WorkerFixture::TakeUp(const QString& file)
     ::stat(file.toUtf8().constData(), &status);
     const std::string wanted = std::to_string(status.st_ino) + ' ' + file.toStdString();
     if (!fileInHand.empty() && fileInHand != wanted &&
-        Outcome(worker.Ask({{"id", ++lastId}, {"op", "release"}})) != "ok")
+        (worker.ProcessId() == 0 || !worker.Release()))
         worker.Restart(); // it has ended
     fileInHand = wanted;
 }

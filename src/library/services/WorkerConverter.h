@@ -7,7 +7,7 @@
 namespace Korvel::PDF::Converter {
 
 /**
- * Converts unencrypted PDFs in a worker process of its own: one task, one result file.
+ * Converts unencrypted PDFs in worker processes: one task, one result file.
  *
  * A task's `type` is the format ("png", "jpg", "tif", "bmp", "webp", "txt", "pdf"); when it is
  * empty the suffix of the destination is. The destination must not exist. Options:
@@ -30,8 +30,9 @@ namespace Korvel::PDF::Converter {
  *     converter.ConvertFile(task);
  *
  * All signals are emitted from the event loop of the thread that owns the converter, never inside
- * ConvertFile. Several tasks may be given; they are worked on one after another. Failed tasks leave
- * no file behind, unless the worker died or was cancelled while it wrote.
+ * ConvertFile. Several tasks may be given; a process of the converter's own works on one after
+ * another, those of a pool side by side. Failed tasks leave no file behind, unless the worker died
+ * or was cancelled while it wrote.
  */
 class CONVERTERSERVICES_EXPORT WorkerConverter : public AbstractConverter
 {

@@ -162,8 +162,7 @@ struct WorkerPdfProvider::Impl
             auto released = byDocument.extract(document);
             if (!released || int(idle.size()) >= QThread::idealThreadCount())
                 return;
-            released.mapped()->Ask({{QStringLiteral("op"), QStringLiteral("release")}},
-                                   [](const QJsonObject&) {});
+            released.mapped()->Release();
             idle.push_back(std::move(released.mapped()));
         }
 

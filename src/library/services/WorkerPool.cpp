@@ -10,11 +10,6 @@ namespace Korvel::PDF {
 
 namespace {
 
-QString FileOf(const QJsonObject& request)
-{
-    return request[QStringLiteral("file")].toString();
-}
-
 QJsonObject Ended()
 {
     return {{QStringLiteral("ok"), false},
@@ -40,13 +35,20 @@ WorkerPool::~WorkerPool()
             End(waiting.front().asker);
         for (const Worker& worker : workers)
             worker.process->End();
-    } while (!waiting.empty()); // which receivers have made meanwhile
+    } while (!waiting.empty() || IsBusy()); // with what receivers have asked for meanwhile
+}
+
+bool WorkerPool::IsBusy() const
+{
+    return std::any_of(workers.begin(), workers.end(),
+                       [](const Worker& worker) { return worker.asker; });
 }
 
 void WorkerPool::Ask(const void* asker, const QJsonObject& request,
                      WorkerProcess::Receiver receiver)
 {
-    waiting.push_back({asker, request, std::move(receiver)});
+    waiting.push_back(
+        {asker, request[QStringLiteral("file")].toString(), request, std::move(receiver)});
     Serve();
 }
 
@@ -61,9 +63,15 @@ void WorkerPool::End(const void* asker)
             ++request;
         }
     }
+    // Receivers may ask again, or destroy this.
+    std::vector<QPointer<WorkerProcess>> processes;
     for (const Worker& worker : workers) {
         if (worker.asker == asker)
-            worker.process->End();
+            processes.emplace_back(worker.process.get());
+    }
+    for (const QPointer<WorkerProcess>& process : processes) {
+        if (process)
+            process->End();
     }
     for (const Request& request : ended)
         request.receiver(Ended());
@@ -78,10 +86,9 @@ WorkerPool::Choice WorkerPool::ChooseFor(const Worker& worker)
         files.insert(one.file);
     Choice best{waiting.begin(), 0};
     for (auto request = waiting.begin(); request != waiting.end(); ++request) {
-        const QString file = FileOf(request->message);
-        if (file == worker.file)
+        if (request->file == worker.file)
             return {request, 2};
-        if (best.suitability == 0 && !files.contains(file))
+        if (best.suitability == 0 && !files.contains(request->file))
             best = {request, 1};
     }
     return best;
@@ -112,7 +119,7 @@ void WorkerPool::Serve()
 void WorkerPool::HandOut(Worker& worker, Request request)
 {
     worker.asker = request.asker;
-    worker.file = FileOf(request.message);
+    worker.file = request.file;
     const auto answered = [this, &worker,
                            receiver = std::move(request.receiver)](const QJsonObject& answer) {
         worker.asker = nullptr;

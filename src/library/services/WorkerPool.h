@@ -62,6 +62,7 @@ private:
     struct Request
     {
         const void* asker;
+        QString file;
         QJsonObject message;
         WorkerProcess::Receiver receiver;
     };
@@ -83,6 +84,7 @@ private:
         int suitability;
     };
 
+    bool IsBusy() const;
     Choice ChooseFor(const Worker& worker);
     void Serve();
     void HandOut(Worker& worker, Request request);

@@ -11,6 +11,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QPointer>
+#include <QRandomGenerator>
 
 #include <dlfcn.h>
 #include <sys/stat.h>
@@ -83,7 +84,12 @@ WorkerProcess::WorkerProcess(const WorkerSettings& settings)
 {
     alarm.setSingleShot(true);
     connect(&alarm, &QTimer::timeout, this, [this] {
-        Fail(QStringLiteral("timed-out"), QStringLiteral("the worker did not answer in time"));
+        const QPointer<WorkerProcess> self(this);
+        if (process)
+            process->waitForReadyRead(0);
+        ReadAnswers(); // it may have answered while this thread was busy with something else
+        if (self && waiting && !alarm.isActive())
+            Fail(QStringLiteral("timed-out"), QStringLiteral("the worker did not answer in time"));
     });
 }
 
@@ -115,7 +121,7 @@ void WorkerProcess::Prepare()
 void WorkerProcess::Ask(QJsonObject request, Receiver receiver)
 {
     request[QStringLiteral("id")] = ++lastId;
-    requests.push_back({lastId, request, std::move(receiver)});
+    requests.push_back({lastId, false, request, std::move(receiver)});
     SendNext();
 }
 
@@ -171,29 +177,30 @@ void WorkerProcess::Discard()
     process.reset();
 }
 
-/** Adds what goes before the next request: a process has looked at one file when it is released. */
-void WorkerProcess::ReleaseFor(const QString& file)
+/**
+ * Has the process look at nothing any more. It is told by a signal and answers with a number that
+ * nobody else knows, since a document may have taken over whoever answers requests.
+ */
+void WorkerProcess::SendRelease()
 {
-    if (file.isEmpty() || fileInHand.isEmpty() || file == fileInHand)
-        return;
-    requests.push_front(
-        {++lastId,
-         {{QStringLiteral("id"), lastId}, {QStringLiteral("op"), QStringLiteral("release")}},
-         [](const QJsonObject&) {
-         }});
+    // QProcess keeps the memory that requests were sent from: a password that may have stood there
+    // is overwritten by blanks, which the next request may begin with.
+    process->write(QByteArray(std::exchange(longestLine, 0), ' '));
+    fileInHand.clear();
+    releaseNumber = int(QRandomGenerator::system()->generate() >> 1);
+    sigval number = {};
+    number.sival_int = releaseNumber;
+    ::sigqueue(pid_t(process->processId()), SIGUSR1, number);
 }
 
-/**
- * The request as it is sent. One to release the process is as long as any before, as QProcess keeps
- * the memory that it was sent from, and what has stood there, a password for one, is overwritten.
- */
-QByteArray WorkerProcess::LineOf(const QJsonObject& request)
+void WorkerProcess::SendRequest(const QJsonObject& message)
 {
-    QByteArray line = QJsonDocument(request).toJson(QJsonDocument::Compact);
+    if (const QString file = FileOf(message); !file.isEmpty())
+        fileInHand = file;
+    const QByteArray line = QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n';
     longestLine = std::max(longestLine, line.size());
-    if (Operation(request) == QLatin1String("release"))
-        line = line.leftJustified(std::exchange(longestLine, 0));
-    return line + '\n';
+    if (process->isOpen()) // else starting has failed, which is told later
+        process->write(line);
 }
 
 void WorkerProcess::SendNext()
@@ -205,23 +212,44 @@ void WorkerProcess::SendNext()
         Discard();
         Start();
     }
-    ReleaseFor(FileOf(requests.front().message));
-    const QJsonObject& message = requests.front().message;
-    if (Operation(message) == QLatin1String("release"))
-        fileInHand.clear();
-    else if (const QString file = FileOf(message); !file.isEmpty())
-        fileInHand = file;
-    if (process->isOpen()) // else starting has failed, which is told later
-        process->write(LineOf(message));
+    const QString file = FileOf(requests.front().message);
+    if (!file.isEmpty() && !fileInHand.isEmpty() && file != fileInHand)
+        requests.push_front(ToRelease());
+    if (requests.front().isRelease)
+        SendRelease();
+    else
+        SendRequest(requests.front().message);
     alarm.start(settings.deadline);
+}
+
+void WorkerProcess::Release()
+{
+    if (!process || fileInHand.isEmpty())
+        return;
+    requests.push_back(ToRelease());
+    SendNext();
+}
+
+WorkerProcess::Request WorkerProcess::ToRelease()
+{
+    return {++lastId, true, {}, [](const QJsonObject&) {
+            }};
+}
+
+bool WorkerProcess::IsAwaited(const QJsonObject& answer) const
+{
+    return waiting && answer[QStringLiteral("id")].toDouble(-1) == double(requests.front().id) &&
+           answer[QStringLiteral("ok")].isBool();
 }
 
 void WorkerProcess::ReadAnswers()
 {
     while (process && process->canReadLine()) {
         const QJsonObject answer = QJsonDocument::fromJson(process->readLine()).object();
-        if (!waiting || answer[QStringLiteral("id")].toDouble(-1) != double(requests.front().id) ||
-            !answer[QStringLiteral("ok")].isBool()) {
+        const bool isReleasing = waiting && requests.front().isRelease;
+        if (isReleasing && answer[QStringLiteral("released")].toDouble(-1) != releaseNumber)
+            continue; // what the child had still to say
+        if (!isReleasing && !IsAwaited(answer)) {
             Fail(QStringLiteral("rubbish"), QStringLiteral("the worker's answer makes no sense"));
             return;
         }

@@ -45,9 +45,10 @@ struct WorkerSettings
  *
  * It looks at one file at a time, in a child process that gives up the right to read any other one
  * before. A request to open or convert another file, or one that has taken its place, therefore
- * gets a new child, and so does what comes after a request "release"; what the old one held open is
- * gone. A new child is ready in a millisecond or two, while a process takes many times as long to
- * start: objects of this class are worth keeping.
+ * gets a new child, and so does what comes after Release; what the old one held open is gone. No
+ * document can stay beyond that: the process, which looks at none itself, kills its child. A new
+ * child is ready in a millisecond or two, while a process takes many times as long to start:
+ * objects of this class are worth keeping.
  *
  *     worker.Ask({{"op", "convert"}, ...}, [](const QJsonObject& answer) {
  *         if (!answer["ok"].toBool()) qWarning() << answer["reason"].toString();
@@ -83,6 +84,12 @@ public:
     void Ask(QJsonObject request, Receiver receiver);
 
     /**
+     * Has the process let go of its file when the requests so far are answered; what it held open
+     * is gone then.
+     */
+    void Release();
+
+    /**
      * Ends the process at once; requests still open are answered before End returns. A later Ask
      * starts it again.
      */
@@ -100,6 +107,8 @@ private:
     struct Request
     {
         qint64 id;
+        /** Then it has no message. */
+        bool isRelease;
         QJsonObject message;
         Receiver receiver;
     };
@@ -107,9 +116,11 @@ private:
     QStringList Arguments() const;
     void Start();
     void Discard();
-    void ReleaseFor(const QString& file);
-    QByteArray LineOf(const QJsonObject& request);
+    void SendRelease();
+    void SendRequest(const QJsonObject& message);
+    Request ToRelease();
     void SendNext();
+    bool IsAwaited(const QJsonObject& answer) const;
     void ReadAnswers();
     void ReadComplaints();
     void Answer(const QJsonObject& answer);
@@ -124,6 +135,8 @@ private:
     std::deque<Request> requests;
     /** Of those sent since the process was released. */
     int longestLine = 0;
+    /** Which the process answers with when it is released. */
+    int releaseNumber = 0;
     bool waiting = false;
     qint64 lastId = 0;
     QTimer alarm;
