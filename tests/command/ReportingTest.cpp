@@ -224,7 +224,9 @@ TEST_F(ReportingTest, DoesNotBlameTheTemporaryFolderForADocumentThatCannotBeSave
 TEST_F(ReportingTest, ShowsTheRateAndTheTimeLeftInItsBar)
 {
     MakeSample("many.pdf", 60);
-    Terminal terminal(PDFCONVERT, {"--temp-dir", TempDir(), "many.pdf", "-d", "out", "-r", "150"},
+    // Long enough for there to be a rate.
+    Terminal terminal(PDFCONVERT,
+                      {"--temp-dir", TempDir(), "many.pdf", "-d", "out", "-r", "500", "-j", "1"},
                       Path(""));
     EXPECT_EQ(terminal.Finish(), 0);
     EXPECT_THAT(terminal.Screen(), HasSubstr("] 0/60 pages 0%"));
