@@ -145,11 +145,11 @@ struct WorkerPdfProvider::Impl
         }
 
         /** A process for the document, one that is there and has none if possible. */
-        void Engage(qint64 document, const WorkerSettings& settings)
+        void Engage(qint64 document, const WorkerSettings& ofNewOne)
         {
             std::unique_ptr<WorkerProcess>& worker = byDocument[document];
             if (idle.empty()) {
-                worker = std::make_unique<WorkerProcess>(settings);
+                worker = std::make_unique<WorkerProcess>(ofNewOne);
             } else {
                 worker = std::move(idle.back());
                 idle.pop_back();
