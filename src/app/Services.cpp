@@ -130,7 +130,7 @@ const std::string& Services::TempFolder() const
 
 std::string Services::MakePrivateFolder()
 {
-    const std::string path = TempFolder() + '/' + names->GenerateFileName();
+    std::string path = TempFolder() + '/' + names->GenerateFileName();
     if (!fileSystem->CreateFolder(ioPath(path)))
         throw Failure(ExitCode::Output, "no-temporary-folder",
                       "cannot make a folder for temporary files in " + TempFolder() +

@@ -82,8 +82,8 @@ void MakeFieldsContent(QPDF& pdf)
 }
 
 /**
- * libqpdf takes a block for each stream and gives it back. As the C library would return such blocks
- * to the system, the next one would come as new pages, cleared one by one.
+ * libqpdf takes a block for each stream and gives it back. As the C library would return such
+ * blocks to the system, the next one would come as new pages, cleared one by one.
  */
 void KeepFreedBlocks()
 {

@@ -149,14 +149,16 @@ TEST_F(ProgramFaultTest, DrawsNoPageThatCouldNotBeRead)
         return (text.rfind("read ", 0) == 0 || text.rfind("lseek ", 0) == 0) &&
                text.find(".pdf") != std::string::npos;
     };
-    const int drawer = calls.rbegin()->first;
-    int call = 0;
-    do {
-        const TracedRun run = ConvertAndFail(drawer, call++, EIO, reads);
-        SCOPED_TRACE(struck);
-        ExpectHonestEnd(run);
-    } while (!struck.empty());
-    EXPECT_GT(call, 1) << "it reads the copy";
+    int strikes = 0;
+    for (const auto& process : calls) {
+        for (int call = 0; call == 0 || !struck.empty(); ++call) {
+            const TracedRun run = ConvertAndFail(process.first, call, EIO, reads);
+            SCOPED_TRACE(struck);
+            ExpectHonestEnd(run);
+            strikes += !struck.empty();
+        }
+    }
+    EXPECT_GT(strikes, 0) << "one of them reads the copy";
 }
 
 } // namespace

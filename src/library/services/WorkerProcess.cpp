@@ -83,14 +83,7 @@ WorkerProcess::WorkerProcess(const WorkerSettings& settings)
     : settings(WithProgram(settings)), alarm(this)
 {
     alarm.setSingleShot(true);
-    connect(&alarm, &QTimer::timeout, this, [this] {
-        const QPointer<WorkerProcess> self(this);
-        if (process)
-            process->waitForReadyRead(0);
-        ReadAnswers(); // it may have answered while this thread was busy with something else
-        if (self && waiting && !alarm.isActive())
-            Fail(QStringLiteral("timed-out"), QStringLiteral("the worker did not answer in time"));
-    });
+    connect(&alarm, &QTimer::timeout, this, &WorkerProcess::TimeIsUp);
 }
 
 WorkerProcess::~WorkerProcess()
@@ -260,6 +253,16 @@ void WorkerProcess::ReadAnswers()
     }
     if (process && process->bytesAvailable() > longestAnswer)
         Fail(QStringLiteral("rubbish"), QStringLiteral("the worker's answer has no end"));
+}
+
+void WorkerProcess::TimeIsUp()
+{
+    const QPointer<WorkerProcess> self(this);
+    if (process)
+        process->waitForReadyRead(0);
+    ReadAnswers(); // it may have answered while this thread was busy with something else
+    if (self && waiting && !alarm.isActive())
+        Fail(QStringLiteral("timed-out"), QStringLiteral("the worker did not answer in time"));
 }
 
 void WorkerProcess::ReadComplaints()

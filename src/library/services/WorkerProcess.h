@@ -122,6 +122,7 @@ private:
     void SendNext();
     bool IsAwaited(const QJsonObject& answer) const;
     void ReadAnswers();
+    void TimeIsUp();
     void ReadComplaints();
     void Answer(const QJsonObject& answer);
     void Fail(const QString& reason, const QString& message);
