@@ -643,6 +643,16 @@ TEST(WorkerProcessDestructorTest, LeavesNoProcessAndNoDescriptorBehindAfterManyR
     EXPECT_EQ(CountOpenDescriptors(), descriptors);
 }
 
+TEST(WorkerProcessDestructorTest, LeavesNothingRunningOfAProcessThatLookedAtNothing)
+{
+    for (int round = 0; round < 50; ++round) {
+        auto worker = std::make_unique<WorkerProcess>(WorkerSettings{ScriptedWorker()});
+        const int child = AskAndWait(*worker, {})["pid"].toInt();
+        worker.reset();
+        ASSERT_TRUE(HasEnded(child)) << "in round " << round;
+    }
+}
+
 /** Runs a copy of the program that prints what FindProgram answers, in a folder of its own. */
 class FindProgramTest : public testing::Test
 {

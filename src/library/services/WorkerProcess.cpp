@@ -161,10 +161,8 @@ void WorkerProcess::Discard()
     alarm.stop();
     if (!process)
         return;
-    if (!fileInHand.isEmpty()) {
-        process->terminate(); // it ends its child, which may be writing, before itself
-        process->waitForFinished(timeToEnd);
-    }
+    process->terminate(); // it ends its child, which may be writing, before itself
+    process->waitForFinished(timeToEnd);
     process->kill();
     process->waitForFinished();
     process.reset();
