@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include <QElapsedTimer>
 #include <QFileInfo>
 
 #include <sys/stat.h>
@@ -321,7 +322,12 @@ void Document::StartRound()
     conversion->error.reset();
     conversion->isLate = false;
     ConnectToChain();
-    if (!conversion->chain->ConvertFile(MakeTask())) {
+    QElapsedTimer copying;
+    copying.start();
+    const bool isStarted = conversion->chain->ConvertFile(MakeTask());
+    services.AddTimeOfCopy(std::chrono::milliseconds(copying.elapsed()));
+    conversion->timeOfCopies = services.TimeOfCopies(); // its own counts
+    if (!isStarted) {
         services.CheckForSignal();
         throw CopyFailure();
     }
@@ -331,10 +337,7 @@ void Document::ConnectToChain()
 {
     AbstractConverter* const chain = conversion->chain.get();
     if (commandLine.timeout > 0) {
-        QObject::connect(&conversion->alarm, &QTimer::timeout, chain, [this, chain] {
-            conversion->isLate = true;
-            chain->CancelConvertation();
-        });
+        QObject::connect(&conversion->alarm, &QTimer::timeout, chain, [this] { TimeIsUp(); });
         conversion->alarm.setSingleShot(true);
         conversion->alarm.start(int(commandLine.timeout * 1000));
     }
@@ -352,6 +355,18 @@ void Document::ConnectToChain()
                          conversion->paths = paths;
                          Later([this] { FinishRound(); });
                      });
+}
+
+/** Time in which copies of other documents kept this one from going on is given back to it. */
+void Document::TimeIsUp()
+{
+    const auto before = std::exchange(conversion->timeOfCopies, services.TimeOfCopies());
+    if (conversion->timeOfCopies > before) {
+        conversion->alarm.start(conversion->timeOfCopies - before);
+        return;
+    }
+    conversion->isLate = true;
+    conversion->chain->CancelConvertation();
 }
 
 /** Sets the final paths of what was made; what other programs were quicker with is made again. */

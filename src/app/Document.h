@@ -86,6 +86,7 @@ private:
     void Begin();
     void StartRound();
     void ConnectToChain();
+    void TimeIsUp();
     void FinishRound();
     QStringList PathsOfRound() const;
     PDF::Converter::AbstractConverter::Task MakeTask() const;
@@ -119,6 +120,8 @@ private:
         std::optional<QStringList> paths;
         std::optional<PDF::Converter::AbstractConverter::ErrorType> error;
         QTimer alarm;
+        /** As of when this one was last given time for them. */
+        std::chrono::milliseconds timeOfCopies{0};
         bool isLate = false;
     };
     std::unique_ptr<Conversion> conversion;

@@ -3,6 +3,7 @@
 #include "CommandLine.h"
 #include "WorkerProcess.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -72,6 +73,13 @@ public:
     void CheckForSignal() const;
 
     /**
+     * For how long copies of documents have kept the main thread, and so all other documents, from
+     * going on.
+     */
+    std::chrono::milliseconds TimeOfCopies() const { return timeOfCopies; }
+    void AddTimeOfCopy(std::chrono::milliseconds time) { timeOfCopies += time; }
+
+    /**
      *     UnencryptDocWrapper( PageFanOut( TempFileWrapper( WorkerConverter ) x jobs ) )
      *
      * A fresh one for every document; the workers are shared. A signal ends what the chains do when
@@ -104,6 +112,7 @@ private:
     const std::shared_ptr<PDF::WorkerPool> workers;
     /** Of the chains that are there. */
     std::vector<QPointer<PDF::Converter::PageFanOut>> fanOuts;
+    std::chrono::milliseconds timeOfCopies{0};
     /** Receives calls from the signals' thread. */
     QObject mainThread;
 };

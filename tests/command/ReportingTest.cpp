@@ -258,5 +258,32 @@ TEST_F(ReportingTest, StopsADocumentThatTakesTooLong)
     EXPECT_EQ(LeftInTempDir(), QStringList());
 }
 
+/** A document to be repaired, whose copy has libqpdf unpack more metadata than there is time for.
+ */
+QByteArray SlowToCopy()
+{
+    const QByteArray blanks = QByteArray("\x81 ").repeated(50'000'000); // of 128 blanks each
+    const QByteArray packed = qCompress(blanks, 1).mid(4);              // without Qt's own header
+    return "%PDF-1.4\n"
+           "1 0 obj <</Type/Catalog/Pages 2 0 R/Metadata 4 0 R>> endobj\n"
+           "2 0 obj <</Type/Pages/Kids[3 0 R]/Count 1>> endobj\n"
+           "3 0 obj <</Type/Page/Parent 2 0 R/MediaBox[0 0 9 9]>> endobj\n"
+           "4 0 obj <</Type/Metadata/Subtype/XML/Filter[/FlateDecode/RunLengthDecode]/Length " +
+           QByteArray::number(packed.size()) + ">> stream\n" + packed +
+           "\nendstream endobj\ntrailer <</Root 1 0 R>>\n";
+}
+
+TEST_F(ReportingTest, DoesNotCountTheTimeInWhichAnotherDocumentIsCopied)
+{
+    MakeSample("good.pdf", 9);
+    Write("slow.pdf", SlowToCopy());
+    const Outcome run =
+        Run({"good.pdf", "slow.pdf", "-o", "p/%s-%d.png", "-j", "2", "--timeout", "3"});
+    EXPECT_EQ(run.exitCode, 10);
+    EXPECT_THAT(run.complaints, HasSubstr("slow.pdf: takes too long to open"));
+    EXPECT_THAT(run.complaints, Not(HasSubstr("good.pdf")));
+    EXPECT_EQ(WholePictures("p").size(), 9);
+}
+
 } // namespace
 } // namespace Korvel::App
