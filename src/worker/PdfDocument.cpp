@@ -214,8 +214,17 @@ bool PdfDocument::HasForm()
 
 void PdfDocument::Save(const std::string& path, mode_t mode)
 {
-    KeepFreedBlocks();
     NewFile output(path, mode);
+    if (IsEncrypted() || IsRepaired())
+        Write(output);
+    else
+        output.Write(file.Bytes().data(), file.Bytes().size());
+    output.Keep();
+}
+
+void PdfDocument::Write(NewFile& output)
+{
+    KeepFreedBlocks();
     ToFile pipeline(output);
     try {
         QPDFWriter writer(*pdf);
@@ -229,7 +238,6 @@ void PdfDocument::Save(const std::string& path, mode_t mode)
     } catch (const std::exception& error) {
         throw Failure("damaged", error.what());
     }
-    output.Keep();
 }
 
 bool PdfDocument::HidesAnnotations()

@@ -13,6 +13,8 @@
 
 namespace Korvel::Worker {
 
+class NewFile;
+
 /** A PDF opened by libqpdf, and repaired as far as that goes. */
 class PdfDocument
 {
@@ -38,7 +40,7 @@ public:
     bool HidesAnnotations();
 
     /**
-     * Writes it without encryption to a new file.
+     * Writes it without encryption to a new file; one that is sound and not encrypted byte by byte.
      *
      * @throws Failure  "cannot-write", "damaged"
      */
@@ -55,6 +57,7 @@ public:
 private:
     bool OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords);
     bool Open(const std::string& path, const std::string& password, bool repair);
+    void Write(NewFile& output);
     /** That of the file's header, or a later one that the catalog names. */
     QString Version();
 

@@ -384,6 +384,13 @@ TEST_F(SaveTest, WritesACopyOfAllPages)
     EXPECT_EQ(Open(Path("copy.pdf"), {}, 2)["pages"].toInt(), 5);
 }
 
+TEST_F(SaveTest, CopiesWhatIsSoundAndNotEncryptedByteByByte)
+{
+    const QByteArray original = ReadFile(Path("sample-5.pdf"));
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "ok");
+    EXPECT_EQ(ReadFile(Path("copy.pdf")), original);
+}
+
 TEST_F(SaveTest, SavesTheSameDocumentTwice)
 {
     EXPECT_EQ(Outcome(Save(Path("first.pdf"))), "ok");
