@@ -1,37 +1,49 @@
 #include "Pixels.h"
 
+#include <algorithm>
+
 namespace Korvel::Worker {
 
 namespace {
 
+constexpr QRgb everyOther = 0x00ff00ff; // samples, so that each has 16 bits to be multiplied in
 constexpr QRgb white = 0xffffffff;
-constexpr QRgb black = 0xff000000; // without transparency, as are all numbers above
+constexpr QRgb opaque = 0xff000000;
 
-unsigned OnWhite(unsigned sample, unsigned alpha)
+/** 255 - alpha * (255 - sample) / 255, rounded, of two samples. */
+QRgb OnWhite(QRgb samples, QRgb alpha)
 {
-    return 255 - (alpha * (255 - sample) + 127) / 255;
+    const QRgb products = alpha * (samples ^ everyOther) + 0x00800080;
+    return everyOther - (((products + ((products >> 8) & everyOther)) >> 8) & everyOther);
 }
 
-QRgb OnWhite(QRgb pixel)
+void PutOnWhite(QRgb* pixels, int count)
 {
-    const unsigned alpha = pixel >> 24;
-    return black | OnWhite((pixel >> 16) & 0xff, alpha) << 16 |
-           OnWhite((pixel >> 8) & 0xff, alpha) << 8 | OnWhite(pixel & 0xff, alpha);
+    QRgb any = 0;
+    for (int i = 0; i < count; ++i)
+        any |= pixels[i];
+    if (any == 0) {
+        std::fill_n(pixels, count, white);
+        return;
+    }
+    for (int i = 0; i < count; ++i) {
+        const QRgb alpha = pixels[i] >> 24;
+        const QRgb redAndBlue = OnWhite(pixels[i] & everyOther, alpha);
+        const QRgb green = OnWhite((pixels[i] >> 8) & 0xff, alpha) & 0xff;
+        pixels[i] = opaque | redAndBlue | green << 8;
+    }
 }
 
 } // namespace
 
 void PutOnWhite(QImage& picture)
 {
-    const int width = picture.width(); // which is a call, and would be one for each pixel
+    constexpr int width = 32; // of what is looked at in one go, as most of a page is often empty
+    const int end = picture.width(); // which is a call, and would be one for each pixel
     for (int row = 0; row < picture.height(); ++row) {
         auto* const pixels = reinterpret_cast<QRgb*>(picture.scanLine(row));
-        for (int column = 0; column < width; ++column) {
-            if (pixels[column] == 0)
-                pixels[column] = white;
-            else if (pixels[column] < black)
-                pixels[column] = OnWhite(pixels[column]);
-        }
+        for (int column = 0; column < end; column += width)
+            PutOnWhite(pixels + column, std::min(width, end - column));
     }
     picture.reinterpretAsFormat(QImage::Format_RGB32);
 }
