@@ -85,6 +85,18 @@ TEST(WorkerProcessTest, HandsItsLimitsToTheProgram)
     EXPECT_EQ(arguments(poor), "--memory-limit 512 --time-limit 62 --folder /a folder");
 }
 
+TEST(WorkerProcessTest, HasTheProgramTakeMemoryInLargePagesUnlessToldOtherwise)
+{
+    const auto environment = [] {
+        WorkerProcess worker({ScriptedWorker()});
+        return AskAndWait(worker, {})["environ"].toString().split(' ');
+    };
+    EXPECT_TRUE(environment().contains("GLIBC_TUNABLES=glibc.malloc.hugetlb=1"));
+    qputenv("GLIBC_TUNABLES", "glibc.malloc.perturb=1");
+    EXPECT_TRUE(environment().contains("GLIBC_TUNABLES=glibc.malloc.perturb=1"));
+    qunsetenv("GLIBC_TUNABLES");
+}
+
 /** Asks to do something with a file: the process that answers. */
 int ProcessFor(WorkerProcess& worker, const QString& op, const QString& file)
 {

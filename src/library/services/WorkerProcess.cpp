@@ -61,6 +61,16 @@ QString FileOf(const QJsonObject& request)
     return QStringLiteral("%1 %2 %3").arg(status.st_dev).arg(status.st_ino).arg(path);
 }
 
+/** The C library's memory in large pages: a page's pixels are first touched a tenth sooner. */
+QProcessEnvironment Environment()
+{
+    const QString tunables = QStringLiteral("GLIBC_TUNABLES");
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    if (!environment.contains(tunables))
+        environment.insert(tunables, QStringLiteral("glibc.malloc.hugetlb=1"));
+    return environment;
+}
+
 WorkerSettings WithProgram(WorkerSettings settings)
 {
     if (settings.program.isEmpty())
@@ -153,6 +163,7 @@ void WorkerProcess::Start()
     when(&QProcess::readyReadStandardError, &WorkerProcess::ReadComplaints);
     when(&QProcess::errorOccurred, &WorkerProcess::ProcessChanged);
     when(qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &WorkerProcess::ProcessChanged);
+    process->setProcessEnvironment(Environment());
     process->start(settings.program, Arguments());
 }
 
