@@ -5,6 +5,9 @@
 #include "PageRenderer.h"
 #include "PdfDocument.h"
 
+#include <cerrno>
+#include <cstring>
+#include <iostream>
 #include <string>
 
 #include <QPdfDocument>
@@ -65,12 +68,13 @@ void Rehearse()
     static const QPdfDocument engine; // which would be shut down with the last of them
     const int file = ::memfd_create("rehearsal", MFD_CLOEXEC);
     const auto closing = qScopeGuard([file] { ::close(file); });
-    if (::write(file, document, sizeof(document) - 1) != sizeof(document) - 1)
-        return;
     try {
+        if (::write(file, document, sizeof(document) - 1) != sizeof(document) - 1)
+            throw Failure("cannot-write", std::strerror(errno));
         OpenAndDraw("/proc/self/fd/" + std::to_string(file));
-    } catch (const Failure&) {
-        // nobody has asked for it
+    } catch (const Failure& failure) { // nobody has asked for it
+        std::cerr << "warning: each document will take longer to open: " << failure.what()
+                  << std::endl;
     }
 }
 

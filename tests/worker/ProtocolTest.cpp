@@ -290,6 +290,12 @@ TEST_F(ProtocolTest, EndsAsTheProcessDoesThatLooksAtTheDocument)
     EXPECT_EQ(Outcome(worker.Receive()), "nothing");
 }
 
+TEST_F(ProtocolTest, GetsReadyForDocumentsWithoutComplaint)
+{
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    EXPECT_FALSE(worker.Complaints().contains("will take longer"));
+}
+
 TEST_F(ProtocolTest, RefusesMembersOfTheWrongKind)
 {
     Sample(2);
