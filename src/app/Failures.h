@@ -1,0 +1,25 @@
+#pragma once
+
+#include "AbstractConverter.h"
+#include "Failure.h"
+#include "WorkerPdfProvider.h"
+
+#include <QString>
+
+namespace Korvel::App {
+
+using PDF::Converter::AbstractConverter;
+
+/** What to tell the user of a document that cannot be opened. */
+Failure FailureOf(PDF::OpenFailure why);
+
+/** The same of one of which there is no copy without encryption or damage. */
+Failure FailureOf(PDF::SaveFailure why);
+
+/** The same of one whose conversion has failed. */
+Failure FailureOf(AbstractConverter::ErrorType error);
+
+/** The same of one whose result would meet a file that is to stay. */
+Failure ExistsFailure(const QString& path);
+
+} // namespace Korvel::App
