@@ -90,11 +90,11 @@ void Conversion::PrepareFolders() const
         const std::string folder = QFileInfo(result.path).path().toStdString();
         if (folder == prepared)
             continue;
-        std::error_code error;
-        std::filesystem::create_directories(folder, error);
-        if (error)
+        std::error_code problem;
+        std::filesystem::create_directories(folder, problem);
+        if (problem)
             throw Failure(ExitCode::Output, "cannot-write",
-                          "cannot make the folder " + folder + ": " + error.message());
+                          "cannot make the folder " + folder + ": " + problem.message());
         if (::access(folder.c_str(), W_OK | X_OK) != 0)
             throw Failure(ExitCode::Output, "cannot-write",
                           "cannot write into the folder " + folder + ": " + std::strerror(errno));
