@@ -215,7 +215,7 @@ bool PdfDocument::HasForm()
 void PdfDocument::Save(const std::string& path, mode_t mode)
 {
     NewFile output(path, mode);
-    if (IsEncrypted() || IsRepaired())
+    if (IsEncrypted() || IsRepaired() || !BeginsAndEndsAsPdf(file.Bytes()))
         Write(output);
     else
         output.Write(file.Bytes().data(), file.Bytes().size());

@@ -81,6 +81,14 @@ bool HasHeader(std::string_view file)
     return FindHeader(file) != std::string_view::npos;
 }
 
+bool BeginsAndEndsAsPdf(std::string_view file)
+{
+    constexpr std::string_view end = "%%EOF";
+    const std::size_t last = file.find_last_not_of(" \t\r\n\f");
+    return FindHeader(file) == 0 && last != file.npos && last + 1 >= end.size() &&
+           file.substr(last + 1 - end.size(), end.size()) == end;
+}
+
 bool IsSound(QPDF& pdf, std::string_view file)
 {
     // Places are counted from the header.

@@ -15,6 +15,9 @@ bool HasHeader(std::string_view file);
  */
 bool IsSound(QPDF& pdf, std::string_view file);
 
+/** Whether a file has nothing before the header of a PDF, and nothing but blanks behind its end. */
+bool BeginsAndEndsAsPdf(std::string_view file);
+
 /** Leaves nothing but pages in the tree of pages, and makes it tell how many there are. */
 void MendPages(QPDF& pdf);
 

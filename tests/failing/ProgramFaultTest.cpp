@@ -144,7 +144,7 @@ TEST_F(ProgramFaultTest, EndsAConversionHonestlyAndLeavesNothing)
                 ExpectSourceIntact();
                 ExpectNothingLeft();
                 faults += !struck.empty();
-                pictures += run.end.code == 0;
+                pictures += !struck.empty() && run.end.code == 0;
             }
         }
     }

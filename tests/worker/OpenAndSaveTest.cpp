@@ -391,6 +391,23 @@ TEST_F(SaveTest, CopiesWhatIsSoundAndNotEncryptedByteByByte)
     EXPECT_EQ(ReadFile(Path("copy.pdf")), original);
 }
 
+TEST_F(SaveTest, CopiesNoOtherBytesBeforeOrBehindADocument)
+{
+    const QByteArray sample = ReadFile(Path("sample-5.pdf"));
+    const QByteArray before[] = {"\n", "From: somebody\n", "", ""};
+    const QByteArray behind[] = {"", "", "\n<html>", "%"};
+    for (int i = 0; i < 4; ++i) {
+        const QString output = Path(QString("out-%1.pdf").arg(i));
+        const QString input =
+            WriteFile(QString("in-%1.pdf").arg(i), before[i] + sample + behind[i]);
+        worker.Restart();
+        ASSERT_EQ(Outcome(Convert(input, output, "pdf")), "ok") << i;
+        const QByteArray made = ReadFile(output);
+        EXPECT_TRUE(made.startsWith("%PDF-")) << i;
+        EXPECT_TRUE(made.trimmed().endsWith("%%EOF")) << i;
+    }
+}
+
 TEST_F(SaveTest, SavesTheSameDocumentTwice)
 {
     EXPECT_EQ(Outcome(Save(Path("first.pdf"))), "ok");
