@@ -289,5 +289,51 @@ def measure_parts(bench):
                                 env=dict(os.environ, XDG_RUNTIME_DIR=str(bench.folder))).stdout
         for result in json.loads(output)["benchmarks"]:
             kind = "real_time" if result["name"].endswith("/real_time") else "cpu_time"
-            times[result["name"]] = result[kind] * nanoseconds[result["time_unit"]]
-    return times
+            times[result["name"]] = (1e9 / result["items_per_second"] if "items_per_second" in result
+                                     else result[kind] * nanoseconds[result["time_unit"]])
+    return goals_of_parts(times), times
+
+
+def goals_of_parts(times):
+    def at_most(what, part, peer, *bounds):
+        return Goal(what, times[part] / times[peer], *bounds, at_most=True)
+
+    def as_quick(what, part, peer, *bounds):
+        return Goal(what, times[peer] / times[part], *bounds)
+
+    def beyond(what, part, peer, bound):
+        return Goal(what, times[part] - times[peer], bound, unit="ns", at_most=True)
+
+    among, alone = "Progress/UnencryptDocWrapper/100000", "Progress/UnencryptDocWrapper/1"
+    search = times["FindInMap/100000"] - times["FindInMap/1"]
+    return [
+        Goal("PNG of a text page of 2.1 megapixels", times["Encoded/Gray"] / 1e6, 6, unit="ms",
+             at_most=True),
+        at_most("the same, memory copies of it", "Encoded/Gray", "CopyOfMemory", 13, 10),
+        at_most("Move in memory, of a bare rename", "MoveWithin/MemoryOurs",
+                "MoveWithin/MemoryBareRename", 1.2),
+        at_most("Move on a disk, of a bare rename", "MoveWithin/DiskOurs",
+                "MoveWithin/DiskBareRename", 1.2),
+        as_quick("Move to a disk, 256 MB, as quick as sendfile",
+                 "MoveAcross/ToDiskOurs/256/real_time", "MoveAcross/ToDiskSendfile/256/real_time",
+                 0.95),
+        as_quick("Move to memory, 256 MB, as quick as sendfile",
+                 "MoveAcross/ToMemoryOurs/256/real_time",
+                 "MoveAcross/ToMemorySendfile/256/real_time", 0.95),
+        as_quick("Move to memory, 256 MB, as quick as QFile::rename",
+                 "MoveAcross/ToMemoryOurs/256/real_time", "MoveAcross/ToMemoryQt/256/real_time", 1.3),
+        at_most("a free number among 100,000, of reading the folder", "FreeNumber/100000/2",
+                "ReadFolder/100000", 2, 1.3),
+        beyond("progress, TempFileWrapper, beyond no wrapper", "Progress/TempFileWrapper/1",
+               "Progress/Bare/0", 35),
+        beyond("progress, UnencryptDocWrapper, beyond no wrapper", alone, "Progress/Bare/0", 35),
+        beyond("progress, a connection of Qt alone, beyond none", "Progress/PlainRelay/0",
+               "Progress/Bare/0", None),
+        Goal("a task among 100,000, of the map's own search", (times[among] - times[alone]) / search,
+             1.1, at_most=True),
+        beyond("Finished, TempFileWrapper, beyond no wrapper", "Finished/TempFileWrapper",
+               "FinishedUnknown/Bare", 60),
+        beyond("Finished, UnencryptDocWrapper, beyond no wrapper", "Finished/UnencryptDocWrapper",
+               "FinishedUnknown/Bare", 60),
+        at_most("a chain of wrappers, of the bare converter", "PagesThroughTheChain/real_time",
+                "PagesByTheBareConverter/real_time", 1.02)]
