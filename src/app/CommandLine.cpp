@@ -74,6 +74,9 @@ CommandLine Complete(const Arguments& arguments)
         refuse("standard input can be read only once; it is named by several '-'");
     if (line.isListNulSeparated && line.listFile.empty())
         refuse("-0 goes with --from-list only");
+    line.shard = Shard::Parse(arguments.shard);
+    if (line.shard && (line.listFile.empty() || !line.inputs.isEmpty()))
+        refuse("--shard goes with --from-list only, and with no INPUT: every run would convert it");
 
     line.progress = ToProgressStyle(arguments.progress);
     line.size = ToSize(arguments.size);

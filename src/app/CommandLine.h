@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Failure.h"
+#include "Shard.h"
 
 #include <optional>
 #include <string>
@@ -37,6 +38,8 @@ struct CommandLine
     std::string listFile;
     /** The list's paths are ended by NUL instead of line feeds. */
     bool isListNulSeparated = false;
+    /** The share of the list to convert; all of it without one. */
+    std::optional<Shard> shard;
 
     /** Template of the results' paths; "-" for standard output. */
     QString output;

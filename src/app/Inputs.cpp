@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
-#include <sstream>
+#include <string_view>
 #include <system_error>
 
 #include <QFileInfo>
@@ -74,22 +74,26 @@ Input FromStandardInput(const std::string& tempFolder, const Interruption& inter
             {}};
 }
 
-std::vector<Input> FromList(const CommandLine& commandLine, const Interruption& interruption)
+/** Adds what the list names of the share that is wanted; whether it names anything at all. */
+bool AddFromList(std::vector<Input>& inputs, const CommandLine& commandLine,
+                 const Interruption& interruption)
 {
-    const std::string& file = commandLine.listFile;
-    const char separator = commandLine.isListNulSeparated ? '\0' : '\n';
-    std::vector<Input> inputs;
+    bool namesAny = false;
+    const auto take = [&](std::string_view path) {
+        if (path.empty())
+            return;
+        namesAny = true;
+        if (!commandLine.shard || commandLine.shard->Has(path))
+            inputs.push_back(FromPath(std::string(path)));
+    };
     try {
-        std::istringstream list(ReadAll(file, interruption));
-        for (std::string path; std::getline(list, path, separator);) {
-            if (!path.empty())
-                inputs.push_back(FromPath(path));
-        }
+        ReadPieces(commandLine.listFile, commandLine.isListNulSeparated ? '\0' : '\n', interruption,
+                   take);
     } catch (const std::system_error& error) {
         throw Failure(ExitCode::Input, "unreadable",
-                      file + ": cannot read the list: " + error.code().message());
+                      commandLine.listFile + ": cannot read the list: " + error.code().message());
     }
-    return inputs;
+    return namesAny;
 }
 
 } // namespace
@@ -101,11 +105,9 @@ std::vector<Input> CollectInputs(const CommandLine& commandLine, const std::stri
     for (const QString& given : commandLine.inputs)
         inputs.push_back(given == QLatin1String("-") ? FromStandardInput(tempFolder, interruption)
                                                      : FromPath(given.toStdString()));
-    if (!commandLine.listFile.empty()) {
-        const std::vector<Input> listed = FromList(commandLine, interruption);
-        inputs.insert(inputs.end(), listed.begin(), listed.end());
-    }
-    if (inputs.empty())
+    const bool isListEmpty =
+        !commandLine.listFile.empty() && !AddFromList(inputs, commandLine, interruption);
+    if (isListEmpty && inputs.empty())
         throw Failure(ExitCode::Input, "no-input",
                       commandLine.listFile + ": the list names no file");
     return inputs;

@@ -105,6 +105,16 @@ void AddInputs(CLI::App& app, Arguments& arguments)
     app.add_flag("-0,--null", arguments.line.isListNulSeparated,
                  "The list's names are ended by NUL, as by find -print0")
         ->group("Inputs");
+    Add(app, "--shard", arguments.shard, "K/N",
+        "Convert the K-th of N shares of the list, K from 1;\na file is always in the same share, "
+        "whatever else\nthe list names")
+        ->group("Inputs")
+        ->check([](const std::string& text) -> std::string {
+            return Shard::Parse(text) ? ""
+                                      : "'" + text +
+                                            "' is no share; shares of 8 are 1/8 to 8/8, so number "
+                                            "the tasks from 1";
+        });
 }
 
 void AddOutput(CLI::App& app, Arguments& arguments)

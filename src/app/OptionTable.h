@@ -14,6 +14,7 @@ struct Arguments
 {
     CommandLine line;
     std::vector<std::string> inputs;
+    std::string shard;
     std::string output;
     std::string folder;
     std::string format;

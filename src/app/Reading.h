@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace Korvel::App {
 
@@ -19,6 +21,13 @@ std::size_t ReadSome(int descriptor, char* bytes, std::size_t count,
 
 /** Everything up to the end; throws as ReadSome does. */
 std::string ReadAll(int descriptor, const Interruption& interruption);
+
+/**
+ * Calls `take` with each piece of a file, "-" for standard input, that ends with the separator or
+ * with the file; throws as ReadSome does. Holds one piece at a time, however long the file is.
+ */
+void ReadPieces(const std::string& file, char separator, const Interruption& interruption,
+                const std::function<void(std::string_view)>& take);
 
 /** Everything in a file, "-" for standard input; throws as ReadSome does. */
 std::string ReadAll(const std::string& file, const Interruption& interruption);

@@ -82,6 +82,39 @@ TEST_F(BatchTest, ReadsANulSeparatedListFromStandardInput)
     EXPECT_TRUE(QFile::exists(Path("out/with\nline.txt")));
 }
 
+TEST_F(BatchTest, ConvertsItsShareOfAList)
+{
+    QByteArray list;
+    QStringList all;
+    for (int i = 0; i < 6; ++i) {
+        const QString name = QString("report %1").arg(i);
+        MakeSample(name + ".pdf", 1);
+        list += name.toUtf8() + ".pdf\n";
+        all.append("out/" + name + ".txt");
+    }
+    QStringList made;
+    for (const char* share : {"1/3", "2/3", "3/3"}) {
+        const Outcome run =
+            Run({"--from-list", "-", "--shard", share, "-d", "out", "-f", "txt"}, list);
+        EXPECT_EQ(run.exitCode, 0) << run.complaints;
+        made += run.results;
+    }
+    made.sort();
+    EXPECT_EQ(made, all);
+}
+
+TEST_F(BatchTest, HasNothingToDoForAnEmptyShare)
+{
+    Write("list", "one.pdf\n");
+    int done = 0;
+    for (const char* share : {"1/2", "2/2"}) {
+        const Outcome run = Run({"--from-list", "list", "--shard", share, "-d", "out"});
+        done += run.exitCode == 0;
+        EXPECT_EQ(run.results, QStringList());
+    }
+    EXPECT_EQ(done, 1) << "in the other there is a document that is missing";
+}
+
 TEST_F(BatchTest, CallsAListThatIsMissingOrEmptyAnError)
 {
     const Outcome missing = Run({"--from-list", "none", "-d", "out"});
