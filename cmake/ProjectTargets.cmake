@@ -63,9 +63,11 @@ function(project_library name)
     $<BUILD_INTERFACE:${CMAKE_CURRENT_BINARY_DIR}>
     $<INSTALL_INTERFACE:${CONVERTWRAPPERS_INCLUDEDIR}>)
   target_compile_features(${name} PUBLIC cxx_std_17)
+  target_link_options(${name} PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
   set_target_properties(${name} PROPERTIES
     VERSION ${PROJECT_VERSION}
     SOVERSION ${CONVERTWRAPPERS_SOVERSION}
+    LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map
     PUBLIC_HEADER "${arg_HEADERS};${CMAKE_CURRENT_BINARY_DIR}/${name}Export.h"
     INSTALL_RPATH $ORIGIN)
   install(TARGETS ${name} EXPORT ConvertWrappersTargets
