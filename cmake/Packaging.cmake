@@ -30,7 +30,8 @@ endforeach()
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(same_version "(= ${PROJECT_VERSION})")
 
-set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "The libraries of ConvertWrappers, and the worker that opens PDFs for them.")
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
+  "The libraries of ConvertWrappers, and the worker that opens PDFs for them.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
@@ -39,14 +40,14 @@ file(WRITE ${PROJECT_BINARY_DIR}/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/triggers)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS qt5-image-formats-plugins)
 
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "For building with ConvertWrappers: headers, the CMake package, and files for
- pkg-config.")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+  "For building with it: headers, the CMake package, files for pkg-config.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime} ${same_version}, qtbase5-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libgtest-dev)
 
-set(CPACK_COMPONENT_COMMAND_DESCRIPTION "The command pdfconvert, with its manual page and completions for bash, zsh
- and fish.")
+set(CPACK_COMPONENT_COMMAND_DESCRIPTION
+  "The command pdfconvert, its manual page, completions for bash, zsh and fish.")
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION text)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${runtime} ${same_version}")
