@@ -1,4 +1,5 @@
-# The installed CMake package: find_package(ConvertWrappers).
+# What else is installed for those who build against the libraries: find_package(ConvertWrappers),
+# and pkg-config's files.
 
 include(CMakePackageConfigHelpers)
 
@@ -10,12 +11,32 @@ configure_package_config_file(
   NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(
   ${PROJECT_BINARY_DIR}/ConvertWrappersConfigVersion.cmake
-  COMPATIBILITY SameMinorVersion)
+  COMPATIBILITY SameMinorVersion) # as the number in the libraries' SONAME
 
 foreach(targets ConvertWrappersTargets ConvertWrappersTestKitTargets)
-  install(EXPORT ${targets} NAMESPACE ConvertWrappers:: DESTINATION ${package_dir})
+  install(EXPORT ${targets} NAMESPACE ConvertWrappers:: DESTINATION ${package_dir}
+    COMPONENT Development)
 endforeach()
 install(FILES
   ${PROJECT_BINARY_DIR}/ConvertWrappersConfig.cmake
   ${PROJECT_BINARY_DIR}/ConvertWrappersConfigVersion.cmake
-  DESTINATION ${package_dir})
+  DESTINATION ${package_dir} COMPONENT Development)
+
+# pkg-config's file `name` for the libraries listed. It knows the prefix from where it lies.
+function(project_pkg_config name description)
+  set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  file(RELATIVE_PATH prefix ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
+  string(REGEX REPLACE "/$" "" prefix "${prefix}")
+  list(TRANSFORM ARGN PREPEND -l)
+  list(JOIN ARGN " " libraries)
+  configure_file(cmake/package.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${pkgconfig_dir}
+    COMPONENT Development)
+endfunction()
+
+project_pkg_config(convertwrappers
+  "Decorators around document converters, and their contract"
+  ConvertWrappers PDFInterfaces PDFFSUtils CoreInt)
+project_pkg_config(converterservices
+  "Services and a converter of PDFs for ConvertWrappers"
+  ConverterServices PDFInterfaces CoreInt)

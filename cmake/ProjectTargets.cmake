@@ -9,18 +9,28 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_AUTOMOC ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-# Programs lie beside each other, as they are looked for, and libraries beside each other.
-set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
-set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+# Programs lie beside each other, as they are looked for, and libraries beside each other: where a
+# project around this one wants its own, if it says so.
+if(NOT CMAKE_RUNTIME_OUTPUT_DIRECTORY)
+  set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+endif()
+if(NOT CMAKE_LIBRARY_OUTPUT_DIRECTORY)
+  set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+endif()
 
-set(CONVERTWRAPPERS_LIBEXECDIR ${CMAKE_INSTALL_LIBEXECDIR}/ConvertWrappers)
+# Before 1.0 a minor version may break what is linked to it; from then on it is the major alone.
+set(CONVERTWRAPPERS_SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+
+# With the number, the workers of libraries that are installed side by side are, too.
+set(CONVERTWRAPPERS_LIBEXECDIR
+  ${CMAKE_INSTALL_LIBEXECDIR}/ConvertWrappers-${CONVERTWRAPPERS_SOVERSION})
 set(CONVERTWRAPPERS_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/ConvertWrappers)
 
 # With the base directory, a clone elsewhere finds what this one has compiled: sources are given to
 # the compiler by their path from the build folder then.
 file(RELATIVE_PATH PATH_TO_SOURCES ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
 find_program(CCACHE_PROGRAM ccache)
-if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+if(CCACHE_PROGRAM AND PROJECT_IS_TOP_LEVEL AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER
     ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} ${CCACHE_PROGRAM})
 endif()
@@ -53,21 +63,24 @@ function(project_library name)
     $<BUILD_INTERFACE:${CMAKE_CURRENT_BINARY_DIR}>
     $<INSTALL_INTERFACE:${CONVERTWRAPPERS_INCLUDEDIR}>)
   target_compile_features(${name} PUBLIC cxx_std_17)
+  target_link_options(${name} PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
   set_target_properties(${name} PROPERTIES
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR}
+    SOVERSION ${CONVERTWRAPPERS_SOVERSION}
+    LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map
+    PUBLIC_HEADER "${arg_HEADERS};${CMAKE_CURRENT_BINARY_DIR}/${name}Export.h"
     INSTALL_RPATH $ORIGIN)
   install(TARGETS ${name} EXPORT ConvertWrappersTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-  install(FILES ${arg_HEADERS} ${CMAKE_CURRENT_BINARY_DIR}/${name}Export.h
-    DESTINATION ${CONVERTWRAPPERS_INCLUDEDIR})
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+      COMPONENT Runtime NAMELINK_COMPONENT Development
+    PUBLIC_HEADER DESTINATION ${CONVERTWRAPPERS_INCLUDEDIR} COMPONENT Development)
 endfunction()
 
 # A program installed into `destination`, which finds the project's libraries wherever both lie.
-function(project_program name destination)
+function(project_program name destination component)
   project_compile_settings(${name})
   file(RELATIVE_PATH to_libraries
     ${CMAKE_INSTALL_FULL_BINDIR}/../${destination} ${CMAKE_INSTALL_FULL_LIBDIR})
   set_target_properties(${name} PROPERTIES INSTALL_RPATH $ORIGIN/${to_libraries})
-  install(TARGETS ${name} RUNTIME DESTINATION ${destination})
+  install(TARGETS ${name} RUNTIME DESTINATION ${destination} COMPONENT ${component})
 endfunction()

@@ -44,7 +44,7 @@ public:
 class NeverThrowingFileSystem : public IFileSystem
 {
 public:
-    explicit NeverThrowingFileSystem(FileSystemFixture& fixture) : fixture(fixture) {}
+    explicit NeverThrowingFileSystem(FileSystemFixture& given) : fixture(given) {}
 
     ioPath GetTempFolder() override
     {

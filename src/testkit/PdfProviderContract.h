@@ -38,7 +38,7 @@ public:
 class BlockingCaller
 {
 public:
-    explicit BlockingCaller(PdfProviderFixture& fixture) : fixture(fixture) {}
+    explicit BlockingCaller(PdfProviderFixture& given) : fixture(given) {}
 
     std::future<DocumentHandle> StartOpen(const std::string& file, const std::string& password = {})
     {

@@ -71,7 +71,7 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(TempFileWrapper)
 
-    struct Impl;
+    struct CONVERTWRAPPERS_NO_EXPORT Impl;
     std::unique_ptr<Impl> impl;
 };
 

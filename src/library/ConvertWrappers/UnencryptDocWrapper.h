@@ -77,7 +77,7 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(UnencryptDocWrapper)
 
-    struct Impl;
+    struct CONVERTWRAPPERS_NO_EXPORT Impl;
     std::unique_ptr<Impl> impl;
 };
 

@@ -79,7 +79,7 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(PageFanOut)
 
-    struct Impl;
+    struct CONVERTERSERVICES_NO_EXPORT Impl;
     std::unique_ptr<Impl> impl;
 };
 

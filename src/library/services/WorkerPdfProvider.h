@@ -142,7 +142,7 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(WorkerPdfProvider)
 
-    struct Impl;
+    struct CONVERTERSERVICES_NO_EXPORT Impl;
     const std::unique_ptr<Impl> impl;
 };
 
