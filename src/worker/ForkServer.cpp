@@ -101,7 +101,9 @@ void ForkForEachDocument(int answers)
             signals.Unblock();
             EndLike(*status);
         }
-        ::dprintf(answers, "\n{\"released\":%d}\n", number); // the child may have begun a line
+        // The child may have begun a line.
+        if (::dprintf(answers, "\n{\"released\":%d}\n", number) < 0)
+            ::_exit(1); // else it would be waited for
     }
 }
 

@@ -282,6 +282,14 @@ TEST_F(ProtocolTest, LeavesNobodyBehindWhenItIsToldToEnd)
     EXPECT_FALSE(QFile::exists(child)) << "it has waited for it";
 }
 
+TEST_F(ProtocolTest, EndsWhenItCannotSayThatItIsReleased)
+{
+    WorkerClient mute("exec >/dev/full");
+    mute.ProcessId(); // waits until it takes the signal
+    EXPECT_FALSE(mute.Release());
+    EXPECT_EQ(mute.Finish(), 1);
+}
+
 TEST_F(ProtocolTest, EndsAsTheProcessDoesThatLooksAtTheDocument)
 {
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
