@@ -1,6 +1,5 @@
 // Makes a picture of the first page: getting-started DOCUMENT.pdf PASSWORD PICTURE.png
 
-//! [includes]
 #include "LocalFileSystem.h"
 #include "SessionFolder.h"
 #include "TempFileWrapper.h"
@@ -14,11 +13,9 @@
 
 using namespace Korvel::PDF;
 using namespace Korvel::PDF::Converter;
-//! [includes]
 
 int main(int argc, char** argv)
 {
-    //! [services]
     QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.size() != 4) {
@@ -39,15 +36,11 @@ int main(int argc, char** argv)
     const auto names = std::make_shared<UuidFileNameGenerator>();
     const auto files = std::make_shared<LocalFileSystem>(session);
     const auto provider = std::make_shared<WorkerPdfProvider>(settings);
-    //! [services]
 
-    //! [chain]
     const auto worker = std::make_shared<WorkerConverter>(settings);
     const auto mover = std::make_shared<TempFileWrapper>(names, worker, files);
     UnencryptDocWrapper converter(names, mover, provider, files);
-    //! [chain]
 
-    //! [outcome]
     QObject::connect(&converter, qOverload<const QString&, QString>(&AbstractConverter::Finished),
                      [](const QString& source, const QString& result) {
                          qInfo() << source << "is now" << result;
@@ -58,9 +51,7 @@ int main(int argc, char** argv)
                          qCritical() << source << "was not converted:" << why;
                          QCoreApplication::exit(1);
                      });
-    //! [outcome]
 
-    //! [task]
     AbstractConverter::Task task;
     task.source = arguments[1];
     task.destination = arguments[3];
@@ -72,5 +63,4 @@ int main(int argc, char** argv)
         return 1;
     }
     return QCoreApplication::exec();
-    //! [task]
 }
