@@ -2,7 +2,7 @@
 """Looks at the site in a browser: check.py FOLDER [PICTURES]
 
 Every page: links lead somewhere, anchors included; nothing is loaded from elsewhere; no message in
-the console; no wider than a phone or a desktop. Search finds a class and a guide, by phone and by
+the console; no letters too small to be read; no wider than a phone or a desktop. Search finds a class and a guide, by phone and by
 desktop. PICTURES is a folder for a picture of every guide, at both widths, light and dark.
 """
 
@@ -22,6 +22,8 @@ GUIDES = pathlib.Path(__file__).resolve().parents[1] / "guides"
 WIDTHS = {"phone": 375, "desktop": 1440}
 SEARCHES = {"tempfilew": "TempFileWrapper", "writing a w": "Writing a wrapper"}
 
+SMALLEST_LETTERS = 11  # pixels
+
 # What the browser has of a page.
 LOOK = """
 const targets = [...document.querySelectorAll('a[href], area[href]')].map(a => a.href);
@@ -30,7 +32,10 @@ return {
     anchors: [...document.querySelectorAll('[id], a[name]')].map(e => e.id || e.name),
     loaded: performance.getEntriesByType('resource').map(entry => entry.name),
     broken: [...document.images].filter(i => !i.naturalWidth).map(i => i.src),
-    text: document.body.innerText.trim().length
+    text: document.body.innerText.trim().length,
+    letters: Math.min(99, ...[...document.querySelectorAll('.contents *')]
+        .filter(e => e.innerText && e.innerText.trim())
+        .map(e => parseFloat(getComputedStyle(e).fontSize)))
 }"""
 
 
@@ -82,6 +87,8 @@ class Check:
         seen = self.browser.execute_script(LOOK)
         if seen["text"] < 100:
             self.fault(page, "shows nothing")
+        if seen["letters"] < SMALLEST_LETTERS:
+            self.fault(page, f"has letters of {seen['letters']} pixels")
         for picture in seen["broken"]:
             self.fault(page, f"a picture is missing: {picture}")
         for address in seen["loaded"]:

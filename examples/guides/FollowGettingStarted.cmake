@@ -11,7 +11,7 @@ endfunction()
 file(REMOVE_RECURSE ${WORK_DIR})
 file(COPY ${GUIDE}/CMakeLists.txt ${GUIDE}/main.cpp DESTINATION ${WORK_DIR})
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/installed)
-run(${CMAKE_COMMAND} -B build -DCMAKE_PREFIX_PATH=${WORK_DIR}/installed
+run(${CMAKE_COMMAND} -B build -G Ninja -DCMAKE_PREFIX_PATH=${WORK_DIR}/installed
   -DCMAKE_CXX_COMPILER=${CXX_COMPILER})
 run(${CMAKE_COMMAND} --build build)
 run(build/getting-started ${DOCUMENT} geheim page.png)

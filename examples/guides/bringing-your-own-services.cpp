@@ -1,10 +1,9 @@
 #include "FileNameGeneratorContract.h"
 #include "InProcessPdfProvider.h"
+#include "PaintingApplication.h"
 #include "PdfProviderContract.h"
 #include "SamplePdf.h"
 #include "SequenceNames.h"
-
-#include <QGuiApplication>
 
 using namespace Korvel::PDF;
 using namespace Korvel::PDF::TestKit;
@@ -55,8 +54,7 @@ INSTANTIATE_TYPED_TEST_SUITE_P(Mine, PdfProviderContract, InProcessPdfProviderTe
 
 int main(int argc, char** argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen"); // the documents are painted
-    QGuiApplication application(argc, argv);
+    const PaintingApplication application(argc, argv); // the documents are painted
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
