@@ -2,8 +2,9 @@
 """Looks at the site in a browser: check.py FOLDER [PICTURES]
 
 Every page: links lead somewhere, anchors included; nothing is loaded from elsewhere; no message in
-the console; no letters too small to be read; no wider than a phone or a desktop. Search finds a class and a guide, by phone and by
-desktop. PICTURES is a folder for a picture of every guide, at both widths, light and dark.
+the console; no letters too small to be read; no wider than a phone or a desktop. Search finds a
+class and a guide on both. PICTURES is a folder for pictures of the guides, at both widths, light and
+dark.
 """
 
 import functools
@@ -14,6 +15,7 @@ import threading
 import urllib.parse
 
 from selenium import webdriver
+from selenium.common.exceptions import StaleElementReferenceException
 from selenium.webdriver.common.by import By
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.support.ui import WebDriverWait
@@ -21,7 +23,6 @@ from selenium.webdriver.support.ui import WebDriverWait
 GUIDES = pathlib.Path(__file__).resolve().parents[1] / "guides"
 WIDTHS = {"phone": 375, "desktop": 1440}
 SEARCHES = {"tempfilew": "TempFileWrapper", "writing a w": "Writing a wrapper"}
-
 SMALLEST_LETTERS = 11  # pixels
 
 # What the browser has of a page.
@@ -41,6 +42,7 @@ return {
 
 def start_browser():
     options = webdriver.ChromeOptions()
+    # Root has no sandbox there, nor need of one: only pages of ours are shown.
     for argument in ["--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage"]:
         options.add_argument(argument)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
@@ -130,20 +132,22 @@ class Check:
         self.resize(width)
         self.open("index.html")
         self.browser.find_element(By.ID, "MSearchField").send_keys(text)
-        wait = WebDriverWait(self.browser, 20)
+        wait = WebDriverWait(self.browser, 20, ignored_exceptions=[StaleElementReferenceException])
         wait.until(lambda browser: browser.find_element(By.ID, "MSearchResultsWindow").is_displayed())
         self.browser.switch_to.frame("MSearchResults")
-        entry = wait.until(lambda browser: [
-            e for e in browser.find_elements(By.CSS_SELECTOR, "a.SRSymbol")
-            if e.is_displayed() and e.text == wanted])[0]
+        entry = wait.until(lambda _: self.shown("a.SRSymbol", wanted))[0]
+        is_group = entry.get_attribute("href").startswith("javascript:")
         entry.click()
-        unfolded = [e for e in self.browser.find_elements(By.CSS_SELECTOR, "a.SRScope")
-                    if e.is_displayed()]
-        if unfolded:  # there are several of this name
-            unfolded[0].click()
+        if is_group:  # of several of this name, which unfolds
+            self.shown("a.SRScope", wanted)[0].click()
         self.browser.switch_to.default_content()
         wait.until(lambda browser: wanted in browser.title)
         self.complaints(f"search for {text}")
+
+    def shown(self, selector, text):
+        """The elements that are shown and hold the text."""
+        return [element for element in self.browser.find_elements(By.CSS_SELECTOR, selector)
+                if element.is_displayed() and text in element.text]
 
     def searches(self):
         for width in WIDTHS.values():
@@ -171,20 +175,26 @@ class Check:
                     self.picture(page, folder, kind, scheme)
 
 
-browser = start_browser()
-try:
-    check = Check(browser, pathlib.Path(sys.argv[1]))
-    if len(sys.argv) > 2:
-        check.pictures(pathlib.Path(sys.argv[2]))
-    pages = check.all_pages()
-    links = check.links(pages)
-    for guide in GUIDES.glob("*.md"):
-        if f"{guide.stem}.html" not in pages:
-            check.fault(guide.name, "is not in the site")
-    check.searches()
-finally:
-    browser.quit()
-print(f"{len(pages)} pages, {links} links, {len(SEARCHES) * len(WIDTHS)} searches: "
-      f"{len(check.faults)} faults")
-print("\n".join(check.faults))
-sys.exit(1 if check.faults else 0)
+def check_site(site, pictures):
+    """Prints what is wrong with the site; whether that is nothing."""
+    browser = start_browser()
+    try:
+        check = Check(browser, site)
+        if pictures:
+            check.pictures(pictures)
+        pages = check.all_pages()
+        links = check.links(pages)
+        for guide in GUIDES.glob("*.md"):
+            if f"{guide.stem}.html" not in pages:
+                check.fault(guide.name, "is not in the site")
+        check.searches()
+    finally:
+        browser.quit()
+    print(f"{len(pages)} pages, {links} links, {len(SEARCHES) * len(WIDTHS)} searches: "
+          f"{len(check.faults)} faults")
+    print("\n".join(check.faults), end="")
+    return not check.faults
+
+
+folders = [pathlib.Path(argument) for argument in sys.argv[1:]]
+sys.exit(not check_site(folders[0], folders[1] if len(folders) > 1 else None))
