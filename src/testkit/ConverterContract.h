@@ -23,7 +23,9 @@ namespace Korvel::PDF::TestKit {
 class ConverterFixture : public testing::Test
 {
 public:
+    /** What is checked. */
     using AbstractConverter = Converter::AbstractConverter;
+    /** What it is given. */
     using Task = AbstractConverter::Task;
 
     /** A new converter, whose last share is given away. */
@@ -52,9 +54,12 @@ public:
 class ConverterRun
 {
 public:
+    /** What is checked. */
     using AbstractConverter = Converter::AbstractConverter;
+    /** What it is given. */
     using Task = AbstractConverter::Task;
 
+    /** Takes a new converter of the fixture, and receives all its signals. */
     explicit ConverterRun(ConverterFixture& fixture)
         : converter(fixture.MakeConverter()), patience(fixture.Patience())
     {
@@ -69,6 +74,7 @@ public:
         Receive("Finished", qOverload<const QString&, QStringList>(&C::Finished));
     }
 
+    /** The converter, until Destroy. */
     AbstractConverter& Object() { return *converter; }
 
     /** ConvertFile's answer. */
@@ -100,6 +106,7 @@ public:
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
 
+    /** Gives the converter a task that it must accept, and waits for its end. */
     void Convert(const Task& task) { WaitForEnd(StartAccepted(task)); }
 
     /** Destroys the converter and handles what it has left to the event loop. */
@@ -111,8 +118,10 @@ public:
         QCoreApplication::processEvents();
     }
 
+    /** How many terminal signals the task has had. */
     int CountEnds(const QString& source) const { return CountSignals(source, IsEnd); }
 
+    /** Fails the running test unless the task has ended exactly once. */
     void ExpectOneEnd(const QString& source) const
     {
         EXPECT_EQ(CountEnds(source), 1)
@@ -120,6 +129,7 @@ public:
             << Describe(source);
     }
 
+    /** Fails the running test if the task has ended. */
     void ExpectNoEnd(const QString& source) const
     {
         EXPECT_EQ(CountEnds(source), 0)
@@ -127,18 +137,21 @@ public:
             << Describe(source);
     }
 
+    /** Fails the running test unless the task has ended by one Finished. */
     void ExpectSuccess(const QString& source) const
     {
         EXPECT_EQ(CountSignals(source, [](const Signal& s) { return s.name == "Finished"; }), 1)
             << "A task that succeeds must end by one Finished. Received for " << Describe(source);
     }
 
+    /** Fails the running test unless the task has ended by one Failed. */
     void ExpectFailure(const QString& source) const
     {
         EXPECT_EQ(CountSignals(source, [](const Signal& s) { return s.name == "Failed"; }), 1)
             << "A task that fails must end by one Failed. Received for " << Describe(source);
     }
 
+    /** Fails the running test if a signal came after the task's terminal one. */
     void ExpectNothingAfterTheEnd(const QString& source) const
     {
         const auto end = std::find_if(received.begin(), received.end(), [&](const Signal& signal) {
@@ -258,6 +271,7 @@ template <typename Fixture>
 class ConverterContract : public Fixture
 {
 protected:
+    /** Makes the converter. */
     void SetUp() override
     {
         ASSERT_TRUE(QCoreApplication::instance()) << "ConverterContract needs a QCoreApplication";
@@ -265,6 +279,7 @@ protected:
         run = std::make_unique<ConverterRun>(application);
     }
 
+    /** Destroys the converter. */
     void TearDown() override
     {
         run.reset();
@@ -290,7 +305,9 @@ protected:
         run->Destroy();
     }
 
+    /** The fixture. */
     ConverterFixture& application = *this;
+    /** The converter of this test. */
     std::unique_ptr<ConverterRun> run;
 };
 

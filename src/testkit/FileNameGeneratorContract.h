@@ -44,6 +44,7 @@ template <typename Fixture>
 class FileNameGeneratorContract : public Fixture
 {
 protected:
+    /** The generator's next answers. */
     std::vector<std::string> Stems(int count)
     {
         IFileNameGenerator& generator = static_cast<FileNameGeneratorFixture&>(*this).Generator();
@@ -59,6 +60,7 @@ protected:
         QFile file(path);
         return file.open(QIODevice::WriteOnly | QIODevice::NewOnly) && file.remove();
     }
+    /** The same for a folder. */
     static bool CanBeAFolder(const QString& path)
     {
         return QDir().mkdir(path) && QDir().rmdir(path);

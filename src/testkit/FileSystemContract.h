@@ -44,6 +44,7 @@ public:
 class NeverThrowingFileSystem : public IFileSystem
 {
 public:
+    /** Passes calls on to the fixture's file system. */
     explicit NeverThrowingFileSystem(FileSystemFixture& given) : fixture(given) {}
 
     ioPath GetTempFolder() override
@@ -110,6 +111,7 @@ template <typename Fixture>
 class FileSystemContract : public Fixture
 {
 protected:
+    /** Makes the folder of this test. */
     void SetUp() override
     {
         Fixture::SetUp();
@@ -119,24 +121,32 @@ protected:
             << "IFileSystem::CreateFolder must create a folder in the one for temporary files";
     }
 
+    /** Removes the folder of this test. */
     void TearDown() override
     {
         files.RemoveFolder(ioPath(folder));
         Fixture::TearDown();
     }
 
+    /** The path of `name` in the folder of this test. */
     std::string Text(const std::string& name) const { return folder + "/" + name; }
+    /** The same as a path. */
     ioPath Path(const std::string& name) const { return ioPath(Text(name)); }
 
+    /** Writes a new file in the folder of this test. */
     void Make(const std::string& name, const std::string& content)
     {
         application.MakeFile(Text(name), content);
     }
 
+    /** The content of a file there, empty when there is none. */
     std::string Read(const std::string& name) { return application.ReadFile(Text(name)); }
 
+    /** The fixture. */
     FileSystemFixture& application = *this;
+    /** The file system that is checked. */
     NeverThrowingFileSystem files{application};
+    /** The folder of this test. */
     std::string folder;
 };
 

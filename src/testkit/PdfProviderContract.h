@@ -28,6 +28,7 @@ public:
 
     /** A document that opens with Password() alone, and not without one. */
     virtual std::string EncryptedDocument() = 0;
+    /** What opens EncryptedDocument(); UTF-8. */
     virtual std::string Password() = 0;
 
     /** How long any one answer is waited for before it counts as missing. */
@@ -38,20 +39,24 @@ public:
 class BlockingCaller
 {
 public:
+    /** Asks the fixture's provider. */
     explicit BlockingCaller(PdfProviderFixture& given) : fixture(given) {}
 
+    /** The provider's future, which fails the running test when it is not handed out. */
     std::future<DocumentHandle> StartOpen(const std::string& file, const std::string& password = {})
     {
         return Unthrown("IPDFProvider::OpenDocument must throw nothing",
                         [&] { return fixture.Provider().OpenDocument(ioPath(file), password); });
     }
 
+    /** As StartOpen. */
     std::future<bool> StartSave(const DocumentHandle& document, const std::string& file)
     {
         return Unthrown("IPDFProvider::SaveDocument must throw nothing",
                         [&] { return fixture.Provider().SaveDocument(document, ioPath(file)); });
     }
 
+    /** As StartOpen. */
     std::future<bool> StartClose(const DocumentHandle& document)
     {
         return Unthrown("IPDFProvider::CloseDocument must throw nothing",
@@ -79,18 +84,22 @@ public:
                         [&future] { return future.get(); });
     }
 
+    /** Opens, and waits for the answer. */
     DocumentHandle Open(const std::string& file, const std::string& password = {})
     {
         return Answer(StartOpen(file, password));
     }
 
+    /** Saves, and waits for the answer. */
     bool Save(const DocumentHandle& document, const std::string& file)
     {
         return Answer(StartSave(document, file));
     }
 
+    /** Closes, and waits for the answer. */
     bool Close(const DocumentHandle& document) { return Answer(StartClose(document)); }
 
+    /** Destroys the future, and fails the running test when that blocks. */
     template <typename T>
     void Drop(std::future<T> future)
     {
@@ -144,6 +153,7 @@ protected:
         return folder.path().toStdString() + "/" + name;
     }
 
+    /** The plain document, opened; fails the running test when it is not. */
     DocumentHandle OpenPlain()
     {
         const DocumentHandle document = caller.Open(application.PlainDocument());
@@ -153,6 +163,7 @@ protected:
         return document;
     }
 
+    /** The encrypted document, opened; fails the running test when it is not. */
     DocumentHandle OpenEncrypted()
     {
         const DocumentHandle document =
@@ -163,14 +174,18 @@ protected:
         return document;
     }
 
+    /** Fails the running test, naming `what`, when the file is opened. */
     void ExpectNotOpened(const char* what, const std::string& file, const std::string& password)
     {
         EXPECT_LT(caller.Open(file, password).id, 0)
             << "IPDFProvider::OpenDocument must answer a negative id for " << what;
     }
 
+    /** The fixture. */
     PdfProviderFixture& application = *this;
+    /** Asks the provider that is checked. */
     BlockingCaller caller{application};
+    /** The folder of this test. */
     const QTemporaryDir folder;
 };
 

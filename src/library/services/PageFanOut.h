@@ -46,6 +46,7 @@ public:
     {
         /** From 1; 0 for the document as a whole. */
         int page = 0;
+        /** Path of the wanted result, as in Task::destination. */
         QString destination;
     };
 

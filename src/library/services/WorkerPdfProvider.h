@@ -20,11 +20,15 @@ struct Permissions
 {
     /** Perhaps only coarsely. */
     bool print = false;
+    /** As finely as the printer can. */
     bool printHighResolution = false;
     /** In other ways than by annotations, in forms, or page by page. */
     bool modify = false;
+    /** To take text and pictures out. */
     bool copy = false;
+    /** To add and change annotations. */
     bool annotate = false;
+    /** To fill in the fields of forms. */
     bool fillForms = false;
     /** To copy for those who cannot see. */
     bool accessibility = false;
@@ -32,6 +36,7 @@ struct Permissions
     bool assemble = false;
 };
 
+/** The cipher that a document was encrypted with. */
 enum class EncryptionMethod { Rc4, Aes, Other };
 
 /** Which of its passwords has opened a document; the empty one is tried first. */
@@ -40,16 +45,20 @@ enum class OpenedWith { EmptyPassword, UserPassword, OwnerPassword, UserAndOwner
 /** How a document was encrypted. */
 struct EncryptionInfo
 {
+    /** That of its streams, unless only strings or attached files are encrypted. */
     EncryptionMethod method = EncryptionMethod::Other;
     /** The length of the key: 40, 128, 256 ... */
     int bits = 0;
+    /** Which password has opened it. */
     OpenedWith openedWith = OpenedWith::EmptyPassword;
+    /** What it allows. */
     Permissions permissions;
 };
 
 /** What a PDF says of itself. */
 struct DocumentInfo
 {
+    /** How many pages it has. */
     int pages = 0;
     /** It was encrypted, with whatever password, the empty one included. */
     bool encrypted = false;
@@ -105,6 +114,7 @@ enum class SaveFailure {
 class CONVERTERSERVICES_EXPORT WorkerPdfProvider : public IPDFProvider
 {
 public:
+    /** Starts the provider's thread, and no worker yet. */
     explicit WorkerPdfProvider(const WorkerSettings& settings = {});
 
     /** Ends the workers; whatever is still open is answered as failed. */

@@ -69,6 +69,7 @@ public:
     /** Receives the answer to one request, on the thread that owns the WorkerProcess. */
     using Receiver = std::function<void(const QJsonObject& answer)>;
 
+    /** Starts nothing yet; the first Ask or Prepare does. */
     explicit WorkerProcess(const WorkerSettings& settings = {});
 
     /** Ends the process; requests still open are answered before the destructor returns. */

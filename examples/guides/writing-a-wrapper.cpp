@@ -1,0 +1,42 @@
+#include "TimestampWrapper.h"
+#include "UpperCaseConverter.h"
+#include "UpperCaseFixture.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+
+using namespace Korvel::PDF::TestKit;
+
+//! [test]
+class TimestampWrapperTest : public UpperCaseFixture
+{
+public:
+    std::shared_ptr<AbstractConverter> MakeConverter() override
+    {
+        return std::make_shared<TimestampWrapper>(std::make_shared<UpperCaseConverter>());
+    }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Mine, ConverterContract, TimestampWrapperTest);
+
+TEST_F(TimestampWrapperTest, AResultIsAsOldAsItsSource)
+{
+    const Task task = SucceedingTask();
+    const QDateTime time = QDateTime::fromSecsSinceEpoch(1'000'000'000);
+    QFile source(task.source);
+    ASSERT_TRUE(source.open(QIODevice::ReadWrite) &&
+                source.setFileTime(time, QFileDevice::FileModificationTime));
+
+    ConverterRun run(*this);
+    run.Convert(task);
+    run.ExpectSuccess(task.source);
+    EXPECT_EQ(QFileInfo(task.destination).lastModified(), time);
+}
+//! [test]
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
