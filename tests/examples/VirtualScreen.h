@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QProcess>
+
+/** A screen that nobody sees, for this process and those that it starts, as long as it lives. */
+class VirtualScreen
+{
+public:
+    /** @throws std::runtime_error  there is no Xvfb, or it does not start */
+    VirtualScreen();
+    ~VirtualScreen();
+
+private:
+    QProcess server;
+};
