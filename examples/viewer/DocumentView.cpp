@@ -23,6 +23,7 @@ DocumentView::DocumentView(std::shared_ptr<const Korvel::PDF::SessionFolder> ses
                            const QString& file)
     : name(QFileInfo(file).fileName()),
       pageList(new QListWidget),
+      note(new QLabel),
       message(new QLabel),
       progress(new QProgressBar),
       cancel(new QPushButton(tr("&Cancel"))),
@@ -52,9 +53,16 @@ void DocumentView::LayOut()
     pageList->setSpacing(12);
     pageList->setAcceptDrops(false); // documents are for the window
     pageList->setAccessibleName(tr("Pages"));
+    note->setWordWrap(true);
+    note->setAlignment(Qt::AlignCenter);
     message->setWordWrap(true);
     progress->setAccessibleName(tr("Progress"));
+    QSizePolicy stays = cancel->sizePolicy(); // else the pages would move when it goes
+    stays.setRetainSizeWhenHidden(true);
+    cancel->setSizePolicy(stays);
 
+    auto* const middle = new QVBoxLayout(pageList->viewport());
+    middle->addWidget(note);
     auto* const work = new QHBoxLayout;
     work->addWidget(message, 1);
     work->addWidget(progress, 1);
@@ -138,6 +146,7 @@ void DocumentView::ShowPages(int pages, int shown)
     const QIcon icon = MakeIcon(empty);
     for (int page = 1; page <= shown; ++page)
         new QListWidgetItem(icon, tr("Page %1").arg(page), pageList);
+    note->setVisible(shown == 0);
     progress->setRange(0, 100);
     message->setText(
         shown == pages ? tr("Pages: %L1").arg(pages)
@@ -153,10 +162,9 @@ void DocumentView::ShowPage(int page, const QImage& picture)
 void DocumentView::End(const QString& text)
 {
     ShowWork(false);
-    pageList->setVisible(pageList->count() > 0);
-    pageList->setFocus();
-    message->setText(text);
-    message->setAlignment(pageList->isVisibleTo(this) ? Qt::AlignLeft : Qt::AlignCenter);
-    QAccessibleEvent told(message, QAccessible::Alert);
+    QLabel* const place = pageList->count() > 0 ? message : note;
+    message->clear();
+    place->setText(text);
+    QAccessibleEvent told(place, QAccessible::Alert);
     QAccessible::updateAccessibility(&told);
 }

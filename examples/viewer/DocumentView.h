@@ -42,6 +42,8 @@ private:
 
     const QString name;
     QListWidget* const pageList;
+    /** In the place of the pages when there are none, and below them. */
+    QLabel* const note;
     QLabel* const message;
     QProgressBar* const progress;
     QPushButton* const cancel;

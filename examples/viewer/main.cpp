@@ -6,6 +6,8 @@
 
 int main(int argc, char** argv)
 {
+    QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     const QApplication application(argc, argv);
     ViewerWindow window;
     window.show();

@@ -15,6 +15,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMimeData>
+#include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScreen>
@@ -124,6 +125,15 @@ protected:
         return nullptr;
     }
 
+    static bool Holds(const QImage& picture, const QColor& colour)
+    {
+        for (int y = 0; y < picture.height(); ++y)
+            for (int x = 0; x < picture.width(); ++x)
+                if (picture.pixel(x, y) == colour.rgb())
+                    return true;
+        return false;
+    }
+
     /** Whether the picture of the page shows the patch in the page's own colour. */
     bool IsShown(int page) const
     {
@@ -154,6 +164,7 @@ protected:
     /** The whole screen, to be looked at. */
     static void Photograph(const QString& name)
     {
+        QApplication::sendPostedEvents(); // such as those that lay out anew
         for (QWidget* const shown : QApplication::topLevelWidgets())
             shown->repaint();
         const QPixmap screen = QApplication::primaryScreen()->grabWindow(0);
@@ -269,6 +280,19 @@ TEST_F(ViewerTest, ClosesWhileItOpensOrAsks)
     WaitForDialog("is encrypted");
     window.reset();
     EXPECT_EQ(LeftInTemp(), QStringList());
+}
+
+TEST_F(ViewerTest, RunsAgainstTheInstalledLibrary)
+{
+    window.reset();
+    QProcess viewer;
+    viewer.start(VIEWER, {MakeSample(1)});
+    WaitUntil([] {
+        const QImage screen = QApplication::primaryScreen()->grabWindow(0).toImage();
+        return Holds(screen, SampleColour(1));
+    });
+    viewer.terminate();
+    EXPECT_TRUE(viewer.waitForFinished(patience));
 }
 
 } // namespace
