@@ -29,6 +29,6 @@ StopSignals::StopSignals(std::function<void()> stop)
 StopSignals::~StopSignals()
 {
     isOver = true;
-    pthread_kill(listener.native_handle(), SIGTERM);
+    pthread_kill(listener.native_handle(), SIGINT);
     listener.join();
 }

@@ -65,24 +65,25 @@ std::optional<TextExtractor::ErrorType> TextExtractor::WhyFailed(const Work& wor
     }
 }
 
-/** By value: a receiver may delete this converter, and with it what the signal came from. */
-void TextExtractor::End(QString source)
+/** Emits copies: a receiver may delete this converter, and with it what `source` belongs to. */
+void TextExtractor::End(const QString& source)
 {
-    const Work work = works.at(source);
-    works.erase(source); // before the emissions: a receiver may start the source anew
+    const QString task = source;
+    const Work work = works.at(task);
+    works.erase(task); // before the emissions: a receiver may start the source anew
     work.process->deleteLater();
     const auto failure = WhyFailed(work);
     if (failure)
         QFile::remove(work.destination);
 
     const QPointer<TextExtractor> self(this);
-    Q_EMIT ConvertationFinished(source);
+    Q_EMIT ConvertationFinished(task);
     if (!self)
         return;
     if (failure)
-        Q_EMIT Failed(source, *failure);
+        Q_EMIT Failed(task, *failure);
     else
-        Q_EMIT Finished(source, work.destination);
+        Q_EMIT Finished(task, work.destination);
 }
 
 bool TextExtractor::CancelConvertation()

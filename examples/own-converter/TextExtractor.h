@@ -43,7 +43,7 @@ private:
 
     void Follow(const QProcess* process, const QString& source);
     std::optional<ErrorType> WhyFailed(const Work& work) const;
-    void End(QString source);
+    void End(const QString& source);
 
     /** Tasks in hand by their source. */
     std::map<QString, Work> works;

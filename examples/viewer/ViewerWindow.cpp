@@ -19,7 +19,8 @@ static QLabel* MakeNote(const QString& text)
     auto* const note = new QLabel(text);
     note->setAlignment(Qt::AlignCenter);
     note->setWordWrap(true);
-    note->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
+    note->setFrameShape(QFrame::StyledPanel);
+    note->setFrameShadow(QFrame::Sunken);
     note->setBackgroundRole(QPalette::Base);
     note->setAutoFillBackground(true);
     return note;
@@ -68,7 +69,8 @@ void ViewerWindow::Open(const QString& file)
     if (session)
         Show(new DocumentView(std::move(session), file));
     else
-        Show(MakeNote(tr("There is no folder for temporary files: %1").arg(error.c_str())));
+        Show(MakeNote(
+            tr("There is no folder for temporary files: %1").arg(QString::fromStdString(error))));
 }
 
 void ViewerWindow::Show(QWidget* widget)
