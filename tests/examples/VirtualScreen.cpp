@@ -14,6 +14,7 @@ VirtualScreen::VirtualScreen()
                                      server.readAllStandardError().toStdString());
     }
     qputenv("DISPLAY", ':' + server.readLine().trimmed());
+    qputenv("XDG_RUNTIME_DIR", runtime.path().toUtf8());
     qputenv("QT_QPA_PLATFORM", "xcb");
 }
 

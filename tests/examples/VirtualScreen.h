@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QProcess>
+#include <QTemporaryDir>
 
 /** A screen that nobody sees, for this process and those that it starts, as long as it lives. */
 class VirtualScreen
@@ -11,5 +12,7 @@ public:
     ~VirtualScreen();
 
 private:
+    /** In which programs with a window keep things of theirs. */
+    const QTemporaryDir runtime;
     QProcess server;
 };
