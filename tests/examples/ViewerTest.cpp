@@ -8,6 +8,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QDirIterator>
 #include <QDropEvent>
 #include <QFile>
 #include <QInputDialog>
@@ -171,6 +172,15 @@ protected:
         EXPECT_TRUE(screen.save(QStringLiteral(PICTURES "/%1.png").arg(name)));
     }
 
+    QStringList TemporaryFiles() const
+    {
+        QStringList files;
+        QDirIterator entries(temp.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (entries.hasNext())
+            files.append(entries.next());
+        return files;
+    }
+
     QStringList LeftInTemp() const
     {
         return QDir(temp.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
@@ -193,6 +203,7 @@ TEST_F(ViewerTest, ShowsThePagesOfAnEncryptedDocumentThatIsDropped)
     TypePassword(again, "correct horse");
     WaitUntil([&] { return AreShown(7) && !IsAtWork(); });
     EXPECT_TRUE(Says("Pages: 7"));
+    EXPECT_EQ(TemporaryFiles().join(" ").toStdString(), "") << "neither the copy nor a picture";
     Photograph("3-pages");
 }
 
