@@ -66,8 +66,13 @@ def draw(comparisons, names, path):
         axes.bar_label(bars, fmt="%.1f", fontsize=7, padding=2)
     axes.set_yticks([row - height for row in range(len(names), 0, -1)], names)
     axes.set_xscale("log")
+    ticks = [1, 2, 5, 10, 20, 50]
+    axes.set_xticks(ticks, [str(tick) for tick in ticks])
+    axes.minorticks_off()
+    axes.set_ylim(0.2, len(names) + 0.6)
     axes.axvline(1, color="black", linewidth=0.8)
     axes.set_xlabel("pdfconvert with two workers is so many times as quick")
-    axes.legend(fontsize=8)
+    axes.legend(fontsize=8, loc="lower center", bbox_to_anchor=(0.5, 1), ncol=len(comparisons),
+                frameon=False)
     figure.tight_layout()
     figure.savefig(path, metadata={"Date": None})
