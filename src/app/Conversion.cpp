@@ -18,6 +18,7 @@
 
 namespace Korvel::App {
 
+using PDF::Converter::AbstractConverter;
 using PDF::Converter::PageFanOut;
 
 namespace {

@@ -4,6 +4,8 @@
 
 namespace Korvel::App {
 
+using PDF::Converter::AbstractConverter;
+
 Failure FailureOf(PDF::OpenFailure why)
 {
     switch (why) {

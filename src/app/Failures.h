@@ -8,8 +8,6 @@
 
 namespace Korvel::App {
 
-using PDF::Converter::AbstractConverter;
-
 /** What to tell the user of a document that cannot be opened. */
 Failure FailureOf(PDF::OpenFailure why);
 
@@ -17,7 +15,7 @@ Failure FailureOf(PDF::OpenFailure why);
 Failure FailureOf(PDF::SaveFailure why);
 
 /** The same of one whose conversion has failed. */
-Failure FailureOf(AbstractConverter::ErrorType error);
+Failure FailureOf(PDF::Converter::AbstractConverter::ErrorType error);
 
 /** The same of one whose result would meet a file that is to stay. */
 Failure ExistsFailure(const QString& path);

@@ -186,11 +186,12 @@ QString Report::ProgressText() const
 bool Report::Finished(const QString& name, const std::vector<Result>& results)
 {
     Erase();
-    const QJsonArray made = ToJson(results);
-    Emit("finished", {{QStringLiteral("file"), name}, {QStringLiteral("results"), made}});
-    documents.append(QJsonObject{{QStringLiteral("file"), name},
-                                 {QStringLiteral("ok"), true},
-                                 {QStringLiteral("results"), made}});
+    const bool isForPrograms = json || style == ProgressStyle::Json;
+    const QJsonObject members{
+        {QStringLiteral("file"), name},
+        {QStringLiteral("results"), isForPrograms ? ToJson(results) : QJsonArray()}};
+    Emit("finished", members);
+    Keep(members, true);
     if (json)
         return true;
     QString lines;
@@ -218,11 +219,12 @@ bool Report::Content(const QString& name, const QString& path)
 
 bool Report::Describe(const QString& name, const PDF::DocumentInfo& info)
 {
-    QJsonObject object = ToJson(info);
-    object[QStringLiteral("file")] = name;
-    object[QStringLiteral("ok")] = true;
-    documents.append(object);
-    return json || WriteResult(ToLines(name, info));
+    if (!json)
+        return WriteResult(ToLines(name, info));
+    QJsonObject members = ToJson(info);
+    members[QStringLiteral("file")] = name;
+    Keep(members, true);
+    return true;
 }
 
 void Report::Failed(const QString& name, const Failure& failure)
@@ -234,8 +236,15 @@ void Report::Failed(const QString& name, const Failure& failure)
                               {QStringLiteral("reason"), QString::fromLatin1(failure.reason)},
                               {QStringLiteral("message"), QString::fromStdString(message)}};
     Emit("failed", members);
-    QJsonObject document = members;
-    document[QStringLiteral("ok")] = false;
+    Keep(members, false);
+}
+
+/** For the closing document, if there will be one. */
+void Report::Keep(QJsonObject document, bool isOk)
+{
+    if (!json)
+        return;
+    document[QStringLiteral("ok")] = isOk;
     documents.append(document);
 }
 
@@ -248,7 +257,8 @@ void Report::Warn(const QString& name, const char* reason, const std::string& me
                               {QStringLiteral("reason"), QString::fromLatin1(reason)},
                               {QStringLiteral("message"), QString::fromStdString(message)}};
     Emit("warning", members);
-    warned.append(members);
+    if (json)
+        warned.append(members);
 }
 
 void Report::Note(const std::string& message)

@@ -88,6 +88,7 @@ private:
 
     void Print(const std::string& message, const char* color = nullptr);
     void Emit(const char* event, QJsonObject members);
+    void Keep(QJsonObject document, bool isOk);
     void Draw(const QString& text);
     void Erase();
     QString ProgressText() const;

@@ -1,5 +1,6 @@
 // The chain of the command on real documents, with the real services and worker processes.
 
+#include "FilesBelow.h"
 #include "LocalFileSystem.h"
 #include "PageFanOut.h"
 #include "SamplePdf.h"
@@ -13,7 +14,6 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QDirIterator>
 #include <QImage>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -57,14 +57,7 @@ protected:
     }
 
     /** Every file below the folder for temporary files. */
-    QStringList TemporaryFiles() const
-    {
-        QStringList files;
-        QDirIterator entries(temp.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-        while (entries.hasNext())
-            files.append(entries.next());
-        return files;
-    }
+    QStringList TemporaryFiles() const { return PDF::Test::FilesBelow(temp.path()); }
 
     std::string error;
     QTemporaryDir folder;

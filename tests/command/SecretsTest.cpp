@@ -1,5 +1,6 @@
 // Where passwords must not be found: while documents are converted, and afterwards.
 
+#include "FilesBelow.h"
 #include "Program.h"
 #include "Sanitizers.h"
 #include "Terminal.h"
@@ -12,8 +13,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <QDirIterator>
 #include <QFile>
+#include <QFileInfo>
 
 namespace Korvel::App {
 namespace {
@@ -165,11 +166,10 @@ protected:
     QStringList FilesThatTell() const
     {
         QStringList found;
-        for (QDirIterator files(Path(""), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-             files.hasNext();) {
-            QFile file(files.next());
+        for (const QString& path : PDF::Test::FilesBelow(Path(""))) {
+            QFile file(path);
             if (file.open(QIODevice::ReadOnly) && IsIn(file.readAll()))
-                found << files.fileName();
+                found << QFileInfo(path).fileName();
         }
         found.removeOne("pw");
         found.removeOne("map");

@@ -1,5 +1,6 @@
 // The window of the example viewer, driven by events.
 
+#include "FilesBelow.h"
 #include "SamplePdf.h"
 #include "ViewerWindow.h"
 #include "VirtualScreen.h"
@@ -8,7 +9,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QDirIterator>
 #include <QDropEvent>
 #include <QFile>
 #include <QInputDialog>
@@ -172,14 +172,7 @@ protected:
         EXPECT_TRUE(screen.save(QStringLiteral(PICTURES "/%1.png").arg(name)));
     }
 
-    QStringList TemporaryFiles() const
-    {
-        QStringList files;
-        QDirIterator entries(temp.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-        while (entries.hasNext())
-            files.append(entries.next());
-        return files;
-    }
+    QStringList TemporaryFiles() const { return Korvel::PDF::Test::FilesBelow(temp.path()); }
 
     QStringList LeftInTemp() const
     {
