@@ -1,0 +1,54 @@
+#include "JournalFile.h"
+
+#include "Failure.h"
+
+#include <QFile>
+#include <QJsonDocument>
+
+namespace Korvel::App {
+
+namespace {
+
+/** What every run writes first; whatever else begins a file, it is not a journal's. */
+constexpr char beginning[] = R"({"event":"begun")";
+
+Failure NoJournal(const QString& path, qint64 at)
+{
+    return {ExitCode::Input, "not-a-journal",
+            path.toStdString() + " is no journal: it holds no line of one at byte " +
+                std::to_string(at) + "; name another file"};
+}
+
+/** Whether a torn line can have been the first of a journal. */
+bool CanBegin(const QByteArray& torn)
+{
+    return torn.startsWith(beginning) || QByteArray(beginning).startsWith(torn);
+}
+
+} // namespace
+
+qint64 ReadJournal(const QString& path, qint64 from,
+                   const std::function<void(const QJsonObject&)>& take)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || !file.seek(from))
+        throw Failure(ExitCode::Input, file.exists() ? "unreadable" : "not-found",
+                      path.toStdString() +
+                          ": cannot read the journal: " + file.errorString().toStdString());
+    qint64 end = from;
+    while (true) {
+        const QByteArray line = file.readLine();
+        if (!line.endsWith('\n')) {
+            if (end == 0 && !CanBegin(line))
+                throw NoJournal(path, end);
+            return end;
+        }
+        const QJsonDocument parsed = QJsonDocument::fromJson(line);
+        if (!parsed.isObject() || (end == 0 && !line.startsWith(beginning)))
+            throw NoJournal(path, end);
+        take(parsed.object());
+        end += line.size();
+    }
+}
+
+} // namespace Korvel::App

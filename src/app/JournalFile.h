@@ -1,0 +1,23 @@
+#pragma once
+
+#include <functional>
+
+#include <QJsonObject>
+#include <QString>
+
+namespace Korvel::App {
+
+/**
+ * Reads the lines of a journal, whose members docs/command.md describes.
+ *
+ * A last line without its end was torn when its writer was killed, or is just being written, and is
+ * left away.
+ *
+ * @param from  where to begin: 0, or what an earlier call has returned
+ * @return where the last whole line ends, in bytes from the beginning
+ * @throws Failure  Input: it cannot be read, or is no journal
+ */
+qint64 ReadJournal(const QString& path, qint64 from,
+                   const std::function<void(const QJsonObject&)>& take);
+
+} // namespace Korvel::App
