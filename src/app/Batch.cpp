@@ -18,19 +18,34 @@ Batch::Batch(const CommandLine& commandLine, Report& report, Interruption& inter
     : commandLine(commandLine),
       report(report),
       interruption(interruption),
-      services(commandLine, interruption)
+      journal(commandLine.journal.empty() ? nullptr : std::make_unique<Journal>(commandLine)),
+      services(commandLine, interruption, journal.get())
 {
+    if (journal)
+        journal->Begin(QFileInfo(QString::fromStdString(services.TempFolder())).fileName());
 }
 
 ExitCode Batch::Run()
 {
     try {
-        return RunAll();
+        const ExitCode code = RunAll();
+        End(int(code));
+        return code;
     } catch (const Interrupted&) {
         if (!isInterrupted)
             ReportInterruption(inWork);
+        End(128 + interruption.Signal());
+        throw;
+    } catch (const Failure& failure) {
+        End(int(failure.code));
         throw;
     }
+}
+
+void Batch::End(int exitCode)
+{
+    if (journal)
+        journal->End(exitCode);
 }
 
 ExitCode Batch::RunAll()
@@ -47,6 +62,8 @@ ExitCode Batch::RunAll()
         interruption);
     OpenAndPlan(inputs);
     CheckStandardOutput();
+    if (journal)
+        journal->Check(); // before anything is made
     if (commandLine.dryRun || commandLine.inspect) {
         for (std::size_t next = 0; next < documents.size() && !IsToStop(); ++next)
             Attempt(documents[next]->GetInput(), [&] { Finish(*documents[next]); });
@@ -56,6 +73,8 @@ ExitCode Batch::RunAll()
         if (inputs.size() > 1)
             Summarize(inputs.size());
     }
+    if (journal)
+        journal->Check();
     return Code(inputs.size());
 }
 
@@ -87,13 +106,17 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
     const auto passwords = std::make_unique<Passwords>(commandLine, interruption);
     services.PrepareWorkers(!commandLine.dryRun && !commandLine.inspect);
     const auto output = commandLine.inspect ? std::nullopt : std::optional(Output());
+    if (journal)
+        journal->AddPlanned(planned);
     for (const Input& input : inputs) {
+        if (!IsToDo(input))
+            continue;
         auto document = std::make_unique<Document>(input, commandLine, services, report);
         const bool isPlanned = Attempt(input, [&] {
             interruption.Check();
             document->Open(*passwords);
             if (output)
-                document->Plan(*output, planned);
+                Plan(*document, *output);
         });
         if (isPlanned) {
             documents.push_back(std::move(document));
@@ -102,6 +125,33 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
             return;
         }
     }
+}
+
+/** Takes an input up; false when an earlier run, or this one, has done so to an end. */
+bool Batch::IsToDo(const Input& input)
+{
+    if (!journal)
+        return true;
+    const Journal::Standing standing = journal->Take(input.name);
+    convertedBefore += standing == Journal::Standing::Done ? 1 : 0;
+    failedBefore += standing == Journal::Standing::Failed ? 1 : 0;
+    return standing == Journal::Standing::ToDo;
+}
+
+void Batch::Plan(Document& document, const OutputTemplate& output)
+{
+    const QString& name = document.GetInput().name;
+    const int pages = document.Info().pages;
+    const auto earlier = journal ? journal->PlanOf(name) : std::nullopt;
+    if (earlier && earlier->pages == pages) {
+        document.Resume(output, earlier->paths);
+    } else {
+        for (const auto& [page, path] : earlier.value_or(Journal::Plan()).paths)
+            planned.erase(path); // those of a document that is another one now
+        document.Plan(output, planned);
+    }
+    if (journal)
+        journal->Planned(name, pages, document.Results());
 }
 
 void Batch::CheckStandardOutput() const
@@ -121,13 +171,17 @@ void Batch::CheckStandardOutput() const
 bool Batch::IsToStop() const
 {
     return interruption.Signal() != 0 ||
-           (commandLine.failFast && (hasAnyFailed || !failures.empty()));
+           (commandLine.failFast && (hasAnyFailed || !failures.empty())) ||
+           (journal && !journal->IsSound());
 }
 
 /** Converts what was opened and planned. */
 void Batch::ConvertAll()
 {
-    report.Expect(int(documents.size()), int(planned.size()));
+    std::size_t results = 0;
+    for (const auto& document : documents)
+        results += document->Results().size();
+    report.Expect(int(documents.size()), int(results));
     StartDocuments();
     if (running > 0 && converting.exec() != 0)
         throw Failure(ExitCode::Internal, "internal",
@@ -152,6 +206,10 @@ void Batch::StartDocuments()
 void Batch::DocumentEnded(std::size_t index, const std::exception_ptr& failure)
 {
     --running;
+    const Document& document = *documents[index];
+    if (journal && !failure)
+        journal->Done(document.GetInput().name, document.Results(), document.Seconds(),
+                      document.Info().repaired);
     ended[index] = failure;
     hasAnyFailed = hasAnyFailed || failure;
     while (const auto next = ended.extract(reported))
@@ -198,8 +256,13 @@ void Batch::Summarize(std::size_t inputs)
 {
     std::string summary =
         std::to_string(converted) + " of " + std::to_string(inputs) + " documents converted";
+    if (convertedBefore > 0)
+        summary += ", " + std::to_string(convertedBefore) + " were before";
     if (!failures.empty())
         summary += ", " + std::to_string(failures.size()) + " failed";
+    if (failedBefore > 0)
+        summary += ", " + std::to_string(failedBefore) +
+                   " had failed before (--retry-failed takes them again)";
     report.Note(summary);
 }
 
@@ -212,24 +275,32 @@ bool Batch::Attempt(const Input& input, const std::function<void()>& step)
         inWork.clear();
         return true;
     } catch (const Failure& failure) {
-        report.Failed(input.name, failure);
-        failures.push_back(failure.code);
+        Fail(input, failure);
     } catch (const Interrupted&) {
         throw;
     } catch (const std::exception& error) {
-        report.Failed(input.name, Failure(ExitCode::Internal, "internal",
-                                          std::string("unexpected error: ") + error.what()));
-        failures.push_back(ExitCode::Internal);
+        Fail(input, Failure(ExitCode::Internal, "internal",
+                            std::string("unexpected error: ") + error.what()));
     }
     inWork.clear();
     return false;
 }
 
+void Batch::Fail(const Input& input, const Failure& failure)
+{
+    report.Failed(input.name, failure);
+    if (journal)
+        journal->Failed(input.name, failure.reason, failure.what());
+    failures.push_back(failure.code);
+}
+
 ExitCode Batch::Code(std::size_t inputs) const
 {
+    if (journal && (journal->HasFailed() || !failures.empty()))
+        return ExitCode::PartlyFailed;
+    const bool hasWarned = report.Warnings() > 0 || (journal && journal->HasRepaired());
     if (failures.empty())
-        return report.Warnings() > 0 && !commandLine.warningsAreFine ? ExitCode::Warnings
-                                                                     : ExitCode::Done;
+        return hasWarned && !commandLine.warningsAreFine ? ExitCode::Warnings : ExitCode::Done;
     const bool allAlike =
         failures.size() == inputs &&
         std::count(failures.begin(), failures.end(), failures.front()) == std::ptrdiff_t(inputs);

@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 #include "Document.h"
+#include "Journal.h"
 #include "Services.h"
 
 #include <exception>
@@ -39,8 +40,11 @@ private:
     Batch& operator=(const Batch&) = delete;
 
     ExitCode RunAll();
+    void End(int exitCode);
     OutputTemplate Output();
     void OpenAndPlan(const std::vector<Input>& inputs);
+    bool IsToDo(const Input& input);
+    void Plan(Document& document, const OutputTemplate& output);
     void CheckStandardOutput() const;
     void ReportInterruption(const QString& name);
     bool IsToStop() const;
@@ -52,11 +56,14 @@ private:
     bool WriteResults(const Document& document);
     void Summarize(std::size_t inputs);
     bool Attempt(const Input& input, const std::function<void()>& step);
+    void Fail(const Input& input, const Failure& failure);
     ExitCode Code(std::size_t inputs) const;
 
     const CommandLine& commandLine;
     Report& report;
     Interruption& interruption;
+    /** Null when nothing is to be written down. */
+    const std::unique_ptr<Journal> journal;
     Services services;
     PlannedPaths planned;
     /** Name of the input in work; empty when it is none in particular. */
@@ -68,6 +75,9 @@ private:
     std::size_t running = 0;
     std::size_t reported = 0;
     std::size_t converted = 0;
+    /** How many of the inputs earlier runs have converted, or could not convert. */
+    std::size_t convertedBefore = 0;
+    std::size_t failedBefore = 0;
     /** What went wrong with those, by their indices, that ended and were not told about yet. */
     std::map<std::size_t, std::exception_ptr> ended;
     bool hasAnyFailed = false;

@@ -78,6 +78,13 @@ CommandLine Complete(const Arguments& arguments)
     if (line.shard && (line.listFile.empty() || !line.inputs.isEmpty()))
         refuse("--shard goes with --from-list only, and with no INPUT: every run would convert it");
 
+    if (line.retriesFailed && line.journal.empty())
+        refuse("--retry-failed goes with --journal only");
+    if (!line.journal.empty() &&
+        (line.dryRun || line.inspect || arguments.output == "-" || line.inputs.contains("-")))
+        refuse("--journal goes neither with standard input or output as a document, nor with "
+               "--dry-run or --inspect");
+
     line.progress = ToProgressStyle(arguments.progress);
     line.size = ToSize(arguments.size);
     if (line.inspect)

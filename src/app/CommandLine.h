@@ -84,6 +84,10 @@ struct CommandLine
     /** Megabytes that a worker may use; 0 for the default. */
     int memoryLimit = 0;
     bool failFast = false;
+    /** File to write down in what becomes of each document; empty for none. */
+    std::string journal;
+    /** Convert also what the journal says has failed. */
+    bool retriesFailed = false;
     bool warningsAreFine = false;
 
     /** Folder for the session folder; empty for the default. */

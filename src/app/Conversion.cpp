@@ -1,6 +1,7 @@
 #include "Conversion.h"
 
 #include "Failures.h"
+#include "Journal.h"
 #include "LocalFileSystem.h"
 #include "PageFanOut.h"
 #include "Services.h"
@@ -213,6 +214,8 @@ void Conversion::FinishRound()
         result->path = FreePath(result->wanted, planned, services.FileSystem());
         planned[result->path] = name;
     }
+    if (Journal* const journal = services.GetJournal())
+        journal->PlannedAnew(name, ResultsOf(results));
     StartRound();
 }
 

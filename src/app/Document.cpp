@@ -97,18 +97,34 @@ PDF::OpenFailure Document::WhyOpenFailed() const
     return services.PdfProvider().WhyOpenFailed(ioPath(input.path.toStdString()));
 }
 
-void Document::Plan(const OutputTemplate& output, PlannedPaths& planned)
+/** Where the results go, by page, when nothing is there. */
+std::map<int, QString> Document::WantedPaths(const OutputTemplate& output)
 {
     format = output.Format();
     pages = PageRanges::Parse(commandLine.pages).Choose(info.pages);
     const bool needsNumber = output.MakesPictures() && !output.HasPageNumber() && pages.size() > 1;
     const OutputTemplate path = needsNumber ? output.WithPageNumber(info.pages) : output;
-    if (path.HasPageNumber()) {
-        for (const int page : pages)
-            PlanResult(page, path.Path(input.baseName, page), planned);
-    } else {
+    if (!path.HasPageNumber()) {
         const int page = output.MakesPictures() ? pages.front() : 0;
-        PlanResult(page, path.Path(input.baseName, page), planned);
+        return {{page, path.Path(input.baseName, page)}};
+    }
+    std::map<int, QString> wanted;
+    for (const int page : pages)
+        wanted[page] = path.Path(input.baseName, page);
+    return wanted;
+}
+
+void Document::Plan(const OutputTemplate& output, PlannedPaths& planned)
+{
+    for (const auto& [page, wanted] : WantedPaths(output))
+        PlanResult(page, wanted, planned);
+}
+
+void Document::Resume(const OutputTemplate& output, const std::map<int, QString>& paths)
+{
+    for (const auto& [page, wanted] : WantedPaths(output)) {
+        if (const auto path = paths.find(page); path != paths.end())
+            results.push_back({page, wanted, path->second});
     }
 }
 
@@ -135,21 +151,12 @@ void Document::PlanResult(int page, const QString& wanted, PlannedPaths& planned
     results.push_back({page, wanted, path});
 }
 
-std::vector<Report::Result> Document::Results() const
-{
-    std::vector<Report::Result> made;
-    for (const PlannedResult& result : results) {
-        if (!result.path.isEmpty())
-            made.push_back({result.page, result.path});
-    }
-    return made;
-}
-
 void Document::Convert(PlannedPaths& planned, Conversion::Receiver ended)
 {
     conversion = std::make_unique<Conversion>(MakeTask(), input.name, results, planned, commandLine,
                                               services, report);
     ::explicit_bzero(password.data(), password.size());
+    sinceConvert.start();
     conversion->Start([this, ended = std::move(ended)](const std::exception_ptr& failure) {
         const std::unique_ptr<Conversion> over = std::move(conversion);
         ended(failure);

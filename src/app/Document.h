@@ -7,9 +7,12 @@
 #include "Report.h"
 #include "WorkerPdfProvider.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <QElapsedTimer>
 
 namespace Korvel::App {
 
@@ -41,11 +44,14 @@ public:
      */
     void Plan(const OutputTemplate& output, PlannedPaths& planned);
 
+    /** Takes up the plan of an earlier run in place of making one: paths by page. */
+    void Resume(const OutputTemplate& output, const std::map<int, QString>& paths);
+
     /** What the document says of itself. */
     const PDF::DocumentInfo& Info() const { return info; }
 
     /** Where the results go, or have gone, in page order; without those that were skipped. */
-    std::vector<Report::Result> Results() const;
+    std::vector<Result> Results() const { return ResultsOf(results); }
 
     /**
      * Makes the results.
@@ -55,6 +61,9 @@ public:
      */
     void Convert(PlannedPaths& planned, Conversion::Receiver ended);
 
+    /** How long ago Convert was called. */
+    double Seconds() const { return double(sinceConvert.elapsed()) / 1000; }
+
 private:
     Document(const Document&) = delete;
     Document& operator=(const Document&) = delete;
@@ -63,6 +72,7 @@ private:
     void FindPassword(Passwords& passwords);
     bool TryToOpen(const std::string& tried);
     PDF::OpenFailure WhyOpenFailed() const;
+    std::map<int, QString> WantedPaths(const OutputTemplate& output);
     void PlanResult(int page, const QString& wanted, PlannedPaths& planned);
     Conversion::Task MakeTask() const;
 
@@ -77,6 +87,7 @@ private:
     std::vector<int> pages;
     std::vector<PlannedResult> results;
     std::unique_ptr<Conversion> conversion;
+    QElapsedTimer sinceConvert;
 };
 
 } // namespace Korvel::App

@@ -31,6 +31,8 @@ Examples:
       every page of many documents: pages/report-1.png, ...
   find . -name '*.pdf' -print0 | pdfconvert --from-list - -0 -d texts -f txt
       the texts of all PDFs below this folder
+  pdfconvert --from-list all.txt --journal all.journal -d pages
+      the same command again goes on after a crash
   pdfconvert report.pdf --inspect
       pages, version, encryption and permissions
   curl ... | pdfconvert - -o - -f txt | less
@@ -49,7 +51,8 @@ Exit codes:
     6  the output exists, under --on-exists fail
     7  the conversion failed
     8  a password is missing or wrong
-   10  several inputs, and some of them were not converted
+   10  several inputs, and some of them were not converted; with --journal
+       also when it was all of them, or a run before
   124  a document took longer than it was given
   130  interrupted by Ctrl+C; 128 and the signal's number for others)";
 
@@ -243,6 +246,14 @@ void AddRun(CLI::App& app, CommandLine& line)
         "How much memory a worker process may use, from 256;\n1024 without this")
         ->group("Running")
         ->check(InRange(256, 1 << 20, "a number"));
+    Add(app, "--journal", line.journal, "FILE",
+        "Write down in FILE what becomes of each document, and\n"
+        "go on where a run that was killed has ended: what is\n"
+        "done stays, what was in work is done again")
+        ->group("Running");
+    app.add_flag("--retry-failed", line.retriesFailed,
+                 "Convert also what the journal says has failed")
+        ->group("Running");
     app.add_flag("--fail-fast", line.failFast, "Stop at the first document that fails")
         ->group("Running");
     app.add_flag("--warning-exit-0", line.warningsAreFine,

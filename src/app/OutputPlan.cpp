@@ -121,6 +121,16 @@ OutputTemplate OutputTemplate::WithPageNumber(int lastPage) const
     return result;
 }
 
+std::vector<Result> ResultsOf(const std::vector<PlannedResult>& planned)
+{
+    std::vector<Result> results;
+    for (const PlannedResult& result : planned) {
+        if (!result.path.isEmpty())
+            results.push_back({result.page, result.path});
+    }
+    return results;
+}
+
 void CheckTarget(const QString& path)
 {
     const std::string bytes = path.toStdString();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Result.h"
+
 #include <map>
 #include <vector>
 
@@ -76,6 +78,9 @@ struct PlannedResult
     /** Where it goes. */
     QString path;
 };
+
+/** Those that are not left away: where they go, or have gone. */
+std::vector<Result> ResultsOf(const std::vector<PlannedResult>& planned);
 
 /** @throws Failure  Output: nothing can be made at `path`, whatever is free */
 void CheckTarget(const QString& path);

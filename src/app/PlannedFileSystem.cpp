@@ -14,17 +14,10 @@ bool Rename(const std::string& from, const std::string& to)
     return std::rename(from.c_str(), to.c_str()) == 0;
 }
 
-/** A name in the folder of `path` that nobody else takes. */
-std::string HiddenBeside(const std::string& path)
-{
-    const std::string name = QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString();
-    return path.substr(0, path.rfind('/') + 1) + ".pdfconvert-" + name;
-}
-
 } // namespace
 
-PlannedFileSystem::PlannedFileSystem(std::shared_ptr<PDF::IFileSystem> inner, bool replaces)
-    : inner(std::move(inner)), replaces(replaces)
+PlannedFileSystem::PlannedFileSystem(std::shared_ptr<PDF::IFileSystem> inner, Replaces replaces)
+    : inner(std::move(inner)), replaces(std::move(replaces))
 {
 }
 
@@ -47,7 +40,7 @@ bool PlannedFileSystem::Move(const ioPath& from, const ioPath& to)
 {
     if (inner->Move(from, to))
         return true;
-    if (!replaces)
+    if (!replaces(to))
         return false;
     if (Rename(from.utf8string(), to.utf8string()))
         return true;
@@ -60,6 +53,15 @@ bool PlannedFileSystem::Move(const ioPath& from, const ioPath& to)
     if (!inner->Move(hidden, from))
         ioPath::remove(hidden);
     return false;
+}
+
+/** The path of a new name in the folder of `path`, marked with that of the session folder. */
+std::string PlannedFileSystem::HiddenBeside(const std::string& path) const
+{
+    const std::string session = inner->GetTempFolder().utf8string();
+    const std::string name = QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString();
+    return path.substr(0, path.rfind('/') + 1) + '.' + session.substr(session.rfind('/') + 1) +
+           '-' + name;
 }
 
 bool PlannedFileSystem::CreateFolder(const ioPath& folder)

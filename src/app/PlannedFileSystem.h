@@ -2,6 +2,7 @@
 
 #include "IFileSystem.h"
 
+#include <functional>
 #include <memory>
 
 namespace Korvel::App {
@@ -16,7 +17,10 @@ namespace Korvel::App {
 class PlannedFileSystem : public PDF::IFileSystem
 {
 public:
-    PlannedFileSystem(std::shared_ptr<PDF::IFileSystem> inner, bool replaces);
+    /** Whether the file that lies at a path is to be replaced. */
+    using Replaces = std::function<bool(const ioPath& path)>;
+
+    PlannedFileSystem(std::shared_ptr<PDF::IFileSystem> inner, Replaces replaces);
 
     ioPath GetTempFolder() override;
     bool RemoveFolder(const ioPath& folder) override;
@@ -25,8 +29,10 @@ public:
     bool CreateFolder(const ioPath& folder) override;
 
 private:
+    std::string HiddenBeside(const std::string& path) const;
+
     const std::shared_ptr<PDF::IFileSystem> inner;
-    const bool replaces;
+    const Replaces replaces;
 };
 
 } // namespace Korvel::App

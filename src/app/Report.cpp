@@ -9,7 +9,6 @@
 #include <cstdlib>
 
 #include <QFile>
-#include <QFileInfo>
 #include <QJsonDocument>
 
 #include <sys/ioctl.h>
@@ -79,20 +78,6 @@ QString Shortened(const QString& name)
 QString Duration(qint64 seconds)
 {
     return QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
-}
-
-QJsonArray ToJson(const std::vector<Report::Result>& results)
-{
-    QJsonArray array;
-    for (const Report::Result& result : results) {
-        QJsonObject object{{QStringLiteral("path"), result.path}};
-        if (result.page > 0)
-            object[QStringLiteral("page")] = result.page;
-        if (const QFileInfo file(result.path); file.exists())
-            object[QStringLiteral("bytes")] = file.size();
-        array.append(object);
-    }
-    return array;
 }
 
 } // namespace

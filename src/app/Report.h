@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CommandLine.h"
+#include "Result.h"
 
 #include <map>
 #include <string>
@@ -28,14 +29,6 @@ namespace App {
 class Report
 {
 public:
-    /** A file that was made, or is to be made. */
-    struct Result
-    {
-        /** From 1; 0 for the document as a whole. */
-        int page;
-        QString path;
-    };
-
     explicit Report(const CommandLine& commandLine);
     ~Report();
 

@@ -1,6 +1,8 @@
 #include "Services.h"
 
 #include "Interruption.h"
+#include "Journal.h"
+#include "JournalingFileSystem.h"
 #include "KeepingFileSystem.h"
 #include "KeepingPdfProvider.h"
 #include "LocalFileSystem.h"
@@ -59,10 +61,11 @@ PDF::WorkerSettings ToSettings(const CommandLine& commandLine, const std::string
 
 } // namespace
 
-Services::Services(const CommandLine& commandLine, Interruption& interruption)
+Services::Services(const CommandLine& commandLine, Interruption& interruption, Journal* journal)
     : jobs(std::size_t(
           std::max(commandLine.jobs > 0 ? commandLine.jobs : QThread::idealThreadCount(), 1))),
       interruption(interruption),
+      journal(journal),
       names(std::make_shared<PDF::UuidFileNameGenerator>()),
       session(MakeSessionFolder(commandLine)),
       workerSettings(ToSettings(commandLine, session->Path())),
@@ -72,9 +75,7 @@ Services::Services(const CommandLine& commandLine, Interruption& interruption)
       copyProvider(provider),
       workers(std::make_shared<PDF::WorkerPool>(workerSettings, int(jobs)))
 {
-    if (commandLine.onExists != OnExists::Number)
-        resultFileSystem = std::make_shared<PlannedFileSystem>(fileSystem, commandLine.onExists ==
-                                                                               OnExists::Overwrite);
+    PutResultsWherePlanned(commandLine.onExists);
     if (commandLine.keepTemp)
         KeepTemporaries();
     interruption.OnSignal([this, signals = 0]() mutable {
@@ -82,6 +83,19 @@ Services::Services(const CommandLine& commandLine, Interruption& interruption)
         provider->Shutdown();
         QMetaObject::invokeMethod(&mainThread, [this, again = ++signals > 1] { EndWork(again); });
     });
+}
+
+void Services::PutResultsWherePlanned(OnExists onExists)
+{
+    if (onExists == OnExists::Number && !journal)
+        return; // TempFileWrapper finds names that are free
+    const auto replaces = [onExists, journal = journal](const ioPath& path) {
+        return onExists == OnExists::Overwrite ||
+               (journal && journal->HasPlaced(QString::fromStdString(path.utf8string())));
+    };
+    resultFileSystem = std::make_shared<PlannedFileSystem>(resultFileSystem, replaces);
+    if (journal)
+        resultFileSystem = std::make_shared<JournalingFileSystem>(resultFileSystem, *journal);
 }
 
 void Services::PrepareWorkers(bool willConvert)

@@ -29,6 +29,7 @@ class PageFanOut;
 namespace App {
 
 class Interruption;
+class Journal;
 
 /**
  * What documents are opened and converted with, one for a run of the command: the session folder,
@@ -37,8 +38,11 @@ class Interruption;
 class Services
 {
 public:
-    /** @throws Failure  Output: no folder for temporary files, or none that can be kept */
-    Services(const CommandLine& commandLine, Interruption& interruption);
+    /**
+     * @param journal  what results are written down in; null for none
+     * @throws Failure  Output: no folder for temporary files, or none that can be kept
+     */
+    Services(const CommandLine& commandLine, Interruption& interruption, Journal* journal);
 
     /** Ends the workers, and removes everything temporary. */
     ~Services();
@@ -66,6 +70,9 @@ public:
      */
     std::string MakePrivateFolder();
 
+    /** What results are written down in; null for none. */
+    Journal* GetJournal() { return journal; }
+
     PDF::LocalFileSystem& FileSystem() { return *fileSystem; }
     PDF::WorkerPdfProvider& PdfProvider() { return *provider; }
 
@@ -90,6 +97,7 @@ public:
     std::shared_ptr<PDF::Converter::AbstractConverter> MakeChain(std::size_t pages);
 
 private:
+    void PutResultsWherePlanned(OnExists onExists);
     void KeepTemporaries();
     void EndWork(bool atOnce);
 
@@ -98,6 +106,7 @@ private:
 
     const std::size_t jobs;
     Interruption& interruption;
+    Journal* const journal;
     const std::shared_ptr<PDF::UuidFileNameGenerator> names;
     const std::shared_ptr<PDF::SessionFolder> session;
     /** They write into the session folder alone. */

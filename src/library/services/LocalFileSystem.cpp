@@ -150,9 +150,16 @@ std::error_code CopyThroughUnnamedFile(const FileDescriptor& source, const std::
                                                 : std::errc::not_supported);
 }
 
-std::error_code CopyThroughHiddenFile(const FileDescriptor& source, const std::string& to)
+/** What the names of hidden files begin with, so that they tell whose they are. */
+std::string MarkOf(const SessionFolder& session)
 {
-    std::string hidden = FolderOf(to) + "/.pdfconvert-XXXXXX";
+    return '.' + std::filesystem::path(session.Path()).filename().native();
+}
+
+std::error_code CopyThroughHiddenFile(const FileDescriptor& source, const std::string& to,
+                                      const std::string& mark)
+{
+    std::string hidden = FolderOf(to) + '/' + mark + "-XXXXXX";
     const FileDescriptor copy(::mkostemp(hidden.data(), O_CLOEXEC));
     if (!copy)
         return LastError();
@@ -171,7 +178,8 @@ void FlushFolder(const std::string& folder)
         LogFailure("cannot flush the folder", folder, LastError());
 }
 
-std::error_code MoveAcrossVolumes(const std::string& from, const std::string& to)
+std::error_code MoveAcrossVolumes(const std::string& from, const std::string& to,
+                                  const std::string& mark)
 {
     // Told before the bytes are copied in vain; what comes meanwhile is not replaced either.
     if (IsThere(to))
@@ -181,7 +189,7 @@ std::error_code MoveAcrossVolumes(const std::string& from, const std::string& to
         return LastError();
     std::error_code failure = CopyThroughUnnamedFile(source, to);
     if (failure == std::errc::not_supported)
-        failure = CopyThroughHiddenFile(source, to);
+        failure = CopyThroughHiddenFile(source, to, mark);
     if (failure)
         return failure;
     FlushFolder(FolderOf(to));
@@ -189,14 +197,14 @@ std::error_code MoveAcrossVolumes(const std::string& from, const std::string& to
     return {};
 }
 
-std::error_code MoveFile(const std::string& from, const std::string& to)
+std::error_code MoveFile(const std::string& from, const std::string& to, const std::string& mark)
 {
     if (HoldsNul(from) || HoldsNul(to))
         return std::make_error_code(std::errc::invalid_argument);
     if (const std::error_code failure = RequireRegularFile(from))
         return failure;
     const std::error_code failure = MoveWithinVolume(from, to);
-    return failure == std::errc::cross_device_link ? MoveAcrossVolumes(from, to) : failure;
+    return failure == std::errc::cross_device_link ? MoveAcrossVolumes(from, to, mark) : failure;
 }
 
 std::error_code MakeFolder(const std::string& path)
@@ -269,7 +277,8 @@ bool LocalFileSystem::Exists(const ioPath& path)
 bool LocalFileSystem::Move(const ioPath& from, const ioPath& to)
 {
     return FalseWhenThrown([&] {
-        const std::error_code failure = MoveFile(from.utf8string(), to.utf8string());
+        const std::error_code failure =
+            MoveFile(from.utf8string(), to.utf8string(), MarkOf(*session));
         if (failure)
             qCWarning(servicesLog) << "cannot move" << Text(from.utf8string()) << "to"
                                    << Text(to.utf8string()) << failure.message().c_str();

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <QString>
+
+namespace Korvel::App {
+
+/** What tells a file from others. */
+struct Checksum
+{
+    qint64 bytes = 0;
+    /** XXH128 of the bytes, as xxh128sum prints it. */
+    QString xxh128;
+
+    /** That of the file at `path`; nothing when it cannot be read. */
+    static std::optional<Checksum> Of(const std::string& path);
+};
+
+} // namespace Korvel::App

@@ -1,0 +1,360 @@
+#include "Journal.h"
+
+#include "CommandLine.h"
+#include "FileDescriptor.h"
+#include "JournalFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QRegularExpression>
+#include <QSysInfo>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace Korvel::App {
+
+namespace {
+
+/** Of the lines that are written; raised when a member changes its meaning or goes. */
+constexpr int journalVersion = 1;
+
+QString WordFor(OnExists what)
+{
+    switch (what) {
+    case OnExists::Number:
+        return QStringLiteral("number");
+    case OnExists::Fail:
+        return QStringLiteral("fail");
+    case OnExists::Skip:
+        return QStringLiteral("skip");
+    case OnExists::Overwrite:
+        return QStringLiteral("overwrite");
+    }
+    return {};
+}
+
+/** What decides which files there are in the end, and what is in them. */
+QJsonObject SettingsOf(const CommandLine& commandLine)
+{
+    QJsonObject settings{
+        {QStringLiteral("folder"), QDir::currentPath()},
+        {QStringLiteral("output"), commandLine.output},
+        {QStringLiteral("format"), commandLine.format},
+        {QStringLiteral("on-exists"), WordFor(commandLine.onExists)},
+        {QStringLiteral("pages"), QString::fromStdString(commandLine.pages)},
+        {QStringLiteral("gray"), commandLine.gray},
+        {QStringLiteral("quality"), commandLine.quality},
+        {QStringLiteral("compression"), QString::fromStdString(commandLine.compression)}};
+    if (commandLine.size.isEmpty())
+        settings[QStringLiteral("resolution")] = commandLine.resolution;
+    else
+        settings[QStringLiteral("size")] =
+            QStringLiteral("%1x%2").arg(commandLine.size.width()).arg(commandLine.size.height());
+    return settings;
+}
+
+QString Text(const QJsonObject& line, const char* member)
+{
+    return line[QLatin1String(member)].toString();
+}
+
+Failure CannotWrite(const QString& path, const QString& why)
+{
+    return {ExitCode::Output, "cannot-write",
+            "cannot write the journal " + path.toStdString() + ": " + why.toStdString()};
+}
+
+/** The process that has the journal, as far as it has told. */
+std::string HolderOf(const QString& path)
+{
+    std::string holder = "another run";
+    ReadJournal(path, 0, [&holder](const QJsonObject& line) {
+        if (Text(line, "event") == QLatin1String("begun"))
+            holder = "process " + std::to_string(line[QLatin1String("process")].toInt()) + " on " +
+                     Text(line, "host").toStdString();
+    });
+    return holder;
+}
+
+} // namespace
+
+Journal::Journal(const CommandLine& commandLine)
+    : path(QString::fromStdString(commandLine.journal)),
+      retriesFailed(commandLine.retriesFailed),
+      settings(SettingsOf(commandLine)),
+      file(path)
+{
+    Open();
+    Lock();
+    size = ReadJournal(path, 0, [this](const QJsonObject& line) { Read(line); });
+    CheckSettings();
+}
+
+void Journal::Open()
+{
+    if (QFileInfo::exists(path) && !QFileInfo(path).isFile())
+        throw CannotWrite(path, QStringLiteral("it is not a regular file"));
+    if (!file.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered))
+        throw CannotWrite(path, file.errorString());
+}
+
+void Journal::Lock() const
+{
+    if (::flock(file.handle(), LOCK_EX | LOCK_NB) == 0)
+        return;
+    if (errno != EWOULDBLOCK)
+        throw CannotWrite(path, QStringLiteral("cannot lock it: ") + std::strerror(errno));
+    throw Failure(ExitCode::Output, "journal-in-use",
+                  "the journal " + path.toStdString() + " belongs to " + HolderOf(path) +
+                      ", which still runs; wait for its end, or name another journal");
+}
+
+void Journal::Read(const QJsonObject& line)
+{
+    const QString event = Text(line, "event");
+    const QString name = Text(line, "file");
+    if (event == QLatin1String("begun"))
+        ReadBegun(line);
+    else if (event == QLatin1String("ended"))
+        abandoned.clear();
+    else if (event == QLatin1String("planned"))
+        ReadPlanned(name, line);
+    else if (event == QLatin1String("placing"))
+        placed.insert(Text(line, "path"), Text(line, "xxh128"));
+    else if (event == QLatin1String("failed"))
+        documents[name].standing = Standing::Failed;
+    else if (event == QLatin1String("done") || event == QLatin1String("skipped"))
+        ReadDone(name, line);
+}
+
+void Journal::ReadBegun(const QJsonObject& line)
+{
+    static const QRegularExpression name(QStringLiteral("^pdfconvert-[A-Za-z0-9]{6}$"));
+    abandoned = name.match(Text(line, "session")).captured();
+    if (firstSettings.isEmpty())
+        firstSettings = line[QLatin1String("settings")].toObject();
+}
+
+void Journal::ReadPlanned(const QString& name, const QJsonObject& line)
+{
+    Plan plan;
+    plan.pages = line[QLatin1String("pages")].toInt();
+    for (const QJsonValue& value : line[QLatin1String("results")].toArray()) {
+        const QJsonObject result = value.toObject();
+        const QString to = Text(result, "path");
+        plan.paths[result[QLatin1String("page")].toInt()] = to;
+        planned[to] = name;
+    }
+    documents[name] = {Standing::ToDo, plan};
+}
+
+void Journal::ReadDone(const QString& name, const QJsonObject& line)
+{
+    Document& document = documents[name];
+    for (const auto& [page, to] : document.plan.paths)
+        placed.remove(to);
+    document = {Standing::Done, {}};
+    hasRepaired = hasRepaired || line[QLatin1String("repaired")].toBool();
+}
+
+void Journal::CheckSettings() const
+{
+    if (firstSettings.isEmpty() || firstSettings == settings)
+        return;
+    std::string differences;
+    for (auto now = settings.begin(); now != settings.end(); ++now) {
+        const QString before = firstSettings[now.key()].toVariant().toString();
+        if (firstSettings[now.key()] != now.value())
+            differences += (differences.empty() ? "" : ", ") + now.key().toStdString() + " was '" +
+                           before.toStdString() + "' and is '" +
+                           now.value().toVariant().toString().toStdString() + "'";
+    }
+    throw Failure(ExitCode::Usage, "usage",
+                  "the journal " + path.toStdString() + " was begun with other settings (" +
+                      differences + "); take those again, or name another journal");
+}
+
+void Journal::Begin(const QString& session)
+{
+    RemoveHidden();
+    if (!file.resize(size))
+        throw CannotWrite(path, file.errorString());
+    Append("begun", {{QStringLiteral("version"), journalVersion},
+                     {QStringLiteral("host"), QSysInfo::machineHostName()},
+                     {QStringLiteral("process"), ::getpid()},
+                     {QStringLiteral("session"), session},
+                     {QStringLiteral("settings"), settings}});
+    Check();
+    FlushToDisk(QFileInfo(path).path());
+}
+
+/** Copies from another volume lie beside the result until they are whole. */
+void Journal::RemoveHidden() const
+{
+    if (abandoned.isEmpty())
+        return;
+    const QString beginning = '.' + abandoned + '-';
+    for (const QString& folder : FoldersInWork()) {
+        for (const QString& name : QDir(folder).entryList(QDir::Files | QDir::Hidden)) {
+            if (name.startsWith(beginning))
+                QFile::remove(folder + '/' + name);
+        }
+    }
+}
+
+std::set<QString> Journal::FoldersInWork() const
+{
+    std::set<QString> folders;
+    for (const Document& document : documents) {
+        for (const auto& [page, to] : document.plan.paths)
+            folders.insert(QFileInfo(to).path());
+    }
+    return folders;
+}
+
+void Journal::End(int exitCode)
+{
+    Append("ended", {{QStringLiteral("exitCode"), exitCode}});
+    Flush();
+}
+
+Journal::Standing Journal::Take(const QString& name)
+{
+    Document& document = documents[name];
+    const bool isToDo = document.standing == Standing::ToDo ||
+                        (document.standing == Standing::Failed && retriesFailed);
+    if (!isToDo)
+        return document.standing;
+    document.standing = Standing::Taken;
+    return Standing::ToDo;
+}
+
+std::optional<Journal::Plan> Journal::PlanOf(const QString& name) const
+{
+    const auto found = documents.find(name);
+    if (found == documents.end() || found->plan.pages == 0)
+        return std::nullopt;
+    return found->plan;
+}
+
+void Journal::AddPlanned(PlannedPaths& to) const
+{
+    to.insert(planned.begin(), planned.end());
+}
+
+bool Journal::HasFailed() const
+{
+    return std::any_of(documents.begin(), documents.end(), [](const Document& document) {
+        return document.standing == Standing::Failed;
+    });
+}
+
+void Journal::Planned(const QString& name, int pages, const std::vector<Result>& results)
+{
+    QJsonArray paths;
+    documents[name].plan.pages = pages;
+    for (const Result& result : results) {
+        QJsonObject object{{QStringLiteral("path"), result.path}};
+        if (result.page > 0)
+            object[QStringLiteral("page")] = result.page;
+        paths.append(object);
+    }
+    Append("planned", {{QStringLiteral("file"), name},
+                       {QStringLiteral("pages"), pages},
+                       {QStringLiteral("results"), paths}});
+}
+
+void Journal::PlannedAnew(const QString& name, const std::vector<Result>& results)
+{
+    Planned(name, documents[name].plan.pages, results);
+}
+
+bool Journal::Placing(const QString& to, const Checksum& sum)
+{
+    Append("placing", {{QStringLiteral("path"), to},
+                       {QStringLiteral("bytes"), sum.bytes},
+                       {QStringLiteral("xxh128"), sum.xxh128}});
+    Flush();
+    return IsSound();
+}
+
+bool Journal::HasPlaced(const QString& at) const
+{
+    if (!placed.contains(at))
+        return false;
+    const auto sum = Checksum::Of(at.toStdString());
+    return sum && placed.contains(at, sum->xxh128);
+}
+
+void Journal::Done(const QString& name, const std::vector<Result>& results, double seconds,
+                   bool isRepaired)
+{
+    documents[name].standing = Standing::Done;
+    std::set<QString> folders;
+    for (const Result& result : results)
+        folders.insert(QFileInfo(result.path).path());
+    for (const QString& folder : folders)
+        FlushToDisk(folder);
+    if (results.empty()) {
+        Append("skipped", {{QStringLiteral("file"), name}});
+    } else {
+        QJsonObject members{{QStringLiteral("file"), name},
+                            {QStringLiteral("results"), ToJson(results)},
+                            {QStringLiteral("seconds"), seconds}};
+        if (isRepaired)
+            members[QStringLiteral("repaired")] = true;
+        Append("done", members);
+    }
+    Flush();
+}
+
+void Journal::Failed(const QString& name, const char* reason, const std::string& message)
+{
+    Standing& standing = documents[name].standing;
+    if (standing == Standing::Done)
+        return;
+    standing = Standing::Failed;
+    Append("failed", {{QStringLiteral("file"), name},
+                      {QStringLiteral("reason"), QString::fromLatin1(reason)},
+                      {QStringLiteral("message"), QString::fromStdString(message)}});
+    Flush();
+}
+
+void Journal::Check()
+{
+    Flush();
+    if (!IsSound())
+        throw CannotWrite(path, problem + "; what it does not tell of is converted again by the "
+                                          "next run");
+}
+
+bool Journal::FlushToDisk(const QString& what)
+{
+    const PDF::FileDescriptor opened(::open(what.toStdString().c_str(), O_RDONLY | O_CLOEXEC));
+    return opened && ::fsync(opened.Number()) == 0;
+}
+
+void Journal::Append(const char* event, QJsonObject members)
+{
+    members[QStringLiteral("event")] = QString::fromLatin1(event);
+    members[QStringLiteral("time")] = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+    const QByteArray line = QJsonDocument(members).toJson(QJsonDocument::Compact) + '\n';
+    if (IsSound() && file.write(line) != line.size())
+        problem = file.errorString();
+}
+
+void Journal::Flush()
+{
+    if (IsSound() && ::fdatasync(file.handle()) != 0)
+        problem = std::strerror(errno);
+}
+
+} // namespace Korvel::App
