@@ -1,0 +1,384 @@
+// Runs that write down what they do, and go on where others were killed.
+
+#include "FilesBelow.h"
+#include "Program.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <map>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace Korvel::App {
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class JournalTest : public ProgramTest
+{
+protected:
+    JournalTest()
+    {
+        EXPECT_TRUE(QDir(Path("")).mkdir("b"));
+        MakeSample("a.pdf", 3);
+        MakeSample("b/a.pdf", 2, "pw");
+        MakeSample("c.pdf", 4);
+        Write("list", "a.pdf\nb/a.pdf\nc.pdf\n");
+    }
+
+    /** To pictures in `folder`, slow enough to be caught at it. */
+    static QStringList Arguments(const QString& folder, const QString& journal = "journal")
+    {
+        QStringList arguments{"--from-list", "list", "-d",        folder,
+                              "--password",  "pw",   "--no-input"};
+        if (!journal.isEmpty())
+            arguments << "--journal" << journal;
+        return arguments;
+    }
+
+    QList<QJsonObject> Journal(const QString& name = "journal") const
+    {
+        QList<QJsonObject> lines;
+        if (!QFile::exists(Path(name)))
+            return lines;
+        for (const QByteArray& line : Read(name).split('\n'))
+            lines << QJsonDocument::fromJson(line).object();
+        lines.removeLast();
+        return lines;
+    }
+
+    QList<QJsonObject> Journal(const char* event) const
+    {
+        QList<QJsonObject> lines;
+        for (const QJsonObject& line : Journal()) {
+            if (line["event"] == event)
+                lines << line;
+        }
+        return lines;
+    }
+
+    QStringList FilesOf(const char* event) const
+    {
+        QStringList files;
+        for (const QJsonObject& line : Journal(event))
+            files << line["file"].toString();
+        return files;
+    }
+
+    /** Kills a run as soon as its journal has so many new lines, unless it has ended before. */
+    void RunAndKill(const QStringList& arguments, int lines) const
+    {
+        const int before = Journal().size();
+        const auto process = Start(arguments);
+        while (Journal().size() < before + lines && !process->waitForFinished(1)) {
+        }
+        if (process->state() != QProcess::NotRunning)
+            process->kill();
+        Finish(*process);
+    }
+
+    /** Leaves journal and results as if the last run had been killed before so many of its lines.
+     */
+    void TakeBack(int lines) const
+    {
+        QByteArray journal = Read("journal");
+        for (; lines > 0; --lines) {
+            const int begin = journal.lastIndexOf('\n', -2) + 1;
+            const QJsonObject line = QJsonDocument::fromJson(journal.mid(begin)).object();
+            if (line["event"] == "placing") {
+                EXPECT_TRUE(QFile::remove(Path(line["path"].toString())));
+            }
+            journal.truncate(begin);
+        }
+        Write("journal", journal);
+    }
+
+    /** What the files below a folder hold, by their paths in it. */
+    std::map<QString, QByteArray> Contents(const QString& name) const
+    {
+        std::map<QString, QByteArray> contents;
+        const QDir root(QDir(Path("")).filePath(name));
+        for (const QString& path : PDF::Test::FilesBelow(root.path())) {
+            QFile file(path);
+            EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+            contents[root.relativeFilePath(path)] = file.readAll();
+        }
+        return contents;
+    }
+};
+
+TEST_F(JournalTest, TellsEachStepOfADocument)
+{
+    Write("bad.pdf", "no PDF");
+    Write("list", "a.pdf\nbad.pdf\n");
+    const Outcome run = Run(Arguments("out"));
+    EXPECT_EQ(run.exitCode, 10);
+    QStringList events;
+    for (const QJsonObject& line : Journal()) {
+        events << line["event"].toString();
+        EXPECT_TRUE(QDateTime::fromString(line["time"].toString(), Qt::ISODateWithMs).isValid());
+    }
+    EXPECT_EQ(events, QStringList({"begun", "planned", "failed", "placing", "placing", "placing",
+                                   "done", "ended"}));
+    const QJsonObject begun = Journal("begun").first();
+    EXPECT_EQ(begun["version"], 1);
+    EXPECT_THAT(begun["session"].toString().toStdString(), StartsWith("pdfconvert-"));
+    const QJsonObject planned = Journal("planned").first();
+    EXPECT_EQ(planned["file"], "a.pdf");
+    EXPECT_EQ(planned["pages"], 3);
+    EXPECT_EQ(planned["results"].toArray().at(2).toObject(),
+              (QJsonObject{{"page", 3}, {"path", "out/a-3.png"}}));
+    const QJsonObject done = Journal("done").first();
+    EXPECT_EQ(done["results"].toArray().at(2).toObject(),
+              (QJsonObject{{"page", 3},
+                           {"path", "out/a-3.png"},
+                           {"bytes", QFileInfo(Path("out/a-3.png")).size()}}));
+    EXPECT_EQ(Journal("failed").first()["reason"], "not-a-pdf");
+    EXPECT_EQ(Journal("ended").first()["exitCode"], 10);
+    EXPECT_FALSE(Read("journal").contains("pw\"")) << "no password";
+}
+
+TEST_F(JournalTest, LeavesTheFilesOfAnUndisturbedRunWhereverItIsKilled)
+{
+    ASSERT_EQ(Run(Arguments("undisturbed", "")).exitCode, 0);
+    const auto undisturbed = Contents("undisturbed");
+    ASSERT_EQ(undisturbed.size(), 9);
+    for (int lines = 1; lines < 18; lines += 3) {
+        QFile::remove(Path("journal"));
+        const QString out = QStringLiteral("out%1").arg(lines);
+        RunAndKill(Arguments(out), lines);
+        RunAndKill(Arguments(out), 6);
+        const Outcome last = Run(Arguments(out));
+        EXPECT_EQ(last.exitCode, 0) << last.complaints;
+        EXPECT_TRUE(Contents(out) == undisturbed) << lines << " lines";
+        EXPECT_THAT(LeftInTempDir(), IsEmpty());
+    }
+}
+
+TEST_F(JournalTest, LeavesThemOnAnotherVolumeToo)
+{
+    ASSERT_EQ(Run(Arguments("undisturbed", "")).exitCode, 0);
+    const QTemporaryDir elsewhere("/dev/shm/journal-test-XXXXXX");
+    ASSERT_TRUE(elsewhere.isValid());
+    RunAndKill(Arguments(elsewhere.path()), 7);
+    RunAndKill(Arguments(elsewhere.path()), 7);
+    EXPECT_EQ(Run(Arguments(elsewhere.path())).exitCode, 0);
+    EXPECT_TRUE(Contents(elsewhere.path()) == Contents("undisturbed"));
+}
+
+TEST_F(JournalTest, DoesNotTouchWhatIsDone)
+{
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    QFile::remove(Path("out/a-1.png"));
+    Write("out/a-2.png", "changed since");
+    const Outcome again = Run(Arguments("out"));
+    EXPECT_EQ(again.exitCode, 0);
+    EXPECT_THAT(again.complaints, HasSubstr("0 of 3 documents converted, 3 were before"));
+    EXPECT_EQ(again.results, QStringList());
+    EXPECT_FALSE(QFile::exists(Path("out/a-1.png")));
+    EXPECT_EQ(Read("out/a-2.png"), "changed since");
+}
+
+TEST_F(JournalTest, ReplacesNothingThatOthersPutIntoItsPlan)
+{
+    Write("list", "a.pdf\n");
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    TakeBack(3); // ended, done, and one of three pages
+    const QString last = QFile::exists(Path("out/a-3.png")) ? "out/a-2" : "out/a-3";
+    Write(last + ".png", "theirs");
+    Write("out/a-1.png", "changed by them");
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+    EXPECT_EQ(Read(last + ".png"), "theirs");
+    EXPECT_EQ(Read("out/a-1.png"), "changed by them");
+    EXPECT_TRUE(QFile::exists(Path(last + "(2).png")));
+    EXPECT_TRUE(QFile::exists(Path("out/a-1(2).png")));
+    EXPECT_EQ(Contents("out").size(), 5);
+}
+
+TEST_F(JournalTest, KeepsANameThatItHadToChooseAnew)
+{
+    Write("list", "a.pdf\n");
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    TakeBack(5);
+    Write("out/a-2.png", "theirs");
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    TakeBack(2); // ended and done
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+    EXPECT_EQ(Read("out/a-2.png"), "theirs");
+    EXPECT_EQ(Contents("out").size(), 4) << "a-2.png is theirs, and a-2(2).png is the page";
+    EXPECT_TRUE(QFile::exists(Path("out/a-2(2).png")));
+}
+
+TEST_F(JournalTest, ReplacesWhatItHadPutInPlaceWhateverIsDoneAboutOtherFiles)
+{
+    Write("list", "a.pdf\nc.pdf\n");
+    for (const QString what : {"number", "fail", "skip", "overwrite"}) {
+        QFile::remove(Path("journal"));
+        const QStringList arguments = Arguments(what) << "--on-exists" << what;
+        ASSERT_EQ(Run(arguments).exitCode, 0);
+        const auto undisturbed = Contents(what);
+        TakeBack(4);
+        EXPECT_EQ(Run(arguments).exitCode, 0) << what.toStdString();
+        EXPECT_TRUE(Contents(what) == undisturbed) << what.toStdString();
+    }
+}
+
+TEST_F(JournalTest, SaysWhatWasSkipped)
+{
+    Write("list", "a.pdf\n");
+    Run(Arguments("out", ""));
+    const Outcome run = Run(Arguments("out") << "--on-exists"
+                                             << "skip");
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(FilesOf("skipped"), QStringList("a.pdf"));
+}
+
+TEST_F(JournalTest, UnderstandsATornLastLine)
+{
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    const auto before = Contents("out");
+    QByteArray journal = Read("journal");
+    journal.chop(journal.size() - journal.lastIndexOf("{\"event\":\"done\"") - 30);
+    Write("journal", journal);
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+    EXPECT_TRUE(Contents("out") == before);
+    EXPECT_EQ(FilesOf("done").size(), 3) << "each of them once";
+    for (const QJsonObject& line : Journal())
+        EXPECT_FALSE(line.isEmpty()) << "a line begins where the torn one was";
+}
+
+TEST_F(JournalTest, BeginsAnewWhenTheFirstLineWasTorn)
+{
+    Write("journal", R"({"event":"begun","ho)");
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+    EXPECT_EQ(Journal("begun").size(), 1);
+    EXPECT_EQ(FilesOf("done").size(), 3);
+}
+
+TEST_F(JournalTest, RefusesASecondRunAndNamesTheFirst)
+{
+    QStringList arguments = Arguments("out");
+    arguments.replace(arguments.indexOf("list"), "-");
+    const auto first = Start(arguments); // and waits for its list
+    while (Journal("begun").isEmpty() && !first->waitForFinished(1)) {
+    }
+    const Outcome second = Run(Arguments("out"));
+    EXPECT_EQ(second.exitCode, 5);
+    EXPECT_THAT(second.complaints, HasSubstr("the journal journal belongs to process " +
+                                             std::to_string(first->processId()) + " on "));
+    EXPECT_THAT(Contents("out"), IsEmpty());
+    first->write("c.pdf\n");
+    first->closeWriteChannel();
+    EXPECT_EQ(Finish(*first).exitCode, 0);
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0) << "the others, once the first has ended";
+    EXPECT_EQ(Contents("out").size(), 9);
+}
+
+TEST_F(JournalTest, KeepsFailuresUntilTheyAreToBeTriedAgain)
+{
+    Write("bad.pdf", "no PDF");
+    Write("list", "bad.pdf\na.pdf\n");
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 10);
+    QFile::remove(Path("bad.pdf"));
+    MakeSample("bad.pdf", 1);
+    const Outcome again = Run(Arguments("out"));
+    EXPECT_EQ(again.exitCode, 10);
+    EXPECT_THAT(again.complaints, AllOf(HasSubstr("1 had failed before (--retry-failed"),
+                                        Not(HasSubstr("is not a PDF"))));
+    EXPECT_FALSE(QFile::exists(Path("out/bad-1.png")));
+    EXPECT_EQ(Run(Arguments("out") << "--retry-failed").exitCode, 0);
+    EXPECT_TRUE(QFile::exists(Path("out/bad-1.png")));
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+}
+
+TEST_F(JournalTest, TriesAFailedDocumentAgainInTheNamesThatItHad)
+{
+    Write("list", "a.pdf\n");
+    Write("out", "in the way of the folder");
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 10);
+    ASSERT_EQ(FilesOf("failed"), QStringList("a.pdf"));
+    QFile::remove(Path("out"));
+    Write("list", "b/a.pdf\na.pdf\n");
+    EXPECT_EQ(Run(Arguments("out")).results, QStringList({"out/a-1(2).png", "out/a-2(2).png"}));
+    EXPECT_EQ(Run(Arguments("out") << "--retry-failed").results,
+              QStringList({"out/a-1.png", "out/a-2.png", "out/a-3.png"}));
+}
+
+TEST_F(JournalTest, EndsWithTenWhenAllHaveFailedAlike)
+{
+    Write("list", "none.pdf\n");
+    EXPECT_EQ(Run(Arguments("out", "")).exitCode, 4);
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 10);
+}
+
+TEST_F(JournalTest, ConvertsADocumentOnceThatTheListNamesTwice)
+{
+    Write("list", "a.pdf\na.pdf\n");
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+    EXPECT_EQ(Contents("out").size(), 3);
+}
+
+TEST_F(JournalTest, RefusesOtherSettings)
+{
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    const Outcome other = Run(Arguments("out") << "-r"
+                                               << "300");
+    EXPECT_EQ(other.exitCode, 2);
+    EXPECT_THAT(other.complaints, HasSubstr("resolution was '150' and is '300'"));
+}
+
+TEST_F(JournalTest, LeavesAFileAloneThatIsNoJournal)
+{
+    const QByteArray list = Read("list");
+    const Outcome run = Run(Arguments("out", "list"));
+    EXPECT_EQ(run.exitCode, 4);
+    EXPECT_THAT(run.complaints, HasSubstr("list is no journal"));
+    EXPECT_EQ(Read("list"), list);
+    Write("half", R"({"event":"begun"}
+half a line
+)");
+    EXPECT_THAT(Run(Arguments("out", "half")).complaints, HasSubstr("at byte 18"));
+}
+
+TEST_F(JournalTest, SaysWhyItCannotBeWritten)
+{
+    EXPECT_THAT(Run(Arguments("out", "none/journal")).complaints,
+                HasSubstr("cannot write the journal none/journal: No such file"));
+    EXPECT_THAT(Run(Arguments("out", "b")).complaints, HasSubstr("it is not a regular file"));
+    EXPECT_EQ(Run(Arguments("out", "/dev/null")).exitCode, 5);
+}
+
+TEST_F(JournalTest, RemovesWhatAKilledRunWasJustPuttingInPlace)
+{
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    TakeBack(3);
+    const QString session = Journal("begun").first()["session"].toString();
+    Write("out/." + session + "-x1Y2z3", "half a page");
+    Write("out/.pdfconvert-Other1-x1Y2z3", "of another run");
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+    EXPECT_FALSE(QFile::exists(Path("out/." + session + "-x1Y2z3")));
+    EXPECT_TRUE(QFile::exists(Path("out/.pdfconvert-Other1-x1Y2z3")));
+}
+
+TEST_F(JournalTest, WarnsAgainOfWhatWasRepairedBefore)
+{
+    QByteArray damaged = Read("c.pdf");
+    damaged.replace("startxref", "starting!");
+    Write("c.pdf", damaged);
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 3);
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 3);
+    EXPECT_EQ(Run(Arguments("out") << "--warning-exit-0").exitCode, 0);
+}
+
+} // namespace
+} // namespace Korvel::App
