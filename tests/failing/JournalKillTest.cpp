@@ -1,0 +1,143 @@
+// A run with a journal is killed before one of its system calls, and started again until it ends.
+
+#include "FileTestTools.h"
+#include "Stride.h"
+#include "TracedProgram.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <map>
+
+#include <gmock/gmock.h>
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/syscall.h>
+
+namespace Korvel::Failing {
+namespace {
+
+using PDF::Test::NamesIn;
+using PDF::Test::ReadFile;
+
+/** Where the results go, and what the file system there can do. */
+struct Volume
+{
+    const char* name;
+    bool isAnother;
+    /** Neither files without a name nor a rename that does not replace, as on NFS. */
+    bool isPlain;
+};
+
+void PrintTo(const Volume& volume, std::ostream* stream)
+{
+    *stream << volume.name;
+}
+
+std::string NameOf(const testing::TestParamInfo<Volume>& volume)
+{
+    return volume.param.name;
+}
+
+class JournalKillTest : public TracedProgramTest, public testing::WithParamInterface<Volume>
+{
+protected:
+    void SetUp() override
+    {
+        TracedProgramTest::SetUp();
+        if (IsSkipped())
+            return;
+        MakeSample("plain.pdf", 2);
+        Write("bad.pdf", "no PDF");
+        Write("list", "secret.pdf\nbad.pdf\nplain.pdf\n");
+        ASSERT_TRUE(QDir(Path("")).mkdir("out"));
+        folder = GetParam().isAnother ? elsewhere.path() : Path("out");
+    }
+
+    TracedRun Convert(const std::function<int(const Call&)>& judge) const
+    {
+        return Run({"--from-list", "list", "--journal", "journal", "-d", folder, "-r", "20",
+                    "--password-file", "pw", "--temp-dir", TempDir()},
+                   [&](const Call& call) {
+                       const int verdict = judge(call);
+                       return verdict == Go && GetParam().isPlain ? VerdictOfPlain(call) : verdict;
+                   });
+    }
+
+    static int VerdictOfPlain(const Call& call)
+    {
+        if (call.number == SYS_openat && (call.arguments[2] & O_TMPFILE) == O_TMPFILE)
+            return EOPNOTSUPP;
+        return call.number == SYS_renameat2 && call.arguments[4] == RENAME_NOREPLACE ? EINVAL : Go;
+    }
+
+    /** Kills the command before one of its calls; where the run is shorter, not at all. */
+    void ConvertAndKill(int beforeCall)
+    {
+        int made = 0;
+        std::string killedAt = "its end";
+        Convert([&](const Call& call) -> int {
+            if (call.process != 0 || made++ != beforeCall)
+                return Go;
+            killedAt = Describe(call);
+            ++kills;
+            return Kill;
+        });
+        story += "killed before call " + std::to_string(beforeCall) + ", " + killedAt + "; ";
+    }
+
+    std::map<std::string, std::string> Results() const
+    {
+        std::map<std::string, std::string> results;
+        for (const std::string& name : NamesIn(folder.toStdString()))
+            results[name] = ReadFile(folder.toStdString() + '/' + name);
+        return results;
+    }
+
+    void Clear() const
+    {
+        QFile::remove(Path("journal"));
+        for (const auto& [name, content] : Results())
+            std::remove((folder.toStdString() + '/' + name).c_str());
+    }
+
+    const QTemporaryDir elsewhere{QStringLiteral("/dev/shm/journal-kill-test-XXXXXX")};
+    QString folder;
+    int kills = 0;
+    std::string story;
+};
+
+INSTANTIATE_TEST_SUITE_P(, JournalKillTest,
+                         testing::Values(Volume{"WithinAVolume", false, false},
+                                         Volume{"WithinAPlainVolume", false, true},
+                                         Volume{"AcrossVolumes", true, false},
+                                         Volume{"ToAPlainVolume", true, true}),
+                         NameOf);
+
+TEST_P(JournalKillTest, LeavesTheFilesOfAnUndisturbedRun)
+{
+    int calls = 0;
+    const TracedRun run = Convert([&](const Call& call) {
+        calls += call.process == 0;
+        return Go;
+    });
+    ASSERT_EQ(run.end.code, 10) << run.complaints;
+    const auto undisturbed = Results();
+    ASSERT_EQ(undisturbed.size(), 3u);
+    for (int call = 0; call < calls && !HasFailure(); call += Stride(211)) {
+        Clear();
+        story.clear();
+        ConvertAndKill(call);
+        ConvertAndKill(calls - 1 - call / 2);
+        const TracedRun last = Convert([](const Call&) { return Go; });
+        EXPECT_EQ(last.end.code, 10) << story << last.complaints;
+        EXPECT_TRUE(Results() == undisturbed)
+            << story << testing::PrintToString(NamesIn(folder.toStdString()));
+        EXPECT_EQ(LeftInTempDir(), QStringList()) << story;
+        ExpectSourceIntact();
+    }
+    std::printf("%d kills of runs with a journal: always the files of an undisturbed run\n", kills);
+}
+
+} // namespace
+} // namespace Korvel::Failing
