@@ -147,7 +147,8 @@ void Journal::ReadPlanned(const QString& name, const QJsonObject& line)
 {
     Plan plan;
     plan.pages = line[QLatin1String("pages")].toInt();
-    for (const QJsonValue& value : line[QLatin1String("results")].toArray()) {
+    const QJsonArray results = line[QLatin1String("results")].toArray();
+    for (const QJsonValue& value : results) {
         const QJsonObject result = value.toObject();
         const QString to = Text(result, "path");
         plan.paths[result[QLatin1String("page")].toInt()] = to;
