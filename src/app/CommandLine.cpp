@@ -4,6 +4,7 @@
 #include "OptionTable.h"
 #include "OutputPlan.h"
 #include "ShellCompletion.h"
+#include "SummaryTable.h"
 #include "Text.h"
 
 #include <cstring>
@@ -14,9 +15,9 @@ namespace Korvel::App {
 
 namespace {
 
-ParseResult UsageError(const std::string& message)
+ParseResult UsageError(const std::string& message, const std::string& command = "pdfconvert")
 {
-    return {std::nullopt, "pdfconvert: " + message + "\nTry 'pdfconvert --help'.\n",
+    return {std::nullopt, "pdfconvert: " + message + "\nTry '" + command + " --help'.\n",
             ExitCode::Usage};
 }
 
@@ -108,6 +109,15 @@ CommandLine Complete(const Arguments& arguments)
     return line;
 }
 
+CommandLine ToCommandLine(const SummaryOptions& summary)
+{
+    if (summary.journals.empty())
+        throw Failure(ExitCode::Usage, "usage", "there is no JOURNAL; name the journals to add up");
+    CommandLine line;
+    line.summary = summary;
+    return line;
+}
+
 /** The value of --password in an argument; null when it holds none. */
 const char* PasswordIn(const char* const* argv, int i)
 {
@@ -131,13 +141,20 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
     }
 
     Arguments arguments;
-    const std::unique_ptr<CLI::App> table = MakeOptionTable(arguments);
+    SummaryOptions summary;
+    const bool isReport = argc > 1 && std::string_view(argv[1]) == "report";
+    const std::unique_ptr<CLI::App> table =
+        isReport ? MakeSummaryTable(summary) : MakeOptionTable(arguments);
     try {
-        table->parse(argc, argv);
+        table->parse(argc - int(isReport), argv + int(isReport));
+        if (isReport)
+            return {ToCommandLine(summary), {}, ExitCode::Done};
         if (!arguments.completion.empty())
-            return {std::nullopt, ShellCompletion(*table, arguments.completion), ExitCode::Done};
+            return {std::nullopt,
+                    ShellCompletion(*table, *MakeSummaryTable(summary), arguments.completion),
+                    ExitCode::Done};
         if (arguments.manual)
-            return {std::nullopt, ManualPage(*table), ExitCode::Done};
+            return {std::nullopt, ManualPage(*table, *MakeSummaryTable(summary)), ExitCode::Done};
         return {Complete(arguments), {}, ExitCode::Done};
     } catch (const CLI::CallForHelp&) {
         // CLI11 puts two empty lines behind each group.
@@ -145,9 +162,9 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
                 QString::fromStdString(table->help()).replace("\n\n\n", "\n\n").toStdString(),
                 ExitCode::Done};
     } catch (const CLI::ParseError& error) {
-        return UsageError(error.what());
+        return UsageError(error.what(), table->get_name());
     } catch (const Failure& failure) {
-        return UsageError(failure.what());
+        return UsageError(failure.what(), table->get_name());
     }
 }
 

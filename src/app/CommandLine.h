@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <QSize>
 #include <QString>
@@ -29,9 +30,22 @@ enum class ProgressStyle {
     None
 };
 
+/** Which journals to add up, and how to tell what they come to. */
+struct SummaryOptions
+{
+    std::vector<std::string> journals;
+    /** Print JSON in place of text. */
+    bool json = false;
+    /** Print again whenever they grow, until all is done. */
+    bool follow = false;
+};
+
 /** What the user asked for. */
 struct CommandLine
 {
+    /** Add journals up, and do nothing else. */
+    std::optional<SummaryOptions> summary;
+
     /** As given; "-" stands for standard input. */
     QStringList inputs;
     /** File with further inputs, one a line, "-" for standard input; empty for none. */

@@ -39,9 +39,21 @@ void AddOption(std::ostream& page, const CLI::Option& option)
     page << '\n' << Literal(option.get_description()) << '\n';
 }
 
+void AddOptions(std::ostream& page, const CLI::App& table, const std::string& group)
+{
+    const auto options = table.get_options([&group](const CLI::Option* option) {
+        return option->get_group() == group && option->nonpositional();
+    });
+    if (group.empty() || options.empty())
+        return;
+    page << ".SS " << group << '\n';
+    for (const CLI::Option* const option : options)
+        AddOption(page, *option);
+}
+
 } // namespace
 
-std::string ManualPage(const CLI::App& table)
+std::string ManualPage(const CLI::App& table, const CLI::App& reportTable)
 {
     std::ostringstream page;
     page << ".TH PDFCONVERT 1 \"\" \"pdfconvert " PROJECT_VERSION "\" \"User Commands\"\n"
@@ -54,18 +66,16 @@ std::string ManualPage(const CLI::App& table)
             ".B pdfconvert\n"
             "\\fIINPUT\\fR... \\fB\\-d\\fR \\fIFOLDER\\fR [\\fB\\-f\\fR \\fIFORMAT\\fR] "
             "[\\fIOPTIONS\\fR]\n"
+            ".br\n"
+            ".B pdfconvert report\n"
+            "\\fIJOURNAL\\fR... [\\fB\\-\\-json\\fR] [\\fB\\-\\-follow\\fR]\n"
             ".SH DESCRIPTION\n"
          << Literal(table.get_description()) << ".SH OPTIONS\n";
-    for (const std::string& group : table.get_groups()) {
-        const auto options = table.get_options([&group](const CLI::Option* option) {
-            return option->get_group() == group && option->nonpositional();
-        });
-        if (group.empty() || options.empty())
-            continue;
-        page << ".SS " << group << '\n';
-        for (const CLI::Option* const option : options)
-            AddOption(page, *option);
-    }
+    for (const std::string& group : table.get_groups())
+        AddOptions(page, table, group);
+    page << ".SH REPORTS\n" << Literal(reportTable.get_description());
+    for (const std::string& group : reportTable.get_groups())
+        AddOptions(page, reportTable, group);
     page << ".SH \"EXAMPLES AND EXIT CODES\"\n.nf\n" << Literal(table.get_footer()) << "\n.fi\n";
     return page.str();
 }

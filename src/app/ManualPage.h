@@ -6,7 +6,7 @@
 
 namespace Korvel::App {
 
-/** The options of `table` as a page for man(1). */
-std::string ManualPage(const CLI::App& table);
+/** The options of both tables, the command's own and that of its reports, as a page for man(1). */
+std::string ManualPage(const CLI::App& table, const CLI::App& reportTable);
 
 } // namespace Korvel::App

@@ -37,6 +37,8 @@ Examples:
       pages, version, encryption and permissions
   curl ... | pdfconvert - -o - -f txt | less
       from standard input to standard output
+  pdfconvert report *.journal
+      what has become of all documents; pdfconvert report --help tells more
 
 The final paths go to standard output, one a line in page order; everything else
 goes to standard error. A document that fails does not stop the others.
@@ -70,7 +72,8 @@ class Formatter : public CLI::Formatter
     std::string make_usage(const CLI::App*, std::string) const override
     {
         return "Usage: pdfconvert INPUT... -o OUTPUT [OPTIONS]\n"
-               "       pdfconvert INPUT... -d FOLDER [-f FORMAT] [OPTIONS]\n";
+               "       pdfconvert INPUT... -d FOLDER [-f FORMAT] [OPTIONS]\n"
+               "       pdfconvert report JOURNAL... [--json] [--follow]\n";
     }
 };
 

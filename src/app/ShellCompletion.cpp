@@ -61,15 +61,31 @@ std::string Plain(std::string text)
     return text;
 }
 
-std::string Bash(const std::vector<Completed>& options)
+std::string NamesOf(const std::vector<Completed>& options)
+{
+    std::string names;
+    for (const Completed& option : options)
+        names += option.Joined(" ") + " ";
+    return names;
+}
+
+std::string Bash(const std::vector<Completed>& options, const std::vector<Completed>& ofReports)
 {
     std::ostringstream script;
     script << "_pdfconvert()\n{\n"
               "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}\n"
+              "    if [[ $COMP_CWORD -gt 1 && ${COMP_WORDS[1]} == report ]]; then\n"
+              "        if [[ $current == -* ]]; then\n"
+              "            mapfile -t COMPREPLY < <(compgen -W '"
+           << NamesOf(ofReports)
+           << "' -- \"$current\")\n"
+              "        else\n"
+              "            mapfile -t COMPREPLY < <(compgen -f -- \"$current\")\n"
+              "        fi\n"
+              "        return\n"
+              "    fi\n"
               "    case $previous in\n";
-    std::string all;
     for (const Completed& option : options) {
-        all += option.Joined(" ") + " ";
         if (!option.takesValue)
             continue;
         std::string words = "-f";
@@ -83,23 +99,22 @@ std::string Bash(const std::vector<Completed>& options)
     script << "    esac\n"
               "    if [[ $current == -* ]]; then\n"
               "        mapfile -t COMPREPLY < <(compgen -W '"
-           << all
+           << NamesOf(options)
            << "' -- \"$current\")\n"
               "    else\n"
               "        mapfile -t COMPREPLY < <(compgen -f -X '!*.[pP][dD][fF]' -- \"$current\"; "
               "compgen -d -- \"$current\")\n"
+              "        [[ $COMP_CWORD == 1 && report == \"$current\"* ]] && COMPREPLY+=(report)\n"
               "    fi\n"
               "}\n"
               "complete -o filenames -F _pdfconvert pdfconvert\n";
     return script.str();
 }
 
-std::string Zsh(const std::vector<Completed>& options)
+/** The options as arguments of zsh's _arguments. */
+std::string ZshArguments(const std::vector<Completed>& options)
 {
-    std::ostringstream script;
-    script << "#compdef pdfconvert\n"
-              "_pdfconvert() {\n"
-              "    _arguments";
+    std::ostringstream arguments;
     for (const Completed& option : options) {
         std::string value;
         if (option.takesValue) {
@@ -110,9 +125,27 @@ std::string Zsh(const std::vector<Completed>& options)
                 value = ":value:(" + CLI::detail::join(option.choices, " ") + ")";
         }
         for (const std::string& name : option.names)
-            script << " \\\n        '" << name << '[' << Plain(option.help) << ']' << value << '\'';
+            arguments << " \\\n        '" << name << '[' << Plain(option.help) << ']' << value
+                      << '\'';
     }
-    script << " \\\n        '*:PDF:_files -g \"*.(#i)pdf\"'\n"
+    return arguments.str();
+}
+
+std::string Zsh(const std::vector<Completed>& options, const std::vector<Completed>& ofReports)
+{
+    std::ostringstream script;
+    script << "#compdef pdfconvert\n"
+              "_pdfconvert() {\n"
+              "    if [[ $CURRENT -gt 2 && $words[2] == report ]]; then\n"
+              "        _arguments"
+           << ZshArguments(ofReports)
+           << " \\\n        '*:journal:_files'\n"
+              "        return\n"
+              "    fi\n"
+              "    [[ $CURRENT == 2 ]] && compadd report\n"
+              "    _arguments"
+           << ZshArguments(options)
+           << " \\\n        '*:PDF:_files -g \"*.(#i)pdf\"'\n"
               "}\n"
               "if [ \"${funcstack[1]}\" = _pdfconvert ]; then\n"
               "    _pdfconvert \"$@\"\n"
@@ -122,11 +155,12 @@ std::string Zsh(const std::vector<Completed>& options)
     return script.str();
 }
 
-std::string Fish(const std::vector<Completed>& options)
+/** The options, offered where `condition` holds. */
+std::string FishOptions(const std::vector<Completed>& options, const std::string& condition)
 {
     std::ostringstream script;
     for (const Completed& option : options) {
-        script << "complete -c pdfconvert";
+        script << "complete -c pdfconvert -n '" << condition << '\'';
         for (const std::string& name : option.names)
             script << (name[1] == '-' ? " -l " + name.substr(2) : " -s " + name.substr(1));
         if (!option.choices.empty())
@@ -140,14 +174,23 @@ std::string Fish(const std::vector<Completed>& options)
     return script.str();
 }
 
+std::string Fish(const std::vector<Completed>& options, const std::vector<Completed>& ofReports)
+{
+    return FishOptions(options, "not __fish_seen_subcommand_from report") +
+           "complete -c pdfconvert -n __fish_use_subcommand -a report -d 'Add journals up'\n" +
+           FishOptions(ofReports, "__fish_seen_subcommand_from report");
+}
+
 } // namespace
 
-std::string ShellCompletion(const CLI::App& table, const std::string& shell)
+std::string ShellCompletion(const CLI::App& table, const CLI::App& reportTable,
+                            const std::string& shell)
 {
     const std::vector<Completed> options = Options(table);
+    const std::vector<Completed> ofReports = Options(reportTable);
     if (shell == "bash")
-        return Bash(options);
-    return shell == "zsh" ? Zsh(options) : Fish(options);
+        return Bash(options, ofReports);
+    return shell == "zsh" ? Zsh(options, ofReports) : Fish(options, ofReports);
 }
 
 } // namespace Korvel::App

@@ -4,6 +4,7 @@
 #include "Logging.h"
 #include "Report.h"
 #include "Services.h"
+#include "SummaryCommand.h"
 #include "Version.h"
 
 #include <cstdio>
@@ -43,6 +44,8 @@ int Run(const CommandLine& commandLine, Report& report, Interruption& interrupti
             return int(PrintVersion());
         if (commandLine.cleanTemp)
             return int(Services::CleanUp(commandLine));
+        if (commandLine.summary)
+            return int(SummaryCommand(*commandLine.summary, report, interruption).Run());
         return int(Batch(commandLine, report, interruption).Run());
     } catch (const Failure& failure) {
         report.Failed({}, failure);

@@ -48,8 +48,18 @@ TEST_F(ComfortTest, CompletesOptionsTheirWordsAndFilesInBash)
                 testing::ElementsAre("number", "fail", "skip", "overwrite"));
     EXPECT_THAT(Completions({"-f", "t"}), testing::ElementsAre("tif", "tiff", "txt"));
     EXPECT_THAT(Completions({"--password-file", "n"}), testing::ElementsAre("notes.txt"));
-    EXPECT_THAT(Completions({"r"}), testing::ElementsAre("report.pdf"));
+    EXPECT_THAT(Completions({"x.pdf", "r"}), testing::ElementsAre("report.pdf"));
     EXPECT_THAT(Completions({"n"}), Not(Contains("notes.txt"))) << "no PDF";
+}
+
+TEST_F(ComfortTest, CompletesReportsAndTheirJournalsInBash)
+{
+    Write("report.pdf", "");
+    Write("all.journal", "");
+    EXPECT_THAT(Completions({"rep"}), testing::ElementsAre("report.pdf", "report"));
+    EXPECT_THAT(Completions({"report", "--f"}), testing::ElementsAre("--follow"));
+    EXPECT_THAT(Completions({"report", "a"}), testing::ElementsAre("all.journal"));
+    EXPECT_THAT(Completions({"report", "all.journal", "--"}), Not(Contains("--output")));
 }
 
 struct Shell
@@ -82,6 +92,10 @@ TEST_F(ComfortTest, PrintsAHelpThatNamesEveryOptionOnceAndFitsATerminal)
     const Outcome run = Run({"--help"});
     EXPECT_EQ(run.exitCode, 0);
     for (const QString& line : run.results)
+        EXPECT_LE(line.size(), 80) << line.toStdString();
+    QProcess reportHelp;
+    reportHelp.start(PDFCONVERT, {"report", "--help"});
+    for (const QString& line : Finish(reportHelp).results)
         EXPECT_LE(line.size(), 80) << line.toStdString();
     const QString help = run.results.join('\n');
     EXPECT_FALSE(help.contains("Excludes"));
@@ -118,6 +132,8 @@ TEST_F(ComfortTest, PrintsAManualPageOfTheSameOptions)
     EXPECT_THAT(page, testing::StartsWith(".TH PDFCONVERT 1"));
     EXPECT_THAT(page, HasSubstr("\\fB\\-r\\fR, \\fB\\-\\-resolution\\fR \\fIDPI\\fR"));
     EXPECT_THAT(page, HasSubstr("\\fB\\-\\-password\\-file\\fR \\fIFILE\\fR"));
+    EXPECT_THAT(page, HasSubstr(".SH REPORTS"));
+    EXPECT_THAT(page, HasSubstr("\\fB\\-\\-follow\\fR"));
     EXPECT_THAT(page, HasSubstr(".SH \"EXAMPLES AND EXIT CODES\""));
 }
 

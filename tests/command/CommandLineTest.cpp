@@ -126,6 +126,26 @@ TEST(CommandLine, TakesFileNamesThatLookLikeOptionsBehindTwoDashes)
     EXPECT_EQ(line->inputs, QStringList("-in.pdf"));
 }
 
+TEST(CommandLine, TakesJournalsBehindTheWordReport)
+{
+    const auto line = Parse({"report", "a.journal", "--json", "--follow", "report"}).commandLine;
+    ASSERT_TRUE(line);
+    ASSERT_TRUE(line->summary);
+    EXPECT_THAT(line->summary->journals, testing::ElementsAre("a.journal", "report"));
+    EXPECT_TRUE(line->summary->json);
+    EXPECT_TRUE(line->summary->follow);
+    EXPECT_FALSE(line->json);
+    EXPECT_THAT(Parse({"report", "--help"}).text, HasSubstr("pdfconvert report JOURNAL..."));
+}
+
+TEST(CommandLine, TakesTheWordReportForAFileAnywhereElse)
+{
+    EXPECT_EQ(Parse({"./report", "-o", "a.png"}).commandLine.value().inputs,
+              QStringList("./report"));
+    EXPECT_EQ(Parse({"-o", "a.png", "report"}).commandLine.value().inputs, QStringList("report"));
+    EXPECT_FALSE(Parse({"-o", "a.png", "report"}).commandLine.value().summary);
+}
+
 TEST(CommandLine, PrintsHelpAndIsDone)
 {
     const auto help = Parse({"--help"});
@@ -212,6 +232,9 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{"in.pdf", "-o", "a.png", "--pages", "3-1"}, "runs backwards"},
         Refused{{"in.pdf", "-o", "a.pdf", "--pages", "3"}, "--pages"},
         Refused{{"in.pdf", "-o", "a.png", "--nonsense"}, "--nonsense"},
+        Refused{{"report"}, "there is no JOURNAL"}, Refused{{"report", "--follow"}, "JOURNAL"},
+        Refused{{"report", "a.journal", "-o", "a.png"}, "Try 'pdfconvert report --help'"},
+        Refused{{"report", "b\xff.journal"}, "'b\\xff.journal' is not valid UTF-8"},
         Refused{{"in.pdf", "-o", "a.png", "--password-file", "a", "--password-env", "b"},
                 "excludes"},
         Refused{{"b\xff.pdf", "-o", "a.png"}, "'b\\xff.pdf' is not valid UTF-8"}));

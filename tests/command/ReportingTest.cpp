@@ -16,20 +16,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-/** Every member has to be described, and as it is. */
-void ExpectDescribed(const QByteArray& json)
-{
-    QProcess validator;
-    validator.start("/usr/bin/python3", {VALIDATE_JSON, JSON_SCHEMA});
-    validator.write(json);
-    validator.closeWriteChannel();
-    validator.waitForFinished();
-    EXPECT_EQ(validator.exitCode(), 0) << validator.readAllStandardError().toStdString();
-}
-
 QJsonObject Closing(const Outcome& run)
 {
-    ExpectDescribed(run.results.join('\n').toUtf8());
+    ProgramTest::ExpectDescribed(run.results.join('\n').toUtf8());
     const QJsonDocument document = QJsonDocument::fromJson(run.results.join('\n').toUtf8());
     EXPECT_TRUE(document.isObject()) << run.results.join('\n').toStdString();
     return document.object();
@@ -37,7 +26,7 @@ QJsonObject Closing(const Outcome& run)
 
 std::vector<QJsonObject> Events(const Outcome& run)
 {
-    ExpectDescribed(QByteArray::fromStdString(run.complaints));
+    ProgramTest::ExpectDescribed(QByteArray::fromStdString(run.complaints));
     std::vector<QJsonObject> events;
     for (const QString& line :
          QString::fromStdString(run.complaints).split('\n', Qt::SkipEmptyParts)) {
