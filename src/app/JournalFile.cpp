@@ -3,6 +3,7 @@
 #include "Failure.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 
 namespace Korvel::App {
@@ -11,6 +12,12 @@ namespace {
 
 /** What every run writes first; whatever else begins a file, it is not a journal's. */
 constexpr char beginning[] = R"({"event":"begun")";
+
+Failure CannotRead(const QString& path, const char* reason, const QString& why)
+{
+    return {ExitCode::Input, reason,
+            path.toStdString() + ": cannot read the journal: " + why.toStdString()};
+}
 
 Failure NoJournal(const QString& path, qint64 at)
 {
@@ -30,11 +37,13 @@ bool CanBegin(const QByteArray& torn)
 qint64 ReadJournal(const QString& path, qint64 from,
                    const std::function<void(const QJsonObject&)>& take)
 {
+    const QFileInfo info(path);
+    const bool isThere = info.exists();
+    if (isThere && !info.isFile())
+        throw CannotRead(path, "unreadable", QStringLiteral("it is not a regular file"));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly) || !file.seek(from))
-        throw Failure(ExitCode::Input, file.exists() ? "unreadable" : "not-found",
-                      path.toStdString() +
-                          ": cannot read the journal: " + file.errorString().toStdString());
+        throw CannotRead(path, isThere ? "unreadable" : "not-found", file.errorString());
     qint64 end = from;
     while (true) {
         const QByteArray line = file.readLine();

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <csignal>
 
+#include <sys/stat.h>
+
 namespace Korvel::App {
 namespace {
 
@@ -137,6 +139,15 @@ TEST_F(SummaryTest, PrintsNothingWhenNoJournalCanBeRead)
     EXPECT_EQ(run.exitCode, 4);
     EXPECT_EQ(run.results, QStringList());
     EXPECT_EQ(SummaryOf(Report({"none", "--json"}))["journals"], 0);
+}
+
+TEST_F(SummaryTest, WaitsForNobodyToWriteIntoAPipe)
+{
+    ASSERT_EQ(::mkfifo(Path("pipe").toUtf8().constData(), 0600), 0);
+    const Outcome run = Report({"pipe"});
+    EXPECT_EQ(run.exitCode, 4);
+    EXPECT_EQ(run.complaints, "pdfconvert: pipe: cannot read the journal: it is not a regular "
+                              "file\n");
 }
 
 TEST_F(SummaryTest, SaysWhenStandardOutputIsFull)
