@@ -1,0 +1,266 @@
+"""What pdfconvert costs on many machines: each section measures, prints, and answers its figures."""
+
+import collections
+import contextlib
+import ctypes
+import dataclasses
+import json
+import os
+import pathlib
+import statistics
+import subprocess
+import tempfile
+import time
+
+from measure.programs import Command, ended, median, peaks, start, take_turns
+
+SHARES = 1000
+
+
+@dataclasses.dataclass(frozen=True)
+class Scale:
+    programs: pathlib.Path  # where pdfconvert and the helpers were built
+    folder: pathlib.Path  # on the disk that is to be measured
+    rounds: int
+    lines: int
+    files: int
+
+    def pdfconvert(self, *arguments):
+        return Command([self.programs / "bin/pdfconvert", "-q", "--progress", "none", *arguments])
+
+    def helper(self, name, *arguments):
+        return Command([self.programs / "benchmarks" / name, *map(str, arguments)])
+
+    def has(self, option):
+        text = subprocess.run(self.pdfconvert("--help").arguments, check=True,
+                              capture_output=True, text=True).stdout
+        return option in text
+
+
+def table(title, head, rows):
+    print(f"\n{title}\n")
+    print("|", " | ".join(head), "|")
+    print("|", " | ".join("---" for _ in head), "|")
+    for row in rows:
+        print("|", " | ".join(row), "|", flush=True)
+
+
+def thousands(value):
+    return f"{value:,.0f}"
+
+
+def megabytes(value):
+    return f"{value / 1e6:,.1f} MB"
+
+
+# Documents and pages
+
+BATCHES = {1: 200, 10: 30, 100: 3}  # pages of a document -> documents
+
+
+def make_batch(scale, pages, documents):
+    """A list of as many documents, which are links to one, so that the disk is read once."""
+    folder = scale.folder / f"batch-{pages}"
+    folder.mkdir()
+    one = folder / "one.pdf"
+    whole = scale.folder / "corpus/text-100.pdf"
+    subprocess.run(["qpdf", whole, "--pages", ".", f"1-{pages}", "--", one], check=True)
+    paths = [folder / f"document-{number}.pdf" for number in range(documents)]
+    for path in paths:
+        path.hardlink_to(one)
+    batch = folder / "list"
+    batch.write_text("".join(f"{path}\n" for path in paths))
+    return batch
+
+
+def ways(scale, batch):
+    """name -> arguments; the results of all lie in the folder of the run."""
+    def program(*arguments):
+        return [scale.pdfconvert("--from-list", batch, "-d", "out", *arguments)]
+    return {"planned only": program("--dry-run"),
+            "text": program("-f", "txt", "-j", "1"),
+            "text, 2 jobs": program("-f", "txt", "-j", "2"),
+            "PNG": program("-j", "1"),
+            "PNG, 2 jobs": program("-j", "2")}
+
+
+def row_of(pages, documents, name, runs):
+    seconds, processor = (median(runs, what) for what in ("seconds", "processor"))
+    def per(count):
+        return [f"{1000 * value / count:.1f} ms" for value in (seconds, processor)]
+    return [str(pages), str(documents), name, *per(documents), *per(documents * pages),
+            f"{runs[0].size / documents / 1024:,.0f} kB"]
+
+
+def fit(costs, name):
+    """What a document costs, and what a page more does, by the shortest and the longest ones."""
+    short, long = min(BATCHES), max(BATCHES)
+    of = {pages: costs[pages][name] / BATCHES[pages] for pages in (short, long)}
+    page = (of[long] - of[short]) / (long - short)
+    return {"document": of[short] - short * page, "page": page}
+
+
+def measure_documents(scale):
+    rows, costs = [], {what: collections.defaultdict(dict) for what in ("seconds", "processor")}
+    for pages, documents in BATCHES.items():
+        batch = make_batch(scale, pages, documents)
+        for name, runs in take_turns(ways(scale, batch), scale.rounds, scale.folder).items():
+            rows.append(row_of(pages, documents, name, runs))
+            for what, of_what in costs.items():
+                of_what[pages][name] = median(runs, what)
+    table("Documents and pages", ["pages", "documents", "", "a document", "processor", "a page",
+                                  "processor", "results of a document"], rows)
+    fitted = {name: {what: fit(costs[what], name) for what in costs} for name in costs["seconds"][1]}
+    table("A document's own cost, and that of each of its pages",
+          ["", "a document", "processor", "a page", "processor"],
+          [[name] + [f"{1000 * of[what][part]:.1f} ms" for part in ("document", "page")
+                     for what in costs] for name, of in fitted.items()])
+    return {"runs": costs, "fitted": fitted}
+
+
+# The list
+
+def line(number):
+    """As of an archive: 1,000 documents to a folder."""
+    return f"/archive/part-{number // 1000:05}/document-{number:08}.pdf\n"
+
+
+def write_list(path, lines):
+    begin = time.perf_counter()
+    with open(path, "w", encoding="ascii") as file:
+        for first in range(0, lines, 100_000):
+            file.write("".join(map(line, range(first, min(first + 100_000, lines)))))
+    return time.perf_counter() - begin
+
+
+def share_sizes(path):
+    """Of each of the shares, counted as the command does."""
+    digest = ctypes.CDLL("libxxhash.so.0").XXH3_64bits
+    digest.argtypes, digest.restype = [ctypes.c_char_p, ctypes.c_size_t], ctypes.c_uint64
+    sizes = [0] * SHARES
+    with open(path, "rb") as file:
+        for text in file:
+            sizes[digest(text, len(text) - 1) % SHARES] += 1
+    return sizes
+
+
+def of_share(scale, path, share):
+    """Which files the command takes from the list; none of them is there."""
+    command = [*scale.pdfconvert("--json", "--dry-run", "-d", "out", "--shard", share,
+                                 "--from-list", path).arguments]
+    answer = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                            cwd=scale.folder, check=False)
+    return [document["file"] for document in json.loads(answer.stdout)["documents"]]
+
+
+def peak_and_time(scale, *arguments):
+    command = scale.pdfconvert("--dry-run", "-d", "out", *arguments)
+    with tempfile.TemporaryDirectory(dir=scale.folder) as name:
+        begin = time.perf_counter()
+        process = start(command, name)
+        _, _, usage = os.wait4(process.pid, 0)
+        process.returncode = 0
+        return {"seconds": time.perf_counter() - begin, "megabytes": usage.ru_maxrss / 1024,
+                "processor": usage.ru_utime + usage.ru_stime}
+
+
+def measure_list(scale):
+    path = scale.folder / "list"
+    written = write_list(path, scale.lines)
+    size = path.stat().st_size
+    sizes = share_sizes(path)
+    taken = of_share(scale, path, f"1/{SHARES}")
+    if len(taken) != sizes[0]:
+        raise RuntimeError(f"the command takes {len(taken)} files, and {sizes[0]} were counted")
+    reading = {"without a file": peak_and_time(scale, "--shard", f"1/{2**32 - 1}", "--from-list", path),
+               f"1/{SHARES}, no file is there": peak_and_time(scale, "--shard", f"1/{SHARES}",
+                                                              "--from-list", path)}
+    path.unlink()
+    table(f"A list of {scale.lines:,} lines, {megabytes(size)}, written in {written:.1f} s",
+          ["share", "time", "processor", "the largest process"],
+          [[name, f"{of['seconds']:.2f} s", f"{of['processor']:.2f} s",
+            f"{of['megabytes']:.0f} MB"] for name, of in reading.items()])
+    mean = statistics.mean(sizes)
+    table(f"Files of each of {SHARES:,} shares", ["least", "mean", "most", "most beside mean"],
+          [[thousands(min(sizes)), thousands(mean), thousands(max(sizes)),
+            f"{max(sizes) / mean:.3f}"]])
+    return {"bytes": size, "written": written, "reading": reading,
+            "shares": {"least": min(sizes), "mean": mean, "most": max(sizes)}}
+
+
+# The file system
+
+@contextlib.contextmanager
+def volume(scale, files):
+    """
+    A new ext4 in a file of its own. A used one would tell of its past: inodes that were freed in the
+    last minutes are not given to new files, and looking for others takes ten times as long as all else.
+    """
+    image, mounted = scale.folder / "image", scale.folder / "mounted"
+    mounted.mkdir(exist_ok=True)
+    with open(image, "wb") as file:
+        file.truncate((4 << 30) + files * 1024)
+    subprocess.run(["mkfs.ext4", "-q", "-F", "-N", str(files + files // 8 + 10_000),
+                    "-E", "lazy_itable_init=0,lazy_journal_init=0", image], check=True)
+    subprocess.run(["mount", "-o", "loop", image, mounted], check=True)
+    try:
+        yield mounted
+    finally:
+        subprocess.run(["umount", mounted], check=True)
+        image.unlink()
+
+
+def place(scale, sessions, files, per_folder, *options):
+    """What place-files prints, and how long it takes to remove all that it has made."""
+    with volume(scale, files) as mounted:
+        folder = mounted / "results"
+        folder.mkdir()
+        command = scale.helper("place-files", sessions or mounted, folder, files, per_folder, *options)
+        lines = subprocess.run(command.arguments, check=True, capture_output=True,
+                               text=True).stdout.splitlines()
+        begin = time.perf_counter()
+        subprocess.run(["rm", "-r", folder], check=True)
+        return [json.loads(one) for one in lines], time.perf_counter() - begin
+
+
+def measure_files(scale):
+    if os.geteuid() != 0:
+        print("\nThe part 'files' mounts a file system of its own, which only root can.")
+        return None
+    kinds = {"one folder": (None, scale.files, 0),
+             "1,000 to a folder": (None, scale.files, 1000),
+             "10,000 to a folder": (None, scale.files, 10000),
+             "one folder, linked": (None, min(scale.files, 1_000_000), 0, "--without-rename"),
+             "one folder, from another volume": ("/dev/shm", min(scale.files, 10_000), 0)}
+    kept = {}
+    print("\nEmpty files, made in a session folder and moved to their names", flush=True)
+    for name, of_kind in kinds.items():
+        found, removed = place(scale, *of_kind)
+        kept[name] = {"entries": found, "removed": removed}
+        table(f"{name}; removed in {removed:.1f} s",
+              ["entries", "placed a second", "found a second", "missed a second"],
+              [[thousands(value) for value in row.values()] for row in found])
+    return kept
+
+
+# The journal
+
+def flushes_a_second(folder):
+    """Lines, of the size of a journal's, each written and flushed by itself."""
+    count = 2000
+    with tempfile.NamedTemporaryFile(dir=folder) as file:
+        begin = time.perf_counter()
+        for _ in range(count):
+            os.write(file.fileno(), b"x" * 150 + b"\n")
+            os.fdatasync(file.fileno())
+        return count / (time.perf_counter() - begin)
+
+
+def measure_journal(scale):
+    kept = {"flushes": flushes_a_second(scale.folder)}
+    table("Flushing", ["lines written and flushed a second"], [[thousands(kept["flushes"])]])
+    return kept
+
+
+SECTIONS = {"documents": measure_documents, "list": measure_list, "files": measure_files,
+            "journal": measure_journal}
