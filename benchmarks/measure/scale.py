@@ -12,7 +12,7 @@ import subprocess
 import tempfile
 import time
 
-from measure.programs import Command, ended, median, peaks, start, take_turns
+from measure.programs import Command, median, take_turns
 
 SHARES = 1000
 
@@ -31,11 +31,6 @@ class Scale:
     def helper(self, name, *arguments):
         return Command([self.programs / "benchmarks" / name, *map(str, arguments)])
 
-    def has(self, option):
-        text = subprocess.run(self.pdfconvert("--help").arguments, check=True,
-                              capture_output=True, text=True).stdout
-        return option in text
-
 
 def table(title, head, rows):
     print(f"\n{title}\n")
@@ -51,6 +46,29 @@ def thousands(value):
 
 def megabytes(value):
     return f"{value / 1e6:,.1f} MB"
+
+
+@dataclasses.dataclass(frozen=True)
+class Use:
+    """Seconds, those of processors, and the megabytes of the largest process."""
+    seconds: float
+    processor: float
+    megabytes: float
+
+    def cells(self):
+        return [f"{self.seconds:.2f} s", f"{self.processor:.2f} s", f"{self.megabytes:.0f} MB"]
+
+
+def use_of(scale, *arguments, codes=(0,)):
+    begin = time.perf_counter()
+    process = subprocess.Popen(scale.pdfconvert(*arguments).arguments, cwd=scale.folder,
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    _, status, usage = os.wait4(process.pid, 0)
+    process.returncode = os.waitstatus_to_exitcode(status)
+    if process.returncode not in codes:
+        raise RuntimeError(f"{arguments} ended with {process.returncode}")
+    return Use(time.perf_counter() - begin, usage.ru_utime + usage.ru_stime,
+               usage.ru_maxrss / 1024)
 
 
 # Documents and pages
@@ -153,17 +171,6 @@ def of_share(scale, path, share):
     return [document["file"] for document in json.loads(answer.stdout)["documents"]]
 
 
-def peak_and_time(scale, *arguments):
-    command = scale.pdfconvert("--dry-run", "-d", "out", *arguments)
-    with tempfile.TemporaryDirectory(dir=scale.folder) as name:
-        begin = time.perf_counter()
-        process = start(command, name)
-        _, _, usage = os.wait4(process.pid, 0)
-        process.returncode = 0
-        return {"seconds": time.perf_counter() - begin, "megabytes": usage.ru_maxrss / 1024,
-                "processor": usage.ru_utime + usage.ru_stime}
-
-
 def measure_list(scale):
     path = scale.folder / "list"
     written = write_list(path, scale.lines)
@@ -172,19 +179,20 @@ def measure_list(scale):
     taken = of_share(scale, path, f"1/{SHARES}")
     if len(taken) != sizes[0]:
         raise RuntimeError(f"the command takes {len(taken)} files, and {sizes[0]} were counted")
-    reading = {"without a file": peak_and_time(scale, "--shard", f"1/{2**32 - 1}", "--from-list", path),
-               f"1/{SHARES}, no file is there": peak_and_time(scale, "--shard", f"1/{SHARES}",
-                                                              "--from-list", path)}
+    shares = {"without a file": (f"1/{2**32 - 1}", 0),
+              f"1/{SHARES}, no file is there": (f"1/{SHARES}", 4)}
+    reading = {name: use_of(scale, "--dry-run", "-d", "out", "--from-list", path, "--shard", share,
+                            codes=[code]) for name, (share, code) in shares.items()}
     path.unlink()
     table(f"A list of {scale.lines:,} lines, {megabytes(size)}, written in {written:.1f} s",
           ["share", "time", "processor", "the largest process"],
-          [[name, f"{of['seconds']:.2f} s", f"{of['processor']:.2f} s",
-            f"{of['megabytes']:.0f} MB"] for name, of in reading.items()])
+          [[name, *use.cells()] for name, use in reading.items()])
     mean = statistics.mean(sizes)
     table(f"Files of each of {SHARES:,} shares", ["least", "mean", "most", "most beside mean"],
           [[thousands(min(sizes)), thousands(mean), thousands(max(sizes)),
             f"{max(sizes) / mean:.3f}"]])
-    return {"bytes": size, "written": written, "reading": reading,
+    return {"bytes": size, "written": written,
+            "reading": {name: vars(use) for name, use in reading.items()},
             "shares": {"least": min(sizes), "mean": mean, "most": max(sizes)}}
 
 
@@ -256,10 +264,81 @@ def flushes_a_second(folder):
         return count / (time.perf_counter() - begin)
 
 
-def measure_journal(scale):
-    kept = {"flushes": flushes_a_second(scale.folder)}
-    table("Flushing", ["lines written and flushed a second"], [[thousands(kept["flushes"])]])
+def measure_flushing(scale):
+    """What a journal costs: the same batches with one and without, on the disk."""
+    rows, kept = [], {}
+    for pages in (1, 10):
+        batch = scale.folder / f"batch-{pages}/list"
+        documents = BATCHES[pages]
+        for kind in ("txt", "png"):
+            plain = ["--from-list", batch, "-d", "out", "-f", kind]
+            runs = take_turns({"without": [scale.pdfconvert(*plain)],
+                               "with": [scale.pdfconvert(*plain, "--journal", "journal")]},
+                              scale.rounds, scale.folder)
+            of = {what: [median(runs[name], what) for name in runs]
+                  for what in ("seconds", "processor")}
+            rows.append([str(pages), kind] +
+                        [f"{1000 * value / documents:.1f} ms" for value in of["seconds"]] +
+                        [f"{after / before:.3f}" for before, after in of.values()])
+            kept[f"{pages}, {kind}"] = of
+    table("Documents without and with a journal", ["pages", "", "a document without", "with",
+                                                   "ratio", "of processor time"], rows)
     return kept
+
+
+def journal_of(scale, pages):
+    """What a run over a batch writes down; the last of its documents is document-N."""
+    batch = scale.folder / f"batch-{pages}/list"
+    journal = scale.folder / f"journal-{pages}"
+    subprocess.run(scale.pdfconvert("--from-list", batch, "-d", "out", "--journal", journal).arguments,
+                   check=True, cwd=scale.folder, stdout=subprocess.DEVNULL)
+    return journal.read_text().splitlines(keepends=True)
+
+
+def lengths(scale):
+    def row(pages):
+        lines = journal_of(scale, pages)
+        return [str(pages), f"{len(lines) / BATCHES[pages]:.1f}",
+                thousands(sum(map(len, lines)) / BATCHES[pages])]
+    rows = [row(pages) for pages in (1, 10)]
+    table("What a journal holds of a document", ["pages", "lines", "bytes"], rows)
+    return rows
+
+
+def long_journal(scale, documents):
+    """As of a run over so many documents of a page, and the list of these."""
+    lines = journal_of(scale, 1)
+    last = f"document-{BATCHES[1] - 1}"
+    of_one = [line for line in lines if last in line]
+    journal, whole_list = scale.folder / "long-journal", scale.folder / "long-list"
+    with open(journal, "w", encoding="utf-8") as file:
+        file.write(lines[0])
+        for line in of_one:
+            for number in range(documents):
+                file.write(line.replace(last, f"copy-{number:08}"))
+    original = scale.folder / f"batch-1/{last}.pdf"
+    whole_list.write_text("".join(f"{original}\n".replace(last, f"copy-{number:08}")
+                                  for number in range(documents)))
+    return journal, whole_list
+
+
+def measure_going_on(scale, documents=100_000):
+    journal, whole_list = long_journal(scale, documents)
+    size = journal.stat().st_size
+    uses = {"going on": use_of(scale, "--from-list", whole_list, "-d", "out", "--journal", journal)}
+    table(f"A journal of {documents:,} documents of a page, {megabytes(size)}",
+          ["", "time", "processor", "the largest process"],
+          [[name, *use.cells()] for name, use in uses.items()])
+    return {name: vars(use) for name, use in uses.items()}
+
+
+def measure_journal(scale):
+    flushes = flushes_a_second(scale.folder)
+    table("Flushing", ["lines written and flushed a second"], [[thousands(flushes)]])
+    for pages in (1, 10):
+        make_batch(scale, pages, BATCHES[pages])
+    return {"flushes": flushes, "batches": measure_flushing(scale), "lengths": lengths(scale),
+            "long": measure_going_on(scale)}
 
 
 SECTIONS = {"documents": measure_documents, "list": measure_list, "files": measure_files,
