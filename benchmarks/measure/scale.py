@@ -128,7 +128,8 @@ def measure_documents(scale):
                 of_what[pages][name] = median(runs, what)
     table("Documents and pages", ["pages", "documents", "", "a document", "processor", "a page",
                                   "processor", "results of a document"], rows)
-    fitted = {name: {what: fit(costs[what], name) for what in costs} for name in costs["seconds"][1]}
+    fitted = {name: {what: fit(costs[what], name) for what in costs}
+              for name in costs["seconds"][1]}
     table("A document's own cost, and that of each of its pages",
           ["", "a document", "processor", "a page", "processor"],
           [[name] + [f"{1000 * of[what][part]:.1f} ms" for part in ("document", "page")
@@ -198,11 +199,15 @@ def measure_list(scale):
 
 # The file system
 
+MANY = 1_000_000
+
+
 @contextlib.contextmanager
 def volume(scale, files):
     """
     A new ext4 in a file of its own. A used one would tell of its past: inodes that were freed in the
-    last minutes are not given to new files, and looking for others takes ten times as long as all else.
+    last minutes are not given to new files, and looking for others takes ten times as long as all
+    else.
     """
     image, mounted = scale.folder / "image", scale.folder / "mounted"
     mounted.mkdir(exist_ok=True)
@@ -219,15 +224,17 @@ def volume(scale, files):
 
 
 def place(scale, sessions, files, per_folder, *options):
-    """What place-files prints, and how long it takes to remove all that it has made."""
+    """What place-files prints, and how long it takes to remove what it has made, unless it is much."""
     with volume(scale, files) as mounted:
         folder = mounted / "results"
         folder.mkdir()
-        command = scale.helper("place-files", sessions or mounted, folder, files, per_folder, *options)
-        lines = subprocess.run(command.arguments, check=True, capture_output=True,
+        command = scale.helper("place-files", sessions or mounted, folder, files, per_folder,
+                               *options)
+        lines = subprocess.run(command.arguments, check=True, stdout=subprocess.PIPE,
                                text=True).stdout.splitlines()
         begin = time.perf_counter()
-        subprocess.run(["rm", "-r", folder], check=True)
+        if files <= MANY:
+            subprocess.run(["rm", "-r", folder], check=True)
         return [json.loads(one) for one in lines], time.perf_counter() - begin
 
 
@@ -238,14 +245,14 @@ def measure_files(scale):
     kinds = {"one folder": (None, scale.files, 0),
              "1,000 to a folder": (None, scale.files, 1000),
              "10,000 to a folder": (None, scale.files, 10000),
-             "one folder, linked": (None, min(scale.files, 1_000_000), 0, "--without-rename"),
+             "one folder, linked": (None, min(scale.files, MANY), 0, "--without-rename"),
              "one folder, from another volume": ("/dev/shm", min(scale.files, 10_000), 0)}
     kept = {}
     print("\nEmpty files, made in a session folder and moved to their names", flush=True)
     for name, of_kind in kinds.items():
         found, removed = place(scale, *of_kind)
-        kept[name] = {"entries": found, "removed": removed}
-        table(f"{name}; removed in {removed:.1f} s",
+        kept[name] = {"entries": found, "removed": removed if of_kind[1] <= MANY else None}
+        table(name + (f"; removed in {removed:.1f} s" if of_kind[1] <= MANY else ""),
               ["entries", "placed a second", "found a second", "missed a second"],
               [[thousands(value) for value in row.values()] for row in found])
     return kept
@@ -290,8 +297,7 @@ def journal_of(scale, pages):
     """What a run over a batch writes down; the last of its documents is document-N."""
     batch = scale.folder / f"batch-{pages}/list"
     journal = scale.folder / f"journal-{pages}"
-    subprocess.run(scale.pdfconvert("--from-list", batch, "-d", "out", "--journal", journal).arguments,
-                   check=True, cwd=scale.folder, stdout=subprocess.DEVNULL)
+    use_of(scale, "--from-list", batch, "-d", "out", "--journal", journal)
     return journal.read_text().splitlines(keepends=True)
 
 
@@ -341,5 +347,77 @@ def measure_journal(scale):
             "long": measure_going_on(scale)}
 
 
+# Slow flushes
+
+def measure_latency(scale):
+    """As if the disk of results and journal took longer to flush, as servers do."""
+    batch, pages = make_batch(scale, 10, BATCHES[10]), 10 * BATCHES[10]
+
+    def seconds(delay, jobs):
+        with tempfile.TemporaryDirectory(dir=scale.folder) as folder:
+            program = scale.pdfconvert("--from-list", batch, "-d", "out", "--journal", "journal",
+                                       "--temp-dir", "/dev/shm", "-j", str(jobs)).arguments
+            begin = time.perf_counter()
+            subprocess.run(["strace", "-f", "-qq", "--seccomp-bpf", "-o", "/dev/null",
+                            "-e", "trace=fsync,fdatasync", "-e",
+                            f"inject=fsync,fdatasync:delay_exit={delay}", *program],
+                           check=True, cwd=folder, stdout=subprocess.DEVNULL)
+            return time.perf_counter() - begin
+    delays = (0, 1, 5, 20)
+    kept = {delay: [seconds(1000 * delay, jobs) / pages for jobs in (1, 2)] for delay in delays}
+    table("Pages as PNG, where each flush takes longer by so much", ["", "a page, 1 job", "2 jobs"],
+          [[f"{delay} ms"] + [f"{1000 * of:.1f} ms" for of in row] for delay, row in kept.items()])
+    return kept
+
+
+# Many machines
+
+@dataclasses.dataclass(frozen=True)
+class Cluster:
+    nodes: int
+    processors: int = 16  # of a node
+    jobs: int = 2  # of a run
+
+    @property
+    def runs(self):
+        return self.nodes * self.processors // self.jobs
+
+
+def predicted(costs, cluster, documents, pages, shares):
+    """
+    Seconds of all shares, where nothing but processors is short. `costs` are seconds of processor
+    time: list (with the start of the command), planned, document (without its planning), page.
+    """
+    of_share = documents / shares
+    share = costs["list"] + of_share * (
+        costs["planned"] + (costs["document"] + pages * costs["page"]) / cluster.jobs)
+    return -(-shares // cluster.runs) * share
+
+
+def costs_of(kept, kind):
+    fitted = kept["documents"]["figures"]["fitted"]
+    of_list = kept["list"]["figures"]["reading"]["without a file"]["processor"]
+    planned = fitted["planned only"]["processor"]["document"]
+    return {"list": of_list, "planned": planned,
+            "document": fitted[kind]["processor"]["document"] - planned,
+            "page": fitted[kind]["processor"]["page"]}
+
+
+def predict(kept, documents=10_000_000, pages=10):
+    """From what the parts documents and list have measured."""
+    rows = []
+    for nodes in (10, 100, 1000):
+        cluster = Cluster(nodes)
+        shares = 10 * cluster.runs
+        cells = [thousands(nodes), thousands(cluster.runs), thousands(shares)]
+        for kind in ("PNG", "text"):
+            seconds = predicted(costs_of(kept, kind), cluster, documents, pages, shares)
+            cells += [f"{seconds / 60:,.0f} min", thousands(documents / seconds)]
+        rows.append(cells)
+    table(f"{documents:,} documents of {pages} pages, predicted",
+          ["nodes of 16", "runs at once", "shares", "PNG", "documents a second", "text",
+           "documents a second"], rows)
+
+
 SECTIONS = {"documents": measure_documents, "list": measure_list, "files": measure_files,
-            "journal": measure_journal}
+            "journal": measure_journal, "latency": measure_latency}
