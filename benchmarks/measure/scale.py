@@ -1,4 +1,4 @@
-"""What pdfconvert costs on many machines: each section measures, prints, and answers its figures."""
+"""What pdfconvert costs on many machines: sections measure, print, and answer their figures."""
 
 import collections
 import contextlib
@@ -205,9 +205,9 @@ MANY = 1_000_000
 @contextlib.contextmanager
 def volume(scale, files):
     """
-    A new ext4 in a file of its own. A used one would tell of its past: inodes that were freed in the
-    last minutes are not given to new files, and looking for others takes ten times as long as all
-    else.
+    A new ext4 in a file of its own. A used one would tell of its past: inodes that were freed in
+    the last minutes are not given to new files, and looking for others takes ten times as long as
+    all else.
     """
     image, mounted = scale.folder / "image", scale.folder / "mounted"
     mounted.mkdir(exist_ok=True)
@@ -224,7 +224,7 @@ def volume(scale, files):
 
 
 def place(scale, sessions, files, per_folder, *options):
-    """What place-files prints, and how long it takes to remove what it has made, unless it is much."""
+    """What place-files prints, and how long it takes to remove what it has made, if not much."""
     with volume(scale, files) as mounted:
         folder = mounted / "results"
         folder.mkdir()
@@ -383,24 +383,19 @@ class Cluster:
         return self.nodes * self.processors // self.jobs
 
 
-def predicted(costs, cluster, documents, pages, shares):
-    """
-    Seconds of all shares, where nothing but processors is short. `costs` are seconds of processor
-    time: list (with the start of the command), planned, document (without its planning), page.
-    """
-    of_share = documents / shares
-    share = costs["list"] + of_share * (
-        costs["planned"] + (costs["document"] + pages * costs["page"]) / cluster.jobs)
-    return -(-shares // cluster.runs) * share
+def of_document(costs, pages):
+    """Seconds of a processor."""
+    return costs["processor"]["document"] + pages * costs["processor"]["page"]
 
 
-def costs_of(kept, kind):
+def predicted(kept, kind, cluster, documents, pages, shares):
+    """Seconds of all shares, where nothing but processors is short."""
     fitted = kept["documents"]["figures"]["fitted"]
-    of_list = kept["list"]["figures"]["reading"]["without a file"]["processor"]
-    planned = fitted["planned only"]["processor"]["document"]
-    return {"list": of_list, "planned": planned,
-            "document": fitted[kind]["processor"]["document"] - planned,
-            "page": fitted[kind]["processor"]["page"]}
+    start = kept["list"]["figures"]["reading"]["without a file"]["processor"]
+    planned = of_document(fitted["planned only"], pages)
+    converted = of_document(fitted[kind], pages) - planned
+    share = start + documents / shares * (planned + converted / cluster.jobs)
+    return -(-shares // cluster.runs) * share
 
 
 def predict(kept, documents=10_000_000, pages=10):
@@ -411,7 +406,7 @@ def predict(kept, documents=10_000_000, pages=10):
         shares = 10 * cluster.runs
         cells = [thousands(nodes), thousands(cluster.runs), thousands(shares)]
         for kind in ("PNG", "text"):
-            seconds = predicted(costs_of(kept, kind), cluster, documents, pages, shares)
+            seconds = predicted(kept, kind, cluster, documents, pages, shares)
             cells += [f"{seconds / 60:,.0f} min", thousands(documents / seconds)]
         rows.append(cells)
     table(f"{documents:,} documents of {pages} pages, predicted",

@@ -68,7 +68,7 @@ def check_types(modules, work):
 
 
 def with_rights_of_a_pod(program):
-    """A user without capabilities, where root runs the tests and such a user may start the command."""
+    """A user without capabilities, where root runs the tests and such a user may run the command."""
     prefix = ["setpriv", f"--reuid={USER}", f"--regid={USER}", "--clear-groups", "--no-new-privs",
               "--inh-caps=-all", "--bounding-set=-all"]
     if os.geteuid() != 0 or not shutil.which("setpriv"):
@@ -85,7 +85,8 @@ def make_documents(folder, make_sample):
     paths = [folder / f"documents/document {number}.pdf" for number in range(12)]
     for path in paths:
         subprocess.run([make_sample, path, "--pages", "2", "--password", "horse"], check=True,
-                       env=dict(os.environ, QT_QPA_PLATFORM="offscreen", XDG_RUNTIME_DIR=folder / "run"))
+                       env=dict(os.environ, QT_QPA_PLATFORM="offscreen",
+                                XDG_RUNTIME_DIR=folder / "run"))
     (folder / "documents/all.txt").write_text("".join(f"{path}\n" for path in paths))
 
 
