@@ -28,6 +28,9 @@ class Scale:
     def pdfconvert(self, *arguments):
         return Command([self.programs / "bin/pdfconvert", "-q", "--progress", "none", *arguments])
 
+    def report(self, *journals):
+        return Command([self.programs / "bin/pdfconvert", "report", *journals])
+
     def helper(self, name, *arguments):
         return Command([self.programs / "benchmarks" / name, *map(str, arguments)])
 
@@ -59,14 +62,14 @@ class Use:
         return [f"{self.seconds:.2f} s", f"{self.processor:.2f} s", f"{self.megabytes:.0f} MB"]
 
 
-def use_of(scale, *arguments, codes=(0,)):
+def use_of(scale, command, codes=(0,)):
     begin = time.perf_counter()
-    process = subprocess.Popen(scale.pdfconvert(*arguments).arguments, cwd=scale.folder,
+    process = subprocess.Popen(command.arguments, cwd=scale.folder,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     _, status, usage = os.wait4(process.pid, 0)
     process.returncode = os.waitstatus_to_exitcode(status)
     if process.returncode not in codes:
-        raise RuntimeError(f"{arguments} ended with {process.returncode}")
+        raise RuntimeError(f"{command.arguments} ended with {process.returncode}")
     return Use(time.perf_counter() - begin, usage.ru_utime + usage.ru_stime,
                usage.ru_maxrss / 1024)
 
@@ -182,8 +185,9 @@ def measure_list(scale):
         raise RuntimeError(f"the command takes {len(taken)} files, and {sizes[0]} were counted")
     shares = {"without a file": (f"1/{2**32 - 1}", 0),
               f"1/{SHARES}, no file is there": (f"1/{SHARES}", 4)}
-    reading = {name: use_of(scale, "--dry-run", "-d", "out", "--from-list", path, "--shard", share,
-                            codes=[code]) for name, (share, code) in shares.items()}
+    reading = {name: use_of(scale, scale.pdfconvert("--dry-run", "-d", "out", "--from-list", path,
+                                                    "--shard", share), [code])
+               for name, (share, code) in shares.items()}
     path.unlink()
     table(f"A list of {scale.lines:,} lines, {megabytes(size)}, written in {written:.1f} s",
           ["share", "time", "processor", "the largest process"],
@@ -297,7 +301,7 @@ def journal_of(scale, pages):
     """What a run over a batch writes down; the last of its documents is document-N."""
     batch = scale.folder / f"batch-{pages}/list"
     journal = scale.folder / f"journal-{pages}"
-    use_of(scale, "--from-list", batch, "-d", "out", "--journal", journal)
+    use_of(scale, scale.pdfconvert("--from-list", batch, "-d", "out", "--journal", journal))
     return journal.read_text().splitlines(keepends=True)
 
 
@@ -331,7 +335,10 @@ def long_journal(scale, documents):
 def measure_going_on(scale, documents=100_000):
     journal, whole_list = long_journal(scale, documents)
     size = journal.stat().st_size
-    uses = {"going on": use_of(scale, "--from-list", whole_list, "-d", "out", "--journal", journal)}
+    commands = {"a report": scale.report(journal),
+                "going on": scale.pdfconvert("--from-list", whole_list, "-d", "out",
+                                             "--journal", journal)}
+    uses = {name: use_of(scale, command) for name, command in commands.items()}
     table(f"A journal of {documents:,} documents of a page, {megabytes(size)}",
           ["", "time", "processor", "the largest process"],
           [[name, *use.cells()] for name, use in uses.items()])
