@@ -1,5 +1,6 @@
-// How a file system bears many results: place-files SESSIONS FOLDER FILES PER-FOLDER
-// [--without-rename]
+// How a file system bears many results:
+//
+//     place-files SESSIONS FOLDER FILES PER-FOLDER [--without-rename]
 //
 // Makes empty files in a session folder and moves them into FOLDER as the command does, PER-FOLDER
 // to a folder in there, all into one with 0. Prints a line of JSON whenever ten times as many are
