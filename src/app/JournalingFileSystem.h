@@ -1,8 +1,6 @@
 #pragma once
 
-#include "IFileSystem.h"
-
-#include <memory>
+#include "ForwardingFileSystem.h"
 
 namespace Korvel::App {
 
@@ -12,20 +10,15 @@ class Journal;
  * Forwards to another file system, and writes down each file before it is moved, once its bytes are
  * on the disk: a run that finds the journal knows by it which files this one has put in place.
  */
-class JournalingFileSystem : public PDF::IFileSystem
+class JournalingFileSystem : public ForwardingFileSystem
 {
 public:
     JournalingFileSystem(std::shared_ptr<PDF::IFileSystem> inner, Journal& journal);
 
-    ioPath GetTempFolder() override;
-    bool RemoveFolder(const ioPath& folder) override;
-    bool Exists(const ioPath& path) override;
     /** Fails also when the journal cannot be written. */
     bool Move(const ioPath& from, const ioPath& to) override;
-    bool CreateFolder(const ioPath& folder) override;
 
 private:
-    const std::shared_ptr<PDF::IFileSystem> inner;
     Journal& journal;
 };
 

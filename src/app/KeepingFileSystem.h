@@ -1,26 +1,20 @@
 #pragma once
 
-#include "IFileSystem.h"
-
-#include <memory>
+#include "ForwardingFileSystem.h"
 
 namespace Korvel::App {
 
 /** Forwards to another file system, and removes no folder. */
-class KeepingFileSystem : public PDF::IFileSystem
+class KeepingFileSystem : public ForwardingFileSystem
 {
 public:
-    explicit KeepingFileSystem(std::shared_ptr<PDF::IFileSystem> inner);
+    explicit KeepingFileSystem(std::shared_ptr<PDF::IFileSystem> inner)
+        : ForwardingFileSystem(std::move(inner))
+    {
+    }
 
-    ioPath GetTempFolder() override;
     /** Leaves the folder where it is, and answers as if it were gone. */
-    bool RemoveFolder(const ioPath& folder) override;
-    bool Exists(const ioPath& path) override;
-    bool Move(const ioPath& from, const ioPath& to) override;
-    bool CreateFolder(const ioPath& folder) override;
-
-private:
-    const std::shared_ptr<PDF::IFileSystem> inner;
+    bool RemoveFolder(const ioPath&) override { return true; }
 };
 
 } // namespace Korvel::App

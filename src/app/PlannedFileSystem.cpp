@@ -17,18 +17,8 @@ bool Rename(const std::string& from, const std::string& to)
 } // namespace
 
 PlannedFileSystem::PlannedFileSystem(std::shared_ptr<PDF::IFileSystem> inner, Replaces replaces)
-    : inner(std::move(inner)), replaces(std::move(replaces))
+    : ForwardingFileSystem(std::move(inner)), replaces(std::move(replaces))
 {
-}
-
-ioPath PlannedFileSystem::GetTempFolder()
-{
-    return inner->GetTempFolder();
-}
-
-bool PlannedFileSystem::RemoveFolder(const ioPath& folder)
-{
-    return inner->RemoveFolder(folder);
 }
 
 bool PlannedFileSystem::Exists(const ioPath&)
@@ -62,11 +52,6 @@ std::string PlannedFileSystem::HiddenBeside(const std::string& path) const
     const std::string name = QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString();
     return path.substr(0, path.rfind('/') + 1) + '.' + session.substr(session.rfind('/') + 1) +
            '-' + name;
-}
-
-bool PlannedFileSystem::CreateFolder(const ioPath& folder)
-{
-    return inner->CreateFolder(folder);
 }
 
 } // namespace Korvel::App

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "IFileSystem.h"
+#include "ForwardingFileSystem.h"
 
 #include <functional>
-#include <memory>
+#include <string>
 
 namespace Korvel::App {
 
@@ -14,7 +14,7 @@ namespace Korvel::App {
  * asks before it moves, takes no numbered name. A Move onto a file fails, as everywhere, or
  * replaces the file: then in one step, and whoever reads it sees the old content or the new.
  */
-class PlannedFileSystem : public PDF::IFileSystem
+class PlannedFileSystem : public ForwardingFileSystem
 {
 public:
     /** Whether the file that lies at a path is to be replaced. */
@@ -22,16 +22,12 @@ public:
 
     PlannedFileSystem(std::shared_ptr<PDF::IFileSystem> inner, Replaces replaces);
 
-    ioPath GetTempFolder() override;
-    bool RemoveFolder(const ioPath& folder) override;
     bool Exists(const ioPath& path) override;
     bool Move(const ioPath& from, const ioPath& to) override;
-    bool CreateFolder(const ioPath& folder) override;
 
 private:
     std::string HiddenBeside(const std::string& path) const;
 
-    const std::shared_ptr<PDF::IFileSystem> inner;
     const Replaces replaces;
 };
 

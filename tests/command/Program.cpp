@@ -51,16 +51,6 @@ QByteArray ProgramTest::Read(const QString& name) const
     return file.readAll();
 }
 
-void ProgramTest::ExpectDescribed(const QByteArray& json)
-{
-    QProcess validator;
-    validator.start("/usr/bin/python3", {VALIDATE_JSON, JSON_SCHEMA});
-    validator.write(json);
-    validator.closeWriteChannel();
-    validator.waitForFinished();
-    EXPECT_EQ(validator.exitCode(), 0) << validator.readAllStandardError().toStdString();
-}
-
 std::unique_ptr<QProcess> ProgramTest::Start(const QStringList& arguments) const
 {
     auto process = std::make_unique<QProcess>();

@@ -23,11 +23,6 @@ struct Outcome
 /** Runs the command in a folder of its own, without a terminal. */
 class ProgramTest : public testing::Test
 {
-public:
-    /** Validates JSON values: docs/pdfconvert.schema.json has to describe every member, as it is.
-     */
-    static void ExpectDescribed(const QByteArray& json);
-
 protected:
     ProgramTest();
 

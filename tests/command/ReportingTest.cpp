@@ -1,3 +1,4 @@
+#include "DescribedJson.h"
 #include "Program.h"
 #include "Terminal.h"
 
@@ -18,7 +19,7 @@ using testing::Not;
 
 QJsonObject Closing(const Outcome& run)
 {
-    ProgramTest::ExpectDescribed(run.results.join('\n').toUtf8());
+    ExpectDescribed(run.results.join('\n').toUtf8());
     const QJsonDocument document = QJsonDocument::fromJson(run.results.join('\n').toUtf8());
     EXPECT_TRUE(document.isObject()) << run.results.join('\n').toStdString();
     return document.object();
@@ -26,7 +27,7 @@ QJsonObject Closing(const Outcome& run)
 
 std::vector<QJsonObject> Events(const Outcome& run)
 {
-    ProgramTest::ExpectDescribed(QByteArray::fromStdString(run.complaints));
+    ExpectDescribed(QByteArray::fromStdString(run.complaints));
     std::vector<QJsonObject> events;
     for (const QString& line :
          QString::fromStdString(run.complaints).split('\n', Qt::SkipEmptyParts)) {

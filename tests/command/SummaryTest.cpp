@@ -1,3 +1,4 @@
+#include "DescribedJson.h"
 #include "Program.h"
 #include "Terminal.h"
 
@@ -42,7 +43,7 @@ constexpr char ended[] = R"({"event":"ended","time":"2026-11-22T09:00:05.000Z","
 QJsonObject SummaryOf(const Outcome& run)
 {
     const QByteArray text = run.results.join('\n').toUtf8();
-    ProgramTest::ExpectDescribed(text);
+    ExpectDescribed(text);
     return QJsonDocument::fromJson(text).object();
 }
 

@@ -211,7 +211,9 @@ protected:
     std::string error;
     std::shared_ptr<IFileSystem> fileSystem =
         std::make_shared<LocalFileSystem>(SessionFolder::Create(folder, error));
-    App::PlannedFileSystem replacing{fileSystem, true};
+    App::PlannedFileSystem replacing{fileSystem, [](const ioPath&) {
+                                         return true;
+                                     }};
 };
 
 void MoveFaultTest::Prepare() const

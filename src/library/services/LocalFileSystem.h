@@ -39,9 +39,10 @@ public:
      * Moves a regular file; never replaces, and never shows a partial file at `to`.
      *
      * On one volume it is one atomic step. Across volumes the bytes are copied into an unnamed or
-     * hidden file in the target's folder, named after the session folder, flushed to the disk and put in place under its name in
+     * hidden file in the target's folder, flushed to the disk and put in place under its name in
      * one step, and then only the source is removed; permission bits are kept where the volume
-     * knows them. The file counts as moved when it lies at `to`, even if its source could not be
+     * knows them. The hidden file is called like the session folder, with a dot before and a
+     * random end. The file counts as moved when it lies at `to`, even if its source could not be
      * removed. A volume that can neither rename without replacing nor link is refused.
      */
     bool Move(const ioPath& from, const ioPath& to) override;
