@@ -118,6 +118,12 @@ CommandLine ToCommandLine(const SummaryOptions& summary)
     return line;
 }
 
+/** An argument without a value, which may be a password for an option that is misspelt. */
+std::string OptionIn(const std::string& argument)
+{
+    return argument.substr(0, argument.find('='));
+}
+
 /** The value of --password in an argument; null when it holds none. */
 const char* PasswordIn(const char* const* argv, int i)
 {
@@ -161,6 +167,9 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
         return {std::nullopt,
                 QString::fromStdString(table->help()).replace("\n\n\n", "\n\n").toStdString(),
                 ExitCode::Done};
+    } catch (const CLI::ExtrasError&) {
+        return UsageError("there is no option " + OptionIn(table->remaining().front()),
+                          table->get_name());
     } catch (const CLI::ParseError& error) {
         return UsageError(error.what(), table->get_name());
     } catch (const Failure& failure) {

@@ -200,6 +200,15 @@ TEST_P(CommandLineRefuses, AndSaysWhy)
     EXPECT_THAT(result.text, HasSubstr("--help"));
 }
 
+TEST(CommandLine, RepeatsNoPasswordOfAnOptionThatIsMisspelt)
+{
+    for (const char* const option : {"--passwrd=hush", "--password-=hush"}) {
+        const ParseResult refused = Parse({"in.pdf", "-d", "out", option});
+        EXPECT_THAT(refused.text, HasSubstr("there is no option --passw"));
+        EXPECT_THAT(refused.text, testing::Not(HasSubstr("hush")));
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Rows, CommandLineRefuses,
     testing::Values(
