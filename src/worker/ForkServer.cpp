@@ -54,7 +54,7 @@ std::optional<int> StatusOf(pid_t child, const BlockedSignals& signals, int& num
     int status = 0;
     while (::waitpid(child, &status, WNOHANG) == 0) {
         const siginfo_t signal = signals.Wait();
-        if (signal.si_signo == SIGTERM)
+        if (signal.si_signo == SIGTERM && signal.si_pid == ::getppid())
             return Kill(child);
         if (signal.si_signo == SIGUSR1) {
             Kill(child);

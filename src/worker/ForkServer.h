@@ -12,8 +12,9 @@ namespace Korvel::Worker {
  * written to `answers`, where N is the number that was queued with the signal, which no child
  * knows.
  *
- * SIGTERM ends the child and then this process, so that nothing is at work any more once this
- * process is gone. A child that outlives it, as it was killed, is killed at once.
+ * SIGTERM, if it comes from this process's parent, ends the child and then this process, so that
+ * nothing is at work any more once this process is gone. A child that outlives it, as it was
+ * killed, is killed at once.
  *
  * Called with a single thread.
  */

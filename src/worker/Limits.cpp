@@ -17,6 +17,11 @@ void RestrictProcess()
     // A terminal sends these to all its programs; whoever started this one ends it.
     std::signal(SIGINT, SIG_IGN);
     std::signal(SIGHUP, SIG_IGN);
+    // A batch system sends this one to all processes of a task, so it is looked at more closely.
+    sigset_t end = {};
+    ::sigemptyset(&end);
+    ::sigaddset(&end, SIGTERM);
+    ::sigprocmask(SIG_BLOCK, &end, nullptr);
     std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
 }
 

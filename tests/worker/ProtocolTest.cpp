@@ -282,6 +282,16 @@ TEST_F(ProtocolTest, LeavesNobodyBehindWhenItIsToldToEnd)
     EXPECT_FALSE(QFile::exists(child)) << "it has waited for it";
 }
 
+TEST_F(ProtocolTest, GoesOnWhenAnybodyElseTellsItToEnd)
+{
+    const QString sample = Sample();
+    EXPECT_EQ(Outcome(Open(sample)), "ok");
+    worker.TerminateFromElsewhere();
+    EXPECT_EQ(Outcome(Convert(sample, Path("out.txt"), "txt")), "ok");
+    EXPECT_TRUE(worker.Release());
+    EXPECT_EQ(worker.Finish(), 0);
+}
+
 TEST_F(ProtocolTest, EndsWhenItCannotSayThatItIsReleased)
 {
     WorkerClient mute("exec >/dev/full");

@@ -92,6 +92,13 @@ void WorkerClient::Terminate()
     process.waitForFinished(patience);
 }
 
+void WorkerClient::TerminateFromElsewhere()
+{
+    QProcess::execute(QStringLiteral("sh"),
+                      {"-c", "kill -TERM \"$@\"", "sh", QString::number(process.processId()),
+                       QString::number(ProcessId())});
+}
+
 QByteArray WorkerClient::Complaints()
 {
     return process.readAllStandardError();

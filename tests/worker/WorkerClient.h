@@ -40,6 +40,9 @@ public:
     /** Tells it to end, and waits. */
     void Terminate();
 
+    /** The same from another process than the one that started it, to each of its processes. */
+    void TerminateFromElsewhere();
+
     /** What it has written to standard error, for a log. */
     QByteArray Complaints();
 
