@@ -23,9 +23,6 @@ namespace Korvel::App {
 
 namespace {
 
-/** Of the lines that are written; raised when a member changes its meaning or goes. */
-constexpr int journalVersion = 1;
-
 QString WordFor(OnExists what)
 {
     switch (what) {

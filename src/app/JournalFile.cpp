@@ -26,6 +26,12 @@ Failure NoJournal(const QString& path, qint64 at)
                 std::to_string(at) + "; name another file"};
 }
 
+/** Whether it is the first line of a run that may mean other things by its lines. */
+bool IsOfLaterVersion(const QJsonObject& line)
+{
+    return line[QLatin1String("version")].toInt() > journalVersion;
+}
+
 /** Whether a torn line can have been the first of a journal. */
 bool CanBegin(const QByteArray& torn)
 {
@@ -55,6 +61,10 @@ qint64 ReadJournal(const QString& path, qint64 from,
         const QJsonDocument parsed = QJsonDocument::fromJson(line);
         if (!parsed.isObject() || (end == 0 && !line.startsWith(beginning)))
             throw NoJournal(path, end);
+        if (IsOfLaterVersion(parsed.object()))
+            throw Failure(ExitCode::Input, "not-a-journal",
+                          path.toStdString() +
+                              " was written by a later version of pdfconvert; take that one");
         take(parsed.object());
         end += line.size();
     }

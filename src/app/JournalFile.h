@@ -7,6 +7,9 @@
 
 namespace Korvel::App {
 
+/** Of the lines that are written; raised when a member changes its meaning or goes. */
+constexpr int journalVersion = 1;
+
 /**
  * Reads the lines of a journal, whose members docs/command.md describes.
  *
@@ -15,7 +18,7 @@ namespace Korvel::App {
  *
  * @param from  where to begin: 0, or what an earlier call has returned
  * @return where the last whole line ends, in bytes from the beginning
- * @throws Failure  Input: it cannot be read, or is no journal
+ * @throws Failure  Input: it cannot be read, is no journal, or one of a later version
  */
 qint64 ReadJournal(const QString& path, qint64 from,
                    const std::function<void(const QJsonObject&)>& take);

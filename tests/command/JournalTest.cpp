@@ -350,6 +350,17 @@ half a line
     EXPECT_THAT(Run(Arguments("out", "half")).complaints, HasSubstr("at byte 18"));
 }
 
+TEST_F(JournalTest, DoesNotMisunderstandALaterVersion)
+{
+    const QByteArray later = R"({"event":"begun","version":2})"
+                             "\n";
+    Write("journal", later);
+    const Outcome run = Run(Arguments("out"));
+    EXPECT_EQ(run.exitCode, 4);
+    EXPECT_THAT(run.complaints, HasSubstr("journal was written by a later version of pdfconvert"));
+    EXPECT_EQ(Read("journal"), later);
+}
+
 TEST_F(JournalTest, SaysWhyItCannotBeWritten)
 {
     EXPECT_THAT(Run(Arguments("out", "none/journal")).complaints,
