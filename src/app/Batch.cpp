@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 
+#include <QFile>
 #include <QFileInfo>
 
 #include <unistd.h>
@@ -107,7 +108,7 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
     services.PrepareWorkers(!commandLine.dryRun && !commandLine.inspect);
     const auto output = commandLine.inspect ? std::nullopt : std::optional(Output());
     if (journal)
-        journal->AddPlanned(planned);
+        planned = journal->ReleasePlanned();
     for (const Input& input : inputs) {
         if (!IsToDo(input))
             continue;
@@ -130,7 +131,7 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
 /** Takes an input up; false when an earlier run, or this one, has done so to an end. */
 bool Batch::IsToDo(const Input& input)
 {
-    if (!journal)
+    if (!journal || !input.problem.empty())
         return true;
     const Journal::Standing standing = journal->Take(input.name);
     convertedBefore += standing == Journal::Standing::Done ? 1 : 0;
@@ -142,16 +143,28 @@ void Batch::Plan(Document& document, const OutputTemplate& output)
 {
     const QString& name = document.GetInput().name;
     const int pages = document.Info().pages;
-    const auto earlier = journal ? journal->PlanOf(name) : std::nullopt;
+    auto earlier = journal ? journal->PlanOf(name) : std::nullopt;
+    if (earlier && !document.CanHave(*earlier, output))
+        earlier.reset();
     if (earlier && earlier->pages == pages) {
-        document.Resume(output, earlier->paths);
+        document.Resume(*earlier, output);
     } else {
-        for (const auto& [page, path] : earlier.value_or(Journal::Plan()).paths)
-            planned.erase(path); // those of a document that is another one now
+        if (earlier)
+            GiveUp(*earlier);
         document.Plan(output, planned);
     }
     if (journal)
         journal->Planned(name, pages, document.Results());
+}
+
+/** Makes room for the plan of a document that is another one now. */
+void Batch::GiveUp(const Journal::Plan& plan)
+{
+    for (const auto& [page, path] : plan.paths) {
+        if (journal->HasPlaced(path))
+            QFile::remove(path);
+        planned.erase(path);
+    }
 }
 
 void Batch::CheckStandardOutput() const
@@ -288,9 +301,9 @@ bool Batch::Attempt(const Input& input, const std::function<void()>& step)
 
 void Batch::Fail(const Input& input, const Failure& failure)
 {
-    report.Failed(input.name, failure);
     if (journal)
         journal->Failed(input.name, failure.reason, failure.what());
+    report.Failed(input.name, failure);
     failures.push_back(failure.code);
 }
 

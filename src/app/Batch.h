@@ -45,6 +45,7 @@ private:
     void OpenAndPlan(const std::vector<Input>& inputs);
     bool IsToDo(const Input& input);
     void Plan(Document& document, const OutputTemplate& output);
+    void GiveUp(const Journal::Plan& plan);
     void CheckStandardOutput() const;
     void ReportInterruption(const QString& name);
     bool IsToStop() const;

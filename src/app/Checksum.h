@@ -14,6 +14,11 @@ struct Checksum
     /** XXH128 of the bytes, as xxh128sum prints it. */
     QString xxh128;
 
+    bool operator==(const Checksum& other) const
+    {
+        return bytes == other.bytes && xxh128 == other.xxh128;
+    }
+
     /** That of the file at `path`; nothing when it cannot be read. */
     static std::optional<Checksum> Of(const std::string& path);
 };

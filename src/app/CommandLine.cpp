@@ -81,10 +81,10 @@ CommandLine Complete(const Arguments& arguments)
 
     if (line.retriesFailed && line.journal.empty())
         refuse("--retry-failed goes with --journal only");
-    if (!line.journal.empty() &&
-        (line.dryRun || line.inspect || arguments.output == "-" || line.inputs.contains("-")))
+    if (!line.journal.empty() && (line.dryRun || line.inspect || line.failFast ||
+                                  arguments.output == "-" || line.inputs.contains("-")))
         refuse("--journal goes neither with standard input or output as a document, nor with "
-               "--dry-run or --inspect");
+               "--dry-run, --inspect or --fail-fast");
 
     line.progress = ToProgressStyle(arguments.progress);
     line.size = ToSize(arguments.size);

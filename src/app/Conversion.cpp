@@ -222,7 +222,9 @@ void Conversion::FinishRound()
 /** Whether a result that could not be moved to `path` is to go elsewhere; false when to nowhere. */
 bool Conversion::IsToBeMadeAgain(const QString& path) const
 {
-    const bool isTaken = services.FileSystem().Exists(ioPath(path.toStdString()));
+    Journal* const journal = services.GetJournal();
+    const bool isOwn = journal && journal->HasPlaced(path);
+    const bool isTaken = !isOwn && services.FileSystem().Exists(ioPath(path.toStdString()));
     if (!isTaken || commandLine.onExists == OnExists::Overwrite)
         throw Failure(ExitCode::Output, "cannot-write",
                       "cannot write " + path.toStdString() + "; is there space left?");

@@ -7,6 +7,7 @@
 #include "Report.h"
 #include "Services.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -97,34 +98,51 @@ PDF::OpenFailure Document::WhyOpenFailed() const
     return services.PdfProvider().WhyOpenFailed(ioPath(input.path.toStdString()));
 }
 
-/** Where the results go, by page, when nothing is there. */
-std::map<int, QString> Document::WantedPaths(const OutputTemplate& output)
+void Document::ChoosePages(const OutputTemplate& output)
 {
     format = output.Format();
     pages = PageRanges::Parse(commandLine.pages).Choose(info.pages);
-    const bool needsNumber = output.MakesPictures() && !output.HasPageNumber() && pages.size() > 1;
-    const OutputTemplate path = needsNumber ? output.WithPageNumber(info.pages) : output;
+}
+
+/** Where the results of a document of so many pages go, by page, when nothing is there. */
+std::map<int, QString> Document::WantedPaths(const OutputTemplate& output, int pageCount) const
+{
+    const std::vector<int> chosen = PageRanges::Parse(commandLine.pages).Choose(pageCount);
+    const bool needsNumber = output.MakesPictures() && !output.HasPageNumber() && chosen.size() > 1;
+    const OutputTemplate path = needsNumber ? output.WithPageNumber(pageCount) : output;
     if (!path.HasPageNumber()) {
-        const int page = output.MakesPictures() ? pages.front() : 0;
+        const int page = output.MakesPictures() ? chosen.front() : 0;
         return {{page, path.Path(input.baseName, page)}};
     }
     std::map<int, QString> wanted;
-    for (const int page : pages)
+    for (const int page : chosen)
         wanted[page] = path.Path(input.baseName, page);
     return wanted;
 }
 
 void Document::Plan(const OutputTemplate& output, PlannedPaths& planned)
 {
-    for (const auto& [page, wanted] : WantedPaths(output))
+    ChoosePages(output);
+    for (const auto& [page, wanted] : WantedPaths(output, info.pages))
         PlanResult(page, wanted, planned);
 }
 
-void Document::Resume(const OutputTemplate& output, const std::map<int, QString>& paths)
+bool Document::CanHave(const Journal::Plan& plan, const OutputTemplate& output) const
 {
-    for (const auto& [page, wanted] : WantedPaths(output)) {
-        if (const auto path = paths.find(page); path != paths.end())
-            results.push_back({page, wanted, path->second});
+    const std::map<int, QString> wanted = WantedPaths(output, plan.pages);
+    return std::all_of(plan.paths.begin(), plan.paths.end(), [&wanted](const auto& result) {
+        const auto found = wanted.find(result.first);
+        return found != wanted.end() && IsNumbered(result.second, found->second);
+    });
+}
+
+void Document::Resume(const Journal::Plan& plan, const OutputTemplate& output)
+{
+    ChoosePages(output);
+    const std::map<int, QString> wanted = WantedPaths(output, info.pages);
+    for (const auto& [page, path] : plan.paths) {
+        CheckTarget(path);
+        results.push_back({page, wanted.at(page), path});
     }
 }
 

@@ -3,6 +3,7 @@
 #include "CommandLine.h"
 #include "Conversion.h"
 #include "Inputs.h"
+#include "Journal.h"
 #include "OutputPlan.h"
 #include "Report.h"
 #include "WorkerPdfProvider.h"
@@ -44,8 +45,11 @@ public:
      */
     void Plan(const OutputTemplate& output, PlannedPaths& planned);
 
-    /** Takes up the plan of an earlier run in place of making one: paths by page. */
-    void Resume(const OutputTemplate& output, const std::map<int, QString>& paths);
+    /** Whether a plan of an earlier run can have been made for this document, as it was then. */
+    bool CanHave(const Journal::Plan& plan, const OutputTemplate& output) const;
+
+    /** Takes up such a plan in place of making one. */
+    void Resume(const Journal::Plan& plan, const OutputTemplate& output);
 
     /** What the document says of itself. */
     const PDF::DocumentInfo& Info() const { return info; }
@@ -72,7 +76,8 @@ private:
     void FindPassword(Passwords& passwords);
     bool TryToOpen(const std::string& tried);
     PDF::OpenFailure WhyOpenFailed() const;
-    std::map<int, QString> WantedPaths(const OutputTemplate& output);
+    void ChoosePages(const OutputTemplate& output);
+    std::map<int, QString> WantedPaths(const OutputTemplate& output, int pageCount) const;
     void PlanResult(int page, const QString& wanted, PlannedPaths& planned);
     Conversion::Task MakeTask() const;
 

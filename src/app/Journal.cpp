@@ -17,6 +17,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Korvel::App {
@@ -50,17 +51,23 @@ QJsonObject SettingsOf(const CommandLine& commandLine)
         {QStringLiteral("gray"), commandLine.gray},
         {QStringLiteral("quality"), commandLine.quality},
         {QStringLiteral("compression"), QString::fromStdString(commandLine.compression)}};
-    if (commandLine.size.isEmpty())
-        settings[QStringLiteral("resolution")] = commandLine.resolution;
-    else
-        settings[QStringLiteral("size")] =
-            QStringLiteral("%1x%2").arg(commandLine.size.width()).arg(commandLine.size.height());
+    const bool isFitted = !commandLine.size.isEmpty();
+    settings[QStringLiteral("resolution")] = isFitted ? 0 : commandLine.resolution;
+    settings[QStringLiteral("size")] =
+        !isFitted
+            ? QString()
+            : QStringLiteral("%1x%2").arg(commandLine.size.width()).arg(commandLine.size.height());
     return settings;
 }
 
 QString Text(const QJsonObject& line, const char* member)
 {
     return line[QLatin1String(member)].toString();
+}
+
+Checksum ChecksumIn(const QJsonObject& line)
+{
+    return {qint64(line[QLatin1String("bytes")].toDouble()), Text(line, "xxh128")};
 }
 
 Failure CannotWrite(const QString& path, const QString& why)
@@ -74,6 +81,8 @@ std::string HolderOf(const QString& path)
 {
     std::string holder = "another run";
     ReadJournal(path, 0, [&holder](const QJsonObject& line) {
+        if (Text(line, "event") == QLatin1String("ended"))
+            holder = "another run";
         if (Text(line, "event") == QLatin1String("begun"))
             holder = "process " + std::to_string(line[QLatin1String("process")].toInt()) + " on " +
                      Text(line, "host").toStdString();
@@ -125,9 +134,11 @@ void Journal::Read(const QJsonObject& line)
     else if (event == QLatin1String("planned"))
         ReadPlanned(name, line);
     else if (event == QLatin1String("placing"))
-        placed.insert(Text(line, "path"), Text(line, "xxh128"));
+        placed.insert(Text(line, "path"), ChecksumIn(line));
+    else if (event == QLatin1String("refused"))
+        placed.remove(Text(line, "path"), ChecksumIn(line));
     else if (event == QLatin1String("failed"))
-        documents[name].standing = Standing::Failed;
+        SetFailed(name, Text(line, "reason"));
     else if (event == QLatin1String("done") || event == QLatin1String("skipped"))
         ReadDone(name, line);
 }
@@ -136,7 +147,7 @@ void Journal::ReadBegun(const QJsonObject& line)
 {
     static const QRegularExpression name(QStringLiteral("^pdfconvert-[A-Za-z0-9]{6}$"));
     abandoned = name.match(Text(line, "session")).captured();
-    if (firstSettings.isEmpty())
+    if (planned.empty()) // nothing was made with those before
         firstSettings = line[QLatin1String("settings")].toObject();
 }
 
@@ -151,7 +162,17 @@ void Journal::ReadPlanned(const QString& name, const QJsonObject& line)
         plan.paths[result[QLatin1String("page")].toInt()] = to;
         planned[to] = name;
     }
-    documents[name] = {Standing::ToDo, plan};
+    documents[name].standing = Standing::ToDo;
+    documents[name].plan = plan;
+}
+
+/** A name that is none is shown like another one, which is not to stand for it. */
+void Journal::SetFailed(const QString& name, const QString& reason)
+{
+    if (reason == QLatin1String("not-a-name"))
+        hasBadName = true;
+    else
+        documents[name].standing = Standing::Failed;
 }
 
 void Journal::ReadDone(const QString& name, const QJsonObject& line)
@@ -159,25 +180,25 @@ void Journal::ReadDone(const QString& name, const QJsonObject& line)
     Document& document = documents[name];
     for (const auto& [page, to] : document.plan.paths)
         placed.remove(to);
-    document = {Standing::Done, {}};
+    document.standing = Standing::Done;
+    document.plan = {};
     hasRepaired = hasRepaired || line[QLatin1String("repaired")].toBool();
 }
 
 void Journal::CheckSettings() const
 {
-    if (firstSettings.isEmpty() || firstSettings == settings)
-        return;
     std::string differences;
-    for (auto now = settings.begin(); now != settings.end(); ++now) {
+    for (auto now = settings.begin(); now != settings.end() && !planned.empty(); ++now) {
         const QString before = firstSettings[now.key()].toVariant().toString();
-        if (firstSettings[now.key()] != now.value())
+        if (firstSettings.contains(now.key()) && firstSettings[now.key()] != now.value())
             differences += (differences.empty() ? "" : ", ") + now.key().toStdString() + " was '" +
                            before.toStdString() + "' and is '" +
                            now.value().toVariant().toString().toStdString() + "'";
     }
-    throw Failure(ExitCode::Usage, "usage",
-                  "the journal " + path.toStdString() + " was begun with other settings (" +
-                      differences + "); take those again, or name another journal");
+    if (!differences.empty())
+        throw Failure(ExitCode::Usage, "usage",
+                      "the journal " + path.toStdString() + " was begun with other settings (" +
+                          differences + "); take those again, or name another journal");
 }
 
 void Journal::Begin(const QString& session)
@@ -199,12 +220,11 @@ void Journal::RemoveHidden() const
 {
     if (abandoned.isEmpty())
         return;
-    const QString beginning = '.' + abandoned + '-';
+    const QStringList form{'.' + abandoned + QStringLiteral("-*")};
+    const auto filters = QDir::Files | QDir::Hidden;
     for (const QString& folder : FoldersInWork()) {
-        for (const QString& name : QDir(folder).entryList(QDir::Files | QDir::Hidden)) {
-            if (name.startsWith(beginning))
-                QFile::remove(folder + '/' + name);
-        }
+        for (const QString& name : QDir(folder).entryList(form, filters, QDir::Unsorted))
+            QFile::remove(folder + '/' + name);
     }
 }
 
@@ -227,12 +247,11 @@ void Journal::End(int exitCode)
 Journal::Standing Journal::Take(const QString& name)
 {
     Document& document = documents[name];
-    const bool isToDo = document.standing == Standing::ToDo ||
-                        (document.standing == Standing::Failed && retriesFailed);
-    if (!isToDo)
-        return document.standing;
-    document.standing = Standing::Taken;
-    return Standing::ToDo;
+    if (std::exchange(document.isTaken, true))
+        return Standing::Taken;
+    if (document.standing == Standing::Failed && retriesFailed)
+        document.standing = Standing::ToDo;
+    return document.standing;
 }
 
 std::optional<Journal::Plan> Journal::PlanOf(const QString& name) const
@@ -243,16 +262,12 @@ std::optional<Journal::Plan> Journal::PlanOf(const QString& name) const
     return found->plan;
 }
 
-void Journal::AddPlanned(PlannedPaths& to) const
-{
-    to.insert(planned.begin(), planned.end());
-}
-
 bool Journal::HasFailed() const
 {
-    return std::any_of(documents.begin(), documents.end(), [](const Document& document) {
-        return document.standing == Standing::Failed;
-    });
+    return hasBadName ||
+           std::any_of(documents.begin(), documents.end(), [](const Document& document) {
+               return document.standing == Standing::Failed;
+           });
 }
 
 void Journal::Planned(const QString& name, int pages, const std::vector<Result>& results)
@@ -284,12 +299,21 @@ bool Journal::Placing(const QString& to, const Checksum& sum)
     return IsSound();
 }
 
+void Journal::Refused(const QString& to, const Checksum& sum)
+{
+    Append("refused", {{QStringLiteral("path"), to},
+                       {QStringLiteral("bytes"), sum.bytes},
+                       {QStringLiteral("xxh128"), sum.xxh128}});
+}
+
 bool Journal::HasPlaced(const QString& at) const
 {
-    if (!placed.contains(at))
+    struct stat status = {};
+    if (!placed.contains(at) || ::lstat(at.toStdString().c_str(), &status) != 0 ||
+        !S_ISREG(status.st_mode))
         return false;
     const auto sum = Checksum::Of(at.toStdString());
-    return sum && placed.contains(at, sum->xxh128);
+    return sum && placed.contains(at, *sum);
 }
 
 void Journal::Done(const QString& name, const std::vector<Result>& results, double seconds,
@@ -316,10 +340,9 @@ void Journal::Done(const QString& name, const std::vector<Result>& results, doub
 
 void Journal::Failed(const QString& name, const char* reason, const std::string& message)
 {
-    Standing& standing = documents[name].standing;
-    if (standing == Standing::Done)
+    if (documents.value(name).standing == Standing::Done)
         return;
-    standing = Standing::Failed;
+    SetFailed(name, QString::fromLatin1(reason));
     Append("failed", {{QStringLiteral("file"), name},
                       {QStringLiteral("reason"), QString::fromLatin1(reason)},
                       {QStringLiteral("message"), QString::fromStdString(message)}});
@@ -345,8 +368,9 @@ void Journal::Append(const char* event, QJsonObject members)
     members[QStringLiteral("event")] = QString::fromLatin1(event);
     members[QStringLiteral("time")] = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
     const QByteArray line = QJsonDocument(members).toJson(QJsonDocument::Compact) + '\n';
-    if (IsSound() && file.write(line) != line.size())
-        problem = file.errorString();
+    if (!IsSound() || file.write(line) == line.size())
+        return;
+    problem = file.error() == QFile::NoError ? std::strerror(ENOSPC) : file.errorString();
 }
 
 void Journal::Flush()

@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <QFile>
@@ -69,11 +70,13 @@ public:
     /** What an earlier run has planned for a document that it has not converted. */
     std::optional<Plan> PlanOf(const QString& file) const;
 
-    /** Adds what earlier runs have planned. */
-    void AddPlanned(PlannedPaths& planned) const;
+    /** Gives away what earlier runs have planned. */
+    PlannedPaths ReleasePlanned() { return std::move(planned); }
 
-    /** Whether any document has failed, or was repaired, and is not to be done again. */
+    /** Whether a document stays that has failed, in this run or before. */
     bool HasFailed() const;
+
+    /** Whether a document was repaired before. */
     bool HasRepaired() const { return hasRepaired; }
 
     /** Writes down the plan of a document; it is on the disk before any of its results is. */
@@ -84,6 +87,9 @@ public:
 
     /** Writes down that a file is about to be put in place; false when that is not on the disk. */
     bool Placing(const QString& path, const Checksum& sum);
+
+    /** Takes that back, as another file was there. */
+    void Refused(const QString& path, const Checksum& sum);
 
     /** Whether what lies at `path` was put there for a document that was not done. */
     bool HasPlaced(const QString& path) const;
@@ -112,6 +118,7 @@ private:
     {
         Standing standing = Standing::ToDo;
         Plan plan;
+        bool isTaken = false;
     };
 
     void Open();
@@ -119,6 +126,7 @@ private:
     void Read(const QJsonObject& line);
     void ReadBegun(const QJsonObject& line);
     void ReadPlanned(const QString& name, const QJsonObject& line);
+    void SetFailed(const QString& name, const QString& reason);
     void ReadDone(const QString& name, const QJsonObject& line);
     void CheckSettings() const;
     void RemoveHidden() const;
@@ -140,11 +148,13 @@ private:
     /** Name of the session folder of the last run, if that was killed. */
     QString abandoned;
     QHash<QString, Document> documents;
-    /** Of documents that were not done: path -> XXH128 of what was put there. */
-    QMultiHash<QString, QString> placed;
+    /** Of documents that were not done: path -> what was put there. */
+    QMultiHash<QString, Checksum> placed;
     /** Every path that was ever planned. */
     PlannedPaths planned;
     bool hasRepaired = false;
+    /** Whether a name failed that is none, and so is nobody's name. */
+    bool hasBadName = false;
 };
 
 } // namespace Korvel::App

@@ -19,11 +19,17 @@ Failure CannotRead(const QString& path, const char* reason, const QString& why)
             path.toStdString() + ": cannot read the journal: " + why.toStdString()};
 }
 
-Failure NoJournal(const QString& path, qint64 at)
+Failure NoJournal(const QString& path)
 {
     return {ExitCode::Input, "not-a-journal",
-            path.toStdString() + " is no journal: it holds no line of one at byte " +
-                std::to_string(at) + "; name another file"};
+            path.toStdString() + " is no journal; name another file"};
+}
+
+Failure Damaged(const QString& path, qint64 at)
+{
+    return {ExitCode::Input, "not-a-journal",
+            path.toStdString() + ": the line at byte " + std::to_string(at) +
+                " is none of a journal; take it out, and what it told of is done again"};
 }
 
 /** Whether it is the first line of a run that may mean other things by its lines. */
@@ -55,12 +61,14 @@ qint64 ReadJournal(const QString& path, qint64 from,
         const QByteArray line = file.readLine();
         if (!line.endsWith('\n')) {
             if (end == 0 && !CanBegin(line))
-                throw NoJournal(path, end);
+                throw NoJournal(path);
             return end;
         }
         const QJsonDocument parsed = QJsonDocument::fromJson(line);
-        if (!parsed.isObject() || (end == 0 && !line.startsWith(beginning)))
-            throw NoJournal(path, end);
+        if (end == 0 && !line.startsWith(beginning))
+            throw NoJournal(path);
+        if (!parsed.isObject())
+            throw Damaged(path, end);
         if (IsOfLaterVersion(parsed.object()))
             throw Failure(ExitCode::Input, "not-a-journal",
                           path.toStdString() +

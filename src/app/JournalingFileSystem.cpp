@@ -15,9 +15,16 @@ JournalingFileSystem::JournalingFileSystem(std::shared_ptr<PDF::IFileSystem> inn
 
 bool JournalingFileSystem::Move(const ioPath& from, const ioPath& to)
 {
+    const QString source = QString::fromStdString(from.utf8string());
+    const QString target = QString::fromStdString(to.utf8string());
     const auto sum = Checksum::Of(from.utf8string());
-    return sum && Journal::FlushToDisk(QString::fromStdString(from.utf8string())) &&
-           journal.Placing(QString::fromStdString(to.utf8string()), *sum) && inner->Move(from, to);
+    const bool isOwn = journal.HasPlaced(target);
+    if (!sum || !Journal::FlushToDisk(source) || !journal.Placing(target, *sum))
+        return false;
+    const bool isPlaced = inner->Move(from, to);
+    if (!isPlaced && !isOwn)
+        journal.Refused(target, *sum);
+    return isPlaced;
 }
 
 } // namespace Korvel::App

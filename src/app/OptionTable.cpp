@@ -49,12 +49,12 @@ Exit codes:
     2  wrong usage
     3  done, with a warning that the result wants a look
     4  the input is missing, unreadable or not a PDF
-    5  the output cannot be written
+    5  the output cannot be written, or the journal is another run's
     6  the output exists, under --on-exists fail
     7  the conversion failed
     8  a password is missing or wrong
    10  several inputs, and some of them were not converted; with --journal
-       also when it was all of them, or a run before
+       also when none of them was, or some were not by an earlier run
   124  a document took longer than it was given
   130  interrupted by Ctrl+C; 128 and the signal's number for others)";
 

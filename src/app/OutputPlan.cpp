@@ -160,4 +160,14 @@ QString FreePath(const QString& wanted, const PlannedPaths& planned, PDF::IFileS
     return path;
 }
 
+bool IsNumbered(const QString& path, const QString& wanted)
+{
+    const QString tail = Tail(wanted);
+    const QString head = wanted.left(wanted.size() - tail.size());
+    const QRegularExpression form('^' + QRegularExpression::escape(head) +
+                                  QStringLiteral("(\\([1-9][0-9]*\\))?") +
+                                  QRegularExpression::escape(tail) + QStringLiteral("\\z"));
+    return form.match(path).hasMatch();
+}
+
 } // namespace Korvel::App

@@ -94,5 +94,8 @@ using PlannedPaths = std::map<QString, QString>;
  */
 QString FreePath(const QString& wanted, const PlannedPaths& planned, PDF::IFileSystem& fileSystem);
 
+/** Whether `path` is `wanted`, or it with a number as FreePath gives it. */
+bool IsNumbered(const QString& path, const QString& wanted);
+
 } // namespace App
 } // namespace Korvel

@@ -38,7 +38,8 @@ bool PlannedFileSystem::Move(const ioPath& from, const ioPath& to)
     const ioPath hidden(HiddenBeside(to.utf8string()));
     if (!inner->Move(from, hidden))
         return false;
-    if (Rename(hidden.utf8string(), to.utf8string()))
+    // Others may have put theirs there while the bytes came.
+    if (replaces(to) && Rename(hidden.utf8string(), to.utf8string()))
         return true;
     if (!inner->Move(hidden, from))
         ioPath::remove(hidden);

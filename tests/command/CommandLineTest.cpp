@@ -223,6 +223,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{"in.pdf", "--retry-failed", "-d", "out"}, "--journal"},
         Refused{{"in.pdf", "--journal", "j", "--dry-run", "-d", "out"}, "--dry-run"},
         Refused{{"in.pdf", "--journal", "j", "--inspect"}, "--inspect"},
+        Refused{{"in.pdf", "--journal", "j", "--fail-fast", "-d", "out"}, "--fail-fast"},
         Refused{{"-", "--journal", "j", "-d", "out"}, "standard input"},
         Refused{{"in.pdf", "--journal", "j", "-o", "-", "-f", "png"}, "standard input or output"},
         Refused{{"in.pdf", "-o", "-"}, "-f"},

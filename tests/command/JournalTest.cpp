@@ -14,6 +14,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <sys/stat.h>
+
 namespace Korvel::App {
 namespace {
 
@@ -205,6 +207,89 @@ TEST_F(JournalTest, ReplacesNothingThatOthersPutIntoItsPlan)
     EXPECT_EQ(Contents("out").size(), 5);
 }
 
+TEST_F(JournalTest, LeavesAFileAloneThatIsLikeTheOneThatItRefused)
+{
+    Write("list", "a.pdf\n");
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    const QByteArray page = Read("out/a-1.png");
+    TakeBack(5);
+    const QString theirs = Write("out/a-1.png", page);
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    ASSERT_EQ(Contents("out").size(), 4);
+    TakeBack(4); // ended, done, the page under its new name, and that name
+    ASSERT_EQ(Journal().last()["event"], "placing");
+    ASSERT_EQ(Contents("out").size(), 3);
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+    EXPECT_EQ(Contents("out").size(), 4) << "the page is missing";
+    EXPECT_EQ(Read("out/a-1(2).png"), page);
+}
+
+TEST_F(JournalTest, PlansADocumentAnewThatIsAnotherOneNow)
+{
+    ASSERT_EQ(Run(Arguments("undisturbed", "")).exitCode, 0);
+    Write("list", "a.pdf\n");
+    for (const QString what : {"number", "fail", "skip", "overwrite"}) {
+        QFile::remove(Path("journal"));
+        const QStringList arguments = Arguments(what) << "--on-exists" << what;
+        ASSERT_EQ(Run(arguments).exitCode, 0);
+        TakeBack(3);
+        const QByteArray old = Read("a.pdf");
+        Write("a.pdf", Read("c.pdf")); // has a page more
+        EXPECT_EQ(Run(arguments).exitCode, 0) << what.toStdString();
+        EXPECT_EQ(Contents(what).size(), 4) << what.toStdString();
+        for (const QString page : {"1", "2", "3", "4"})
+            EXPECT_EQ(Read(what + "/a-" + page + ".png"), Read("undisturbed/c-" + page + ".png"));
+        Write("a.pdf", old);
+    }
+}
+
+TEST_F(JournalTest, BelievesNoPathThatIsNotOfItsOutput)
+{
+    Write("list", "a.pdf\n");
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    TakeBack(2);
+    QFile::rename(Path("out/a-2.png"), Path("precious.png"));
+    Write("journal", Read("journal").replace("out/a-2.png", "precious.png"));
+    const QByteArray precious = Read("precious.png");
+    Write("a.pdf", Read("c.pdf").replace("/Count 4", "/Count 3"));
+    EXPECT_THAT(Run(Arguments("out")).exitCode, testing::AnyOf(0, 3));
+    EXPECT_EQ(Read("precious.png"), precious);
+    EXPECT_TRUE(QFile::exists(Path("out/a-2.png")));
+}
+
+TEST_F(JournalTest, TakesNothingForItsOwnThatIsNoFile)
+{
+    Write("list", "a.pdf\n");
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    TakeBack(2);
+    QFile::rename(Path("out/a-1.png"), Path("archived.png"));
+    ASSERT_TRUE(QFile::link(Path("archived.png"), Path("out/a-1.png")));
+    QFile::remove(Path("out/a-2.png"));
+    ASSERT_EQ(::mkfifo(Path("out/a-2.png").toLocal8Bit().constData(), 0600), 0);
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 10) << "a pipe is no place for a picture";
+    EXPECT_TRUE(QFileInfo(Path("out/a-1.png")).isSymLink());
+}
+
+TEST_F(JournalTest, IsNotBoundToSettingsThatMadeNothing)
+{
+    EXPECT_EQ(Run(Arguments("out") << "--pages"
+                                   << "9")
+                  .exitCode,
+              10);
+    EXPECT_EQ(Run(Arguments("out") << "--retry-failed").exitCode, 0);
+    EXPECT_EQ(Contents("out").size(), 9);
+}
+
+TEST_F(JournalTest, TakesNoNameForOneThatIsShownLikeIt)
+{
+    ASSERT_TRUE(QFile::rename(Path("a.pdf"), Path("x\\xff.pdf")));
+    Write("list", "x\xff.pdf\nx\\xff.pdf\n");
+    for (int run = 0; run < 2; ++run) {
+        EXPECT_EQ(Run(Arguments("out")).exitCode, 10);
+        EXPECT_EQ(Contents("out").size(), 3);
+    }
+}
+
 TEST_F(JournalTest, KeepsANameThatItHadToChooseAnew)
 {
     Write("list", "a.pdf\n");
@@ -323,9 +408,11 @@ TEST_F(JournalTest, EndsWithTenWhenAllHaveFailedAlike)
 
 TEST_F(JournalTest, ConvertsADocumentOnceThatTheListNamesTwice)
 {
-    Write("list", "a.pdf\na.pdf\n");
-    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+    Write("list", "a.pdf\na.pdf\nnone.pdf\nnone.pdf\n");
+    const Outcome run = Run(Arguments("out"));
+    EXPECT_THAT(run.complaints, AllOf(HasSubstr("1 failed"), Not(HasSubstr("before"))));
     EXPECT_EQ(Contents("out").size(), 3);
+    EXPECT_EQ(FilesOf("failed"), QStringList("none.pdf"));
 }
 
 TEST_F(JournalTest, RefusesOtherSettings)
@@ -347,7 +434,8 @@ TEST_F(JournalTest, LeavesAFileAloneThatIsNoJournal)
     Write("half", R"({"event":"begun"}
 half a line
 )");
-    EXPECT_THAT(Run(Arguments("out", "half")).complaints, HasSubstr("at byte 18"));
+    EXPECT_THAT(Run(Arguments("out", "half")).complaints,
+                HasSubstr("half: the line at byte 18 is none"));
 }
 
 TEST_F(JournalTest, DoesNotMisunderstandALaterVersion)

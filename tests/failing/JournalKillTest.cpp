@@ -54,10 +54,12 @@ protected:
         folder = GetParam().isAnother ? elsewhere.path() : Path("out");
     }
 
-    TracedRun Convert(const std::function<int(const Call&)>& judge) const
+    TracedRun Convert(const std::function<int(const Call&)>& judge,
+                      const QStringList& options = {}) const
     {
-        return Run({"--from-list", "list", "--journal", "journal", "-d", folder, "-r", "20",
-                    "--password-file", "pw", "--temp-dir", TempDir()},
+        return Run(options + QStringList{"--from-list", "list", "--journal", "journal", "-d",
+                                         folder, "-r", "20", "--password-file", "pw", "--temp-dir",
+                                         TempDir()},
                    [&](const Call& call) {
                        const int verdict = judge(call);
                        return verdict == Go && GetParam().isPlain ? VerdictOfPlain(call) : verdict;
@@ -137,6 +139,26 @@ TEST_P(JournalKillTest, LeavesTheFilesOfAnUndisturbedRun)
         ExpectSourceIntact();
     }
     std::printf("%d kills of runs with a journal: always the files of an undisturbed run\n", kills);
+}
+
+TEST_P(JournalKillTest, TakesNoOtherNameWhenItsOwnFileCannotBeReplaced)
+{
+    ASSERT_EQ(Convert([](const Call&) { return Go; }).end.code, 10);
+    const auto undisturbed = Results();
+    Clear();
+    // Flushed are: that it begins, a failure, the plans, a page and its end, a page, and one more.
+    Convert(
+        [flushes = 0](const Call& call) mutable {
+            const bool isFlush = call.process == 0 && call.number == SYS_fdatasync;
+            return isFlush && ++flushes == 7 ? Kill : Go;
+        },
+        {"--jobs", "1"});
+    ASSERT_EQ(Results().size(), 2u);
+    const TracedRun full =
+        Convert([](const Call& call) { return call.number == SYS_rename ? ENOSPC : Go; });
+    EXPECT_THAT(full.complaints, testing::HasSubstr("cannot write"));
+    EXPECT_EQ(Convert([](const Call&) { return Go; }, {"--retry-failed"}).end.code, 10);
+    EXPECT_TRUE(Results() == undisturbed) << testing::PrintToString(NamesIn(folder.toStdString()));
 }
 
 } // namespace
