@@ -22,6 +22,7 @@ namespace {
 constexpr char signature[] = "\x89PNG\r\n\x1a\n";
 constexpr char noFilter = 0; // filters make text, lines and scans of them larger and slower
 constexpr int bytesABlock = 1 << 17;
+constexpr quint32 bytesOfBeginning = 8; // too few for the method that reads the address
 constexpr int levelOfSmall = 6;
 
 quint32 Checksum(const char* data, std::size_t size, quint32 before = 0)
@@ -122,15 +123,38 @@ public:
     {
         stream.next_in = reinterpret_cast<unsigned char*>(data.data());
         stream.avail_in = quint32(data.size());
+        if (stream.total_in == 0)
+            Begin();
         stream.end_of_stream = isLast ? 1 : 0;
-        isal_deflate(&stream);
-        for (; stream.avail_out == 0; isal_deflate(&stream))
-            EndChunk();
+        Deflate();
         if (isLast)
             EndChunk();
     }
 
 private:
+    /**
+     * Flushes the first bytes by themselves. ISA-L 2.30 would else take the stream's own address
+     * for the third to sixth of them when it looks for what repeats, and sometimes pack otherwise.
+     */
+    void Begin()
+    {
+        const quint32 size = stream.avail_in;
+        if (size <= bytesOfBeginning)
+            return;
+        stream.avail_in = bytesOfBeginning;
+        stream.flush = SYNC_FLUSH;
+        Deflate();
+        stream.flush = NO_FLUSH;
+        stream.avail_in = size - bytesOfBeginning;
+    }
+
+    void Deflate()
+    {
+        isal_deflate(&stream);
+        for (; stream.avail_out == 0; isal_deflate(&stream))
+            EndChunk();
+    }
+
     void StartChunk()
     {
         stream.next_out = compressed.data();

@@ -24,7 +24,7 @@ from cluster import Cluster, Node, wait_until  # noqa: E402
 
 SHARES = 8
 FINAL = ("done", "failed", "skipped")
-OPTIONS = ["-r", "36", "--compression", "small", "--progress", "none", "--warning-exit-0"]
+OPTIONS = ["-r", "36", "--progress", "none", "--warning-exit-0"]
 PARTLY = 10
 
 begin = time.monotonic()

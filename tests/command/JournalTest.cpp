@@ -38,11 +38,11 @@ protected:
         Write("list", "a.pdf\nb/a.pdf\nc.pdf\n");
     }
 
-    /** To pictures in `folder`, slow enough to be caught at it, and packed alike each time. */
+    /** To pictures in `folder`, slow enough to be caught at it. */
     static QStringList Arguments(const QString& folder, const QString& journal = "journal")
     {
-        QStringList arguments{"--from-list", "list",          "-d",   folder, "--password", "pw",
-                              "--no-input",  "--compression", "small"};
+        QStringList arguments{"--from-list", "list", "-d",        folder,
+                              "--password",  "pw",   "--no-input"};
         if (!journal.isEmpty())
             arguments << "--journal" << journal;
         return arguments;

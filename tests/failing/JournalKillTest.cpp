@@ -58,8 +58,8 @@ protected:
                       const QStringList& options = {}) const
     {
         return Run(options + QStringList{"--from-list", "list", "--journal", "journal", "-d",
-                                         folder, "-r", "20", "--compression", "small",
-                                         "--password-file", "pw", "--temp-dir", TempDir()},
+                                         folder, "-r", "20", "--password-file", "pw", "--temp-dir",
+                                         TempDir()},
                    [&](const Call& call) {
                        const int verdict = judge(call);
                        return verdict == Go && GetParam().isPlain ? VerdictOfPlain(call) : verdict;
