@@ -65,6 +65,13 @@ QString Text(const QJsonObject& line, const char* member)
     return line[QLatin1String(member)].toString();
 }
 
+QJsonObject ToJson(const QString& path, const Checksum& sum)
+{
+    return {{QStringLiteral("path"), path},
+            {QStringLiteral("bytes"), sum.bytes},
+            {QStringLiteral("xxh128"), sum.xxh128}};
+}
+
 Checksum ChecksumIn(const QJsonObject& line)
 {
     return {qint64(line[QLatin1String("bytes")].toDouble()), Text(line, "xxh128")};
@@ -162,8 +169,9 @@ void Journal::ReadPlanned(const QString& name, const QJsonObject& line)
         plan.paths[result[QLatin1String("page")].toInt()] = to;
         planned[to] = name;
     }
-    documents[name].standing = Standing::ToDo;
-    documents[name].plan = plan;
+    Document& document = documents[name];
+    document.standing = Standing::ToDo;
+    document.plan = plan;
 }
 
 /** A name that is none is shown like another one, which is not to stand for it. */
@@ -274,12 +282,8 @@ void Journal::Planned(const QString& name, int pages, const std::vector<Result>&
 {
     QJsonArray paths;
     documents[name].plan.pages = pages;
-    for (const Result& result : results) {
-        QJsonObject object{{QStringLiteral("path"), result.path}};
-        if (result.page > 0)
-            object[QStringLiteral("page")] = result.page;
-        paths.append(object);
-    }
+    for (const Result& result : results)
+        paths.append(ToJson(result));
     Append("planned", {{QStringLiteral("file"), name},
                        {QStringLiteral("pages"), pages},
                        {QStringLiteral("results"), paths}});
@@ -292,18 +296,14 @@ void Journal::PlannedAnew(const QString& name, const std::vector<Result>& result
 
 bool Journal::Placing(const QString& to, const Checksum& sum)
 {
-    Append("placing", {{QStringLiteral("path"), to},
-                       {QStringLiteral("bytes"), sum.bytes},
-                       {QStringLiteral("xxh128"), sum.xxh128}});
+    Append("placing", ToJson(to, sum));
     Flush();
     return IsSound();
 }
 
 void Journal::Refused(const QString& to, const Checksum& sum)
 {
-    Append("refused", {{QStringLiteral("path"), to},
-                       {QStringLiteral("bytes"), sum.bytes},
-                       {QStringLiteral("xxh128"), sum.xxh128}});
+    Append("refused", ToJson(to, sum));
 }
 
 bool Journal::HasPlaced(const QString& at) const

@@ -65,10 +65,10 @@ public:
     void End(int exitCode);
 
     /** Takes a document up, and tells how it stands. */
-    Standing Take(const QString& file);
+    Standing Take(const QString& name);
 
     /** What an earlier run has planned for a document that it has not converted. */
-    std::optional<Plan> PlanOf(const QString& file) const;
+    std::optional<Plan> PlanOf(const QString& name) const;
 
     /** Gives away what earlier runs have planned. */
     PlannedPaths ReleasePlanned() { return std::move(planned); }
@@ -80,26 +80,26 @@ public:
     bool HasRepaired() const { return hasRepaired; }
 
     /** Writes down the plan of a document; it is on the disk before any of its results is. */
-    void Planned(const QString& file, int pages, const std::vector<Result>& results);
+    void Planned(const QString& name, int pages, const std::vector<Result>& results);
 
     /** The same of one that has a plan already. */
-    void PlannedAnew(const QString& file, const std::vector<Result>& results);
+    void PlannedAnew(const QString& name, const std::vector<Result>& results);
 
     /** Writes down that a file is about to be put in place; false when that is not on the disk. */
-    bool Placing(const QString& path, const Checksum& sum);
+    bool Placing(const QString& to, const Checksum& sum);
 
     /** Takes that back, as another file was there. */
-    void Refused(const QString& path, const Checksum& sum);
+    void Refused(const QString& to, const Checksum& sum);
 
-    /** Whether what lies at `path` was put there for a document that was not done. */
-    bool HasPlaced(const QString& path) const;
+    /** Whether what lies at `at` was put there for a document that was not done. */
+    bool HasPlaced(const QString& at) const;
 
     /** Writes down that the results are in place; there may be none. */
-    void Done(const QString& file, const std::vector<Result>& results, double seconds,
+    void Done(const QString& name, const std::vector<Result>& results, double seconds,
               bool isRepaired);
 
     /** Writes down why a document was not converted; nothing of one that is done. */
-    void Failed(const QString& file, const char* reason, const std::string& message);
+    void Failed(const QString& name, const char* reason, const std::string& message);
 
     /** Whether all that was to be written is on the disk. */
     bool IsSound() const { return problem.isEmpty(); }
@@ -108,7 +108,7 @@ public:
     void Check();
 
     /** Makes what was written to a file, or the names in a folder, last. */
-    static bool FlushToDisk(const QString& path);
+    static bool FlushToDisk(const QString& what);
 
 private:
     Journal(const Journal&) = delete;

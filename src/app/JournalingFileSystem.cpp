@@ -18,13 +18,13 @@ bool JournalingFileSystem::Move(const ioPath& from, const ioPath& to)
     const QString source = QString::fromStdString(from.utf8string());
     const QString target = QString::fromStdString(to.utf8string());
     const auto sum = Checksum::Of(from.utf8string());
-    const bool isOwn = journal.HasPlaced(target);
     if (!sum || !Journal::FlushToDisk(source) || !journal.Placing(target, *sum))
         return false;
-    const bool isPlaced = inner->Move(from, to);
-    if (!isPlaced && !isOwn)
+    if (inner->Move(from, to))
+        return true;
+    if (!journal.HasPlaced(target))
         journal.Refused(target, *sum);
-    return isPlaced;
+    return false;
 }
 
 } // namespace Korvel::App

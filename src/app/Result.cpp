@@ -1,17 +1,22 @@
 #include "Result.h"
 
 #include <QFileInfo>
-#include <QJsonObject>
 
 namespace Korvel::App {
+
+QJsonObject ToJson(const Result& result)
+{
+    QJsonObject object{{QStringLiteral("path"), result.path}};
+    if (result.page > 0)
+        object[QStringLiteral("page")] = result.page;
+    return object;
+}
 
 QJsonArray ToJson(const std::vector<Result>& results)
 {
     QJsonArray array;
     for (const Result& result : results) {
-        QJsonObject object{{QStringLiteral("path"), result.path}};
-        if (result.page > 0)
-            object[QStringLiteral("page")] = result.page;
+        QJsonObject object = ToJson(result);
         if (const QFileInfo file(result.path); file.exists())
             object[QStringLiteral("bytes")] = file.size();
         array.append(object);

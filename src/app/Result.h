@@ -3,6 +3,7 @@
 #include <vector>
 
 #include <QJsonArray>
+#include <QJsonObject>
 #include <QString>
 
 namespace Korvel::App {
@@ -15,7 +16,10 @@ struct Result
     QString path;
 };
 
-/** Objects with path, page and, of files that are there, bytes, as docs/command.md describes. */
+/** An object with path and page, as docs/command.md describes. */
+QJsonObject ToJson(const Result& result);
+
+/** Such objects with, of files that are there, bytes as well. */
 QJsonArray ToJson(const std::vector<Result>& results);
 
 } // namespace Korvel::App
