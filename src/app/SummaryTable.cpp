@@ -11,9 +11,9 @@ constexpr char description[] =
 
 constexpr char footer[] = R"(
 Examples:
-  pdfconvert report /shared/*.journal
+  pdfconvert report /data/*.journal
       what has become of all documents so far
-  pdfconvert report /shared/*.journal --follow
+  pdfconvert report /data/*.journal --follow
       the same, printed again as the journals grow, until all is done
 
 Exit codes:
