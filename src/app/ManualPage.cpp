@@ -76,6 +76,7 @@ std::string ManualPage(const CLI::App& table, const CLI::App& reportTable)
     page << ".SH REPORTS\n" << Literal(reportTable.get_description());
     for (const std::string& group : reportTable.get_groups())
         AddOptions(page, reportTable, group);
+    page << ".PP\n.nf\n" << Literal(reportTable.get_footer()) << "\n.fi\n";
     page << ".SH \"EXAMPLES AND EXIT CODES\"\n.nf\n" << Literal(table.get_footer()) << "\n.fi\n";
     return page.str();
 }
