@@ -2,6 +2,7 @@
 
 #include "WorkerTestTools.h"
 
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -16,6 +17,7 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QThread>
 
 namespace Korvel::PDF::Test {
 
@@ -205,6 +207,44 @@ TEST(WorkerProcessTest, IsNotHeldUpByAWorkerThatComplains)
     WorkerProcess worker({ScriptedWorker(), longDeadline});
     EXPECT_TRUE(AskAndWait(worker, Do("complain"))["ok"].toBool());
     EXPECT_TRUE(WaitUntil([&log] { return log.Text().find("eeee") != std::string::npos; }));
+}
+
+TEST(WorkerProcessTest, KeepsNoComplaintsThatNobodyLogs)
+{
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
+    for (int time = 0; time < 20; ++time)
+        EXPECT_TRUE(AskAndWait(worker, Do("complain"))["ok"].toBool());
+    const MessageCapture log;
+    EXPECT_TRUE(AskAndWait(worker, Do("complain"))["ok"].toBool());
+    EXPECT_TRUE(WaitUntil([&log] { return log.Text().find("eeee") != std::string::npos; }));
+    EXPECT_LT(log.Text().size(), 10U << 20) << "it has complained in 21 times as much";
+}
+
+TEST(WorkerProcessTest, HasADeadlineHoweverLong)
+{
+    for (const std::chrono::milliseconds deadline : {30 * 24h, 24h * (1 << 20)}) {
+        const MessageCapture log;
+        WorkerProcess worker({ScriptedWorker(), deadline});
+        EXPECT_TRUE(AskAndWait(worker, Do("answer-slowly"))["ok"].toBool());
+        EXPECT_EQ(log.Text(), "");
+    }
+}
+
+TEST(WorkerProcessTest, MovesToAnotherThreadWithItsProcess)
+{
+    QThread thread;
+    thread.start();
+    auto* const worker = new WorkerProcess({ScriptedWorker(), longDeadline});
+    worker->Prepare();
+    worker->moveToThread(&thread);
+    QObject::connect(&thread, &QThread::finished, worker, &QObject::deleteLater);
+    std::atomic<bool> isDone = false;
+    QMetaObject::invokeMethod(worker, [&] {
+        worker->Ask({}, [&](const QJsonObject& answer) { isDone = answer["ok"].toBool(); });
+    });
+    EXPECT_TRUE(WaitUntil([&] { return bool(isDone); }));
+    thread.quit();
+    thread.wait();
 }
 
 TEST(WorkerProcessTest, IsNotHeldUpByChildrenThatTheWorkerLeavesBehind)

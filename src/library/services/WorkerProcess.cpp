@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <limits>
 #include <utility>
 
 #include <QCoreApplication>
@@ -23,6 +24,7 @@ namespace {
 
 constexpr int outOfMemoryExitCode = 77;
 constexpr int timeToEnd = 5000; // milliseconds, of which it takes one or two
+constexpr std::chrono::milliseconds longestAlarm(std::numeric_limits<int>::max());
 constexpr qint64 longestAnswer = qint64(4) * 1024 * 1024;
 
 QJsonObject Failure(const QString& reason, const QString& message)
@@ -93,6 +95,7 @@ WorkerProcess::WorkerProcess(const WorkerSettings& settings)
     : settings(WithProgram(settings)), alarm(this)
 {
     alarm.setSingleShot(true);
+    alarm.setTimerType(Qt::PreciseTimer);
     connect(&alarm, &QTimer::timeout, this, &WorkerProcess::TimeIsUp);
 }
 
@@ -152,7 +155,7 @@ QStringList WorkerProcess::Arguments() const
 void WorkerProcess::Start()
 {
     fileInHand.clear();
-    process = std::make_unique<QProcess>();
+    process = std::make_unique<QProcess>(this); // moves to other threads along with this
     // Queued: starting can fail inside start(), and receivers may destroy the process or run an
     // event loop, neither of which they may inside one of its signals. What comes late is harmless,
     // as the slots go by the state of the process that is there.
@@ -221,7 +224,7 @@ void WorkerProcess::SendNext()
         SendRelease();
     else
         SendRequest(requests.front().message);
-    alarm.start(settings.deadline);
+    alarm.start(std::min(settings.deadline, longestAlarm));
 }
 
 void WorkerProcess::Release()
@@ -276,8 +279,10 @@ void WorkerProcess::TimeIsUp()
 
 void WorkerProcess::ReadComplaints()
 {
-    if (process)
-        qCDebug(servicesLog) << "worker:" << process->readAllStandardError();
+    if (!process)
+        return;
+    const QByteArray text = process->readAllStandardError(); // also when nobody logs it
+    qCDebug(servicesLog) << "worker:" << text;
 }
 
 void WorkerProcess::Answer(const QJsonObject& answer)

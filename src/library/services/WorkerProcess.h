@@ -20,7 +20,10 @@ struct WorkerSettings
 {
     /** Path of the worker program; empty to have it looked for. */
     QString program;
-    /** How long one request may take before the process is ended; as much CPU time it may use. */
+    /**
+     * How long one request may take before the process is ended; as much CPU time it may use. Of
+     * more than 24 days 24 count.
+     */
     std::chrono::milliseconds deadline = std::chrono::minutes(10);
     /**
      * How much address space a process may have, in MiB, from 1; it needs about 100 before it has
@@ -59,7 +62,8 @@ struct WorkerSettings
  * (silent past the deadline, or busy for as much CPU time), "out-of-memory", "ended" (by End or the
  * destructor).
  *
- * Used on the thread that owns it, whose event loop must run.
+ * Used on the thread that owns it, whose event loop must run. It may be moved to another thread; a
+ * process that runs then dies with the thread on which it was started.
  */
 class CONVERTERSERVICES_EXPORT WorkerProcess : public QObject
 {
@@ -91,7 +95,8 @@ public:
     void Release();
 
     /**
-     * Ends the process at once; requests still open are answered before End returns. A later Ask
+     * Ends the process at once, and waits for that: a millisecond or two, or, should it not heed
+     * SIGTERM, five seconds. Requests still open are answered before End returns. A later Ask
      * starts it again.
      */
     void End();
