@@ -110,6 +110,12 @@ QJsonObject WithId(QJsonObject answer, const QJsonValue& id)
     return answer;
 }
 
+QJsonObject WithPages(QJsonObject answer, double pages)
+{
+    answer["pages"] = pages;
+    return answer;
+}
+
 void WriteForever(const QByteArray& text)
 {
     while (true)
@@ -294,6 +300,7 @@ void Serve(const QJsonObject& request)
 {
     const QString what = WhatToDo(request);
     const QString fail = "fail-with-";
+    const QString count = "count-pages-";
     ++served;
     if (request.contains("meet"))
         Meet(request["meet"].toString());
@@ -301,6 +308,8 @@ void Serve(const QJsonObject& request)
         action->second(request);
     else if (what.startsWith(fail))
         WriteLine(Failure(request, what.mid(fail.size())));
+    else if (what.startsWith(count))
+        WriteLine(WithPages(Success(request), what.mid(count.size()).toDouble()));
     else
         WriteLine(Success(request));
 }

@@ -255,6 +255,16 @@ TEST_P(WorkerPdfProviderTells, WhyADocumentCouldNotBeOpened)
     EXPECT_GE(Open(provider, PathTo("answer")).id, 0) << "goes on working";
 }
 
+TEST_F(WorkerPdfProviderTest, BelievesInNoDocumentOfImpossiblyManyPages)
+{
+    for (const std::string count : {"0", "-5", "2147483647", "1e300"}) {
+        const ioPath path = PathTo("count-pages-" + count);
+        EXPECT_EQ(Open(provider, path).id, -1);
+        EXPECT_EQ(provider.WhyOpenFailed(path), OpenFailure::WorkerFailed);
+    }
+    EXPECT_GE(Open(provider, PathTo("count-pages-1000000")).id, 0);
+}
+
 struct SaveRow
 {
     const char* what;

@@ -15,6 +15,8 @@ namespace Korvel::PDF {
 
 namespace {
 
+constexpr int mostPages = 8'388'607; // as many objects as a PDF can have
+
 /** A promise that answers `failure` when it is dropped without an answer. */
 template <typename T>
 class Reply
@@ -117,6 +119,13 @@ DocumentInfo ToDocumentInfo(const QJsonObject& answer)
     return info;
 }
 
+/** Whether a document is open now, as far as it has a number of pages that a PDF can have. */
+bool IsOpened(const QJsonObject& answer)
+{
+    const int pages = answer[QStringLiteral("pages")].toInt();
+    return answer[QStringLiteral("ok")].toBool() && pages > 0 && pages <= mostPages;
+}
+
 /** The path as a request carries it; null, too, when it is no UTF-8. */
 QString PathInRequest(const ioPath& file)
 {
@@ -209,7 +218,7 @@ struct WorkerPdfProvider::Impl
                 workers->Engage(document, settings);
             workers->Ask(document, request, [this, document, receiver](const QJsonObject& answer) {
                 receiver(answer);
-                if (!answer[QStringLiteral("ok")].toBool())
+                if (!IsOpened(answer))
                     workers->Release(document);
             });
         });
@@ -310,7 +319,7 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
                      {QStringLiteral("file"), path},
                      {QStringLiteral("password"), QString::fromLatin1(secret)}},
                     [state = impl.get(), reply, id, name](const QJsonObject& answer) {
-                        if (!answer[QStringLiteral("ok")].toBool()) {
+                        if (!IsOpened(answer)) {
                             state->KeepOpenFailure(
                                 name, ToOpenFailure(answer[QStringLiteral("reason")].toString()));
                             return;
