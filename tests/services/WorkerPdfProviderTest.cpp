@@ -17,6 +17,9 @@
 #include <QTemporaryDir>
 
 #include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace Korvel::PDF::Test {
 
@@ -27,6 +30,7 @@ using namespace std::chrono_literals;
 /** Long enough for whatever is willing to answer, however slow the machine is. */
 constexpr auto longTime = 1min;
 constexpr auto shortDeadline = 1s;
+constexpr uid_t nobody = 65534;
 
 /** What the future holds. Blocks, so that nothing is answered with the help of an event loop. */
 template <typename T>
@@ -253,6 +257,30 @@ TEST_P(WorkerPdfProviderTells, WhyADocumentCouldNotBeOpened)
     EXPECT_EQ(provider.WhyOpenFailed(PathTo("answer")), OpenFailure::None);
     EXPECT_FALSE(provider.Describe(document));
     EXPECT_GE(Open(provider, PathTo("answer")).id, 0) << "goes on working";
+}
+
+/** Whether a provider that can start no thread says so. Ends this process's right to start any. */
+bool FailsWithoutAThread()
+{
+    const rlimit none = {0, 0};
+    if (::setrlimit(RLIMIT_NPROC, &none) != 0 || (::getuid() == 0 && ::setuid(nobody) != 0))
+        return false;
+    WorkerPdfProvider provider({ScriptedWorker()});
+    provider.Prepare();
+    auto opened = provider.OpenDocument(PathTo("answer"), {});
+    return opened.wait_for(longTime) == std::future_status::ready && opened.get().id == -1 &&
+           provider.WhyOpenFailed(PathTo("answer")) == OpenFailure::WorkerFailed &&
+           !Save(provider, {1, 0}, PathTo("copy")) && !Close(provider, {1, 0});
+}
+
+TEST_F(WorkerPdfProviderTest, AnswersWhenItsThreadCannotBeStarted)
+{
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(FailsWithoutAThread() ? 0 : 1);
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(WorkerPdfProviderTest, BelievesInNoDocumentOfImpossiblyManyPages)

@@ -192,6 +192,8 @@ struct WorkerPdfProvider::Impl
         workers->moveToThread(&thread);
         QObject::connect(&thread, &QThread::finished, workers, &QObject::deleteLater);
         thread.start();
+        if (!thread.isRunning()) // the system has no room for another one
+            delete std::exchange(workers, nullptr);
     }
 
     ~Impl()
@@ -202,12 +204,14 @@ struct WorkerPdfProvider::Impl
 
     /**
      * Runs `function` on the provider's thread. What is dropped on the way, since the provider is
-     * destroyed, drops with it the reply that its receiver holds, which is an answer, too.
+     * destroyed or its thread could not be started, drops with it the reply that its receiver
+     * holds, which is an answer, too.
      */
     template <typename Function>
     void Later(Function function)
     {
-        QMetaObject::invokeMethod(workers, std::move(function), Qt::QueuedConnection);
+        if (workers)
+            QMetaObject::invokeMethod(workers, std::move(function), Qt::QueuedConnection);
     }
 
     /** The process serves no other document as long as this one is open. */
@@ -273,8 +277,8 @@ struct WorkerPdfProvider::Impl
 
     const WorkerSettings settings;
     QThread thread;
-    /** Deleted on the thread, when the thread ends. */
-    Workers* const workers;
+    /** Deleted on the thread, when the thread ends; null when that could not be started. */
+    Workers* workers;
     std::atomic<bool> shutDown{false};
     std::atomic<qint64> lastDocument{0};
 
@@ -306,8 +310,9 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
     std::future<DocumentHandle> opened = reply->Future();
     const std::string name = file.utf8string();
     const QString path = PathInRequest(file);
-    if (path.isNull()) {
-        impl->KeepOpenFailure(name, OpenFailure::Unreadable);
+    if (path.isNull() || !impl->workers) {
+        impl->KeepOpenFailure(name,
+                              path.isNull() ? OpenFailure::Unreadable : OpenFailure::WorkerFailed);
         return opened;
     }
 

@@ -84,7 +84,7 @@ enum class OpenFailure {
     UnsupportedEncryption, ///< encrypted in a way that is not supported
     OutOfMemory,           ///< it needs more memory than a worker is given
     TimedOut,              ///< the worker took longer than it was given
-    WorkerFailed           ///< the worker could not be started, died, or was shut down
+    WorkerFailed ///< the worker could not be started, died, spoke nonsense, or was shut down
 };
 
 /** Why a document could not be saved. */
@@ -134,7 +134,10 @@ public:
     /** What was learned of a document when it was opened; nothing after it has been closed. */
     std::optional<DocumentInfo> Describe(const DocumentHandle& document) const;
 
-    /** Why the last attempt to open `file`, under just this path, failed. */
+    /**
+     * Why the last attempt to open `file`, under just this path, failed. Kept until it is opened,
+     * so that a provider has a line in memory for every path that never was.
+     */
     OpenFailure WhyOpenFailed(const ioPath& file) const;
 
     /**
