@@ -18,6 +18,7 @@
 
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -161,6 +162,19 @@ TEST_F(WorkerPdfProviderTest, TakesARelativePathFromTheCurrentFolder)
     Open(provider, ioPath("record"));
     EXPECT_EQ(Recorded()["request"].toObject()["file"].toString(), folder.filePath("record"));
     Open(provider, ioPath("./x/../record"));
+    EXPECT_TRUE(QDir::setCurrent(before));
+}
+
+TEST_F(WorkerPdfProviderTest, TakesNoRelativePathFromAFolderThatNoRequestCanName)
+{
+    const QString before = QDir::currentPath();
+    const std::string unnamable = folder.path().toStdString() + "/\xFF";
+    ASSERT_EQ(::mkdir(unnamable.c_str(), S_IRWXU), 0);
+    ASSERT_EQ(::chdir(unnamable.c_str()), 0);
+    EXPECT_EQ(Open(provider, ioPath("answer")).id, -1) << "not UTF-8";
+    ASSERT_EQ(::rmdir(unnamable.c_str()), 0);
+    EXPECT_EQ(Open(provider, ioPath("answer")).id, -1) << "gone";
+    EXPECT_EQ(provider.WhyOpenFailed(ioPath("answer")), OpenFailure::Unreadable);
     EXPECT_TRUE(QDir::setCurrent(before));
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QDir>
+#include <string>
+
 #include <QString>
 
 namespace Korvel::PDF {
@@ -9,14 +10,12 @@ namespace Korvel::PDF {
  * `path` as a request to the worker carries it: absolute, since the worker may run in another
  * folder. Nothing is cleaned up: a ".." behind a link means something else than its text.
  *
- * @return null for a path that names no file there: one that is empty, holds a NUL, or does not
- *         survive UTF-8 as a lone surrogate does not
+ * @return null for a path that names no file there: one that is empty, holds a NUL, is no UTF-8, or
+ *         is relative to a working folder that is none or that is gone
  */
-inline QString RequestPath(const QString& path)
-{
-    if (path.isEmpty() || path.contains(QChar(u'\0')) || QString::fromUtf8(path.toUtf8()) != path)
-        return {};
-    return path.startsWith(QLatin1Char('/')) ? path : QDir::currentPath() + QLatin1Char('/') + path;
-}
+QString RequestPath(const std::string& path);
+
+/** The same; a lone surrogate is no UTF-8. */
+QString RequestPath(const QString& path);
 
 } // namespace Korvel::PDF

@@ -126,14 +126,6 @@ bool IsOpened(const QJsonObject& answer)
     return answer[QStringLiteral("ok")].toBool() && pages > 0 && pages <= mostPages;
 }
 
-/** The path as a request carries it; null, too, when it is no UTF-8. */
-QString PathInRequest(const ioPath& file)
-{
-    const std::string bytes = file.utf8string();
-    const QString text = QString::fromStdString(bytes);
-    return text.toStdString() == bytes ? RequestPath(text) : QString();
-}
-
 } // namespace
 
 struct WorkerPdfProvider::Impl
@@ -309,7 +301,7 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
     const auto reply = std::make_shared<Reply<DocumentHandle>>(DocumentHandle{});
     std::future<DocumentHandle> opened = reply->Future();
     const std::string name = file.utf8string();
-    const QString path = PathInRequest(file);
+    const QString path = RequestPath(file.utf8string());
     if (path.isNull() || !impl->workers) {
         impl->KeepOpenFailure(name,
                               path.isNull() ? OpenFailure::Unreadable : OpenFailure::WorkerFailed);
@@ -341,7 +333,7 @@ std::future<bool> WorkerPdfProvider::SaveDocument(const DocumentHandle& document
     const auto reply = std::make_shared<Reply<bool>>(false);
     std::future<bool> saved = reply->Future();
     const std::string source = impl->SourceOf(document);
-    const QString path = PathInRequest(file);
+    const QString path = RequestPath(file.utf8string());
     if (path.isNull()) {
         impl->KeepSaveFailure(source, SaveFailure::CannotWrite);
         return saved;
