@@ -1,5 +1,6 @@
 #include "Batch.h"
 
+#include "Failures.h"
 #include "Interruption.h"
 #include "Passwords.h"
 #include "Report.h"
@@ -248,9 +249,10 @@ void Batch::ReportDocument(const Document& document, const std::exception_ptr& f
 /** Tells of a document's results, or of what there is in place of them. */
 void Batch::Finish(const Document& document)
 {
-    if (!WriteResults(document))
-        throw Failure(ExitCode::Output, "standard-output",
-                      "standard output did not take the result");
+    if (WriteResults(document))
+        return;
+    interruption.Check();
+    throw StandardOutputFailure();
 }
 
 bool Batch::WriteResults(const Document& document)

@@ -85,6 +85,11 @@ Failure FailureOf(AbstractConverter::ErrorType error)
     }
 }
 
+Failure StandardOutputFailure()
+{
+    return {ExitCode::Output, "standard-output", "standard output did not take the result"};
+}
+
 Failure ExistsFailure(const QString& path)
 {
     return {ExitCode::Exists, "exists", "its result " + path.toStdString() + " exists already"};

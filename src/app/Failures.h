@@ -17,6 +17,9 @@ Failure FailureOf(PDF::SaveFailure why);
 /** The same of one whose conversion has failed. */
 Failure FailureOf(PDF::Converter::AbstractConverter::ErrorType error);
 
+/** What to tell when standard output is closed, full, or read by nobody. */
+Failure StandardOutputFailure();
+
 /** The same of one whose result would meet a file that is to stay. */
 Failure ExistsFailure(const QString& path);
 

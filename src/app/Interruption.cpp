@@ -37,7 +37,10 @@ void Raise(int event)
 } // namespace
 
 Interruption::Interruption()
-    : signals(SignalsToHear()), arrived(::eventfd(0, EFD_CLOEXEC)), stop(::eventfd(0, EFD_CLOEXEC))
+    : signals(SignalsToHear()),
+      arrived(::eventfd(0, EFD_CLOEXEC)),
+      urgent(::eventfd(0, EFD_CLOEXEC)),
+      stop(::eventfd(0, EFD_CLOEXEC))
 {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     listener = std::thread([this] { Listen(); });
@@ -48,6 +51,7 @@ Interruption::~Interruption()
     Raise(stop);
     listener.join();
     ::close(stop);
+    ::close(urgent);
     ::close(arrived);
 }
 
@@ -76,9 +80,9 @@ void Interruption::Listen()
         if (::read(received, &info, sizeof info) != sizeof info)
             continue;
         const std::lock_guard lock(mutex);
+        Raise(signal == 0 ? arrived : urgent);
         if (signal == 0)
             signal = int(info.ssi_signo);
-        Raise(arrived);
         if (handler)
             handler();
     }

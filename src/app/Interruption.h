@@ -29,6 +29,9 @@ public:
     /** Becomes readable, for poll(2), when a signal has come. */
     int Descriptor() const { return arrived; }
 
+    /** The same when a second one has come, after which nothing is waited for any more. */
+    int UrgentDescriptor() const { return urgent; }
+
     /** @throws Interrupted  a signal has come */
     void Check() const;
 
@@ -48,6 +51,7 @@ private:
     sigset_t signals;
     std::atomic<int> signal{0};
     const int arrived;
+    const int urgent;
     const int stop;
     std::mutex mutex;
     std::function<void()> handler;

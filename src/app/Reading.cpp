@@ -26,7 +26,9 @@ constexpr std::size_t blockSize = 1 << 16;
 struct OpenedFile
 {
     explicit OpenedFile(const std::string& file)
-        : descriptor(file == "-" ? STDIN_FILENO : ::open(file.c_str(), O_RDONLY | O_CLOEXEC))
+        // A pipe is not waited for here, where no signal is heard.
+        : descriptor(file == "-" ? STDIN_FILENO
+                                 : ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC))
     {
         if (descriptor < 0)
             ThrowLastError();

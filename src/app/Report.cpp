@@ -2,13 +2,14 @@
 
 #include "Description.h"
 #include "Text.h"
+#include "Writing.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 
 #include <sys/ioctl.h>
@@ -28,18 +29,6 @@ constexpr char red[] = "\033[31m";
 constexpr char yellow[] = "\033[33m";
 constexpr qint64 millisecondsBetweenBars = 100;
 constexpr qint64 millisecondsBetweenLines = 5000;
-
-void Write(std::FILE* stream, const QString& text)
-{
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.data(), 1, std::size_t(bytes.size()), stream);
-}
-
-bool WriteResult(const QString& text)
-{
-    Write(stdout, text);
-    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-}
 
 bool IsOnTerminal()
 {
@@ -82,8 +71,9 @@ QString Duration(qint64 seconds)
 
 } // namespace
 
-Report::Report(const CommandLine& commandLine)
-    : quiet(commandLine.quiet),
+Report::Report(const CommandLine& commandLine, const Interruption& interruption)
+    : interruption(interruption),
+      quiet(commandLine.quiet),
       json(commandLine.json),
       style(StyleFor(commandLine)),
       hasColors(HasColors())
@@ -126,7 +116,7 @@ void Report::Progress(int number, double fraction)
     if (style == ProgressStyle::Bar)
         Draw(ProgressText());
     else if (style == ProgressStyle::Plain)
-        Write(stderr, QStringLiteral("pdfconvert: %1\n").arg(ProgressText()));
+        Say(QStringLiteral("pdfconvert: %1\n").arg(ProgressText()));
     Emit("progress", {{QStringLiteral("file"), work.name},
                       {QStringLiteral("done"), fraction},
                       {QStringLiteral("seconds"), double(work.sinceBegin.elapsed()) / 1000}});
@@ -171,35 +161,28 @@ QString Report::ProgressText() const
 bool Report::Finished(const QString& name, const std::vector<Result>& results)
 {
     Erase();
+    QString lines;
+    for (const Result& result : results)
+        lines += result.path + QLatin1Char('\n');
+    if (!json && !WriteResult(lines))
+        return false;
     const bool isForPrograms = json || style == ProgressStyle::Json;
     const QJsonObject members{
         {QStringLiteral("file"), name},
         {QStringLiteral("results"), isForPrograms ? ToJson(results) : QJsonArray()}};
     Emit("finished", members);
     Keep(members, true);
-    if (json)
-        return true;
-    QString lines;
-    for (const Result& result : results)
-        lines += result.path + QLatin1Char('\n');
-    return WriteResult(lines);
+    return true;
 }
 
 bool Report::Content(const QString& name, const QString& path)
 {
     Erase();
-    QFile file(path);
-    QFile output;
-    if (!file.open(QIODevice::ReadOnly) ||
-        !output.open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered))
+    if (!WriteFile(path))
         return false;
-    while (!file.atEnd()) {
-        const QByteArray block = file.read(1 << 20);
-        if (block.isEmpty() || output.write(block) != block.size())
-            return false;
-    }
-    Emit("finished", {{QStringLiteral("file"), name}, {QStringLiteral("bytes"), file.size()}});
-    return std::fflush(stdout) == 0;
+    Emit("finished",
+         {{QStringLiteral("file"), name}, {QStringLiteral("bytes"), QFileInfo(path).size()}});
+    return true;
 }
 
 bool Report::Describe(const QString& name, const PDF::DocumentInfo& info)
@@ -264,6 +247,29 @@ bool Report::Close(int exitCode)
     return WriteResult(QString::fromUtf8(QJsonDocument(closing).toJson()));
 }
 
+bool Report::WriteResult(const QString& text) const
+{
+    return WriteAll(STDOUT_FILENO, text.toUtf8(), interruption);
+}
+
+bool Report::WriteFile(const QString& path) const
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    while (!file.atEnd()) {
+        const QByteArray block = file.read(1 << 20);
+        if (block.isEmpty() || !WriteAll(STDOUT_FILENO, block, interruption))
+            return false;
+    }
+    return true;
+}
+
+void Report::Say(const QString& text) const
+{
+    WriteAll(STDERR_FILENO, text.toUtf8(), interruption);
+}
+
 /** A line for people; programs that read events are told by those. */
 void Report::Print(const std::string& message, const char* color)
 {
@@ -274,7 +280,7 @@ void Report::Print(const std::string& message, const char* color)
     if (hasColors && color)
         program = QLatin1String(color) + program + QStringLiteral("\033[m");
     const QString text = WithoutControls(QString::fromStdString(message));
-    Write(stderr, program + QLatin1Char(' ') + text + QLatin1Char('\n'));
+    Say(program + QLatin1Char(' ') + text + QLatin1Char('\n'));
 }
 
 void Report::Emit(const char* event, QJsonObject members)
@@ -283,21 +289,21 @@ void Report::Emit(const char* event, QJsonObject members)
         return;
     members[QStringLiteral("event")] = QString::fromLatin1(event);
     members[QStringLiteral("version")] = jsonVersion;
-    Write(stderr, QString::fromUtf8(QJsonDocument(members).toJson(QJsonDocument::Compact)) +
-                      QLatin1Char('\n'));
+    Say(QString::fromUtf8(QJsonDocument(members).toJson(QJsonDocument::Compact)) +
+        QLatin1Char('\n'));
 }
 
 void Report::Draw(const QString& text)
 {
     // A line that wraps could not be erased.
-    Write(stderr, QStringLiteral("\r") + text.left(Columns() - 1) + QStringLiteral("\033[K"));
+    Say(QStringLiteral("\r") + text.left(Columns() - 1) + QStringLiteral("\033[K"));
     drawn = true;
 }
 
 void Report::Erase()
 {
     if (drawn)
-        Write(stderr, QStringLiteral("\r\033[K"));
+        Say(QStringLiteral("\r\033[K"));
     drawn = false;
 }
 

@@ -20,6 +20,8 @@ struct DocumentInfo;
 
 namespace App {
 
+class Interruption;
+
 /**
  * Speaks to the user: results on standard output, everything else on standard error.
  *
@@ -29,7 +31,7 @@ namespace App {
 class Report
 {
 public:
-    explicit Report(const CommandLine& commandLine);
+    Report(const CommandLine& commandLine, const Interruption& interruption);
     ~Report();
 
     /** Says how much there is to convert. */
@@ -79,6 +81,9 @@ private:
     Report(const Report&) = delete;
     Report& operator=(const Report&) = delete;
 
+    bool WriteResult(const QString& text) const;
+    bool WriteFile(const QString& path) const;
+    void Say(const QString& text) const;
     void Print(const std::string& message, const char* color = nullptr);
     void Emit(const char* event, QJsonObject members);
     void Keep(QJsonObject document, bool isOk);
@@ -86,6 +91,7 @@ private:
     void Erase();
     QString ProgressText() const;
 
+    const Interruption& interruption;
     const bool quiet;
     const bool json;
     const ProgressStyle style;

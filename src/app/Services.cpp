@@ -1,5 +1,6 @@
 #include "Services.h"
 
+#include "Failures.h"
 #include "Interruption.h"
 #include "Journal.h"
 #include "JournalingFileSystem.h"
@@ -134,7 +135,9 @@ ExitCode Services::CleanUp(const CommandLine& commandLine)
 {
     for (const std::string& removed : PDF::SessionFolder::Sweep(FolderForSessions(commandLine)))
         std::printf("%s\n", removed.c_str());
-    return std::fflush(stdout) == 0 ? ExitCode::Done : ExitCode::Output;
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw StandardOutputFailure();
+    return ExitCode::Done;
 }
 
 const std::string& Services::TempFolder() const

@@ -1,5 +1,6 @@
 #include "Version.h"
 
+#include "Failures.h"
 #include "WorkerProcess.h"
 
 #include <cstdio>
@@ -17,7 +18,9 @@ ExitCode PrintVersion()
         worker.exitCode() != 0)
         throw BrokenInstallation();
     std::fputs(worker.readAllStandardOutput().constData(), stdout);
-    return std::fflush(stdout) == 0 ? ExitCode::Done : ExitCode::Output;
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw StandardOutputFailure();
+    return ExitCode::Done;
 }
 
 Failure BrokenInstallation()

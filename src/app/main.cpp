@@ -1,5 +1,6 @@
 #include "Batch.h"
 #include "CommandLine.h"
+#include "Failures.h"
 #include "Interruption.h"
 #include "Logging.h"
 #include "Report.h"
@@ -7,13 +8,16 @@
 #include "SummaryCommand.h"
 #include "Version.h"
 
+#include <csignal>
 #include <cstdio>
 
 #include <QCoreApplication>
 #include <QTextCodec>
 
+#include <fcntl.h>
 #include <glog/logging.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 using namespace Korvel::App;
 
@@ -36,6 +40,29 @@ public:
         }
     }
 };
+
+/**
+ * Gives those that are closed their numbers, which files that are opened would get otherwise: they
+ * would be read and written in place of the streams. So each is opened for what it is not used for.
+ */
+void OpenStandardStreams()
+{
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (::fcntl(stream, F_GETFD) < 0)
+            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+/** Help, or what is wrong with the command line. */
+int Tell(const ParseResult& parsed)
+{
+    std::FILE* const stream = parsed.code == ExitCode::Done ? stdout : stderr;
+    if (std::fputs(parsed.text.c_str(), stream) >= 0 && std::fflush(stream) == 0)
+        return int(parsed.code);
+    const Failure failure = StandardOutputFailure();
+    std::fprintf(stderr, "pdfconvert: %s\n", failure.what());
+    return int(failure.code);
+}
 
 int Run(const CommandLine& commandLine, Report& report, Interruption& interruption)
 {
@@ -63,20 +90,23 @@ int Run(const CommandLine& commandLine, Report& report, Interruption& interrupti
 
 int main(int argc, char** argv)
 {
-    const ParseResult parsed = ParseCommandLine(argc, argv);
-    HidePassword(argc, argv);
-    if (!parsed.commandLine) {
-        std::fputs(parsed.text.c_str(), parsed.code == ExitCode::Done ? stdout : stderr);
-        return int(parsed.code);
-    }
+    OpenStandardStreams();
+    std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
     const rlimit noCore = {0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
+    const ParseResult parsed = ParseCommandLine(argc, argv);
+    HidePassword(argc, argv);
+    if (!parsed.commandLine)
+        return Tell(parsed);
     Interruption interruption;
     Application application(argc, argv);
     // File names are UTF-8 whatever the locale says.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     StartLogging(argv[0], parsed.commandLine->verbosity);
-    Report report(*parsed.commandLine);
+    Report report(*parsed.commandLine, interruption);
     const int code = Run(*parsed.commandLine, report, interruption);
-    return report.Close(code) ? code : int(ExitCode::Output);
+    if (report.Close(code))
+        return code;
+    report.Failed({}, StandardOutputFailure());
+    return int(ExitCode::Output);
 }

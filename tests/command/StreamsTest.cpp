@@ -1,0 +1,144 @@
+#include "Program.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+
+#include <QDir>
+#include <QFile>
+
+#include <sys/stat.h>
+
+namespace Korvel::App {
+namespace {
+
+using testing::HasSubstr;
+
+/** Standard streams that are closed, full, or that nobody reads. */
+class StreamsTest : public ProgramTest
+{
+protected:
+    /** Starts a line of the shell in which "$pdfconvert" is the command. */
+    std::unique_ptr<QProcess> StartLine(const QString& line) const
+    {
+        auto shell = std::make_unique<QProcess>();
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("pdfconvert", PDFCONVERT);
+        environment.insert("TMPDIR", TempDir());
+        shell->setProcessEnvironment(environment);
+        shell->setWorkingDirectory(Path(""));
+        shell->start("setsid", {"--wait", "timeout", "60", "sh", "-c", line});
+        return shell;
+    }
+
+    Outcome RunLine(const QString& line) const { return Finish(*StartLine(line)); }
+
+    /** Waits until the command waits for something that never comes, and sends signals to it. */
+    static int EndBySignals(QProcess& process, int count)
+    {
+        const auto isAsleep = [&process] {
+            QFile call(QStringLiteral("/proc/%1/syscall").arg(process.processId()));
+            return call.open(QIODevice::ReadOnly) && !call.readAll().startsWith("running");
+        };
+        const auto waitAsleep = [&] {
+            for (int times = 0; times < 10; times = isAsleep() ? times + 1 : 0) {
+                if (process.waitForFinished(10))
+                    return;
+            }
+        };
+        for (int sent = 0; sent < count && process.state() != QProcess::NotRunning; ++sent) {
+            waitAsleep();
+            ::kill(pid_t(process.processId()), SIGTERM);
+        }
+        return Finish(process).exitCode;
+    }
+
+    std::unique_ptr<QProcess> StartAlone(const QStringList& arguments) const
+    {
+        auto process = std::make_unique<QProcess>();
+        process->setWorkingDirectory(Path(""));
+        process->start(PDFCONVERT, QStringList{"--temp-dir", TempDir()} + arguments);
+        EXPECT_TRUE(process->waitForStarted());
+        return process;
+    }
+};
+
+TEST_F(StreamsTest, ThatAreClosedAreErrorsAtOnce)
+{
+    MakeSample("one.pdf", 1);
+    EXPECT_EQ(RunLine("$pdfconvert - -o s.txt <&-").exitCode, 4);
+    EXPECT_EQ(RunLine("$pdfconvert --from-list - -d s <&-").exitCode, 4);
+    const Outcome run = RunLine("$pdfconvert one.pdf -o ab.txt >&-"); // a path of eight bytes
+    EXPECT_EQ(run.exitCode, 5);
+    EXPECT_THAT(run.complaints, HasSubstr("standard output did not take"));
+    EXPECT_EQ(RunLine("$pdfconvert one.pdf -o cd.txt 2>&-").results, QStringList("cd.txt"));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(StreamsTest, ThatAreFullAreErrorsThatAreTold)
+{
+    MakeSample("one.pdf", 1);
+    for (const QString line :
+         {"--help", "--version", "--completion bash", "--manual", "one.pdf --inspect",
+          "one.pdf --inspect --json", "one.pdf -o p.txt", "one.pdf -o q.txt --json",
+          "report empty.jsonl", "report empty.jsonl --json"}) {
+        Write("empty.jsonl", "");
+        const Outcome run = RunLine("$pdfconvert " + line + " >/dev/full");
+        EXPECT_EQ(run.exitCode, 5) << line.toStdString();
+        EXPECT_THAT(run.complaints, HasSubstr("standard output did not take"))
+            << line.toStdString();
+    }
+}
+
+TEST_F(StreamsTest, ThatAreFullFinishNoDocument)
+{
+    MakeSample("one.pdf", 1);
+    for (const QString output : {"-o - -f txt", "-o p.txt"}) {
+        const Outcome run =
+            RunLine("$pdfconvert one.pdf --progress json " + output + " >/dev/full");
+        EXPECT_THAT(run.complaints, HasSubstr("\"failed\""));
+        EXPECT_THAT(run.complaints, testing::Not(HasSubstr("\"finished\"")));
+    }
+}
+
+TEST_F(StreamsTest, ThatNobodyWritesToAreLeftAtASignal)
+{
+    MakeSample("one.pdf", 1, "pw");
+    ASSERT_EQ(::mkfifo(Path("fifo").toStdString().c_str(), S_IRWXU), 0);
+    for (const QStringList& arguments :
+         {QStringList{"--from-list", "fifo", "-d", "out"},
+          QStringList{"one.pdf", "-d", "out", "--password-file", "fifo"},
+          QStringList{"one.pdf", "-d", "out", "--password-map", "fifo"}}) {
+        const auto process = StartAlone(arguments);
+        EXPECT_EQ(EndBySignals(*process, 1), 128 + SIGTERM);
+        EXPECT_EQ(LeftInTempDir(), QStringList());
+    }
+}
+
+TEST_F(StreamsTest, ThatNobodyReadsFromAreLeftAtTheSecondSignal)
+{
+    MakeSample("one.pdf", 1);
+    const QString fifo = Path("fifo");
+    ASSERT_EQ(::mkfifo(fifo.toStdString().c_str(), S_IRWXU), 0);
+    QFile reader(fifo); // to read and write, so that neither end waits for the other to be opened
+    ASSERT_TRUE(reader.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
+    QProcess process;
+    process.setWorkingDirectory(Path(""));
+    process.setStandardOutputFile(fifo);
+    process.start(PDFCONVERT, {"--temp-dir", TempDir(), "one.pdf", "-o", "-", "-f", "bmp"});
+    ASSERT_TRUE(process.waitForStarted());
+    EXPECT_EQ(EndBySignals(process, 2), 128 + SIGTERM);
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(StreamsTest, GoOnWhereFilesMayGrowNoFurther)
+{
+    MakeSample("one.pdf", 1);
+    const Outcome run = RunLine("ulimit -f 1; exec $pdfconvert one.pdf -d out --journal j");
+    EXPECT_THAT(run.exitCode, testing::AnyOf(5, 7));
+    EXPECT_THAT(run.complaints, HasSubstr("one.pdf"));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+} // namespace
+} // namespace Korvel::App
