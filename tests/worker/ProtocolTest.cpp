@@ -9,6 +9,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Korvel::Worker {
@@ -179,6 +181,19 @@ TEST_F(StandardOutputTest, LeadsNowhereWithoutAStandardError)
 {
     WorkerClient silent("exec 2>&-");
     EXPECT_EQ(Target(silent, STDOUT_FILENO), "/dev/null");
+}
+
+TEST_F(ProtocolTest, KeepsNothingOpenOfWhoeverStartedIt)
+{
+    const QByteArray path = Path("pipe").toUtf8();
+    ASSERT_EQ(::mkfifo(path.constData(), 0600), 0);
+    const int pipe = ::open(path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    WorkerClient heir("exec 9>'" + Path("pipe") + "'; echo >&9");
+    EXPECT_EQ(Outcome(heir.Ask({{"id", 1}, {"op", "nonsense"}})), "bad-request");
+    char byte = 0;
+    EXPECT_EQ(::read(pipe, &byte, 1), 1) << "what the shell has written";
+    EXPECT_EQ(::read(pipe, &byte, 1), 0) << "nobody has it open to write more";
+    ::close(pipe);
 }
 
 TEST_F(ProtocolTest, EndsWhenItsAnswersCannotBeWritten)
