@@ -14,14 +14,15 @@ void RestrictProcess()
     prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
     LowerLimit(RLIMIT_CORE, 0);
     std::signal(SIGPIPE, SIG_IGN);
-    // A terminal sends these to all its programs; whoever started this one ends it.
-    std::signal(SIGINT, SIG_IGN);
-    std::signal(SIGHUP, SIG_IGN);
-    // A batch system sends this one to all processes of a task, so it is looked at more closely.
-    sigset_t end = {};
-    ::sigemptyset(&end);
-    ::sigaddset(&end, SIGTERM);
-    ::sigprocmask(SIG_BLOCK, &end, nullptr);
+    // Terminals and batch systems send these to all processes; whoever started this one ends it.
+    for (const int signal : {SIGINT, SIGHUP, SIGUSR1, SIGUSR2})
+        std::signal(signal, SIG_IGN);
+    // Somebody else may send these, too, so they are looked at more closely.
+    sigset_t orders = {};
+    ::sigemptyset(&orders);
+    ::sigaddset(&orders, SIGTERM);
+    ::sigaddset(&orders, SIGRTMIN);
+    ::sigprocmask(SIG_BLOCK, &orders, nullptr);
     std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
 }
 

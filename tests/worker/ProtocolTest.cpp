@@ -297,14 +297,26 @@ TEST_F(ProtocolTest, LeavesNobodyBehindWhenItIsToldToEnd)
     EXPECT_FALSE(QFile::exists(child)) << "it has waited for it";
 }
 
-TEST_F(ProtocolTest, GoesOnWhenAnybodyElseTellsItToEnd)
+TEST_F(ProtocolTest, GoesOnWhateverAnybodyElseTellsIt)
 {
-    const QString sample = Sample();
-    EXPECT_EQ(Outcome(Open(sample)), "ok");
-    worker.TerminateFromElsewhere();
-    EXPECT_EQ(Outcome(Convert(sample, Path("out.txt"), "txt")), "ok");
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    for (const char* signal : {"TERM", "INT", "HUP", "USR1", "USR2", "RTMIN"}) {
+        worker.SignalFromElsewhere(signal);
+        EXPECT_EQ(Outcome(Save(Path(signal))), "ok") << signal;
+    }
     EXPECT_TRUE(worker.Release());
     EXPECT_EQ(worker.Finish(), 0);
+}
+
+TEST_F(ProtocolTest, IsReleasedByItsParentWhoeverElseHasSentTheSignal)
+{
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    worker.SignalFromElsewhere("STOP");
+    for (const char* signal : {"USR1", "RTMIN"})
+        worker.SignalFromElsewhere(signal);
+    worker.SendRelease();
+    worker.SignalFromElsewhere("CONT");
+    EXPECT_TRUE(worker.ReceiveRelease());
 }
 
 TEST_F(ProtocolTest, EndsWhenItCannotSayThatItIsReleased)
