@@ -182,6 +182,17 @@ TEST_P(FormatTest, IsAsLargeAsFitsAndTellsTheResolutionThatComesOfIt)
     }
 }
 
+TEST_F(RenderTest, TellsTheResolutionOfAJpegAsFarAsThatCan)
+{
+    const auto dotsPerMetre = [this](double points) {
+        MakePdfOfSize(Path("speck.pdf"), {points, points});
+        return RenderAs(Path("speck.pdf"), "jpg", {{"size", QJsonArray{800, 800}}}).dotsPerMeterX();
+    };
+    EXPECT_NEAR(dotsPerMetre(0.9), 64'000 * inchesPerMetre, 100);
+    EXPECT_NEAR(dotsPerMetre(0.72), 80'000 * inchesPerMetre, 100);
+    EXPECT_EQ(dotsPerMetre(0.1), 65'535 * 100) << "the most for each centimetre";
+}
+
 TEST_P(FormatTest, IsGrayWhereThatIsWanted)
 {
     const QString sample = Sample();
