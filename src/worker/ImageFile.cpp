@@ -3,6 +3,7 @@
 #include "Failure.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <QBuffer>
 #include <QDataStream>
@@ -82,7 +83,7 @@ QByteArray Encode(QImage picture, const Encoding& encoding)
 {
     const QString& format = encoding.format;
     if (format == QLatin1String("png"))
-        return EncodePng(picture, encoding.compression);
+        return EncodePng(std::move(picture), encoding.compression);
     if (format == QLatin1String("jpg"))
         FitResolutionOfJpeg(picture);
     QBuffer buffer;
