@@ -27,6 +27,7 @@ struct Encoding
  *
  * @param picture  of the format RGB32 or Grayscale8
  * @throws Failure  "cannot-render": the picture is too large for the format
+ * @throws std::bad_alloc
  */
 QByteArray Encode(QImage picture, const Encoding& encoding);
 

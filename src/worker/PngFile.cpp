@@ -161,7 +161,7 @@ private:
             return;
         stream.avail_in = bytesOfBeginning;
         stream.flush = SYNC_FLUSH;
-        Deflate();
+        isal_deflate(&stream); // which does not fill the block
         stream.flush = NO_FLUSH;
         stream.avail_in = size - bytesOfBeginning;
     }
