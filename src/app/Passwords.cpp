@@ -140,6 +140,7 @@ std::optional<std::string> Passwords::ReadGeneral(const CommandLine& commandLine
     }
     if (commandLine.passwordDescriptor >= 0) {
         const int descriptor = commandLine.passwordDescriptor;
+        ::fcntl(descriptor, F_SETFD, FD_CLOEXEC); // it is for no other program
         return FirstLine(TextOf("file descriptor " + std::to_string(descriptor),
                                 [&] { return ReadAll(descriptor, interruption); }));
     }

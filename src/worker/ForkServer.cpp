@@ -20,7 +20,7 @@ public:
         std::signal(SIGCHLD, SIG_DFL); // ignored by whoever started it, it would not come
         ::sigemptyset(&signals);
         ::sigaddset(&signals, SIGTERM);
-        ::sigaddset(&signals, SIGUSR1);
+        ::sigaddset(&signals, SIGRTMIN);
         ::sigaddset(&signals, SIGCHLD);
         ::sigprocmask(SIG_BLOCK, &signals, &before);
     }
@@ -54,9 +54,11 @@ std::optional<int> StatusOf(pid_t child, const BlockedSignals& signals, int& num
     int status = 0;
     while (::waitpid(child, &status, WNOHANG) == 0) {
         const siginfo_t signal = signals.Wait();
-        if (signal.si_signo == SIGTERM && signal.si_pid == ::getppid())
+        if (signal.si_pid != ::getppid())
+            continue; // the child has ended, or somebody else has sent it
+        if (signal.si_signo == SIGTERM)
             return Kill(child);
-        if (signal.si_signo == SIGUSR1) {
+        if (signal.si_code == SI_QUEUE) {
             Kill(child);
             number = signal.si_value.sival_int;
             return std::nullopt;

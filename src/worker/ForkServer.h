@@ -7,14 +7,17 @@ namespace Korvel::Worker {
  * this process has made ready. In whatever way the child ends, this process ends alike. So the call
  * never returns in this process itself, and there is never more than one child.
  *
- * SIGUSR1 ends the child, as the document is done with; the call returns in a new one. A document
- * may have taken the child over, so it is not asked. Once it is gone a line {"released":N} is
- * written to `answers`, where N is the number that was queued with the signal, which no child
- * knows.
+ * SIGRTMIN, if this process's parent has queued it, ends the child, as the document is done with;
+ * the call returns in a new one. A document may have taken the child over, so it is not asked. Once
+ * it is gone a line {"released":N} is written to `answers`, where N is the number that was queued
+ * with the signal, which no child knows. Of a real-time signal none is lost, whoever has sent it
+ * before.
  *
- * SIGTERM, if it comes from this process's parent, ends the child and then this process, so that
- * nothing is at work any more once this process is gone. A child that outlives it, as it was
- * killed, is killed at once.
+ * SIGTERM, if it comes from the parent, ends the child and then this process, so that nothing is at
+ * work any more once this process is gone. A child that outlives it, as it was killed, is killed at
+ * once.
+ *
+ * Of others both are ignored.
  *
  * Called with a single thread.
  */

@@ -2,7 +2,8 @@
 
 #include "Failure.h"
 
-#include <map>
+#include <algorithm>
+#include <utility>
 
 #include <QBuffer>
 #include <QDataStream>
@@ -57,6 +58,18 @@ QByteArray WithResolution(const QByteArray& webp, const QImage& picture)
     return result;
 }
 
+/** A JPEG has 16 bits for it. Qt counts by the inch or, where that rounds less, the centimetre. */
+void FitResolutionOfJpeg(QImage& picture)
+{
+    constexpr int most = 65'535;
+    constexpr int centimetresPerMetre = 100;
+    if (picture.dotsPerMeterX() * metresPerInch <= most)
+        return;
+    const int perCentimetre = std::min(picture.dotsPerMeterX() / centimetresPerMetre, most);
+    picture.setDotsPerMeterX(perCentimetre * centimetresPerMetre);
+    picture.setDotsPerMeterY(perCentimetre * centimetresPerMetre);
+}
+
 } // namespace
 
 bool IsPictureFormat(const QString& format)
@@ -66,11 +79,13 @@ bool IsPictureFormat(const QString& format)
         .contains(format);
 }
 
-QByteArray Encode(const QImage& picture, const Encoding& encoding)
+QByteArray Encode(QImage picture, const Encoding& encoding)
 {
     const QString& format = encoding.format;
     if (format == QLatin1String("png"))
-        return EncodePng(picture, encoding.compression);
+        return EncodePng(std::move(picture), encoding.compression);
+    if (format == QLatin1String("jpg"))
+        FitResolutionOfJpeg(picture);
     QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, format.toLatin1());

@@ -23,11 +23,12 @@ struct Encoding
 };
 
 /**
- * The picture as a file, its resolution included.
+ * The picture as a file, its resolution included: in a "jpg" 166,459 dots per inch at most.
  *
  * @param picture  of the format RGB32 or Grayscale8
  * @throws Failure  "cannot-render": the picture is too large for the format
+ * @throws std::bad_alloc
  */
-QByteArray Encode(const QImage& picture, const Encoding& encoding);
+QByteArray Encode(QImage picture, const Encoding& encoding);
 
 } // namespace Korvel::Worker

@@ -7,22 +7,33 @@
 
 namespace Korvel::Worker {
 
+namespace {
+
+/** Whatever was inherited for them. */
+void SetSignals()
+{
+    // A write that fails says more than a process that died. The others are sent to all processes
+    // by terminals and batch systems; whoever started this one ends it.
+    for (const int signal : {SIGPIPE, SIGXFSZ, SIGINT, SIGHUP, SIGUSR1, SIGUSR2})
+        std::signal(signal, SIG_IGN);
+    std::signal(SIGXCPU, SIG_DFL);
+    // Somebody else may send these, too, so they are looked at more closely.
+    sigset_t orders = {};
+    ::sigemptyset(&orders);
+    ::sigaddset(&orders, SIGTERM);
+    ::sigaddset(&orders, SIGRTMIN);
+    ::sigprocmask(SIG_SETMASK, &orders, nullptr);
+}
+
+} // namespace
+
 void RestrictProcess()
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     prctl(PR_SET_DUMPABLE, 0);
     prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
     LowerLimit(RLIMIT_CORE, 0);
-    std::signal(SIGPIPE, SIG_IGN);
-    // A terminal sends these to all its programs; whoever started this one ends it.
-    std::signal(SIGINT, SIG_IGN);
-    std::signal(SIGHUP, SIG_IGN);
-    // A batch system sends this one to all processes of a task, so it is looked at more closely.
-    sigset_t end = {};
-    ::sigemptyset(&end);
-    ::sigaddset(&end, SIGTERM);
-    ::sigprocmask(SIG_BLOCK, &end, nullptr);
-    std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
+    SetSignals();
 }
 
 bool HasNoNewPrivileges()

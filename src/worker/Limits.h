@@ -15,7 +15,10 @@ bool LeavesNoCore();
 /** Unless the limit is lower already. Whether it holds. */
 bool LowerLimit(__rlimit_resource_t resource, rlim_t value);
 
-/** From now on; SIGXCPU ends the process afterwards. Whether it holds. */
+/**
+ * From now on; SIGXCPU ends the process afterwards, unless it lifts the limit again. Whether it
+ * holds.
+ */
 bool LimitProcessorTime(int seconds);
 
 } // namespace Korvel::Worker

@@ -20,7 +20,10 @@ inline constexpr int longestSide = 65'000;
 class PageRenderer
 {
 public:
-    /** @throws Failure  why it cannot be opened */
+    /**
+     * @throws Failure         why it cannot be opened
+     * @throws std::exception  libqpdf's own: it cannot be made ready to be drawn
+     */
     explicit PageRenderer(const std::string& path);
 
     /** Whether `path` names the file that was opened, unchanged since. */
@@ -44,7 +47,12 @@ public:
      */
     QImage Render(qint64 page, double dotsPerInch, QImage::Format format);
 
-    /** The text of pages, each followed by a form feed; of all pages when none are named. */
+    /**
+     * The text of pages, each followed by a form feed; of all pages when none are named.
+     *
+     * @param pages  from 1
+     * @throws Failure  "no-such-page", "unreadable"
+     */
     QByteArray Text(const std::vector<qint64>& pages);
 
 private:

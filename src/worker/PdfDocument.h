@@ -26,17 +26,21 @@ public:
      */
     PdfDocument(const std::string& path, const std::string& password);
 
-    /** What the answer to "open" tells of it. */
+    /**
+     * What the answer to "open" tells of it.
+     *
+     * @throws std::exception  libqpdf's own
+     */
     QJsonObject Description();
 
     bool IsEncrypted() const { return pdf->isEncrypted(); }
 
     bool IsRepaired() const { return repaired; }
 
-    /** Whether it has form fields. */
+    /** Whether it has form fields. Throws as Description does. */
     bool HasForm();
 
-    /** Whether annotations are not to be drawn, as their layers are hidden. */
+    /** Whether annotations are not to be drawn, as their layers are hidden. Throws alike. */
     bool HidesAnnotations();
 
     /**
@@ -49,6 +53,9 @@ public:
     /**
      * It as it is to be drawn: without encryption, form fields made content, annotations
      * of hidden layers removed.
+     *
+     * @throws Failure         "cannot-render": it is too large
+     * @throws std::exception  libqpdf's own
      */
     QByteArray ForRendering();
 

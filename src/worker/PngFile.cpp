@@ -98,6 +98,24 @@ public:
         }
     }
 
+    /** Calls it with the first row of each block and how many there are. */
+    template <typename Take>
+    void ForEachBlock(Take take) const
+    {
+        const int rowsABlock = std::max(1, int(std::size_t(bytesABlock) / Length()));
+        for (int first = 0; first < picture.height(); first += rowsABlock)
+            take(first, std::min(rowsABlock, picture.height() - first));
+    }
+
+    std::vector<char> All() const
+    {
+        std::vector<char> all(std::size_t(picture.height()) * Length());
+        ForEachBlock([&](int first, int count) {
+            Copy(first, count, all.data() + std::size_t(first) * Length());
+        });
+        return all;
+    }
+
 private:
     const QImage& picture;
     const bool isGray;
@@ -143,7 +161,7 @@ private:
             return;
         stream.avail_in = bytesOfBeginning;
         stream.flush = SYNC_FLUSH;
-        Deflate();
+        isal_deflate(&stream); // which does not fill the block
         stream.flush = NO_FLUSH;
         stream.avail_in = size - bytesOfBeginning;
     }
@@ -186,46 +204,46 @@ void CleanRegisters()
 void AppendFast(QByteArray& file, const Rows& rows, int height)
 {
     FastStream stream(file);
-    const int rowsABlock = std::max(1, int(std::size_t(bytesABlock) / rows.Length()));
     std::vector<char> block;
-    for (int first = 0; first < height; first += rowsABlock) {
-        const int count = std::min(rowsABlock, height - first);
+    rows.ForEachBlock([&](int first, int count) {
         block.resize(std::size_t(count) * rows.Length());
         rows.Copy(first, count, block.data());
         stream.Add(block, first + count == height);
-    }
+    });
     CleanRegisters();
 }
 
-void AppendSmall(QByteArray& file, const Rows& rows, int height)
+void AppendSmall(QByteArray& file, const std::vector<char>& rows)
 {
-    std::vector<char> all(std::size_t(height) * rows.Length());
-    rows.Copy(0, height, all.data());
     const std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor*)> compressor(
         libdeflate_alloc_compressor(levelOfSmall), libdeflate_free_compressor);
     if (!compressor)
         throw std::bad_alloc();
-    std::vector<char> compressed(libdeflate_zlib_compress_bound(compressor.get(), all.size()));
-    const std::size_t size = libdeflate_zlib_compress(compressor.get(), all.data(), all.size(),
-                                                      compressed.data(), compressed.size());
+    const std::size_t bound = libdeflate_zlib_compress_bound(compressor.get(), rows.size());
+    const std::unique_ptr<char[]> compressed(new char[bound]); // of which little is touched
+    const std::size_t size = libdeflate_zlib_compress(compressor.get(), rows.data(), rows.size(),
+                                                      compressed.get(), bound);
     if (size > std::size_t(std::numeric_limits<int>::max() / 2))
         throw Failure("cannot-render", "the picture is too large for a PNG");
-    AppendChunk(file, "IDAT", compressed.data(), size);
+    AppendChunk(file, "IDAT", compressed.get(), size);
 }
 
 } // namespace
 
-QByteArray EncodePng(const QImage& picture, Compression compression)
+QByteArray EncodePng(QImage picture, Compression compression)
 {
     const bool isGray = picture.format() == QImage::Format_Grayscale8 || IsGray(picture);
     const Rows rows(picture, isGray);
     QByteArray file(signature, sizeof signature - 1);
     AppendChunk(file, "IHDR", Header(picture, isGray));
     AppendChunk(file, "pHYs", Resolution(picture));
-    if (compression == Compression::Fast)
+    if (compression == Compression::Fast) {
         AppendFast(file, rows, picture.height());
-    else
-        AppendSmall(file, rows, picture.height());
+    } else {
+        const std::vector<char> all = rows.All();
+        picture = QImage(); // makes room for what is packed
+        AppendSmall(file, all);
+    }
     AppendChunk(file, "IEND", QByteArray());
     return file;
 }

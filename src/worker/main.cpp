@@ -47,13 +47,14 @@ int AnswerAll(Requests& requests, std::FILE* answers, const Sandbox& sandbox)
 
 int main(int argc, char** argv)
 {
+    ::closefrom(STDERR_FILENO + 1); // whatever else whoever started it had open
     const auto arguments = ParseArguments(argc, argv);
     if (!arguments) {
         std::puts("usage: pdfconvert-worker [--memory-limit MIB] [--time-limit SECONDS] "
                   "[--folder DIR] [--version]");
         return 2;
     }
-    // First, as a descriptor that is missing would become that of something else.
+    // Before files are opened, as a descriptor that is missing would become that of one.
     std::FILE* const answers = arguments->wantsVersion ? stdout : TakeStandardOutput();
     if (!answers)
         return 1;

@@ -262,6 +262,22 @@ TEST_P(SecretsTest_EveryWay, IsToldByNoMessageWhenTheDocumentIsDamaged)
     ExpectSilenceInEachForm(4);
 }
 
+TEST_F(SecretsTest, OfADescriptorIsHandedToNoOtherProgram)
+{
+    MakeSample("secret.pdf", 60, secret);
+    const auto process =
+        StartWith({"secret.pdf", "-o", "p/%d.png", "-r", "40", "--password-fd", "7"},
+                  QProcessEnvironment::systemEnvironment());
+    WaitForFile(*process, "p/1.png");
+    {
+        const Stopped stopped(pid_t(process->processId()));
+        ASSERT_TRUE(stopped.IsStopped());
+        const QString flags = InProc(Id(*process), "fdinfo/7").split('\n').value(1);
+        EXPECT_TRUE(flags.section('\t', 1).toInt(nullptr, 8) & O_CLOEXEC) << flags.toStdString();
+    }
+    EXPECT_EQ(Finish(*process).exitCode, 0);
+}
+
 TEST_F(SecretsTest, IsSeenNowhereAfterItWasTyped)
 {
     MakeSample("secret.pdf", 1, secret);

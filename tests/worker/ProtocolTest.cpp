@@ -9,6 +9,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Korvel::Worker {
@@ -181,6 +183,19 @@ TEST_F(StandardOutputTest, LeadsNowhereWithoutAStandardError)
     EXPECT_EQ(Target(silent, STDOUT_FILENO), "/dev/null");
 }
 
+TEST_F(ProtocolTest, KeepsNothingOpenOfWhoeverStartedIt)
+{
+    const QByteArray path = Path("pipe").toUtf8();
+    ASSERT_EQ(::mkfifo(path.constData(), 0600), 0);
+    const int pipe = ::open(path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    WorkerClient heir("exec 9>'" + Path("pipe") + "'; echo >&9");
+    EXPECT_EQ(Outcome(heir.Ask({{"id", 1}, {"op", "nonsense"}})), "bad-request");
+    char byte = 0;
+    EXPECT_EQ(::read(pipe, &byte, 1), 1) << "what the shell has written";
+    EXPECT_EQ(::read(pipe, &byte, 1), 0) << "nobody has it open to write more";
+    ::close(pipe);
+}
+
 TEST_F(ProtocolTest, EndsWhenItsAnswersCannotBeWritten)
 {
     WorkerClient mute("exec 1>/dev/full");
@@ -282,14 +297,26 @@ TEST_F(ProtocolTest, LeavesNobodyBehindWhenItIsToldToEnd)
     EXPECT_FALSE(QFile::exists(child)) << "it has waited for it";
 }
 
-TEST_F(ProtocolTest, GoesOnWhenAnybodyElseTellsItToEnd)
+TEST_F(ProtocolTest, GoesOnWhateverAnybodyElseTellsIt)
 {
-    const QString sample = Sample();
-    EXPECT_EQ(Outcome(Open(sample)), "ok");
-    worker.TerminateFromElsewhere();
-    EXPECT_EQ(Outcome(Convert(sample, Path("out.txt"), "txt")), "ok");
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    for (const char* signal : {"TERM", "INT", "HUP", "USR1", "USR2", "RTMIN"}) {
+        worker.SignalFromElsewhere(signal);
+        EXPECT_EQ(Outcome(Save(Path(signal))), "ok") << signal;
+    }
     EXPECT_TRUE(worker.Release());
     EXPECT_EQ(worker.Finish(), 0);
+}
+
+TEST_F(ProtocolTest, IsReleasedByItsParentWhoeverElseHasSentTheSignal)
+{
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    worker.SignalFromElsewhere("STOP");
+    for (const char* signal : {"USR1", "RTMIN"})
+        worker.SignalFromElsewhere(signal);
+    worker.SendRelease();
+    worker.SignalFromElsewhere("CONT");
+    EXPECT_TRUE(worker.ReceiveRelease());
 }
 
 TEST_F(ProtocolTest, EndsWhenItCannotSayThatItIsReleased)

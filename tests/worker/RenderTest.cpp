@@ -182,6 +182,17 @@ TEST_P(FormatTest, IsAsLargeAsFitsAndTellsTheResolutionThatComesOfIt)
     }
 }
 
+TEST_F(RenderTest, TellsTheResolutionOfAJpegAsFarAsThatCan)
+{
+    const auto dotsPerMetre = [this](double points) {
+        MakePdfOfSize(Path("speck.pdf"), {points, points});
+        return RenderAs(Path("speck.pdf"), "jpg", {{"size", QJsonArray{800, 800}}}).dotsPerMeterX();
+    };
+    EXPECT_NEAR(dotsPerMetre(0.9), 64'000 * inchesPerMetre, 100);
+    EXPECT_NEAR(dotsPerMetre(0.72), 80'000 * inchesPerMetre, 100);
+    EXPECT_EQ(dotsPerMetre(0.1), 65'535 * 100) << "the most for each centimetre";
+}
+
 TEST_P(FormatTest, IsGrayWhereThatIsWanted)
 {
     const QString sample = Sample();
@@ -400,7 +411,8 @@ class MemoryTest : public RenderTest
 {
 protected:
     /** What a worker of a memory limit, in MiB, makes of a request for the first page. */
-    std::string Outcome(int limit, const QString& file, const QString& format, double dotsPerInch)
+    std::string Outcome(int limit, const QString& file, const QString& format, double dotsPerInch,
+                        const QString& compression = "fast")
     {
         const QString output = Path("out." + format);
         WorkerClient limited(QStringLiteral("set -- --memory-limit %1").arg(limit));
@@ -410,7 +422,8 @@ protected:
                                                                  {"output", output},
                                                                  {"format", format},
                                                                  {"page", 1},
-                                                                 {"resolution", dotsPerInch}}));
+                                                                 {"resolution", dotsPerInch},
+                                                                 {"compression", compression}}));
         const int exitCode = limited.Finish();
         EXPECT_EQ(QFile::remove(output), outcome == "ok");
         return exitCode == 77 && outcome == "nothing" ? "out of memory" : outcome;
@@ -479,6 +492,17 @@ TEST_F(MemoryTest, IsTooSmallForAPictureOnThePage)
                       black)}));
     EXPECT_EQ(Outcome(160, file, "png", 72), "out of memory");
     EXPECT_EQ(Render(file).pixelColor(50, 50), QColor(Qt::black));
+}
+
+TEST_F(MemoryTest, HoldsASmallPngInTheMakingBesideThePictureOnly)
+{
+    const QString file = WriteFile(
+        "coloured.pdf",
+        PdfOf({"<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+               "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 600 600] /Contents 4 0 R >>",
+               Stream("", "1 0 0 rg 100 100 400 400 re f")}));
+    // 137 MiB of pixels and 103 MiB of rows, beside about 100 MiB that all pages take.
+    EXPECT_EQ(Outcome(390, file, "png", 720, "small"), "ok");
 }
 
 class MemoryOfFormatTest : public MemoryTest, public testing::WithParamInterface<const char*>

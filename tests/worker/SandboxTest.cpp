@@ -3,6 +3,8 @@
 #include "Sanitizers.h"
 #include "WorkerFixture.h"
 
+#include <csignal>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -241,6 +243,16 @@ TEST_F(SandboxTest, LimitsFileSizeAndDescriptors)
 TEST_F(SandboxTest, LimitsProcessorTime)
 {
     EXPECT_EQ(Try("inside", "run-for-ever"), "signal " + std::to_string(SIGXCPU));
+}
+
+TEST_F(SandboxTest, LimitsProcessorTimeWhateverWasInheritedForItsSignal)
+{
+    QProcess process;
+    process.start("env", {"--ignore-signal=XCPU", "--block-signal=XCPU", INTRUDER, "inside",
+                          Path("session"), Path("input.pdf"), "run-for-ever"});
+    EXPECT_TRUE(process.waitForFinished());
+    EXPECT_EQ(process.exitStatus(), QProcess::CrashExit);
+    EXPECT_EQ(process.exitCode(), SIGXCPU);
 }
 
 /** The real worker, seen from outside. */

@@ -13,6 +13,7 @@ namespace Korvel::Worker {
 namespace {
 
 constexpr int patience = 60'000;
+constexpr int releaseNumber = 4711;
 
 } // namespace
 
@@ -65,17 +66,26 @@ QJsonObject WorkerClient::Ask(const QJsonObject& request)
     return Receive();
 }
 
-bool WorkerClient::Release()
+void WorkerClient::SendRelease()
 {
-    constexpr int number = 4711;
     sigval value = {};
-    value.sival_int = number;
-    ::sigqueue(pid_t(process.processId()), SIGUSR1, value);
+    value.sival_int = releaseNumber;
+    ::sigqueue(pid_t(process.processId()), SIGRTMIN, value);
+}
+
+bool WorkerClient::ReceiveRelease()
+{
     while (process.canReadLine() || process.waitForReadyRead(patience)) {
-        if (Receive()["released"].toInt() == number)
+        if (Receive()["released"].toInt() == releaseNumber)
             return true;
     }
     return false;
+}
+
+bool WorkerClient::Release()
+{
+    SendRelease();
+    return ReceiveRelease();
 }
 
 int WorkerClient::Finish()
@@ -92,11 +102,11 @@ void WorkerClient::Terminate()
     process.waitForFinished(patience);
 }
 
-void WorkerClient::TerminateFromElsewhere()
+void WorkerClient::SignalFromElsewhere(const QString& signal)
 {
     QProcess::execute(QStringLiteral("sh"),
-                      {"-c", "kill -TERM \"$@\"", "sh", QString::number(process.processId()),
-                       QString::number(ProcessId())});
+                      {"-c", "kill \"$@\"", "sh", "-" + signal,
+                       QString::number(process.processId()), QString::number(ProcessId())});
 }
 
 QByteArray WorkerClient::Complaints()

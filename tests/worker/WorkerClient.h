@@ -34,14 +34,19 @@ public:
     /** Has it done with its document; false when it has ended. */
     bool Release();
 
+    /** The same in two steps. */
+    void SendRelease();
+    bool ReceiveRelease();
+
     /** Ends the worker's input and waits: its exit code, or -1 when a signal ended it. */
     int Finish();
 
     /** Tells it to end, and waits. */
     void Terminate();
 
-    /** The same from another process than the one that started it, to each of its processes. */
-    void TerminateFromElsewhere();
+    /** Sends a signal, "TERM" for example, to each of its processes from one that is not its
+     * parent. */
+    void SignalFromElsewhere(const QString& signal);
 
     /** What it has written to standard error, for a log. */
     QByteArray Complaints();

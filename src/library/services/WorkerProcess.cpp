@@ -195,7 +195,7 @@ void WorkerProcess::SendRelease()
     releaseNumber = int(QRandomGenerator::system()->generate() >> 1);
     sigval number = {};
     number.sival_int = releaseNumber;
-    ::sigqueue(pid_t(process->processId()), SIGUSR1, number);
+    ::sigqueue(pid_t(process->processId()), SIGRTMIN, number);
 }
 
 void WorkerProcess::SendRequest(const QJsonObject& message)
