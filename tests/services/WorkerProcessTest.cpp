@@ -19,6 +19,8 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#include <sys/resource.h>
+
 namespace Korvel::PDF::Test {
 
 namespace {
@@ -119,6 +121,18 @@ TEST(WorkerProcessTest, AsksANewProcessToLookAtAnotherFile)
     EXPECT_NE(second, first);
     EXPECT_NE(ProcessFor(worker, "open", "/nowhere/1"), second);
     EXPECT_EQ(ChildProcesses().size(), 1U);
+}
+
+TEST(WorkerProcessTest, GetsANewProcessWhereNoSignalCanBeQueued)
+{
+    rlimit before = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_SIGPENDING, &before), 0);
+    const rlimit none = {0, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_SIGPENDING, &none), 0);
+    WorkerProcess worker({ScriptedWorker(), longDeadline});
+    const int first = ProcessFor(worker, "open", "/nowhere/1");
+    EXPECT_NE(ProcessFor(worker, "open", "/nowhere/2"), first);
+    EXPECT_EQ(::setrlimit(RLIMIT_SIGPENDING, &before), 0);
 }
 
 TEST(WorkerProcessTest, BelievesNoDocumentWhatItSaysOfTheNext)

@@ -195,7 +195,8 @@ void WorkerProcess::SendRelease()
     releaseNumber = int(QRandomGenerator::system()->generate() >> 1);
     sigval number = {};
     number.sival_int = releaseNumber;
-    ::sigqueue(pid_t(process->processId()), SIGRTMIN, number);
+    if (::sigqueue(pid_t(process->processId()), SIGRTMIN, number) != 0)
+        process->kill(); // too many are queued; the next request starts another one
 }
 
 void WorkerProcess::SendRequest(const QJsonObject& message)
