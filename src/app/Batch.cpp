@@ -108,12 +108,13 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
     const auto passwords = std::make_unique<Passwords>(commandLine, interruption);
     services.PrepareWorkers(!commandLine.dryRun && !commandLine.inspect);
     const auto output = commandLine.inspect ? std::nullopt : std::optional(Output());
+    FindSources(inputs);
     if (journal)
         planned = journal->ReleasePlanned();
     for (const Input& input : inputs) {
         if (!IsToDo(input))
             continue;
-        auto document = std::make_unique<Document>(input, commandLine, services, report);
+        auto document = std::make_unique<Document>(input, commandLine, sources, services, report);
         const bool isPlanned = Attempt(input, [&] {
             interruption.Check();
             document->Open(*passwords);
@@ -127,6 +128,18 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
             return;
         }
     }
+}
+
+/** Only of use where files are replaced. */
+void Batch::FindSources(const std::vector<Input>& inputs)
+{
+    if (commandLine.onExists != OnExists::Overwrite)
+        return;
+    for (const std::string& file : {commandLine.journal, commandLine.listFile,
+                                    commandLine.passwordFile, commandLine.passwordMap})
+        sources.Add(QString::fromStdString(file), QString::fromStdString(file));
+    for (const Input& input : inputs)
+        sources.Add(input.path, input.name);
 }
 
 /** Takes an input up; false when an earlier run, or this one, has done so to an end. */
@@ -164,7 +177,7 @@ void Batch::GiveUp(const Journal::Plan& plan)
     for (const auto& [page, path] : plan.paths) {
         if (journal->HasPlaced(path))
             QFile::remove(path);
-        planned.erase(path);
+        planned.Remove(path);
     }
 }
 
@@ -176,10 +189,10 @@ void Batch::CheckStandardOutput() const
         throw Failure(ExitCode::Usage, "usage",
                       "standard output is a terminal; send it to a file or a "
                       "program, or name a file with -o");
-    if (planned.size() > 1)
+    if (planned.Count() > 1)
         throw Failure(ExitCode::Usage, "usage",
                       "standard output takes one result, and there would be " +
-                          std::to_string(planned.size()) + "; choose one page with --pages");
+                          std::to_string(planned.Count()) + "; choose one page with --pages");
 }
 
 bool Batch::IsToStop() const

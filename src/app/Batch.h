@@ -3,7 +3,9 @@
 #include "CommandLine.h"
 #include "Document.h"
 #include "Journal.h"
+#include "PlannedPaths.h"
 #include "Services.h"
+#include "SourceFiles.h"
 
 #include <exception>
 #include <functional>
@@ -43,6 +45,7 @@ private:
     void End(int exitCode);
     OutputTemplate Output();
     void OpenAndPlan(const std::vector<Input>& inputs);
+    void FindSources(const std::vector<Input>& inputs);
     bool IsToDo(const Input& input);
     void Plan(Document& document, const OutputTemplate& output);
     void GiveUp(const Journal::Plan& plan);
@@ -66,6 +69,7 @@ private:
     /** Null when nothing is to be written down. */
     const std::unique_ptr<Journal> journal;
     Services services;
+    SourceFiles sources;
     PlannedPaths planned;
     /** Name of the input in work; empty when it is none in particular. */
     QString inWork;

@@ -211,8 +211,8 @@ void Conversion::FinishRound()
                       "cannot write " + left.front()->wanted.toStdString() +
                           "; other programs keep taking the name");
     for (PlannedResult* const result : left) {
-        result->path = FreePath(result->wanted, planned, services.FileSystem());
-        planned[result->path] = name;
+        result->path = planned.FindFree(result->wanted, services.FileSystem());
+        planned.Add(result->path, name);
     }
     if (Journal* const journal = services.GetJournal())
         journal->PlannedAnew(name, ResultsOf(results));

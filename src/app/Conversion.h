@@ -4,6 +4,7 @@
 #include "CommandLine.h"
 #include "Failure.h"
 #include "OutputPlan.h"
+#include "PlannedPaths.h"
 #include "Report.h"
 
 #include <chrono>

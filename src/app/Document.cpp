@@ -6,6 +6,7 @@
 #include "Passwords.h"
 #include "Report.h"
 #include "Services.h"
+#include "SourceFiles.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -23,9 +24,9 @@ constexpr int passwordTries = 3;
 
 } // namespace
 
-Document::Document(const Input& input, const CommandLine& commandLine, Services& services,
-                   Report& report)
-    : input(input), commandLine(commandLine), services(services), report(report)
+Document::Document(const Input& input, const CommandLine& commandLine, const SourceFiles& sources,
+                   Services& services, Report& report)
+    : input(input), commandLine(commandLine), sources(sources), services(services), report(report)
 {
 }
 
@@ -142,8 +143,21 @@ void Document::Resume(const Journal::Plan& plan, const OutputTemplate& output)
     const std::map<int, QString> wanted = WantedPaths(output, info.pages);
     for (const auto& [page, path] : plan.paths) {
         CheckTarget(path);
+        CheckSource(path);
         results.push_back({page, wanted.at(page), path});
     }
+}
+
+/** What is read may be replaced by its own result, and by no other. */
+void Document::CheckSource(const QString& path) const
+{
+    if (commandLine.onExists != OnExists::Overwrite)
+        return;
+    const QString source = sources.NameOf(path);
+    if (!source.isNull() && source != sources.NameOf(input.path))
+        throw Failure(ExitCode::Exists, "exists",
+                      "its result " + path.toStdString() + " would replace " +
+                          source.toStdString() + ", which this run reads; choose another name");
 }
 
 void Document::PlanResult(int page, const QString& wanted, PlannedPaths& planned)
@@ -151,13 +165,13 @@ void Document::PlanResult(int page, const QString& wanted, PlannedPaths& planned
     PDF::LocalFileSystem& fileSystem = services.FileSystem();
     CheckTarget(wanted);
     QString path = wanted;
-    if (commandLine.onExists == OnExists::Number) {
-        path = FreePath(wanted, planned, fileSystem);
-    } else if (const auto other = planned.find(wanted); other != planned.end()) {
+    // Of many for standard output, the one result that it takes is asked for later.
+    if (commandLine.onExists == OnExists::Number || commandLine.WritesToStandardOutput()) {
+        path = planned.FindFree(wanted, fileSystem);
+    } else if (const QString other = planned.InputOf(wanted); !other.isNull()) {
         throw Failure(ExitCode::Exists, "exists",
                       "its result " + wanted.toStdString() + " would meet that of " +
-                          other->second.toStdString() +
-                          "; put %s, the input's name, into the output");
+                          other.toStdString() + "; put %s, the input's name, into the output");
     } else if (commandLine.onExists != OnExists::Overwrite &&
                fileSystem.Exists(ioPath(wanted.toStdString()))) {
         if (commandLine.onExists == OnExists::Fail)
@@ -165,7 +179,8 @@ void Document::PlanResult(int page, const QString& wanted, PlannedPaths& planned
         return;
     }
     CheckTarget(path);
-    planned[path] = input.name;
+    CheckSource(path);
+    planned.Add(path, input.name);
     results.push_back({page, wanted, path});
 }
 

@@ -5,6 +5,7 @@
 #include "Inputs.h"
 #include "Journal.h"
 #include "OutputPlan.h"
+#include "PlannedPaths.h"
 #include "Report.h"
 #include "WorkerPdfProvider.h"
 
@@ -19,6 +20,7 @@ namespace Korvel::App {
 
 class Passwords;
 class Services;
+class SourceFiles;
 
 /**
  * One input on its way to its results: opened, planned, converted, in this order. Used on the main
@@ -30,8 +32,8 @@ class Services;
 class Document
 {
 public:
-    Document(const Input& input, const CommandLine& commandLine, Services& services,
-             Report& report);
+    Document(const Input& input, const CommandLine& commandLine, const SourceFiles& sources,
+             Services& services, Report& report);
 
     const Input& GetInput() const { return input; }
 
@@ -78,11 +80,13 @@ private:
     PDF::OpenFailure WhyOpenFailed() const;
     void ChoosePages(const OutputTemplate& output);
     std::map<int, QString> WantedPaths(const OutputTemplate& output, int pageCount) const;
+    void CheckSource(const QString& path) const;
     void PlanResult(int page, const QString& wanted, PlannedPaths& planned);
     Conversion::Task MakeTask() const;
 
     const Input input;
     const CommandLine& commandLine;
+    const SourceFiles& sources;
     Services& services;
     Report& report;
 

@@ -154,7 +154,7 @@ void Journal::ReadBegun(const QJsonObject& line)
 {
     static const QRegularExpression name(QStringLiteral("^pdfconvert-[A-Za-z0-9]{6}$"));
     abandoned = name.match(Text(line, "session")).captured();
-    if (planned.empty()) // nothing was made with those before
+    if (planned.IsEmpty()) // nothing was made with those before
         firstSettings = line[QLatin1String("settings")].toObject();
 }
 
@@ -167,7 +167,7 @@ void Journal::ReadPlanned(const QString& name, const QJsonObject& line)
         const QJsonObject result = value.toObject();
         const QString to = Text(result, "path");
         plan.paths[result[QLatin1String("page")].toInt()] = to;
-        planned[to] = name;
+        planned.Add(to, name);
     }
     Document& document = documents[name];
     document.standing = Standing::ToDo;
@@ -196,7 +196,7 @@ void Journal::ReadDone(const QString& name, const QJsonObject& line)
 void Journal::CheckSettings() const
 {
     std::string differences;
-    for (auto now = settings.begin(); now != settings.end() && !planned.empty(); ++now) {
+    for (auto now = settings.begin(); now != settings.end() && !planned.IsEmpty(); ++now) {
         const QString before = firstSettings[now.key()].toVariant().toString();
         if (firstSettings.contains(now.key()) && firstSettings[now.key()] != now.value())
             differences += (differences.empty() ? "" : ", ") + now.key().toStdString() + " was '" +
@@ -280,13 +280,10 @@ bool Journal::HasFailed() const
 
 void Journal::Planned(const QString& name, int pages, const std::vector<Result>& results)
 {
-    QJsonArray paths;
     documents[name].plan.pages = pages;
-    for (const Result& result : results)
-        paths.append(ToJson(result));
     Append("planned", {{QStringLiteral("file"), name},
                        {QStringLiteral("pages"), pages},
-                       {QStringLiteral("results"), paths}});
+                       {QStringLiteral("results"), PlannedToJson(results)}});
 }
 
 void Journal::PlannedAnew(const QString& name, const std::vector<Result>& results)

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Checksum.h"
-#include "OutputPlan.h"
+#include "PlannedPaths.h"
 #include "Result.h"
 
 #include <map>

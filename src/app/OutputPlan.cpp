@@ -1,7 +1,6 @@
 #include "OutputPlan.h"
 
 #include "Failure.h"
-#include "IFileSystem.h"
 
 #include <algorithm>
 #include <climits>
@@ -25,11 +24,16 @@ const QStringList& PictureFormats()
     return formats;
 }
 
-/** The dot and what follows it at the end of a path; empty when its name has none. */
-QString Tail(const QString& path)
+/** Whether it is a device, a pipe, or a name of something that a process has open. */
+bool IsStream(const QString& path)
 {
-    const int dot = path.lastIndexOf(QLatin1Char('.'));
-    return dot > path.lastIndexOf(QLatin1Char('/')) ? path.mid(dot) : QString();
+    struct stat status = {};
+    if (::stat(path.toStdString().c_str(), &status) != 0 || S_ISDIR(status.st_mode))
+        return false;
+    const QFileInfo file(path);
+    const QString open = QStringLiteral("/proc/");
+    return !S_ISREG(status.st_mode) || file.canonicalPath().startsWith(open) ||
+           QFileInfo(file.symLinkTarget()).path().startsWith(open);
 }
 
 Failure Unusable(const QString& text, const std::string& why)
@@ -112,13 +116,19 @@ OutputTemplate OutputTemplate::WithPageNumber(int lastPage) const
 {
     OutputTemplate result = *this;
     Piece& last = result.pieces.back();
-    const QString tail = Tail(last.text);
+    const QString tail = SuffixOf(last.text);
     last.text.chop(tail.size());
     last.text += QLatin1Char('-');
     last.place = Piece::PageNumber;
     last.digits = QString::number(lastPage).size();
     result.pieces.push_back({tail, Piece::Nothing, 1});
     return result;
+}
+
+QString SuffixOf(const QString& path)
+{
+    const int dot = path.lastIndexOf(QLatin1Char('.'));
+    return dot > path.lastIndexOf(QLatin1Char('/')) ? path.mid(dot) : QString();
 }
 
 std::vector<Result> ResultsOf(const std::vector<PlannedResult>& planned)
@@ -140,34 +150,10 @@ void CheckTarget(const QString& path)
                       "its result " + bytes + " has a name of " + std::to_string(length) +
                           " bytes, of which " + std::to_string(NAME_MAX) +
                           " are allowed; choose a shorter one with -o");
-    struct stat status = {};
-    if (::stat(bytes.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode))
+    if (IsStream(path))
         throw Failure(ExitCode::Output, "cannot-write",
                       bytes + " is a device or a pipe; name a file, or write to it with -o - > " +
                           bytes);
-}
-
-QString FreePath(const QString& wanted, const PlannedPaths& planned, PDF::IFileSystem& fileSystem)
-{
-    const auto isFree = [&](const QString& path) {
-        return planned.count(path) == 0 && !fileSystem.Exists(ioPath(path.toStdString()));
-    };
-    const QString tail = Tail(wanted);
-    const QString head = wanted.left(wanted.size() - tail.size());
-    QString path = wanted;
-    for (int number = 2; !isFree(path); ++number)
-        path = head + QStringLiteral("(%1)").arg(number) + tail;
-    return path;
-}
-
-bool IsNumbered(const QString& path, const QString& wanted)
-{
-    const QString tail = Tail(wanted);
-    const QString head = wanted.left(wanted.size() - tail.size());
-    const QRegularExpression form('^' + QRegularExpression::escape(head) +
-                                  QStringLiteral("(\\([1-9][0-9]*\\))?") +
-                                  QRegularExpression::escape(tail) + QStringLiteral("\\z"));
-    return form.match(path).hasMatch();
 }
 
 } // namespace Korvel::App

@@ -2,17 +2,11 @@
 
 #include "Result.h"
 
-#include <map>
 #include <vector>
 
 #include <QString>
 
-namespace Korvel {
-namespace PDF {
-class IFileSystem;
-}
-
-namespace App {
+namespace Korvel::App {
 
 /** The path of the results as the user wrote it, such as "pages/%s-%03d.png". */
 class OutputTemplate
@@ -79,23 +73,13 @@ struct PlannedResult
     QString path;
 };
 
+/** The dot and what follows it at the end of a path; empty when its name has none. */
+QString SuffixOf(const QString& path);
+
 /** Those that are not left away: where they go, or have gone. */
 std::vector<Result> ResultsOf(const std::vector<PlannedResult>& planned);
 
 /** @throws Failure  Output: nothing can be made at `path`, whatever is free */
 void CheckTarget(const QString& path);
 
-/** Path of every planned result -> name of the input that it is made from. */
-using PlannedPaths = std::map<QString, QString>;
-
-/**
- * `wanted`, or the first of "name(2).suffix", "name(3).suffix" ... at which nothing exists and that
- * is in nobody's plan. Literal: no character of the name has a meaning.
- */
-QString FreePath(const QString& wanted, const PlannedPaths& planned, PDF::IFileSystem& fileSystem);
-
-/** Whether `path` is `wanted`, or it with a number as FreePath gives it. */
-bool IsNumbered(const QString& path, const QString& wanted);
-
-} // namespace App
-} // namespace Korvel
+} // namespace Korvel::App

@@ -74,6 +74,7 @@ QString Duration(qint64 seconds)
 Report::Report(const CommandLine& commandLine, const Interruption& interruption)
     : interruption(interruption),
       quiet(commandLine.quiet),
+      isDryRun(commandLine.dryRun),
       json(commandLine.json),
       style(StyleFor(commandLine)),
       hasColors(HasColors())
@@ -167,9 +168,10 @@ bool Report::Finished(const QString& name, const std::vector<Result>& results)
     if (!json && !WriteResult(lines))
         return false;
     const bool isForPrograms = json || style == ProgressStyle::Json;
-    const QJsonObject members{
-        {QStringLiteral("file"), name},
-        {QStringLiteral("results"), isForPrograms ? ToJson(results) : QJsonArray()}};
+    const QJsonObject members{{QStringLiteral("file"), name},
+                              {QStringLiteral("results"), !isForPrograms ? QJsonArray()
+                                                          : isDryRun     ? PlannedToJson(results)
+                                                                         : ToJson(results)}};
     Emit("finished", members);
     Keep(members, true);
     return true;

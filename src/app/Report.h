@@ -93,6 +93,7 @@ private:
 
     const Interruption& interruption;
     const bool quiet;
+    const bool isDryRun;
     const bool json;
     const ProgressStyle style;
     const bool hasColors;

@@ -12,6 +12,14 @@ QJsonObject ToJson(const Result& result)
     return object;
 }
 
+QJsonArray PlannedToJson(const std::vector<Result>& results)
+{
+    QJsonArray array;
+    for (const Result& result : results)
+        array.append(ToJson(result));
+    return array;
+}
+
 QJsonArray ToJson(const std::vector<Result>& results)
 {
     QJsonArray array;

@@ -19,6 +19,9 @@ struct Result
 /** An object with path and page, as docs/command.md describes. */
 QJsonObject ToJson(const Result& result);
 
+/** Such objects of results that are only planned. */
+QJsonArray PlannedToJson(const std::vector<Result>& results);
+
 /** Such objects with, of files that are there, bytes as well. */
 QJsonArray ToJson(const std::vector<Result>& results);
 

@@ -1,13 +1,8 @@
 #include "OutputPlan.h"
 
 #include "Failure.h"
-#include "LocalFileSystem.h"
-#include "SessionFolder.h"
 
 #include <gtest/gtest.h>
-
-#include <QFile>
-#include <QTemporaryDir>
 
 namespace Korvel::App {
 namespace {
@@ -100,64 +95,6 @@ TEST(OutputTemplate, PutsThePageNumberBeforeTheSuffixAsWideAsTheLastPages)
               "v1.2/a.b-3");
     EXPECT_FALSE(name.HasPageNumber());
     EXPECT_TRUE(name.WithPageNumber(9).HasPageNumber());
-}
-
-class FreePathTest : public testing::Test
-{
-protected:
-    QString Path(const QString& name) const { return folder.filePath(name); }
-
-    void Make(const QString& name) const
-    {
-        QFile file(Path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    }
-
-    std::string error;
-    QTemporaryDir folder;
-    PDF::LocalFileSystem fileSystem{PDF::SessionFolder::Create(folder.path().toStdString(), error)};
-};
-
-TEST_F(FreePathTest, IsTheWantedOneWhenNothingIsThere)
-{
-    EXPECT_EQ(FreePath(Path("a.png"), {}, fileSystem), Path("a.png"));
-}
-
-TEST_F(FreePathTest, IsTheFirstFreeNumberFromTwo)
-{
-    Make("a.png");
-    EXPECT_EQ(FreePath(Path("a.png"), {}, fileSystem), Path("a(2).png"));
-    Make("a(2).png");
-    Make("a(4).png");
-    EXPECT_EQ(FreePath(Path("a.png"), {}, fileSystem), Path("a(3).png"));
-}
-
-TEST_F(FreePathTest, KeepsOutOfThePlan)
-{
-    Make("a.png");
-    const PlannedPaths plan{{Path("a(2).png"), "a.pdf"}, {Path("b.png"), "b.pdf"}};
-    EXPECT_EQ(FreePath(Path("a.png"), plan, fileSystem), Path("a(3).png"));
-    EXPECT_EQ(FreePath(Path("b.png"), plan, fileSystem), Path("b(2).png"));
-}
-
-TEST_F(FreePathTest, TakesEveryCharacterOfTheNameLiterally)
-{
-    for (const QString base : {"out(3)", "[draft]", "a+b", "C++", "What?", "a|b", "a(b", "x.*"}) {
-        Make(base + ".png");
-        EXPECT_EQ(FreePath(Path(base + ".png"), {}, fileSystem), Path(base + "(2).png"));
-    }
-}
-
-TEST_F(FreePathTest, PutsTheNumberAtTheEndOfANameWithoutASuffix)
-{
-    Make("page");
-    EXPECT_EQ(FreePath(Path("page"), {}, fileSystem), Path("page(2)"));
-}
-
-TEST_F(FreePathTest, CountsADanglingLinkAsTaken)
-{
-    ASSERT_TRUE(QFile::link(Path("nowhere"), Path("a.png")));
-    EXPECT_EQ(FreePath(Path("a.png"), {}, fileSystem), Path("a(2).png"));
 }
 
 } // namespace

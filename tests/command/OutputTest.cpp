@@ -73,6 +73,28 @@ TEST_F(OutputTest, ToStandardOutputIsOneResultAndNoTerminals)
     EXPECT_THAT(terminal.Screen(), HasSubstr("standard output is a terminal"));
 }
 
+TEST_F(OutputTest, ToStandardOutputIsOneWhateverExists)
+{
+    MakeSample("one.pdf", 1);
+    MakeSample("two.pdf", 1);
+    for (const QString what : {"number", "fail", "skip", "overwrite"}) {
+        const Outcome run =
+            Run({"one.pdf", "two.pdf", "-o", "-", "-f", "txt", "--on-exists", what});
+        EXPECT_EQ(run.exitCode, 2) << what.toStdString();
+        EXPECT_EQ(run.results, QStringList());
+        EXPECT_THAT(run.complaints, HasSubstr("standard output takes one result"));
+    }
+}
+
+TEST_F(OutputTest, HasNoSizeBeforeItIsMade)
+{
+    MakeSample("one.pdf", 1);
+    Write("page.png", "old");
+    const Outcome run =
+        Run({"one.pdf", "-o", "page.png", "--dry-run", "--json", "--on-exists", "overwrite"});
+    EXPECT_THAT(run.results.join(' ').toStdString(), testing::Not(HasSubstr("bytes")));
+}
+
 TEST_F(OutputTest, ToAFullStandardOutputIsAnError)
 {
     MakeSample("one.pdf", 1);
@@ -150,6 +172,35 @@ TEST_F(OutputTest, MayReplaceItsOwnInput)
             .exitCode,
         0);
     EXPECT_EQ(Run({"secret.pdf", "-o", "p.txt"}).exitCode, 0) << "it needs no password any more";
+}
+
+TEST_F(OutputTest, ReplacesNothingElseThatIsRead)
+{
+    QDir(Path("")).mkdir("sub");
+    MakeSample("sub/a.pdf", 2);
+    MakeSample("a.pdf", 1);
+    MakeSample("secret.pdf", 1, "pw");
+    const QByteArray secret = Read("secret.pdf");
+    const QByteArray plain = Read("a.pdf");
+    const Outcome run =
+        Run({"sub/a.pdf", "a.pdf", "-d", ".", "-f", "pdf", "--on-exists", "overwrite"});
+    EXPECT_EQ(run.exitCode, 10);
+    EXPECT_THAT(run.complaints, HasSubstr("sub/a.pdf: its result ./a.pdf would replace a.pdf"));
+    EXPECT_EQ(run.results, QStringList("./a.pdf")) << "its own result may";
+    EXPECT_EQ(Read("a.pdf"), plain);
+
+    EXPECT_EQ(Run({"a.pdf", "secret.pdf", "-o", "secret.pdf", "--on-exists", "overwrite"}).exitCode,
+              10);
+    EXPECT_EQ(Read("secret.pdf"), secret);
+    Write("list", "a.pdf\n");
+    for (const QString read : {"list", "journal"}) {
+        EXPECT_EQ(Run({"--from-list", "list", "--journal", "journal", "-o", read, "-f", "txt",
+                       "--on-exists", "overwrite"})
+                      .exitCode,
+                  10);
+        QFile::remove(Path("journal"));
+    }
+    EXPECT_EQ(Read("list"), "a.pdf\n");
 }
 
 TEST_F(OutputTest, IsWholeAtAnyMomentWhileItIsReplaced)

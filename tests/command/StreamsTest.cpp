@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <sys/stat.h>
 
@@ -129,6 +130,21 @@ TEST_F(StreamsTest, ThatNobodyReadsFromAreLeftAtTheSecondSignal)
     ASSERT_TRUE(process.waitForStarted());
     EXPECT_EQ(EndBySignals(process, 2), 128 + SIGTERM);
     EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(StreamsTest, AreNotReplacedWhereTheyAreFiles)
+{
+    MakeSample("one.pdf", 1);
+    const QString stream = Path("stream"); // as /dev/stdout is one
+    ASSERT_TRUE(QFile::link("/proc/self/fd/1", stream));
+    for (const QString what : {"number", "overwrite"}) {
+        const Outcome run =
+            RunLine("$pdfconvert one.pdf -o stream -f txt --on-exists " + what + " >file");
+        EXPECT_EQ(run.exitCode, 5);
+        EXPECT_THAT(run.complaints, HasSubstr("stream is a device or a pipe"));
+        EXPECT_TRUE(QFileInfo(stream).isSymLink());
+    }
+    EXPECT_FALSE(QFile::exists(Path("stream(2)")));
 }
 
 TEST_F(StreamsTest, GoOnWhereFilesMayGrowNoFurther)

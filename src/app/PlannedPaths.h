@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+
+#include <QString>
+
+namespace Korvel {
+namespace PDF {
+class IFileSystem;
+}
+
+namespace App {
+
+/** Where results are to go, and from which input each is made. */
+class PlannedPaths
+{
+public:
+    void Add(const QString& path, const QString& input) { inputs[path] = input; }
+
+    void Remove(const QString& path);
+
+    bool IsEmpty() const { return inputs.empty(); }
+
+    std::size_t Count() const { return inputs.size(); }
+
+    /** The name of the input whose result goes to `path`; null for none. */
+    QString InputOf(const QString& path) const;
+
+    /**
+     * `wanted`, or the first of "name(2).suffix", "name(3).suffix" ... at which nothing exists and
+     * to which no result goes. Literal: no character of the name has a meaning. What has been found
+     * taken counts as taken from then on, so that many equal names cost no more than others.
+     */
+    QString FindFree(const QString& wanted, PDF::IFileSystem& fileSystem);
+
+private:
+    std::map<QString, QString> inputs;
+    /** By wanted path: all numbers below were taken. */
+    std::map<QString, int> nextNumbers;
+};
+
+/** Whether `path` is `wanted`, or it with a number as FindFree gives it. */
+bool IsNumbered(const QString& path, const QString& wanted);
+
+} // namespace App
+} // namespace Korvel
