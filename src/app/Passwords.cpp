@@ -184,10 +184,13 @@ bool Passwords::IsGivenFor(const Input& input) const
 
 std::vector<std::string> Passwords::KnownFor(const Input& input) const
 {
+    std::vector<std::string> given;
     if (const auto entry = byPath.find(AbsolutePath(input.path)); entry != byPath.end())
-        return {entry->second};
+        given.push_back(entry->second);
     if (general)
-        return {*general};
+        given.push_back(*general);
+    if (!given.empty())
+        return given;
     return typed.empty() ? std::vector<std::string>{{}} : typed;
 }
 

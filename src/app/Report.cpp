@@ -12,7 +12,6 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace Korvel::App {
@@ -24,7 +23,6 @@ constexpr int jsonVersion = 1;
 
 constexpr int barWidth = 24;
 constexpr int longestName = 30;
-constexpr int usualColumns = 80;
 constexpr char red[] = "\033[31m";
 constexpr char yellow[] = "\033[33m";
 constexpr qint64 millisecondsBetweenBars = 100;
@@ -40,14 +38,6 @@ bool HasColors()
 {
     const char* const refusal = std::getenv("NO_COLOR");
     return IsOnTerminal() && (!refusal || *refusal == '\0');
-}
-
-/** How many characters fit on a line of the terminal. */
-int Columns()
-{
-    winsize size = {};
-    const bool isKnown = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return isKnown ? size.ws_col : usualColumns;
 }
 
 ProgressStyle StyleFor(const CommandLine& commandLine)
@@ -297,8 +287,7 @@ void Report::Emit(const char* event, QJsonObject members)
 
 void Report::Draw(const QString& text)
 {
-    // A line that wraps could not be erased.
-    Say(QStringLiteral("\r") + text.left(Columns() - 1) + QStringLiteral("\033[K"));
+    Say(QStringLiteral("\r\033[K") + Unwrapped(text));
     drawn = true;
 }
 

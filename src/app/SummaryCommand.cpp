@@ -4,6 +4,7 @@
 #include "JournalFile.h"
 #include "Report.h"
 #include "SummaryText.h"
+#include "Text.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -21,10 +22,6 @@ namespace {
 constexpr int millisecondsBetweenLooks = 1000;
 constexpr qint64 millisecondsBetweenLines = 5000;
 constexpr int usualRows = 24;
-
-// What does not fit on a line of the terminal is cut, as a line that wraps could not be erased.
-constexpr char wrapNoLines[] = "\033[?7l";
-constexpr char wrapLines[] = "\033[?7h";
 
 int Rows()
 {
@@ -168,7 +165,7 @@ void SummaryCommand::ShowLast()
 void SummaryCommand::Draw(const QString& text)
 {
     const QString visible = FirstLines(text, Rows() - 1);
-    Print(Erasing(drawn) + QLatin1String(wrapNoLines) + visible + QLatin1String(wrapLines));
+    Print(Erasing(drawn) + Unwrapped(visible));
     drawn = visible.count(QLatin1Char('\n'));
 }
 

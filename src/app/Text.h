@@ -16,4 +16,7 @@ std::string Escaped(const std::string& bytes);
  * line. */
 QString WithoutControls(const QString& text);
 
+/** Lines that the terminal cuts where its own end, as a line that wraps could not be erased. */
+QString Unwrapped(const QString& lines);
+
 } // namespace Korvel::App

@@ -108,6 +108,16 @@ TEST_F(PasswordsTest, OfAMapGoToTheInputsThatItNames)
     EXPECT_EQ(run.results, QStringList({"texts/one.txt", "texts/two.txt", "texts/three.txt"}));
 }
 
+TEST_F(PasswordsTest, OfAMapAreFollowedByTheOneForAll)
+{
+    MakeSample("one.pdf", 1, "for all");
+    Write("map", "one.pdf\tan old one\n");
+    Write("pw", "for all\n");
+    EXPECT_EQ(
+        Run({"one.pdf", "-o", "p.txt", "--password-map", "map", "--password-file", "pw"}).exitCode,
+        0);
+}
+
 TEST_F(PasswordsTest, OfAMapThatIsNoneAreNotGuessed)
 {
     MakeSample("one.pdf", 1, "first");
