@@ -112,6 +112,23 @@ TEST_F(WorkerPoolTest, EndsWhatOneAskerHasAskedForAndNothingElse)
     EXPECT_EQ(reasons[2] + reasons[3], "");
 }
 
+TEST_F(WorkerPoolTest, StartsNothingForRequestsThatAreEndedNext)
+{
+    WorkerPool pool({ScriptedWorker()}, 1);
+    const std::vector<int> askers(3);
+    for (const int& asker : askers)
+        Ask(pool, "ended", "/nowhere/fall-silent", {}, &asker);
+    ASSERT_TRUE(WaitUntil([] { return ChildProcesses().size() == 1; }));
+    for (const int& asker : askers) {
+        pool.End(&asker);
+        EXPECT_TRUE(ChildProcesses().empty());
+    }
+    EXPECT_EQ(reasons, std::vector<std::string>(3, "ended"));
+    Ask(pool, "last", "/nowhere/a");
+    Wait(4);
+    EXPECT_EQ(reasons.back(), "");
+}
+
 TEST_F(WorkerPoolTest, AnswersEverythingBeforeItIsGone)
 {
     {

@@ -125,8 +125,10 @@ void WorkerPool::HandOut(Worker& worker, Request request)
         worker.asker = nullptr;
         const QPointer<WorkerPool> self(this);
         receiver(answer);
+        // Later: whoever ends requests one after the other would have others begun between them.
         if (self)
-            Serve();
+            QMetaObject::invokeMethod(
+                this, [this] { Serve(); }, Qt::QueuedConnection);
     };
     worker.process->Ask(std::move(request.message), answered);
 }
