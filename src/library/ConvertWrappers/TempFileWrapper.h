@@ -34,7 +34,8 @@ namespace Korvel::PDF::Converter {
  *
  * A source that is given again before its result has come keeps the first task's destination; so
  * does one whose task was refused or failed. `std::regex_error` leaves the handler of a result when
- * the wanted file exists and its name is not a valid regular expression.
+ * the wanted file exists and its name is not a valid regular expression. One that is valid and
+ * nests repetitions, as "(a*)*b.png" does, can take long, the longer the names in its folder are.
  *
  * Thread: used on the thread that owns it. Receivers may delete the wrapper in a slot.
  */

@@ -52,6 +52,8 @@ public:
 
     /** @param chains  the inner converters, at least one and none null */
     explicit PageFanOut(const std::vector<std::shared_ptr<AbstractConverter>>& chains);
+
+    /** Documents in hand end without a signal; their pages in work are not cancelled. */
     ~PageFanOut() override;
 
     /**
