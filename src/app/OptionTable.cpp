@@ -103,8 +103,7 @@ CLI::Option* Add(CLI::App& app, const char* names, Value& into, const char* valu
 
 void AddInputs(CLI::App& app, Arguments& arguments)
 {
-    app.add_option("INPUT", arguments.inputs, "The PDFs to convert; - for standard input")
-        ->option_text(" ");
+    AddNames(app, "INPUT", arguments.inputs, "The PDFs to convert; - for standard input");
     Add(app, "--from-list", arguments.line.listFile, "FILE",
         "Convert the files that FILE names as well, one a\nline; - for standard input")
         ->group("Inputs");
@@ -319,6 +318,18 @@ void AddHelp(CLI::App& app, Arguments& arguments)
 }
 
 } // namespace
+
+void AddNames(CLI::App& app, const char* what, std::vector<std::string>& into, const char* help)
+{
+    // Where more may always follow, CLI11 takes "[a,b]" for two names. So it waits for as many as
+    // there can be, and minds none that does not come.
+    constexpr int all = CLI::detail::expected_max_vector_size;
+    app.add_option(what, into, help)
+        ->option_text(" ")
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->expected(all, all)
+        ->allow_extra_args(false);
+}
 
 QSize ToSize(const std::string& text)
 {

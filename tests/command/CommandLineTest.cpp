@@ -126,6 +126,20 @@ TEST(CommandLine, TakesFileNamesThatLookLikeOptionsBehindTwoDashes)
     EXPECT_EQ(line->inputs, QStringList("-in.pdf"));
 }
 
+TEST(CommandLine, TakesNamesInBracketsAsTheyAre)
+{
+    const auto line = Parse({"[a]", "-d", "[d,e]", "[b,c].pdf", "[b,c]", "[]", "--password=[f,g]",
+                             "--from-list", "[l]", "--", "[-]"})
+                          .commandLine;
+    ASSERT_TRUE(line);
+    EXPECT_EQ(line->inputs, QStringList({"[a]", "[b,c].pdf", "[b,c]", "[]", "[-]"}));
+    EXPECT_EQ(line->output, "[d,e]/%s-%d.png");
+    EXPECT_EQ(line->password, "[f,g]");
+    EXPECT_EQ(line->listFile, "[l]");
+    EXPECT_THAT(Parse({"report", "[a,b]", "[j]"}).commandLine.value().summary.value().journals,
+                testing::ElementsAre("[a,b]", "[j]"));
+}
+
 TEST(CommandLine, TakesJournalsBehindTheWordReport)
 {
     const auto line = Parse({"report", "a.journal", "--json", "--follow", "report"}).commandLine;
