@@ -19,12 +19,19 @@ namespace Korvel::App {
 
 namespace {
 
+/** The file's name without its suffix; as it is where that leaves nothing, or leads elsewhere. */
+QString BaseName(const QFileInfo& file)
+{
+    const QString name = file.completeBaseName();
+    return QStringList({"", ".", ".."}).contains(name) ? file.fileName() : name;
+}
+
 Input FromPath(const std::string& path)
 {
     Input input;
     input.name = QString::fromStdString(path);
     input.path = input.name;
-    input.baseName = QFileInfo(input.path).completeBaseName();
+    input.baseName = BaseName(QFileInfo(input.path));
     if (!IsUtf8(path)) {
         input.name = QString::fromStdString(Escaped(path));
         input.problem = "the name is not valid UTF-8; rename the file";
