@@ -4,6 +4,8 @@
 #include "PageRanges.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <map>
 
 #include <QRegularExpression>
@@ -77,16 +79,23 @@ class Formatter : public CLI::Formatter
     }
 };
 
-/** Complains about a text that is no number from `least` to `most`. */
+/**
+ * Complains about a text that is no number from `least` to `most`.
+ *
+ * Other texts are made what was understood, as CLI11 reads 010 as 8.
+ */
 template <typename Number>
 CLI::Validator InRange(Number least, Number most, const std::string& what)
 {
-    const auto check = [=](const std::string& text) -> std::string {
+    const auto check = [=](std::string& text) -> std::string {
         bool isNumber = false;
         const double value = QString::fromStdString(text).toDouble(&isNumber);
-        const bool isWhole = std::is_floating_point_v<Number> || value == int(value);
-        if (isNumber && value >= least && value <= most && isWhole)
+        const bool isWhole = std::is_floating_point_v<Number> || value == std::floor(value);
+        if (isNumber && value >= least && value <= most && isWhole) {
+            text = QString::number(value, 'g', std::numeric_limits<double>::max_digits10)
+                       .toStdString();
             return {};
+        }
         std::ostringstream complaint;
         complaint << "'" << text << "' is not " << what << " from " << least << " to " << most;
         return complaint.str();
@@ -171,7 +180,7 @@ void AddLook(CLI::App& app, Arguments& arguments)
         Add(app, "-r,--resolution", line.resolution, "DPI",
             "Resolution of pictures in dots per inch, from 1 to\n4800; 150 without this")
             ->group("Pages")
-            ->check(InRange(1.0, 4800.0, "a resolution"));
+            ->transform(InRange(1.0, 4800.0, "a resolution"));
     Add(app, "--size", arguments.size, "WxH", "Make pictures as large as fits into W x H pixels")
         ->group("Pages")
         ->excludes(resolution)
@@ -184,7 +193,7 @@ void AddLook(CLI::App& app, Arguments& arguments)
     Add(app, "--quality", line.quality, "N",
         "Quality of jpg and webp pictures, from 1 to 100; 90\nwithout this")
         ->group("Pages")
-        ->check(InRange(1, 100, "a quality"));
+        ->transform(InRange(1, 100, "a quality"));
     Add(app, "--compression", line.compression, "WHAT",
         "How png pictures are packed: fast (the default), or\n"
         "small, a quarter smaller but slower to make")
@@ -207,7 +216,7 @@ void AddPasswords(CLI::App& app, CommandLine& line)
             "read if it is set"),
         add("--password-fd", line.passwordDescriptor, "N",
             "Read the password from the file descriptor N")
-            ->check(InRange(0, 1 << 20, "a file descriptor")),
+            ->transform(InRange(0, 1 << 20, "a file descriptor")),
         add("--password", line.password, "TEXT",
             "The password itself. Other users of this machine can\n"
             "see it in the list of processes"),
@@ -238,16 +247,16 @@ void AddRun(CLI::App& app, CommandLine& line)
         "How many pages, of one document or several, are\nconverted at once; as many as there are "
         "processors\nwithout this")
         ->group("Running")
-        ->check(InRange(1, 256, "a number"));
+        ->transform(InRange(1, 256, "a number"));
     Add(app, "--timeout", line.timeout, "SECONDS",
         "How long a document may take to open, and how long\nto convert; without this 600 for each "
         "page")
         ->group("Running")
-        ->check(InRange(0.1, 86400.0, "a time"));
+        ->transform(InRange(0.1, 86400.0, "a time"));
     Add(app, "--memory-limit", line.memoryLimit, "MB",
         "How much memory a worker process may use, from 256;\n1024 without this")
         ->group("Running")
-        ->check(InRange(256, 1 << 20, "a number"));
+        ->transform(InRange(256, 1 << 20, "a number"));
     Add(app, "--journal", line.journal, "FILE",
         "Write down in FILE what becomes of each document, and\n"
         "go on where a run that was killed has ended: what is\n"
@@ -299,7 +308,7 @@ void AddReporting(CLI::App& app, Arguments& arguments)
     Add(app, "-v,--verbose", line.verbosity, "N",
         "Log to standard error, up to level N from 1 to 99")
         ->group("Reporting")
-        ->check(InRange(0, 99, "a level"));
+        ->transform(InRange(0, 99, "a level"));
 }
 
 void AddHelp(CLI::App& app, Arguments& arguments)

@@ -119,6 +119,38 @@ TEST(CommandLine, TakesEachWayToGiveAPassword)
     EXPECT_TRUE(Parse({"a.pdf", "-d", "o", "--ask-password"}).commandLine->askPassword);
 }
 
+TEST(CommandLine, ReadsNumbersInDecimal)
+{
+    const auto line =
+        Parse({"a.pdf", "-d", "o", "-r", "0300.50", "--quality", "010", "-j", "010", "--timeout",
+               "010", "--memory-limit", "01024", "--password-fd", "010", "-v", "010"})
+            .commandLine;
+    ASSERT_TRUE(line);
+    EXPECT_EQ(line->resolution, 300.5);
+    EXPECT_EQ(line->quality, 10);
+    EXPECT_EQ(line->jobs, 10);
+    EXPECT_EQ(line->timeout, 10);
+    EXPECT_EQ(line->memoryLimit, 1024);
+    EXPECT_EQ(line->passwordDescriptor, 10);
+    EXPECT_EQ(line->verbosity, 10);
+}
+
+TEST(CommandLine, TakesTheNumbersThatItAllowsAndRefusesWhatIsNone)
+{
+    for (const char* const text : {"5", "+5", "05", "08", " 5", "5 ", "5.0"})
+        EXPECT_EQ(Parse({"a.pdf", "-d", "o", "-j", text}).commandLine.value().jobs,
+                  QString(text).toDouble())
+            << text;
+    for (const char* const option :
+         {"-r", "--quality", "-j", "--timeout", "--memory-limit", "--password-fd", "-v"}) {
+        for (const char* const text :
+             {"inf", "nan", "1e20", "-1e20", "0x10", "0b1", "1,5", "5 5", "-1", ""})
+            EXPECT_THAT(Parse({"a.pdf", "-d", "o", option, text}).text,
+                        HasSubstr("'" + std::string(text) + "' is not a "))
+                << option;
+    }
+}
+
 TEST(CommandLine, TakesFileNamesThatLookLikeOptionsBehindTwoDashes)
 {
     const auto line = Parse({"-o", "out.png", "--", "-in.pdf"}).commandLine;
