@@ -105,9 +105,19 @@ CLI::Validator InRange(Number least, Number most, const std::string& what)
 
 /** An option with a value, which the help calls `value`. */
 template <typename Value>
-CLI::Option* Add(CLI::App& app, const char* names, Value& into, const char* value, const char* help)
+CLI::Option* AddAny(CLI::App& app, const char* names, Value& into, const char* value,
+                    const char* help)
 {
     return app.add_option(names, into, help)->type_name(value)->option_text(value);
+}
+
+/** The same without empty values: most often a script has forgotten to set a variable. */
+template <typename Value>
+CLI::Option* Add(CLI::App& app, const char* names, Value& into, const char* value, const char* help)
+{
+    return AddAny(app, names, into, value, help)->check([](const std::string& text) -> std::string {
+        return text.empty() ? "the value is empty; is a variable not set?" : "";
+    });
 }
 
 void AddInputs(CLI::App& app, Arguments& arguments)
@@ -217,9 +227,10 @@ void AddPasswords(CLI::App& app, CommandLine& line)
         add("--password-fd", line.passwordDescriptor, "N",
             "Read the password from the file descriptor N")
             ->transform(InRange(0, 1 << 20, "a file descriptor")),
-        add("--password", line.password, "TEXT",
-            "The password itself. Other users of this machine can\n"
-            "see it in the list of processes"),
+        AddAny(app, "--password", line.password, "TEXT",
+               "The password itself. Other users of this machine can\n"
+               "see it in the list of processes")
+            ->group("Passwords"),
         app.add_flag("--ask-password", line.askPassword,
                      "Ask for the password on the terminal before\n"
                      "anything is opened; without any option it is asked\n"

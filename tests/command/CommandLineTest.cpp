@@ -246,6 +246,17 @@ TEST_P(CommandLineRefuses, AndSaysWhy)
     EXPECT_THAT(result.text, HasSubstr("--help"));
 }
 
+TEST(CommandLine, TakesNoEmptyValueForAnOptionThatIsNotGiven)
+{
+    for (const char* const option :
+         {"--from-list", "--output", "--directory", "--on-exists", "--pages", "--password-file",
+          "--password-env", "--password-map", "--journal", "--temp-dir", "--progress"}) {
+        const ParseResult refused = Parse({"a.pdf", option, ""});
+        EXPECT_EQ(refused.code, ExitCode::Usage);
+        EXPECT_THAT(refused.text, HasSubstr(std::string(option) + ": the value is empty"));
+    }
+}
+
 TEST(CommandLine, RepeatsNoPasswordOfAnOptionThatIsMisspelt)
 {
     for (const char* const option : {"--passwrd=hush", "--password-=hush"}) {
