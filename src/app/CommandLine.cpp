@@ -7,6 +7,7 @@
 #include "SummaryTable.h"
 #include "Text.h"
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <string_view>
@@ -118,6 +119,36 @@ CommandLine ToCommandLine(const SummaryOptions& summary)
     return line;
 }
 
+/** Whether it is an option with an empty value, such as "--journal=". */
+bool IsEmptyOption(const CLI::App& table, const std::string& argument)
+{
+    if (argument.compare(0, 2, "--") != 0 || argument.back() != '=')
+        return false;
+    const auto* const option = table.get_option_no_throw(argument.substr(0, argument.size() - 1));
+    return option && option->get_items_expected_max() > 0;
+}
+
+/**
+ * The arguments as CLI11 wants them, the last one first.
+ *
+ * An empty value is an argument of its own, as CLI11 would take the next one in its place.
+ */
+std::vector<std::string> ToParse(const CLI::App& table, int argc, const char* const* argv)
+{
+    std::vector<std::string> arguments;
+    bool mayBeOption = true;
+    for (int i = 1; i < argc; ++i) {
+        arguments.emplace_back(argv[i]);
+        mayBeOption = mayBeOption && arguments.back() != "--";
+        if (mayBeOption && IsEmptyOption(table, arguments.back())) {
+            arguments.back().pop_back();
+            arguments.emplace_back();
+        }
+    }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
+}
+
 /** An argument without a value, which may be a password for an option that is misspelt. */
 std::string OptionIn(const std::string& argument)
 {
@@ -152,7 +183,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
     const std::unique_ptr<CLI::App> table =
         isReport ? MakeSummaryTable(summary) : MakeOptionTable(arguments);
     try {
-        table->parse(argc - int(isReport), argv + int(isReport));
+        table->parse(ToParse(*table, argc - int(isReport), argv + int(isReport)));
         if (isReport)
             return {ToCommandLine(summary), {}, ExitCode::Done};
         if (!arguments.completion.empty())

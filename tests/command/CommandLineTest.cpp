@@ -257,6 +257,17 @@ TEST(CommandLine, TakesNoEmptyValueForAnOptionThatIsNotGiven)
     }
 }
 
+TEST(CommandLine, TakesNothingForAValueThatIsMissingBehindAnEqualsSign)
+{
+    EXPECT_THAT(Parse({"--journal=", "a.pdf", "-d", "d"}).text,
+                HasSubstr("--journal: the value is empty"));
+    const auto line =
+        Parse({"--password=", "a.pdf", "-d", "d", "--", "--journal=", "-d="}).commandLine;
+    ASSERT_TRUE(line);
+    EXPECT_EQ(line->password, std::string());
+    EXPECT_EQ(line->inputs, QStringList({"a.pdf", "--journal=", "-d="}));
+}
+
 TEST(CommandLine, RepeatsNoPasswordOfAnOptionThatIsMisspelt)
 {
     for (const char* const option : {"--passwrd=hush", "--password-=hush"}) {
