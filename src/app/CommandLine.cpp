@@ -175,6 +175,9 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
         if (!IsUtf8(argv[i]))
             return UsageError("the argument '" + Escaped(argv[i]) +
                               "' is not valid UTF-8; rename the file");
+        if (HasMark(argv[i]))
+            return UsageError("an argument begins with a byte order mark; put ./ in front of it "
+                              "where it is a file");
     }
 
     Arguments arguments;

@@ -35,6 +35,9 @@ Input FromPath(const std::string& path)
     if (!IsUtf8(path)) {
         input.name = QString::fromStdString(Escaped(path));
         input.problem = "the name is not valid UTF-8; rename the file";
+    } else if (HasMark(path)) {
+        input.name = QString::fromStdString(Escaped(path));
+        input.problem = "the name begins with a byte order mark; put ./ in front of it";
     } else if (path.find('\0') != std::string::npos) {
         input.name = QString::fromStdString(Escaped(path));
         input.problem = "the name holds a NUL; a list of such names needs -0";
@@ -81,12 +84,26 @@ Input FromStandardInput(const std::string& tempFolder, const Interruption& inter
             {}};
 }
 
+/** A line of a list without its return, and without the mark that editors put before the first. */
+std::string_view NameIn(std::string_view line, bool isFirst)
+{
+    if (isFirst)
+        line = WithoutMark(line);
+    if (!line.empty() && line.back() == '\r')
+        line.remove_suffix(1);
+    return line;
+}
+
 /** Adds what the list names of the share that is wanted; whether it names anything at all. */
 bool AddFromList(std::vector<Input>& inputs, const CommandLine& commandLine,
                  const Interruption& interruption)
 {
     bool namesAny = false;
-    const auto take = [&](std::string_view path) {
+    bool isFirst = true;
+    const auto take = [&](std::string_view piece) {
+        const bool isLine = !commandLine.isListNulSeparated;
+        const std::string_view path = isLine ? NameIn(piece, isFirst) : piece;
+        isFirst = false;
         if (path.empty())
             return;
         namesAny = true;

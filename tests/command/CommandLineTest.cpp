@@ -315,6 +315,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{"report", "b\xff.journal"}, "'b\\xff.journal' is not valid UTF-8"},
         Refused{{"in.pdf", "-o", "a.png", "--password-file", "a", "--password-env", "b"},
                 "excludes"},
+        Refused{{"\xef\xbb\xbf.pdf", "-o", "a.png"}, "begins with a byte order mark"},
         Refused{{"b\xff.pdf", "-o", "a.png"}, "'b\\xff.pdf' is not valid UTF-8"}));
 
 } // namespace
