@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string_view>
 #include <system_error>
@@ -45,10 +46,13 @@ Input FromPath(const std::string& path)
     return input;
 }
 
-void WriteAll(std::FILE* file, const char* bytes, std::size_t count)
+/** For the reason that errno tells. */
+[[noreturn]] void FailToStore()
 {
-    if (std::fwrite(bytes, 1, count, file) != count)
-        throw std::system_error(errno, std::generic_category());
+    throw Failure(ExitCode::Output, "no-temporary-space",
+                  std::string("standard input: cannot be stored in the folder for temporary "
+                              "files: ") +
+                      std::strerror(errno) + "; choose another with --temp-dir");
 }
 
 /** Standard input's bytes in a new file that nobody else can read. */
@@ -57,15 +61,17 @@ void StoreStandardInput(const std::string& path, const Interruption& interruptio
     const int descriptor =
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (descriptor < 0)
-        throw std::system_error(errno, std::generic_category());
+        FailToStore();
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(::fdopen(descriptor, "wb"),
                                                                std::fclose);
     std::vector<char> block(1 << 16);
     while (const std::size_t count =
-               ReadSome(STDIN_FILENO, block.data(), block.size(), interruption))
-        WriteAll(file.get(), block.data(), count);
+               ReadSome(STDIN_FILENO, block.data(), block.size(), interruption)) {
+        if (std::fwrite(block.data(), 1, count, file.get()) != count)
+            FailToStore();
+    }
     if (std::fflush(file.get()) != 0)
-        throw std::system_error(errno, std::generic_category());
+        FailToStore();
 }
 
 Input FromStandardInput(const std::string& tempFolder, const Interruption& interruption)
@@ -75,8 +81,7 @@ Input FromStandardInput(const std::string& tempFolder, const Interruption& inter
         StoreStandardInput(path, interruption);
     } catch (const std::system_error& error) {
         throw Failure(ExitCode::Input, "unreadable",
-                      "standard input: cannot be stored in the folder for temporary files: " +
-                          error.code().message());
+                      "standard input: cannot be read: " + error.code().message());
     }
     return {QStringLiteral("standard input"),
             QStringLiteral("stdin"),
