@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 #include <system_error>
@@ -125,6 +126,19 @@ bool AddFromList(std::vector<Input>& inputs, const CommandLine& commandLine,
     return namesAny;
 }
 
+/** In a working folder that no QString can name. */
+void RefuseRelative(std::vector<Input>& inputs)
+{
+    std::error_code failure; // of a folder that was removed, whose files are missing
+    if (IsUtf8(std::filesystem::current_path(failure).native()))
+        return;
+    for (Input& input : inputs) {
+        if (input.problem.empty() && QFileInfo(input.path).isRelative())
+            input.problem = "the working folder's name is not valid UTF-8; rename it, or give the "
+                            "file's full path";
+    }
+}
+
 } // namespace
 
 std::vector<Input> CollectInputs(const CommandLine& commandLine, const std::string& tempFolder,
@@ -139,6 +153,7 @@ std::vector<Input> CollectInputs(const CommandLine& commandLine, const std::stri
     if (isListEmpty && inputs.empty())
         throw Failure(ExitCode::Input, "no-input",
                       commandLine.listFile + ": the list names no file");
+    RefuseRelative(inputs);
     return inputs;
 }
 

@@ -170,6 +170,19 @@ TEST_F(BatchTest, SaysWhyStandardInputCannotBeStored)
     EXPECT_EQ(LeftInTempDir(), QStringList());
 }
 
+TEST_F(BatchTest, RefusesRelativeInputsInAFolderWhoseNameIsNotUtf8)
+{
+    MakeSample("one.pdf", 1);
+    Write("list", "one.pdf\n" + Path("one.pdf").toUtf8() + "\n");
+    const QString script = "mkdir d$'\\xff' && cd d$'\\xff' && cp ../one.pdf . && \"$@\"; code=$?; "
+                           "rm -r ../d$'\\xff'; exit $code";
+    const Outcome run = RunInShell(script, {"--from-list", "../list", "-o", Path("%s.txt")});
+    EXPECT_EQ(run.exitCode, 10);
+    EXPECT_EQ(run.results, QStringList(Path("one.txt")));
+    EXPECT_THAT(run.complaints, HasSubstr("pdfconvert: one.pdf: the working folder's name is not "
+                                          "valid UTF-8; rename it"));
+}
+
 TEST_F(BatchTest, EndsWithThreeWhenAResultWantsALook)
 {
     MakeSample("whole.pdf", 1);
