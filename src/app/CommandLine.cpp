@@ -56,6 +56,19 @@ QString OutputOf(const Arguments& arguments, QString& format)
     return folder + (isPicture ? QStringLiteral("%s-%d.") : QStringLiteral("%s.")) + format;
 }
 
+/** Whether to print something and end; complains about what else would be left undone. */
+bool IsOnlyPrinted(const Arguments& arguments)
+{
+    const CommandLine& line = arguments.line;
+    const bool isOnly = line.cleanTemp != line.version && !line.json && arguments.inputs.empty() &&
+                        line.listFile.empty();
+    if ((line.cleanTemp || line.version) && !isOnly)
+        throw Failure(ExitCode::Usage, "usage",
+                      std::string(line.cleanTemp ? "--clean-temp" : "--version") +
+                          " does nothing else; leave inputs and --json away");
+    return isOnly;
+}
+
 /** Takes over what CLI11 has no type for, and complains about what does not go together. */
 CommandLine Complete(const Arguments& arguments)
 {
@@ -63,7 +76,7 @@ CommandLine Complete(const Arguments& arguments)
         throw Failure(ExitCode::Usage, "usage", message);
     };
     CommandLine line = arguments.line;
-    if (line.cleanTemp || line.version)
+    if (IsOnlyPrinted(arguments))
         return line;
     for (const std::string& input : arguments.inputs)
         line.inputs.append(QString::fromStdString(input));
