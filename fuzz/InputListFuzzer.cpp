@@ -36,12 +36,19 @@ private:
     const int descriptor;
 };
 
-std::size_t CountOfNonEmpty(const std::string& text, char separator)
+std::string WithoutReturn(std::string line)
+{
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    return line;
+}
+
+std::size_t CountOfNames(const std::string& text, bool isNulSeparated)
 {
     std::size_t count = 0;
-    std::istringstream stream(text);
-    for (std::string piece; std::getline(stream, piece, separator);)
-        count += piece.empty() ? 0 : 1;
+    std::istringstream stream(isNulSeparated ? text : std::string(App::WithoutMark(text)));
+    for (std::string piece; std::getline(stream, piece, isNulSeparated ? '\0' : '\n');)
+        count += (isNulSeparated ? piece : WithoutReturn(piece)).empty() ? 0 : 1;
     return count;
 }
 
@@ -63,15 +70,7 @@ void ReadList(const std::string& path, const std::string& text, bool isNulSepara
     } catch (const App::Failure& failure) {
         Fuzz::Require(failure.code == App::ExitCode::Input, "refused as a fault of the input");
     }
-    Fuzz::Require(count == CountOfNonEmpty(text, isNulSeparated ? '\0' : '\n'),
-                  "every path is an input");
-}
-
-std::string WithoutReturn(std::string line)
-{
-    if (!line.empty() && line.back() == '\r')
-        line.pop_back();
-    return line;
+    Fuzz::Require(count == CountOfNames(text, isNulSeparated), "every path is an input");
 }
 
 bool IsMap(const std::vector<std::string>& lines)

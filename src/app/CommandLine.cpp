@@ -7,6 +7,7 @@
 #include "SummaryTable.h"
 #include "Text.h"
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <string_view>
@@ -55,6 +56,19 @@ QString OutputOf(const Arguments& arguments, QString& format)
     return folder + (isPicture ? QStringLiteral("%s-%d.") : QStringLiteral("%s.")) + format;
 }
 
+/** Whether to print something and end; complains about what else would be left undone. */
+bool IsOnlyPrinted(const Arguments& arguments)
+{
+    const CommandLine& line = arguments.line;
+    const bool isOnly = line.cleanTemp != line.version && !line.json && arguments.inputs.empty() &&
+                        line.listFile.empty();
+    if ((line.cleanTemp || line.version) && !isOnly)
+        throw Failure(ExitCode::Usage, "usage",
+                      std::string(line.cleanTemp ? "--clean-temp" : "--version") +
+                          " does nothing else; leave inputs and --json away");
+    return isOnly;
+}
+
 /** Takes over what CLI11 has no type for, and complains about what does not go together. */
 CommandLine Complete(const Arguments& arguments)
 {
@@ -62,7 +76,7 @@ CommandLine Complete(const Arguments& arguments)
         throw Failure(ExitCode::Usage, "usage", message);
     };
     CommandLine line = arguments.line;
-    if (line.cleanTemp || line.version)
+    if (IsOnlyPrinted(arguments))
         return line;
     for (const std::string& input : arguments.inputs)
         line.inputs.append(QString::fromStdString(input));
@@ -118,6 +132,36 @@ CommandLine ToCommandLine(const SummaryOptions& summary)
     return line;
 }
 
+/** Whether it is an option with an empty value, such as "--journal=". */
+bool IsEmptyOption(const CLI::App& table, const std::string& argument)
+{
+    if (argument.compare(0, 2, "--") != 0 || argument.back() != '=')
+        return false;
+    const auto* const option = table.get_option_no_throw(argument.substr(0, argument.size() - 1));
+    return option && option->get_items_expected_max() > 0;
+}
+
+/**
+ * The arguments as CLI11 wants them, the last one first.
+ *
+ * An empty value is an argument of its own, as CLI11 would take the next one in its place.
+ */
+std::vector<std::string> ToParse(const CLI::App& table, int argc, const char* const* argv)
+{
+    std::vector<std::string> arguments;
+    bool mayBeOption = true;
+    for (int i = 1; i < argc; ++i) {
+        arguments.emplace_back(argv[i]);
+        mayBeOption = mayBeOption && arguments.back() != "--";
+        if (mayBeOption && IsEmptyOption(table, arguments.back())) {
+            arguments.back().pop_back();
+            arguments.emplace_back();
+        }
+    }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
+}
+
 /** An argument without a value, which may be a password for an option that is misspelt. */
 std::string OptionIn(const std::string& argument)
 {
@@ -144,6 +188,9 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
         if (!IsUtf8(argv[i]))
             return UsageError("the argument '" + Escaped(argv[i]) +
                               "' is not valid UTF-8; rename the file");
+        if (HasMark(argv[i]))
+            return UsageError("an argument begins with a byte order mark; put ./ in front of it "
+                              "where it is a file");
     }
 
     Arguments arguments;
@@ -152,7 +199,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
     const std::unique_ptr<CLI::App> table =
         isReport ? MakeSummaryTable(summary) : MakeOptionTable(arguments);
     try {
-        table->parse(argc - int(isReport), argv + int(isReport));
+        table->parse(ToParse(*table, argc - int(isReport), argv + int(isReport)));
         if (isReport)
             return {ToCommandLine(summary), {}, ExitCode::Done};
         if (!arguments.completion.empty())

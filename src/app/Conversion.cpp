@@ -27,6 +27,13 @@ namespace {
 /** How often a result is converted for whose path another program was quicker each time. */
 constexpr int mostRounds = 5;
 
+/** What is the matter with a result's path, as far as one can see. */
+const char* WhyNotWritten(const QString& path)
+{
+    const QFileInfo there(path);
+    return there.isDir() && !there.isSymLink() ? "a folder has that name" : "is there space left?";
+}
+
 } // namespace
 
 Conversion::Conversion(Task task, const QString& name, std::vector<PlannedResult>& results,
@@ -227,7 +234,7 @@ bool Conversion::IsToBeMadeAgain(const QString& path) const
     const bool isTaken = !isOwn && services.FileSystem().Exists(ioPath(path.toStdString()));
     if (!isTaken || commandLine.onExists == OnExists::Overwrite)
         throw Failure(ExitCode::Output, "cannot-write",
-                      "cannot write " + path.toStdString() + "; is there space left?");
+                      "cannot write " + path.toStdString() + "; " + WhyNotWritten(path));
     if (commandLine.onExists == OnExists::Fail)
         throw ExistsFailure(path);
     return commandLine.onExists == OnExists::Number;

@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 #include <system_error>
@@ -19,15 +21,25 @@ namespace Korvel::App {
 
 namespace {
 
+/** The file's name without its suffix; as it is where that leaves nothing, or leads elsewhere. */
+QString BaseName(const QFileInfo& file)
+{
+    const QString name = file.completeBaseName();
+    return QStringList({"", ".", ".."}).contains(name) ? file.fileName() : name;
+}
+
 Input FromPath(const std::string& path)
 {
     Input input;
     input.name = QString::fromStdString(path);
     input.path = input.name;
-    input.baseName = QFileInfo(input.path).completeBaseName();
+    input.baseName = BaseName(QFileInfo(input.path));
     if (!IsUtf8(path)) {
         input.name = QString::fromStdString(Escaped(path));
         input.problem = "the name is not valid UTF-8; rename the file";
+    } else if (HasMark(path)) {
+        input.name = QString::fromStdString(Escaped(path));
+        input.problem = "the name begins with a byte order mark; put ./ in front of it";
     } else if (path.find('\0') != std::string::npos) {
         input.name = QString::fromStdString(Escaped(path));
         input.problem = "the name holds a NUL; a list of such names needs -0";
@@ -35,10 +47,13 @@ Input FromPath(const std::string& path)
     return input;
 }
 
-void WriteAll(std::FILE* file, const char* bytes, std::size_t count)
+/** For the reason that errno tells. */
+[[noreturn]] void FailToStore()
 {
-    if (std::fwrite(bytes, 1, count, file) != count)
-        throw std::system_error(errno, std::generic_category());
+    throw Failure(ExitCode::Output, "no-temporary-space",
+                  std::string("standard input: cannot be stored in the folder for temporary "
+                              "files: ") +
+                      std::strerror(errno) + "; choose another with --temp-dir");
 }
 
 /** Standard input's bytes in a new file that nobody else can read. */
@@ -47,15 +62,17 @@ void StoreStandardInput(const std::string& path, const Interruption& interruptio
     const int descriptor =
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (descriptor < 0)
-        throw std::system_error(errno, std::generic_category());
+        FailToStore();
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(::fdopen(descriptor, "wb"),
                                                                std::fclose);
     std::vector<char> block(1 << 16);
     while (const std::size_t count =
-               ReadSome(STDIN_FILENO, block.data(), block.size(), interruption))
-        WriteAll(file.get(), block.data(), count);
+               ReadSome(STDIN_FILENO, block.data(), block.size(), interruption)) {
+        if (std::fwrite(block.data(), 1, count, file.get()) != count)
+            FailToStore();
+    }
     if (std::fflush(file.get()) != 0)
-        throw std::system_error(errno, std::generic_category());
+        FailToStore();
 }
 
 Input FromStandardInput(const std::string& tempFolder, const Interruption& interruption)
@@ -65,8 +82,7 @@ Input FromStandardInput(const std::string& tempFolder, const Interruption& inter
         StoreStandardInput(path, interruption);
     } catch (const std::system_error& error) {
         throw Failure(ExitCode::Input, "unreadable",
-                      "standard input: cannot be stored in the folder for temporary files: " +
-                          error.code().message());
+                      "standard input: cannot be read: " + error.code().message());
     }
     return {QStringLiteral("standard input"),
             QStringLiteral("stdin"),
@@ -74,12 +90,26 @@ Input FromStandardInput(const std::string& tempFolder, const Interruption& inter
             {}};
 }
 
+/** A line of a list without its return, and without the mark that editors put before the first. */
+std::string_view NameIn(std::string_view line, bool isFirst)
+{
+    if (isFirst)
+        line = WithoutMark(line);
+    if (!line.empty() && line.back() == '\r')
+        line.remove_suffix(1);
+    return line;
+}
+
 /** Adds what the list names of the share that is wanted; whether it names anything at all. */
 bool AddFromList(std::vector<Input>& inputs, const CommandLine& commandLine,
                  const Interruption& interruption)
 {
     bool namesAny = false;
-    const auto take = [&](std::string_view path) {
+    bool isFirst = true;
+    const auto take = [&](std::string_view piece) {
+        const bool isLine = !commandLine.isListNulSeparated;
+        const std::string_view path = isLine ? NameIn(piece, isFirst) : piece;
+        isFirst = false;
         if (path.empty())
             return;
         namesAny = true;
@@ -96,6 +126,19 @@ bool AddFromList(std::vector<Input>& inputs, const CommandLine& commandLine,
     return namesAny;
 }
 
+/** In a working folder that no QString can name. */
+void RefuseRelative(std::vector<Input>& inputs)
+{
+    std::error_code failure; // of a folder that was removed, whose files are missing
+    if (IsUtf8(std::filesystem::current_path(failure).native()))
+        return;
+    for (Input& input : inputs) {
+        if (input.problem.empty() && QFileInfo(input.path).isRelative())
+            input.problem = "the working folder's name is not valid UTF-8; rename it, or give the "
+                            "file's full path";
+    }
+}
+
 } // namespace
 
 std::vector<Input> CollectInputs(const CommandLine& commandLine, const std::string& tempFolder,
@@ -110,6 +153,7 @@ std::vector<Input> CollectInputs(const CommandLine& commandLine, const std::stri
     if (isListEmpty && inputs.empty())
         throw Failure(ExitCode::Input, "no-input",
                       commandLine.listFile + ": the list names no file");
+    RefuseRelative(inputs);
     return inputs;
 }
 

@@ -4,6 +4,8 @@
 #include "PageRanges.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <map>
 
 #include <QRegularExpression>
@@ -77,16 +79,23 @@ class Formatter : public CLI::Formatter
     }
 };
 
-/** Complains about a text that is no number from `least` to `most`. */
+/**
+ * Complains about a text that is no number from `least` to `most`.
+ *
+ * Other texts are made what was understood, as CLI11 reads 010 as 8.
+ */
 template <typename Number>
 CLI::Validator InRange(Number least, Number most, const std::string& what)
 {
-    const auto check = [=](const std::string& text) -> std::string {
+    const auto check = [=](std::string& text) -> std::string {
         bool isNumber = false;
         const double value = QString::fromStdString(text).toDouble(&isNumber);
-        const bool isWhole = std::is_floating_point_v<Number> || value == int(value);
-        if (isNumber && value >= least && value <= most && isWhole)
+        const bool isWhole = std::is_floating_point_v<Number> || value == std::floor(value);
+        if (isNumber && value >= least && value <= most && isWhole) {
+            text = QString::number(value, 'g', std::numeric_limits<double>::max_digits10)
+                       .toStdString();
             return {};
+        }
         std::ostringstream complaint;
         complaint << "'" << text << "' is not " << what << " from " << least << " to " << most;
         return complaint.str();
@@ -96,15 +105,24 @@ CLI::Validator InRange(Number least, Number most, const std::string& what)
 
 /** An option with a value, which the help calls `value`. */
 template <typename Value>
-CLI::Option* Add(CLI::App& app, const char* names, Value& into, const char* value, const char* help)
+CLI::Option* AddAny(CLI::App& app, const char* names, Value& into, const char* value,
+                    const char* help)
 {
     return app.add_option(names, into, help)->type_name(value)->option_text(value);
 }
 
+/** The same without empty values: most often a script has forgotten to set a variable. */
+template <typename Value>
+CLI::Option* Add(CLI::App& app, const char* names, Value& into, const char* value, const char* help)
+{
+    return AddAny(app, names, into, value, help)->check([](const std::string& text) -> std::string {
+        return text.empty() ? "the value is empty; is a variable not set?" : "";
+    });
+}
+
 void AddInputs(CLI::App& app, Arguments& arguments)
 {
-    app.add_option("INPUT", arguments.inputs, "The PDFs to convert; - for standard input")
-        ->option_text(" ");
+    AddNames(app, "INPUT", arguments.inputs, "The PDFs to convert; - for standard input");
     Add(app, "--from-list", arguments.line.listFile, "FILE",
         "Convert the files that FILE names as well, one a\nline; - for standard input")
         ->group("Inputs");
@@ -172,7 +190,7 @@ void AddLook(CLI::App& app, Arguments& arguments)
         Add(app, "-r,--resolution", line.resolution, "DPI",
             "Resolution of pictures in dots per inch, from 1 to\n4800; 150 without this")
             ->group("Pages")
-            ->check(InRange(1.0, 4800.0, "a resolution"));
+            ->transform(InRange(1.0, 4800.0, "a resolution"));
     Add(app, "--size", arguments.size, "WxH", "Make pictures as large as fits into W x H pixels")
         ->group("Pages")
         ->excludes(resolution)
@@ -185,7 +203,7 @@ void AddLook(CLI::App& app, Arguments& arguments)
     Add(app, "--quality", line.quality, "N",
         "Quality of jpg and webp pictures, from 1 to 100; 90\nwithout this")
         ->group("Pages")
-        ->check(InRange(1, 100, "a quality"));
+        ->transform(InRange(1, 100, "a quality"));
     Add(app, "--compression", line.compression, "WHAT",
         "How png pictures are packed: fast (the default), or\n"
         "small, a quarter smaller but slower to make")
@@ -208,10 +226,11 @@ void AddPasswords(CLI::App& app, CommandLine& line)
             "read if it is set"),
         add("--password-fd", line.passwordDescriptor, "N",
             "Read the password from the file descriptor N")
-            ->check(InRange(0, 1 << 20, "a file descriptor")),
-        add("--password", line.password, "TEXT",
-            "The password itself. Other users of this machine can\n"
-            "see it in the list of processes"),
+            ->transform(InRange(0, 1 << 20, "a file descriptor")),
+        AddAny(app, "--password", line.password, "TEXT",
+               "The password itself. Other users of this machine can\n"
+               "see it in the list of processes")
+            ->group("Passwords"),
         app.add_flag("--ask-password", line.askPassword,
                      "Ask for the password on the terminal before\n"
                      "anything is opened; without any option it is asked\n"
@@ -239,16 +258,16 @@ void AddRun(CLI::App& app, CommandLine& line)
         "How many pages, of one document or several, are\nconverted at once; as many as there are "
         "processors\nwithout this")
         ->group("Running")
-        ->check(InRange(1, 256, "a number"));
+        ->transform(InRange(1, 256, "a number"));
     Add(app, "--timeout", line.timeout, "SECONDS",
         "How long a document may take to open, and how long\nto convert; without this 600 for each "
         "page")
         ->group("Running")
-        ->check(InRange(0.1, 86400.0, "a time"));
+        ->transform(InRange(0.1, 86400.0, "a time"));
     Add(app, "--memory-limit", line.memoryLimit, "MB",
         "How much memory a worker process may use, from 256;\n1024 without this")
         ->group("Running")
-        ->check(InRange(256, 1 << 20, "a number"));
+        ->transform(InRange(256, 1 << 20, "a number"));
     Add(app, "--journal", line.journal, "FILE",
         "Write down in FILE what becomes of each document, and\n"
         "go on where a run that was killed has ended: what is\n"
@@ -300,7 +319,7 @@ void AddReporting(CLI::App& app, Arguments& arguments)
     Add(app, "-v,--verbose", line.verbosity, "N",
         "Log to standard error, up to level N from 1 to 99")
         ->group("Reporting")
-        ->check(InRange(0, 99, "a level"));
+        ->transform(InRange(0, 99, "a level"));
 }
 
 void AddHelp(CLI::App& app, Arguments& arguments)
@@ -319,6 +338,18 @@ void AddHelp(CLI::App& app, Arguments& arguments)
 }
 
 } // namespace
+
+void AddNames(CLI::App& app, const char* what, std::vector<std::string>& into, const char* help)
+{
+    // Where more may always follow, CLI11 takes "[a,b]" for two names. So it waits for as many as
+    // there can be, and minds none that does not come.
+    constexpr int all = CLI::detail::expected_max_vector_size;
+    app.add_option(what, into, help)
+        ->option_text(" ")
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->expected(all, all)
+        ->allow_extra_args(false);
+}
 
 QSize ToSize(const std::string& text)
 {

@@ -30,6 +30,9 @@ struct Arguments
 /** An empty size for a text that is none, such as "1920x1080". */
 QSize ToSize(const std::string& text);
 
+/** The names of any number of files, which are what the arguments that are no options say. */
+void AddNames(CLI::App& app, const char* what, std::vector<std::string>& into, const char* help);
+
 /** All options, in the order of the help, which read into `arguments`. */
 std::unique_ptr<CLI::App> MakeOptionTable(Arguments& arguments);
 

@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 
 #include <QThread>
 
@@ -133,7 +134,13 @@ Services::~Services()
 
 ExitCode Services::CleanUp(const CommandLine& commandLine)
 {
-    for (const std::string& removed : PDF::SessionFolder::Sweep(FolderForSessions(commandLine)))
+    const std::string parent = FolderForSessions(commandLine);
+    std::error_code problem;
+    const std::filesystem::directory_iterator opened(parent, problem);
+    if (problem)
+        throw Failure(ExitCode::Output, "no-temporary-folder",
+                      "cannot look for temporary files in " + parent + ": " + problem.message());
+    for (const std::string& removed : PDF::SessionFolder::Sweep(parent))
         std::printf("%s\n", removed.c_str());
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         throw StandardOutputFailure();

@@ -47,7 +47,11 @@ public:
     /** Ends the workers, and removes everything temporary. */
     ~Services();
 
-    /** Removes what killed runs have left, and prints the paths. */
+    /**
+     * Removes what killed runs have left, and prints the paths.
+     *
+     * @throws Failure  Output: there is no such folder, or none that may be listed
+     */
     static ExitCode CleanUp(const CommandLine& commandLine);
 
     /**

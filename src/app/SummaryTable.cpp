@@ -1,5 +1,7 @@
 #include "SummaryTable.h"
 
+#include "OptionTable.h"
+
 namespace Korvel::App {
 
 namespace {
@@ -41,7 +43,7 @@ std::unique_ptr<CLI::App> MakeSummaryTable(SummaryOptions& options)
     const auto formatter = std::make_shared<Formatter>();
     formatter->column_width(27);
     table->formatter(formatter);
-    table->add_option("JOURNAL", options.journals, "The journals to add up")->option_text(" ");
+    AddNames(*table, "JOURNAL", options.journals, "The journals to add up");
     table->add_flag("--json", options.json, "Print a JSON document in place of text");
     table->add_flag("--follow", options.follow,
                     "Wait for journals that are not there yet, and print\n"

@@ -5,9 +5,26 @@
 
 namespace Korvel::App {
 
+namespace {
+
+constexpr std::string_view mark = "\xef\xbb\xbf";
+
+} // namespace
+
 bool IsUtf8(const std::string& bytes)
 {
-    return QString::fromStdString(bytes).toStdString() == bytes;
+    const std::string all = std::string(mark) + bytes; // of two marks QString keeps one
+    return QString::fromStdString(all).toStdString() == bytes;
+}
+
+bool HasMark(std::string_view bytes)
+{
+    return bytes.substr(0, mark.size()) == mark;
+}
+
+std::string_view WithoutMark(std::string_view bytes)
+{
+    return HasMark(bytes) ? bytes.substr(mark.size()) : bytes;
 }
 
 std::string Escaped(const std::string& bytes)

@@ -1,13 +1,19 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include <QString>
 
 namespace Korvel::App {
 
-/** Whether `bytes` are valid UTF-8, so that they can be a path here. */
 bool IsUtf8(const std::string& bytes);
+
+/** Whether `bytes` begin with a byte order mark, which QString takes off. */
+bool HasMark(std::string_view bytes);
+
+/** The bytes behind a byte order mark; all of them without one. */
+std::string_view WithoutMark(std::string_view bytes);
 
 /** Bytes for a message: whatever is no printable ASCII as \xNN. */
 std::string Escaped(const std::string& bytes);

@@ -12,6 +12,17 @@ using testing::Not;
 
 class BatchTest : public ProgramTest
 {
+protected:
+    /** Runs the command as "$@" of a script. */
+    Outcome RunInShell(const QString& script, const QStringList& arguments) const
+    {
+        QProcess process;
+        process.setWorkingDirectory(Path(""));
+        process.start("bash",
+                      QStringList{"-c", script, "bash", PDFCONVERT, "--temp-dir", TempDir()} +
+                          arguments);
+        return Finish(process);
+    }
 };
 
 TEST_F(BatchTest, ReportsABadInputAndConvertsTheRest)
@@ -138,6 +149,38 @@ TEST_F(BatchTest, ConvertsWhatStandardInputGives)
     const Outcome empty = Run({"-", "-d", "out"});
     EXPECT_EQ(empty.exitCode, 4);
     EXPECT_THAT(empty.complaints, HasSubstr("standard input: is an empty file"));
+}
+
+TEST_F(BatchTest, SaysWhyStandardInputCannotBeRead)
+{
+    const Outcome run = RunInShell("exec \"$@\" < .", {"-", "-d", "out"});
+    EXPECT_EQ(run.exitCode, 4);
+    EXPECT_EQ(run.complaints, "pdfconvert: standard input: cannot be read: Is a directory\n");
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(BatchTest, SaysWhyStandardInputCannotBeStored)
+{
+    const Outcome run =
+        RunInShell("ulimit -f 100; exec \"$@\" < /dev/zero", {"-", "-d", "out", "--json"});
+    EXPECT_EQ(run.exitCode, 5);
+    EXPECT_THAT(run.complaints, HasSubstr("standard input: cannot be stored in the folder for "
+                                          "temporary files: File too large"));
+    EXPECT_THAT(run.results.join(' ').toStdString(), HasSubstr("\"no-temporary-space\""));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(BatchTest, RefusesRelativeInputsInAFolderWhoseNameIsNotUtf8)
+{
+    MakeSample("one.pdf", 1);
+    Write("list", "one.pdf\n" + Path("one.pdf").toUtf8() + "\n");
+    const QString script = "mkdir d$'\\xff' && cd d$'\\xff' && cp ../one.pdf . && \"$@\"; code=$?; "
+                           "rm -r ../d$'\\xff'; exit $code";
+    const Outcome run = RunInShell(script, {"--from-list", "../list", "-o", Path("%s.txt")});
+    EXPECT_EQ(run.exitCode, 10);
+    EXPECT_EQ(run.results, QStringList(Path("one.txt")));
+    EXPECT_THAT(run.complaints, HasSubstr("pdfconvert: one.pdf: the working folder's name is not "
+                                          "valid UTF-8; rename it"));
 }
 
 TEST_F(BatchTest, EndsWithThreeWhenAResultWantsALook)

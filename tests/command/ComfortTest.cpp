@@ -115,6 +115,21 @@ TEST_F(ComfortTest, PrintsItsVersionAndWhatProtectsThisMachine)
         EXPECT_THAT(line.toStdString(), MatchesRegex("[a-zA-Z ()]+: (yes|no)"));
 }
 
+TEST_F(ComfortTest, CleansNoFolderThatIsNone)
+{
+    Write("file", "");
+    for (const char* const folder : {"nowhere", "file"}) {
+        QProcess process;
+        process.setWorkingDirectory(Path(""));
+        process.start(PDFCONVERT, {"--clean-temp", "--temp-dir", folder});
+        const Outcome run = Finish(process);
+        EXPECT_EQ(run.exitCode, 5);
+        EXPECT_THAT(run.complaints, HasSubstr("pdfconvert: cannot look for temporary files in " +
+                                              std::string(folder) + ": "));
+    }
+    EXPECT_EQ(Run({"--clean-temp"}).exitCode, 0);
+}
+
 TEST_F(ComfortTest, WarnsOfWhatDoesNotProtectThisMachineWhenItIsVerbose)
 {
     MakeSample("sample.pdf", 1);

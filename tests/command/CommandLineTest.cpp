@@ -119,11 +119,57 @@ TEST(CommandLine, TakesEachWayToGiveAPassword)
     EXPECT_TRUE(Parse({"a.pdf", "-d", "o", "--ask-password"}).commandLine->askPassword);
 }
 
+TEST(CommandLine, ReadsNumbersInDecimal)
+{
+    const auto line =
+        Parse({"a.pdf", "-d", "o", "-r", "0300.50", "--quality", "010", "-j", "010", "--timeout",
+               "010", "--memory-limit", "01024", "--password-fd", "010", "-v", "010"})
+            .commandLine;
+    ASSERT_TRUE(line);
+    EXPECT_EQ(line->resolution, 300.5);
+    EXPECT_EQ(line->quality, 10);
+    EXPECT_EQ(line->jobs, 10);
+    EXPECT_EQ(line->timeout, 10);
+    EXPECT_EQ(line->memoryLimit, 1024);
+    EXPECT_EQ(line->passwordDescriptor, 10);
+    EXPECT_EQ(line->verbosity, 10);
+}
+
+TEST(CommandLine, TakesTheNumbersThatItAllowsAndRefusesWhatIsNone)
+{
+    for (const char* const text : {"5", "+5", "05", "08", " 5", "5 ", "5.0"})
+        EXPECT_EQ(Parse({"a.pdf", "-d", "o", "-j", text}).commandLine.value().jobs,
+                  QString(text).toDouble())
+            << text;
+    for (const char* const option :
+         {"-r", "--quality", "-j", "--timeout", "--memory-limit", "--password-fd", "-v"}) {
+        for (const char* const text :
+             {"inf", "nan", "1e20", "-1e20", "0x10", "0b1", "1,5", "5 5", "-1", ""})
+            EXPECT_THAT(Parse({"a.pdf", "-d", "o", option, text}).text,
+                        HasSubstr("'" + std::string(text) + "' is not a "))
+                << option;
+    }
+}
+
 TEST(CommandLine, TakesFileNamesThatLookLikeOptionsBehindTwoDashes)
 {
     const auto line = Parse({"-o", "out.png", "--", "-in.pdf"}).commandLine;
     ASSERT_TRUE(line);
     EXPECT_EQ(line->inputs, QStringList("-in.pdf"));
+}
+
+TEST(CommandLine, TakesNamesInBracketsAsTheyAre)
+{
+    const auto line = Parse({"[a]", "-d", "[d,e]", "[b,c].pdf", "[b,c]", "[]", "--password=[f,g]",
+                             "--from-list", "[l]", "--", "[-]"})
+                          .commandLine;
+    ASSERT_TRUE(line);
+    EXPECT_EQ(line->inputs, QStringList({"[a]", "[b,c].pdf", "[b,c]", "[]", "[-]"}));
+    EXPECT_EQ(line->output, "[d,e]/%s-%d.png");
+    EXPECT_EQ(line->password, "[f,g]");
+    EXPECT_EQ(line->listFile, "[l]");
+    EXPECT_THAT(Parse({"report", "[a,b]", "[j]"}).commandLine.value().summary.value().journals,
+                testing::ElementsAre("[a,b]", "[j]"));
 }
 
 TEST(CommandLine, TakesJournalsBehindTheWordReport)
@@ -200,6 +246,28 @@ TEST_P(CommandLineRefuses, AndSaysWhy)
     EXPECT_THAT(result.text, HasSubstr("--help"));
 }
 
+TEST(CommandLine, TakesNoEmptyValueForAnOptionThatIsNotGiven)
+{
+    for (const char* const option :
+         {"--from-list", "--output", "--directory", "--on-exists", "--pages", "--password-file",
+          "--password-env", "--password-map", "--journal", "--temp-dir", "--progress"}) {
+        const ParseResult refused = Parse({"a.pdf", option, ""});
+        EXPECT_EQ(refused.code, ExitCode::Usage);
+        EXPECT_THAT(refused.text, HasSubstr(std::string(option) + ": the value is empty"));
+    }
+}
+
+TEST(CommandLine, TakesNothingForAValueThatIsMissingBehindAnEqualsSign)
+{
+    EXPECT_THAT(Parse({"--journal=", "a.pdf", "-d", "d"}).text,
+                HasSubstr("--journal: the value is empty"));
+    const auto line =
+        Parse({"--password=", "a.pdf", "-d", "d", "--", "--journal=", "-d="}).commandLine;
+    ASSERT_TRUE(line);
+    EXPECT_EQ(line->password, std::string());
+    EXPECT_EQ(line->inputs, QStringList({"a.pdf", "--journal=", "-d="}));
+}
+
 TEST(CommandLine, RepeatsNoPasswordOfAnOptionThatIsMisspelt)
 {
     for (const char* const option : {"--passwrd=hush", "--password-=hush"}) {
@@ -242,11 +310,17 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{"in.pdf", "-o", "a.png", "--pages", "3-1"}, "runs backwards"},
         Refused{{"in.pdf", "-o", "a.pdf", "--pages", "3"}, "--pages"},
         Refused{{"in.pdf", "-o", "a.png", "--nonsense"}, "--nonsense"},
+        Refused{{"--version", "--json"}, "--version does nothing else"},
+        Refused{{"--clean-temp", "--json"}, "--clean-temp does nothing else"},
+        Refused{{"--clean-temp", "in.pdf", "-o", "a.png"}, "--clean-temp does nothing else"},
+        Refused{{"--clean-temp", "--from-list", "x", "-d", "o"}, "--clean-temp does nothing else"},
+        Refused{{"--clean-temp", "--version"}, "does nothing else"},
         Refused{{"report"}, "there is no JOURNAL"}, Refused{{"report", "--follow"}, "JOURNAL"},
         Refused{{"report", "a.journal", "-o", "a.png"}, "Try 'pdfconvert report --help'"},
         Refused{{"report", "b\xff.journal"}, "'b\\xff.journal' is not valid UTF-8"},
         Refused{{"in.pdf", "-o", "a.png", "--password-file", "a", "--password-env", "b"},
                 "excludes"},
+        Refused{{"\xef\xbb\xbf.pdf", "-o", "a.png"}, "begins with a byte order mark"},
         Refused{{"b\xff.pdf", "-o", "a.png"}, "'b\\xff.pdf' is not valid UTF-8"}));
 
 } // namespace
