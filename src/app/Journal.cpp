@@ -9,11 +9,13 @@
 #include <cstring>
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QRegularExpression>
 #include <QSysInfo>
+#include <QThread>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -121,7 +123,14 @@ void Journal::Open()
 
 void Journal::Lock() const
 {
-    if (::flock(file.handle(), LOCK_EX | LOCK_NB) == 0)
+    // What a killed run was just starting has the lock, too, until it is a program of its own.
+    const QDeadlineTimer patience(2000);
+    const auto isHeld = [this] {
+        return ::flock(file.handle(), LOCK_EX | LOCK_NB) != 0;
+    };
+    while (isHeld() && errno == EWOULDBLOCK && !patience.hasExpired())
+        QThread::msleep(10);
+    if (!isHeld())
         return;
     if (errno != EWOULDBLOCK)
         throw CannotWrite(path, QStringLiteral("cannot lock it: ") + std::strerror(errno));

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <csignal>
 #include <map>
 
@@ -14,6 +15,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <sys/file.h>
 #include <sys/stat.h>
 
 namespace Korvel::App {
@@ -385,6 +387,31 @@ TEST_F(JournalTest, RefusesASecondRunAndNamesTheFirst)
     EXPECT_EQ(Finish(*first).exitCode, 0);
     EXPECT_EQ(Run(Arguments("out")).exitCode, 0) << "the others, once the first has ended";
     EXPECT_EQ(Contents("out").size(), 9);
+}
+
+TEST_F(JournalTest, WaitsForWhatAKilledRunHasLeftBehind)
+{
+    MakeSample("one.pdf", 1);
+    QFile held(Write("held", ""));
+    ASSERT_TRUE(held.open(QIODevice::ReadWrite));
+    ASSERT_EQ(::flock(held.handle(), LOCK_EX), 0);
+    QProcess process;
+    process.setWorkingDirectory(Path(""));
+    process.start(PDFCONVERT, {"--temp-dir", TempDir(), "one.pdf", "-d", "out", "--journal", "held",
+                               "-f", "txt"});
+    const auto hasOpened = [&] {
+        const QDir itself(QStringLiteral("/proc/%1").arg(process.processId()));
+        const auto files = QDir(itself.filePath("fd")).entryInfoList(QDir::Files | QDir::System);
+        const QString program = QFileInfo(itself.filePath("exe")).symLinkTarget();
+        return program == QFileInfo(PDFCONVERT).canonicalFilePath() &&
+               std::any_of(files.begin(), files.end(), [&](const QFileInfo& file) {
+                   return file.symLinkTarget() == Path("held");
+               });
+    };
+    while (!hasOpened() && !process.waitForFinished(1)) {
+    }
+    ASSERT_EQ(::flock(held.handle(), LOCK_UN), 0);
+    EXPECT_EQ(Finish(process).exitCode, 0);
 }
 
 TEST_F(JournalTest, KeepsFailuresUntilTheyAreToBeTriedAgain)
