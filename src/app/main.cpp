@@ -56,8 +56,10 @@ void OpenStandardStreams()
 /** Help, or what is wrong with the command line. */
 int Tell(const ParseResult& parsed)
 {
-    std::FILE* const stream = parsed.code == ExitCode::Done ? stdout : stderr;
-    if (std::fputs(parsed.text.c_str(), stream) >= 0 && std::fflush(stream) == 0)
+    const bool isHelp = parsed.code == ExitCode::Done;
+    std::FILE* const stream = isHelp ? stdout : stderr;
+    const bool isTold = std::fputs(parsed.text.c_str(), stream) >= 0 && std::fflush(stream) == 0;
+    if (isTold || !isHelp)
         return int(parsed.code);
     const Failure failure = StandardOutputFailure();
     std::fprintf(stderr, "pdfconvert: %s\n", failure.what());
@@ -105,7 +107,7 @@ int main(int argc, char** argv)
     StartLogging(argv[0], parsed.commandLine->verbosity);
     Report report(*parsed.commandLine, interruption);
     const int code = Run(*parsed.commandLine, report, interruption);
-    if (report.Close(code))
+    if (report.Close(code) || interruption.Signal() != 0)
         return code;
     report.Failed({}, StandardOutputFailure());
     return int(ExitCode::Output);

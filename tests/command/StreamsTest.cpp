@@ -73,6 +73,7 @@ TEST_F(StreamsTest, ThatAreClosedAreErrorsAtOnce)
     EXPECT_EQ(run.exitCode, 5);
     EXPECT_THAT(run.complaints, HasSubstr("standard output did not take"));
     EXPECT_EQ(RunLine("$pdfconvert one.pdf -o cd.txt 2>&-").results, QStringList("cd.txt"));
+    EXPECT_EQ(RunLine("$pdfconvert --nonsense 2>&-").exitCode, 2);
     EXPECT_EQ(LeftInTempDir(), QStringList());
 }
 
