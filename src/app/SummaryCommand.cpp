@@ -1,13 +1,14 @@
 #include "SummaryCommand.h"
 
+#include "Failures.h"
 #include "Interruption.h"
 #include "JournalFile.h"
 #include "Report.h"
 #include "SummaryText.h"
 #include "Text.h"
+#include "Writing.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include <QJsonDocument>
 
@@ -28,15 +29,6 @@ int Rows()
     winsize size = {};
     const bool isKnown = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
     return isKnown ? size.ws_row : usualRows;
-}
-
-void Print(const QString& text)
-{
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.data(), 1, std::size_t(bytes.size()), stdout);
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-        throw Failure(ExitCode::Output, "standard-output",
-                      "standard output did not take the report");
 }
 
 /** What moves the cursor up and erases all below it. */
@@ -167,6 +159,14 @@ void SummaryCommand::Draw(const QString& text)
     const QString visible = FirstLines(text, Rows() - 1);
     Print(Erasing(drawn) + Unwrapped(visible));
     drawn = visible.count(QLatin1Char('\n'));
+}
+
+void SummaryCommand::Print(const QString& text) const
+{
+    if (WriteAll(STDOUT_FILENO, text.toUtf8(), interruption))
+        return;
+    interruption.Check();
+    throw StandardOutputFailure();
 }
 
 /** Changes by other machines are heard of only by looking. */

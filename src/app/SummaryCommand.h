@@ -49,6 +49,7 @@ private:
     void Show();
     void ShowLast();
     void Draw(const QString& text);
+    void Print(const QString& text) const;
     void Wait() const;
 
     const SummaryOptions options;

@@ -124,12 +124,18 @@ TEST_F(StreamsTest, ThatNobodyReadsFromAreLeftAtTheSecondSignal)
     ASSERT_EQ(::mkfifo(fifo.toStdString().c_str(), S_IRWXU), 0);
     QFile reader(fifo); // to read and write, so that neither end waits for the other to be opened
     ASSERT_TRUE(reader.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
-    QProcess process;
-    process.setWorkingDirectory(Path(""));
-    process.setStandardOutputFile(fifo);
-    process.start(PDFCONVERT, {"--temp-dir", TempDir(), "one.pdf", "-o", "-", "-f", "bmp"});
-    ASSERT_TRUE(process.waitForStarted());
-    EXPECT_EQ(EndBySignals(process, 2), 128 + SIGTERM);
+    Write("empty.jsonl", "");
+    // The first fills the pipe, so that the second finds no room for a word.
+    for (const QStringList& arguments :
+         {QStringList{"--temp-dir", TempDir(), "one.pdf", "-o", "-", "-f", "bmp"},
+          QStringList{"report", "empty.jsonl", "--json"}}) {
+        QProcess process;
+        process.setWorkingDirectory(Path(""));
+        process.setStandardOutputFile(fifo);
+        process.start(PDFCONVERT, arguments);
+        ASSERT_TRUE(process.waitForStarted());
+        EXPECT_EQ(EndBySignals(process, 2), 128 + SIGTERM);
+    }
     EXPECT_EQ(LeftInTempDir(), QStringList());
 }
 

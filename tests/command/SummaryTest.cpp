@@ -161,7 +161,7 @@ TEST_F(SummaryTest, SaysWhenStandardOutputIsFull)
         process.start(PDFCONVERT, QStringList{"report", "one.journal"} + arguments);
         const Outcome run = Finish(process);
         EXPECT_EQ(run.exitCode, 5);
-        EXPECT_EQ(run.complaints, "pdfconvert: standard output did not take the report\n");
+        EXPECT_EQ(run.complaints, "pdfconvert: standard output did not take the result\n");
     }
 }
 
