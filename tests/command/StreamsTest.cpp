@@ -19,20 +19,18 @@ using testing::HasSubstr;
 class StreamsTest : public ProgramTest
 {
 protected:
-    /** Starts a line of the shell in which "$pdfconvert" is the command. */
-    std::unique_ptr<QProcess> StartLine(const QString& line) const
+    /** Runs a line of the shell. */
+    Outcome RunLine(const QString& line) const
     {
-        auto shell = std::make_unique<QProcess>();
+        QProcess shell;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("pdfconvert", PDFCONVERT);
+        environment.insert("PATH", QFileInfo(PDFCONVERT).path() + ":" + environment.value("PATH"));
         environment.insert("TMPDIR", TempDir());
-        shell->setProcessEnvironment(environment);
-        shell->setWorkingDirectory(Path(""));
-        shell->start("setsid", {"--wait", "timeout", "60", "sh", "-c", line});
-        return shell;
+        shell.setProcessEnvironment(environment);
+        shell.setWorkingDirectory(Path(""));
+        shell.start("setsid", {"--wait", "timeout", "60", "sh", "-c", line});
+        return Finish(shell);
     }
-
-    Outcome RunLine(const QString& line) const { return Finish(*StartLine(line)); }
 
     /** Waits until the command waits for something that never comes, and sends signals to it. */
     static int EndBySignals(QProcess& process, int count)
@@ -67,13 +65,13 @@ protected:
 TEST_F(StreamsTest, ThatAreClosedAreErrorsAtOnce)
 {
     MakeSample("one.pdf", 1);
-    EXPECT_EQ(RunLine("$pdfconvert - -o s.txt <&-").exitCode, 4);
-    EXPECT_EQ(RunLine("$pdfconvert --from-list - -d s <&-").exitCode, 4);
-    const Outcome run = RunLine("$pdfconvert one.pdf -o ab.txt >&-"); // a path of eight bytes
+    EXPECT_EQ(RunLine("pdfconvert - -o s.txt <&-").exitCode, 4);
+    EXPECT_EQ(RunLine("pdfconvert --from-list - -d s <&-").exitCode, 4);
+    const Outcome run = RunLine("pdfconvert one.pdf -o ab.txt >&-"); // a path of eight bytes
     EXPECT_EQ(run.exitCode, 5);
     EXPECT_THAT(run.complaints, HasSubstr("standard output did not take"));
-    EXPECT_EQ(RunLine("$pdfconvert one.pdf -o cd.txt 2>&-").results, QStringList("cd.txt"));
-    EXPECT_EQ(RunLine("$pdfconvert --nonsense 2>&-").exitCode, 2);
+    EXPECT_EQ(RunLine("pdfconvert one.pdf -o cd.txt 2>&-").results, QStringList("cd.txt"));
+    EXPECT_EQ(RunLine("pdfconvert --nonsense 2>&-").exitCode, 2);
     EXPECT_EQ(LeftInTempDir(), QStringList());
 }
 
@@ -85,7 +83,7 @@ TEST_F(StreamsTest, ThatAreFullAreErrorsThatAreTold)
           "one.pdf --inspect --json", "one.pdf -o p.txt", "one.pdf -o q.txt --json",
           "report empty.jsonl", "report empty.jsonl --json"}) {
         Write("empty.jsonl", "");
-        const Outcome run = RunLine("$pdfconvert " + line + " >/dev/full");
+        const Outcome run = RunLine("pdfconvert " + line + " >/dev/full");
         EXPECT_EQ(run.exitCode, 5) << line.toStdString();
         EXPECT_THAT(run.complaints, HasSubstr("standard output did not take"))
             << line.toStdString();
@@ -96,8 +94,7 @@ TEST_F(StreamsTest, ThatAreFullFinishNoDocument)
 {
     MakeSample("one.pdf", 1);
     for (const QString output : {"-o - -f txt", "-o p.txt"}) {
-        const Outcome run =
-            RunLine("$pdfconvert one.pdf --progress json " + output + " >/dev/full");
+        const Outcome run = RunLine("pdfconvert one.pdf --progress json " + output + " >/dev/full");
         EXPECT_THAT(run.complaints, HasSubstr("\"failed\""));
         EXPECT_THAT(run.complaints, testing::Not(HasSubstr("\"finished\"")));
     }
@@ -146,7 +143,7 @@ TEST_F(StreamsTest, AreNotReplacedWhereTheyAreFiles)
     ASSERT_TRUE(QFile::link("/proc/self/fd/1", stream));
     for (const QString what : {"number", "overwrite"}) {
         const Outcome run =
-            RunLine("$pdfconvert one.pdf -o stream -f txt --on-exists " + what + " >file");
+            RunLine("pdfconvert one.pdf -o stream -f txt --on-exists " + what + " >file");
         EXPECT_EQ(run.exitCode, 5);
         EXPECT_THAT(run.complaints, HasSubstr("stream is a device or a pipe"));
         EXPECT_TRUE(QFileInfo(stream).isSymLink());
@@ -157,7 +154,7 @@ TEST_F(StreamsTest, AreNotReplacedWhereTheyAreFiles)
 TEST_F(StreamsTest, GoOnWhereFilesMayGrowNoFurther)
 {
     MakeSample("one.pdf", 1);
-    const Outcome run = RunLine("ulimit -f 1; exec $pdfconvert one.pdf -d out --journal j");
+    const Outcome run = RunLine("ulimit -f 1; exec pdfconvert one.pdf -d out --journal j");
     EXPECT_THAT(run.exitCode, testing::AnyOf(5, 7));
     EXPECT_THAT(run.complaints, HasSubstr("one.pdf"));
     EXPECT_EQ(LeftInTempDir(), QStringList());
