@@ -45,9 +45,10 @@ protected:
                     return;
             }
         };
-        for (int sent = 0; sent < count && process.state() != QProcess::NotRunning; ++sent) {
+        for (int sent = 0; sent < count; ++sent) {
             waitAsleep();
-            ::kill(pid_t(process.processId()), SIGTERM);
+            if (process.processId() > 0) // else it has ended; 0 would be the whole process group
+                ::kill(pid_t(process.processId()), SIGTERM);
         }
         return Finish(process).exitCode;
     }
