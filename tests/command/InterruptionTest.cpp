@@ -25,12 +25,6 @@ protected:
         }
     }
 
-    static void Send(int signal, const QProcess& process)
-    {
-        ASSERT_GT(process.processId(), 0) << "it has ended; 0 would be the whole process group";
-        ::kill(pid_t(process.processId()), signal);
-    }
-
     /** Whether a child of the process has worked for some time. */
     static bool IsAtWork(const QString& process)
     {
@@ -140,7 +134,7 @@ TEST_F(RandomInterruptionTest, LeavesNothingAndLosesNothingAtWhateverMoment)
         const auto process =
             Start({"secret.pdf", "--password-file", "pw", "-d", folder, "-r", "60"});
         if (!process->waitForFinished(int(random() % 250)))
-            ::kill(pid_t(process->processId()), SIGINT);
+            Send(SIGINT, *process);
         const Outcome run = Finish(*process);
         // Before the program listens, the signal itself ends it, as it ends every program.
         const bool isEarly = process->exitStatus() == QProcess::CrashExit;

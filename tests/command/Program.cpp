@@ -1,5 +1,7 @@
 #include "Program.h"
 
+#include <csignal>
+
 #include <QDir>
 #include <QImage>
 
@@ -68,6 +70,12 @@ Outcome ProgramTest::Finish(QProcess& process)
     QStringList results =
         QString::fromUtf8(process.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
     return {process.exitCode(), results, process.readAllStandardError().toStdString()};
+}
+
+void ProgramTest::Send(int signal, const QProcess& process)
+{
+    if (process.processId() > 0)
+        ::kill(pid_t(process.processId()), signal);
 }
 
 QStringList ProgramTest::ChildrenOf(const QString& process, const QString& thread)

@@ -45,6 +45,9 @@ protected:
     std::unique_ptr<QProcess> Start(const QStringList& arguments) const;
     static Outcome Finish(QProcess& process);
 
+    /** Sends it a signal, unless it has ended: its number is 0 then, the whole process group's. */
+    static void Send(int signal, const QProcess& process);
+
     /** Processes that one has started and that still run: of all threads, or of the one given. */
     static QStringList ChildrenOf(const QString& process, const QString& thread = "[0-9]*");
     static QStringList Children(const QProcess& process, const QString& thread = "[0-9]*");

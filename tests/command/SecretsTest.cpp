@@ -30,12 +30,18 @@ class Stopped
 public:
     explicit Stopped(pid_t process) : process(process)
     {
+        if (process <= 0) // it has ended
+            return;
         ::kill(process, SIGSTOP);
         siginfo_t info = {};
         ::waitid(P_PID, id_t(process), &info, WSTOPPED | WEXITED | WNOWAIT);
         isStopped = info.si_code == CLD_STOPPED;
     }
-    ~Stopped() { ::kill(process, SIGCONT); }
+    ~Stopped()
+    {
+        if (process > 0)
+            ::kill(process, SIGCONT);
+    }
 
     bool IsStopped() const { return isStopped; }
 

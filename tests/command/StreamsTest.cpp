@@ -47,8 +47,7 @@ protected:
         };
         for (int sent = 0; sent < count; ++sent) {
             waitAsleep();
-            if (process.processId() > 0) // else it has ended; 0 would be the whole process group
-                ::kill(pid_t(process.processId()), SIGTERM);
+            Send(SIGTERM, process);
         }
         return Finish(process).exitCode;
     }

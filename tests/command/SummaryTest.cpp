@@ -233,7 +233,7 @@ TEST_F(SummaryTest, StopsFollowingAtASignal)
     Write("one.journal", begun);
     const auto report = StartReport({"one.journal", "--follow"});
     NextLine(*report);
-    ASSERT_EQ(::kill(pid_t(report->processId()), SIGTERM), 0);
+    Send(SIGTERM, *report);
     const Outcome run = Finish(*report);
     EXPECT_EQ(run.exitCode, 143);
     EXPECT_EQ(run.complaints, "");
