@@ -32,21 +32,25 @@ protected:
         return Finish(shell);
     }
 
-    /** Waits until the command waits for something that never comes, and sends signals to it. */
+    /** Whether it sleeps, and has begun to listen to signals. */
+    static bool IsWaiting(const QProcess& process)
+    {
+        QFile file(QStringLiteral("/proc/%1/status").arg(process.processId()));
+        if (!file.open(QIODevice::ReadOnly))
+            return false;
+        const QString status = QString::fromLatin1(file.readAll());
+        const QString blocked = status.section("SigBlk:\t", 1).section('\n', 0, 0);
+        return status.contains("State:\tS") &&
+               (blocked.toULongLong(nullptr, 16) >> (SIGTERM - 1) & 1) != 0;
+    }
+
+    /** Sends signals, each when the command waits for something that never comes. */
     static int EndBySignals(QProcess& process, int count)
     {
-        const auto isAsleep = [&process] {
-            QFile call(QStringLiteral("/proc/%1/syscall").arg(process.processId()));
-            return call.open(QIODevice::ReadOnly) && !call.readAll().startsWith("running");
-        };
-        const auto waitAsleep = [&] {
-            for (int times = 0; times < 10; times = isAsleep() ? times + 1 : 0) {
-                if (process.waitForFinished(10))
-                    return;
-            }
-        };
         for (int sent = 0; sent < count; ++sent) {
-            waitAsleep();
+            for (int times = 0; times < 10 && process.state() != QProcess::NotRunning;
+                 times = IsWaiting(process) ? times + 1 : 0)
+                process.waitForFinished(10);
             Send(SIGTERM, process);
         }
         return Finish(process).exitCode;
