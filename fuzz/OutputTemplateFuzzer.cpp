@@ -5,6 +5,7 @@
 #include "Fuzzing.h"
 #include "IFileSystem.h"
 #include "OutputPlan.h"
+#include "PlannedPaths.h"
 
 #include <optional>
 #include <set>
@@ -61,9 +62,10 @@ void RequireFreePaths(const QString& wanted, const std::vector<std::string>& exi
     Existing fileSystem({existing.begin(), existing.end()});
     App::PlannedPaths planned;
     for (int i = 0; i < 3; ++i) {
-        const QString path = App::FreePath(wanted, planned, fileSystem);
+        const QString path = planned.FindFree(wanted, fileSystem);
         Fuzz::Require(!fileSystem.Exists(path.toStdString()), "nothing exists at the path");
-        Fuzz::Require(planned.emplace(path, "input").second, "nobody has planned the path");
+        Fuzz::Require(planned.InputOf(path).isNull(), "nobody has planned the path");
+        planned.Add(path, "input");
     }
 }
 
