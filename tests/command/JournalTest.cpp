@@ -230,16 +230,17 @@ TEST_F(JournalTest, ReplacesNothingThatOthersPutIntoItsPlan)
 TEST_F(JournalTest, LeavesAFileAloneThatIsLikeTheOneThatItRefused)
 {
     Write("list", "a.pdf\n");
-    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    const QStringList inOrder = Arguments("out") + QStringList{"--jobs", "1"};
+    ASSERT_EQ(Run(inOrder).exitCode, 0);
     const QByteArray page = Read("out/a-1.png");
     TakeBack(5);
     const QString theirs = Write("out/a-1.png", page);
-    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    ASSERT_EQ(Run(inOrder).exitCode, 0);
     ASSERT_EQ(Contents("out").size(), 4);
     TakeBack(4); // ended, done, the page under its new name, and that name
     ASSERT_EQ(Journal().last()["event"], "placing");
     ASSERT_EQ(Contents("out").size(), 3);
-    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+    EXPECT_EQ(Run(inOrder).exitCode, 0);
     EXPECT_EQ(Contents("out").size(), 4) << "the page is missing";
     EXPECT_EQ(Read("out/a-1(2).png"), page);
 }
