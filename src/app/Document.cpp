@@ -151,8 +151,6 @@ void Document::Resume(const Journal::Plan& plan, const OutputTemplate& output)
 /** What is read may be replaced by its own result, and by no other. */
 void Document::CheckSource(const QString& path) const
 {
-    if (commandLine.onExists != OnExists::Overwrite)
-        return;
     const QString source = sources.NameOf(path);
     if (!source.isNull() && source != sources.NameOf(input.path))
         throw Failure(ExitCode::Exists, "exists",

@@ -125,18 +125,15 @@ void Journal::Lock() const
 {
     // What a killed run was just starting has the lock, too, until it is a program of its own.
     const QDeadlineTimer patience(2000);
-    const auto isHeld = [this] {
-        return ::flock(file.handle(), LOCK_EX | LOCK_NB) != 0;
-    };
-    while (isHeld() && errno == EWOULDBLOCK && !patience.hasExpired())
+    while (::flock(file.handle(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK)
+            throw CannotWrite(path, QStringLiteral("cannot lock it: ") + std::strerror(errno));
+        if (patience.hasExpired())
+            throw Failure(ExitCode::Output, "journal-in-use",
+                          "the journal " + path.toStdString() + " belongs to " + HolderOf(path) +
+                              ", which still runs; wait for its end, or name another journal");
         QThread::msleep(10);
-    if (!isHeld())
-        return;
-    if (errno != EWOULDBLOCK)
-        throw CannotWrite(path, QStringLiteral("cannot lock it: ") + std::strerror(errno));
-    throw Failure(ExitCode::Output, "journal-in-use",
-                  "the journal " + path.toStdString() + " belongs to " + HolderOf(path) +
-                      ", which still runs; wait for its end, or name another journal");
+    }
 }
 
 void Journal::Read(const QJsonObject& line)

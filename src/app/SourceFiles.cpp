@@ -26,6 +26,8 @@ void SourceFiles::Add(const QString& path, const QString& name)
 
 QString SourceFiles::NameOf(const QString& path) const
 {
+    if (names.empty())
+        return {};
     const auto identity = IdentityOf(path);
     const auto found = identity ? names.find(*identity) : names.end();
     return found == names.end() ? QString() : found->second;

@@ -301,7 +301,7 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
     const auto reply = std::make_shared<Reply<DocumentHandle>>(DocumentHandle{});
     std::future<DocumentHandle> opened = reply->Future();
     const std::string name = file.utf8string();
-    const QString path = RequestPath(file.utf8string());
+    const QString path = RequestPath(name);
     if (path.isNull() || !impl->workers) {
         impl->KeepOpenFailure(name,
                               path.isNull() ? OpenFailure::Unreadable : OpenFailure::WorkerFailed);
