@@ -1,7 +1,7 @@
 // A page of text as a PNG.
 
 #include "PaintingApplication.h"
-#include "PngFile.h"
+#include "PngEncoder.h"
 #include "TextPage.h"
 
 #include <cstring>

@@ -1,7 +1,7 @@
 // A PDF, which is opened with the password "user", described, saved, and opened again.
 
-#include "Failure.h"
 #include "PdfDocument.h"
+#include "RequestError.h"
 #include "WorkerFolder.h"
 
 #include <new>
@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Fuzz::WriteFile(original, Fuzz::Text(data, size));
     try {
         OpenAndSave();
-    } catch (const Worker::Failure&) {
+    } catch (const Worker::RequestError&) {
         // the document's fault
     } catch (const std::bad_alloc&) {
         // ends a worker, by its memory limit

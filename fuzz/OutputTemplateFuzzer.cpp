@@ -4,7 +4,7 @@
 #include "Failure.h"
 #include "Fuzzing.h"
 #include "IFileSystem.h"
-#include "OutputPlan.h"
+#include "OutputTemplate.h"
 #include "PlannedPaths.h"
 
 #include <optional>

@@ -1,8 +1,8 @@
 // A PDF, of which the first pages are drawn, small, and written as text.
 
-#include "Failure.h"
-#include "ImageFile.h"
+#include "ImageEncoder.h"
 #include "PageRenderer.h"
+#include "RequestError.h"
 #include "WorkerFolder.h"
 
 #include <new>
@@ -32,12 +32,12 @@ void RenderPage(Worker::PageRenderer& renderer, qint64 page)
         Fuzz::Require(picture.width() <= bounds.width() && picture.height() <= bounds.height(),
                       "the picture fits into the size");
         RequireSamePixels(picture);
-    } catch (const Worker::Failure&) {
+    } catch (const Worker::RequestError&) {
         // the page's fault
     }
     try {
         Fuzz::Require(renderer.Text({page}).endsWith("\n\f"), "a page's text is ended");
-    } catch (const Worker::Failure&) {
+    } catch (const Worker::RequestError&) {
         // the page's fault
     }
 }
@@ -63,7 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Fuzz::WriteFile(file, Fuzz::Text(data, size));
     try {
         RenderDocument();
-    } catch (const Worker::Failure&) {
+    } catch (const Worker::RequestError&) {
         // the document's fault
     } catch (const std::bad_alloc&) {
         // ends a worker, by its memory limit

@@ -1,7 +1,7 @@
 // Requests to the worker, a line each. Paths lead into /proc/self/cwd, where sample.pdf and, with
 // the password "user", locked.pdf lie.
 
-#include "Requests.h"
+#include "RequestHandler.h"
 #include "WorkerFolder.h"
 
 #include <set>
@@ -80,7 +80,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     try {
-        Worker::Requests requests([](const std::string&) {});
+        Worker::RequestHandler requests([](const std::string&) {});
         for (const std::string& line : Fuzz::Lines(Fuzz::Text(data, size)))
             RequireAnswer(requests, line);
     } catch (const std::bad_alloc&) {

@@ -17,18 +17,18 @@ class NewFile
 public:
     /**
      * @param mode  permission bits, less those of the umask
-     * @throws Failure  "cannot-write"
+     * @throws RequestError  "cannot-write"
      */
     NewFile(const std::string& path, mode_t mode);
     ~NewFile();
 
-    /** @throws Failure  "cannot-write" */
+    /** @throws RequestError  "cannot-write" */
     void Write(const char* data, std::size_t size);
 
     /**
      * Closes the file for good.
      *
-     * @throws Failure  "cannot-write": something was not written, or nothing was
+     * @throws RequestError  "cannot-write": something was not written, or nothing was
      */
     void Keep();
 

@@ -1,11 +1,11 @@
+#include "AnswerChannel.h"
 #include "Arguments.h"
-#include "Channel.h"
 #include "ForkServer.h"
-#include "Memory.h"
-#include "Rehearsal.h"
-#include "Requests.h"
+#include "OutOfMemory.h"
+#include "RequestHandler.h"
 #include "Sandbox.h"
 #include "Sanitizers.h"
+#include "WarmUp.h"
 
 #include <cstdio>
 #include <iostream>
@@ -33,7 +33,7 @@ int PrintVersion(Sandbox& sandbox)
 }
 
 /** Answers all there are for one document; the exit code. */
-int AnswerAll(Requests& requests, std::FILE* answers, const Sandbox& sandbox)
+int AnswerAll(RequestHandler& requests, std::FILE* answers, const Sandbox& sandbox)
 {
     for (std::string line; ReadLine(line);) {
         sandbox.LimitTime();
@@ -67,10 +67,10 @@ int main(int argc, char** argv)
     try {
         if (arguments->wantsVersion)
             return PrintVersion(sandbox);
-        Rehearse();
+        WarmUp();
         ForkForEachDocument(::fileno(answers));
         sandbox.SetLimits();
-        Requests requests([&sandbox](const std::string& file) { sandbox.Enter(file); });
+        RequestHandler requests([&sandbox](const std::string& file) { sandbox.Enter(file); });
         const int code = AnswerAll(requests, answers, sandbox);
         // Whatever the document has become is given back most quickly with the process.
         if (!IS_SANITIZED)

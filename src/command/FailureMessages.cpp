@@ -1,0 +1,98 @@
+#include "FailureMessages.h"
+
+#include "VersionCommand.h"
+
+namespace Korvel::App {
+
+using PDF::Converter::AbstractConverter;
+
+Failure FailureOf(PDF::OpenFailure why)
+{
+    switch (why) {
+    case PDF::OpenFailure::Unreadable:
+        return {ExitCode::Input, "unreadable", "cannot be read"};
+    case PDF::OpenFailure::Empty:
+        return {ExitCode::Input, "empty", "is an empty file"};
+    case PDF::OpenFailure::NotAPdf:
+        return {ExitCode::Input, "not-a-pdf", "is not a PDF"};
+    case PDF::OpenFailure::Damaged:
+        return {ExitCode::Input, "damaged", "is damaged and cannot be repaired"};
+    case PDF::OpenFailure::NoPassword:
+        return {ExitCode::Password, "no-password",
+                "is encrypted and needs its password; give it with --password-file, or run "
+                "pdfconvert in a terminal to be asked"};
+    case PDF::OpenFailure::WrongPassword:
+        return {ExitCode::Password, "wrong-password", "is encrypted and the password is wrong"};
+    case PDF::OpenFailure::UnsupportedEncryption:
+        return {ExitCode::Conversion, "unsupported-encryption",
+                "is encrypted in a way that is not supported"};
+    case PDF::OpenFailure::OutOfMemory:
+        return {ExitCode::Conversion, "out-of-memory",
+                "takes more memory to open than is allowed; allow more with --memory-limit"};
+    case PDF::OpenFailure::TimedOut:
+        return {ExitCode::TimedOut, "timed-out", "takes too long to open"};
+    case PDF::OpenFailure::None:
+    case PDF::OpenFailure::WorkerFailed:
+        break;
+    }
+    if (PDF::WorkerProcess::FindProgram().isEmpty())
+        return BrokenInstallation();
+    return {ExitCode::Conversion, "worker-failed",
+            "the worker that opened it crashed; the file may be damaged (-v 1 tells more)"};
+}
+
+Failure FailureOf(PDF::SaveFailure why)
+{
+    switch (why) {
+    case PDF::SaveFailure::Damaged:
+        return FailureOf(PDF::OpenFailure::Damaged);
+    case PDF::SaveFailure::OutOfMemory:
+        return FailureOf(PDF::OpenFailure::OutOfMemory);
+    case PDF::SaveFailure::TimedOut:
+        return FailureOf(PDF::OpenFailure::TimedOut);
+    case PDF::SaveFailure::WorkerFailed:
+        return FailureOf(PDF::OpenFailure::WorkerFailed);
+    case PDF::SaveFailure::CannotWrite:
+    case PDF::SaveFailure::None:
+        break;
+    }
+    return FailureOf(AbstractConverter::CannotWrite);
+}
+
+Failure FailureOf(AbstractConverter::ErrorType error)
+{
+    switch (error) {
+    case AbstractConverter::CannotOpenSource:
+        return {ExitCode::Conversion, "damaged", "cannot be opened for conversion"};
+    case AbstractConverter::PasswordRequiredOrWrong:
+        return {ExitCode::Password, "no-password", "is encrypted and needs its password"};
+    case AbstractConverter::CannotRender:
+        return {ExitCode::Conversion, "cannot-render",
+                "a page cannot be converted; the page may be damaged, or too large at this "
+                "resolution (-v 1 tells which)"};
+    case AbstractConverter::CannotWrite:
+        return {ExitCode::Output, "no-temporary-space",
+                "there is no space for temporary files; free some, or choose another folder with "
+                "--temp-dir"};
+    case AbstractConverter::TimedOut:
+        return {ExitCode::TimedOut, "timed-out", "a page took too long"};
+    case AbstractConverter::OutOfMemory:
+        return {ExitCode::Conversion, "out-of-memory",
+                "a page takes more memory than is allowed; try a lower resolution with -r, or "
+                "allow more with --memory-limit"};
+    default:
+        return {ExitCode::Conversion, "failed", "the conversion failed (-v 1 tells more)"};
+    }
+}
+
+Failure StandardOutputFailure()
+{
+    return {ExitCode::Output, "standard-output", "standard output did not take the result"};
+}
+
+Failure ExistsFailure(const QString& path)
+{
+    return {ExitCode::Exists, "exists", "its result " + path.toStdString() + " exists already"};
+}
+
+} // namespace Korvel::App

@@ -1,0 +1,32 @@
+#include "VersionCommand.h"
+
+#include "FailureMessages.h"
+#include "WorkerProcess.h"
+
+#include <cstdio>
+
+#include <QProcess>
+
+namespace Korvel::App {
+
+ExitCode PrintVersion()
+{
+    std::puts("pdfconvert " PROJECT_VERSION);
+    QProcess worker;
+    worker.start(PDF::WorkerProcess::FindProgram(), {QStringLiteral("--version")});
+    if (!worker.waitForFinished() || worker.exitStatus() != QProcess::NormalExit ||
+        worker.exitCode() != 0)
+        throw BrokenInstallation();
+    std::fputs(worker.readAllStandardOutput().constData(), stdout);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw StandardOutputFailure();
+    return ExitCode::Done;
+}
+
+Failure BrokenInstallation()
+{
+    return {ExitCode::Internal, "broken-installation",
+            "the program pdfconvert-worker is not where it was installed; install again"};
+}
+
+} // namespace Korvel::App

@@ -1,0 +1,123 @@
+#pragma once
+
+#include "CommandLine.h"
+#include "Result.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
+#include <QStringList>
+
+namespace Korvel {
+namespace PDF {
+struct DocumentInfo;
+}
+
+namespace App {
+
+class Interruption;
+
+/**
+ * Speaks to the user: results on standard output, everything else on standard error.
+ *
+ * For other programs it writes JSON, whose members docs/command.md describes: events, a line each,
+ * in place of messages and progress, and one closing document in place of the results' paths.
+ */
+class Console
+{
+public:
+    Console(const CommandLine& commandLine, const Interruption& interruption);
+    ~Console();
+
+    /** Says how much there is to convert. */
+    void Expect(int documents, int results);
+
+    /** Says that a document's conversion to `results` files begins; a number for it. */
+    int Begin(const QString& name, int results);
+
+    /**
+     * Shows how far the conversions are, this one from 0 to 1; now and then, however often it is
+     * called.
+     */
+    void Progress(int work, double fraction);
+
+    /** The conversion is over; what has come of it is told by others. */
+    void End(int work);
+
+    /**
+     * Says that the results are in place, or where they would be.
+     *
+     * @return false when standard output did not take their paths
+     */
+    bool Finished(const QString& name, const std::vector<Result>& results);
+
+    /** Writes what a file holds to standard output; false when that did not take it whole. */
+    bool Content(const QString& name, const QString& file);
+
+    /** Says what is known of a document; false when standard output did not take it. */
+    bool Describe(const QString& name, const PDF::DocumentInfo& info);
+
+    /** Says what went wrong, with an input or, with an empty `name`, in all. */
+    void Failed(const QString& name, const Failure& failure);
+
+    /** Says, unless it is to be quiet, that a result wants a look. */
+    void Warn(const QString& name, const char* reason, const std::string& message);
+
+    /** How often there was reason to warn. */
+    int Warnings() const { return warnings; }
+
+    /** Says, unless it is to be quiet, what is good to know. */
+    void Note(const std::string& message);
+
+    /** Ends the run; false when standard output did not take the closing document. */
+    bool Close(int exitCode);
+
+private:
+    Console(const Console&) = delete;
+    Console& operator=(const Console&) = delete;
+
+    bool WriteResult(const QString& text) const;
+    bool WriteFile(const QString& path) const;
+    void Say(const QString& text) const;
+    void Print(const std::string& message, const char* color = nullptr);
+    void Emit(const char* event, QJsonObject members);
+    void Keep(QJsonObject document, bool isOk);
+    void Draw(const QString& text);
+    void Erase();
+    QString ProgressText() const;
+
+    const Interruption& interruption;
+    const bool quiet;
+    const bool isDryRun;
+    const bool json;
+    const ProgressStyle style;
+    const bool hasColors;
+    int warnings = 0;
+    struct Work
+    {
+        QString name;
+        int pages;
+        double fraction;
+        QElapsedTimer sinceBegin;
+    };
+    std::map<int, Work> inWork;
+    int lastWork = 0;
+    int expectedDocuments = 0;
+    int expectedPages = 0;
+    int endedDocuments = 0;
+    int endedPages = 0;
+    QElapsedTimer sinceBegin;
+    QElapsedTimer sinceShown;
+    bool drawn = false;
+    /** For the closing document. */
+    QJsonArray documents;
+    QJsonArray warned;
+};
+
+} // namespace App
+} // namespace Korvel

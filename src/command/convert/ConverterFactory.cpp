@@ -1,0 +1,183 @@
+#include "ConverterFactory.h"
+
+#include "FailureMessages.h"
+#include "Interruption.h"
+#include "Journal.h"
+#include "JournalingFileSystem.h"
+#include "KeepingFileSystem.h"
+#include "KeepingPdfProvider.h"
+#include "LocalFileSystem.h"
+#include "PageFanOut.h"
+#include "PlannedFileSystem.h"
+#include "SessionFolder.h"
+#include "TempFileWrapper.h"
+#include "UnencryptDocWrapper.h"
+#include "UuidFileNameGenerator.h"
+#include "WorkerConverter.h"
+#include "WorkerPdfProvider.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+#include <QThread>
+
+namespace Korvel::App {
+
+using PDF::Converter::AbstractConverter;
+using PDF::Converter::PageFanOut;
+using PDF::Converter::TempFileWrapper;
+using PDF::Converter::UnencryptDocWrapper;
+using PDF::Converter::WorkerConverter;
+
+namespace {
+
+std::string FolderForSessions(const CommandLine& commandLine)
+{
+    return commandLine.tempDir.empty() ? PDF::SessionFolder::DefaultParent() : commandLine.tempDir;
+}
+
+std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const CommandLine& commandLine)
+{
+    const std::string parent = FolderForSessions(commandLine);
+    std::string error;
+    std::shared_ptr<PDF::SessionFolder> session = PDF::SessionFolder::Create(parent, error);
+    if (!session)
+        throw Failure(ExitCode::Output, "no-temporary-folder",
+                      "cannot make a folder for temporary files in " + parent + ": " + error +
+                          "; choose another with --temp-dir");
+    return session;
+}
+
+PDF::WorkerSettings ToSettings(const CommandLine& commandLine, const std::string& folder)
+{
+    PDF::WorkerSettings settings;
+    settings.folder = QString::fromStdString(folder);
+    if (commandLine.timeout > 0)
+        settings.deadline =
+            std::chrono::milliseconds(std::chrono::milliseconds::rep(commandLine.timeout * 1000));
+    if (commandLine.memoryLimit > 0)
+        settings.memoryLimit = commandLine.memoryLimit;
+    return settings;
+}
+
+} // namespace
+
+ConverterFactory::ConverterFactory(const CommandLine& commandLine, Interruption& interruption,
+                                   Journal* journal)
+    : jobs(std::size_t(
+          std::max(commandLine.jobs > 0 ? commandLine.jobs : QThread::idealThreadCount(), 1))),
+      interruption(interruption),
+      journal(journal),
+      names(std::make_shared<PDF::UuidFileNameGenerator>()),
+      session(MakeSessionFolder(commandLine)),
+      workerSettings(ToSettings(commandLine, session->Path())),
+      fileSystem(std::make_shared<PDF::LocalFileSystem>(session)),
+      resultFileSystem(fileSystem),
+      provider(std::make_shared<PDF::WorkerPdfProvider>(workerSettings)),
+      copyProvider(provider),
+      workers(std::make_shared<PDF::WorkerPool>(workerSettings, int(jobs)))
+{
+    PutResultsWherePlanned(commandLine.onExists);
+    if (commandLine.keepTemp)
+        KeepTemporaries();
+    interruption.OnSignal([this, signals = 0]() mutable {
+        // The provider is told at once, since the main thread may be waiting for its answer.
+        provider->Shutdown();
+        QMetaObject::invokeMethod(&mainThread, [this, again = ++signals > 1] { EndWork(again); });
+    });
+}
+
+void ConverterFactory::PutResultsWherePlanned(OnExists onExists)
+{
+    if (onExists == OnExists::Number && !journal)
+        return; // TempFileWrapper finds names that are free
+    const auto replaces = [onExists, journal = journal](const ioPath& path) {
+        return onExists == OnExists::Overwrite ||
+               (journal && journal->HasPlaced(QString::fromStdString(path.utf8string())));
+    };
+    resultFileSystem = std::make_shared<PlannedFileSystem>(resultFileSystem, replaces);
+    if (journal)
+        resultFileSystem = std::make_shared<JournalingFileSystem>(resultFileSystem, *journal);
+}
+
+void ConverterFactory::PrepareWorkers(bool willConvert)
+{
+    provider->Prepare();
+    if (willConvert)
+        workers->Prepare();
+}
+
+void ConverterFactory::KeepTemporaries()
+{
+    if (!session->Keep())
+        throw Failure(ExitCode::Output, "no-temporary-folder",
+                      "cannot keep the temporary files in " + session->Path());
+    resultFileSystem = std::make_shared<KeepingFileSystem>(resultFileSystem);
+    copyProvider = std::make_shared<KeepingPdfProvider>(provider);
+}
+
+void ConverterFactory::EndWork(bool atOnce)
+{
+    const auto working = fanOuts;
+    for (const QPointer<PageFanOut>& fanOut : working) {
+        if (fanOut && atOnce)
+            fanOut->CancelConvertation();
+        else if (fanOut)
+            fanOut->StopAfterRunningPages();
+    }
+}
+
+ConverterFactory::~ConverterFactory()
+{
+    interruption.OnSignal({});
+}
+
+ExitCode ConverterFactory::CleanUp(const CommandLine& commandLine)
+{
+    const std::string parent = FolderForSessions(commandLine);
+    std::error_code problem;
+    const std::filesystem::directory_iterator opened(parent, problem);
+    if (problem)
+        throw Failure(ExitCode::Output, "no-temporary-folder",
+                      "cannot look for temporary files in " + parent + ": " + problem.message());
+    for (const std::string& removed : PDF::SessionFolder::Sweep(parent))
+        std::printf("%s\n", removed.c_str());
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw StandardOutputFailure();
+    return ExitCode::Done;
+}
+
+const std::string& ConverterFactory::TempFolder() const
+{
+    return session->Path();
+}
+
+std::string ConverterFactory::MakePrivateFolder()
+{
+    std::string path = TempFolder() + '/' + names->GenerateFileName();
+    if (!fileSystem->CreateFolder(ioPath(path)))
+        throw Failure(ExitCode::Output, "no-temporary-folder",
+                      "cannot make a folder for temporary files in " + TempFolder() +
+                          "; choose another with --temp-dir");
+    return path;
+}
+
+void ConverterFactory::CheckForSignal() const
+{
+    interruption.Check();
+}
+
+std::shared_ptr<AbstractConverter> ConverterFactory::MakeChain(std::size_t pages)
+{
+    std::vector<std::shared_ptr<AbstractConverter>> chains;
+    while (chains.size() < std::min(pages, jobs))
+        chains.push_back(std::make_shared<TempFileWrapper>(
+            names, std::make_shared<WorkerConverter>(workers), resultFileSystem));
+    const auto fanOut = std::make_shared<PageFanOut>(chains);
+    fanOuts.erase(std::remove(fanOuts.begin(), fanOuts.end(), nullptr), fanOuts.end());
+    fanOuts.emplace_back(fanOut.get());
+    return std::make_shared<UnencryptDocWrapper>(names, fanOut, copyProvider, fileSystem);
+}
+
+} // namespace Korvel::App

@@ -1,0 +1,134 @@
+#pragma once
+
+#include "CommandLine.h"
+#include "WorkerProcess.h"
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <QObject>
+#include <QPointer>
+
+namespace Korvel {
+namespace PDF {
+class IFileSystem;
+class IPDFProvider;
+class LocalFileSystem;
+class SessionFolder;
+class UuidFileNameGenerator;
+class WorkerPdfProvider;
+class WorkerPool;
+namespace Converter {
+class AbstractConverter;
+class PageFanOut;
+} // namespace Converter
+} // namespace PDF
+
+namespace App {
+
+class Interruption;
+class Journal;
+
+/**
+ * What documents are opened and converted with, one for a run of the command: the session folder,
+ * and the worker processes. A signal ends what they do. Used on the main thread.
+ */
+class ConverterFactory
+{
+public:
+    /**
+     * @param journal  what results are written down in; null for none
+     * @throws Failure  Output: no folder for temporary files, or none that can be kept
+     */
+    ConverterFactory(const CommandLine& commandLine, Interruption& interruption, Journal* journal);
+
+    /** Ends the workers, and removes everything temporary. */
+    ~ConverterFactory();
+
+    /**
+     * Removes what killed runs have left, and prints the paths.
+     *
+     * @throws Failure  Output: there is no such folder, or none that may be listed
+     */
+    static ExitCode CleanUp(const CommandLine& commandLine);
+
+    /**
+     * Starts workers to open and, if that is to come, to convert documents, so that the first one
+     * need not wait for them. They get the environment, which has no password in it any more.
+     */
+    void PrepareWorkers(bool willConvert);
+
+    /** How many documents or pages are converted at once. */
+    std::size_t Jobs() const { return jobs; }
+
+    /** The session folder's path. */
+    const std::string& TempFolder() const;
+
+    /**
+     * A new folder in the session folder: a document that has taken over its worker can write into
+     * all of them, and knows the path of none.
+     *
+     * @throws Failure  Output: it could not be made
+     */
+    std::string MakePrivateFolder();
+
+    /** What results are written down in; null for none. */
+    Journal* GetJournal() { return journal; }
+
+    PDF::LocalFileSystem& FileSystem() { return *fileSystem; }
+    PDF::WorkerPdfProvider& PdfProvider() { return *provider; }
+
+    /** @throws Interrupted  a signal has come */
+    void CheckForSignal() const;
+
+    /**
+     * For how long copies of documents have kept the main thread, and so all other documents, from
+     * going on.
+     */
+    std::chrono::milliseconds TimeOfCopies() const { return timeOfCopies; }
+    void AddTimeOfCopy(std::chrono::milliseconds time) { timeOfCopies += time; }
+
+    /**
+     *     UnencryptDocWrapper( PageFanOut( TempFileWrapper( WorkerConverter ) x jobs ) )
+     *
+     * A fresh one for every document; the workers are shared. A signal ends what the chains do when
+     * the pages that are being converted are done, and a second one ends it at once.
+     *
+     * @param pages  how many there are to convert
+     */
+    std::shared_ptr<PDF::Converter::AbstractConverter> MakeChain(std::size_t pages);
+
+private:
+    void PutResultsWherePlanned(OnExists onExists);
+    void KeepTemporaries();
+    void EndWork(bool atOnce);
+
+    ConverterFactory(const ConverterFactory&) = delete;
+    ConverterFactory& operator=(const ConverterFactory&) = delete;
+
+    const std::size_t jobs;
+    Interruption& interruption;
+    Journal* const journal;
+    const std::shared_ptr<PDF::UuidFileNameGenerator> names;
+    const std::shared_ptr<PDF::SessionFolder> session;
+    /** They write into the session folder alone. */
+    const PDF::WorkerSettings workerSettings;
+    const std::shared_ptr<PDF::LocalFileSystem> fileSystem;
+    /** The one that results are moved by. */
+    std::shared_ptr<PDF::IFileSystem> resultFileSystem;
+    const std::shared_ptr<PDF::WorkerPdfProvider> provider;
+    /** The one that saves the unencrypted copies. */
+    std::shared_ptr<PDF::IPDFProvider> copyProvider;
+    /** What all documents are converted by. */
+    const std::shared_ptr<PDF::WorkerPool> workers;
+    /** Of the chains that are there. */
+    std::vector<QPointer<PDF::Converter::PageFanOut>> fanOuts;
+    std::chrono::milliseconds timeOfCopies{0};
+    /** Receives calls from the signals' thread. */
+    QObject mainThread;
+};
+
+} // namespace App
+} // namespace Korvel

@@ -1,0 +1,114 @@
+#include "Batch.h"
+#include "CommandLine.h"
+#include "Console.h"
+#include "ConverterFactory.h"
+#include "FailureMessages.h"
+#include "Interruption.h"
+#include "Logging.h"
+#include "ReportCommand.h"
+#include "VersionCommand.h"
+
+#include <csignal>
+#include <cstdio>
+
+#include <QCoreApplication>
+#include <QTextCodec>
+
+#include <fcntl.h>
+#include <glog/logging.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+using namespace Korvel::App;
+
+namespace {
+
+/** Ends the program in good order when an exception leaves a slot. */
+class Application : public QCoreApplication
+{
+public:
+    using QCoreApplication::QCoreApplication;
+
+    bool notify(QObject* receiver, QEvent* event) override
+    {
+        try {
+            return QCoreApplication::notify(receiver, event);
+        } catch (const std::exception& error) {
+            LOG(ERROR) << "exception in a slot: " << error.what();
+            exit(int(ExitCode::Internal));
+            return false;
+        }
+    }
+};
+
+/**
+ * Gives those that are closed their numbers, which files that are opened would get otherwise: they
+ * would be read and written in place of the streams. So each is opened for what it is not used for.
+ */
+void OpenStandardStreams()
+{
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (::fcntl(stream, F_GETFD) < 0)
+            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+/** Help, or what is wrong with the command line. */
+int Tell(const ParseResult& parsed)
+{
+    const bool isHelp = parsed.code == ExitCode::Done;
+    std::FILE* const stream = isHelp ? stdout : stderr;
+    const bool isTold = std::fputs(parsed.text.c_str(), stream) >= 0 && std::fflush(stream) == 0;
+    if (isTold || !isHelp)
+        return int(parsed.code);
+    const Failure failure = StandardOutputFailure();
+    std::fprintf(stderr, "pdfconvert: %s\n", failure.what());
+    return int(failure.code);
+}
+
+int Run(const CommandLine& commandLine, Console& console, Interruption& interruption)
+{
+    try {
+        if (commandLine.version)
+            return int(PrintVersion());
+        if (commandLine.cleanTemp)
+            return int(ConverterFactory::CleanUp(commandLine));
+        if (commandLine.summary)
+            return int(ReportCommand(*commandLine.summary, console, interruption).Run());
+        return int(Batch(commandLine, console, interruption).Run());
+    } catch (const Failure& failure) {
+        console.Failed({}, failure);
+        return int(failure.code);
+    } catch (const Interrupted&) {
+        return 128 + interruption.Signal();
+    } catch (const std::exception& error) {
+        console.Failed({}, Failure(ExitCode::Internal, "internal",
+                                   std::string("unexpected error: ") + error.what()));
+        return int(ExitCode::Internal);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    OpenStandardStreams();
+    std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
+    const rlimit noCore = {0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    const ParseResult parsed = ParseCommandLine(argc, argv);
+    HidePassword(argc, argv);
+    if (!parsed.commandLine)
+        return Tell(parsed);
+    Interruption interruption;
+    Application application(argc, argv);
+    // File names are UTF-8 whatever the locale says.
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    StartLogging(argv[0], parsed.commandLine->verbosity);
+    Console console(*parsed.commandLine, interruption);
+    const int code = Run(*parsed.commandLine, console, interruption);
+    if (console.Close(code) || interruption.Signal() != 0)
+        return code;
+    console.Failed({}, StandardOutputFailure());
+    return int(ExitCode::Output);
+}

@@ -1,0 +1,159 @@
+#include "OutputTemplate.h"
+
+#include "Failure.h"
+
+#include <algorithm>
+#include <climits>
+
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QStringList>
+
+#include <sys/stat.h>
+
+namespace Korvel::App {
+
+namespace {
+
+const QStringList& PictureFormats()
+{
+    static const QStringList formats{QStringLiteral("png"),  QStringLiteral("jpg"),
+                                     QStringLiteral("jpeg"), QStringLiteral("tif"),
+                                     QStringLiteral("tiff"), QStringLiteral("bmp"),
+                                     QStringLiteral("webp")};
+    return formats;
+}
+
+/** Whether it is a device, a pipe, or a name of something that a process has open. */
+bool IsStream(const QString& path)
+{
+    struct stat status = {};
+    if (::stat(path.toStdString().c_str(), &status) != 0 || S_ISDIR(status.st_mode))
+        return false;
+    const QFileInfo file(path);
+    const QString open = QStringLiteral("/proc/");
+    return !S_ISREG(status.st_mode) || file.canonicalPath().startsWith(open) ||
+           QFileInfo(file.symLinkTarget()).path().startsWith(open);
+}
+
+Failure Unusable(const QString& text, const std::string& why)
+{
+    return {ExitCode::Usage, "usage", "'" + text.toStdString() + "' " + why};
+}
+
+} // namespace
+
+QStringList OutputTemplate::Formats()
+{
+    return PictureFormats() + QStringList{QStringLiteral("txt"), QStringLiteral("pdf")};
+}
+
+bool OutputTemplate::IsPictureFormat(const QString& format)
+{
+    return PictureFormats().contains(format);
+}
+
+OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedFormat)
+{
+    static const QRegularExpression place(QStringLiteral("%(%|s|d|0([1-9])d)?"));
+    OutputTemplate result;
+    Piece piece;
+    int end = 0;
+    for (auto matches = place.globalMatch(text); matches.hasNext();) {
+        const auto match = matches.next();
+        piece.text += text.mid(end, match.capturedStart() - end);
+        end = match.capturedEnd();
+        const QString what = match.captured(1);
+        if (what.isEmpty())
+            throw Unusable(text, "has a % that is not %d, %0Nd (N from 1 to 9), %s or %%; write "
+                                 "%% for a percent sign");
+        if (what == QLatin1String("%")) {
+            piece.text += QLatin1Char('%');
+            continue;
+        }
+        piece.place = what == QLatin1String("s") ? Piece::InputName : Piece::PageNumber;
+        piece.digits = std::max(1, match.captured(2).toInt());
+        result.pieces.push_back(piece);
+        piece = Piece();
+    }
+    piece.text += text.mid(end);
+    result.pieces.push_back(piece);
+
+    const QFileInfo example(result.Path(QStringLiteral("input"), 1));
+    result.format = wantedFormat.isEmpty() ? example.suffix().toLower() : wantedFormat;
+    if (!Formats().contains(result.format) || example.completeBaseName().isEmpty())
+        throw Failure(ExitCode::Usage, "usage",
+                      "cannot tell the format of '" + text.toStdString() +
+                          "'; name it with -f, or end the output's name with one of ." +
+                          Formats().join(QStringLiteral(" .")).toStdString() +
+                          "; a folder is named with -d");
+    if (result.format == QLatin1String("pdf") && result.HasPageNumber())
+        throw Unusable(text, "has a page number, and a PDF as output is one file for the whole "
+                             "document");
+    return result;
+}
+
+bool OutputTemplate::HasPageNumber() const
+{
+    return std::any_of(pieces.begin(), pieces.end(),
+                       [](const Piece& piece) { return piece.place == Piece::PageNumber; });
+}
+
+QString OutputTemplate::Path(const QString& input, int page) const
+{
+    QString path;
+    for (const Piece& piece : pieces) {
+        path += piece.text;
+        if (piece.place == Piece::InputName)
+            path += input;
+        else if (piece.place == Piece::PageNumber && page > 0)
+            path += QString::number(page).rightJustified(piece.digits, QLatin1Char('0'));
+    }
+    return path;
+}
+
+OutputTemplate OutputTemplate::WithPageNumber(int lastPage) const
+{
+    OutputTemplate result = *this;
+    Piece& last = result.pieces.back();
+    const QString tail = SuffixOf(last.text);
+    last.text.chop(tail.size());
+    last.text += QLatin1Char('-');
+    last.place = Piece::PageNumber;
+    last.digits = QString::number(lastPage).size();
+    result.pieces.push_back({tail, Piece::Nothing, 1});
+    return result;
+}
+
+QString SuffixOf(const QString& path)
+{
+    const int dot = path.lastIndexOf(QLatin1Char('.'));
+    return dot > path.lastIndexOf(QLatin1Char('/')) ? path.mid(dot) : QString();
+}
+
+std::vector<Result> ResultsOf(const std::vector<PlannedResult>& planned)
+{
+    std::vector<Result> results;
+    for (const PlannedResult& result : planned) {
+        if (!result.path.isEmpty())
+            results.push_back({result.page, result.path});
+    }
+    return results;
+}
+
+void CheckTarget(const QString& path)
+{
+    const std::string bytes = path.toStdString();
+    const std::size_t length = bytes.size() - (bytes.rfind('/') + 1);
+    if (length > NAME_MAX)
+        throw Failure(ExitCode::Output, "cannot-write",
+                      "its result " + bytes + " has a name of " + std::to_string(length) +
+                          " bytes, of which " + std::to_string(NAME_MAX) +
+                          " are allowed; choose a shorter one with -o");
+    if (IsStream(path))
+        throw Failure(ExitCode::Output, "cannot-write",
+                      bytes + " is a device or a pipe; name a file, or write to it with -o - > " +
+                          bytes);
+}
+
+} // namespace Korvel::App

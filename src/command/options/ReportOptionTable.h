@@ -1,0 +1,14 @@
+#pragma once
+
+#include "CommandLine.h"
+
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+namespace Korvel::App {
+
+/** The options of pdfconvert console, in the order of its help, which read into `options`. */
+std::unique_ptr<CLI::App> MakeReportTable(ReportOptions& options);
+
+} // namespace Korvel::App

@@ -1,0 +1,180 @@
+#include "ReportCommand.h"
+
+#include "Console.h"
+#include "FailureMessages.h"
+#include "Interruption.h"
+#include "JournalFile.h"
+#include "Text.h"
+#include "TotalsText.h"
+#include "Writing.h"
+
+#include <algorithm>
+
+#include <QJsonDocument>
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace Korvel::App {
+
+namespace {
+
+constexpr int millisecondsBetweenLooks = 1000;
+constexpr qint64 millisecondsBetweenLines = 5000;
+constexpr int usualRows = 24;
+
+int Rows()
+{
+    winsize size = {};
+    const bool isKnown = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
+    return isKnown ? size.ws_row : usualRows;
+}
+
+/** What moves the cursor up and erases all below it. */
+QString Erasing(int lines)
+{
+    return lines > 0 ? QStringLiteral("\033[%1A\033[J").arg(lines) : QString();
+}
+
+QString FirstLines(const QString& text, int count)
+{
+    return text.section(QLatin1Char('\n'), 0, count - 1, QString::SectionIncludeTrailingSep);
+}
+
+} // namespace
+
+ReportCommand::ReportCommand(const ReportOptions& options, Console& console,
+                             const Interruption& interruption)
+    : options(options),
+      console(console),
+      interruption(interruption),
+      isOnTerminal(::isatty(STDOUT_FILENO) == 1)
+{
+    for (const std::string& path : options.journals)
+        journals.push_back({QString::fromStdString(path), {}, 0, false});
+}
+
+ExitCode ReportCommand::Run()
+{
+    ReadOn();
+    while (options.follow && !IsOver()) {
+        Show();
+        Wait();
+        ReadOn();
+    }
+    ShowLast();
+    return Code(Total());
+}
+
+void ReportCommand::ReadOn()
+{
+    for (Journal& journal : journals) {
+        if (!journal.isRefused)
+            ReadOn(journal);
+    }
+}
+
+/** Opens the journal each time: so NFS tells what other machines have written. */
+void ReportCommand::ReadOn(Journal& journal)
+{
+    try {
+        journal.read = ReadJournal(journal.path, journal.read, [&](const QJsonObject& line) {
+            interruption.Check();
+            journal.summary.Take(line);
+        });
+    } catch (const Failure& failure) {
+        if (options.follow && QLatin1String(failure.reason) == QLatin1String("not-found"))
+            return;
+        journal.isRefused = true;
+        console.Failed({}, failure);
+        drawn = 0; // what is on the screen is above the message now
+        unreadable.append(
+            QJsonObject{{QStringLiteral("file"), journal.path},
+                        {QStringLiteral("reason"), QString::fromLatin1(failure.reason)},
+                        {QStringLiteral("message"), QString::fromUtf8(failure.what())}});
+    }
+}
+
+bool ReportCommand::IsOver() const
+{
+    return std::all_of(journals.begin(), journals.end(), [](const Journal& journal) {
+        return journal.isRefused || journal.summary.IsOver();
+    });
+}
+
+Totals ReportCommand::Total() const
+{
+    Totals total;
+    for (const Journal& journal : journals)
+        total += journal.summary.Total();
+    return total;
+}
+
+ExitCode ReportCommand::Code(const Totals& total) const
+{
+    if (!unreadable.isEmpty())
+        return ExitCode::Input;
+    return total.failed.empty() ? ExitCode::Done : ExitCode::PartlyFailed;
+}
+
+QString ReportCommand::Json(const Totals& total) const
+{
+    QJsonObject object = ToJson(total);
+    object[QStringLiteral("unreadable")] = unreadable;
+    QString text = QString::fromUtf8(QJsonDocument(object).toJson(
+        options.follow ? QJsonDocument::Compact : QJsonDocument::Indented));
+    return options.follow ? text + QLatin1Char('\n') : text;
+}
+
+/** Prints what has changed, unless it is too early for that. */
+void ReportCommand::Show()
+{
+    const bool isLine = !options.json && !isOnTerminal;
+    const Totals total = Total();
+    const QString text = options.json ? Json(total) : isLine ? ToLine(total) + '\n' : ToText(total);
+    const bool isEarly =
+        isLine && sinceShown.isValid() && sinceShown.elapsed() < millisecondsBetweenLines;
+    if (isEarly || text == shown)
+        return;
+    if (isLine || options.json)
+        Print(text);
+    else
+        Draw(text);
+    shown = text;
+    sinceShown.start();
+}
+
+void ReportCommand::ShowLast()
+{
+    if (!options.json && unreadable.size() < int(journals.size()))
+        Print(Erasing(drawn) + ToText(Total()));
+    else if (const QString text = Json(Total()); options.json && text != shown)
+        Print(text);
+}
+
+/** In place of what was drawn before; as much as the terminal has lines for. */
+void ReportCommand::Draw(const QString& text)
+{
+    const QString visible = FirstLines(text, Rows() - 1);
+    Print(Erasing(drawn) + Unwrapped(visible));
+    drawn = visible.count(QLatin1Char('\n'));
+}
+
+void ReportCommand::Print(const QString& text) const
+{
+    if (WriteAll(STDOUT_FILENO, text.toUtf8(), interruption))
+        return;
+    interruption.Check();
+    throw StandardOutputFailure();
+}
+
+/** Changes by other machines are heard of only by looking. */
+void ReportCommand::Wait() const
+{
+    pollfd signal = {interruption.Descriptor(), POLLIN, 0};
+    ::poll(&signal, 1, millisecondsBetweenLooks);
+    interruption.Check();
+}
+
+} // namespace Korvel::App

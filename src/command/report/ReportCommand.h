@@ -1,0 +1,68 @@
+#pragma once
+
+#include "CommandLine.h"
+#include "JournalTotals.h"
+
+#include <vector>
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+
+namespace Korvel::App {
+
+class Interruption;
+class Console;
+
+/** Adds journals up and prints what they come to: pdfconvert console. */
+class ReportCommand
+{
+public:
+    ReportCommand(const ReportOptions& options, Console& console, const Interruption& interruption);
+
+    /**
+     * Prints once or, where journals are followed, until nothing is left to do.
+     *
+     * @throws Failure      Output: standard output does not take it
+     * @throws Interrupted  a signal came
+     */
+    ExitCode Run();
+
+private:
+    ReportCommand(const ReportCommand&) = delete;
+    ReportCommand& operator=(const ReportCommand&) = delete;
+
+    struct Journal
+    {
+        QString path;
+        JournalTotals summary;
+        /** In bytes from the beginning. */
+        qint64 read = 0;
+        bool isRefused = false;
+    };
+
+    void ReadOn();
+    void ReadOn(Journal& journal);
+    bool IsOver() const;
+    Totals Total() const;
+    ExitCode Code(const Totals& total) const;
+    QString Json(const Totals& total) const;
+    void Show();
+    void ShowLast();
+    void Draw(const QString& text);
+    void Print(const QString& text) const;
+    void Wait() const;
+
+    const ReportOptions options;
+    Console& console;
+    const Interruption& interruption;
+    const bool isOnTerminal;
+    std::vector<Journal> journals;
+    QJsonArray unreadable;
+    /** What was printed last, and when. */
+    QString shown;
+    QElapsedTimer sinceShown;
+    /** How many lines of the terminal it takes. */
+    int drawn = 0;
+};
+
+} // namespace Korvel::App

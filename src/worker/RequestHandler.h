@@ -1,0 +1,47 @@
+#pragma once
+
+#include "PageRenderer.h"
+#include "PdfDocument.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <QByteArray>
+#include <QJsonObject>
+
+namespace Korvel::Worker {
+
+/** Answers requests; holds what they have opened. */
+class RequestHandler
+{
+public:
+    /** @param enterSandbox  called with the one file that is looked at, before it is opened */
+    explicit RequestHandler(std::function<void(const std::string& file)> enterSandbox);
+
+    /** The answer to one line of input. Throws nothing but std::bad_alloc. */
+    QJsonObject Answer(const QByteArray& line);
+
+private:
+    QJsonObject Dispatch(const QJsonObject& request);
+    QJsonObject Open(const QJsonObject& request);
+    QJsonObject Save(const QJsonObject& request);
+    QJsonObject Close(const QJsonObject& request);
+    QJsonObject Convert(const QJsonObject& request);
+    const std::string& Input(const QJsonObject& request);
+    QByteArray Result(const QJsonObject& request, const QString& format);
+    PageRenderer& RendererFor(const std::string& path);
+
+    const std::function<void(const std::string& file)> enterSandbox;
+    /** The one file; empty before the first request that names one. */
+    std::string input;
+    std::map<qint64, std::unique_ptr<PdfDocument>> documents;
+    /** To take a large one apart takes long, and the process is about to be released. */
+    std::vector<std::unique_ptr<PdfDocument>> closed;
+    /** Of the last converted document: the next page is likely to be one of its. */
+    std::unique_ptr<PageRenderer> renderer;
+};
+
+} // namespace Korvel::Worker

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "MappedFile.h"
+#include "PdfDocument.h"
+#include "WatchedFile.h"
+
+#include <string>
+#include <vector>
+
+#include <QBuffer>
+#include <QImage>
+#include <QPdfDocument>
+
+namespace Korvel::Worker {
+
+/** The most pixels that a picture has in a row or in a column. */
+inline constexpr int longestSide = 65'000;
+
+/** The pages of an unencrypted PDF, as pictures and as text. */
+class PageRenderer
+{
+public:
+    /**
+     * @throws RequestError         why it cannot be opened
+     * @throws std::exception  libqpdf's own: it cannot be made ready to be drawn
+     */
+    explicit PageRenderer(const std::string& path);
+
+    /** Whether `path` names the file that was opened, unchanged since. */
+    bool Serves(const std::string& path) const;
+
+    /**
+     * The resolution at which a page is as large as fits into so many pixels.
+     *
+     * @param page  from 1
+     * @throws RequestError  "no-such-page", "unreadable"
+     */
+    double ResolutionToFit(qint64 page, const QSize& pixels) const;
+
+    /**
+     * A page on white, annotations and form fields drawn, with its resolution.
+     *
+     * @param page    from 1
+     * @param format  that of the picture, without transparency
+     * @throws RequestError  "no-such-page", "cannot-render", "unreadable"
+     * @throws std::bad_alloc
+     */
+    QImage Render(qint64 page, double dotsPerInch, QImage::Format format);
+
+    /**
+     * The text of pages, each followed by a form feed; of all pages when none are named.
+     *
+     * @param pages  from 1
+     * @throws RequestError  "no-such-page", "unreadable"
+     */
+    QByteArray Text(const std::vector<qint64>& pages);
+
+private:
+    PageRenderer(const std::string& path, PdfDocument&& opened);
+
+    /** Its index, from 0. */
+    int Check(qint64 page) const;
+    bool LoadFromFile();
+    void RequireWhatWasRead() const;
+    QImage Draw(int index, const QSize& size);
+
+    const std::string path;
+    const FileState file;
+    WatchedFile source;
+    /** The document, where it is not drawn from its file. */
+    QBuffer prepared;
+    QPdfDocument document;
+};
+
+} // namespace Korvel::Worker

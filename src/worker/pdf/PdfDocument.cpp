@@ -1,0 +1,264 @@
+#include "PdfDocument.h"
+
+#include "EncryptionInfo.h"
+#include "NewFile.h"
+#include "OptionalContent.h"
+#include "PdfStructure.h"
+#include "RequestError.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <vector>
+
+#include <qpdf/Buffer.hh>
+#include <qpdf/Pipeline.hh>
+#include <qpdf/QPDFAcroFormDocumentHelper.hh>
+#include <qpdf/QPDFExc.hh>
+#include <qpdf/QPDFPageDocumentHelper.hh>
+#include <qpdf/QPDFWriter.hh>
+#include <qpdf/QUtil.hh>
+
+#include <QVersionNumber>
+
+#include <malloc.h>
+
+namespace Korvel::Worker {
+
+namespace {
+
+constexpr int longestProperty = 65536; // an answer has to have an end
+
+/** The passwords to try: in other encodings too, as what a form of encryption wants varies. */
+std::vector<std::string> Candidates(const std::string& password)
+{
+    std::vector<std::string> candidates{std::string()};
+    // libqpdf would read one with a NUL up to there, and open what that part opens.
+    if (!password.empty() && password.find('\0') == std::string::npos) {
+        for (const std::string& encoded : QUtil::possible_repaired_encodings(password))
+            candidates.push_back(encoded);
+    }
+    return candidates;
+}
+
+/** Leaves a page its form fields alone; gives its other annotations. */
+QPDFObjectHandle TakeOtherAnnotations(QPDFObjectHandle page)
+{
+    QPDFObjectHandle fields = QPDFObjectHandle::newArray();
+    QPDFObjectHandle others = QPDFObjectHandle::newArray();
+    QPDFObjectHandle all = page.getKey("/Annots");
+    for (int i = 0; all.isArray() && i < all.getArrayNItems(); ++i) {
+        QPDFObjectHandle annotation = all.getArrayItem(i);
+        const bool isField = annotation.isDictionaryOfType("", "/Widget");
+        (isField ? fields : others).appendItem(annotation);
+    }
+    page.replaceKey("/Annots", fields);
+    return others;
+}
+
+/** libqpdf makes appearances only where the document asks for it. */
+void MakeMissingAppearances(QPDF& pdf)
+{
+    QPDFAcroFormDocumentHelper form(pdf);
+    form.generateAppearancesIfNeeded();
+    for (const QPDFPageObjectHelper& page : QPDFPageDocumentHelper(pdf).getAllPages()) {
+        for (QPDFAnnotationObjectHelper& widget : form.getWidgetAnnotationsForPage(page)) {
+            if (!widget.getAppearanceDictionary().isDictionary())
+                form.getFieldForAnnotation(widget).generateAppearance(widget);
+        }
+    }
+}
+
+/** Other annotations stay: libqpdf would drop those whose appearance Qt PDF makes. */
+void MakeFieldsContent(QPDF& pdf)
+{
+    MakeMissingAppearances(pdf);
+    std::vector<QPDFObjectHandle> pages = pdf.getAllPages();
+    std::vector<QPDFObjectHandle> others;
+    std::transform(pages.begin(), pages.end(), std::back_inserter(others), TakeOtherAnnotations);
+    QPDFPageDocumentHelper(pdf).flattenAnnotations(0, an_hidden | an_no_view);
+    for (std::size_t i = 0; i < pages.size(); ++i)
+        pages[i].replaceKey("/Annots", others[i]);
+}
+
+/**
+ * libqpdf takes a block for each stream and gives it back. As the C library would return such
+ * blocks to the system, the next one would come as new pages, cleared one by one.
+ */
+void KeepFreedBlocks()
+{
+    ::mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    ::mallopt(M_TRIM_THRESHOLD, 512 << 20);
+    ::mallopt(M_MXFAST, 0); // else each large block has the small ones merged over and over
+}
+
+/** The file output of libqpdf keeps the last error of writing to itself. */
+class ToFile : public Pipeline
+{
+public:
+    explicit ToFile(NewFile& file) : Pipeline("file", nullptr), file(file) {}
+
+    void write(const unsigned char* data, std::size_t size) override
+    {
+        file.Write(reinterpret_cast<const char*>(data), size);
+    }
+
+    void finish() override {}
+
+private:
+    NewFile& file;
+};
+
+} // namespace
+
+PdfDocument::PdfDocument(const std::string& path, const std::string& password) : file(path)
+{
+    try {
+        if (!OpenOrRepair(path, Candidates(password)))
+            throw RequestError(password.empty() ? "no-password" : "wrong-password",
+                               "the document is encrypted");
+    } catch (const QPDFExc& error) {
+        if (error.getErrorCode() == qpdf_e_unsupported)
+            throw RequestError("unsupported-encryption", error.what());
+        throw RequestError(HasHeader(file.Bytes()) ? "damaged" : "not-a-pdf", error.what());
+    }
+}
+
+/** False when all passwords are wrong. Throws QPDFExc and nothing else. */
+bool PdfDocument::OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords)
+{
+    const auto openWith = [&](bool repair) {
+        return std::any_of(passwords.begin(), passwords.end(), [&](const std::string& password) {
+            return Open(path, password, repair);
+        });
+    };
+    try {
+        return openWith(false);
+    } catch (const QPDFExc&) {
+        repaired = true;
+        return openWith(true);
+    }
+}
+
+/** False when the password is wrong. Throws QPDFExc and nothing else. */
+bool PdfDocument::Open(const std::string& path, const std::string& password, bool repair)
+{
+    const auto damaged = [&path](const char* message) {
+        return QPDFExc(qpdf_e_damaged_pdf, path, std::string(), 0, message);
+    };
+    pdf = std::make_unique<QPDF>();
+    pdf->setSuppressWarnings(true);
+    pdf->setAttemptRecovery(repair);
+    try {
+        pdf->processMemoryFile(path.c_str(), file.Bytes().data(), file.Bytes().size(),
+                               password.c_str());
+        if (repair)
+            MendPages(*pdf);
+        if (pdf->getAllPages().empty())
+            throw damaged("the document has no pages");
+        if (!repair && !IsSound(*pdf, file.Bytes()))
+            throw damaged("the structure contradicts itself");
+    } catch (const QPDFExc& error) {
+        if (error.getErrorCode() == qpdf_e_password)
+            return false;
+        throw;
+    } catch (const std::exception& error) { // libqpdf throws more than its own type
+        throw damaged(error.what());
+    }
+    // Else streams of a wrong length, which are read only now, would be dropped without a word.
+    pdf->setAttemptRecovery(true);
+    neededPassword = !password.empty();
+    return true;
+}
+
+QJsonObject PdfDocument::Description()
+{
+    QJsonObject properties;
+    QPDFObjectHandle info = pdf->getTrailer().getKey("/Info");
+    for (const char* name : {"Title", "Author", "Subject", "Keywords", "Creator", "Producer",
+                             "CreationDate", "ModDate"}) {
+        const std::string key = std::string("/") + name;
+        if (info.isDictionary() && info.getKey(key).isString())
+            properties[QLatin1String(name)] =
+                QString::fromStdString(info.getKey(key).getUTF8Value()).left(longestProperty);
+    }
+    QJsonObject description{{QStringLiteral("pages"), int(pdf->getAllPages().size())},
+                            {QStringLiteral("encrypted"), pdf->isEncrypted()},
+                            {QStringLiteral("repaired"), repaired},
+                            {QStringLiteral("version"), Version()},
+                            {QStringLiteral("properties"), properties}};
+    if (pdf->isEncrypted())
+        description[QStringLiteral("encryption")] = DescribeEncryption(*pdf, neededPassword);
+    return description;
+}
+
+QString PdfDocument::Version()
+{
+    const auto parse = [](const std::string& version) {
+        return QVersionNumber::fromString(QString::fromStdString(version));
+    };
+    QPDFObjectHandle later = pdf->getRoot().getKey("/Version");
+    const QVersionNumber inHeader = parse(pdf->getPDFVersion());
+    return (later.isName() ? std::max(inHeader, parse(later.getName().substr(1))) : inHeader)
+        .toString();
+}
+
+bool PdfDocument::HasForm()
+{
+    QPDFObjectHandle form = pdf->getRoot().getKey("/AcroForm");
+    if (!form.isDictionary())
+        return false;
+    QPDFObjectHandle fields = form.getKey("/Fields");
+    return fields.isArray() && fields.getArrayNItems() > 0;
+}
+
+void PdfDocument::Save(const std::string& path, mode_t mode)
+{
+    NewFile output(path, mode);
+    if (IsEncrypted() || IsRepaired() || !BeginsAndEndsAsPdf(file.Bytes()))
+        Write(output);
+    else
+        output.Write(file.Bytes().data(), file.Bytes().size());
+    output.Keep();
+}
+
+void PdfDocument::Write(NewFile& output)
+{
+    KeepFreedBlocks();
+    ToFile pipeline(output);
+    try {
+        QPDFWriter writer(*pdf);
+        writer.setPreserveEncryption(false);
+        writer.setStreamDataMode(qpdf_s_preserve);
+        writer.setObjectStreamMode(qpdf_o_disable);
+        writer.setOutputPipeline(&pipeline);
+        writer.write();
+    } catch (const RequestError&) {
+        throw;
+    } catch (const std::exception& error) {
+        throw RequestError("damaged", error.what());
+    }
+}
+
+bool PdfDocument::HidesAnnotations()
+{
+    return HasHiddenAnnotations(*pdf);
+}
+
+QByteArray PdfDocument::ForRendering()
+{
+    RemoveHiddenAnnotations(*pdf);
+    MakeFieldsContent(*pdf);
+    // Streams are not preserved: libqpdf would leave the appearances that it has made empty.
+    QPDFWriter writer(*pdf);
+    writer.setPreserveEncryption(false);
+    writer.setObjectStreamMode(qpdf_o_disable);
+    writer.setOutputMemory();
+    writer.write();
+    const std::shared_ptr<Buffer> bytes = writer.getBufferSharedPointer();
+    if (bytes->getSize() > std::size_t(std::numeric_limits<int>::max()))
+        throw RequestError("cannot-render", "the document is too large to be prepared");
+    return {reinterpret_cast<const char*>(bytes->getBuffer()), int(bytes->getSize())};
+}
+
+} // namespace Korvel::Worker

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "MappedFile.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <qpdf/QPDF.hh>
+
+#include <QByteArray>
+#include <QJsonObject>
+
+namespace Korvel::Worker {
+
+class NewFile;
+
+/** A PDF opened by libqpdf, and repaired as far as that goes. */
+class PdfDocument
+{
+public:
+    /**
+     * Tries the empty password first, then `password`, as user and as owner password.
+     *
+     * @throws RequestError  why it cannot be opened
+     */
+    PdfDocument(const std::string& path, const std::string& password);
+
+    /**
+     * What the answer to "open" tells of it.
+     *
+     * @throws std::exception  libqpdf's own
+     */
+    QJsonObject Description();
+
+    bool IsEncrypted() const { return pdf->isEncrypted(); }
+
+    bool IsRepaired() const { return repaired; }
+
+    /** Whether it has form fields. Throws as Description does. */
+    bool HasForm();
+
+    /** Whether annotations are not to be drawn, as their layers are hidden. Throws alike. */
+    bool HidesAnnotations();
+
+    /**
+     * Writes it without encryption to a new file; one that is sound and not encrypted byte by byte.
+     *
+     * @throws RequestError  "cannot-write", "damaged"
+     */
+    void Save(const std::string& path, mode_t mode);
+
+    /**
+     * It as it is to be drawn: without encryption, form fields made content, annotations
+     * of hidden layers removed.
+     *
+     * @throws RequestError         "cannot-render": it is too large
+     * @throws std::exception  libqpdf's own
+     */
+    QByteArray ForRendering();
+
+    const MappedFile& File() const { return file; }
+
+private:
+    bool OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords);
+    bool Open(const std::string& path, const std::string& password, bool repair);
+    void Write(NewFile& output);
+    /** That of the file's header, or a later one that the catalog names. */
+    QString Version();
+
+    const MappedFile file;
+    std::unique_ptr<QPDF> pdf;
+    bool repaired = false;
+    /** Another than the empty one. */
+    bool neededPassword = false;
+};
+
+} // namespace Korvel::Worker

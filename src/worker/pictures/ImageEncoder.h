@@ -1,0 +1,34 @@
+#pragma once
+
+#include "PngEncoder.h"
+
+#include <QByteArray>
+#include <QImage>
+#include <QString>
+
+namespace Korvel::Worker {
+
+/** Whether pictures can be made in this format: "png", "jpg", "tif", "bmp", "webp". */
+bool IsPictureFormat(const QString& format);
+
+/** How a picture becomes bytes. */
+struct Encoding
+{
+    /** "png", "jpg", "tif", "bmp" or "webp". */
+    QString format;
+    /** From 1 to 100; of "jpg" and "webp". */
+    int quality = 90;
+    /** Of "png". */
+    Compression compression = Compression::Fast;
+};
+
+/**
+ * The picture as a file, its resolution included: in a "jpg" 166,459 dots per inch at most.
+ *
+ * @param picture  of the format RGB32 or Grayscale8
+ * @throws RequestError  "cannot-render": the picture is too large for the format
+ * @throws std::bad_alloc
+ */
+QByteArray Encode(QImage picture, const Encoding& encoding);
+
+} // namespace Korvel::Worker

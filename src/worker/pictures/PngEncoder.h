@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QByteArray>
+#include <QImage>
+
+namespace Korvel::Worker {
+
+/** What a PNG is made for. */
+enum class Compression {
+    Fast, ///< quickly made, and a little larger
+    Small ///< about a quarter smaller, and several times slower
+};
+
+/**
+ * The picture as a PNG with its resolution: 8 bits a sample, without transparency, gray where every
+ * pixel is gray.
+ *
+ * @param picture  of the format RGB32 or Grayscale8; what is packed small has its memory, if moved
+ * @throws RequestError  "cannot-render"
+ * @throws std::bad_alloc
+ */
+QByteArray EncodePng(QImage picture, Compression compression);
+
+} // namespace Korvel::Worker

@@ -1,0 +1,113 @@
+#include "LandlockRules.h"
+
+#include "Sanitizers.h"
+
+#include <cstdint>
+#include <future>
+
+#include <QScopeGuard>
+#include <QThreadPool>
+
+#include <fcntl.h>
+#include <linux/landlock.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace Korvel::Worker {
+
+namespace {
+
+// The kernel takes a longer one than it knows if the rest is zero; the system's header may be older
+// than the kernel.
+struct Handled
+{
+    std::uint64_t files = 0;
+    std::uint64_t network = 0;
+    std::uint64_t scopes = 0;
+};
+
+constexpr std::uint64_t toTruncate = 1U << 14;
+constexpr std::uint64_t toReadFolder = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_READ_DIR;
+constexpr std::uint64_t toWrite =
+    LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_MAKE_REG | LANDLOCK_ACCESS_FS_REMOVE_FILE;
+
+// Qt PDF looks into /usr/share and /usr/local/share. Fonts there may be links to other places
+// there.
+constexpr const char* readFolders[] = {
+    "/usr/share", "/usr/local/share",
+#if IS_SANITIZED
+    "/proc" // LeakSanitizer
+#endif
+};
+
+/** 0 where there is no Landlock. */
+int LandlockVersion()
+{
+    const long version = ::syscall(SYS_landlock_create_ruleset, nullptr, std::size_t(0),
+                                   LANDLOCK_CREATE_RULESET_VERSION);
+    return version < 0 ? 0 : int(version);
+}
+
+/** The rights to files that this version knows; each has added to those of the one before. */
+std::uint64_t RightsToFiles(int version)
+{
+    const int count = version >= 5 ? 16 : version >= 3 ? 15 : version == 2 ? 14 : 13;
+    return (std::uint64_t(1) << count) - 1;
+}
+
+Handled WhatIsLimited(int version, bool isWritingLimited)
+{
+    Handled handled;
+    handled.files = RightsToFiles(version);
+    if (!isWritingLimited)
+        handled.files &= ~(toWrite | toTruncate);
+    handled.network = version >= 4 ? 3 : 0; // binding and connecting
+    handled.scopes = version >= 6 ? 3 : 0;  // abstract sockets and signals
+    return handled;
+}
+
+/** Where the path cannot be opened, there is nothing to allow. */
+void Allow(int rules, const std::string& path, mode_t type, std::uint64_t rights)
+{
+    const int file = ::open(path.c_str(), O_PATH | O_CLOEXEC);
+    const auto closing = qScopeGuard([file] { ::close(file); });
+    struct stat status = {};
+    if (file < 0 || ::fstat(file, &status) != 0 || (status.st_mode & S_IFMT) != type)
+        return;
+    const landlock_path_beneath_attr rule = {rights, file};
+    ::syscall(SYS_landlock_add_rule, rules, LANDLOCK_RULE_PATH_BENEATH, &rule, 0);
+}
+
+bool Restrict(int rules)
+{
+    return ::syscall(SYS_landlock_restrict_self, rules, 0) == 0;
+}
+
+/** Threads share their memory, so one that is left out would be a way out for all. */
+bool RestrictThreadOfPool(int rules)
+{
+    std::promise<bool> done;
+    QThreadPool::globalInstance()->start([&] { done.set_value(Restrict(rules)); });
+    return done.get_future().get();
+}
+
+} // namespace
+
+bool LimitFileAccess(const std::string& input, const std::string& folder)
+{
+    const int version = LandlockVersion();
+    if (version == 0)
+        return false;
+    const Handled handled = WhatIsLimited(version, !folder.empty());
+    const int rules = int(::syscall(SYS_landlock_create_ruleset, &handled, sizeof(handled), 0));
+    const auto closing = qScopeGuard([rules] { ::close(rules); });
+    Allow(rules, input, S_IFREG, LANDLOCK_ACCESS_FS_READ_FILE);
+    for (const char* const fonts : readFolders)
+        Allow(rules, fonts, S_IFDIR, toReadFolder);
+    if (!folder.empty())
+        Allow(rules, folder, S_IFDIR, toWrite);
+    return RestrictThreadOfPool(rules) && Restrict(rules);
+}
+
+} // namespace Korvel::Worker

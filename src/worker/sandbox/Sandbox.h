@@ -1,0 +1,65 @@
+#pragma once
+
+#include "SeccompFilter.h"
+
+#include <string>
+#include <vector>
+
+namespace Korvel::Worker {
+
+/** What the process that looks at a document is given. */
+struct SandboxSettings
+{
+    /** MiB of address space. */
+    int memoryLimit = 1024;
+    /** Seconds of CPU time for each request. */
+    int timeLimit = 600;
+    /** The folder to write in, an absolute path; empty for any. */
+    std::string folder;
+};
+
+/** A way in which the process is kept from doing damage. */
+struct Measure
+{
+    const char* name;
+    bool isInForce;
+};
+
+/**
+ * Keeps a process from doing damage, whatever a document makes of it.
+ *
+ * One process looks at one document only, as what it may do can only become less.
+ */
+class Sandbox
+{
+public:
+    /**
+     * Takes from this process what neither it nor its children need, and makes ready what they will
+     * not find or load any more once they are inside. Needs a QCoreApplication.
+     */
+    explicit Sandbox(const SandboxSettings& settings);
+
+    /** Sets the limits of the process that will look at a document, the only thread of which calls.
+     */
+    void SetLimits();
+
+    /** Gives the next request its CPU time. A request that takes longer ends the process. */
+    void LimitTime() const;
+
+    /**
+     * Leaves the process nothing but what it takes to read the file `input`, or none, and to write
+     * results. Complains to standard error of what cannot be on this machine. After SetLimits;
+     * called once.
+     */
+    void Enter(const std::string& input);
+
+    /** All there are, once the sandbox has been entered. */
+    const std::vector<Measure>& Measures() const { return measures; }
+
+private:
+    const SandboxSettings settings;
+    const SeccompFilter systemCalls;
+    std::vector<Measure> measures;
+};
+
+} // namespace Korvel::Worker

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <vector>
+
+#include <linux/filter.h>
+
+namespace Korvel::Worker {
+
+/**
+ * Leaves a process the system calls that converting a document takes: no network, no other program,
+ * no other process, no further thread, no signal, no code that was not loaded before.
+ */
+class SeccompFilter
+{
+public:
+    /** Makes it, which takes longer than to load it. */
+    SeccompFilter();
+
+    /**
+     * Puts it in force, for all threads of this process and for good.
+     *
+     * @return false where that cannot be: an old kernel, a build with a sanitizer
+     */
+    bool Load() const;
+
+private:
+    std::vector<sock_filter> program;
+};
+
+} // namespace Korvel::Worker

@@ -1,0 +1,288 @@
+#include "JournalTotals.h"
+#include "JournalFile.h"
+#include "TotalsText.h"
+
+#include <gmock/gmock.h>
+
+#include <QJsonDocument>
+#include <QTemporaryFile>
+
+namespace Korvel::App {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Pair;
+
+constexpr char begun[] = R"({"event":"begun","time":"2026-11-22T09:00:00.000Z","version":1})";
+constexpr char endedAfterAMinute[] =
+    R"({"event":"ended","time":"2026-11-22T09:01:00.000Z","exitCode":10})";
+
+/** Takes lines, each on its own. */
+void Take(JournalTotals& journal, const std::vector<QByteArray>& lines)
+{
+    for (const QByteArray& line : lines)
+        journal.Take(QJsonDocument::fromJson(line).object());
+}
+
+Totals Of(const std::vector<QByteArray>& lines)
+{
+    JournalTotals journal;
+    Take(journal, lines);
+    return journal.Total();
+}
+
+QByteArray Begun(const QByteArray& time)
+{
+    return R"({"event":"begun","version":1,"time":"2026-11-22T)" + time + "Z\"}";
+}
+
+QByteArray Ended(const QByteArray& time, int exitCode)
+{
+    return R"({"event":"ended","time":"2026-11-22T)" + time + R"(Z","exitCode":)" +
+           QByteArray::number(exitCode) + '}';
+}
+
+QByteArray Planned(const QByteArray& file, int pages)
+{
+    return R"({"event":"planned","file":")" + file + R"(","results":[],"pages":)" +
+           QByteArray::number(pages) + '}';
+}
+
+QByteArray Failed(const QByteArray& file, const QByteArray& reason)
+{
+    return R"({"event":"failed","message":"","file":")" + file + R"(","reason":")" + reason + "\"}";
+}
+
+QByteArray Skipped(const QByteArray& file)
+{
+    return R"({"event":"skipped","file":")" + file + "\"}";
+}
+
+/** Of 1000 bytes a page. */
+QByteArray Done(const QByteArray& file, int pages, double seconds, const QByteArray& more = {})
+{
+    QByteArray results;
+    for (int page = 1; page <= pages; ++page)
+        results += QByteArray(page > 1 ? "," : "") + R"({"path":"p.png","bytes":1000,"page":)" +
+                   QByteArray::number(page) + '}';
+    return R"({"event":"done","file":")" + file + R"(","results":[)" + results + R"(],"seconds":)" +
+           QByteArray::number(seconds) + more + '}';
+}
+
+TEST(JournalTotals, CountsEachDocumentByTheLastLineAboutIt)
+{
+    const Totals total =
+        Of({begun, Planned("a", 2), Planned("b", 1), Planned("c", 1), Planned("d", 1),
+            R"({"event":"placing","path":"p.png","bytes":1000})", Done("a", 2, 1), Skipped("b"),
+            Failed("c", "damaged"), endedAfterAMinute});
+    EXPECT_EQ(total.Documents(), 4);
+    EXPECT_EQ(total.pending, 1);
+    EXPECT_EQ(total.done, 1);
+    EXPECT_EQ(total.skipped, 1);
+    EXPECT_THAT(total.failed, ElementsAre(Pair("damaged", 1)));
+    EXPECT_EQ(total.pages, 2);
+    EXPECT_EQ(total.files, 2);
+    EXPECT_EQ(total.bytes, 2000);
+}
+
+TEST(JournalTotals, ForgetsAFailureThatWasMadeUpFor)
+{
+    const Totals total =
+        Of({begun, Failed("a", "timed-out"), Failed("b", "timed-out"), Failed("c", "damaged"),
+            Ended("09:01:00.000", 10), Begun("09:02:00.000"), Done("a", 1, 1), Done("c", 1, 1)});
+    EXPECT_EQ(total.Documents(), 3);
+    EXPECT_EQ(total.done, 2);
+    EXPECT_THAT(total.failed, ElementsAre(Pair("timed-out", 1)));
+}
+
+TEST(JournalTotals, CountsADocumentThatIsDoneTwiceOnce)
+{
+    const Totals total =
+        Of({begun, Done("a", 3, 9, R"(,"repaired":true)"), Begun("09:02:00.000"), Done("a", 2, 1)});
+    EXPECT_EQ(total.done, 1);
+    EXPECT_EQ(total.repaired, 0);
+    EXPECT_EQ(total.pages, 2);
+    EXPECT_EQ(total.bytes, 2000);
+    ASSERT_EQ(total.slowest.size(), 1u);
+    EXPECT_EQ(total.slowest[0].seconds, 1);
+}
+
+TEST(JournalTotals, CountsAllPagesOfADocumentWhoseResultHoldsThemAll)
+{
+    const QByteArray done =
+        R"({"event":"done","file":"a","seconds":1,"results":[{"path":"a.txt","bytes":7}]})";
+    const Totals total = Of({begun, Planned("a", 30), done});
+    EXPECT_EQ(total.pages, 30);
+    EXPECT_EQ(total.files, 1);
+    EXPECT_EQ(total.bytes, 7);
+}
+
+TEST(JournalTotals, CountsRunsAndThoseThatWereKilled)
+{
+    const Totals total = Of({Begun("09:00:00.000"), Begun("09:10:00.000"),
+                             Ended("09:20:00.000", 143), Begun("09:30:00.000")});
+    EXPECT_EQ(total.journals, 1);
+    EXPECT_EQ(total.runs, 3);
+    EXPECT_EQ(total.runsWithoutEnd, 2);
+}
+
+TEST(JournalTotals, IsOverWhenTheLastRunHasLeftNothingToDo)
+{
+    JournalTotals journal;
+    EXPECT_FALSE(journal.IsOver());
+    for (const int exitCode : {0, 3, 10}) {
+        Take(journal, {Begun("09:00:00.000")});
+        EXPECT_FALSE(journal.IsOver());
+        Take(journal, {Ended("09:10:00.000", exitCode)});
+        EXPECT_TRUE(journal.IsOver()) << exitCode;
+    }
+    Take(journal, {Begun("09:20:00.000"), Ended("09:30:00.000", 130)});
+    EXPECT_FALSE(journal.IsOver());
+}
+
+TEST(JournalTotals, TakesARunThatWasKilledForAtWorkUpToItsLastLine)
+{
+    const Totals total =
+        Of({Begun("09:00:00.000"), R"({"event":"placing","time":"2026-11-22T09:00:01.500Z"})",
+            Begun("09:10:00.000"), Ended("09:10:02.000", 0)});
+    EXPECT_DOUBLE_EQ(total.SecondsAtWork(), 3.5);
+}
+
+TEST(JournalTotals, CountsTimeOnceInWhichSeveralRunsAreAtWork)
+{
+    Totals total = Of({Begun("09:00:10.000"), Ended("09:00:30.000", 0)});
+    total += Of({Begun("09:00:00.000"), Ended("09:00:20.000", 0)});
+    EXPECT_DOUBLE_EQ(total.SecondsAtWork(), 30);
+    total += Of({Begun("09:00:12.000"), Ended("09:00:13.000", 0)});
+    EXPECT_DOUBLE_EQ(total.SecondsAtWork(), 30) << "within the others";
+    total += Of({Begun("10:00:00.000"), Ended("10:00:01.000", 0)});
+    EXPECT_DOUBLE_EQ(total.SecondsAtWork(), 31);
+    total += Of({R"({"event":"begun"})"});
+    EXPECT_DOUBLE_EQ(total.SecondsAtWork(), 31) << "without a time";
+}
+
+TEST(JournalTotals, AddsJournalsUpWithoutComparingTheirDocuments)
+{
+    Totals total = Of({begun, Done("a", 1, 1), Failed("b", "damaged")});
+    total += Of({begun, Done("a", 2, 1, R"(,"repaired":true)"), Failed("b", "damaged"),
+                 Planned("c", 1), Skipped("d"), endedAfterAMinute});
+    EXPECT_EQ(total.journals, 2);
+    EXPECT_EQ(total.runs, 2);
+    EXPECT_EQ(total.runsWithoutEnd, 1);
+    EXPECT_EQ(total.Documents(), 6);
+    EXPECT_EQ(total.done, 2);
+    EXPECT_EQ(total.repaired, 1);
+    EXPECT_EQ(total.pending, 1);
+    EXPECT_EQ(total.skipped, 1);
+    EXPECT_EQ(total.pages, 3);
+    EXPECT_EQ(total.files, 3);
+    EXPECT_EQ(total.bytes, 3000);
+    EXPECT_THAT(total.failed, ElementsAre(Pair("damaged", 2)));
+}
+
+TEST(JournalTotals, NamesTheFiveSlowestDocumentsOfAllJournals)
+{
+    Totals total = Of({begun, Done("a", 1, 3), Done("b", 1, 9), Done("c", 1, 1), Done("d", 1, 7)});
+    total += Of({begun, Done("e", 1, 8), Done("f", 1, 2), Done("g", 1, 4)});
+    QString slowest;
+    for (const Totals::Slow& document : total.slowest)
+        slowest += document.file;
+    EXPECT_EQ(slowest, "bedga");
+}
+
+TEST(JournalTotals, LeavesEventsAloneThatItDoesNotKnow)
+{
+    const Totals total = Of({begun, R"({"event":"dreamt","file":"a"})"});
+    EXPECT_EQ(total.Documents(), 0);
+    EXPECT_EQ(total.runs, 1);
+}
+
+TEST(JournalTotals, TakesALastLineOnceItIsWhole)
+{
+    QTemporaryFile file;
+    ASSERT_TRUE(file.open());
+    const QByteArray done = Done("a", 1, 1) + '\n';
+    file.write(begun + QByteArray("\n") + done.left(20));
+    file.flush();
+    JournalTotals journal;
+    const auto take = [&journal](const QJsonObject& line) {
+        journal.Take(line);
+    };
+    const qint64 read = ReadJournal(file.fileName(), 0, take);
+    EXPECT_EQ(journal.Total().done, 0);
+    file.write(done.mid(20));
+    file.flush();
+    ReadJournal(file.fileName(), read, take);
+    EXPECT_EQ(journal.Total().done, 1);
+    EXPECT_EQ(journal.Total().runs, 1);
+}
+
+TEST(SummaryText, PutsNumbersIntoAColumnAndWhatTheyCountBehindIt)
+{
+    Totals summary = Of({begun, endedAfterAMinute});
+    summary.journals = 12;
+    summary.runs = 13;
+    summary.runsWithoutEnd = 2;
+    summary.pending = 4;
+    summary.done = 1234567;
+    summary.repaired = 3;
+    summary.failed = {{"damaged", 7}, {"empty", 1}, {"not-a-pdf", 11}};
+    summary.pages = 7000000;
+    summary.files = 6000000;
+    summary.bytes = 5'432'000'000;
+    summary.slowest = {{"a.pdf", 61.25, 300}, {"b\n.pdf", 9, 1}};
+    EXPECT_EQ(ToText(summary).toStdString(),
+              "          12 journals\n"
+              "          13 runs; 2 without an end: killed, or still at work\n"
+              "     0:01:00 at work\n"
+              "   1,234,590 documents\n"
+              "           4 to do\n"
+              "   1,234,567 done; 3 of them repaired, which want a look\n"
+              "           0 skipped\n"
+              "          19 failed\n"
+              "               11 not-a-pdf\n"
+              "                7 damaged\n"
+              "                1 empty\n"
+              "   7,000,000 pages, 116666.7 a second\n"
+              "   6,000,000 files of 5.4 GB\n"
+              "\n"
+              "The slowest:\n"
+              "        61.3 s for 300 pages of a.pdf\n"
+              "         9.0 s for 1 page of b\\x0a.pdf\n");
+}
+
+TEST(SummaryText, KnowsOneFromMany)
+{
+    Totals summary = Of({begun});
+    summary.done = 1;
+    summary.repaired = 1;
+    summary.pages = 1;
+    summary.files = 1;
+    summary.bytes = 1;
+    EXPECT_EQ(ToText(summary).toStdString(), "           1 journal\n"
+                                             "           1 run; 1 without an end: killed, or still "
+                                             "at work\n"
+                                             "     0:00:00 at work\n"
+                                             "           1 document\n"
+                                             "           0 to do\n"
+                                             "           1 done; 1 of them repaired, which wants a "
+                                             "look\n"
+                                             "           0 skipped\n"
+                                             "           0 failed\n"
+                                             "           1 page, 0.0 a second\n"
+                                             "           1 file of 1 byte\n");
+    EXPECT_EQ(ToLine(summary), "1 of 1 document done, 0 to do, 0 skipped, 0 failed; 1 page, 0.0 a "
+                               "second");
+}
+
+TEST(SummaryText, FitsALineWhereItHasToBeShort)
+{
+    const Totals summary = Of({begun, Planned("a", 1), Done("b", 60, 1), Skipped("c"), Skipped("d"),
+                               Failed("e", "damaged"), endedAfterAMinute});
+    EXPECT_EQ(ToLine(summary).toStdString(),
+              "1 of 5 documents done, 1 to do, 2 skipped, 1 failed; 60 pages, 1.0 a second");
+}
+
+} // namespace
+} // namespace Korvel::App
