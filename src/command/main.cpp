@@ -104,6 +104,7 @@ int main(int argc, char** argv)
     HidePassword(argc, argv);
     if (!parsed.options)
         return Tell(parsed);
+    std::signal(SIGPIPE, SIG_IGN); // from here on something would be left behind
     Interruption interruption;
     Application application(argc, argv);
     // File names are UTF-8 whatever the locale says.
