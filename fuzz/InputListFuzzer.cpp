@@ -1,10 +1,11 @@
 // A list of inputs, and the same bytes as a map from paths to passwords.
 
-#include "CommandLine.h"
 #include "Failure.h"
 #include "Fuzzing.h"
+#include "InputOptions.h"
 #include "Inputs.h"
 #include "Interruption.h"
+#include "PasswordOptions.h"
 #include "Passwords.h"
 #include "Text.h"
 
@@ -55,12 +56,12 @@ std::size_t CountOfNames(const std::string& text, bool isNulSeparated)
 void ReadList(const std::string& path, const std::string& text, bool isNulSeparated,
               const App::Interruption& interruption)
 {
-    App::CommandLine commandLine;
-    commandLine.listFile = path;
-    commandLine.isListNulSeparated = isNulSeparated;
+    App::InputOptions options;
+    options.list = path;
+    options.isListNulSeparated = isNulSeparated;
     std::size_t count = 0;
     try {
-        for (const App::Input& input : App::CollectInputs(commandLine, {}, interruption)) {
+        for (const App::Input& input : App::CollectInputs(options, {}, interruption)) {
             ++count;
             Fuzz::Require(!input.name.isEmpty() && App::IsUtf8(input.name.toStdString()),
                           "an input has a name to print");
@@ -83,10 +84,10 @@ bool IsMap(const std::vector<std::string>& lines)
 std::optional<App::Passwords> ReadMap(const std::string& path,
                                       const App::Interruption& interruption)
 {
-    App::CommandLine commandLine;
-    commandLine.passwordMap = path;
+    App::PasswordOptions options;
+    options.map = path;
     try {
-        return std::optional<App::Passwords>(std::in_place, commandLine, interruption);
+        return std::optional<App::Passwords>(std::in_place, options, interruption);
     } catch (const App::Failure& failure) {
         Fuzz::Require(failure.code == App::ExitCode::Password, "refused as a fault of the map");
         return std::nullopt;

@@ -66,16 +66,20 @@ int Tell(const ParseResult& parsed)
     return int(failure.code);
 }
 
-int Run(const CommandLine& commandLine, Console& console, Interruption& interruption)
+int Run(const Options& options, Console& console, Interruption& interruption)
 {
     try {
-        if (commandLine.version)
+        switch (options.command) {
+        case Options::Command::Version:
             return int(PrintVersion());
-        if (commandLine.cleanTemp)
-            return int(ConverterFactory::CleanUp(commandLine));
-        if (commandLine.summary)
-            return int(ReportCommand(*commandLine.summary, console, interruption).Run());
-        return int(Batch(commandLine, console, interruption).Run());
+        case Options::Command::CleanTemp:
+            return int(ConverterFactory::CleanUp(options.run.tempFolder));
+        case Options::Command::Report:
+            return int(ReportCommand(options.report, console, interruption).Run());
+        case Options::Command::Convert:
+            break;
+        }
+        return int(Batch(options, console, interruption).Run());
     } catch (const Failure& failure) {
         console.Failed({}, failure);
         return int(failure.code);
@@ -98,15 +102,16 @@ int main(int argc, char** argv)
     setrlimit(RLIMIT_CORE, &noCore);
     const ParseResult parsed = ParseCommandLine(argc, argv);
     HidePassword(argc, argv);
-    if (!parsed.commandLine)
+    if (!parsed.options)
         return Tell(parsed);
+    std::signal(SIGPIPE, SIG_IGN); // from here on something would be left behind
     Interruption interruption;
     Application application(argc, argv);
     // File names are UTF-8 whatever the locale says.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
-    StartLogging(argv[0], parsed.commandLine->verbosity);
-    Console console(*parsed.commandLine, interruption);
-    const int code = Run(*parsed.commandLine, console, interruption);
+    StartLogging(argv[0], parsed.options->console.verbosity);
+    Console console(parsed.options->console, interruption);
+    const int code = Run(*parsed.options, console, interruption);
     if (console.Close(code) || interruption.Signal() != 0)
         return code;
     console.Failed({}, StandardOutputFailure());

@@ -160,6 +160,16 @@ TEST_F(StreamsTest, AreNotReplacedWhereTheyAreFiles)
     EXPECT_FALSE(QFile::exists(Path("stream(2)")));
 }
 
+TEST_F(StreamsTest, MayBeReadByNobodyFromTheFirstMessageOn)
+{
+    MakeSample("one.pdf", 1);
+    const Outcome run = RunLine("mkfifo unread; exec 3<>unread 4>unread 3<&-;"
+                                "exec pdfconvert one.pdf -o one.png --password told 2>&4");
+    EXPECT_EQ(run.exitCode, 0) << "of a message before there is any worker";
+    EXPECT_TRUE(QFile::exists(Path("one.png")));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
 TEST_F(StreamsTest, GoOnWhereFilesMayGrowNoFurther)
 {
     MakeSample("one.pdf", 1);

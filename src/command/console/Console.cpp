@@ -40,11 +40,11 @@ bool HasColors()
     return IsOnTerminal() && (!refusal || *refusal == '\0');
 }
 
-ProgressStyle StyleFor(const CommandLine& commandLine)
+ProgressStyle StyleFor(const ConsoleOptions& options)
 {
-    if (commandLine.progress != ProgressStyle::Auto)
-        return commandLine.progress;
-    if (commandLine.quiet || commandLine.verbosity > 0)
+    if (options.progress != ProgressStyle::Auto)
+        return options.progress;
+    if (options.quiet || options.verbosity > 0)
         return ProgressStyle::None;
     return IsOnTerminal() ? ProgressStyle::Bar : ProgressStyle::Plain;
 }
@@ -61,12 +61,11 @@ QString Duration(qint64 seconds)
 
 } // namespace
 
-Console::Console(const CommandLine& commandLine, const Interruption& interruption)
+Console::Console(const ConsoleOptions& options, const Interruption& interruption)
     : interruption(interruption),
-      quiet(commandLine.quiet),
-      isDryRun(commandLine.dryRun),
-      json(commandLine.json),
-      style(StyleFor(commandLine)),
+      quiet(options.quiet),
+      json(options.json),
+      style(StyleFor(options)),
       hasColors(HasColors())
 {
 }
@@ -151,17 +150,25 @@ QString Console::ProgressText() const
 
 bool Console::Finished(const QString& name, const std::vector<Result>& results)
 {
+    // The files' sizes are of use to programs only.
+    return WritePaths(name, results, IsForPrograms() ? ToJson(results) : QJsonArray());
+}
+
+bool Console::Planned(const QString& name, const std::vector<Result>& results)
+{
+    return WritePaths(name, results, PlannedToJson(results));
+}
+
+bool Console::WritePaths(const QString& name, const std::vector<Result>& results,
+                         const QJsonArray& described)
+{
     Erase();
     QString lines;
     for (const Result& result : results)
         lines += result.path + QLatin1Char('\n');
     if (!json && !WriteResult(lines))
         return false;
-    const bool isForPrograms = json || style == ProgressStyle::Json;
-    const QJsonObject members{{QStringLiteral("file"), name},
-                              {QStringLiteral("results"), !isForPrograms ? QJsonArray()
-                                                          : isDryRun     ? PlannedToJson(results)
-                                                                         : ToJson(results)}};
+    const QJsonObject members{{"file", name}, {"results", described}};
     Emit("finished", members);
     Keep(members, true);
     return true;

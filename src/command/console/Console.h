@@ -1,6 +1,7 @@
 #pragma once
 
-#include "CommandLine.h"
+#include "ConsoleOptions.h"
+#include "Failure.h"
 #include "Result.h"
 
 #include <map>
@@ -31,7 +32,7 @@ class Interruption;
 class Console
 {
 public:
-    Console(const CommandLine& commandLine, const Interruption& interruption);
+    Console(const ConsoleOptions& options, const Interruption& interruption);
     ~Console();
 
     /** Says how much there is to convert. */
@@ -49,12 +50,11 @@ public:
     /** The conversion is over; what has come of it is told by others. */
     void End(int work);
 
-    /**
-     * Says that the results are in place, or where they would be.
-     *
-     * @return false when standard output did not take their paths
-     */
+    /** Says that the results are in place; false when standard output did not take their paths. */
     bool Finished(const QString& name, const std::vector<Result>& results);
+
+    /** Says where the results would be; false when standard output did not take their paths. */
+    bool Planned(const QString& name, const std::vector<Result>& results);
 
     /** Writes what a file holds to standard output; false when that did not take it whole. */
     bool Content(const QString& name, const QString& file);
@@ -81,6 +81,9 @@ private:
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
+    bool WritePaths(const QString& name, const std::vector<Result>& results,
+                    const QJsonArray& described);
+    bool IsForPrograms() const { return json || style == ProgressStyle::Json; }
     bool WriteResult(const QString& text) const;
     bool WriteFile(const QString& path) const;
     void Say(const QString& text) const;
@@ -93,7 +96,6 @@ private:
 
     const Interruption& interruption;
     const bool quiet;
-    const bool isDryRun;
     const bool json;
     const ProgressStyle style;
     const bool hasColors;

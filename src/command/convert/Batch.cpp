@@ -16,12 +16,14 @@
 
 namespace Korvel::App {
 
-Batch::Batch(const CommandLine& commandLine, Console& console, Interruption& interruption)
-    : commandLine(commandLine),
+Batch::Batch(const Options& options, Console& console, Interruption& interruption)
+    : options(options),
       console(console),
       interruption(interruption),
-      journal(commandLine.journal.empty() ? nullptr : std::make_unique<Journal>(commandLine)),
-      factory(commandLine, interruption, journal.get())
+      journal(options.journal.path.empty()
+                  ? nullptr
+                  : std::make_unique<Journal>(options.journal, options.output, options.pages)),
+      factory(options.run, options.output.onExists, interruption, journal.get())
 {
     if (journal)
         journal->Begin(QFileInfo(QString::fromStdString(factory.TempFolder())).fileName());
@@ -52,22 +54,23 @@ void Batch::End(int exitCode)
 
 ExitCode Batch::RunAll()
 {
-    if (commandLine.password)
+    if (options.passwords.password)
         console.Note("other users of this machine can see a password on the command line; "
                      "--password-file keeps it from them");
-    if (commandLine.keepTemp)
+    if (options.run.keepsTemporaries)
         console.Note(
             "temporary files stay in " + factory.TempFolder() +
             " and show what encrypted documents say; remove that folder when you are done");
-    const bool readsStandardInput = commandLine.inputs.contains(QStringLiteral("-"));
-    const std::vector<Input> inputs =
-        CollectInputs(commandLine, readsStandardInput ? factory.MakePrivateFolder() : std::string(),
-                      interruption);
+    const bool readsStandardInput =
+        std::count(options.input.paths.begin(), options.input.paths.end(), "-") > 0;
+    const std::vector<Input> inputs = CollectInputs(
+        options.input, readsStandardInput ? factory.MakePrivateFolder() : std::string(),
+        interruption);
     OpenAndPlan(inputs);
     CheckStandardOutput();
     if (journal)
         journal->Check(); // before anything is made
-    if (commandLine.dryRun || commandLine.inspect) {
+    if (options.run.isDry || options.run.inspects) {
         for (std::size_t next = 0; next < documents.size() && !IsToStop(); ++next)
             Attempt(documents[next]->GetInput(), [&] { Finish(*documents[next]); });
         interruption.Check();
@@ -89,33 +92,34 @@ void Batch::ReportInterruption(const QString& name)
 /** Where the results go; in the session folder when it is standard output that wants them. */
 OutputTemplate Batch::Output()
 {
-    if (!commandLine.WritesToStandardOutput()) {
-        const QFileInfo output(commandLine.output);
+    const QString format = QString::fromStdString(options.output.format);
+    if (!options.output.IsStandardOutput()) {
+        const QString path = QString::fromStdString(options.output.path);
+        const QFileInfo output(path);
         if (output.isDir() && !OutputTemplate::Formats().contains(output.suffix().toLower()))
             throw Failure(ExitCode::Usage, "usage",
-                          commandLine.output.toStdString() +
-                              " is a folder; put the results into it with -d");
-        return OutputTemplate::Parse(commandLine.output, commandLine.format);
+                          options.output.path + " is a folder; put the results into it with -d");
+        return OutputTemplate::Parse(path, format);
     }
     const QString folder = QString::fromStdString(factory.MakePrivateFolder());
     return OutputTemplate::Parse(QString(folder).replace(QLatin1Char('%'), QLatin1String("%%")) +
-                                     QStringLiteral("/standard-output.") + commandLine.format,
-                                 commandLine.format);
+                                     QStringLiteral("/standard-output.") + format,
+                                 format);
 }
 
 void Batch::OpenAndPlan(const std::vector<Input>& inputs)
 {
     // Not on the stack, whose remains nobody clears.
-    const auto passwords = std::make_unique<Passwords>(commandLine, interruption);
-    factory.PrepareWorkers(!commandLine.dryRun && !commandLine.inspect);
-    const auto output = commandLine.inspect ? std::nullopt : std::optional(Output());
+    const auto passwords = std::make_unique<Passwords>(options.passwords, interruption);
+    factory.PrepareWorkers(!options.run.isDry && !options.run.inspects);
+    const auto output = options.run.inspects ? std::nullopt : std::optional(Output());
     FindSources(inputs);
     if (journal)
         planned = journal->ReleasePlanned();
     for (const Input& input : inputs) {
         if (!IsToDo(input))
             continue;
-        auto document = std::make_unique<Document>(input, commandLine, sources, factory, console);
+        auto document = std::make_unique<Document>(input, options, sources, factory, console);
         const bool isPlanned = Attempt(input, [&] {
             interruption.Check();
             document->Open(*passwords);
@@ -124,7 +128,7 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
         });
         if (isPlanned) {
             documents.push_back(std::move(document));
-        } else if (commandLine.failFast) {
+        } else if (options.run.failsFast) {
             documents.clear();
             return;
         }
@@ -134,10 +138,10 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
 /** Only of use where files are replaced. */
 void Batch::FindSources(const std::vector<Input>& inputs)
 {
-    if (commandLine.onExists != OnExists::Overwrite)
+    if (options.output.onExists != OnExists::Overwrite)
         return;
-    for (const std::string& file : {commandLine.journal, commandLine.listFile,
-                                    commandLine.passwordFile, commandLine.passwordMap})
+    for (const std::string& file :
+         {options.journal.path, options.input.list, options.passwords.file, options.passwords.map})
         sources.Add(QString::fromStdString(file), QString::fromStdString(file));
     for (const Input& input : inputs)
         sources.Add(input.path, input.name);
@@ -184,9 +188,9 @@ void Batch::GiveUp(const Journal::Plan& plan)
 
 void Batch::CheckStandardOutput() const
 {
-    if (!commandLine.WritesToStandardOutput())
+    if (!options.output.IsStandardOutput())
         return;
-    if (!commandLine.dryRun && ::isatty(STDOUT_FILENO) == 1)
+    if (!options.run.isDry && ::isatty(STDOUT_FILENO) == 1)
         throw Failure(ExitCode::Usage, "usage",
                       "standard output is a terminal; send it to a file or a "
                       "program, or name a file with -o");
@@ -199,7 +203,7 @@ void Batch::CheckStandardOutput() const
 bool Batch::IsToStop() const
 {
     return interruption.Signal() != 0 ||
-           (commandLine.failFast && (hasAnyFailed || !failures.empty())) ||
+           (options.run.failsFast && (hasAnyFailed || !failures.empty())) ||
            (journal && !journal->IsSound());
 }
 
@@ -272,12 +276,13 @@ void Batch::Finish(const Document& document)
 bool Batch::WriteResults(const Document& document)
 {
     const QString& name = document.GetInput().name;
-    if (commandLine.inspect)
+    if (options.run.inspects)
         return console.Describe(name, document.Info());
-    if (!commandLine.WritesToStandardOutput())
-        return console.Finished(name, document.Results());
-    if (commandLine.dryRun)
-        return console.Finished(name, {{0, QStringLiteral("-")}});
+    if (!options.output.IsStandardOutput())
+        return options.run.isDry ? console.Planned(name, document.Results())
+                                 : console.Finished(name, document.Results());
+    if (options.run.isDry)
+        return console.Planned(name, {{0, QStringLiteral("-")}});
     return console.Content(name, document.Results().front().path);
 }
 
@@ -329,7 +334,7 @@ ExitCode Batch::Code(std::size_t inputs) const
         return ExitCode::PartlyFailed;
     const bool hasWarned = console.Warnings() > 0 || (journal && journal->HasRepaired());
     if (failures.empty())
-        return hasWarned && !commandLine.warningsAreFine ? ExitCode::Warnings : ExitCode::Done;
+        return hasWarned && !options.run.warningsAreFine ? ExitCode::Warnings : ExitCode::Done;
     const bool allAlike =
         failures.size() == inputs &&
         std::count(failures.begin(), failures.end(), failures.front()) == std::ptrdiff_t(inputs);

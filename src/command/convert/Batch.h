@@ -1,10 +1,10 @@
 #pragma once
 
-#include "CommandLine.h"
 #include "ConverterFactory.h"
 #include "Document.h"
 #include "InputFiles.h"
 #include "Journal.h"
+#include "Options.h"
 #include "PlannedPaths.h"
 
 #include <exception>
@@ -27,7 +27,7 @@ class Console;
 class Batch
 {
 public:
-    Batch(const CommandLine& commandLine, Console& console, Interruption& interruption);
+    Batch(const Options& options, Console& console, Interruption& interruption);
 
     /**
      * What went wrong with an input is reported, and the others go on.
@@ -63,7 +63,7 @@ private:
     void Fail(const Input& input, const Failure& failure);
     ExitCode Code(std::size_t inputs) const;
 
-    const CommandLine& commandLine;
+    const Options& options;
     Console& console;
     Interruption& interruption;
     /** Null when nothing is to be written down. */

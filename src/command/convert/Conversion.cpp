@@ -37,13 +37,13 @@ const char* WhyNotWritten(const QString& path)
 } // namespace
 
 Conversion::Conversion(Task task, const QString& name, std::vector<PlannedResult>& results,
-                       PlannedPaths& planned, const CommandLine& commandLine,
-                       ConverterFactory& factory, Console& console)
+                       PlannedPaths& planned, const Options& options, ConverterFactory& factory,
+                       Console& console)
     : task(std::move(task)),
       name(name),
       results(results),
       planned(planned),
-      commandLine(commandLine),
+      options(options),
       factory(factory),
       console(console)
 {
@@ -163,10 +163,10 @@ Failure Conversion::CopyFailure() const
 void Conversion::ConnectToChain()
 {
     AbstractConverter* const sender = chain.get();
-    if (commandLine.timeout > 0) {
+    if (options.run.timeout > 0) {
         QObject::connect(&alarm, &QTimer::timeout, sender, [this] { TimeIsUp(); });
         alarm.setSingleShot(true);
-        alarm.start(int(commandLine.timeout * 1000));
+        alarm.start(int(options.run.timeout * 1000));
     }
     QObject::connect(sender, &AbstractConverter::ConvertationProgress, &context,
                      [this](const QString&, double progress) { console.Progress(work, progress); });
@@ -232,12 +232,12 @@ bool Conversion::IsToBeMadeAgain(const QString& path) const
     Journal* const journal = factory.GetJournal();
     const bool isOwn = journal && journal->HasPlaced(path);
     const bool isTaken = !isOwn && factory.FileSystem().Exists(ioPath(path.toStdString()));
-    if (!isTaken || commandLine.onExists == OnExists::Overwrite)
+    if (!isTaken || options.output.onExists == OnExists::Overwrite)
         throw Failure(ExitCode::Output, "cannot-write",
                       "cannot write " + path.toStdString() + "; " + WhyNotWritten(path));
-    if (commandLine.onExists == OnExists::Fail)
+    if (options.output.onExists == OnExists::Fail)
         throw ExistsFailure(path);
-    return commandLine.onExists == OnExists::Number;
+    return options.output.onExists == OnExists::Number;
 }
 
 /** Throws where the round did not come to them. */

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "AbstractConverter.h"
-#include "CommandLine.h"
 #include "Console.h"
 #include "Failure.h"
+#include "Options.h"
 #include "OutputTemplate.h"
 #include "PlannedPaths.h"
 
@@ -41,7 +41,7 @@ public:
      * @param planned  gets the paths that are chosen anew, as other programs have taken them
      */
     Conversion(Task task, const QString& name, std::vector<PlannedResult>& results,
-               PlannedPaths& planned, const CommandLine& commandLine, ConverterFactory& factory,
+               PlannedPaths& planned, const Options& options, ConverterFactory& factory,
                Console& console);
 
     /**
@@ -73,7 +73,7 @@ private:
     const QString name;
     std::vector<PlannedResult>& results;
     PlannedPaths& planned;
-    const CommandLine& commandLine;
+    const Options& options;
     ConverterFactory& factory;
     Console& console;
 

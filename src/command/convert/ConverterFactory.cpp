@@ -9,6 +9,7 @@
 #include "LocalFileSystem.h"
 #include "PageFanOut.h"
 #include "PlannedFileSystem.h"
+#include "RunOptions.h"
 #include "SessionFolder.h"
 #include "TempFileWrapper.h"
 #include "UnencryptDocWrapper.h"
@@ -32,14 +33,14 @@ using PDF::Converter::WorkerConverter;
 
 namespace {
 
-std::string FolderForSessions(const CommandLine& commandLine)
+std::string FolderForSessions(const std::string& tempFolder)
 {
-    return commandLine.tempDir.empty() ? PDF::SessionFolder::DefaultParent() : commandLine.tempDir;
+    return tempFolder.empty() ? PDF::SessionFolder::DefaultParent() : tempFolder;
 }
 
-std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const CommandLine& commandLine)
+std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const std::string& tempFolder)
 {
-    const std::string parent = FolderForSessions(commandLine);
+    const std::string parent = FolderForSessions(tempFolder);
     std::string error;
     std::shared_ptr<PDF::SessionFolder> session = PDF::SessionFolder::Create(parent, error);
     if (!session)
@@ -49,37 +50,36 @@ std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const CommandLine& command
     return session;
 }
 
-PDF::WorkerSettings ToSettings(const CommandLine& commandLine, const std::string& folder)
+PDF::WorkerSettings ToSettings(const RunOptions& options, const std::string& folder)
 {
     PDF::WorkerSettings settings;
     settings.folder = QString::fromStdString(folder);
-    if (commandLine.timeout > 0)
+    if (options.timeout > 0)
         settings.deadline =
-            std::chrono::milliseconds(std::chrono::milliseconds::rep(commandLine.timeout * 1000));
-    if (commandLine.memoryLimit > 0)
-        settings.memoryLimit = commandLine.memoryLimit;
+            std::chrono::milliseconds(std::chrono::milliseconds::rep(options.timeout * 1000));
+    if (options.memoryLimit > 0)
+        settings.memoryLimit = options.memoryLimit;
     return settings;
 }
 
 } // namespace
 
-ConverterFactory::ConverterFactory(const CommandLine& commandLine, Interruption& interruption,
-                                   Journal* journal)
-    : jobs(std::size_t(
-          std::max(commandLine.jobs > 0 ? commandLine.jobs : QThread::idealThreadCount(), 1))),
+ConverterFactory::ConverterFactory(const RunOptions& options, OnExists onExists,
+                                   Interruption& interruption, Journal* journal)
+    : jobs(std::size_t(std::max(options.jobs > 0 ? options.jobs : QThread::idealThreadCount(), 1))),
       interruption(interruption),
       journal(journal),
       names(std::make_shared<PDF::UuidFileNameGenerator>()),
-      session(MakeSessionFolder(commandLine)),
-      workerSettings(ToSettings(commandLine, session->Path())),
+      session(MakeSessionFolder(options.tempFolder)),
+      workerSettings(ToSettings(options, session->Path())),
       fileSystem(std::make_shared<PDF::LocalFileSystem>(session)),
       resultFileSystem(fileSystem),
       provider(std::make_shared<PDF::WorkerPdfProvider>(workerSettings)),
       copyProvider(provider),
       workers(std::make_shared<PDF::WorkerPool>(workerSettings, int(jobs)))
 {
-    PutResultsWherePlanned(commandLine.onExists);
-    if (commandLine.keepTemp)
+    PutResultsWherePlanned(onExists);
+    if (options.keepsTemporaries)
         KeepTemporaries();
     interruption.OnSignal([this, signals = 0]() mutable {
         // The provider is told at once, since the main thread may be waiting for its answer.
@@ -133,9 +133,9 @@ ConverterFactory::~ConverterFactory()
     interruption.OnSignal({});
 }
 
-ExitCode ConverterFactory::CleanUp(const CommandLine& commandLine)
+ExitCode ConverterFactory::CleanUp(const std::string& tempFolder)
 {
-    const std::string parent = FolderForSessions(commandLine);
+    const std::string parent = FolderForSessions(tempFolder);
     std::error_code problem;
     const std::filesystem::directory_iterator opened(parent, problem);
     if (problem)

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "CommandLine.h"
+#include "Failure.h"
+#include "OnExists.h"
 #include "WorkerProcess.h"
 
 #include <chrono>
@@ -30,6 +31,7 @@ namespace App {
 
 class Interruption;
 class Journal;
+struct RunOptions;
 
 /**
  * What documents are opened and converted with, one for a run of the command: the session folder,
@@ -39,10 +41,12 @@ class ConverterFactory
 {
 public:
     /**
-     * @param journal  what results are written down in; null for none
+     * @param onExists  what becomes of files at the results' paths
+     * @param journal   what results are written down in; null for none
      * @throws Failure  Output: no folder for temporary files, or none that can be kept
      */
-    ConverterFactory(const CommandLine& commandLine, Interruption& interruption, Journal* journal);
+    ConverterFactory(const RunOptions& options, OnExists onExists, Interruption& interruption,
+                     Journal* journal);
 
     /** Ends the workers, and removes everything temporary. */
     ~ConverterFactory();
@@ -50,9 +54,10 @@ public:
     /**
      * Removes what killed runs have left, and prints the paths.
      *
+     * @param tempFolder  where their session folders are; empty for the default
      * @throws Failure  Output: there is no such folder, or none that may be listed
      */
-    static ExitCode CleanUp(const CommandLine& commandLine);
+    static ExitCode CleanUp(const std::string& tempFolder);
 
     /**
      * Starts workers to open and, if that is to come, to convert documents, so that the first one

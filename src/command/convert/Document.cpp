@@ -24,9 +24,9 @@ constexpr int passwordTries = 3;
 
 } // namespace
 
-Document::Document(const Input& input, const CommandLine& commandLine, const InputFiles& sources,
+Document::Document(const Input& input, const Options& options, const InputFiles& sources,
                    ConverterFactory& factory, Console& console)
-    : input(input), commandLine(commandLine), sources(sources), factory(factory), console(console)
+    : input(input), options(options), sources(sources), factory(factory), console(console)
 {
 }
 
@@ -102,13 +102,13 @@ PDF::OpenFailure Document::WhyOpenFailed() const
 void Document::ChoosePages(const OutputTemplate& output)
 {
     format = output.Format();
-    pages = PageRanges::Parse(commandLine.pages).Choose(info.pages);
+    pages = PageRanges::Parse(options.pages.ranges).Choose(info.pages);
 }
 
 /** Where the results of a document of so many pages go, by page, when nothing is there. */
 std::map<int, QString> Document::WantedPaths(const OutputTemplate& output, int pageCount) const
 {
-    const std::vector<int> chosen = PageRanges::Parse(commandLine.pages).Choose(pageCount);
+    const std::vector<int> chosen = PageRanges::Parse(options.pages.ranges).Choose(pageCount);
     const bool needsNumber = output.MakesPictures() && !output.HasPageNumber() && chosen.size() > 1;
     const OutputTemplate path = needsNumber ? output.WithPageNumber(pageCount) : output;
     if (!path.HasPageNumber()) {
@@ -164,15 +164,15 @@ void Document::PlanResult(int page, const QString& wanted, PlannedPaths& planned
     CheckTarget(wanted);
     QString path = wanted;
     // Of many for standard output, the one result that it takes is asked for later.
-    if (commandLine.onExists == OnExists::Number || commandLine.WritesToStandardOutput()) {
+    if (options.output.onExists == OnExists::Number || options.output.IsStandardOutput()) {
         path = planned.FindFree(wanted, fileSystem);
     } else if (const QString other = planned.InputOf(wanted); !other.isNull()) {
         throw Failure(ExitCode::Exists, "exists",
                       "its result " + wanted.toStdString() + " would meet that of " +
                           other.toStdString() + "; put %s, the input's name, into the output");
-    } else if (commandLine.onExists != OnExists::Overwrite &&
+    } else if (options.output.onExists != OnExists::Overwrite &&
                fileSystem.Exists(ioPath(wanted.toStdString()))) {
-        if (commandLine.onExists == OnExists::Fail)
+        if (options.output.onExists == OnExists::Fail)
             throw ExistsFailure(wanted);
         return;
     }
@@ -184,7 +184,7 @@ void Document::PlanResult(int page, const QString& wanted, PlannedPaths& planned
 
 void Document::Convert(PlannedPaths& planned, Conversion::Receiver ended)
 {
-    conversion = std::make_unique<Conversion>(MakeTask(), input.name, results, planned, commandLine,
+    conversion = std::make_unique<Conversion>(MakeTask(), input.name, results, planned, options,
                                               factory, console);
     ::explicit_bzero(password.data(), password.size());
     sinceConvert.start();
@@ -199,15 +199,15 @@ Conversion::Task Document::MakeTask() const
     Conversion::Task task;
     task.type = format;
     task.source = input.path;
-    task.options["gray"] = commandLine.gray;
-    if (commandLine.size.isEmpty())
-        task.options["resolution"] = commandLine.resolution;
+    task.options["gray"] = options.pages.gray;
+    if (options.pages.size.isEmpty())
+        task.options["resolution"] = options.pages.resolution;
     else
-        task.options["size"] = commandLine.size;
-    if (commandLine.quality > 0)
-        task.options["quality"] = commandLine.quality;
-    if (!commandLine.compression.empty())
-        task.options["compression"] = QString::fromStdString(commandLine.compression);
+        task.options["size"] = options.pages.size;
+    if (options.pages.quality > 0)
+        task.options["quality"] = options.pages.quality;
+    if (!options.pages.compression.empty())
+        task.options["compression"] = QString::fromStdString(options.pages.compression);
     if (info.encrypted || info.repaired) {
         task.options["need_export"] = true;
         task.options["password"] = password;

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "CommandLine.h"
 #include "Console.h"
 #include "Conversion.h"
 #include "Inputs.h"
 #include "Journal.h"
+#include "Options.h"
 #include "OutputTemplate.h"
 #include "PlannedPaths.h"
 #include "WorkerPdfProvider.h"
@@ -32,7 +32,7 @@ class InputFiles;
 class Document
 {
 public:
-    Document(const Input& input, const CommandLine& commandLine, const InputFiles& sources,
+    Document(const Input& input, const Options& options, const InputFiles& sources,
              ConverterFactory& factory, Console& console);
 
     const Input& GetInput() const { return input; }
@@ -85,7 +85,7 @@ private:
     Conversion::Task MakeTask() const;
 
     const Input input;
-    const CommandLine& commandLine;
+    const Options& options;
     const InputFiles& sources;
     ConverterFactory& factory;
     Console& console;

@@ -1,6 +1,7 @@
 #include "Inputs.h"
 
-#include "CommandLine.h"
+#include "Failure.h"
+#include "InputOptions.h"
 #include "Reading.h"
 #include "Text.h"
 
@@ -101,27 +102,26 @@ std::string_view NameIn(std::string_view line, bool isFirst)
 }
 
 /** Adds what the list names of the share that is wanted; whether it names anything at all. */
-bool AddFromList(std::vector<Input>& inputs, const CommandLine& commandLine,
+bool AddFromList(std::vector<Input>& inputs, const InputOptions& options,
                  const Interruption& interruption)
 {
     bool namesAny = false;
     bool isFirst = true;
     const auto take = [&](std::string_view piece) {
-        const bool isLine = !commandLine.isListNulSeparated;
+        const bool isLine = !options.isListNulSeparated;
         const std::string_view path = isLine ? NameIn(piece, isFirst) : piece;
         isFirst = false;
         if (path.empty())
             return;
         namesAny = true;
-        if (!commandLine.shard || commandLine.shard->Has(path))
+        if (!options.shard || options.shard->Has(path))
             inputs.push_back(FromPath(std::string(path)));
     };
     try {
-        ReadPieces(commandLine.listFile, commandLine.isListNulSeparated ? '\0' : '\n', interruption,
-                   take);
+        ReadPieces(options.list, options.isListNulSeparated ? '\0' : '\n', interruption, take);
     } catch (const std::system_error& error) {
         throw Failure(ExitCode::Input, "unreadable",
-                      commandLine.listFile + ": cannot read the list: " + error.code().message());
+                      options.list + ": cannot read the list: " + error.code().message());
     }
     return namesAny;
 }
@@ -141,18 +141,16 @@ void RefuseRelative(std::vector<Input>& inputs)
 
 } // namespace
 
-std::vector<Input> CollectInputs(const CommandLine& commandLine, const std::string& tempFolder,
+std::vector<Input> CollectInputs(const InputOptions& options, const std::string& tempFolder,
                                  const Interruption& interruption)
 {
     std::vector<Input> inputs;
-    for (const QString& given : commandLine.inputs)
-        inputs.push_back(given == QLatin1String("-") ? FromStandardInput(tempFolder, interruption)
-                                                     : FromPath(given.toStdString()));
-    const bool isListEmpty =
-        !commandLine.listFile.empty() && !AddFromList(inputs, commandLine, interruption);
+    for (const std::string& given : options.paths)
+        inputs.push_back(given == "-" ? FromStandardInput(tempFolder, interruption)
+                                      : FromPath(given));
+    const bool isListEmpty = !options.list.empty() && !AddFromList(inputs, options, interruption);
     if (isListEmpty && inputs.empty())
-        throw Failure(ExitCode::Input, "no-input",
-                      commandLine.listFile + ": the list names no file");
+        throw Failure(ExitCode::Input, "no-input", options.list + ": the list names no file");
     RefuseRelative(inputs);
     return inputs;
 }

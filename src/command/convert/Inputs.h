@@ -7,8 +7,8 @@
 
 namespace Korvel::App {
 
-struct CommandLine;
 class Interruption;
+struct InputOptions;
 
 /** One document to convert. */
 struct Input
@@ -24,7 +24,7 @@ struct Input
 };
 
 /**
- * The inputs of the command line, and then those of its list, in their order.
+ * The documents that were named, and then those of its list, in their order.
  *
  * What comes from standard input is written to a new file in `tempFolder`.
  *
@@ -32,7 +32,7 @@ struct Input
  *                  Output: no space for what standard input gives
  * @throws Interrupted  a signal came meanwhile
  */
-std::vector<Input> CollectInputs(const CommandLine& commandLine, const std::string& tempFolder,
+std::vector<Input> CollectInputs(const InputOptions& options, const std::string& tempFolder,
                                  const Interruption& interruption);
 
 } // namespace Korvel::App

@@ -1,8 +1,9 @@
 #include "Passwords.h"
 
-#include "CommandLine.h"
+#include "Failure.h"
 #include "Inputs.h"
 #include "Interruption.h"
+#include "PasswordOptions.h"
 #include "Reading.h"
 
 #include <algorithm>
@@ -112,14 +113,14 @@ std::string AbsolutePath(const QString& path)
 
 } // namespace
 
-Passwords::Passwords(const CommandLine& commandLine, const Interruption& interruption)
+Passwords::Passwords(const PasswordOptions& options, const Interruption& interruption)
     : interruption(interruption),
-      mayAsk(!commandLine.noInput),
-      general(ReadGeneral(commandLine)),
-      byPath(ReadMap(commandLine.passwordMap))
+      mayAsk(!options.neverAsks),
+      general(ReadGeneral(options)),
+      byPath(ReadMap(options.map))
 {
     const auto byDefault = TakeVariable(defaultVariable);
-    if (!commandLine.askPassword) {
+    if (!options.asksFirst) {
         general = general ? general : byDefault;
     } else if (const auto answer = Ask("Password: ")) {
         typed = {*answer};
@@ -129,23 +130,23 @@ Passwords::Passwords(const CommandLine& commandLine, const Interruption& interru
     }
 }
 
-std::optional<std::string> Passwords::ReadGeneral(const CommandLine& commandLine) const
+std::optional<std::string> Passwords::ReadGeneral(const PasswordOptions& options) const
 {
-    if (commandLine.password)
-        return *commandLine.password;
-    if (!commandLine.passwordFile.empty()) {
-        const std::string& file = commandLine.passwordFile;
+    if (options.password)
+        return *options.password;
+    if (!options.file.empty()) {
+        const std::string& file = options.file;
         return FirstLine(TextOf(file == "-" ? "standard input" : file,
                                 [&] { return ReadAll(file, interruption); }));
     }
-    if (commandLine.passwordDescriptor >= 0) {
-        const int descriptor = commandLine.passwordDescriptor;
+    if (options.descriptor >= 0) {
+        const int descriptor = options.descriptor;
         ::fcntl(descriptor, F_SETFD, FD_CLOEXEC); // it is for no other program
         return FirstLine(TextOf("file descriptor " + std::to_string(descriptor),
                                 [&] { return ReadAll(descriptor, interruption); }));
     }
-    if (!commandLine.passwordVariable.empty()) {
-        const std::string& variable = commandLine.passwordVariable;
+    if (!options.variable.empty()) {
+        const std::string& variable = options.variable;
         auto password = TakeVariable(variable.c_str());
         if (!password)
             throw Failure(ExitCode::Password, "password-not-given",

@@ -7,9 +7,9 @@
 
 namespace Korvel::App {
 
-struct CommandLine;
-struct Input;
 class Interruption;
+struct Input;
+struct PasswordOptions;
 
 /**
  * The passwords that may open the inputs: given on the command line, by a map from paths, or typed
@@ -21,14 +21,14 @@ class Passwords
 {
 public:
     /**
-     * Reads what the command line names. Environment variables are removed once they were read, so
+     * Reads what the options name. Environment variables are removed once they were read, so
      * that no child process sees them.
      *
      * @throws Failure      Password: a file, descriptor or variable cannot be read, a line of the
      *                      map is no entry, or there is no terminal to ask on
      * @throws Interrupted  a signal came meanwhile
      */
-    Passwords(const CommandLine& commandLine, const Interruption& interruption);
+    Passwords(const PasswordOptions& options, const Interruption& interruption);
 
     /** Those to try for an input, the likeliest first; at least one, if only the empty one. */
     std::vector<std::string> KnownFor(const Input& input) const;
@@ -48,7 +48,7 @@ public:
 
 private:
     bool IsGivenFor(const Input& input) const;
-    std::optional<std::string> ReadGeneral(const CommandLine& commandLine) const;
+    std::optional<std::string> ReadGeneral(const PasswordOptions& options) const;
     std::map<std::string, std::string> ReadMap(const std::string& file) const;
     std::optional<std::string> Ask(const std::string& prompt) const;
 

@@ -1,8 +1,11 @@
 #include "Journal.h"
 
-#include "CommandLine.h"
+#include "Failure.h"
 #include "FileDescriptor.h"
 #include "JournalFile.h"
+#include "JournalOptions.h"
+#include "OutputOptions.h"
+#include "PageOptions.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -42,23 +45,22 @@ QString WordFor(OnExists what)
 }
 
 /** What decides which files there are in the end, and what is in them. */
-QJsonObject SettingsOf(const CommandLine& commandLine)
+QJsonObject SettingsOf(const OutputOptions& output, const PageOptions& pages)
 {
     QJsonObject settings{
         {QStringLiteral("folder"), QDir::currentPath()},
-        {QStringLiteral("output"), commandLine.output},
-        {QStringLiteral("format"), commandLine.format},
-        {QStringLiteral("on-exists"), WordFor(commandLine.onExists)},
-        {QStringLiteral("pages"), QString::fromStdString(commandLine.pages)},
-        {QStringLiteral("gray"), commandLine.gray},
-        {QStringLiteral("quality"), commandLine.quality},
-        {QStringLiteral("compression"), QString::fromStdString(commandLine.compression)}};
-    const bool isFitted = !commandLine.size.isEmpty();
-    settings[QStringLiteral("resolution")] = isFitted ? 0 : commandLine.resolution;
+        {QStringLiteral("output"), QString::fromStdString(output.path)},
+        {QStringLiteral("format"), QString::fromStdString(output.format)},
+        {QStringLiteral("on-exists"), WordFor(output.onExists)},
+        {QStringLiteral("pages"), QString::fromStdString(pages.ranges)},
+        {QStringLiteral("gray"), pages.gray},
+        {QStringLiteral("quality"), pages.quality},
+        {QStringLiteral("compression"), QString::fromStdString(pages.compression)}};
+    const bool isFitted = !pages.size.isEmpty();
+    settings[QStringLiteral("resolution")] = isFitted ? 0 : pages.resolution;
     settings[QStringLiteral("size")] =
-        !isFitted
-            ? QString()
-            : QStringLiteral("%1x%2").arg(commandLine.size.width()).arg(commandLine.size.height());
+        !isFitted ? QString()
+                  : QStringLiteral("%1x%2").arg(pages.size.width()).arg(pages.size.height());
     return settings;
 }
 
@@ -101,10 +103,11 @@ std::string HolderOf(const QString& path)
 
 } // namespace
 
-Journal::Journal(const CommandLine& commandLine)
-    : path(QString::fromStdString(commandLine.journal)),
-      retriesFailed(commandLine.retriesFailed),
-      settings(SettingsOf(commandLine)),
+Journal::Journal(const JournalOptions& options, const OutputOptions& output,
+                 const PageOptions& pages)
+    : path(QString::fromStdString(options.path)),
+      retriesFailed(options.retriesFailed),
+      settings(SettingsOf(output, pages)),
       file(path)
 {
     Open();

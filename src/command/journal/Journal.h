@@ -18,7 +18,9 @@
 
 namespace Korvel::App {
 
-struct CommandLine;
+struct JournalOptions;
+struct OutputOptions;
+struct PageOptions;
 
 /**
  * Writes down what becomes of each document, so that a run that is killed can be started again and
@@ -47,12 +49,13 @@ public:
     };
 
     /**
-     * Takes the journal of the command line, and reads what earlier runs have written.
+     * Takes the journal, and reads what earlier runs have written.
      *
+     * @param output, pages  the settings, which have to be those of the run that began the journal
      * @throws Failure  Output: another run has it, or it cannot be written; Input: it is no
      *                  journal; Usage: it was begun with other settings
      */
-    explicit Journal(const CommandLine& commandLine);
+    Journal(const JournalOptions& options, const OutputOptions& output, const PageOptions& pages);
 
     /**
      * Writes down that a run begins, and removes what a killed one was just putting in place.

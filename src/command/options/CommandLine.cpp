@@ -42,94 +42,104 @@ OnExists ToOnExists(const std::string& word)
 }
 
 /** The template that -o, -d and -f come to. */
-QString OutputOf(const Arguments& arguments, QString& format)
+std::string OutputOf(const std::string& path, const std::string& folder, std::string& format)
 {
-    QString output = QString::fromStdString(arguments.output);
-    if (arguments.folder.empty())
-        return output;
-    const QString folder = QString::fromStdString(arguments.folder).replace('%', "%%") + '/';
-    if (!output.isEmpty())
-        return folder + output;
-    if (format.isEmpty())
-        format = QStringLiteral("png");
-    const bool isPicture = OutputTemplate::IsPictureFormat(format);
-    return folder + (isPicture ? QStringLiteral("%s-%d.") : QStringLiteral("%s.")) + format;
+    if (folder.empty())
+        return path;
+    const QString escaped = QString::fromStdString(folder).replace('%', "%%") + '/';
+    if (!path.empty())
+        return escaped.toStdString() + path;
+    if (format.empty())
+        format = "png";
+    const bool isPicture = OutputTemplate::IsPictureFormat(QString::fromStdString(format));
+    return escaped.toStdString() + (isPicture ? "%s-%d." : "%s.") + format;
 }
 
-/** Whether to print something and end; complains about what else would be left undone. */
-bool IsOnlyPrinted(const Arguments& arguments)
+/** Whether to do something that needs no input; complains about what else would be left undone. */
+bool NeedsNoInput(const Arguments& arguments)
 {
-    const CommandLine& line = arguments.line;
-    const bool isOnly = line.cleanTemp != line.version && !line.json && arguments.inputs.empty() &&
-                        line.listFile.empty();
-    if ((line.cleanTemp || line.version) && !isOnly)
+    const InputOptions& input = arguments.options.input;
+    const bool isOnly = arguments.cleanTemp != arguments.version &&
+                        !arguments.options.console.json && input.paths.empty() &&
+                        input.list.empty();
+    if ((arguments.cleanTemp || arguments.version) && !isOnly)
         throw Failure(ExitCode::Usage, "usage",
-                      std::string(line.cleanTemp ? "--clean-temp" : "--version") +
+                      std::string(arguments.cleanTemp ? "--clean-temp" : "--version") +
                           " does nothing else; leave inputs and --json away");
     return isOnly;
 }
 
 /** Takes over what CLI11 has no type for, and complains about what does not go together. */
-CommandLine Complete(const Arguments& arguments)
+Options Complete(const Arguments& arguments)
 {
     const auto refuse = [](const std::string& message) {
         throw Failure(ExitCode::Usage, "usage", message);
     };
-    CommandLine line = arguments.line;
-    if (IsOnlyPrinted(arguments))
-        return line;
-    for (const std::string& input : arguments.inputs)
-        line.inputs.append(QString::fromStdString(input));
-    if (line.inputs.isEmpty() && line.listFile.empty())
+    Options options = arguments.options;
+    if (NeedsNoInput(arguments)) {
+        options.command =
+            arguments.version ? Options::Command::Version : Options::Command::CleanTemp;
+        return options;
+    }
+    InputOptions& input = options.input;
+    OutputOptions& output = options.output;
+    const PasswordOptions& passwords = options.passwords;
+    const RunOptions& run = options.run;
+    const auto standardInputs = std::count(input.paths.begin(), input.paths.end(), "-");
+    if (input.paths.empty() && input.list.empty())
         refuse("there is no INPUT; name the PDFs to convert");
-    if (line.inputs.count(QStringLiteral("-")) + int(line.listFile == "-") +
-            int(line.passwordFile == "-") + int(line.passwordMap == "-") +
-            int(line.passwordDescriptor == 0) >
+    if (standardInputs + int(input.list == "-") + int(passwords.file == "-") +
+            int(passwords.map == "-") + int(passwords.descriptor == 0) >
         1)
         refuse("standard input can be read only once; it is named by several '-'");
-    if (line.isListNulSeparated && line.listFile.empty())
+    if (input.isListNulSeparated && input.list.empty())
         refuse("-0 goes with --from-list only");
-    line.shard = Shard::Parse(arguments.shard);
-    if (line.shard && (line.listFile.empty() || !line.inputs.isEmpty()))
+    input.shard = Shard::Parse(arguments.shard);
+    if (input.shard && (input.list.empty() || !input.paths.empty()))
         refuse("--shard goes with --from-list only, and with no INPUT: every run would convert it");
 
-    if (line.retriesFailed && line.journal.empty())
+    if (options.journal.retriesFailed && options.journal.path.empty())
         refuse("--retry-failed goes with --journal only");
-    if (!line.journal.empty() && (line.dryRun || line.inspect || line.failFast ||
-                                  arguments.output == "-" || line.inputs.contains("-")))
+    if (!options.journal.path.empty() && (run.isDry || run.inspects || run.failsFast ||
+                                          output.IsStandardOutput() || standardInputs > 0))
         refuse("--journal goes neither with standard input or output as a document, nor with "
                "--dry-run, --inspect or --fail-fast");
 
-    line.progress = ToProgressStyle(arguments.progress);
-    line.size = ToSize(arguments.size);
-    if (line.inspect)
-        return line;
-    if (arguments.output.empty() && arguments.folder.empty())
+    options.console.progress = ToProgressStyle(arguments.progress);
+    options.pages.size = ToSize(arguments.size);
+    if (run.inspects) {
+        output = OutputOptions(); // there are no results
+        return options;
+    }
+    const std::string given = output.path;
+    if (given.empty() && arguments.folder.empty())
         refuse("there is neither --output nor --directory to say where the results go");
-    line.format = QString::fromStdString(arguments.format);
-    line.onExists = ToOnExists(arguments.onExists);
-    line.output = OutputOf(arguments, line.format);
-    if (line.WritesToStandardOutput() && line.format.isEmpty())
+    output.onExists = ToOnExists(arguments.onExists);
+    output.path = OutputOf(given, arguments.folder, output.format);
+    if (output.IsStandardOutput() && output.format.empty())
         refuse("-o - needs a format; name it with -f");
-    if (line.WritesToStandardOutput() && line.json)
+    if (output.IsStandardOutput() && options.console.json)
         refuse("--json writes to standard output, and so does -o -");
-    if (!arguments.folder.empty() && (arguments.output == "-" || arguments.output[0] == '/'))
-        refuse("-o " + arguments.output + " does not go with --directory");
-    const QString format = line.WritesToStandardOutput()
-                               ? line.format
-                               : OutputTemplate::Parse(line.output, line.format).Format();
-    if (!line.pages.empty() && format == QLatin1String("pdf"))
+    if (!arguments.folder.empty() && (given == "-" || given[0] == '/'))
+        refuse("-o " + given + " does not go with --directory");
+    const QString wanted = QString::fromStdString(output.format);
+    const QString format =
+        output.IsStandardOutput()
+            ? wanted
+            : OutputTemplate::Parse(QString::fromStdString(output.path), wanted).Format();
+    if (!options.pages.ranges.empty() && format == QLatin1String("pdf"))
         refuse("--pages does not go with a PDF as output, which is converted whole");
-    return line;
+    return options;
 }
 
-CommandLine ToCommandLine(const ReportOptions& summary)
+Options ToOptions(const ReportOptions& report)
 {
-    if (summary.journals.empty())
+    if (report.journals.empty())
         throw Failure(ExitCode::Usage, "usage", "there is no JOURNAL; name the journals to add up");
-    CommandLine line;
-    line.summary = summary;
-    return line;
+    Options options;
+    options.command = Options::Command::Report;
+    options.report = report;
+    return options;
 }
 
 /** Whether it is an option with an empty value, such as "--journal=". */
@@ -201,7 +211,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
     try {
         table->parse(ToParse(*table, argc - int(isReport), argv + int(isReport)));
         if (isReport)
-            return {ToCommandLine(summary), {}, ExitCode::Done};
+            return {ToOptions(summary), {}, ExitCode::Done};
         if (!arguments.completion.empty())
             return {std::nullopt,
                     ShellCompletion(*table, *MakeReportTable(summary), arguments.completion),

@@ -1,5 +1,6 @@
 #include "OptionTable.h"
 
+#include "Failure.h"
 #include "OutputTemplate.h"
 #include "PageRanges.h"
 
@@ -21,9 +22,9 @@ constexpr char description[] =
 
 constexpr char footer[] = R"(
 Examples:
-  pdfconvert console.pdf -o pages/page-%d.png
+  pdfconvert report.pdf -o pages/page-%d.png
       every page as a picture: pages/page-1.png, pages/page-2.png, ...
-  pdfconvert console.pdf -o page.jpg -r 300 --pages 1-3,7
+  pdfconvert report.pdf -o page.jpg -r 300 --pages 1-3,7
       four pages at 300 dots per inch: page-1.jpg, ..., page-7.jpg
   pdfconvert secret.pdf --password-file pw -o secret.txt
       the text of an encrypted document; the file pw holds the password
@@ -35,7 +36,7 @@ Examples:
       the texts of all PDFs below this folder
   pdfconvert --from-list all.txt --journal all.journal -d pages
       the same command again goes on after a crash
-  pdfconvert console.pdf --inspect
+  pdfconvert report.pdf --inspect
       pages, version, encryption and permissions
   curl ... | pdfconvert - -o - -f txt | less
       from standard input to standard output
@@ -122,11 +123,12 @@ CLI::Option* Add(CLI::App& app, const char* names, Value& into, const char* valu
 
 void AddInputs(CLI::App& app, Arguments& arguments)
 {
-    AddNames(app, "INPUT", arguments.inputs, "The PDFs to convert; - for standard input");
-    Add(app, "--from-list", arguments.line.listFile, "FILE",
+    AddNames(app, "INPUT", arguments.options.input.paths,
+             "The PDFs to convert; - for standard input");
+    Add(app, "--from-list", arguments.options.input.list, "FILE",
         "Convert the files that FILE names as well, one a\nline; - for standard input")
         ->group("Inputs");
-    app.add_flag("-0,--null", arguments.line.isListNulSeparated,
+    app.add_flag("-0,--null", arguments.options.input.isListNulSeparated,
                  "The list's names are ended by NUL, as by find -print0")
         ->group("Inputs");
     Add(app, "--shard", arguments.shard, "K/N",
@@ -143,7 +145,7 @@ void AddInputs(CLI::App& app, Arguments& arguments)
 
 void AddOutput(CLI::App& app, Arguments& arguments)
 {
-    Add(app, "-o,--output", arguments.output, "OUTPUT",
+    Add(app, "-o,--output", arguments.options.output.path, "OUTPUT",
         "Where the results go. The suffix gives the format.\n"
         "%d stands for the page number, %03d for the page\n"
         "number in three digits, %s for the input's name\n"
@@ -156,7 +158,7 @@ void AddOutput(CLI::App& app, Arguments& arguments)
         "The folder for the results; without -o they are\n"
         "called %s-%d for pictures and %s for the others")
         ->group("Output");
-    Add(app, "-f,--format", arguments.format, "FORMAT",
+    Add(app, "-f,--format", arguments.options.output.format, "FORMAT",
         "png, jpg, jpeg, tif, tiff, bmp, webp, txt or pdf,\n"
         "whatever the suffix; png with -d alone")
         ->group("Output")
@@ -168,14 +170,15 @@ void AddOutput(CLI::App& app, Arguments& arguments)
         "whole")
         ->group("Output")
         ->check(CLI::IsMember(ChoicesOf("on-exists")));
-    app.add_flag("--dry-run", arguments.line.dryRun, "Print the results' paths and convert nothing")
+    app.add_flag("--dry-run", arguments.options.run.isDry,
+                 "Print the results' paths and convert nothing")
         ->group("Output");
 }
 
 void AddLook(CLI::App& app, Arguments& arguments)
 {
-    CommandLine& line = arguments.line;
-    Add(app, "--pages", line.pages, "LIST",
+    PageOptions& pages = arguments.options.pages;
+    Add(app, "--pages", pages.ranges, "LIST",
         "Only these pages, such as 1-3,7,9- or last (9- is\nfrom page 9 to the last)")
         ->group("Pages")
         ->check([](const std::string& text) -> std::string {
@@ -187,7 +190,7 @@ void AddLook(CLI::App& app, Arguments& arguments)
             }
         });
     auto* const resolution =
-        Add(app, "-r,--resolution", line.resolution, "DPI",
+        Add(app, "-r,--resolution", pages.resolution, "DPI",
             "Resolution of pictures in dots per inch, from 1 to\n4800; 150 without this")
             ->group("Pages")
             ->transform(InRange(1.0, 4800.0, "a resolution"));
@@ -199,39 +202,39 @@ void AddLook(CLI::App& app, Arguments& arguments)
                        ? "'" + text + "' is not a size such as 1920x1080, up to 65000x65000"
                        : std::string();
         });
-    app.add_flag("--gray", line.gray, "Make pictures gray")->group("Pages");
-    Add(app, "--quality", line.quality, "N",
+    app.add_flag("--gray", pages.gray, "Make pictures gray")->group("Pages");
+    Add(app, "--quality", pages.quality, "N",
         "Quality of jpg and webp pictures, from 1 to 100; 90\nwithout this")
         ->group("Pages")
         ->transform(InRange(1, 100, "a quality"));
-    Add(app, "--compression", line.compression, "WHAT",
+    Add(app, "--compression", pages.compression, "WHAT",
         "How png pictures are packed: fast (the default), or\n"
         "small, a quarter smaller but slower to make")
         ->group("Pages")
         ->check(CLI::IsMember(ChoicesOf("compression")));
 }
 
-void AddPasswords(CLI::App& app, CommandLine& line)
+void AddPasswords(CLI::App& app, PasswordOptions& passwords)
 {
     const auto add = [&app](const char* names, auto& into, const char* value, const char* help) {
         return Add(app, names, into, value, help)->group("Passwords");
     };
     std::vector<CLI::Option*> ways{
-        add("--password-file", line.passwordFile, "FILE",
+        add("--password-file", passwords.file, "FILE",
             "Read the password from the first line of FILE, or of\n"
             "standard input when FILE is -"),
-        add("--password-env", line.passwordVariable, "NAME",
+        add("--password-env", passwords.variable, "NAME",
             "Read the password from the environment variable\n"
             "NAME; without any option PDFCONVERT_PASSWORD is\n"
             "read if it is set"),
-        add("--password-fd", line.passwordDescriptor, "N",
+        add("--password-fd", passwords.descriptor, "N",
             "Read the password from the file descriptor N")
             ->transform(InRange(0, 1 << 20, "a file descriptor")),
-        AddAny(app, "--password", line.password, "TEXT",
+        AddAny(app, "--password", passwords.password, "TEXT",
                "The password itself. Other users of this machine can\n"
                "see it in the list of processes")
             ->group("Passwords"),
-        app.add_flag("--ask-password", line.askPassword,
+        app.add_flag("--ask-password", passwords.asksFirst,
                      "Ask for the password on the terminal before\n"
                      "anything is opened; without any option it is asked\n"
                      "for when a document needs it")
@@ -243,54 +246,56 @@ void AddPasswords(CLI::App& app, CommandLine& line)
                 way->excludes(other);
         }
     }
-    add("--password-map", line.passwordMap, "FILE",
+    add("--password-map", passwords.map, "FILE",
         "Passwords for many inputs: a line for each, its path,\n"
         "a tab and its password");
-    app.add_flag("--no-input", line.noInput, "Never ask for anything")
+    app.add_flag("--no-input", passwords.neverAsks, "Never ask for anything")
         ->group("Passwords")
         ->option_text(" ")
         ->excludes(ways.back());
 }
 
-void AddRun(CLI::App& app, CommandLine& line)
+void AddRun(CLI::App& app, Arguments& arguments)
 {
-    Add(app, "-j,--jobs", line.jobs, "N",
+    RunOptions& run = arguments.options.run;
+    JournalOptions& journal = arguments.options.journal;
+    Add(app, "-j,--jobs", run.jobs, "N",
         "How many pages, of one document or several, are\nconverted at once; as many as there are "
         "processors\nwithout this")
         ->group("Running")
         ->transform(InRange(1, 256, "a number"));
-    Add(app, "--timeout", line.timeout, "SECONDS",
+    Add(app, "--timeout", run.timeout, "SECONDS",
         "How long a document may take to open, and how long\nto convert; without this 600 for each "
         "page")
         ->group("Running")
         ->transform(InRange(0.1, 86400.0, "a time"));
-    Add(app, "--memory-limit", line.memoryLimit, "MB",
+    Add(app, "--memory-limit", run.memoryLimit, "MB",
         "How much memory a worker process may use, from 256;\n1024 without this")
         ->group("Running")
         ->transform(InRange(256, 1 << 20, "a number"));
-    Add(app, "--journal", line.journal, "FILE",
+    Add(app, "--journal", journal.path, "FILE",
         "Write down in FILE what becomes of each document, and\n"
         "go on where a run that was killed has ended: what is\n"
         "done stays, what was in work is done again")
         ->group("Running");
-    app.add_flag("--retry-failed", line.retriesFailed,
+    app.add_flag("--retry-failed", journal.retriesFailed,
                  "Convert also what the journal says has failed")
         ->group("Running");
-    app.add_flag("--fail-fast", line.failFast, "Stop at the first document that fails")
+    app.add_flag("--fail-fast", run.failsFast, "Stop at the first document that fails")
         ->group("Running");
-    app.add_flag("--warning-exit-0", line.warningsAreFine,
+    app.add_flag("--warning-exit-0", run.warningsAreFine,
                  "End with 0 instead of 3 when there were warnings only")
         ->group("Running");
-    Add(app, "--temp-dir", line.tempDir, "DIR",
+    Add(app, "--temp-dir", run.tempFolder, "DIR",
         "Where the folder for temporary files is made, which\n"
         "only you can read and which is removed at the end;\n"
         "$TMPDIR or /tmp without this")
         ->group("Running");
-    app.add_flag("--keep-temp", line.keepTemp,
+    app.add_flag("--keep-temp", run.keepsTemporaries,
                  "Leave the temporary files where they are and say\n"
                  "where; they show what encrypted documents say")
         ->group("Running");
-    app.add_flag("--clean-temp", line.cleanTemp,
+    app.add_flag("--clean-temp", arguments.cleanTemp,
                  "Remove the folders that killed runs have left there,\n"
                  "print their paths, and do nothing else")
         ->group("Running");
@@ -298,12 +303,12 @@ void AddRun(CLI::App& app, CommandLine& line)
 
 void AddReporting(CLI::App& app, Arguments& arguments)
 {
-    CommandLine& line = arguments.line;
-    app.add_flag("--inspect", line.inspect,
+    ConsoleOptions& console = arguments.options.console;
+    app.add_flag("--inspect", arguments.options.run.inspects,
                  "Print pages, version, encryption and permissions of\n"
                  "the inputs, and convert nothing")
         ->group("Reporting");
-    app.add_flag("--json", line.json,
+    app.add_flag("--json", console.json,
                  "Print one JSON document at the end in place of the\n"
                  "results' paths")
         ->group("Reporting");
@@ -314,9 +319,9 @@ void AddReporting(CLI::App& app, Arguments& arguments)
         "place of all messages) or none")
         ->group("Reporting")
         ->check(CLI::IsMember(ChoicesOf("progress")));
-    app.add_flag("-q,--quiet", line.quiet, "No progress and no warnings, only errors")
+    app.add_flag("-q,--quiet", console.quiet, "No progress and no warnings, only errors")
         ->group("Reporting");
-    Add(app, "-v,--verbose", line.verbosity, "N",
+    Add(app, "-v,--verbose", console.verbosity, "N",
         "Log to standard error, up to level N from 1 to 99")
         ->group("Reporting")
         ->transform(InRange(0, 99, "a level"));
@@ -325,7 +330,7 @@ void AddReporting(CLI::App& app, Arguments& arguments)
 void AddHelp(CLI::App& app, Arguments& arguments)
 {
     app.set_help_flag("-h,--help", "Print this help and exit")->group("Help");
-    app.add_flag("--version", arguments.line.version,
+    app.add_flag("--version", arguments.version,
                  "Print the version and what keeps documents from\n"
                  "doing damage on this machine, and exit")
         ->group("Help");
@@ -381,8 +386,8 @@ std::unique_ptr<CLI::App> MakeOptionTable(Arguments& arguments)
     AddInputs(*table, arguments);
     AddOutput(*table, arguments);
     AddLook(*table, arguments);
-    AddPasswords(*table, arguments.line);
-    AddRun(*table, arguments.line);
+    AddPasswords(*table, arguments.options.passwords);
+    AddRun(*table, arguments);
     AddReporting(*table, arguments);
     AddHelp(*table, arguments);
     return table;

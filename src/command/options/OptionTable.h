@@ -1,7 +1,8 @@
 #pragma once
 
-#include "CommandLine.h"
+#include "Options.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -9,22 +10,21 @@
 
 namespace Korvel::App {
 
-/** What the options' values are read into, before they are what CommandLine wants. */
+/** What the options' values are read into, before they are what Options wants. */
 struct Arguments
 {
-    CommandLine line;
-    std::vector<std::string> inputs;
+    Options options;
     std::string shard;
-    std::string output;
     std::string folder;
-    std::string format;
     std::string onExists;
     std::string size;
     std::string progress;
     /** Shell to print a script for, in place of everything else. */
     std::string completion;
-    /** Print the manual page in place of everything else. */
+    /** Do this in place of everything else. */
     bool manual = false;
+    bool version = false;
+    bool cleanTemp = false;
 };
 
 /** An empty size for a text that is none, such as "1920x1080". */

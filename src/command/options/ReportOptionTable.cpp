@@ -45,7 +45,7 @@ std::unique_ptr<CLI::App> MakeReportTable(ReportOptions& options)
     table->formatter(formatter);
     AddNames(*table, "JOURNAL", options.journals, "The journals to add up");
     table->add_flag("--json", options.json, "Print a JSON document in place of text");
-    table->add_flag("--follow", options.follow,
+    table->add_flag("--follow", options.follows,
                     "Wait for journals that are not there yet, and print\n"
                     "again whenever they grow, until the last run of each\n"
                     "has ended with 0, 3 or 10; with --json a line of JSON\n"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "CommandLine.h"
+#include "ReportOptions.h"
 
 #include <memory>
 
@@ -8,7 +8,7 @@
 
 namespace Korvel::App {
 
-/** The options of pdfconvert console, in the order of its help, which read into `options`. */
+/** The options of pdfconvert report, in the order of its help, which read into `options`. */
 std::unique_ptr<CLI::App> MakeReportTable(ReportOptions& options);
 
 } // namespace Korvel::App

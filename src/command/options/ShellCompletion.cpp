@@ -33,7 +33,7 @@ std::string InOneLine(std::string text)
     return text;
 }
 
-std::vector<Completed> Options(const CLI::App& table)
+std::vector<Completed> OptionsOf(const CLI::App& table)
 {
     std::vector<Completed> options;
     for (const CLI::Option* const option : table.get_options()) {
@@ -104,7 +104,7 @@ std::string Bash(const std::vector<Completed>& options, const std::vector<Comple
               "    else\n"
               "        mapfile -t COMPREPLY < <(compgen -f -X '!*.[pP][dD][fF]' -- \"$current\"; "
               "compgen -d -- \"$current\")\n"
-              "        [[ $COMP_CWORD == 1 && report == \"$current\"* ]] && COMPREPLY+=(console)\n"
+              "        [[ $COMP_CWORD == 1 && report == \"$current\"* ]] && COMPREPLY+=(report)\n"
               "    fi\n"
               "}\n"
               "complete -o filenames -F _pdfconvert pdfconvert\n";
@@ -186,8 +186,8 @@ std::string Fish(const std::vector<Completed>& options, const std::vector<Comple
 std::string ShellCompletion(const CLI::App& table, const CLI::App& reportTable,
                             const std::string& shell)
 {
-    const std::vector<Completed> options = Options(table);
-    const std::vector<Completed> ofReports = Options(reportTable);
+    const std::vector<Completed> options = OptionsOf(table);
+    const std::vector<Completed> ofReports = OptionsOf(reportTable);
     if (shell == "bash")
         return Bash(options, ofReports);
     return shell == "zsh" ? Zsh(options, ofReports) : Fish(options, ofReports);

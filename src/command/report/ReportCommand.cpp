@@ -58,7 +58,7 @@ ReportCommand::ReportCommand(const ReportOptions& options, Console& console,
 ExitCode ReportCommand::Run()
 {
     ReadOn();
-    while (options.follow && !IsOver()) {
+    while (options.follows && !IsOver()) {
         Show();
         Wait();
         ReadOn();
@@ -84,7 +84,7 @@ void ReportCommand::ReadOn(Journal& journal)
             journal.summary.Take(line);
         });
     } catch (const Failure& failure) {
-        if (options.follow && QLatin1String(failure.reason) == QLatin1String("not-found"))
+        if (options.follows && QLatin1String(failure.reason) == QLatin1String("not-found"))
             return;
         journal.isRefused = true;
         console.Failed({}, failure);
@@ -123,8 +123,8 @@ QString ReportCommand::Json(const Totals& total) const
     QJsonObject object = ToJson(total);
     object[QStringLiteral("unreadable")] = unreadable;
     QString text = QString::fromUtf8(QJsonDocument(object).toJson(
-        options.follow ? QJsonDocument::Compact : QJsonDocument::Indented));
-    return options.follow ? text + QLatin1Char('\n') : text;
+        options.follows ? QJsonDocument::Compact : QJsonDocument::Indented));
+    return options.follows ? text + QLatin1Char('\n') : text;
 }
 
 /** Prints what has changed, unless it is too early for that. */

@@ -1,7 +1,8 @@
 #pragma once
 
-#include "CommandLine.h"
+#include "Failure.h"
 #include "JournalTotals.h"
+#include "ReportOptions.h"
 
 #include <vector>
 
@@ -13,7 +14,7 @@ namespace Korvel::App {
 class Interruption;
 class Console;
 
-/** Adds journals up and prints what they come to: pdfconvert console. */
+/** Adds journals up and prints what they come to: pdfconvert report. */
 class ReportCommand
 {
 public:

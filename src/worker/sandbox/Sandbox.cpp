@@ -1,11 +1,17 @@
 #include "Sandbox.h"
 
 #include "LandlockRules.h"
+#include "NotStarted.h"
 #include "OutOfMemory.h"
 #include "ResourceLimits.h"
 #include "Sanitizers.h"
 
+#include <chrono>
+#include <future>
 #include <iostream>
+#include <memory>
+#include <system_error>
+#include <thread>
 
 #include <QBuffer>
 #include <QImageWriter>
@@ -20,14 +26,34 @@ namespace {
 constexpr rlim_t largestFile = rlim_t(10) << 30; // more than a cross-reference table can address
 constexpr rlim_t mostDescriptors = 64;
 
-/** Qt converts pictures on threads of its pool, and would wait for ever for one without a stack. */
-void StartThreadOfPool()
+constexpr std::chrono::seconds timeToStart(10); // a thread takes less than a thousandth of it
+
+/** Qt would wait for ever for a thread that could not be made. Its stack serves the next one. */
+bool CanStartThread()
+{
+    try {
+        std::thread([] {}).join();
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
+}
+
+/**
+ * Qt converts pictures on threads of its pool, and would wait for ever for one without a stack. The
+ * C library registers a thread while it starts, which a filter of system calls would refuse.
+ */
+bool StartThreadOfPool()
 {
     mallopt(M_ARENA_MAX, 1); // a second one would take 64 MiB of the address space
     QThreadPool& pool = *QThreadPool::globalInstance();
     pool.setMaxThreadCount(1);
     pool.setExpiryTimeout(-1);
-    pool.start([] {});
+    if (!CanStartThread())
+        return false;
+    const auto started = std::make_shared<std::promise<void>>();
+    pool.start([started] { started->set_value(); });
+    return started->get_future().wait_for(timeToStart) == std::future_status::ready;
 }
 
 /** Later there is neither a way to their files nor to run code that is not there yet. */
@@ -48,7 +74,8 @@ Sandbox::Sandbox(const SandboxSettings& settings) : settings(settings)
 
 void Sandbox::SetLimits()
 {
-    StartThreadOfPool(); // before no further one may be made
+    if (!StartThreadOfPool()) // before no further one may be made
+        EndAsNotStarted("there is no room for another thread");
     measures = {{"no new privileges", HasNoNewPrivileges()},
                 {"no core dump", LeavesNoCore()},
                 {"memory limit", LimitMemory(settings.memoryLimit)},

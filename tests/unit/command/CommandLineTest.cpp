@@ -2,10 +2,14 @@
 
 #include <gmock/gmock.h>
 
+#include <QString>
+
 namespace Korvel::App {
 namespace {
 
 using testing::HasSubstr;
+
+using Paths = std::vector<std::string>;
 
 ParseResult Parse(std::vector<const char*> arguments)
 {
@@ -15,66 +19,66 @@ ParseResult Parse(std::vector<const char*> arguments)
 
 TEST(CommandLine, NeedsOnlyAnInputAndAnOutput)
 {
-    const auto line = Parse({"in.pdf", "-o", "out.png"}).commandLine;
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line->inputs, QStringList("in.pdf"));
-    EXPECT_EQ(line->output, "out.png");
-    EXPECT_EQ(line->resolution, 150);
-    EXPECT_EQ(line->verbosity, 0);
-    EXPECT_FALSE(line->quiet);
+    const auto options = Parse({"in.pdf", "-o", "out.png"}).options;
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->input.paths, Paths({"in.pdf"}));
+    EXPECT_EQ(options->output.path, "out.png");
+    EXPECT_EQ(options->pages.resolution, 150);
+    EXPECT_EQ(options->console.verbosity, 0);
+    EXPECT_FALSE(options->console.quiet);
 }
 
 TEST(CommandLine, TakesEveryOption)
 {
-    const auto line = Parse({"-r",
-                             "300.5",
-                             "--pages",
-                             "1-3,7,9-,last",
-                             "--password-file",
-                             "-",
-                             "--password-map",
-                             "map",
-                             "--no-input",
-                             "--temp-dir",
-                             "/x",
-                             "-q",
-                             "-v",
-                             "30",
-                             "-o",
-                             "p-%d.tif",
-                             "-f",
-                             "PNG",
-                             "--on-exists",
-                             "overwrite",
-                             "--dry-run",
-                             "--from-list",
-                             "list",
-                             "-0",
-                             "-j",
-                             "3",
-                             "--fail-fast",
-                             "--warning-exit-0",
-                             "in.pdf",
-                             "more.pdf"})
-                          .commandLine;
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line->inputs, QStringList({"in.pdf", "more.pdf"}));
-    EXPECT_EQ(line->listFile, "list");
-    EXPECT_TRUE(line->isListNulSeparated);
-    EXPECT_EQ(line->format, "png");
-    EXPECT_EQ(line->onExists, OnExists::Overwrite);
-    EXPECT_TRUE(line->dryRun);
-    EXPECT_EQ(line->resolution, 300.5);
-    EXPECT_EQ(line->pages, "1-3,7,9-,last");
-    EXPECT_EQ(line->passwordFile, "-");
-    EXPECT_EQ(line->passwordMap, "map");
-    EXPECT_TRUE(line->noInput);
-    EXPECT_EQ(line->jobs, 3);
-    EXPECT_TRUE(line->failFast);
-    EXPECT_TRUE(line->warningsAreFine);
-    EXPECT_EQ(line->tempDir, "/x");
-    EXPECT_TRUE(line->quiet);
-    EXPECT_EQ(line->verbosity, 30);
+    const auto options = Parse({"-r",
+                                "300.5",
+                                "--pages",
+                                "1-3,7,9-,last",
+                                "--password-file",
+                                "-",
+                                "--password-map",
+                                "map",
+                                "--no-input",
+                                "--temp-dir",
+                                "/x",
+                                "-q",
+                                "-v",
+                                "30",
+                                "-o",
+                                "p-%d.tif",
+                                "-f",
+                                "PNG",
+                                "--on-exists",
+                                "overwrite",
+                                "--dry-run",
+                                "--from-list",
+                                "list",
+                                "-0",
+                                "-j",
+                                "3",
+                                "--fail-fast",
+                                "--warning-exit-0",
+                                "in.pdf",
+                                "more.pdf"})
+                             .options;
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->input.paths, Paths({"in.pdf", "more.pdf"}));
+    EXPECT_EQ(options->input.list, "list");
+    EXPECT_TRUE(options->input.isListNulSeparated);
+    EXPECT_EQ(options->output.format, "png");
+    EXPECT_EQ(options->output.onExists, OnExists::Overwrite);
+    EXPECT_TRUE(options->run.isDry);
+    EXPECT_EQ(options->pages.resolution, 300.5);
+    EXPECT_EQ(options->pages.ranges, "1-3,7,9-,last");
+    EXPECT_EQ(options->passwords.file, "-");
+    EXPECT_EQ(options->passwords.map, "map");
+    EXPECT_TRUE(options->passwords.neverAsks);
+    EXPECT_EQ(options->run.jobs, 3);
+    EXPECT_TRUE(options->run.failsFast);
+    EXPECT_TRUE(options->run.warningsAreFine);
+    EXPECT_EQ(options->run.tempFolder, "/x");
+    EXPECT_TRUE(options->console.quiet);
+    EXPECT_EQ(options->console.verbosity, 30);
 }
 
 struct Directed
@@ -89,56 +93,56 @@ TEST(CommandLine, NamesResultsInAFolderAfterTheirInputs)
                                 Directed{{"a.pdf", "-d", "out", "-f", "JPG"}, "out/%s-%d.jpg"},
                                 Directed{{"a.pdf", "-d", "out", "-f", "txt"}, "out/%s.txt"},
                                 Directed{{"a.pdf", "-d", "50%", "-o", "p%d.png"}, "50%%/p%d.png"}})
-        EXPECT_EQ(Parse(row.arguments).commandLine.value().output, row.output);
+        EXPECT_EQ(Parse(row.arguments).options.value().output.path, row.output);
 }
 
 TEST(CommandLine, TakesEveryOptionOfLookLimitsAndReporting)
 {
-    const auto line = Parse({"a.pdf", "-d", "o", "--size", "1920x1080", "--gray", "--quality", "80",
-                             "--compression", "small", "--timeout", "2.5", "--memory-limit", "512",
-                             "--json", "--progress", "json"})
-                          .commandLine;
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line->size, QSize(1920, 1080));
-    EXPECT_TRUE(line->gray);
-    EXPECT_EQ(line->quality, 80);
-    EXPECT_EQ(line->compression, "small");
-    EXPECT_EQ(line->timeout, 2.5);
-    EXPECT_EQ(line->memoryLimit, 512);
-    EXPECT_TRUE(line->json);
-    EXPECT_EQ(line->progress, ProgressStyle::Json);
-    EXPECT_TRUE(Parse({"a.pdf", "--inspect"}).commandLine->inspect);
+    const auto options = Parse({"a.pdf", "-d", "o", "--size", "1920x1080", "--gray", "--quality",
+                                "80", "--compression", "small", "--timeout", "2.5",
+                                "--memory-limit", "512", "--json", "--progress", "json"})
+                             .options;
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->pages.size, QSize(1920, 1080));
+    EXPECT_TRUE(options->pages.gray);
+    EXPECT_EQ(options->pages.quality, 80);
+    EXPECT_EQ(options->pages.compression, "small");
+    EXPECT_EQ(options->run.timeout, 2.5);
+    EXPECT_EQ(options->run.memoryLimit, 512);
+    EXPECT_TRUE(options->console.json);
+    EXPECT_EQ(options->console.progress, ProgressStyle::Json);
+    EXPECT_TRUE(Parse({"a.pdf", "--inspect"}).options->run.inspects);
 }
 
 TEST(CommandLine, TakesEachWayToGiveAPassword)
 {
-    EXPECT_EQ(Parse({"a.pdf", "-d", "o", "--password", ""}).commandLine->password, std::string());
-    EXPECT_EQ(Parse({"a.pdf", "-d", "o", "--password-fd", "3"}).commandLine->passwordDescriptor, 3);
-    EXPECT_EQ(Parse({"a.pdf", "-d", "o", "--password-env", "X"}).commandLine->passwordVariable,
-              "X");
-    EXPECT_TRUE(Parse({"a.pdf", "-d", "o", "--ask-password"}).commandLine->askPassword);
+    EXPECT_EQ(Parse({"a.pdf", "-d", "o", "--password", ""}).options->passwords.password,
+              std::string());
+    EXPECT_EQ(Parse({"a.pdf", "-d", "o", "--password-fd", "3"}).options->passwords.descriptor, 3);
+    EXPECT_EQ(Parse({"a.pdf", "-d", "o", "--password-env", "X"}).options->passwords.variable, "X");
+    EXPECT_TRUE(Parse({"a.pdf", "-d", "o", "--ask-password"}).options->passwords.asksFirst);
 }
 
 TEST(CommandLine, ReadsNumbersInDecimal)
 {
-    const auto line =
+    const auto options =
         Parse({"a.pdf", "-d", "o", "-r", "0300.50", "--quality", "010", "-j", "010", "--timeout",
                "010", "--memory-limit", "01024", "--password-fd", "010", "-v", "010"})
-            .commandLine;
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line->resolution, 300.5);
-    EXPECT_EQ(line->quality, 10);
-    EXPECT_EQ(line->jobs, 10);
-    EXPECT_EQ(line->timeout, 10);
-    EXPECT_EQ(line->memoryLimit, 1024);
-    EXPECT_EQ(line->passwordDescriptor, 10);
-    EXPECT_EQ(line->verbosity, 10);
+            .options;
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->pages.resolution, 300.5);
+    EXPECT_EQ(options->pages.quality, 10);
+    EXPECT_EQ(options->run.jobs, 10);
+    EXPECT_EQ(options->run.timeout, 10);
+    EXPECT_EQ(options->run.memoryLimit, 1024);
+    EXPECT_EQ(options->passwords.descriptor, 10);
+    EXPECT_EQ(options->console.verbosity, 10);
 }
 
 TEST(CommandLine, TakesTheNumbersThatItAllowsAndRefusesWhatIsNone)
 {
     for (const char* const text : {"5", "+5", "05", "08", " 5", "5 ", "5.0"})
-        EXPECT_EQ(Parse({"a.pdf", "-d", "o", "-j", text}).commandLine.value().jobs,
+        EXPECT_EQ(Parse({"a.pdf", "-d", "o", "-j", text}).options.value().run.jobs,
                   QString(text).toDouble())
             << text;
     for (const char* const option :
@@ -153,43 +157,42 @@ TEST(CommandLine, TakesTheNumbersThatItAllowsAndRefusesWhatIsNone)
 
 TEST(CommandLine, TakesFileNamesThatLookLikeOptionsBehindTwoDashes)
 {
-    const auto line = Parse({"-o", "out.png", "--", "-in.pdf"}).commandLine;
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line->inputs, QStringList("-in.pdf"));
+    const auto options = Parse({"-o", "out.png", "--", "-in.pdf"}).options;
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->input.paths, Paths({"-in.pdf"}));
 }
 
 TEST(CommandLine, TakesNamesInBracketsAsTheyAre)
 {
-    const auto line = Parse({"[a]", "-d", "[d,e]", "[b,c].pdf", "[b,c]", "[]", "--password=[f,g]",
-                             "--from-list", "[l]", "--", "[-]"})
-                          .commandLine;
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line->inputs, QStringList({"[a]", "[b,c].pdf", "[b,c]", "[]", "[-]"}));
-    EXPECT_EQ(line->output, "[d,e]/%s-%d.png");
-    EXPECT_EQ(line->password, "[f,g]");
-    EXPECT_EQ(line->listFile, "[l]");
-    EXPECT_THAT(Parse({"report", "[a,b]", "[j]"}).commandLine.value().summary.value().journals,
+    const auto options = Parse({"[a]", "-d", "[d,e]", "[b,c].pdf", "[b,c]", "[]",
+                                "--password=[f,g]", "--from-list", "[l]", "--", "[-]"})
+                             .options;
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->input.paths, Paths({"[a]", "[b,c].pdf", "[b,c]", "[]", "[-]"}));
+    EXPECT_EQ(options->output.path, "[d,e]/%s-%d.png");
+    EXPECT_EQ(options->passwords.password, "[f,g]");
+    EXPECT_EQ(options->input.list, "[l]");
+    EXPECT_THAT(Parse({"report", "[a,b]", "[j]"}).options.value().report.journals,
                 testing::ElementsAre("[a,b]", "[j]"));
 }
 
 TEST(CommandLine, TakesJournalsBehindTheWordReport)
 {
-    const auto line = Parse({"report", "a.journal", "--json", "--follow", "report"}).commandLine;
-    ASSERT_TRUE(line);
-    ASSERT_TRUE(line->summary);
-    EXPECT_THAT(line->summary->journals, testing::ElementsAre("a.journal", "report"));
-    EXPECT_TRUE(line->summary->json);
-    EXPECT_TRUE(line->summary->follow);
-    EXPECT_FALSE(line->json);
+    const auto options = Parse({"report", "a.journal", "--json", "--follow", "report"}).options;
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->command, Options::Command::Report);
+    EXPECT_THAT(options->report.journals, testing::ElementsAre("a.journal", "report"));
+    EXPECT_TRUE(options->report.json);
+    EXPECT_TRUE(options->report.follows);
+    EXPECT_FALSE(options->console.json);
     EXPECT_THAT(Parse({"report", "--help"}).text, HasSubstr("pdfconvert report JOURNAL..."));
 }
 
 TEST(CommandLine, TakesTheWordReportForAFileAnywhereElse)
 {
-    EXPECT_EQ(Parse({"./report", "-o", "a.png"}).commandLine.value().inputs,
-              QStringList("./report"));
-    EXPECT_EQ(Parse({"-o", "a.png", "report"}).commandLine.value().inputs, QStringList("report"));
-    EXPECT_FALSE(Parse({"-o", "a.png", "report"}).commandLine.value().summary);
+    EXPECT_EQ(Parse({"./report", "-o", "a.png"}).options.value().input.paths, Paths({"./report"}));
+    EXPECT_EQ(Parse({"-o", "a.png", "report"}).options.value().input.paths, Paths({"report"}));
+    EXPECT_EQ(Parse({"-o", "a.png", "report"}).options.value().command, Options::Command::Convert);
 }
 
 TEST(CommandLine, PrintsHelpAndIsDone)
@@ -203,9 +206,9 @@ TEST(CommandLine, PrintsHelpAndIsDone)
 
 TEST(CommandLine, AsksForTheVersionWithoutAnInput)
 {
-    const auto line = Parse({"--version"}).commandLine;
-    ASSERT_TRUE(line);
-    EXPECT_TRUE(line->version);
+    const auto options = Parse({"--version"}).options;
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->command, Options::Command::Version);
 }
 
 TEST(CommandLine, ShowsNoPasswordThatIsNotValidUtf8)
@@ -239,7 +242,7 @@ class CommandLineRefuses : public testing::TestWithParam<Refused>
 TEST_P(CommandLineRefuses, AndSaysWhy)
 {
     const auto result = Parse(GetParam().arguments);
-    EXPECT_FALSE(result.commandLine);
+    EXPECT_FALSE(result.options);
     EXPECT_EQ(result.code, ExitCode::Usage);
     EXPECT_THAT(result.text, HasSubstr(GetParam().message));
     EXPECT_THAT(result.text, testing::StartsWith("pdfconvert: "));
@@ -261,11 +264,11 @@ TEST(CommandLine, TakesNothingForAValueThatIsMissingBehindAnEqualsSign)
 {
     EXPECT_THAT(Parse({"--journal=", "a.pdf", "-d", "d"}).text,
                 HasSubstr("--journal: the value is empty"));
-    const auto line =
-        Parse({"--password=", "a.pdf", "-d", "d", "--", "--journal=", "-d="}).commandLine;
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line->password, std::string());
-    EXPECT_EQ(line->inputs, QStringList({"a.pdf", "--journal=", "-d="}));
+    const auto options =
+        Parse({"--password=", "a.pdf", "-d", "d", "--", "--journal=", "-d="}).options;
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->passwords.password, std::string());
+    EXPECT_EQ(options->input.paths, Paths({"a.pdf", "--journal=", "-d="}));
 }
 
 TEST(CommandLine, RepeatsNoPasswordOfAnOptionThatIsMisspelt)

@@ -1,6 +1,6 @@
 #include "Inputs.h"
 
-#include "CommandLine.h"
+#include "InputOptions.h"
 #include "Interruption.h"
 
 #include <fstream>
@@ -12,23 +12,23 @@
 namespace Korvel::App {
 namespace {
 
-std::vector<Input> Collect(const CommandLine& commandLine)
+std::vector<Input> Collect(const InputOptions& options)
 {
     const Interruption interruption;
-    return CollectInputs(commandLine, {}, interruption);
+    return CollectInputs(options, {}, interruption);
 }
 
 /** The names and problems of what a list of these bytes names. */
 QStringList Listed(const std::string& bytes, bool isNulSeparated = false, const char* shard = "")
 {
     const QTemporaryDir folder;
-    CommandLine commandLine;
-    commandLine.listFile = folder.filePath("list").toStdString();
-    commandLine.isListNulSeparated = isNulSeparated;
-    commandLine.shard = Shard::Parse(shard);
-    std::ofstream(commandLine.listFile, std::ios::binary) << bytes;
+    InputOptions options;
+    options.list = folder.filePath("list").toStdString();
+    options.isListNulSeparated = isNulSeparated;
+    options.shard = Shard::Parse(shard);
+    std::ofstream(options.list, std::ios::binary) << bytes;
     QStringList names;
-    for (const Input& input : Collect(commandLine))
+    for (const Input& input : Collect(options))
         names.append(input.name + QString::fromStdString(input.problem));
     return names;
 }
@@ -83,9 +83,9 @@ TEST(InputsTest, GiveResultsTheirNamesWithoutSuffixButNeverThatOfAFolder)
          {Named{"folder/a.b.pdf", "a.b"}, Named{"none", "none"}, Named{".hidden.pdf", ".hidden"},
           Named{"....pdf", "..."}, Named{"folder/...pdf", "...pdf"}, Named{"..pdf", "..pdf"},
           Named{"folder/.pdf", ".pdf"}}) {
-        CommandLine commandLine;
-        commandLine.inputs = QStringList(path);
-        EXPECT_EQ(Collect(commandLine).at(0).baseName.toStdString(), baseName);
+        InputOptions options;
+        options.paths = {path};
+        EXPECT_EQ(Collect(options).at(0).baseName.toStdString(), baseName);
     }
 }
 

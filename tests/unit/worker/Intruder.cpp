@@ -4,10 +4,6 @@
 //     Intruder inside|pool|outside FOLDER INPUT ATTEMPT [PATH or NUMBER]
 //
 // "pool" tries it on the thread of Qt's pool, "outside" without any sandbox.
-//
-//     Intruder deprive PROGRAM ARGUMENT ...
-//
-// runs a program as on a kernel that has neither Landlock nor filters of system calls.
 
 #include "Sandbox.h"
 
@@ -30,7 +26,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <seccomp.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/ptrace.h>
@@ -318,23 +313,11 @@ int OnThreadOfPool(const std::function<int()>& attempt)
     return error.get_future().get();
 }
 
-int Deprive(char** program)
-{
-    const auto filter = seccomp_init(SCMP_ACT_ALLOW);
-    for (const int call : {SCMP_SYS(landlock_create_ruleset), SCMP_SYS(seccomp)})
-        seccomp_rule_add(filter, SCMP_ACT_ERRNO(ENOSYS), call, 0);
-    if (seccomp_load(filter) == 0)
-        ::execv(program[0], program);
-    return 1;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
 {
     using namespace Korvel::Worker;
-    if (argc > 2 && std::strcmp(argv[1], "deprive") == 0)
-        return Deprive(argv + 2);
     const QCoreApplication application(argc, argv);
     if (argc < 5)
         return 2;

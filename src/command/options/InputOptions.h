@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Shard.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Korvel::App {
+
+/** Which documents to take. */
+struct InputOptions
+{
+    /** As given; "-" stands for standard input. */
+    std::vector<std::string> paths;
+    /** File with further paths, one a line, "-" for standard input; empty for none. */
+    std::string list;
+    /** The list's paths are ended by NUL instead of line feeds. */
+    bool isListNulSeparated = false;
+    /** The share of the list to convert; all of it without one. */
+    std::optional<Shard> shard;
+};
+
+} // namespace Korvel::App

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "OnExists.h"
+
+#include <string>
+
+namespace Korvel::App {
+
+/** Where the results go. */
+struct OutputOptions
+{
+    /** Template of the results' paths, as OutputTemplate reads it; "-" for standard output. */
+    std::string path;
+    /** Format of the results; empty for the one that the template's suffix tells. */
+    std::string format;
+    OnExists onExists = OnExists::Number;
+
+    bool IsStandardOutput() const { return path == "-"; }
+};
+
+} // namespace Korvel::App

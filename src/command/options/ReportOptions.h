@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Korvel::App {
+
+/** Which journals to add up, and how to tell what they come to. */
+struct ReportOptions
+{
+    std::vector<std::string> journals;
+    /** Print JSON in place of text. */
+    bool json = false;
+    /** Print again whenever they grow, until all is done. */
+    bool follows = false;
+};
+
+} // namespace Korvel::App

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+namespace Korvel::App {
+
+/** How the work is done, and what it may take. */
+struct RunOptions
+{
+    /** Tell where the results would go, and convert nothing. */
+    bool isDry = false;
+    /** Tell what the inputs are, and convert nothing. */
+    bool inspects = false;
+    /** How many pages are converted at once; 0 for as many as there are processors. */
+    int jobs = 0;
+    /** Seconds that a document may take to open, and to convert; 0 for the default. */
+    double timeout = 0;
+    /** Megabytes that a worker may use; 0 for the default. */
+    int memoryLimit = 0;
+    /** Stop at the first document that fails. */
+    bool failsFast = false;
+    /** End with 0 when there were warnings only. */
+    bool warningsAreFine = false;
+    /** Folder for the session folder; empty for the default. */
+    std::string tempFolder;
+    /** Leave what is temporary where it is. */
+    bool keepsTemporaries = false;
+};
+
+} // namespace Korvel::App
