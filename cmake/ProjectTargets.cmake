@@ -27,8 +27,7 @@ set(CONVERTWRAPPERS_LIBEXECDIR
 set(CONVERTWRAPPERS_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/ConvertWrappers)
 
 # With the base directory, a clone elsewhere finds what this one has compiled: sources are given to
-# the compiler by their path from the build folder then.
-file(RELATIVE_PATH PATH_TO_SOURCES ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+# the compiler by their path from where it runs then.
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM AND PROJECT_IS_TOP_LEVEL AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER
@@ -37,15 +36,17 @@ endif()
 
 include(GenerateExportHeader)
 
-# Warnings, and paths in log records and debug information that are the same whoever builds.
+# Warnings, and paths in debug information that are the same whoever builds.
 function(project_compile_settings target)
+  file(RELATIVE_PATH path_to_sources ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+  string(REGEX REPLACE "/$" "" path_to_sources "${path_to_sources}")
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
     $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>
     # Qt's logging macros and GoogleTest's leave their last argument away.
     $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
-    -ffile-prefix-map=${PATH_TO_SOURCES}=)
+    $<$<BOOL:${path_to_sources}>:-ffile-prefix-map=${path_to_sources}/=>)
   target_compile_definitions(${target} PRIVATE
     QT_NO_KEYWORDS QT_NO_FOREACH QT_NO_CAST_FROM_BYTEARRAY)
 endfunction()
@@ -74,6 +75,19 @@ function(project_library name)
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
       COMPONENT Runtime NAMELINK_COMPONENT Development
     PUBLIC_HEADER DESTINATION ${CONVERTWRAPPERS_INCLUDEDIR} COMPONENT Development)
+endfunction()
+
+# Lets log records name each source of a library by its path in the project. A mapping of prefixes
+# would not do: the compiler's cache hands on other paths, which depend on the generator and on where
+# the build folder lies, and does not look at the mapping when it looks for what it has.
+function(project_name_sources_in_records library)
+  get_target_property(sources ${library} SOURCES)
+  list(FILTER sources INCLUDE REGEX "\\.cpp$")
+  foreach(source IN LISTS sources)
+    file(RELATIVE_PATH name ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/${source})
+    set_property(SOURCE ${source} APPEND PROPERTY COMPILE_DEFINITIONS __FILE__="${name}")
+    set_property(SOURCE ${source} APPEND PROPERTY COMPILE_OPTIONS -Wno-builtin-macro-redefined)
+  endforeach()
 endfunction()
 
 # A program installed into `destination`, which finds the project's libraries wherever both lie.

@@ -1,6 +1,7 @@
 #include "GetNextAvaliableIndex.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
 #include <memory>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include <dirent.h>
+#include <sys/random.h>
 
 namespace Korvel::PDF::Util {
 
@@ -106,18 +108,31 @@ std::uint64_t ParseNumber(std::string_view digits)
     return number;
 }
 
-std::vector<std::uint64_t> TakenNumbers(const ioPath& folder, const std::regex& pattern)
+/** Null at the end, with errno 0, and where reading failed. */
+const dirent* ReadEntry(DIR* folder)
+{
+    errno = 0;
+    return ::readdir(folder);
+}
+
+/** Nothing when the folder could not be listed to its end. */
+std::optional<std::vector<std::uint64_t>> TakenNumbers(const std::string& folder,
+                                                       const std::regex& pattern)
 {
     std::vector<std::uint64_t> taken;
     Series series(pattern);
-    const std::unique_ptr<DIR, CloseFolder> entries(::opendir(folder.utf8string().c_str()));
-    if (!entries)
+    const std::unique_ptr<DIR, CloseFolder> entries(::opendir(folder.c_str()));
+    if (!entries && (errno == ENOENT || errno == ENOTDIR))
         return taken;
-    while (const dirent* entry = ::readdir(entries.get())) {
+    if (!entries)
+        return std::nullopt;
+    while (const dirent* entry = ReadEntry(entries.get())) {
         const auto name = SplitNumberedName(entry->d_name);
         if (name && series.TakeNumber(*name))
             taken.push_back(ParseNumber(name->number));
     }
+    if (errno != 0)
+        return std::nullopt;
     return taken;
 }
 
@@ -131,15 +146,26 @@ std::uint64_t FirstFree(const std::vector<std::uint64_t>& taken)
     return std::uint64_t(std::find(isTaken.begin() + 2, isTaken.end(), false) - isTaken.begin());
 }
 
+/** Of fifteen digits, the most that a text holds without memory of its own. */
+std::uint64_t NumberOfNoFile()
+{
+    constexpr std::uint64_t smallest = 100'000'000'000'000;
+    std::uint64_t random = 0;
+    [[maybe_unused]] const ssize_t size = ::getrandom(&random, sizeof random, 0);
+    return smallest + random % (9 * smallest);
+}
+
 } // namespace
 
-std::string GetNextAvaliableIndex(const ioPath& folder, const std::regex& pattern) noexcept
+std::string GetNextAvaliableIndex(const ioPath& folder, const std::regex& pattern)
 {
     try {
-        return std::to_string(FirstFree(TakenNumbers(folder, pattern)));
+        if (const auto taken = TakenNumbers(folder.utf8string(), pattern))
+            return std::to_string(FirstFree(*taken));
     } catch (...) {
-        return "2"; // out of memory, say; the move that follows does not replace
+        // Without memory, say, the folder has not been listed either.
     }
+    return std::to_string(NumberOfNoFile());
 }
 
 } // namespace Korvel::PDF::Util

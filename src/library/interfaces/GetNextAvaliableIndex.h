@@ -21,13 +21,18 @@ namespace Korvel::PDF::Util {
  * over that was free; one that is taken is never answered, as long as the pattern treats all
  * numbers alike. No number is too long, and (07) does not take 7.
  *
+ * A folder that is there may refuse to be listed: it may not be read, or no descriptor or memory is
+ * left. Nor can each name be asked for, since a pattern does not give away the name that it was
+ * built from. The answer is a random number of fifteen digits then, another one each time: no file
+ * of a sane folder has it, while a small one may well be taken.
+ *
  * Thread-safe. Files that other programs make after the folder was read are not known to it.
  *
- * @param folder   the folder to look through; one that cannot be read counts as empty
+ * @param folder   the folder to look through; one that is not there counts as empty
  * @param pattern  describes the numbered names, whatever their number, with it as capture group 1
  * @return the number in decimal digits. Throws nothing.
  */
 PDFFSUTILS_EXPORT std::string GetNextAvaliableIndex(const ioPath& folder,
-                                                    const std::regex& pattern) noexcept;
+                                                    const std::regex& pattern);
 
 } // namespace Korvel::PDF::Util

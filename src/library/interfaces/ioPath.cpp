@@ -19,7 +19,7 @@ std::string ioPath::utf8string() const
     return text;
 }
 
-bool ioPath::remove(const ioPath& path) noexcept
+bool ioPath::remove(const ioPath& path)
 {
     // Behind a NUL the system would see the path of another file.
     if (path.text.find('\0') != std::string::npos)

@@ -37,13 +37,15 @@ public:
      * @return true when the file was deleted; false when there was none, when it is a folder, when
      *         the text is empty or holds a NUL, or when the system refused. Throws nothing.
      */
-    static bool remove(const ioPath& path) noexcept;
-
-    /** Writes the path's text, as it is, to `stream`; allocates nothing itself. */
-    friend COREINT_EXPORT std::ostream& operator<<(std::ostream& stream, const ioPath& path);
+    static bool remove(const ioPath& path);
 
 private:
+    friend COREINT_EXPORT std::ostream& operator<<(std::ostream& stream, const ioPath& path);
+
     std::string text;
 };
+
+/** Writes the path's text, as it is, to `stream`; allocates nothing itself. */
+COREINT_EXPORT std::ostream& operator<<(std::ostream& stream, const ioPath& path);
 
 } // namespace Korvel

@@ -1,16 +1,37 @@
 #include "GetNextAvaliableIndex.h"
 
+#include <cerrno>
 #include <fstream>
 #include <ostream>
+#include <set>
 #include <vector>
 
+#include <dirent.h>
+#include <dlfcn.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+
+namespace {
+
+bool readingFails = false;
+
+} // namespace
+
+/** Takes the system's place, for a volume that breaks while a folder is read. */
+extern "C" __attribute__((visibility("default"))) dirent* readdir(DIR* folder)
+{
+    static const auto next = reinterpret_cast<dirent* (*)(DIR*)>(::dlsym(RTLD_NEXT, "readdir"));
+    if (!readingFails)
+        return next(folder);
+    errno = EIO;
+    return nullptr;
+}
 
 namespace Korvel::PDF::Test {
 
@@ -18,11 +39,8 @@ namespace {
 
 using Util::GetNextAvaliableIndex;
 
-static_assert(
-    std::is_convertible_v<decltype(&GetNextAvaliableIndex),
-                          std::string (*)(const ioPath& folder, const std::regex& pattern)>);
-static_assert(noexcept(GetNextAvaliableIndex(std::declval<const ioPath&>(),
-                                             std::declval<const std::regex&>())));
+static_assert(std::is_same_v<decltype(&GetNextAvaliableIndex),
+                             std::string (*)(const ioPath& folder, const std::regex& pattern)>);
 
 /** The pattern that the temporary-file wrapper builds for a wanted file. */
 std::regex Pattern(const std::string& baseName, const std::string& suffix)
@@ -238,20 +256,74 @@ TEST_F(FolderTest, AFileInPlaceOfTheFolderCountsAsEmpty)
     EXPECT_EQ(GetNextAvaliableIndex(ioPath(Path() + "/file"), Pattern("report", "pdf")), "2");
 }
 
-TEST_F(FolderTest, AnUnreadableFolderCountsAsEmpty)
+/** A folder in which 2 is taken, and which at times cannot be listed. */
+class UnlistedFolderTest : public FolderTest
 {
-    MakeFile("report(2).pdf");
-    ASSERT_EQ(::chmod(Path().c_str(), 0), 0);
-    // The administrator reads every folder, so the call is made as nobody.
-    const uid_t user = ::geteuid();
-    const bool isAdministrator = user == 0;
-    ASSERT_EQ(isAdministrator ? ::seteuid(65534) : 0, 0);
-    const std::string index = Next(Pattern("report", "pdf"));
-    ASSERT_EQ(isAdministrator ? ::seteuid(user) : 0, 0);
-    ASSERT_EQ(::chmod(Path().c_str(), 0700), 0);
+protected:
+    void SetUp() override { MakeFile("report(2).pdf"); }
 
-    EXPECT_EQ(index, "2");
-    EXPECT_EQ(Next(Pattern("report", "pdf")), "3");
+    std::string Next() const { return FolderTest::Next(Pattern("report", "pdf")); }
+
+    /** As a user whom the folder's permissions concern: the administrator reads every folder. */
+    std::string NextWithPermissions(mode_t mode) const
+    {
+        EXPECT_EQ(::chmod(Path().c_str(), mode), 0);
+        const uid_t user = ::geteuid();
+        const bool isAdministrator = user == 0;
+        EXPECT_EQ(isAdministrator ? ::seteuid(65534) : 0, 0);
+        std::string index = Next();
+        EXPECT_EQ(isAdministrator ? ::seteuid(user) : 0, 0);
+        EXPECT_EQ(::chmod(Path().c_str(), 0700), 0);
+        return index;
+    }
+
+    std::string NextWithoutDescriptors() const
+    {
+        rlimit before;
+        EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+        const rlimit none{0, before.rlim_max};
+        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+        std::string index = Next();
+        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+        return index;
+    }
+
+    const testing::Matcher<std::string> isNumberOfNoFile = testing::MatchesRegex("[1-9][0-9]{14}");
+};
+
+TEST_F(UnlistedFolderTest, WithoutADescriptorLeftNoTakenNumberIsAnswered)
+{
+    EXPECT_THAT(NextWithoutDescriptors(), isNumberOfNoFile);
+    EXPECT_EQ(Next(), "3");
+}
+
+TEST_F(UnlistedFolderTest, WithoutPermissionToReadNoTakenNumberIsAnswered)
+{
+    EXPECT_THAT(NextWithPermissions(0311), isNumberOfNoFile);
+    EXPECT_EQ(Next(), "3");
+}
+
+TEST_F(UnlistedFolderTest, WithoutAnyPermissionNoTakenNumberIsAnswered)
+{
+    EXPECT_THAT(NextWithPermissions(0), isNumberOfNoFile);
+    EXPECT_EQ(Next(), "3");
+}
+
+TEST_F(UnlistedFolderTest, WhenReadingFailsOnItsWayNoTakenNumberIsAnswered)
+{
+    readingFails = true;
+    const std::string index = Next();
+    readingFails = false;
+    EXPECT_THAT(index, isNumberOfNoFile);
+    EXPECT_EQ(Next(), "3");
+}
+
+TEST_F(UnlistedFolderTest, TheNextResultGetsAnotherNumber)
+{
+    std::set<std::string> indexes;
+    for (int i = 0; i < 100; ++i)
+        indexes.insert(NextWithoutDescriptors());
+    EXPECT_THAT(indexes, testing::SizeIs(100));
 }
 
 } // namespace Korvel::PDF::Test

@@ -53,6 +53,9 @@ static_assert(std::is_abstract_v<IPDFProvider>);
 static_assert(std::is_copy_constructible_v<ioPath>);
 static_assert(std::is_same_v<decltype(ioPath().utf8string()), std::string>);
 static_assert(std::is_same_v<decltype(ioPath() = ""), ioPath&>);
+static_assert(std::is_same_v<decltype(&ioPath::remove), bool (*)(const ioPath&)>);
+static_assert(std::is_same_v<decltype(Korvel::operator<<(std::declval<std::ostream&>(), ioPath())),
+                             std::ostream&>);
 
 /** Text with letters of two, three and four UTF-8 bytes. */
 const std::string nonAscii = "/Übung/文書/😀.pdf";
@@ -110,6 +113,14 @@ TEST(IoPathTest, StreamsItsText)
     std::ostringstream stream;
     stream << ioPath(nonAscii) << '!';
     EXPECT_EQ(stream.str(), nonAscii + "!");
+}
+
+TEST(IoPathTest, IsStreamedByAFunctionThatIsFoundByItsNameToo)
+{
+    std::ostream& (*const write)(std::ostream&, const ioPath&) = &Korvel::operator<<;
+    std::ostringstream stream;
+    EXPECT_EQ(&write(stream, ioPath(nonAscii)), &stream);
+    EXPECT_EQ(stream.str(), nonAscii);
 }
 
 class IoPathRemoveTest : public testing::Test
