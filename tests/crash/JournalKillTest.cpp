@@ -58,8 +58,7 @@ protected:
                       const QStringList& options = {}) const
     {
         return Run(options + QStringList{"--from-list", "list", "--journal", "journal", "-d",
-                                         folder, "-r", "20", "--password-file", "pw", "--temp-dir",
-                                         TempDir()},
+                                         folder, "--password-file", "pw", "--temp-dir", TempDir()},
                    [&](const Call& call) {
                        const int verdict = judge(call);
                        return verdict == Go && GetParam().isPlain ? VerdictOfPlain(call) : verdict;
@@ -74,19 +73,23 @@ protected:
     }
 
     /** Kills the command before one of its calls; where the run is shorter, not at all. */
-    void ConvertAndKill(int beforeCall)
+    void ConvertAndKill(int beforeCall, const QStringList& options)
     {
         int made = 0;
         std::string killedAt = "its end";
-        Convert([&](const Call& call) -> int {
+        const auto judge = [&](const Call& call) -> int {
             if (call.process != 0 || made++ != beforeCall)
                 return Go;
             killedAt = Describe(call);
             ++kills;
             return Kill;
-        });
+        };
+        Convert(judge, options);
         story += "killed before call " + std::to_string(beforeCall) + ", " + killedAt + "; ";
     }
+
+    /** Kills runs that undisturbed make so many files, at every call but for a stride. */
+    void ExpectFilesOfAnUndisturbedRun(const QStringList& options, std::size_t files, int stride);
 
     std::map<std::string, std::string> Results() const
     {
@@ -116,22 +119,24 @@ INSTANTIATE_TEST_SUITE_P(, JournalKillTest,
                                          Volume{"ToAPlainVolume", true, true}),
                          NameOf);
 
-TEST_P(JournalKillTest, LeavesTheFilesOfAnUndisturbedRun)
+void JournalKillTest::ExpectFilesOfAnUndisturbedRun(const QStringList& options, std::size_t files,
+                                                    int stride)
 {
     int calls = 0;
-    const TracedRun run = Convert([&](const Call& call) {
+    const auto count = [&calls](const Call& call) {
         calls += call.process == 0;
         return Go;
-    });
+    };
+    const TracedRun run = Convert(count, options);
     ASSERT_EQ(run.end.code, 10) << run.complaints;
     const auto undisturbed = Results();
-    ASSERT_EQ(undisturbed.size(), 3u);
-    for (int call = 0; call < calls && !HasFailure(); call += Stride(211)) {
+    ASSERT_EQ(undisturbed.size(), files);
+    for (int call = 0; call < calls && !HasFailure(); call += stride) {
         Clear();
         story.clear();
-        ConvertAndKill(call);
-        ConvertAndKill(calls - 1 - call / 2);
-        const TracedRun last = Convert([](const Call&) { return Go; });
+        ConvertAndKill(call, options);
+        ConvertAndKill(calls - 1 - call / 2, options);
+        const TracedRun last = Convert([](const Call&) { return Go; }, options);
         EXPECT_EQ(last.end.code, 10) << story << last.complaints;
         EXPECT_TRUE(Results() == undisturbed)
             << story << testing::PrintToString(NamesIn(folder.toStdString()));
@@ -141,9 +146,19 @@ TEST_P(JournalKillTest, LeavesTheFilesOfAnUndisturbedRun)
     std::printf("%d kills of runs with a journal: always the files of an undisturbed run\n", kills);
 }
 
+TEST_P(JournalKillTest, LeavesTheFilesOfAnUndisturbedRun)
+{
+    ExpectFilesOfAnUndisturbedRun({"-r", "20"}, 3, Stride(211));
+}
+
+TEST_P(JournalKillTest, LeavesTheCopiesOfAnUndisturbedRun)
+{
+    ExpectFilesOfAnUndisturbedRun({"-f", "pdf"}, 2, Stride(401));
+}
+
 TEST_P(JournalKillTest, TakesNoOtherNameWhenItsOwnFileCannotBeReplaced)
 {
-    ASSERT_EQ(Convert([](const Call&) { return Go; }).end.code, 10);
+    ASSERT_EQ(Convert([](const Call&) { return Go; }, {"-r", "20"}).end.code, 10);
     const auto undisturbed = Results();
     Clear();
     // Flushed are: that it begins, a failure, the plans, a page and its end, a page, and one more.
@@ -152,12 +167,12 @@ TEST_P(JournalKillTest, TakesNoOtherNameWhenItsOwnFileCannotBeReplaced)
             const bool isFlush = call.process == 0 && call.number == SYS_fdatasync;
             return isFlush && ++flushes == 7 ? Kill : Go;
         },
-        {"--jobs", "1"});
+        {"-r", "20", "--jobs", "1"});
     ASSERT_EQ(Results().size(), 2u);
-    const TracedRun full =
-        Convert([](const Call& call) { return call.number == SYS_rename ? ENOSPC : Go; });
+    const TracedRun full = Convert(
+        [](const Call& call) { return call.number == SYS_rename ? ENOSPC : Go; }, {"-r", "20"});
     EXPECT_THAT(full.complaints, testing::HasSubstr("cannot write"));
-    EXPECT_EQ(Convert([](const Call&) { return Go; }, {"--retry-failed"}).end.code, 10);
+    EXPECT_EQ(Convert([](const Call&) { return Go; }, {"-r", "20", "--retry-failed"}).end.code, 10);
     EXPECT_TRUE(Results() == undisturbed) << testing::PrintToString(NamesIn(folder.toStdString()));
 }
 

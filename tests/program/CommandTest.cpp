@@ -11,6 +11,7 @@
 
 #include <dirent.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace Korvel::App {
 namespace {
@@ -271,6 +272,53 @@ TEST_F(CommandTest, SaysWhichFolderForTemporaryFilesItCannotUse)
     EXPECT_EQ(alone.exitCode, 5);
     EXPECT_THAT(alone.complaints, HasSubstr("nowhere: No such file or directory"));
     EXPECT_THAT(alone.complaints, HasSubstr("--temp-dir"));
+}
+
+TEST_F(CommandTest, TakesNoFolderForTemporaryFilesWhoseContentOthersCouldExchange)
+{
+    MakeSample("secret.pdf", 1, "horse");
+    Write("pw", "horse\n");
+    ASSERT_EQ(::chmod(Path("temp").toUtf8().constData(), 0777), 0);
+    const QStringList conversion{"secret.pdf", "-o", "p.png", "--password-file", "pw", "-r", "20"};
+    const Outcome refused = Run(conversion);
+    EXPECT_EQ(refused.exitCode, 5);
+    EXPECT_THAT(refused.complaints,
+                HasSubstr("others may write to " + TempDir().toStdString() +
+                          ", which has no sticky bit; choose another with --temp-dir"));
+    EXPECT_FALSE(QFile::exists(Path("p.png")));
+    ASSERT_EQ(::chmod(Path("temp").toUtf8().constData(), 01777), 0);
+    EXPECT_EQ(Run(conversion).exitCode, 0);
+}
+
+TEST_F(CommandTest, TakesNoFolderForTemporaryFilesOfAnotherUser)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    MakeSample("plain.pdf", 1);
+    const std::string folder = Path("").toStdString();
+    const auto convertIn = [this](const QString& temp) {
+        QProcess process;
+        process.setWorkingDirectory("/");
+        process.start("setpriv",
+                      {"--reuid=12345", "--regid=12345", "--clear-groups", PDFCONVERT,
+                       Path("plain.pdf"), "-d", Path("out"), "-r", "20", "--temp-dir", Path(temp)});
+        return Finish(process);
+    };
+    for (const char* name : {"out", "own", "others"})
+        ASSERT_TRUE(QDir(Path("")).mkdir(name));
+    ASSERT_EQ(::chmod(folder.c_str(), 0755), 0);
+    for (const char* name : {"/out", "/own"})
+        ASSERT_EQ(::chown((folder + name).c_str(), 12345, 12345), 0);
+    ASSERT_EQ(::chown((folder + "/others").c_str(), 54321, 54321), 0);
+    ASSERT_EQ(::chmod((folder + "/others").c_str(), 01777), 0);
+
+    const Outcome own = convertIn("own");
+    if (own.exitCode == 127 || own.exitCode == 126)
+        GTEST_SKIP() << "the other user may not run the command: " << own.complaints;
+    EXPECT_EQ(own.exitCode, 0) << own.complaints;
+    const Outcome refused = convertIn("others");
+    EXPECT_EQ(refused.exitCode, 5);
+    EXPECT_THAT(refused.complaints, HasSubstr("/others belongs to another user"));
 }
 
 /** Who may do what in and below a folder while another program works there: "permissions kind". */

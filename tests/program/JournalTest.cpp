@@ -170,6 +170,21 @@ TEST_F(JournalTest, TellsEachStepOfADocument)
     EXPECT_FALSE(Read("journal").contains("pw\"")) << "no password";
 }
 
+TEST_F(JournalTest, LeavesTheCopiesOfAnUndisturbedRunByteByByte)
+{
+    const QStringList toCopies{"-f", "pdf"};
+    ASSERT_EQ(Run(toCopies + Arguments("undisturbed", "")).exitCode, 0);
+    const auto undisturbed = Contents("undisturbed");
+    ASSERT_EQ(undisturbed.size(), 3u);
+    for (const int lines : {3, 5, 7}) {
+        RunAndKill(toCopies + Arguments("out"), lines);
+        EXPECT_EQ(Run(toCopies + Arguments("out")).exitCode, 0);
+        EXPECT_EQ(Differences(Contents("out"), undisturbed), QStringList()) << lines;
+        QDir(Path("out")).removeRecursively();
+        QFile::remove(Path("journal"));
+    }
+}
+
 TEST_F(JournalTest, LeavesTheFilesOfAnUndisturbedRunWhereverItIsKilled)
 {
     ASSERT_EQ(Run(Arguments("undisturbed", "")).exitCode, 0);

@@ -12,4 +12,7 @@ namespace Korvel::PDF {
  */
 bool RemoveTree(const std::string& path) noexcept;
 
+/** Removes what lies in an open folder alike; nothing on the way goes by a path. */
+bool RemoveContent(int folder) noexcept;
+
 } // namespace Korvel::PDF

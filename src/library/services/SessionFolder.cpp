@@ -3,15 +3,18 @@
 #include "FileDescriptor.h"
 #include "RemoveTree.h"
 #include "ServicesLog.h"
+#include "TrustedFolder.h"
 
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include <QRandomGenerator>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -35,22 +38,10 @@ bool IsUtf8(const std::string& text)
     return QString::fromStdString(text).toStdString() == text;
 }
 
-/** `folder` without links, so that nobody can change what lies under that path. */
-std::filesystem::path ResolveFolder(const std::string& folder, std::error_code& failure)
+FileDescriptor OpenFolder(int parent, const std::string& name)
 {
-    if (folder.find('\0') != std::string::npos) {
-        failure = std::make_error_code(std::errc::invalid_argument);
-        return {};
-    }
-    std::filesystem::path resolved = std::filesystem::canonical(folder, failure);
-    if (!failure && !IsUtf8(resolved.native()))
-        failure = std::make_error_code(std::errc::illegal_byte_sequence);
-    return resolved;
-}
-
-FileDescriptor OpenFolder(const std::string& path)
-{
-    return FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    return FileDescriptor(
+        ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
 bool IsOwnSession(const FileDescriptor& folder)
@@ -78,28 +69,43 @@ bool IsSessionName(const std::string& name)
 }
 
 /** Whether it was abandoned, and is gone now. */
-bool RemoveIfAbandoned(const std::string& path)
+bool RemoveIfAbandoned(int parent, const std::string& name)
 {
-    const FileDescriptor folder = OpenFolder(path);
+    const FileDescriptor folder = OpenFolder(parent, name);
     // Where another sweep was faster, the name may be a new folder's by now.
-    return folder && IsOwnSession(folder) && Lock(folder) && !IsRemoved(folder) && RemoveTree(path);
+    if (!folder || !IsOwnSession(folder) || !Lock(folder) || IsRemoved(folder))
+        return false;
+    if (RemoveContent(folder.Number()) && ::unlinkat(parent, name.c_str(), AT_REMOVEDIR) == 0)
+        return true;
+    qCWarning(servicesLog) << "cannot remove" << QString::fromStdString(name)
+                           << LastError().message().c_str();
+    return false;
 }
 
-std::vector<std::string> SweepResolved(const std::filesystem::path& parent)
+std::vector<std::string> SessionNamesIn(const FileDescriptor& folder)
+{
+    std::vector<std::string> names;
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(::fdopendir(::dup(folder.Number())),
+                                                      ::closedir);
+    while (const dirent* const entry = entries ? ::readdir(entries.get()) : nullptr) {
+        if (IsSessionName(static_cast<const char*>(entry->d_name)))
+            names.emplace_back(static_cast<const char*>(entry->d_name));
+    }
+    return names;
+}
+
+/** The names of those that are gone. */
+std::vector<std::string> SweepOpened(int parent, const std::string& path)
 {
     std::vector<std::string> removed;
-    std::error_code failure;
-    const std::filesystem::directory_iterator end;
-    std::filesystem::directory_iterator entry(parent, failure);
-    for (; !failure && entry != end; entry.increment(failure)) {
-        const std::string path = entry->path().native();
-        if (IsSessionName(entry->path().filename().native()) && RemoveIfAbandoned(path))
-            removed.push_back(path);
-    }
-    if (failure)
+    const FileDescriptor folder = OpenFolder(parent, ".");
+    if (!folder)
         qCWarning(servicesLog) << "cannot look for abandoned folders in"
-                               << QString::fromStdString(parent.native())
-                               << failure.message().c_str();
+                               << QString::fromStdString(path) << LastError().message().c_str();
+    for (const std::string& name : SessionNamesIn(folder)) {
+        if (RemoveIfAbandoned(folder.Number(), name))
+            removed.push_back(name);
+    }
     return removed;
 }
 
@@ -133,25 +139,24 @@ bool IsSwept(const std::error_code& failure)
 }
 
 /** Makes a folder that is marked from the first, so that it is swept if this process is killed. */
-FileDescriptor MakeHeld(const std::string& path, std::error_code& failure)
+FileDescriptor MakeHeld(int parent, const std::string& name, std::error_code& failure)
 {
-    failure = ::mkdir(path.c_str(), sessionMode) == 0 ? std::error_code() : LastError();
+    failure = ::mkdirat(parent, name.c_str(), sessionMode) == 0 ? std::error_code() : LastError();
     if (failure)
         return FileDescriptor();
-    FileDescriptor folder = OpenFolder(path);
+    FileDescriptor folder = OpenFolder(parent, name);
     failure = Hold(folder);
     if (failure && !IsSwept(failure))
-        ::rmdir(path.c_str());
+        ::unlinkat(parent, name.c_str(), AT_REMOVEDIR);
     return folder;
 }
 
-/** The same under some name in `parent`; that goes to `path`. */
-FileDescriptor MakeHeldIn(const std::filesystem::path& parent, std::string& path,
-                          std::error_code& failure)
+/** The same under some name, which goes to `name`. */
+FileDescriptor MakeHeldIn(int parent, std::string& name, std::error_code& failure)
 {
     for (int attempt = 1;; ++attempt) {
-        path = (parent / NewSessionName()).native();
-        FileDescriptor folder = MakeHeld(path, failure);
+        name = NewSessionName();
+        FileDescriptor folder = MakeHeld(parent, name, failure);
         const bool isAgain = failure == std::errc::file_exists || IsSwept(failure);
         if (!isAgain || attempt == attempts)
             return folder;
@@ -170,15 +175,19 @@ std::unique_ptr<SessionFolder> SessionFolder::Create(const std::string& parent,
                                                      std::string& error) noexcept
 {
     try {
+        error.clear();
+        const TrustedFolder trusted = TrustedFolder::Open(parent, error);
+        if (error.empty() && !IsUtf8(trusted.path))
+            error = std::make_error_code(std::errc::illegal_byte_sequence).message();
+        if (!error.empty())
+            return nullptr;
+        SweepOpened(trusted.folder.Number(), trusted.path);
         std::error_code failure;
-        const std::filesystem::path folder = ResolveFolder(parent, failure);
+        std::string name;
+        FileDescriptor lock = MakeHeldIn(trusted.folder.Number(), name, failure);
         if (!failure)
-            SweepResolved(folder);
-        std::string path;
-        FileDescriptor lock = failure ? FileDescriptor() : MakeHeldIn(folder, path, failure);
-        if (!failure)
-            return std::unique_ptr<SessionFolder>(
-                new SessionFolder(std::move(path), lock.Release()));
+            return std::unique_ptr<SessionFolder>(new SessionFolder(
+                (std::filesystem::path(trusted.path) / name).native(), lock.Release()));
         error = failure.message();
     } catch (const std::bad_alloc&) {
         error = "out of memory";
@@ -189,8 +198,15 @@ std::unique_ptr<SessionFolder> SessionFolder::Create(const std::string& parent,
 std::vector<std::string> SessionFolder::Sweep(const std::string& parent)
 {
     std::error_code failure;
-    const std::filesystem::path folder = ResolveFolder(parent, failure);
-    return failure ? std::vector<std::string>() : SweepResolved(folder);
+    const std::filesystem::path path = std::filesystem::canonical(parent, failure);
+    const FileDescriptor folder(failure ? -1
+                                        : ::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    std::vector<std::string> removed;
+    if (folder)
+        removed = SweepOpened(folder.Number(), path.native());
+    for (std::string& name : removed)
+        name = (path / name).native();
+    return removed;
 }
 
 SessionFolder::SessionFolder(std::string path, int lock) : path(std::move(path)), lock(lock) {}

@@ -32,8 +32,14 @@ public:
     /**
      * Makes a session folder below `parent`, an existing folder, and sweeps abandoned ones there.
      *
+     * Refused is a folder whose content another user could exchange: every folder on the way to it,
+     * and itself, has to belong to root or to this user and be writable by nobody else, unless it
+     * has the sticky bit, as /tmp has; links on the way have to belong to them, too. A group that
+     * is root's or this user's own, and has no other member, counts as nobody else.
+     *
      * @param parent  UTF-8; a relative path is taken from the working folder
-     * @param error   receives the reason, such as "Permission denied", when null is returned
+     * @param error   receives the reason, such as "Permission denied" or "/data
+     *                belongs to another user", when null is returned
      * @return null when the folder could not be made, or not be kept private and locked, or when
      * its path is no UTF-8. Throws nothing.
      */

@@ -231,6 +231,7 @@ void PdfDocument::Write(NewFile& output)
         writer.setPreserveEncryption(false);
         writer.setStreamDataMode(qpdf_s_preserve);
         writer.setObjectStreamMode(qpdf_o_disable);
+        writer.setDeterministicID(true); // by what is written, in place of the time and the path
         writer.setOutputPipeline(&pipeline);
         writer.write();
     } catch (const RequestError&) {

@@ -112,6 +112,9 @@ def check_shares(program, make_sample):
         for written in ("results", "journals", "session"):
             (folder / written).mkdir()
             (folder / written).chmod(0o777)
+        [preparation] = job["spec"]["template"]["spec"]["initContainers"]
+        subprocess.run([argument.replace("/session", f"{folder}/session")
+                        for argument in preparation["command"]], check=True)
         for index in range(3):
             environment = dict(os.environ, JOB_COMPLETION_INDEX=str(index), SHARES="3", JOBS="1",
                                PATH=f"{pathlib.Path(program).parent}:{os.environ['PATH']}")

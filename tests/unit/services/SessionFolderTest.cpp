@@ -4,13 +4,16 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <grp.h>
 #include <QTemporaryDir>
+#include <sched.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -109,7 +112,7 @@ TEST_F(SessionFolderTest, NobodyElseCanLookIntoItWhateverTheUmask)
 
 TEST_F(SessionFolderTest, AParentThatHandsItsGroupDownDoesNotOpenIt)
 {
-    ASSERT_EQ(::chmod(parent.c_str(), 02777), 0);
+    ASSERT_EQ(::chmod(parent.c_str(), 02700), 0);
     const auto session = Create();
     ASSERT_TRUE(session) << error;
     EXPECT_EQ(ModeOf(session->Path()) & 0777, mode_t(0700));
@@ -197,6 +200,137 @@ TEST_F(SessionFolderTest, AParentThatMayNotBeListedHoldsItUnswept)
     ASSERT_EQ(::chmod(parent.c_str(), 0700), 0);
     EXPECT_THAT(NamesIn(parent), ElementsAre("pdfconvert-abcdef"));
     EXPECT_THAT(log.Texts(), ElementsAre(testing::EndsWith("Permission denied")));
+}
+
+/** Folders that other users may put another one in the place of. */
+class SessionParentTest : public SessionFolderTest
+{
+protected:
+    /** A folder `name` below the parent; the umask plays no part. */
+    std::string Make(const std::string& name, mode_t mode, uid_t owner = ::geteuid(),
+                     gid_t group = ::getegid()) const
+    {
+        const std::string path = parent + "/" + name;
+        std::filesystem::create_directory(path);
+        EXPECT_EQ(::chown(path.c_str(), owner, group), 0);
+        EXPECT_EQ(::chmod(path.c_str(), mode), 0);
+        return path;
+    }
+
+    void ExpectTaken(const std::string& folder) const
+    {
+        std::string reason;
+        EXPECT_TRUE(SessionFolder::Create(folder, reason)) << folder << ": " << reason;
+    }
+};
+
+TEST_F(SessionParentTest, OneThatEverybodyMayWriteIsRefusedWithoutTheStickyBit)
+{
+    const std::string open = Make("open", 0777);
+    EXPECT_EQ(ReasonFor(open), "others may write to " + open + ", which has no sticky bit");
+    EXPECT_THAT(NamesIn(open), IsEmpty());
+    ASSERT_EQ(::chmod(open.c_str(), 01777), 0);
+    ExpectTaken(open);
+}
+
+TEST_F(SessionParentTest, OneBelowAFolderThatEverybodyMayWriteIsRefusedAlike)
+{
+    const std::string open = Make("open", 0777);
+    const std::string own = Make("open/own", 0700);
+    const std::string reason = "others may write to " + open + ", which has no sticky bit";
+    EXPECT_EQ(ReasonFor(own), reason);
+    EXPECT_EQ(ReasonFor(own + "/../own"), reason);
+    const WorkingFolder here(own);
+    EXPECT_EQ(ReasonFor("."), reason);
+    ASSERT_EQ(::chmod(open.c_str(), 01777), 0);
+    ExpectTaken(own);
+}
+
+TEST_F(SessionParentTest, OneOfAnotherUserIsRefused)
+{
+    if (!IsRoot())
+        GTEST_SKIP() << "only root can give a folder away";
+    const std::string others = Make("others", 0755, somebodyElse);
+    EXPECT_EQ(ReasonFor(others), others + " belongs to another user");
+    EXPECT_EQ(ReasonFor(Make("others/own", 0700)), others + " belongs to another user");
+    const std::string sticky = Make("sticky", 01777, somebodyElse);
+    EXPECT_EQ(ReasonFor(sticky), sticky + " belongs to another user");
+}
+
+TEST_F(SessionParentTest, ALinkOnTheWayIsFollowedUnlessItIsAnotherUsers)
+{
+    Make("real", 0700);
+    const std::string sticky = Make("sticky", 01777);
+    const std::string link = sticky + "/link";
+    std::filesystem::create_directory_symlink("../real", link);
+    std::filesystem::create_directory_symlink(link, parent + "/again");
+    ExpectTaken(link);
+    ExpectTaken(parent + "/again/");
+    if (!IsRoot())
+        GTEST_SKIP() << "only root can give a link away";
+    ASSERT_EQ(::lchown(link.c_str(), somebodyElse, somebodyElse), 0);
+    EXPECT_EQ(ReasonFor(link), "the link " + link + " belongs to another user");
+    EXPECT_EQ(ReasonFor(parent + "/again"), "the link " + link + " belongs to another user");
+}
+
+TEST_F(SessionParentTest, LinksThatLeadInACircleHaveAnEnd)
+{
+    std::filesystem::create_directory_symlink("b", parent + "/a");
+    std::filesystem::create_directory_symlink("a", parent + "/b");
+    EXPECT_EQ(ReasonFor(parent + "/a"), "Too many levels of symbolic links");
+}
+
+TEST_F(SessionParentTest, AGroupMayWriteOnlyWhenNobodyElseIsInIt)
+{
+    if (!IsRoot())
+        GTEST_SKIP() << "only root can give a folder to any group";
+    ExpectTaken(Make("of the own group", 0775));
+    ExpectTaken(Make("handed down", 02770));
+    const std::string shared = Make("shared", 0770, ::geteuid(), somebodyElse);
+    EXPECT_EQ(ReasonFor(shared), "others may write to " + shared + ", which has no sticky bit");
+    ExpectTaken(Make("sticky", 01770, ::geteuid(), somebodyElse));
+}
+
+TEST_F(SessionParentTest, AnotherUserTakesRootsFoldersAndItsOwn)
+{
+    if (!IsRoot())
+        GTEST_SKIP() << "only root can become another user";
+    ASSERT_EQ(::chmod(parent.c_str(), 0755), 0);
+    const std::string own = Make("own", 0700, somebodyElse, somebodyElse);
+    const std::string sticky = Make("sticky", 01777);
+    const std::string group = Make("group", 0770, somebodyElse, somebodyElse);
+    ForkedProcess user([&] {
+        if (::setgroups(0, nullptr) != 0 || ::setgid(somebodyElse) != 0 ||
+            ::setuid(somebodyElse) != 0)
+            return 1;
+        ExpectTaken(own);
+        ExpectTaken(sticky);
+        // A group without a name may have anybody in it.
+        EXPECT_EQ(ReasonFor(group), "others may write to " + group + ", which has no sticky bit");
+        return HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(user.Wait(), 0);
+}
+
+TEST_F(SessionParentTest, InAUserNamespaceThatMapsNobodyElseRootsFoldersStayTrusted)
+{
+    if (!IsRoot())
+        GTEST_SKIP() << "only root can become another user";
+    ASSERT_EQ(::chmod(parent.c_str(), 0755), 0);
+    const std::string sticky = Make("sticky", 01777);
+    ForkedProcess user([&] {
+        if (::setgid(somebodyElse) != 0 || ::setuid(somebodyElse) != 0)
+            return 1;
+        if (::unshare(CLONE_NEWUSER) != 0)
+            return 2;
+        std::ofstream("/proc/self/uid_map") << "0 " << somebodyElse << " 1";
+        ExpectTaken(sticky);
+        return HasFailure() ? 1 : 0;
+    });
+    const int end = user.Wait();
+    if (end == 2)
+        GTEST_SKIP() << "there are no user namespaces to be had";
+    EXPECT_EQ(end, 0);
 }
 
 /** Session folders of other processes. */
@@ -337,6 +471,15 @@ TEST_F(SessionSweepTest, AnAbandonedFolderGoesAndWhatItsLinksPointToStays)
     ASSERT_TRUE(Create()) << error;
     EXPECT_THAT(NamesIn(parent), ElementsAre("kept"));
     EXPECT_EQ(ReadFile(parent + "/kept/content"), "content");
+}
+
+TEST_F(SessionSweepTest, AnAbandonedFolderIsFoundAlsoWhereNoneIsMadeAnyMore)
+{
+    const std::string abandoned = parent + "/pdfconvert-abcdef";
+    MakeAbandonedSession(abandoned);
+    ASSERT_EQ(::chmod(parent.c_str(), 0777), 0);
+    EXPECT_THAT(SessionFolder::Sweep(parent), ElementsAre(abandoned));
+    EXPECT_FALSE(IsAnything(abandoned));
 }
 
 TEST_F(SessionSweepTest, AFolderThatAnotherProgramHasLockedStays)
