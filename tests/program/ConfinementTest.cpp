@@ -1,10 +1,17 @@
-// What confines the workers, seen from outside: where parts of it are missing.
+// What confines the workers, seen from outside: where parts of it are missing, and what reaches
+// them.
 
 #include "Program.h"
 
+#include <csignal>
 #include <vector>
 
 #include <gmock/gmock.h>
+
+#include <QDir>
+#include <QFile>
+
+#include <unistd.h>
 
 namespace Korvel::App {
 namespace {
@@ -98,6 +105,37 @@ TEST_F(ConfinementTest, ConvertsWithoutAnyMeasureAtAll)
         names.push_back(measure.name);
     }
     ExpectToConvertWithout(parts.join(','), names);
+}
+
+QList<QByteArray> EnvironmentOf(const QString& process)
+{
+    QFile file("/proc/" + process + "/environ");
+    return file.open(QIODevice::ReadOnly) ? file.readAll().split('\0') : QList<QByteArray>();
+}
+
+TEST_F(ConfinementTest, LetsNoWorkerSeeMoreOfTheEnvironmentThanItNeeds)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "root alone looks into workers";
+    MakeSample("long.pdf", 100);
+    QProcess process;
+    process.setWorkingDirectory(Path(""));
+    process.start("env", {"SECRET_OF_THE_USER=told-to-nobody", "QT_PLUGIN_PATH=", PDFCONVERT,
+                          "--temp-dir", TempDir(), "long.pdf", "-o", "out/%d.png", "-r", "200"});
+    while (QDir(Path("out")).isEmpty() && !process.waitForFinished(1)) {
+    }
+    int seen = 0;
+    for (const QString& worker : Descendants(process)) {
+        for (const QByteArray& variable : EnvironmentOf(worker)) {
+            const std::string name = variable.left(variable.indexOf('=')).toStdString();
+            EXPECT_THAT(name, testing::AnyOf("", "GLIBC_TUNABLES", "LD_LIBRARY_PATH",
+                                             "QT_PLUGIN_PATH", testing::EndsWith("SAN_OPTIONS")));
+            seen += name == "QT_PLUGIN_PATH" ? 1 : 0;
+        }
+    }
+    EXPECT_GE(seen, 4) << "two programs, and a child of each";
+    Send(SIGTERM, process);
+    EXPECT_EQ(Finish(process).exitCode, 128 + SIGTERM);
 }
 
 } // namespace

@@ -61,7 +61,7 @@ public:
 
     /**
      * Starts workers to open and, if that is to come, to convert documents, so that the first one
-     * need not wait for them. They get the environment, which has no password in it any more.
+     * need not wait for them.
      */
     void PrepareWorkers(bool willConvert);
 

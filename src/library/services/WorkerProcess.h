@@ -51,7 +51,8 @@ struct WorkerSettings
  * gets a new child, and so does what comes after Release; what the old one held open is gone. No
  * document can stay beyond that: the process, which looks at none itself, kills its child. A new
  * child is ready in a millisecond or two, while a process takes many times as long to start:
- * objects of this class are worth keeping.
+ * objects of this class are worth keeping. Of the environment it is given nothing but what its
+ * libraries are found and tuned by (docs/reliability.md).
  *
  *     worker.Ask({{"op", "convert"}, ...}, [](const QJsonObject& answer) {
  *         if (!answer["ok"].toBool()) qWarning() << answer["reason"].toString();

@@ -89,6 +89,20 @@ TEST(WorkerProcessTest, HandsItsLimitsToTheProgram)
     EXPECT_EQ(arguments(poor), "--memory-limit 512 --time-limit 62 --folder /a folder");
 }
 
+TEST(WorkerProcessTest, HandsNothingElseOfTheEnvironmentToTheProgram)
+{
+    ::qputenv("SECRET_OF_THE_USER", "told to nobody");
+    ::qputenv("QT_PLUGIN_PATH", "/where/plugins/are");
+    WorkerProcess worker({ScriptedWorker()});
+    const QString environment = AskAndWait(worker, Do("answer"))["environ"].toString();
+    ::qunsetenv("SECRET_OF_THE_USER");
+    ::qunsetenv("QT_PLUGIN_PATH");
+    EXPECT_TRUE(environment.contains("QT_PLUGIN_PATH=/where/plugins/are "));
+    EXPECT_FALSE(environment.contains("SECRET_OF_THE_USER"));
+    EXPECT_FALSE(environment.contains("HOME="));
+    EXPECT_FALSE(environment.contains("PATH=/usr"));
+}
+
 TEST(WorkerProcessTest, HasTheProgramTakeMemoryInLargePagesUnlessToldOtherwise)
 {
     const auto environment = [] {
