@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <vector>
 
 #include <pty.h>
@@ -26,6 +27,9 @@ Terminal::Terminal(const QString& program, const QStringList& arguments, const Q
     const winsize size{24, columns, 0, 0};
     process = ::forkpty(&terminal, nullptr, nullptr, &size);
     if (process == 0) {
+        // A shell in the background ignores the signals that a terminal sends.
+        for (const int signal : {SIGINT, SIGQUIT})
+            ::signal(signal, SIG_DFL);
         if (::chdir(path.constData()) == 0)
             ::execv(argv[0], argv.data());
         ::_exit(99);
