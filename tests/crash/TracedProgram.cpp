@@ -1,6 +1,6 @@
 #include "TracedProgram.h"
 
-#include "Sanitizers.h"
+#include "IsSanitized.h"
 
 #include <cstdlib>
 #include <vector>

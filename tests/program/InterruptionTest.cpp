@@ -1,5 +1,5 @@
+#include "IsSanitized.h"
 #include "Program.h"
-#include "Sanitizers.h"
 
 #include <gmock/gmock.h>
 

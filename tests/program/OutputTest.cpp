@@ -1,5 +1,5 @@
 #include "Program.h"
-#include "Terminal.h"
+#include "PseudoTerminal.h"
 
 #include <gmock/gmock.h>
 
@@ -67,8 +67,8 @@ TEST_F(OutputTest, ToStandardOutputIsOneResultAndNoTerminals)
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_EQ(run.results, QStringList());
     EXPECT_THAT(run.complaints, HasSubstr("there would be 2; choose one page"));
-    Terminal terminal(PDFCONVERT, {"two.pdf", "-o", "-", "-f", "txt", "--temp-dir", TempDir()},
-                      Path(""));
+    PseudoTerminal terminal(PDFCONVERT,
+                            {"two.pdf", "-o", "-", "-f", "txt", "--temp-dir", TempDir()}, Path(""));
     EXPECT_EQ(terminal.Finish(), 2);
     EXPECT_THAT(terminal.Screen(), HasSubstr("standard output is a terminal"));
 }

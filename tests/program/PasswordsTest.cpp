@@ -1,5 +1,5 @@
 #include "Program.h"
-#include "Terminal.h"
+#include "PseudoTerminal.h"
 
 #include <gmock/gmock.h>
 
@@ -132,9 +132,9 @@ TEST_F(PasswordsTest, AreTypedOnceForSeveralDocuments)
 {
     MakeSample("one.pdf", 1, "pw");
     MakeSample("two.pdf", 1, "pw");
-    Terminal terminal(PDFCONVERT,
-                      {"--temp-dir", TempDir(), "one.pdf", "two.pdf", "-d", "p", "-r", "20"},
-                      Path(""));
+    PseudoTerminal terminal(PDFCONVERT,
+                            {"--temp-dir", TempDir(), "one.pdf", "two.pdf", "-d", "p", "-r", "20"},
+                            Path(""));
     ASSERT_TRUE(terminal.WaitFor("Password for one.pdf: ")) << terminal.Screen();
     terminal.Type("pw\n");
     EXPECT_EQ(terminal.Finish(), 0) << terminal.Screen();
@@ -144,9 +144,9 @@ TEST_F(PasswordsTest, AreTypedOnceForSeveralDocuments)
 TEST_F(PasswordsTest, AreAskedForFirstWhenThatIsWanted)
 {
     MakeSample("one.pdf", 1, "pw");
-    Terminal terminal(PDFCONVERT,
-                      {"--temp-dir", TempDir(), "one.pdf", "-d", "p", "-r", "20", "--ask-password"},
-                      Path(""));
+    PseudoTerminal terminal(
+        PDFCONVERT, {"--temp-dir", TempDir(), "one.pdf", "-d", "p", "-r", "20", "--ask-password"},
+        Path(""));
     ASSERT_TRUE(terminal.WaitFor("Password: ")) << terminal.Screen();
     EXPECT_FALSE(terminal.Echoes());
     terminal.Type("pw\n");
@@ -159,7 +159,7 @@ TEST_F(PasswordsTest, AreAskedForFirstWhenThatIsWanted)
 TEST_F(PasswordsTest, AreNeverAskedForWithNoInput)
 {
     MakeSample("secret.pdf", 1, "pw");
-    Terminal terminal(
+    PseudoTerminal terminal(
         PDFCONVERT, {"--temp-dir", TempDir(), "secret.pdf", "-o", "p.png", "--no-input"}, Path(""));
     EXPECT_EQ(terminal.Finish(), 8);
     EXPECT_THAT(terminal.Screen(), Not(HasSubstr("Password for")));

@@ -1,6 +1,6 @@
 #include "DescribedJson.h"
 #include "Program.h"
-#include "Terminal.h"
+#include "PseudoTerminal.h"
 
 #include <gmock/gmock.h>
 
@@ -242,7 +242,7 @@ TEST_F(ReportTest, StopsFollowingAtASignal)
 TEST_F(ReportTest, DrawsItsTextAnewInPlaceOnATerminal)
 {
     Write("one.journal", QByteArray(begun) + planned);
-    Terminal terminal(PDFCONVERT, {"report", "one.journal", "--follow"}, Path(""));
+    PseudoTerminal terminal(PDFCONVERT, {"report", "one.journal", "--follow"}, Path(""));
     ASSERT_TRUE(terminal.WaitFor("0 files of 0 bytes\r\n")) << terminal.Screen();
     Append("one.journal", QByteArray(done) + failed);
     ASSERT_TRUE(terminal.WaitFor("\033[10A\033[J")) << "up the lines of the first text";
@@ -263,7 +263,7 @@ TEST_F(ReportTest, DrawsNoMoreLinesThanTheTerminalHasUntilTheEnd)
         Append("one.journal",
                QByteArray(failed).replace("b.pdf", number).replace("damaged", number));
     }
-    Terminal terminal(PDFCONVERT, {"report", "one.journal", "--follow"}, Path(""));
+    PseudoTerminal terminal(PDFCONVERT, {"report", "one.journal", "--follow"}, Path(""));
     ASSERT_TRUE(terminal.WaitFor("\033[?7h")) << terminal.Screen();
     EXPECT_EQ(std::count(terminal.Screen().begin(), terminal.Screen().end(), '\n'), rows - 1);
     Append("one.journal", ended);

@@ -1,9 +1,9 @@
 // Where passwords must not be found: while documents are converted, and afterwards.
 
 #include "FilesBelow.h"
+#include "IsSanitized.h"
 #include "Program.h"
-#include "Sanitizers.h"
-#include "Terminal.h"
+#include "PseudoTerminal.h"
 
 #include <csignal>
 #include <functional>
@@ -288,9 +288,9 @@ TEST_F(SecretsTest, IsSeenNowhereAfterItWasTyped)
 {
     MakeSample("secret.pdf", 1, secret);
     for (const char* option : {"--ask-password", "--verbose=99"}) {
-        Terminal terminal(PDFCONVERT,
-                          {"--temp-dir", TempDir(), "secret.pdf", "-d", option, "-r", "20", option},
-                          Path(""));
+        PseudoTerminal terminal(
+            PDFCONVERT, {"--temp-dir", TempDir(), "secret.pdf", "-d", option, "-r", "20", option},
+            Path(""));
         ASSERT_TRUE(terminal.WaitFor("Password")) << terminal.Screen();
         ASSERT_TRUE(terminal.WaitFor(": ")) << terminal.Screen();
         terminal.Type(secret.toStdString() + "\n");

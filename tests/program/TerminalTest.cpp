@@ -1,5 +1,5 @@
-#include "Terminal.h"
 #include "Program.h"
+#include "PseudoTerminal.h"
 
 #include <gmock/gmock.h>
 
@@ -24,7 +24,7 @@ protected:
 TEST_F(TerminalTest, AsksForThePasswordWithoutShowingIt)
 {
     MakeSample("secret.pdf", 2, "correct horse");
-    Terminal terminal(PDFCONVERT, Arguments(), Path(""));
+    PseudoTerminal terminal(PDFCONVERT, Arguments(), Path(""));
     ASSERT_TRUE(terminal.WaitFor(prompt)) << terminal.Screen();
     EXPECT_FALSE(terminal.Echoes());
     terminal.Type("correct horse\n");
@@ -37,7 +37,7 @@ TEST_F(TerminalTest, AsksForThePasswordWithoutShowingIt)
 TEST_F(TerminalTest, AsksThreeTimesAndThenGivesUp)
 {
     MakeSample("secret.pdf", 1, "pw");
-    Terminal terminal(PDFCONVERT, Arguments(), Path(""));
+    PseudoTerminal terminal(PDFCONVERT, Arguments(), Path(""));
     for (int i = 0; i < 3; ++i) {
         ASSERT_TRUE(terminal.WaitFor(prompt)) << terminal.Screen();
         terminal.Type("wrong\n");
@@ -50,7 +50,7 @@ TEST_F(TerminalTest, AsksThreeTimesAndThenGivesUp)
 TEST_F(TerminalTest, TakesTheRightPasswordAtTheThirdTry)
 {
     MakeSample("secret.pdf", 1, "pw");
-    Terminal terminal(PDFCONVERT, Arguments(), Path(""));
+    PseudoTerminal terminal(PDFCONVERT, Arguments(), Path(""));
     for (const char* answer : {"wrong\n", "\n", "pw\n"}) {
         ASSERT_TRUE(terminal.WaitFor(prompt)) << terminal.Screen();
         terminal.Type(answer);
@@ -61,7 +61,7 @@ TEST_F(TerminalTest, TakesTheRightPasswordAtTheThirdTry)
 TEST_F(TerminalTest, EndsAtCtrlCWhileItAsksAndLeavesTheTerminalAsItWas)
 {
     MakeSample("secret.pdf", 1, "pw");
-    Terminal terminal(PDFCONVERT, Arguments(), Path(""));
+    PseudoTerminal terminal(PDFCONVERT, Arguments(), Path(""));
     ASSERT_TRUE(terminal.WaitFor(prompt));
     terminal.Type("\x03");
     ASSERT_TRUE(terminal.WaitFor("interrupted")) << terminal.Screen();
@@ -74,7 +74,7 @@ TEST_F(TerminalTest, EndsAtCtrlCWhileItConverts)
 {
     MakeSample("secret.pdf", 100, "pw");
     Write("pw", "pw");
-    Terminal terminal(PDFCONVERT, Arguments({"--password-file", "pw"}), Path(""));
+    PseudoTerminal terminal(PDFCONVERT, Arguments({"--password-file", "pw"}), Path(""));
     ASSERT_TRUE(terminal.WaitFor("/100 pages 0%")) << terminal.Screen();
     terminal.Type("\x03");
     EXPECT_EQ(terminal.Finish(), 130);
@@ -87,7 +87,7 @@ TEST_F(TerminalTest, DoesNotAskWhenAPasswordWasGiven)
 {
     MakeSample("secret.pdf", 1, "pw");
     Write("wrong", "wrong");
-    Terminal terminal(PDFCONVERT, Arguments({"--password-file", "wrong"}), Path(""));
+    PseudoTerminal terminal(PDFCONVERT, Arguments({"--password-file", "wrong"}), Path(""));
     EXPECT_EQ(terminal.Finish(), 8);
     EXPECT_THAT(terminal.Screen(), Not(HasSubstr("Password for")));
 }
@@ -96,7 +96,7 @@ TEST_F(TerminalTest, DrawsAProgressBarAndRemovesIt)
 {
     MakeSample("secret.pdf", 4, "pw");
     Write("pw", "pw");
-    Terminal terminal(PDFCONVERT, Arguments({"--password-file", "pw"}), Path(""));
+    PseudoTerminal terminal(PDFCONVERT, Arguments({"--password-file", "pw"}), Path(""));
     EXPECT_EQ(terminal.Finish(), 0);
     EXPECT_THAT(terminal.Screen(), HasSubstr("secret.pdf [........................] 0/4 pages"));
     EXPECT_THAT(terminal.Screen(), HasSubstr("] 4/4 pages"));
@@ -105,7 +105,7 @@ TEST_F(TerminalTest, DrawsAProgressBarAndRemovesIt)
 
 TEST_F(TerminalTest, ColorsItsNameWhereSomethingIsAmiss)
 {
-    Terminal terminal(PDFCONVERT, Arguments({"--no-input"}), Path(""));
+    PseudoTerminal terminal(PDFCONVERT, Arguments({"--no-input"}), Path(""));
     EXPECT_EQ(terminal.Finish(), 4);
     EXPECT_EQ(terminal.Screen(),
               "\033[31mpdfconvert:\033[m secret.pdf: No such file or directory\r\n");
@@ -114,7 +114,7 @@ TEST_F(TerminalTest, ColorsItsNameWhereSomethingIsAmiss)
 TEST_F(TerminalTest, ColorsNothingForThoseWhoWantNoColor)
 {
     qputenv("NO_COLOR", "1");
-    Terminal terminal(PDFCONVERT, Arguments({"--no-input"}), Path(""));
+    PseudoTerminal terminal(PDFCONVERT, Arguments({"--no-input"}), Path(""));
     qunsetenv("NO_COLOR");
     EXPECT_EQ(terminal.Finish(), 4);
     EXPECT_EQ(terminal.Screen(), "pdfconvert: secret.pdf: No such file or directory\r\n");
@@ -124,7 +124,7 @@ TEST_F(TerminalTest, KeepsItsBarOnOneLineOfANarrowTerminal)
 {
     MakeSample("secret.pdf", 4, "pw");
     Write("pw", "pw");
-    Terminal terminal(PDFCONVERT, Arguments({"--password-file", "pw"}), Path(""), 30);
+    PseudoTerminal terminal(PDFCONVERT, Arguments({"--password-file", "pw"}), Path(""), 30);
     EXPECT_EQ(terminal.Finish(), 0);
     EXPECT_THAT(
         terminal.Screen(),
@@ -136,7 +136,7 @@ TEST_F(TerminalTest, DrawsNoBarWhenItIsToBeQuiet)
 {
     MakeSample("secret.pdf", 2, "pw");
     Write("pw", "pw");
-    Terminal terminal(PDFCONVERT, Arguments({"--password-file", "pw", "-q"}), Path(""));
+    PseudoTerminal terminal(PDFCONVERT, Arguments({"--password-file", "pw", "-q"}), Path(""));
     EXPECT_EQ(terminal.Finish(), 0);
     EXPECT_EQ(terminal.Screen(), "p/1.png\r\np/2.png\r\n");
 }

@@ -19,7 +19,7 @@ import sys
 import tempfile
 
 SKIPPED = 77
-JOB = pathlib.Path(__file__).resolve().parents[2] / "packaging/kubernetes/job.yaml"
+JOB = pathlib.Path(__file__).resolve().parents[3] / "packaging/kubernetes/job.yaml"
 USER = "10001"
 
 
@@ -50,7 +50,7 @@ def compare_with_types(job, compiler, work):
 def check_types(modules, work):
     compiler = pathlib.Path(modules) / "node_modules/typescript/bin/tsc"
     if not compiler.exists() or not shutil.which("node"):
-        skip("there is no TypeScript; scripts/test-engines installs it")
+        skip("there is no TypeScript; tests/cluster/engines/run installs it")
     work = pathlib.Path(work).resolve()
     work.mkdir(parents=True, exist_ok=True)
     (work / "node_modules").unlink(missing_ok=True)

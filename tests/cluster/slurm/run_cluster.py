@@ -16,9 +16,9 @@ import subprocess
 import sys
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "hostile"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "documents/hostile"))
 
-import documents  # noqa: E402
+import list_documents  # noqa: E402
 from checks import require  # noqa: E402
 from cluster import Cluster, Node, wait_until  # noqa: E402
 
@@ -71,9 +71,9 @@ class Trial:
     def __init__(self, programs, scripts, folder, count):
         self.scripts, self.folder = pathlib.Path(scripts), pathlib.Path(folder)
         os.environ["PATH"] = f"{programs}:{os.environ['PATH']}"
-        self.documents = documents.make_all(self.folder / "in", count)
+        self.documents = list_documents.make_all(self.folder / "in", count)
         self.list, self.passwords = self.folder / "all.txt", self.folder / "passwords"
-        documents.write_lists(self.documents, self.list, self.passwords)
+        list_documents.write_lists(self.documents, self.list, self.passwords)
         self.options = [*OPTIONS, "--password-map", str(self.passwords)]
         self.reference, self.output = self.folder / "reference", self.folder / "pages"
         self.shares = [Share(self.folder / "pages.journals", number)
@@ -90,7 +90,7 @@ class Trial:
         self.ends = {end["file"]: end for end in json.loads(run.stdout)["documents"]}
         for document in self.documents:
             reason = self.ends[document.path].get("reason")
-            require(reason == documents.REASONS[document.kind], document, "came to", reason)
+            require(reason == list_documents.REASONS[document.kind], document, "came to", reason)
         say("one run alone has converted them")
 
     # The array
@@ -251,7 +251,7 @@ class Trial:
         """What the job that waited for all shares has added up."""
         report = json.loads((self.folder / "report.json").read_text())
         sizes = [path.stat().st_size for path in self.reference.iterdir()]
-        reasons = collections.Counter(documents.REASONS[document.kind] for document in self.documents)
+        reasons = collections.Counter(list_documents.REASONS[document.kind] for document in self.documents)
         done = reasons.pop(None)
         expected = {"journals": SHARES, "documents": len(self.documents), "done": done,
                     "failed": reasons.total(), "pending": 0, "files": len(sizes), "bytes": sum(sizes)}

@@ -1,5 +1,5 @@
 // Steps that are to stay quick. CountedSteps STEP carries one out inside of Counted, where
-// scripts/instructions has callgrind count; without an argument it lists them.
+// tests/proof/instructions/count has callgrind count; without an argument it lists them.
 
 #include "AgreeableServices.h"
 #include "GetNextAvaliableIndex.h"

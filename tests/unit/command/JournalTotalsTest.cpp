@@ -218,7 +218,7 @@ TEST(JournalTotals, TakesALastLineOnceItIsWhole)
     EXPECT_EQ(journal.Total().runs, 1);
 }
 
-TEST(SummaryText, PutsNumbersIntoAColumnAndWhatTheyCountBehindIt)
+TEST(TotalsText, PutsNumbersIntoAColumnAndWhatTheyCountBehindIt)
 {
     Totals summary = Of({begun, endedAfterAMinute});
     summary.journals = 12;
@@ -252,7 +252,7 @@ TEST(SummaryText, PutsNumbersIntoAColumnAndWhatTheyCountBehindIt)
               "         9.0 s for 1 page of b\\x0a.pdf\n");
 }
 
-TEST(SummaryText, KnowsOneFromMany)
+TEST(TotalsText, KnowsOneFromMany)
 {
     Totals summary = Of({begun});
     summary.done = 1;
@@ -276,7 +276,7 @@ TEST(SummaryText, KnowsOneFromMany)
                                "second");
 }
 
-TEST(SummaryText, FitsALineWhereItHasToBeShort)
+TEST(TotalsText, FitsALineWhereItHasToBeShort)
 {
     const Totals summary = Of({begun, Planned("a", 1), Done("b", 60, 1), Skipped("c"), Skipped("d"),
                                Failed("e", "damaged"), endedAfterAMinute});

@@ -49,7 +49,7 @@ struct TwoPages
     }
 };
 
-class StructureTest : public WorkerFixture
+class PdfStructureTest : public WorkerFixture
 {
 protected:
     /** The colours of both pages. */
@@ -81,19 +81,19 @@ protected:
     }
 };
 
-TEST_F(StructureTest, IsLeftAloneWhenItIsSound)
+TEST_F(PdfStructureTest, IsLeftAloneWhenItIsSound)
 {
     EXPECT_FALSE(IsRepaired(TwoPages().Bytes()));
 }
 
-TEST_F(StructureTest, CountsPlacesFromTheHeader)
+TEST_F(PdfStructureTest, CountsPlacesFromTheHeader)
 {
     TwoPages mailed;
     mailed.before = "Subject: two pages\r\n\r\n";
     EXPECT_FALSE(IsRepaired(mailed.Bytes()));
 }
 
-TEST_F(StructureTest, FindsEveryObjectThatLiesElsewhere)
+TEST_F(PdfStructureTest, FindsEveryObjectThatLiesElsewhere)
 {
     TwoPages pages;
     for (pages.misplaced = 1; pages.misplaced <= 6; ++pages.misplaced)
@@ -105,7 +105,7 @@ TEST_F(StructureTest, FindsEveryObjectThatLiesElsewhere)
     }
 }
 
-TEST_F(StructureTest, CountsThePagesItself)
+TEST_F(PdfStructureTest, CountsThePagesItself)
 {
     TwoPages pages;
     for (const char* count : {"0", "1", "3", "-1", "100000", "(2)"}) {
@@ -114,7 +114,7 @@ TEST_F(StructureTest, CountsThePagesItself)
     }
 }
 
-TEST_F(StructureTest, HasNoPagesButDictionaries)
+TEST_F(PdfStructureTest, HasNoPagesButDictionaries)
 {
     TwoPages pages;
     for (const char* kids : {"3 0 R 5 0 R (text)", "3 0 R 1 5 0 R", "null 3 0 R 5 0 R",
@@ -127,14 +127,14 @@ TEST_F(StructureTest, HasNoPagesButDictionaries)
     }
 }
 
-TEST_F(StructureTest, IsDamagedBeyondRepairWhenNoPageIsLeft)
+TEST_F(PdfStructureTest, IsDamagedBeyondRepairWhenNoPageIsLeft)
 {
     TwoPages pages;
     pages.kids = "(text) 4 0 R 0";
     EXPECT_EQ(Outcome(Open(WriteFile("none.pdf", pages.Bytes()))), "damaged");
 }
 
-TEST_F(StructureTest, IsReadFromFilesLargerThanHalfOfTheMemory)
+TEST_F(PdfStructureTest, IsReadFromFilesLargerThanHalfOfTheMemory)
 {
     QByteArray bytes = TwoPages().Bytes();
     const int table = bytes.indexOf("xref");

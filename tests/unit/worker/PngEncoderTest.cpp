@@ -77,7 +77,7 @@ void CallOnStackAt(std::uintptr_t address, const std::function<void()>& call)
     ::munmap(stack, size);
 }
 
-TEST(PngFile, KeepsEveryPixelOfPicturesOfEverySize)
+TEST(PngEncoderTest, KeepsEveryPixelOfPicturesOfEverySize)
 {
     for (const QSize size :
          {QSize(1, 1), QSize(7, 1), QSize(8, 1), QSize(20, 1), QSize(1, 70'000), QSize(60'000, 1),
@@ -91,7 +91,7 @@ TEST(PngFile, KeepsEveryPixelOfPicturesOfEverySize)
     }
 }
 
-TEST(PngFile, IsGrayWhereEveryPixelIs)
+TEST(PngEncoderTest, IsGrayWhereEveryPixelIs)
 {
     QImage picture(300, 200, QImage::Format_RGB32);
     picture.fill(qRgb(200, 200, 200));
@@ -105,7 +105,7 @@ TEST(PngFile, IsGrayWhereEveryPixelIs)
     }
 }
 
-TEST(PngFile, TellsTheResolution)
+TEST(PngEncoderTest, TellsTheResolution)
 {
     QImage picture = Noise({20, 20}, QImage::Format_RGB32);
     picture.setDotsPerMeterX(5906);
@@ -117,7 +117,7 @@ TEST(PngFile, TellsTheResolution)
     }
 }
 
-TEST(PngFile, HasTheSameBytesWhereverInMemoryItIsMade)
+TEST(PngEncoderTest, HasTheSameBytesWhereverInMemoryItIsMade)
 {
     const QImage picture = Dashes();
     for (const Compression compression : bothCompressions) {

@@ -1,6 +1,6 @@
 // What a document can do that has taken its worker over.
 
-#include "Sanitizers.h"
+#include "IsSanitized.h"
 #include "WorkerFixture.h"
 
 #include <csignal>
@@ -71,13 +71,13 @@ protected:
     }
 };
 
-class FileAccessTest : public SandboxTest
+class LandlockRulesTest : public SandboxTest
 {
 protected:
     void SetUp() override { SKIP_WITHOUT(fileAccess); }
 };
 
-TEST_F(FileAccessTest, ReadsNothingButItsInput)
+TEST_F(LandlockRulesTest, ReadsNothingButItsInput)
 {
     EXPECT_EQ(TryInside("read", Path("input.pdf")), "done");
     for (const QString& path :
@@ -88,7 +88,7 @@ TEST_F(FileAccessTest, ReadsNothingButItsInput)
     }
 }
 
-TEST_F(FileAccessTest, ReadsNothingOfProcesses)
+TEST_F(LandlockRulesTest, ReadsNothingOfProcesses)
 {
     if (PDF::Test::isSanitized)
         GTEST_SKIP() << "sanitizers read it";
@@ -98,7 +98,7 @@ TEST_F(FileAccessTest, ReadsNothingOfProcesses)
     EXPECT_EQ(TryInside("list", "/proc"), "EACCES");
 }
 
-TEST_F(FileAccessTest, ListsNoFolder)
+TEST_F(LandlockRulesTest, ListsNoFolder)
 {
     for (const QString& path : {Path(""), Path("session"), QString("/"), QDir::tempPath()}) {
         EXPECT_EQ(Try("outside", "list", path), "done") << path.toStdString();
@@ -106,13 +106,13 @@ TEST_F(FileAccessTest, ListsNoFolder)
     }
 }
 
-TEST_F(FileAccessTest, ReadsFonts)
+TEST_F(LandlockRulesTest, ReadsFonts)
 {
     EXPECT_EQ(TryInside("list", "/usr/share/fonts"), "done");
     EXPECT_EQ(TryInside("read", "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"), "done");
 }
 
-TEST_F(FileAccessTest, WritesInItsFolderAlone)
+TEST_F(LandlockRulesTest, WritesInItsFolderAlone)
 {
     EXPECT_EQ(Try("inside", "make", Path("session/new")), "done");
     EXPECT_EQ(TryInside("read", Path("session/new")), "EACCES") << "not even what it wrote";
@@ -129,7 +129,7 @@ TEST_F(FileAccessTest, WritesInItsFolderAlone)
     EXPECT_EQ(ReadFile(Path("other.pdf")), "%PDF-1.7\n");
 }
 
-TEST_F(FileAccessTest, FollowsNoLinkOutOfItsFolder)
+TEST_F(LandlockRulesTest, FollowsNoLinkOutOfItsFolder)
 {
     ASSERT_TRUE(QFile::link(Path("elsewhere/file"), Path("session/link")));
     ASSERT_TRUE(QFile::link(Path("elsewhere"), Path("session/folder")));
@@ -137,20 +137,20 @@ TEST_F(FileAccessTest, FollowsNoLinkOutOfItsFolder)
     EXPECT_EQ(TryInside("make", Path("session/folder/new")), "EACCES");
 }
 
-class SystemCallsTest : public SandboxTest
+class SeccompFilterTest : public SandboxTest
 {
 protected:
     void SetUp() override { SKIP_WITHOUT(systemCalls); }
 };
 
-TEST_F(SystemCallsTest, LeaveNoNetwork)
+TEST_F(SeccompFilterTest, LeavesNoNetwork)
 {
     for (const int family : {AF_INET, AF_INET6, AF_UNIX, AF_NETLINK, AF_PACKET})
         EXPECT_EQ(TryInside("socket", QString::number(family)), "ENOSYS") << family;
     EXPECT_EQ(Try("outside", "socket", QString::number(AF_UNIX)), "done");
 }
 
-TEST_F(SystemCallsTest, LeaveNoOtherProcess)
+TEST_F(SeccompFilterTest, LeavesNoOtherProcess)
 {
     for (const char* attempt : {"fork", "thread", "spawn", "execute", "kill-parent",
                                 "kill-thread-of-parent", "have-parent-signalled"}) {
@@ -163,7 +163,7 @@ TEST_F(SystemCallsTest, LeaveNoOtherProcess)
     }
 }
 
-TEST_F(SystemCallsTest, LeaveNoNewCode)
+TEST_F(SeccompFilterTest, LeavesNoNewCode)
 {
     for (const char* attempt : {"map-code", "make-memory-code"}) {
         EXPECT_EQ(TryInside(attempt), "ENOSYS") << attempt;
@@ -171,14 +171,14 @@ TEST_F(SystemCallsTest, LeaveNoNewCode)
     }
 }
 
-TEST_F(SystemCallsTest, ChangeNothingOfFilesThatAreThere)
+TEST_F(SeccompFilterTest, LetsNothingChangeFilesThatAreThere)
 {
     for (const char* attempt : {"truncate", "chmod", "rename", "link", "symlink", "make-folder"})
         EXPECT_EQ(TryInside(attempt, Path("session/other.pdf")), "ENOSYS") << attempt;
     EXPECT_EQ(Try("outside", "chmod", Path("session/other.pdf")), "done");
 }
 
-TEST_F(SystemCallsTest, AreNoneThatConvertingDoesNotTake)
+TEST_F(SeccompFilterTest, LetsThroughNoneThatConvertingDoesNotTake)
 {
     const QList<QPair<const char*, long>> calls{{"mount", SYS_mount},
                                                 {"umount2", SYS_umount2},
@@ -212,13 +212,13 @@ TEST_F(SystemCallsTest, AreNoneThatConvertingDoesNotTake)
         EXPECT_EQ(TryInside("call", QString::number(number)), "ENOSYS") << name;
 }
 
-TEST_F(SystemCallsTest, RaiseNoLimit)
+TEST_F(SeccompFilterTest, RaisesNoLimit)
 {
     for (const int limit : {RLIMIT_AS, RLIMIT_FSIZE, RLIMIT_NOFILE, RLIMIT_NPROC, RLIMIT_CORE})
         EXPECT_EQ(TryInside("raise-limit", QString::number(limit)), "ENOSYS") << limit;
 }
 
-TEST_F(SystemCallsTest, EndAProcessThatAborts)
+TEST_F(SeccompFilterTest, EndsAProcessThatAborts)
 {
     // It cannot send itself the signal either, so abort() takes its last resort.
     EXPECT_EQ(TryInside("abort"), "signal " + std::to_string(SIGSEGV));

@@ -1,6 +1,6 @@
 #include "FailingAllocation.h"
 
-#include "Sanitizers.h"
+#include "IsSanitized.h"
 
 #include <cstddef>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Sanitizers.h"
+#include "IsSanitized.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -9,12 +9,12 @@
 namespace Korvel::App {
 
 /** A program with a terminal of its own, and somebody who sits at it. */
-class Terminal
+class PseudoTerminal
 {
 public:
-    Terminal(const QString& program, const QStringList& arguments, const QString& folder,
-             unsigned short columns = 80);
-    ~Terminal();
+    PseudoTerminal(const QString& program, const QStringList& arguments, const QString& folder,
+                   unsigned short columns = 80);
+    ~PseudoTerminal();
 
     /** Reads the screen until `text` has appeared on it; false when the program ended before. */
     bool WaitFor(const std::string& text);
@@ -32,8 +32,8 @@ public:
     const std::string& Screen() const { return screen; }
 
 private:
-    Terminal(const Terminal&) = delete;
-    Terminal& operator=(const Terminal&) = delete;
+    PseudoTerminal(const PseudoTerminal&) = delete;
+    PseudoTerminal& operator=(const PseudoTerminal&) = delete;
 
     bool ReadMore();
 

@@ -1,6 +1,6 @@
 #include "DescribedJson.h"
 #include "Program.h"
-#include "Terminal.h"
+#include "PseudoTerminal.h"
 
 #include <gmock/gmock.h>
 
@@ -48,11 +48,11 @@ std::vector<std::string> Names(const std::vector<QJsonObject>& events)
     return names;
 }
 
-class ReportingTest : public ProgramTest
+class ConsoleTest : public ProgramTest
 {
 };
 
-TEST_F(ReportingTest, InspectsWithoutConverting)
+TEST_F(ConsoleTest, InspectsWithoutConverting)
 {
     MakeSample("plain.pdf", 3);
     MakeSample("secret.pdf", 2, "pw");
@@ -67,7 +67,7 @@ TEST_F(ReportingTest, InspectsWithoutConverting)
     EXPECT_THAT(lines, HasSubstr("Opened with:   the password, for user and owner alike\n"));
 }
 
-TEST_F(ReportingTest, LetsNoDocumentMoveTheCursor)
+TEST_F(ConsoleTest, LetsNoDocumentMoveTheCursor)
 {
     {
         QPdfWriter writer(Path("hostile.pdf"));
@@ -90,7 +90,7 @@ QByteArray WithTitle(const QByteArray& title)
            title + ")>>>>\n";
 }
 
-TEST_F(ReportingTest, CutsATitleThatIsTooLong)
+TEST_F(ConsoleTest, CutsATitleThatIsTooLong)
 {
     constexpr int longest = 65536;
     Write("long.pdf", WithTitle(QByteArray(5 << 20, 'x')));
@@ -99,7 +99,7 @@ TEST_F(ReportingTest, CutsATitleThatIsTooLong)
     EXPECT_EQ(document["properties"].toObject()["Title"].toString(), QString(longest, 'x'));
 }
 
-TEST_F(ReportingTest, InspectsAsJson)
+TEST_F(ConsoleTest, InspectsAsJson)
 {
     MakeSample("secret.pdf", 2, "pw");
     Write("pw", "pw");
@@ -119,7 +119,7 @@ TEST_F(ReportingTest, InspectsAsJson)
     EXPECT_TRUE(document["encryption"].toObject()["permissions"].isObject());
 }
 
-TEST_F(ReportingTest, ClosesWithOneJsonDocument)
+TEST_F(ConsoleTest, ClosesWithOneJsonDocument)
 {
     MakeSample("two.pdf", 2);
     const Outcome run = Run({"two.pdf", "none.pdf", "-d", "out", "-r", "20", "--json"});
@@ -134,7 +134,7 @@ TEST_F(ReportingTest, ClosesWithOneJsonDocument)
     EXPECT_EQ(results[1].toObject()["bytes"], int(Read("out/two-2.png").size()));
 }
 
-TEST_F(ReportingTest, TellsEventsInPlaceOfMessages)
+TEST_F(ConsoleTest, TellsEventsInPlaceOfMessages)
 {
     MakeSample("two.pdf", 2);
     Write("repaired.pdf", Read("two.pdf").replace("startxref", "startxxxx"));
@@ -153,7 +153,7 @@ TEST_F(ReportingTest, TellsEventsInPlaceOfMessages)
     EXPECT_EQ(events[2]["results"], 2);
 }
 
-TEST_F(ReportingTest, TellsProgressOnceATimeAndTheLastOfIt)
+TEST_F(ConsoleTest, TellsProgressOnceATimeAndTheLastOfIt)
 {
     MakeSample("many.pdf", 10);
     const std::vector<QJsonObject> events =
@@ -174,7 +174,7 @@ struct Reason
     const char* reason;
 };
 
-TEST_F(ReportingTest, GivesEachFailureItsReason)
+TEST_F(ConsoleTest, GivesEachFailureItsReason)
 {
     MakeSample("plain.pdf", 2);
     MakeSample("secret.pdf", 1, "pw");
@@ -198,7 +198,7 @@ TEST_F(ReportingTest, GivesEachFailureItsReason)
     EXPECT_EQ(page.at(0)["reason"], "no-such-page");
 }
 
-TEST_F(ReportingTest, DoesNotBlameTheTemporaryFolderForADocumentThatCannotBeSaved)
+TEST_F(ConsoleTest, DoesNotBlameTheTemporaryFolderForADocumentThatCannotBeSaved)
 {
     // Opened by a repair, and then libqpdf does not take its /ID.
     Write("odd.pdf", "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
@@ -211,13 +211,13 @@ TEST_F(ReportingTest, DoesNotBlameTheTemporaryFolderForADocumentThatCannotBeSave
     EXPECT_EQ(events.back()["reason"].toString().toStdString(), "damaged");
 }
 
-TEST_F(ReportingTest, ShowsTheRateAndTheTimeLeftInItsBar)
+TEST_F(ConsoleTest, ShowsTheRateAndTheTimeLeftInItsBar)
 {
     MakeSample("many.pdf", 60);
     // Long enough for there to be a rate.
-    Terminal terminal(PDFCONVERT,
-                      {"--temp-dir", TempDir(), "many.pdf", "-d", "out", "-r", "500", "-j", "1"},
-                      Path(""));
+    PseudoTerminal terminal(
+        PDFCONVERT, {"--temp-dir", TempDir(), "many.pdf", "-d", "out", "-r", "500", "-j", "1"},
+        Path(""));
     EXPECT_EQ(terminal.Finish(), 0);
     EXPECT_THAT(terminal.Screen(), HasSubstr("] 0/60 pages 0%"));
     EXPECT_THAT(terminal.Screen(),
@@ -225,10 +225,10 @@ TEST_F(ReportingTest, ShowsTheRateAndTheTimeLeftInItsBar)
     EXPECT_THAT(terminal.Screen(), HasSubstr("] 60/60 pages 100%"));
 }
 
-TEST_F(ReportingTest, ShowsNoProgressWhenThatIsWanted)
+TEST_F(ConsoleTest, ShowsNoProgressWhenThatIsWanted)
 {
     MakeSample("two.pdf", 2);
-    Terminal terminal(
+    PseudoTerminal terminal(
         PDFCONVERT,
         {"--temp-dir", TempDir(), "two.pdf", "-o", "%d.png", "-r", "20", "--progress", "none"},
         Path(""));
@@ -236,7 +236,7 @@ TEST_F(ReportingTest, ShowsNoProgressWhenThatIsWanted)
     EXPECT_EQ(terminal.Screen(), "1.png\r\n2.png\r\n");
 }
 
-TEST_F(ReportingTest, StopsADocumentThatTakesTooLong)
+TEST_F(ConsoleTest, StopsADocumentThatTakesTooLong)
 {
     MakeSample("many.pdf", 100);
     MakeSample("one.pdf", 1);
@@ -263,7 +263,7 @@ QByteArray SlowToCopy()
            "\nendstream endobj\ntrailer <</Root 1 0 R>>\n";
 }
 
-TEST_F(ReportingTest, DoesNotCountTheTimeInWhichAnotherDocumentIsCopied)
+TEST_F(ConsoleTest, DoesNotCountTheTimeInWhichAnotherDocumentIsCopied)
 {
     MakeSample("good.pdf", 9);
     Write("slow.pdf", SlowToCopy());

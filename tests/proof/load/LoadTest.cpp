@@ -1,6 +1,6 @@
 #include "AgreeableServices.h"
+#include "IsSanitized.h"
 #include "LogCapture.h"
-#include "Sanitizers.h"
 #include "TempFileWrapper.h"
 #include "UnencryptDocWrapper.h"
 

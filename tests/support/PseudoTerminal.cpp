@@ -1,4 +1,4 @@
-#include "Terminal.h"
+#include "PseudoTerminal.h"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +12,8 @@
 
 namespace Korvel::App {
 
-Terminal::Terminal(const QString& program, const QStringList& arguments, const QString& folder,
-                   unsigned short columns)
+PseudoTerminal::PseudoTerminal(const QString& program, const QStringList& arguments,
+                               const QString& folder, unsigned short columns)
 {
     std::vector<QByteArray> bytes{program.toUtf8()};
     for (const QString& argument : arguments)
@@ -36,14 +36,14 @@ Terminal::Terminal(const QString& program, const QStringList& arguments, const Q
     }
 }
 
-Terminal::~Terminal()
+PseudoTerminal::~PseudoTerminal()
 {
     if (process > 0)
         Finish();
     ::close(terminal);
 }
 
-bool Terminal::ReadMore()
+bool PseudoTerminal::ReadMore()
 {
     char buffer[4096];
     const ssize_t count = ::read(terminal, buffer, sizeof buffer);
@@ -52,7 +52,7 @@ bool Terminal::ReadMore()
     return count > 0;
 }
 
-bool Terminal::WaitFor(const std::string& text)
+bool PseudoTerminal::WaitFor(const std::string& text)
 {
     std::size_t place = screen.find(text, seen);
     while (place == std::string::npos) {
@@ -64,19 +64,19 @@ bool Terminal::WaitFor(const std::string& text)
     return true;
 }
 
-void Terminal::Type(const std::string& keys)
+void PseudoTerminal::Type(const std::string& keys)
 {
     EXPECT_EQ(::write(terminal, keys.data(), keys.size()), ssize_t(keys.size()));
 }
 
-bool Terminal::Echoes() const
+bool PseudoTerminal::Echoes() const
 {
     termios settings = {};
     EXPECT_EQ(::tcgetattr(terminal, &settings), 0);
     return (settings.c_lflag & ECHO) != 0;
 }
 
-int Terminal::Finish()
+int PseudoTerminal::Finish()
 {
     while (ReadMore()) {
     }
