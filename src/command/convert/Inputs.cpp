@@ -2,7 +2,7 @@
 
 #include "Failure.h"
 #include "InputOptions.h"
-#include "Reading.h"
+#include "Streams.h"
 #include "Text.h"
 
 #include <cerrno>

@@ -4,7 +4,7 @@
 #include "Inputs.h"
 #include "Interruption.h"
 #include "PasswordOptions.h"
-#include "Reading.h"
+#include "Streams.h"
 
 #include <algorithm>
 #include <cerrno>
