@@ -66,7 +66,7 @@ int Tell(const ParseResult& parsed)
     return int(failure.code);
 }
 
-int Run(const Options& options, Console& console, Interruption& interruption)
+int CarryOut(const Options& options, Console& console, Interruption& interruption)
 {
     try {
         switch (options.command) {
@@ -79,7 +79,7 @@ int Run(const Options& options, Console& console, Interruption& interruption)
         case Options::Command::Convert:
             break;
         }
-        return int(Batch(options, console, interruption).Run());
+        return int(Batch(options, console, interruption).Convert());
     } catch (const Failure& failure) {
         console.Failed({}, failure);
         return int(failure.code);
@@ -111,7 +111,7 @@ int main(int argc, char** argv)
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     StartLogging(argv[0], parsed.options->console.verbosity);
     Console console(parsed.options->console, interruption);
-    const int code = Run(*parsed.options, console, interruption);
+    const int code = CarryOut(*parsed.options, console, interruption);
     if (console.Close(code) || interruption.Signal() != 0)
         return code;
     console.Failed({}, StandardOutputFailure());

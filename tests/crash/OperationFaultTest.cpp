@@ -1,6 +1,10 @@
 #include "FileTestTools.h"
+#include "Journal.h"
+#include "JournalOptions.h"
 #include "LocalFileSystem.h"
-#include "PlannedFileSystem.h"
+#include "OutputOptions.h"
+#include "PageOptions.h"
+#include "ResultFileSystem.h"
 #include "SessionFolder.h"
 #include "Stride.h"
 #include "Strikes.h"
@@ -211,9 +215,8 @@ protected:
     std::string error;
     std::shared_ptr<IFileSystem> fileSystem =
         std::make_shared<LocalFileSystem>(SessionFolder::Create(folder, error));
-    App::PlannedFileSystem replacing{fileSystem, [](const ioPath&) {
-                                         return true;
-                                     }};
+    App::Journal noJournal{App::JournalOptions(), App::OutputOptions(), App::PageOptions()};
+    App::ResultFileSystem replacing{fileSystem, App::OnExists::Overwrite, noJournal};
 };
 
 void MoveFaultTest::Prepare() const

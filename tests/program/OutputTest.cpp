@@ -1,6 +1,9 @@
 #include "Program.h"
 #include "PseudoTerminal.h"
 
+#include <csignal>
+#include <utility>
+
 #include <gmock/gmock.h>
 
 #include <QDir>
@@ -286,6 +289,83 @@ TEST_F(OutputTest, OfLongNamesIsRefusedOrMade)
     EXPECT_THAT(run.complaints, HasSubstr("-1.png has a name of 257 bytes, of which 255"));
     EXPECT_EQ(Run({longest + ".pdf", "-d", "out", "--dry-run"}).exitCode, 5);
     EXPECT_EQ(Files("out"), QStringList(longest + ".txt"));
+}
+
+/** Two runs that want the same names, of which one meets what the other made after its planning. */
+class TwoRunsTest : public OutputTest, public testing::WithParamInterface<const char*>
+{
+protected:
+    /** Names that are no regular expressions, and one that needs minutes. */
+    const QStringList bases{"a(b", "other", "[x", "*x", "x\\", "a{99999}"};
+
+    QStringList Arguments() const
+    {
+        QStringList arguments{"-d",   "out", "-f", "txt",         "--progress",
+                              "json", "-j",  "1",  "--on-exists", GetParam()};
+        for (const QString& base : bases)
+            arguments << base + ".pdf";
+        return arguments;
+    }
+
+    /** Both runs, the slower one's outcome first. */
+    std::pair<Outcome, Outcome> RunTwo() const
+    {
+        const auto slow = Start(Arguments());
+        slow->setReadChannel(QProcess::StandardError);
+        EXPECT_TRUE(slow->waitForReadyRead()) << "all is planned when the first one begins";
+        ::kill(pid_t(slow->processId()), SIGSTOP);
+        const Outcome quick = Run(Arguments());
+        ::kill(pid_t(slow->processId()), SIGCONT);
+        return {Finish(*slow), quick};
+    }
+
+    bool IsPolicy(const char* policy) const { return QString(GetParam()) == policy; }
+
+    /** What such a run ends with that has told so many results. */
+    int CodeFor(int told) const
+    {
+        if (!IsPolicy("fail") || told == bases.size())
+            return 0;
+        return told == 0 ? 6 : 10;
+    }
+
+    /** Every name, with a number as well where that is how two files get along. */
+    QStringList Names() const
+    {
+        QStringList names;
+        for (const QString& base : bases) {
+            names << "out/" + base + ".txt";
+            if (IsPolicy("number"))
+                names << "out/" + base + "(2).txt";
+        }
+        names.sort();
+        return names;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(, TwoRunsTest, testing::Values("number", "fail", "skip", "overwrite"),
+                         [](const auto& policy) { return std::string(policy.param); });
+
+TEST_P(TwoRunsTest, MakeAndTellTheirResultsWhateverTheirNamesAre)
+{
+    for (const QString& base : bases)
+        MakeSample(base + ".pdf", 1);
+    const auto [slow, quick] = RunTwo();
+    EXPECT_EQ(slow.exitCode, CodeFor(slow.results.size())) << slow.complaints;
+    EXPECT_EQ(quick.exitCode, CodeFor(quick.results.size())) << quick.complaints;
+    QStringList told = slow.results + quick.results;
+    const int twice = told.removeDuplicates();
+    EXPECT_EQ(twice, IsPolicy("overwrite") ? bases.size() : 0);
+    told.sort();
+    EXPECT_EQ(told, Names());
+    QStringList made;
+    for (const QString& name : Files("out")) {
+        made << "out/" + name;
+        EXPECT_FALSE(Read("out/" + name).isEmpty()) << name.toStdString();
+    }
+    made.sort();
+    EXPECT_EQ(made, Names());
+    EXPECT_EQ(LeftInTempDir(), QStringList());
 }
 
 } // namespace

@@ -1,12 +1,8 @@
 #include "Console.h"
 
 #include "DocumentText.h"
+#include "Streams.h"
 #include "Text.h"
-#include "Writing.h"
-
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
 
 #include <QFile>
 #include <QFileInfo>
@@ -18,45 +14,19 @@ namespace Korvel::App {
 
 namespace {
 
-/** Of the JSON that is written; raised when a member changes its meaning or goes. */
+/** The version of the JSON that is written; raised when a member changes its meaning or goes. */
 constexpr int jsonVersion = 1;
 
-constexpr int barWidth = 24;
-constexpr int longestName = 30;
-constexpr char red[] = "\033[31m";
-constexpr char yellow[] = "\033[33m";
 constexpr qint64 millisecondsBetweenBars = 100;
 constexpr qint64 millisecondsBetweenLines = 5000;
 
-bool IsOnTerminal()
-{
-    return ::isatty(STDERR_FILENO) == 1;
-}
-
-/** Whether messages may be colored: https://no-color.org. */
-bool HasColors()
-{
-    const char* const refusal = std::getenv("NO_COLOR");
-    return IsOnTerminal() && (!refusal || *refusal == '\0');
-}
-
-ProgressStyle StyleFor(const ConsoleOptions& options)
+ProgressStyle StyleFor(const ConsoleOptions& options, const Terminal& terminal)
 {
     if (options.progress != ProgressStyle::Auto)
         return options.progress;
     if (options.quiet || options.verbosity > 0)
         return ProgressStyle::None;
-    return IsOnTerminal() ? ProgressStyle::Bar : ProgressStyle::Plain;
-}
-
-QString Shortened(const QString& name)
-{
-    return name.size() > longestName ? name.left(longestName - 3) + QStringLiteral("...") : name;
-}
-
-QString Duration(qint64 seconds)
-{
-    return QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
+    return terminal.IsOne() ? ProgressStyle::Bar : ProgressStyle::Plain;
 }
 
 } // namespace
@@ -65,8 +35,8 @@ Console::Console(const ConsoleOptions& options, const Interruption& interruption
     : interruption(interruption),
       quiet(options.quiet),
       json(options.json),
-      style(StyleFor(options)),
-      hasColors(HasColors())
+      terminal(STDERR_FILENO),
+      style(StyleFor(options, terminal))
 {
 }
 
@@ -75,28 +45,24 @@ Console::~Console()
     Erase();
 }
 
-void Console::Expect(int ofDocuments, int results)
+void Console::Expect(int documentCount, int results)
 {
-    expectedDocuments = ofDocuments;
-    expectedPages = results;
-    sinceBegin.start();
+    progress.Expect(documentCount, results);
     sinceShown.start();
 }
 
 int Console::Begin(const QString& name, int results)
 {
-    inWork[++lastWork] = {name, results, 0, {}};
-    inWork[lastWork].sinceBegin.start();
-    Emit("started", {{QStringLiteral("file"), name}, {QStringLiteral("results"), results}});
+    const int work = progress.Begin(name, results);
+    Emit("started", {{"file", name}, {"results", results}});
     if (style == ProgressStyle::Bar)
-        Draw(ProgressText());
-    return lastWork;
+        Draw(progress.Text(true));
+    return work;
 }
 
 void Console::Progress(int number, double fraction)
 {
-    Work& work = inWork.at(number);
-    work.fraction = fraction;
+    const ProgressBar::Work& work = progress.Advance(number, fraction);
     const qint64 pause =
         style == ProgressStyle::Plain ? millisecondsBetweenLines : millisecondsBetweenBars;
     const bool isLast = fraction >= 1 && style != ProgressStyle::Plain;
@@ -104,48 +70,17 @@ void Console::Progress(int number, double fraction)
         return;
     sinceShown.start();
     if (style == ProgressStyle::Bar)
-        Draw(ProgressText());
+        Draw(progress.Text(true));
     else if (style == ProgressStyle::Plain)
-        Say(QStringLiteral("pdfconvert: %1\n").arg(ProgressText()));
-    Emit("progress", {{QStringLiteral("file"), work.name},
-                      {QStringLiteral("done"), fraction},
-                      {QStringLiteral("seconds"), double(work.sinceBegin.elapsed()) / 1000}});
+        Say("pdfconvert: " + progress.Text(false) + '\n');
+    Emit("progress", {{"file", work.name},
+                      {"done", fraction},
+                      {"seconds", double(work.sinceBegin.elapsed()) / 1000}});
 }
 
 void Console::End(int number)
 {
-    if (const auto ended = inWork.extract(number)) {
-        ++endedDocuments;
-        endedPages += ended.mapped().pages;
-    }
-}
-
-/** What is converted, bar, pages, percent, rate and time left. */
-QString Console::ProgressText() const
-{
-    double pages = endedPages;
-    for (const auto& [number, work] : inWork)
-        pages += work.fraction * work.pages;
-    const double fraction = pages / std::max(expectedPages, 1);
-    QString text =
-        expectedDocuments == 1
-            ? WithoutControls(Shortened(inWork.begin()->second.name))
-            : QStringLiteral("%1/%2 documents").arg(endedDocuments).arg(expectedDocuments);
-    if (style == ProgressStyle::Bar) {
-        const int filled = int(fraction * barWidth);
-        text += QStringLiteral(" [%1%2]").arg(QString(filled, QLatin1Char('#')),
-                                              QString(barWidth - filled, QLatin1Char('.')));
-    }
-    text += QStringLiteral(" %1/%2 pages %3%")
-                .arg(int(pages + 0.001))
-                .arg(expectedPages)
-                .arg(int(fraction * 100 + 0.001));
-    const double seconds = double(sinceBegin.elapsed()) / 1000;
-    if (fraction > 0 && seconds >= 1)
-        text += QStringLiteral(" %1/s %2 left")
-                    .arg(pages / seconds, 0, 'f', 1)
-                    .arg(Duration(std::llround(seconds * (1 - fraction) / fraction)));
-    return text;
+    progress.End(number);
 }
 
 bool Console::Finished(const QString& name, const std::vector<Result>& results)
@@ -179,8 +114,7 @@ bool Console::Content(const QString& name, const QString& path)
     Erase();
     if (!WriteFile(path))
         return false;
-    Emit("finished",
-         {{QStringLiteral("file"), name}, {QStringLiteral("bytes"), QFileInfo(path).size()}});
+    Emit("finished", {{"file", name}, {"bytes", QFileInfo(path).size()}});
     return true;
 }
 
@@ -189,7 +123,7 @@ bool Console::Describe(const QString& name, const PDF::DocumentInfo& info)
     if (!json)
         return WriteResult(ToLines(name, info));
     QJsonObject members = ToJson(info);
-    members[QStringLiteral("file")] = name;
+    members["file"] = name;
     Keep(members, true);
     return true;
 }
@@ -198,20 +132,20 @@ void Console::Failed(const QString& name, const Failure& failure)
 {
     const std::string message =
         (name.isEmpty() ? std::string() : name.toStdString() + ": ") + failure.what();
-    Print(message, red);
-    const QJsonObject members{{QStringLiteral("file"), name.isEmpty() ? QJsonValue() : name},
-                              {QStringLiteral("reason"), QString::fromLatin1(failure.reason)},
-                              {QStringLiteral("message"), QString::fromStdString(message)}};
+    Print(message, Terminal::Color::Red);
+    const QJsonObject members{{"file", name.isEmpty() ? QJsonValue() : name},
+                              {"reason", QString::fromLatin1(failure.reason)},
+                              {"message", QString::fromStdString(message)}};
     Emit("failed", members);
     Keep(members, false);
 }
 
-/** For the closing document, if there will be one. */
+/** Keeps what the closing document is to say, if there will be one. */
 void Console::Keep(QJsonObject document, bool isOk)
 {
     if (!json)
         return;
-    document[QStringLiteral("ok")] = isOk;
+    document["ok"] = isOk;
     documents.append(document);
 }
 
@@ -219,10 +153,10 @@ void Console::Warn(const QString& name, const char* reason, const std::string& m
 {
     ++warnings;
     if (!quiet)
-        Print(name.toStdString() + ": " + message, yellow);
-    const QJsonObject members{{QStringLiteral("file"), name},
-                              {QStringLiteral("reason"), QString::fromLatin1(reason)},
-                              {QStringLiteral("message"), QString::fromStdString(message)}};
+        Print(name.toStdString() + ": " + message, Terminal::Color::Yellow);
+    const QJsonObject members{{"file", name},
+                              {"reason", QString::fromLatin1(reason)},
+                              {"message", QString::fromStdString(message)}};
     Emit("warning", members);
     if (json)
         warned.append(members);
@@ -239,10 +173,10 @@ bool Console::Close(int exitCode)
     Erase();
     if (!json)
         return true;
-    const QJsonObject closing{{QStringLiteral("version"), jsonVersion},
-                              {QStringLiteral("exitCode"), exitCode},
-                              {QStringLiteral("documents"), documents},
-                              {QStringLiteral("warnings"), warned}};
+    const QJsonObject closing{{"version", jsonVersion},
+                              {"exitCode", exitCode},
+                              {"documents", documents},
+                              {"warnings", warned}};
     return WriteResult(QString::fromUtf8(QJsonDocument(closing).toJson()));
 }
 
@@ -270,14 +204,14 @@ void Console::Say(const QString& text) const
 }
 
 /** A line for people; programs that read events are told by those. */
-void Console::Print(const std::string& message, const char* color)
+void Console::Print(const std::string& message, std::optional<Terminal::Color> color)
 {
     Erase();
     if (style == ProgressStyle::Json)
         return;
     QString program = QStringLiteral("pdfconvert:");
-    if (hasColors && color)
-        program = QLatin1String(color) + program + QStringLiteral("\033[m");
+    if (color && terminal.HasColors())
+        program = Terminal::Colored(program, *color);
     const QString text = WithoutControls(QString::fromStdString(message));
     Say(program + QLatin1Char(' ') + text + QLatin1Char('\n'));
 }
@@ -286,23 +220,23 @@ void Console::Emit(const char* event, QJsonObject members)
 {
     if (style != ProgressStyle::Json)
         return;
-    members[QStringLiteral("event")] = QString::fromLatin1(event);
-    members[QStringLiteral("version")] = jsonVersion;
+    members["event"] = QString::fromLatin1(event);
+    members["version"] = jsonVersion;
     Say(QString::fromUtf8(QJsonDocument(members).toJson(QJsonDocument::Compact)) +
         QLatin1Char('\n'));
 }
 
 void Console::Draw(const QString& text)
 {
-    Say(QStringLiteral("\r\033[K") + Unwrapped(text));
-    drawn = true;
+    Say(Terminal::LineErased() + Terminal::Unwrapped(text));
+    isDrawn = true;
 }
 
 void Console::Erase()
 {
-    if (drawn)
-        Say(QStringLiteral("\r\033[K"));
-    drawn = false;
+    if (isDrawn)
+        Say(Terminal::LineErased());
+    isDrawn = false;
 }
 
 } // namespace Korvel::App

@@ -2,9 +2,11 @@
 
 #include "ConsoleOptions.h"
 #include "Failure.h"
+#include "ProgressBar.h"
 #include "Result.h"
+#include "Terminal.h"
 
-#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,7 +14,6 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
-#include <QStringList>
 
 namespace Korvel {
 namespace PDF {
@@ -87,36 +88,23 @@ private:
     bool WriteResult(const QString& text) const;
     bool WriteFile(const QString& path) const;
     void Say(const QString& text) const;
-    void Print(const std::string& message, const char* color = nullptr);
+    void Print(const std::string& message, std::optional<Terminal::Color> color = {});
     void Emit(const char* event, QJsonObject members);
     void Keep(QJsonObject document, bool isOk);
     void Draw(const QString& text);
     void Erase();
-    QString ProgressText() const;
 
     const Interruption& interruption;
     const bool quiet;
     const bool json;
+    /** Standard error. */
+    const Terminal terminal;
     const ProgressStyle style;
-    const bool hasColors;
     int warnings = 0;
-    struct Work
-    {
-        QString name;
-        int pages;
-        double fraction;
-        QElapsedTimer sinceBegin;
-    };
-    std::map<int, Work> inWork;
-    int lastWork = 0;
-    int expectedDocuments = 0;
-    int expectedPages = 0;
-    int endedDocuments = 0;
-    int endedPages = 0;
-    QElapsedTimer sinceBegin;
+    ProgressBar progress;
     QElapsedTimer sinceShown;
-    bool drawn = false;
-    /** For the closing document. */
+    bool isDrawn = false;
+    /** What the closing document is to say. */
     QJsonArray documents;
     QJsonArray warned;
 };

@@ -9,62 +9,61 @@ namespace {
 
 QJsonObject ToJson(const PDF::Permissions& permissions)
 {
-    return {{QStringLiteral("print"), permissions.print},
-            {QStringLiteral("printHighResolution"), permissions.printHighResolution},
-            {QStringLiteral("modify"), permissions.modify},
-            {QStringLiteral("copy"), permissions.copy},
-            {QStringLiteral("annotate"), permissions.annotate},
-            {QStringLiteral("fillForms"), permissions.fillForms},
-            {QStringLiteral("accessibility"), permissions.accessibility},
-            {QStringLiteral("assemble"), permissions.assemble}};
+    return {{"print", permissions.print},
+            {"printHighResolution", permissions.printHighResolution},
+            {"modify", permissions.modify},
+            {"copy", permissions.copy},
+            {"annotate", permissions.annotate},
+            {"fillForms", permissions.fillForms},
+            {"accessibility", permissions.accessibility},
+            {"assemble", permissions.assemble}};
 }
 
 QString ToText(PDF::EncryptionMethod method)
 {
     switch (method) {
     case PDF::EncryptionMethod::Rc4:
-        return QStringLiteral("RC4");
+        return "RC4";
     case PDF::EncryptionMethod::Aes:
-        return QStringLiteral("AES");
+        return "AES";
     case PDF::EncryptionMethod::Other:
         break;
     }
-    return QStringLiteral("other");
+    return "other";
 }
 
 QString ToText(PDF::OpenedWith password)
 {
     switch (password) {
     case PDF::OpenedWith::EmptyPassword:
-        return QStringLiteral("empty");
+        return "empty";
     case PDF::OpenedWith::UserPassword:
-        return QStringLiteral("user");
+        return "user";
     case PDF::OpenedWith::OwnerPassword:
-        return QStringLiteral("owner");
+        return "owner";
     case PDF::OpenedWith::UserAndOwnerPassword:
         break;
     }
-    return QStringLiteral("both");
+    return "both";
 }
 
 } // namespace
 
 QJsonObject ToJson(const PDF::DocumentInfo& info)
 {
-    QJsonObject object{{QStringLiteral("pages"), info.pages},
-                       {QStringLiteral("pdfVersion"), info.version},
-                       {QStringLiteral("repaired"), info.repaired},
-                       {QStringLiteral("encryption"), QJsonValue()}};
+    QJsonObject object{{"pages", info.pages},
+                       {"pdfVersion", info.version},
+                       {"repaired", info.repaired},
+                       {"encryption", QJsonValue()}};
     if (info.encryption)
-        object[QStringLiteral("encryption")] =
-            QJsonObject{{QStringLiteral("method"), ToText(info.encryption->method)},
-                        {QStringLiteral("bits"), info.encryption->bits},
-                        {QStringLiteral("openedWith"), ToText(info.encryption->openedWith)},
-                        {QStringLiteral("permissions"), ToJson(info.encryption->permissions)}};
+        object["encryption"] = QJsonObject{{"method", ToText(info.encryption->method)},
+                                           {"bits", info.encryption->bits},
+                                           {"openedWith", ToText(info.encryption->openedWith)},
+                                           {"permissions", ToJson(info.encryption->permissions)}};
     QJsonObject properties;
     for (const auto& [key, value] : info.properties)
         properties[key] = value;
-    object[QStringLiteral("properties")] = properties;
+    object["properties"] = properties;
     return object;
 }
 
@@ -76,16 +75,16 @@ QString ToLines(const QString& name, const PDF::DocumentInfo& info)
                      .arg(key + QLatin1Char(':'), -14)
                      .arg(WithoutControls(value));
     };
-    add(QStringLiteral("Pages"), QString::number(info.pages));
-    add(QStringLiteral("PDF version"), info.version);
+    add("Pages", QString::number(info.pages));
+    add("PDF version", info.version);
     if (info.repaired)
-        add(QStringLiteral("Damaged"), QStringLiteral("yes, and repaired to open it"));
+        add("Damaged", QStringLiteral("yes, and repaired to open it"));
     if (info.encryption) {
-        add(QStringLiteral("Encryption"), QStringLiteral("%1, %2 bits")
-                                              .arg(ToText(info.encryption->method))
-                                              .arg(info.encryption->bits));
+        add("Encryption", QStringLiteral("%1, %2 bits")
+                              .arg(ToText(info.encryption->method))
+                              .arg(info.encryption->bits));
         const bool areAlike = info.encryption->openedWith == PDF::OpenedWith::UserAndOwnerPassword;
-        add(QStringLiteral("Opened with"),
+        add("Opened with",
             areAlike ? QStringLiteral("the password, for user and owner alike")
                      : QStringLiteral("the %1 password").arg(ToText(info.encryption->openedWith)));
         QStringList allowed;
@@ -94,10 +93,10 @@ QString ToLines(const QString& name, const PDF::DocumentInfo& info)
             if (entry.value().toBool())
                 allowed.append(entry.key());
         }
-        add(QStringLiteral("Allows"),
+        add("Allows",
             allowed.isEmpty() ? QStringLiteral("nothing") : allowed.join(QStringLiteral(", ")));
     } else {
-        add(QStringLiteral("Encryption"), QStringLiteral("none"));
+        add("Encryption", QStringLiteral("none"));
     }
     for (const auto& [key, value] : info.properties)
         add(key, value);

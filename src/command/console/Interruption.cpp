@@ -48,11 +48,8 @@ Interruption::Interruption()
 
 Interruption::~Interruption()
 {
-    Raise(stop);
+    Raise(stop.Number());
     listener.join();
-    ::close(stop);
-    ::close(urgent);
-    ::close(arrived);
 }
 
 void Interruption::Check() const
@@ -71,22 +68,21 @@ void Interruption::OnSignal(std::function<void()> next)
 
 void Interruption::Listen()
 {
-    const int received = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-    pollfd waits[] = {{received, POLLIN, 0}, {stop, POLLIN, 0}};
+    const PDF::FileDescriptor received(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+    pollfd waits[] = {{received.Number(), POLLIN, 0}, {stop.Number(), POLLIN, 0}};
     while (waits[1].revents == 0) {
         if (::poll(waits, 2, -1) < 0)
             continue;
         signalfd_siginfo info;
-        if (::read(received, &info, sizeof info) != sizeof info)
+        if (::read(received.Number(), &info, sizeof info) != sizeof info)
             continue;
         const std::lock_guard lock(mutex);
-        Raise(signal == 0 ? arrived : urgent);
+        Raise((signal == 0 ? arrived : urgent).Number());
         if (signal == 0)
             signal = int(info.ssi_signo);
         if (handler)
             handler();
     }
-    ::close(received);
 }
 
 } // namespace Korvel::App

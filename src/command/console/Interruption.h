@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FileDescriptor.h"
+
 #include <atomic>
 #include <csignal>
 #include <functional>
@@ -27,10 +29,10 @@ public:
     int Signal() const { return signal; }
 
     /** Becomes readable, for poll(2), when a signal has come. */
-    int Descriptor() const { return arrived; }
+    int Descriptor() const { return arrived.Number(); }
 
-    /** The same when a second one has come, after which nothing is waited for any more. */
-    int UrgentDescriptor() const { return urgent; }
+    /** Becomes readable when a second signal has come, after which nothing is waited for. */
+    int UrgentDescriptor() const { return urgent.Number(); }
 
     /** @throws Interrupted  a signal has come */
     void Check() const;
@@ -50,9 +52,9 @@ private:
 
     sigset_t signals;
     std::atomic<int> signal{0};
-    const int arrived;
-    const int urgent;
-    const int stop;
+    const PDF::FileDescriptor arrived;
+    const PDF::FileDescriptor urgent;
+    const PDF::FileDescriptor stop;
     std::mutex mutex;
     std::function<void()> handler;
     std::thread listener;

@@ -52,9 +52,4 @@ QString WithoutControls(const QString& text)
     return result;
 }
 
-QString Unwrapped(const QString& lines)
-{
-    return QLatin1String("\033[?7l") + lines + QLatin1String("\033[?7h");
-}
-
 } // namespace Korvel::App

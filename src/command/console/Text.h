@@ -15,14 +15,11 @@ bool HasMark(std::string_view bytes);
 /** The bytes behind a byte order mark; all of them without one. */
 std::string_view WithoutMark(std::string_view bytes);
 
-/** Bytes for a message: whatever is no printable ASCII as \xNN. */
+/** The bytes for a message, with \xNN for whatever is no printable ASCII. */
 std::string Escaped(const std::string& bytes);
 
 /** The text with control characters as \xNN, so that it can neither move the cursor nor break a
  * line. */
 QString WithoutControls(const QString& text);
-
-/** Lines that the terminal cuts where its own end, as a line that wraps could not be erased. */
-QString Unwrapped(const QString& lines);
 
 } // namespace Korvel::App

@@ -1,33 +1,41 @@
 #pragma once
 
 #include "ConverterFactory.h"
-#include "Document.h"
-#include "InputFiles.h"
 #include "Journal.h"
-#include "Options.h"
-#include "PlannedPaths.h"
+#include "PlannedDocument.h"
+#include "Planner.h"
+#include "Run.h"
+#include "Tally.h"
 
 #include <exception>
 #include <functional>
-#include <map>
 #include <memory>
 #include <vector>
 
-#include <QEventLoop>
+#include <QString>
 
 namespace Korvel::App {
 
-class Interruption;
 class Console;
+class Interruption;
+class Passwords;
 
 /**
  * Carries out a command line: opens every input, plans every result's path, and then converts the
- * documents, some of them side by side. Used on the main thread.
+ * documents. Used on the main thread.
  */
 class Batch
 {
 public:
+    /**
+     * Takes the journal, reads the passwords and makes the session folder.
+     *
+     * @throws Failure      one of these cannot be had
+     * @throws Interrupted  a signal came meanwhile
+     */
     Batch(const Options& options, Console& console, Interruption& interruption);
+
+    ~Batch();
 
     /**
      * What went wrong with an input is reported, and the others go on.
@@ -35,61 +43,46 @@ public:
      * @throws Failure      what concerns no single input
      * @throws Interrupted  a signal came; what was being worked on is cancelled
      */
-    ExitCode Run();
+    ExitCode Convert();
 
 private:
     Batch(const Batch&) = delete;
     Batch& operator=(const Batch&) = delete;
 
-    ExitCode RunAll();
-    void End(int exitCode);
-    OutputTemplate Output();
+    std::unique_ptr<Passwords> ReadPasswords();
+    ExitCode ConvertInputs();
+    void SayWhatToKnow();
+    std::vector<Input> Collect();
     void OpenAndPlan(const std::vector<Input>& inputs);
-    void FindSources(const std::vector<Input>& inputs);
+    bool OpenAndPlan(const Input& input);
     bool IsToDo(const Input& input);
-    void Plan(Document& document, const OutputTemplate& output);
-    void GiveUp(const Journal::Plan& plan);
     void CheckStandardOutput() const;
-    void ReportInterruption(const QString& name);
-    bool IsToStop() const;
+    void TellOnly();
     void ConvertAll();
-    void StartDocuments();
-    void DocumentEnded(std::size_t index, const std::exception_ptr& failure);
-    void ReportDocument(const Document& document, const std::exception_ptr& failure);
-    void Finish(const Document& document);
-    bool WriteResults(const Document& document);
-    void Summarize(std::size_t inputs);
+    bool Tell(const PlannedDocument& planned, const std::exception_ptr& failure);
+    void TellResults(const PlannedDocument& planned);
+    bool WriteResults(const PlannedDocument& planned);
     bool Attempt(const Input& input, const std::function<void()>& step);
     void Fail(const Input& input, const Failure& failure);
-    ExitCode Code(std::size_t inputs) const;
+    void TellInterruption(const QString& name);
+    ExitCode Code() const;
 
     const Options& options;
     Console& console;
-    Interruption& interruption;
-    /** Null when nothing is to be written down. */
-    const std::unique_ptr<Journal> journal;
+    const Interruption& interruption;
+    Journal journal;
+    /** Null once all documents are open; not on the stack, whose remains nobody clears. */
+    std::unique_ptr<Passwords> passwords;
     ConverterFactory factory;
-    InputFiles sources;
-    PlannedPaths planned;
+    const Run run;
+    /** Null when nothing is to be made. */
+    std::unique_ptr<Planner> planner;
+    /** The inputs that could be opened and planned. */
+    std::vector<PlannedDocument> documents;
     /** Name of the input in work; empty when it is none in particular. */
     QString inWork;
-    /** Those that could be opened and planned. */
-    std::vector<std::unique_ptr<Document>> documents;
-    /** How many of these have been started, are being converted, and were told about, in order. */
-    std::size_t started = 0;
-    std::size_t running = 0;
-    std::size_t reported = 0;
-    std::size_t converted = 0;
-    /** How many of the inputs earlier runs have converted, or could not convert. */
-    std::size_t convertedBefore = 0;
-    std::size_t failedBefore = 0;
-    /** What went wrong with those, by their indices, that ended and were not told about yet. */
-    std::map<std::size_t, std::exception_ptr> ended;
-    bool hasAnyFailed = false;
-    QEventLoop converting;
     bool isInterrupted = false;
-    /** How the others ended. */
-    std::vector<ExitCode> failures;
+    Tally tally;
 };
 
 } // namespace Korvel::App

@@ -1,17 +1,22 @@
 #include "Conversion.h"
 
+#include "Console.h"
 #include "ConverterFactory.h"
 #include "FailureMessages.h"
+#include "Interruption.h"
 #include "Journal.h"
 #include "LocalFileSystem.h"
+#include "Options.h"
 #include "PageFanOut.h"
+#include "PageRanges.h"
+#include "Planner.h"
+#include "ResultFileSystem.h"
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <utility>
 
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QPointer>
 
@@ -24,8 +29,11 @@ using PDF::Converter::PageFanOut;
 
 namespace {
 
-/** How often a result is converted for whose path another program was quicker each time. */
-constexpr int mostRounds = 5;
+/**
+ * How often a result is moved for whose place another program was quicker each time. Each of them
+ * has put a file there, so only a file system that tells no truth comes to an end here.
+ */
+constexpr int mostMoves = 1000;
 
 /** What is the matter with a result's path, as far as one can see. */
 const char* WhyNotWritten(const QString& path)
@@ -36,24 +44,15 @@ const char* WhyNotWritten(const QString& path)
 
 } // namespace
 
-Conversion::Conversion(Task task, const QString& name, std::vector<PlannedResult>& results,
-                       PlannedPaths& planned, const Options& options, ConverterFactory& factory,
-                       Console& console)
-    : task(std::move(task)),
-      name(name),
-      results(results),
-      planned(planned),
-      options(options),
-      factory(factory),
-      console(console)
+Conversion::Conversion(const Run& run, Planner& planner, PlannedDocument& planned)
+    : run(run), planner(planner), document(*planned.document), results(planned.results)
 {
 }
 
 void Conversion::Start(Receiver whenEnded)
 {
     ended = std::move(whenEnded);
-    for (PlannedResult& result : results)
-        left.push_back(&result);
+    sinceStart.start();
     Later([this] { Begin(); });
 }
 
@@ -76,7 +75,11 @@ void Conversion::Later(const std::function<void()>& step)
 void Conversion::End(const std::exception_ptr& failure)
 {
     chain.reset();
-    console.End(work);
+    document.ForgetPassword();
+    run.console.End(work);
+    if (!failure)
+        run.journal.Done(document.Name(), ResultsOf(results), double(sinceStart.elapsed()) / 1000,
+                         document.Info().repaired);
     const Receiver receiver = std::move(ended);
     receiver(failure); // which may destroy this
 }
@@ -88,8 +91,8 @@ void Conversion::Begin()
         return;
     }
     PrepareFolders();
-    work = console.Begin(name, int(results.size()));
-    StartRound();
+    work = run.console.Begin(document.Name(), int(results.size()));
+    StartChain();
 }
 
 void Conversion::PrepareFolders() const
@@ -111,50 +114,57 @@ void Conversion::PrepareFolders() const
     }
 }
 
-/** Some file systems take a file and then have no space for what is in it. */
-void Conversion::CheckResult(const PlannedResult& result) const
+void Conversion::StartChain()
 {
-    if (QFileInfo(result.path).size() == 0)
-        throw Failure(ExitCode::Output, "cannot-write",
-                      "its result " + result.path.toStdString() + " is missing or empty");
-}
-
-/** One way through a fresh chain for all that is left. */
-void Conversion::StartRound()
-{
-    factory.CheckForSignal(); // which no chain hears that is made after it
-    chain = factory.MakeChain(left.size());
-    paths.reset();
-    error.reset();
-    isLate = false;
+    run.interruption.Check(); // a chain that is made after a signal does not hear it
+    chain = run.factory.MakeChain(results.size());
     ConnectToChain();
     QElapsedTimer copying;
     copying.start();
-    const bool isStarted = chain->ConvertFile(TaskOfRound());
-    factory.AddTimeOfCopy(std::chrono::milliseconds(copying.elapsed()));
-    timeOfCopies = factory.TimeOfCopies(); // its own counts
+    const bool isStarted = chain->ConvertFile(MakeTask());
+    run.factory.AddTimeOfCopy(std::chrono::milliseconds(copying.elapsed()));
+    timeOfCopies = run.factory.TimeOfCopies(); // where its own copy counts
     if (!isStarted) {
-        factory.CheckForSignal();
+        run.interruption.Check();
         throw CopyFailure();
     }
 }
 
-AbstractConverter::Task Conversion::TaskOfRound() const
+AbstractConverter::Task Conversion::MakeTask() const
 {
+    const Options& options = run.options;
+    AbstractConverter::Task task;
+    task.type = planner.Format();
+    task.source = document.GetInput().path;
+    task.destination = results.front().path;
     std::vector<PageFanOut::PageTask> pages;
-    for (const PlannedResult* const result : left)
-        pages.push_back({result->page, result->path});
-    AbstractConverter::Task ofRound = task;
-    ofRound.destination = left.front()->path;
-    ofRound.options["page_tasks"] = pages;
-    return ofRound;
+    for (const PlannedResult& result : results)
+        pages.push_back({result.page, result.path});
+    task.options["page_tasks"] = pages;
+    task.options["gray"] = options.pages.gray;
+    if (options.pages.size.isEmpty())
+        task.options["resolution"] = options.pages.resolution;
+    else
+        task.options["size"] = options.pages.size;
+    if (options.pages.quality > 0)
+        task.options["quality"] = options.pages.quality;
+    if (!options.pages.compression.empty())
+        task.options["compression"] = QString::fromStdString(options.pages.compression);
+    if (document.Info().encrypted || document.Info().repaired) {
+        task.options["need_export"] = true;
+        task.options["password"] = document.Password();
+    }
+    if (task.type == QLatin1String("txt"))
+        task.options["pages"] =
+            PageRanges::Parse(options.pages.ranges).Choose(document.Info().pages);
+    return task;
 }
 
 /** Why there is no copy of the document without encryption or damage. */
 Failure Conversion::CopyFailure() const
 {
-    PDF::WorkerPdfProvider& provider = factory.PdfProvider();
-    const ioPath source(task.source.toStdString());
+    PDF::WorkerPdfProvider& provider = run.factory.PdfProvider();
+    const ioPath source(document.GetInput().path.toStdString());
     if (const PDF::OpenFailure why = provider.WhyOpenFailed(source); why != PDF::OpenFailure::None)
         return FailureOf(why);
     return FailureOf(provider.WhySaveFailed(source));
@@ -163,30 +173,31 @@ Failure Conversion::CopyFailure() const
 void Conversion::ConnectToChain()
 {
     AbstractConverter* const sender = chain.get();
-    if (options.run.timeout > 0) {
+    if (const double timeout = run.options.run.timeout; timeout > 0) {
         QObject::connect(&alarm, &QTimer::timeout, sender, [this] { TimeIsUp(); });
         alarm.setSingleShot(true);
-        alarm.start(int(options.run.timeout * 1000));
+        alarm.start(int(timeout * 1000));
     }
-    QObject::connect(sender, &AbstractConverter::ConvertationProgress, &context,
-                     [this](const QString&, double progress) { console.Progress(work, progress); });
+    QObject::connect(
+        sender, &AbstractConverter::ConvertationProgress, &context,
+        [this](const QString&, double progress) { run.console.Progress(work, progress); });
     // The chain is in the middle of its work, and is destroyed by what comes later.
     QObject::connect(sender, &AbstractConverter::Failed, &context,
                      [this](const QString&, AbstractConverter::ErrorType reason) {
                          error = reason;
-                         Later([this] { FinishRound(); });
+                         Later([this] { Finish(); });
                      });
     QObject::connect(sender, qOverload<const QString&, QStringList>(&AbstractConverter::Finished),
                      &context, [this](const QString&, const QStringList& made) {
                          paths = made;
-                         Later([this] { FinishRound(); });
+                         Later([this] { Finish(); });
                      });
 }
 
 /** Time in which copies of other documents kept this one from going on is given back to it. */
 void Conversion::TimeIsUp()
 {
-    const auto before = std::exchange(timeOfCopies, factory.TimeOfCopies());
+    const auto before = std::exchange(timeOfCopies, run.factory.TimeOfCopies());
     if (timeOfCopies > before) {
         alarm.start(timeOfCopies - before);
         return;
@@ -195,61 +206,85 @@ void Conversion::TimeIsUp()
     chain->CancelConvertation();
 }
 
-/** Sets the final paths of what was made; what other programs were quicker with is made again. */
-void Conversion::FinishRound()
+/** Takes the final paths of what was made; what other programs were quicker with goes elsewhere. */
+void Conversion::Finish()
 {
-    const QStringList made = PathsOfRound();
-    std::vector<PlannedResult*> again;
-    for (std::size_t i = 0; i < left.size(); ++i) {
-        PlannedResult& result = *left[i];
-        const QString wanted = std::exchange(result.path, made.value(int(i)));
-        if (!result.path.isEmpty())
+    const QStringList made = MadePaths();
+    std::vector<PlannedResult*> refused;
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        PlannedResult& result = results[i];
+        const QString place = std::exchange(result.path, made.value(int(i)));
+        if (!result.path.isEmpty()) {
             CheckResult(result);
-        else if (IsToBeMadeAgain(wanted))
-            again.push_back(&result);
+        } else if (IsToGoElsewhere(place)) {
+            result.path = place;
+            refused.push_back(&result);
+        }
     }
-    left = again;
-    if (left.empty()) {
-        End(nullptr);
-        return;
-    }
-    if (++rounds == mostRounds)
-        throw Failure(ExitCode::Output, "cannot-write",
-                      "cannot write " + left.front()->wanted.toStdString() +
-                          "; other programs keep taking the name");
-    for (PlannedResult* const result : left) {
-        result->path = planned.FindFree(result->wanted, factory.FileSystem());
-        planned.Add(result->path, name);
-    }
-    if (Journal* const journal = factory.GetJournal())
-        journal->PlannedAnew(name, ResultsOf(results));
-    StartRound();
+    MoveElsewhere(std::move(refused));
+    End(nullptr);
 }
 
-/** Whether a result that could not be moved to `path` is to go elsewhere; false when to nowhere. */
-bool Conversion::IsToBeMadeAgain(const QString& path) const
-{
-    Journal* const journal = factory.GetJournal();
-    const bool isOwn = journal && journal->HasPlaced(path);
-    const bool isTaken = !isOwn && factory.FileSystem().Exists(ioPath(path.toStdString()));
-    if (!isTaken || options.output.onExists == OnExists::Overwrite)
-        throw Failure(ExitCode::Output, "cannot-write",
-                      "cannot write " + path.toStdString() + "; " + WhyNotWritten(path));
-    if (options.output.onExists == OnExists::Fail)
-        throw ExistsFailure(path);
-    return options.output.onExists == OnExists::Number;
-}
-
-/** Throws where the round did not come to them. */
-QStringList Conversion::PathsOfRound() const
+/** Throws where the chain did not come to them. */
+QStringList Conversion::MadePaths() const
 {
     if (paths)
         return *paths;
-    factory.CheckForSignal();
+    run.interruption.Check();
     if (isLate)
         throw Failure(ExitCode::TimedOut, "timed-out",
                       "takes longer than --timeout allows; its finished pages are there");
     throw FailureOf(error.value_or(AbstractConverter::Unknown));
+}
+
+/** Some file systems take a file and then have no space for what is in it. */
+void Conversion::CheckResult(const PlannedResult& result) const
+{
+    if (QFileInfo(result.path).size() == 0)
+        throw Failure(ExitCode::Output, "cannot-write",
+                      "its result " + result.path.toStdString() + " is missing or empty");
+}
+
+/** Whether a result that could not be moved to `path` is to go elsewhere; false when to nowhere. */
+bool Conversion::IsToGoElsewhere(const QString& path) const
+{
+    const OnExists onExists = run.options.output.onExists;
+    const bool isTaken =
+        !run.journal.HasPlaced(path) && run.factory.FileSystem().Exists(ioPath(path.toStdString()));
+    if (!isTaken || onExists == OnExists::Overwrite)
+        throw Failure(ExitCode::Output, "cannot-write",
+                      "cannot write " + path.toStdString() + "; " + WhyNotWritten(path));
+    if (onExists == OnExists::Fail)
+        throw ExistsFailure(path);
+    return onExists == OnExists::Number;
+}
+
+/** Moves results to places chosen anew; they lie where they were made as long as the chain lives.
+ */
+void Conversion::MoveElsewhere(std::vector<PlannedResult*> refused)
+{
+    for (int move = 0; !refused.empty(); ++move) {
+        run.interruption.Check();
+        if (move == mostMoves)
+            throw Failure(ExitCode::Output, "cannot-write",
+                          "cannot write " + refused.front()->wanted.toStdString() +
+                              "; other programs keep taking the name");
+        QStringList taken;
+        for (PlannedResult* const result : refused) {
+            taken.append(result->path);
+            planner.PlanAnew(*result, document.Name());
+        }
+        run.journal.PlannedAnew(document.Name(), ResultsOf(results));
+        std::vector<PlannedResult*> again;
+        for (PlannedResult* const result : refused) {
+            const ioPath from(taken.takeFirst().toStdString());
+            if (run.factory.Results().MoveElsewhere(from, ioPath(result->path.toStdString())))
+                CheckResult(*result);
+            else if (IsToGoElsewhere(result->path))
+                again.push_back(result);
+        }
+        refused = again;
+    }
 }
 
 } // namespace Korvel::App

@@ -1,11 +1,8 @@
 #pragma once
 
 #include "AbstractConverter.h"
-#include "Console.h"
-#include "Failure.h"
-#include "Options.h"
-#include "OutputTemplate.h"
-#include "PlannedPaths.h"
+#include "PlannedDocument.h"
+#include "Run.h"
 
 #include <chrono>
 #include <exception>
@@ -14,38 +11,36 @@
 #include <optional>
 #include <vector>
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QStringList>
 #include <QTimer>
 
 namespace Korvel::App {
 
-class ConverterFactory;
+class Failure;
+class Planner;
 
 /**
- * Makes the results of a document that was opened and planned, once or in several rounds, each
- * through a chain of its own. Used on the main thread, whose event loop runs meanwhile.
+ * Makes the results of a document through a chain of its own, and puts them in their places. Used
+ * on the main thread, whose event loop runs meanwhile.
  */
 class Conversion
 {
 public:
-    using Task = PDF::Converter::AbstractConverter::Task;
-
     /** Receives what went wrong; null when nothing did. */
     using Receiver = std::function<void(const std::exception_ptr& failure)>;
 
     /**
-     * @param task     the document, and how it is to be converted
-     * @param name     of the document
-     * @param results  what to make; gets the final paths, empty where there is nothing
-     * @param planned  gets the paths that are chosen anew, as other programs have taken them
+     * @param planner  chooses anew where other programs have taken the place of a result
+     * @param planned  its results get the final paths, empty where there is nothing; it lives
+     * longer
      */
-    Conversion(Task task, const QString& name, std::vector<PlannedResult>& results,
-               PlannedPaths& planned, const Options& options, ConverterFactory& factory,
-               Console& console);
+    Conversion(const Run& run, Planner& planner, PlannedDocument& planned);
 
     /**
-     * Makes the results. What is finished when another page fails stays where it is.
+     * Makes the results. What is finished when another page fails stays where it is. The document's
+     * password is forgotten.
      *
      * @param ended  called from the event loop at the end, once; may destroy this
      */
@@ -55,36 +50,36 @@ private:
     Conversion(const Conversion&) = delete;
     Conversion& operator=(const Conversion&) = delete;
 
+    using Converter = PDF::Converter::AbstractConverter;
+
     void Later(const std::function<void()>& step);
     void End(const std::exception_ptr& failure);
     void Begin();
     void PrepareFolders() const;
-    void StartRound();
-    Task TaskOfRound() const;
+    void StartChain();
+    Converter::Task MakeTask() const;
     Failure CopyFailure() const;
     void ConnectToChain();
     void TimeIsUp();
-    void FinishRound();
+    void Finish();
+    QStringList MadePaths() const;
     void CheckResult(const PlannedResult& result) const;
-    bool IsToBeMadeAgain(const QString& path) const;
-    QStringList PathsOfRound() const;
+    bool IsToGoElsewhere(const QString& path) const;
+    void MoveElsewhere(std::vector<PlannedResult*> refused);
 
-    const Task task;
-    const QString name;
+    const Run run;
+    Planner& planner;
+    Document& document;
     std::vector<PlannedResult>& results;
-    PlannedPaths& planned;
-    const Options& options;
-    ConverterFactory& factory;
-    Console& console;
 
     Receiver ended;
+    QElapsedTimer sinceStart;
+    /** The console's number for this conversion. */
     int work = 0;
-    std::vector<PlannedResult*> left;
-    int rounds = 0;
-    std::shared_ptr<PDF::Converter::AbstractConverter> chain;
+    std::shared_ptr<Converter> chain;
     /** The final paths, empty where a result could not be moved. */
     std::optional<QStringList> paths;
-    std::optional<PDF::Converter::AbstractConverter::ErrorType> error;
+    std::optional<Converter::ErrorType> error;
     QTimer alarm;
     /** ConverterFactory::TimeOfCopies() as of when this document was last given time for them. */
     std::chrono::milliseconds timeOfCopies{0};

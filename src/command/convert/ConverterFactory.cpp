@@ -2,13 +2,10 @@
 
 #include "FailureMessages.h"
 #include "Interruption.h"
-#include "Journal.h"
-#include "JournalingFileSystem.h"
-#include "KeepingFileSystem.h"
-#include "KeepingPdfProvider.h"
+#include "KeepTemporaries.h"
 #include "LocalFileSystem.h"
 #include "PageFanOut.h"
-#include "PlannedFileSystem.h"
+#include "ResultFileSystem.h"
 #include "RunOptions.h"
 #include "SessionFolder.h"
 #include "TempFileWrapper.h"
@@ -38,16 +35,36 @@ std::string FolderForSessions(const std::string& tempFolder)
     return tempFolder.empty() ? PDF::SessionFolder::DefaultParent() : tempFolder;
 }
 
-std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const std::string& tempFolder)
+std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const RunOptions& options)
 {
-    const std::string parent = FolderForSessions(tempFolder);
+    const std::string parent = FolderForSessions(options.tempFolder);
     std::string error;
     std::shared_ptr<PDF::SessionFolder> session = PDF::SessionFolder::Create(parent, error);
     if (!session)
         throw Failure(ExitCode::Output, "no-temporary-folder",
                       "cannot make a folder for temporary files in " + parent + ": " + error +
                           "; choose another with --temp-dir");
+    if (options.keepsTemporaries && !session->Keep())
+        throw Failure(ExitCode::Output, "no-temporary-folder",
+                      "cannot keep the temporary files in " + session->Path());
     return session;
+}
+
+std::shared_ptr<ResultFileSystem> MakeResultFileSystem(const RunOptions& options, OnExists onExists,
+                                                       std::shared_ptr<PDF::IFileSystem> inner,
+                                                       Journal& journal)
+{
+    if (options.keepsTemporaries)
+        inner = std::make_shared<KeepingFileSystem>(inner);
+    return std::make_shared<ResultFileSystem>(inner, onExists, journal);
+}
+
+std::shared_ptr<PDF::IPDFProvider> MakeCopyProvider(const RunOptions& options,
+                                                    std::shared_ptr<PDF::IPDFProvider> provider)
+{
+    if (options.keepsTemporaries)
+        return std::make_shared<KeepingPdfProvider>(provider);
+    return provider;
 }
 
 PDF::WorkerSettings ToSettings(const RunOptions& options, const std::string& folder)
@@ -65,22 +82,18 @@ PDF::WorkerSettings ToSettings(const RunOptions& options, const std::string& fol
 } // namespace
 
 ConverterFactory::ConverterFactory(const RunOptions& options, OnExists onExists,
-                                   Interruption& interruption, Journal* journal)
+                                   Interruption& interruption, const Passwords&, Journal& journal)
     : jobs(std::size_t(std::max(options.jobs > 0 ? options.jobs : QThread::idealThreadCount(), 1))),
       interruption(interruption),
-      journal(journal),
       names(std::make_shared<PDF::UuidFileNameGenerator>()),
-      session(MakeSessionFolder(options.tempFolder)),
+      session(MakeSessionFolder(options)),
       workerSettings(ToSettings(options, session->Path())),
       fileSystem(std::make_shared<PDF::LocalFileSystem>(session)),
-      resultFileSystem(fileSystem),
+      results(MakeResultFileSystem(options, onExists, fileSystem, journal)),
       provider(std::make_shared<PDF::WorkerPdfProvider>(workerSettings)),
-      copyProvider(provider),
+      copyProvider(MakeCopyProvider(options, provider)),
       workers(std::make_shared<PDF::WorkerPool>(workerSettings, int(jobs)))
 {
-    PutResultsWherePlanned(onExists);
-    if (options.keepsTemporaries)
-        KeepTemporaries();
     interruption.OnSignal([this, signals = 0]() mutable {
         // The provider is told at once, since the main thread may be waiting for its answer.
         provider->Shutdown();
@@ -88,33 +101,11 @@ ConverterFactory::ConverterFactory(const RunOptions& options, OnExists onExists,
     });
 }
 
-void ConverterFactory::PutResultsWherePlanned(OnExists onExists)
-{
-    if (onExists == OnExists::Number && !journal)
-        return; // TempFileWrapper finds names that are free
-    const auto replaces = [onExists, journal = journal](const ioPath& path) {
-        return onExists == OnExists::Overwrite ||
-               (journal && journal->HasPlaced(QString::fromStdString(path.utf8string())));
-    };
-    resultFileSystem = std::make_shared<PlannedFileSystem>(resultFileSystem, replaces);
-    if (journal)
-        resultFileSystem = std::make_shared<JournalingFileSystem>(resultFileSystem, *journal);
-}
-
 void ConverterFactory::PrepareWorkers(bool willConvert)
 {
     provider->Prepare();
     if (willConvert)
         workers->Prepare();
-}
-
-void ConverterFactory::KeepTemporaries()
-{
-    if (!session->Keep())
-        throw Failure(ExitCode::Output, "no-temporary-folder",
-                      "cannot keep the temporary files in " + session->Path());
-    resultFileSystem = std::make_shared<KeepingFileSystem>(resultFileSystem);
-    copyProvider = std::make_shared<KeepingPdfProvider>(provider);
 }
 
 void ConverterFactory::EndWork(bool atOnce)
@@ -173,7 +164,7 @@ std::shared_ptr<AbstractConverter> ConverterFactory::MakeChain(std::size_t pages
     std::vector<std::shared_ptr<AbstractConverter>> chains;
     while (chains.size() < std::min(pages, jobs))
         chains.push_back(std::make_shared<TempFileWrapper>(
-            names, std::make_shared<WorkerConverter>(workers), resultFileSystem));
+            names, std::make_shared<WorkerConverter>(workers), results));
     const auto fanOut = std::make_shared<PageFanOut>(chains);
     fanOuts.erase(std::remove(fanOuts.begin(), fanOuts.end(), nullptr), fanOuts.end());
     fanOuts.emplace_back(fanOut.get());

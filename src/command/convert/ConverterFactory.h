@@ -14,7 +14,6 @@
 
 namespace Korvel {
 namespace PDF {
-class IFileSystem;
 class IPDFProvider;
 class LocalFileSystem;
 class SessionFolder;
@@ -31,6 +30,8 @@ namespace App {
 
 class Interruption;
 class Journal;
+class Passwords;
+class ResultFileSystem;
 struct RunOptions;
 
 /**
@@ -41,12 +42,14 @@ class ConverterFactory
 {
 public:
     /**
-     * @param onExists  what becomes of files at the results' paths
-     * @param journal   what results are written down in; null for none
+     * @param onExists   what becomes of files at the results' paths
+     * @param passwords  those of the run: once there are any, the environment, which the workers
+     *                   get, has none in it any more
+     * @param journal    what results are written down in
      * @throws Failure  Output: no folder for temporary files, or none that can be kept
      */
     ConverterFactory(const RunOptions& options, OnExists onExists, Interruption& interruption,
-                     Journal* journal);
+                     const Passwords& passwords, Journal& journal);
 
     /** Ends the workers, and removes everything temporary. */
     ~ConverterFactory();
@@ -79,8 +82,8 @@ public:
      */
     std::string MakePrivateFolder();
 
-    /** What results are written down in; null for none. */
-    Journal* GetJournal() { return journal; }
+    /** What results are moved by. */
+    ResultFileSystem& Results() { return *results; }
 
     PDF::LocalFileSystem& FileSystem() { return *fileSystem; }
     PDF::WorkerPdfProvider& PdfProvider() { return *provider; }
@@ -89,7 +92,7 @@ public:
     void CheckForSignal() const;
 
     /**
-     * For how long copies of documents have kept the main thread, and so all other documents, from
+     * How long copies of documents have kept the main thread, and so all other documents, from
      * going on.
      */
     std::chrono::milliseconds TimeOfCopies() const { return timeOfCopies; }
@@ -106,8 +109,6 @@ public:
     std::shared_ptr<PDF::Converter::AbstractConverter> MakeChain(std::size_t pages);
 
 private:
-    void PutResultsWherePlanned(OnExists onExists);
-    void KeepTemporaries();
     void EndWork(bool atOnce);
 
     ConverterFactory(const ConverterFactory&) = delete;
@@ -115,20 +116,18 @@ private:
 
     const std::size_t jobs;
     Interruption& interruption;
-    Journal* const journal;
     const std::shared_ptr<PDF::UuidFileNameGenerator> names;
     const std::shared_ptr<PDF::SessionFolder> session;
-    /** They write into the session folder alone. */
+    /** With these, workers write into the session folder alone. */
     const PDF::WorkerSettings workerSettings;
     const std::shared_ptr<PDF::LocalFileSystem> fileSystem;
-    /** The one that results are moved by. */
-    std::shared_ptr<PDF::IFileSystem> resultFileSystem;
+    const std::shared_ptr<ResultFileSystem> results;
     const std::shared_ptr<PDF::WorkerPdfProvider> provider;
-    /** The one that saves the unencrypted copies. */
-    std::shared_ptr<PDF::IPDFProvider> copyProvider;
+    /** What saves the unencrypted copies. */
+    const std::shared_ptr<PDF::IPDFProvider> copyProvider;
     /** What all documents are converted by. */
     const std::shared_ptr<PDF::WorkerPool> workers;
-    /** Of the chains that are there. */
+    /** The fan-outs of the chains that are there. */
     std::vector<QPointer<PDF::Converter::PageFanOut>> fanOuts;
     std::chrono::milliseconds timeOfCopies{0};
     /** Receives calls from the signals' thread. */

@@ -20,7 +20,7 @@ public:
     QString NameOf(const QString& path) const;
 
 private:
-    /** By device and inode. */
+    /** The names by device and inode. */
     std::map<std::pair<dev_t, ino_t>, QString> names;
 };
 

@@ -2,7 +2,7 @@
 
 #include "Failure.h"
 #include "InputOptions.h"
-#include "Reading.h"
+#include "Streams.h"
 #include "Text.h"
 
 #include <cerrno>
@@ -48,7 +48,7 @@ Input FromPath(const std::string& path)
     return input;
 }
 
-/** For the reason that errno tells. */
+/** Throws for the reason that errno tells. */
 [[noreturn]] void FailToStore()
 {
     throw Failure(ExitCode::Output, "no-temporary-space",
@@ -85,10 +85,7 @@ Input FromStandardInput(const std::string& tempFolder, const Interruption& inter
         throw Failure(ExitCode::Input, "unreadable",
                       "standard input: cannot be read: " + error.code().message());
     }
-    return {QStringLiteral("standard input"),
-            QStringLiteral("stdin"),
-            QString::fromStdString(path),
-            {}};
+    return {"standard input", "stdin", QString::fromStdString(path), {}};
 }
 
 /** A line of a list without its return, and without the mark that editors put before the first. */
@@ -126,10 +123,10 @@ bool AddFromList(std::vector<Input>& inputs, const InputOptions& options,
     return namesAny;
 }
 
-/** In a working folder that no QString can name. */
+/** Refuses relative paths in a working folder that no QString can name. */
 void RefuseRelative(std::vector<Input>& inputs)
 {
-    std::error_code failure; // of a folder that was removed, whose files are missing
+    std::error_code failure; // a folder that was removed has none of the files
     if (IsUtf8(std::filesystem::current_path(failure).native()))
         return;
     for (Input& input : inputs) {

@@ -1,27 +1,14 @@
 #pragma once
 
+#include "Input.h"
+
 #include <string>
 #include <vector>
-
-#include <QString>
 
 namespace Korvel::App {
 
 class Interruption;
 struct InputOptions;
-
-/** One document to convert. */
-struct Input
-{
-    /** What messages call it: the path as the user gave it. */
-    QString name;
-    /** What %s stands for in the output's name. */
-    QString baseName;
-    /** Where the document lies. */
-    QString path;
-    /** Why it cannot even be looked for; empty when it can. */
-    std::string problem;
-};
 
 /**
  * The documents that were named, and then those of its list, in their order.

@@ -1,13 +1,13 @@
 #include "Passwords.h"
 
 #include "Failure.h"
-#include "Inputs.h"
+#include "Input.h"
 #include "Interruption.h"
 #include "PasswordOptions.h"
-#include "Reading.h"
+#include "PasswordPrompt.h"
+#include "Streams.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
@@ -17,61 +17,17 @@
 #include <QFileInfo>
 
 #include <fcntl.h>
-#include <termios.h>
 #include <unistd.h>
 
 namespace Korvel::App {
 
 namespace {
 
+/** How often the terminal is asked for the password of one document. */
+constexpr int mostQuestions = 3;
+
 /** Read when no option names a password and it is set. */
 constexpr char defaultVariable[] = "PDFCONVERT_PASSWORD";
-
-/** The terminal with echo off; on again when it goes. */
-class SilentTerminal
-{
-public:
-    SilentTerminal() : terminal(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY))
-    {
-        if (terminal < 0 || ::tcgetattr(terminal, &before) != 0)
-            return;
-        termios silent = before;
-        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        changed = ::tcsetattr(terminal, TCSAFLUSH, &silent) == 0;
-    }
-
-    ~SilentTerminal()
-    {
-        if (changed) {
-            Write("\n");
-            ::tcsetattr(terminal, TCSAFLUSH, &before);
-        }
-        if (terminal >= 0)
-            ::close(terminal);
-    }
-
-    bool IsSilent() const { return changed; }
-    int Descriptor() const { return terminal; }
-
-    void Write(const std::string& text) const
-    {
-        std::size_t written = 0;
-        while (written < text.size()) {
-            const ssize_t count = ::write(terminal, text.data() + written, text.size() - written);
-            if (count < 0 && errno != EINTR)
-                return;
-            written += count > 0 ? static_cast<std::size_t>(count) : 0;
-        }
-    }
-
-private:
-    SilentTerminal(const SilentTerminal&) = delete;
-    SilentTerminal& operator=(const SilentTerminal&) = delete;
-
-    const int terminal;
-    termios before = {};
-    bool changed = false;
-};
 
 /** The text up to its first line ending. */
 std::string FirstLine(const std::string& text)
@@ -122,7 +78,7 @@ Passwords::Passwords(const PasswordOptions& options, const Interruption& interru
     const auto byDefault = TakeVariable(defaultVariable);
     if (!options.asksFirst) {
         general = general ? general : byDefault;
-    } else if (const auto answer = Ask("Password: ")) {
+    } else if (const auto answer = AskForPassword("Password: ", interruption)) {
         typed = {*answer};
     } else {
         throw Failure(ExitCode::Password, "password-not-given",
@@ -183,6 +139,24 @@ bool Passwords::IsGivenFor(const Input& input) const
     return general || byPath.count(AbsolutePath(input.path)) > 0;
 }
 
+bool Passwords::Find(const Input& input, const std::function<bool(const std::string&)>& opens)
+{
+    const std::vector<std::string> known = KnownFor(input);
+    if (std::any_of(known.begin(), known.end(), opens))
+        return true;
+    for (int question = 0; question < mostQuestions; ++question) {
+        const auto answer = AskFor(input, question > 0);
+        if (!answer)
+            return false;
+        if (opens(*answer)) {
+            Remember(*answer);
+            return true;
+        }
+    }
+    return false;
+}
+
+/** The passwords to try for an input before anything is asked. */
 std::vector<std::string> Passwords::KnownFor(const Input& input) const
 {
     std::vector<std::string> given;
@@ -195,38 +169,21 @@ std::vector<std::string> Passwords::KnownFor(const Input& input) const
     return typed.empty() ? std::vector<std::string>{{}} : typed;
 }
 
-std::optional<std::string> Passwords::AskFor(const Input& input, bool again)
+/** Answers nothing when one was given, or when nobody is to be asked or can be. */
+std::optional<std::string> Passwords::AskFor(const Input& input, bool again) const
 {
     if (!mayAsk || IsGivenFor(input))
         return std::nullopt;
-    return Ask((again ? "That password does not open it.\n" : std::string()) + "Password for " +
-               input.name.toStdString() + ": ");
+    return AskForPassword((again ? "That password does not open it.\n" : std::string()) +
+                              "Password for " + input.name.toStdString() + ": ",
+                          interruption);
 }
 
+/** An answer that was right is tried for the inputs that follow. */
 void Passwords::Remember(const std::string& password)
 {
     if (std::find(typed.begin(), typed.end(), password) == typed.end())
         typed.insert(typed.begin(), password);
-}
-
-std::optional<std::string> Passwords::Ask(const std::string& prompt) const
-{
-    const SilentTerminal terminal;
-    if (!terminal.IsSilent())
-        return std::nullopt;
-    terminal.Write(prompt);
-    std::string line;
-    char byte = 0;
-    try {
-        while (ReadSome(terminal.Descriptor(), &byte, 1, interruption) == 1) {
-            if (byte == '\n')
-                return line;
-            line += byte;
-        }
-    } catch (const std::system_error&) {
-        // a terminal that went away gives no line either
-    }
-    return std::nullopt;
 }
 
 } // namespace Korvel::App

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -30,35 +31,35 @@ public:
      */
     Passwords(const PasswordOptions& options, const Interruption& interruption);
 
-    /** Those to try for an input, the likeliest first; at least one, if only the empty one. */
-    std::vector<std::string> KnownFor(const Input& input) const;
-
     /**
-     * Asks on the terminal, without echo.
+     * Looks for the password of an input: among those that are known, the likeliest first, and then
+     * by asking on the terminal, without echo, up to three times. There is at least one to try, if
+     * only the empty one.
      *
-     * @param again  the last answer was wrong
-     * @return nothing when a password was given for the input, when there is no terminal, or when
-     *         nothing is to be asked
+     * @param opens  tries one; called until it answers true
+     * @return whether it has
      * @throws Interrupted  a signal came meanwhile; the terminal is as it was
      */
-    std::optional<std::string> AskFor(const Input& input, bool again);
-
-    /** An answer that was right, to be tried for the inputs that follow. */
-    void Remember(const std::string& password);
+    bool Find(const Input& input, const std::function<bool(const std::string&)>& opens);
 
 private:
+    Passwords(const Passwords&) = delete;
+    Passwords& operator=(const Passwords&) = delete;
+
+    std::vector<std::string> KnownFor(const Input& input) const;
+    std::optional<std::string> AskFor(const Input& input, bool again) const;
+    void Remember(const std::string& password);
     bool IsGivenFor(const Input& input) const;
     std::optional<std::string> ReadGeneral(const PasswordOptions& options) const;
     std::map<std::string, std::string> ReadMap(const std::string& file) const;
-    std::optional<std::string> Ask(const std::string& prompt) const;
 
     const Interruption& interruption;
     const bool mayAsk;
-    /** For every input that the map does not name. */
+    /** The password of every input that the map does not name. */
     std::optional<std::string> general;
     /** Absolute path -> password. */
     const std::map<std::string, std::string> byPath;
-    /** The newest first. */
+    /** Answers that were right, the newest first. */
     std::vector<std::string> typed;
 };
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <map>
+#include <utility>
 
 #include <QString>
 
@@ -16,11 +17,12 @@ namespace App {
 class PlannedPaths
 {
 public:
+    /** @param inputs  paths that are planned from the start, and from which input each is made */
+    explicit PlannedPaths(std::map<QString, QString> inputs = {}) : inputs(std::move(inputs)) {}
+
     void Add(const QString& path, const QString& input) { inputs[path] = input; }
 
     void Remove(const QString& path);
-
-    bool IsEmpty() const { return inputs.empty(); }
 
     std::size_t Count() const { return inputs.size(); }
 
@@ -36,7 +38,7 @@ public:
 
 private:
     std::map<QString, QString> inputs;
-    /** By wanted path: all numbers below were taken. */
+    /** The lowest numbers that may be free, by wanted path. */
     std::map<QString, int> nextNumbers;
 };
 

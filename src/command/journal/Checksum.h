@@ -19,7 +19,7 @@ struct Checksum
         return bytes == other.bytes && xxh128 == other.xxh128;
     }
 
-    /** That of the file at `path`; nothing when it cannot be read. */
+    /** The checksum of the file at `path`; nothing when it cannot be read. */
     static std::optional<Checksum> Of(const std::string& path);
 };
 

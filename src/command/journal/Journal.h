@@ -1,20 +1,17 @@
 #pragma once
 
 #include "Checksum.h"
-#include "PlannedPaths.h"
+#include "JournalState.h"
 #include "Result.h"
 
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <QFile>
-#include <QHash>
 #include <QJsonObject>
-#include <QMultiHash>
+#include <QString>
 
 namespace Korvel::App {
 
@@ -26,30 +23,18 @@ struct PageOptions;
  * Writes down what becomes of each document, so that a run that is killed can be started again and
  * goes on where it ended. docs/command.md describes the lines.
  *
- * One run at a time has a journal, which it holds by a lock. Used on the main thread.
+ * One run at a time has a journal, which it holds by a lock. A run without one has a journal that
+ * is off: it writes nothing, and by it every document is to be converted. Used on the main thread.
  */
 class Journal
 {
 public:
-    /** How a document stands that the run was given. */
-    enum class Standing {
-        ToDo,   ///< is to be converted
-        Taken,  ///< was given before
-        Done,   ///< an earlier run has converted it, or there was nothing to make
-        Failed, ///< an earlier run could not convert it
-    };
-
-    /** Where the results of a document were to go. */
-    struct Plan
-    {
-        /** Of the document. */
-        int pages = 0;
-        /** By page; 0 for the document as a whole. Results that were left away are not there. */
-        std::map<int, QString> paths;
-    };
+    using Standing = JournalState::Standing;
+    using Plan = JournalState::Plan;
 
     /**
-     * Takes the journal, and reads what earlier runs have written.
+     * Takes the journal, and reads what earlier runs have written; it is off when the options name
+     * none.
      *
      * @param output, pages  the settings, which have to be those of the run that began the journal
      * @throws Failure  Output: another run has it, or it cannot be written; Input: it is no
@@ -64,6 +49,9 @@ public:
      */
     void Begin(const QString& session);
 
+    /** Whether nothing is written down. */
+    bool IsOff() const { return path.isEmpty(); }
+
     /** Writes down how the run has ended. */
     void End(int exitCode);
 
@@ -71,31 +59,34 @@ public:
     Standing Take(const QString& name);
 
     /** What an earlier run has planned for a document that it has not converted. */
-    std::optional<Plan> PlanOf(const QString& name) const;
+    std::optional<Plan> PlanOf(const QString& name) const { return state.PlanOf(name); }
 
-    /** Gives away what earlier runs have planned. */
-    PlannedPaths ReleasePlanned() { return std::move(planned); }
+    /** Gives away every path that earlier runs have planned, with the document's name. */
+    std::map<QString, QString> ReleasePlanned() { return state.ReleasePlanned(); }
 
     /** Whether a document stays that has failed, in this run or before. */
-    bool HasFailed() const;
+    bool HasFailed() const { return state.HasFailed(); }
 
     /** Whether a document was repaired before. */
-    bool HasRepaired() const { return hasRepaired; }
+    bool HasRepaired() const { return state.HasRepaired(); }
 
     /** Writes down the plan of a document; it is on the disk before any of its results is. */
     void Planned(const QString& name, int pages, const std::vector<Result>& results);
 
-    /** The same of one that has a plan already. */
+    /** Writes down another plan of a document that has one. */
     void PlannedAnew(const QString& name, const std::vector<Result>& results);
 
-    /** Writes down that a file is about to be put in place; false when that is not on the disk. */
-    bool Placing(const QString& to, const Checksum& sum);
+    /**
+     * Writes down that the file at `from` is about to be put in place at `to`; false when that, or
+     * the file's bytes, are not on the disk.
+     */
+    bool Placing(const QString& from, const QString& to);
 
-    /** Takes that back, as another file was there. */
-    void Refused(const QString& to, const Checksum& sum);
+    /** Takes back what was written down last, as another file is at `to`. */
+    void Refused(const QString& to);
 
     /** Whether what lies at `at` was put there for a document that was not done. */
-    bool HasPlaced(const QString& at) const;
+    bool HasPlaced(const QString& at) const { return state.HasPlaced(at); }
 
     /** Writes down that the results are in place; there may be none. */
     void Done(const QString& name, const std::vector<Result>& results, double seconds,
@@ -117,23 +108,10 @@ private:
     Journal(const Journal&) = delete;
     Journal& operator=(const Journal&) = delete;
 
-    struct Document
-    {
-        Standing standing = Standing::ToDo;
-        Plan plan;
-        bool isTaken = false;
-    };
-
     void Open();
     void Lock() const;
-    void Read(const QJsonObject& line);
-    void ReadBegun(const QJsonObject& line);
-    void ReadPlanned(const QString& name, const QJsonObject& line);
-    void SetFailed(const QString& name, const QString& reason);
-    void ReadDone(const QString& name, const QJsonObject& line);
     void CheckSettings() const;
     void RemoveHidden() const;
-    std::set<QString> FoldersInWork() const;
     void Append(const char* event, QJsonObject members);
     void Flush();
 
@@ -144,20 +122,11 @@ private:
     QFile file;
     /** Why it could not be written; empty when it could. */
     QString problem;
-    /** What the first run was asked for; empty when there was none. */
-    QJsonObject firstSettings;
     /** Where the last whole line ends. */
     qint64 size = 0;
-    /** Name of the session folder of the last run, if that was killed. */
-    QString abandoned;
-    QHash<QString, Document> documents;
-    /** Of documents that were not done: path -> what was put there. */
-    QMultiHash<QString, Checksum> placed;
-    /** Every path that was ever planned. */
-    PlannedPaths planned;
-    bool hasRepaired = false;
-    /** Whether a name failed that is none, and so is nobody's name. */
-    bool hasBadName = false;
+    JournalState state;
+    /** The file that was written down last as about to be put in place. */
+    Checksum placing;
 };
 
 } // namespace Korvel::App

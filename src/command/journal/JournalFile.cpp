@@ -35,7 +35,7 @@ Failure Damaged(const QString& path, qint64 at)
 /** Whether it is the first line of a run that may mean other things by its lines. */
 bool IsOfLaterVersion(const QJsonObject& line)
 {
-    return line[QLatin1String("version")].toInt() > journalVersion;
+    return line["version"].toInt() > journalVersion;
 }
 
 /** Whether a torn line can have been the first of a journal. */
@@ -52,7 +52,7 @@ qint64 ReadJournal(const QString& path, qint64 from,
     const QFileInfo info(path);
     const bool isThere = info.exists();
     if (isThere && !info.isFile())
-        throw CannotRead(path, "unreadable", QStringLiteral("it is not a regular file"));
+        throw CannotRead(path, "unreadable", "it is not a regular file");
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly) || !file.seek(from))
         throw CannotRead(path, isThere ? "unreadable" : "not-found", file.errorString());

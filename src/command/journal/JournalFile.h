@@ -7,7 +7,7 @@
 
 namespace Korvel::App {
 
-/** Of the lines that are written; raised when a member changes its meaning or goes. */
+/** The version of the lines that are written; raised when a member changes its meaning or goes. */
 constexpr int journalVersion = 1;
 
 /**

@@ -3,13 +3,10 @@
 #include "Failure.h"
 
 #include <algorithm>
-#include <climits>
 
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QStringList>
-
-#include <sys/stat.h>
 
 namespace Korvel::App {
 
@@ -22,18 +19,6 @@ const QStringList& PictureFormats()
                                      QStringLiteral("tiff"), QStringLiteral("bmp"),
                                      QStringLiteral("webp")};
     return formats;
-}
-
-/** Whether it is a device, a pipe, or a name of something that a process has open. */
-bool IsStream(const QString& path)
-{
-    struct stat status = {};
-    if (::stat(path.toStdString().c_str(), &status) != 0 || S_ISDIR(status.st_mode))
-        return false;
-    const QFileInfo file(path);
-    const QString open = QStringLiteral("/proc/");
-    return !S_ISREG(status.st_mode) || file.canonicalPath().startsWith(open) ||
-           QFileInfo(file.symLinkTarget()).path().startsWith(open);
 }
 
 Failure Unusable(const QString& text, const std::string& why)
@@ -129,31 +114,6 @@ QString SuffixOf(const QString& path)
 {
     const int dot = path.lastIndexOf(QLatin1Char('.'));
     return dot > path.lastIndexOf(QLatin1Char('/')) ? path.mid(dot) : QString();
-}
-
-std::vector<Result> ResultsOf(const std::vector<PlannedResult>& planned)
-{
-    std::vector<Result> results;
-    for (const PlannedResult& result : planned) {
-        if (!result.path.isEmpty())
-            results.push_back({result.page, result.path});
-    }
-    return results;
-}
-
-void CheckTarget(const QString& path)
-{
-    const std::string bytes = path.toStdString();
-    const std::size_t length = bytes.size() - (bytes.rfind('/') + 1);
-    if (length > NAME_MAX)
-        throw Failure(ExitCode::Output, "cannot-write",
-                      "its result " + bytes + " has a name of " + std::to_string(length) +
-                          " bytes, of which " + std::to_string(NAME_MAX) +
-                          " are allowed; choose a shorter one with -o");
-    if (IsStream(path))
-        throw Failure(ExitCode::Output, "cannot-write",
-                      bytes + " is a device or a pipe; name a file, or write to it with -o - > " +
-                          bytes);
 }
 
 } // namespace Korvel::App

@@ -1,10 +1,9 @@
 #pragma once
 
-#include "Result.h"
-
 #include <vector>
 
 #include <QString>
+#include <QStringList>
 
 namespace Korvel::App {
 
@@ -62,24 +61,7 @@ private:
     QString format;
 };
 
-/** One result to make. */
-struct PlannedResult
-{
-    /** From 1; 0 for the document as a whole. */
-    int page = 0;
-    /** Where it goes when nothing is there. */
-    QString wanted;
-    /** Where it goes. */
-    QString path;
-};
-
 /** The dot and what follows it at the end of a path; empty when its name has none. */
 QString SuffixOf(const QString& path);
-
-/** Those that are not left away: where they go, or have gone. */
-std::vector<Result> ResultsOf(const std::vector<PlannedResult>& planned);
-
-/** @throws Failure  Output: nothing can be made at `path`, whatever is free */
-void CheckTarget(const QString& path);
 
 } // namespace Korvel::App

@@ -4,16 +4,14 @@
 #include "FailureMessages.h"
 #include "Interruption.h"
 #include "JournalFile.h"
-#include "Text.h"
+#include "Streams.h"
 #include "TotalsText.h"
-#include "Writing.h"
 
 #include <algorithm>
 
 #include <QJsonDocument>
 
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace Korvel::App {
@@ -22,20 +20,6 @@ namespace {
 
 constexpr int millisecondsBetweenLooks = 1000;
 constexpr qint64 millisecondsBetweenLines = 5000;
-constexpr int usualRows = 24;
-
-int Rows()
-{
-    winsize size = {};
-    const bool isKnown = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
-    return isKnown ? size.ws_row : usualRows;
-}
-
-/** What moves the cursor up and erases all below it. */
-QString Erasing(int lines)
-{
-    return lines > 0 ? QStringLiteral("\033[%1A\033[J").arg(lines) : QString();
-}
 
 QString FirstLines(const QString& text, int count)
 {
@@ -46,10 +30,7 @@ QString FirstLines(const QString& text, int count)
 
 ReportCommand::ReportCommand(const ReportOptions& options, Console& console,
                              const Interruption& interruption)
-    : options(options),
-      console(console),
-      interruption(interruption),
-      isOnTerminal(::isatty(STDOUT_FILENO) == 1)
+    : options(options), console(console), interruption(interruption), terminal(STDOUT_FILENO)
 {
     for (const std::string& path : options.journals)
         journals.push_back({QString::fromStdString(path), {}, 0, false});
@@ -130,7 +111,7 @@ QString ReportCommand::Json(const Totals& total) const
 /** Prints what has changed, unless it is too early for that. */
 void ReportCommand::Show()
 {
-    const bool isLine = !options.json && !isOnTerminal;
+    const bool isLine = !options.json && !terminal.IsOne();
     const Totals total = Total();
     const QString text = options.json ? Json(total) : isLine ? ToLine(total) + '\n' : ToText(total);
     const bool isEarly =
@@ -148,7 +129,7 @@ void ReportCommand::Show()
 void ReportCommand::ShowLast()
 {
     if (!options.json && unreadable.size() < int(journals.size()))
-        Print(Erasing(drawn) + ToText(Total()));
+        Print(Terminal::LinesErased(drawn) + ToText(Total()));
     else if (const QString text = Json(Total()); options.json && text != shown)
         Print(text);
 }
@@ -156,8 +137,8 @@ void ReportCommand::ShowLast()
 /** In place of what was drawn before; as much as the terminal has lines for. */
 void ReportCommand::Draw(const QString& text)
 {
-    const QString visible = FirstLines(text, Rows() - 1);
-    Print(Erasing(drawn) + Unwrapped(visible));
+    const QString visible = FirstLines(text, terminal.Rows() - 1);
+    Print(Terminal::LinesErased(drawn) + Terminal::Unwrapped(visible));
     drawn = visible.count(QLatin1Char('\n'));
 }
 

@@ -3,6 +3,7 @@
 #include "Failure.h"
 #include "JournalTotals.h"
 #include "ReportOptions.h"
+#include "Terminal.h"
 
 #include <vector>
 
@@ -56,7 +57,8 @@ private:
     const ReportOptions options;
     Console& console;
     const Interruption& interruption;
-    const bool isOnTerminal;
+    /** Standard output. */
+    const Terminal terminal;
     std::vector<Journal> journals;
     QJsonArray unreadable;
     /** What was printed last, and when. */

@@ -1,4 +1,4 @@
-#include "Reading.h"
+#include "Streams.h"
 
 #include "Interruption.h"
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include <QByteArray>
+
 namespace Korvel::App {
 
 class Interruption;
@@ -19,7 +21,7 @@ class Interruption;
 std::size_t ReadSome(int descriptor, char* bytes, std::size_t count,
                      const Interruption& interruption);
 
-/** Everything up to the end; throws as ReadSome does. */
+/** Everything that a descriptor gives up to its end; throws as ReadSome does. */
 std::string ReadAll(int descriptor, const Interruption& interruption);
 
 /**
@@ -31,5 +33,12 @@ void ReadPieces(const std::string& file, char separator, const Interruption& int
 
 /** Everything in a file, "-" for standard input; throws as ReadSome does. */
 std::string ReadAll(const std::string& file, const Interruption& interruption);
+
+/**
+ * Writes all of it to a descriptor, however slowly that is read.
+ *
+ * @return false when it was not taken, or when a second signal came meanwhile
+ */
+bool WriteAll(int descriptor, const QByteArray& bytes, const Interruption& interruption);
 
 } // namespace Korvel::App

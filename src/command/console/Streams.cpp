@@ -1,9 +1,12 @@
-#include "Reading.h"
+#include "Streams.h"
 
-#include "Failure.h"
+#include "FileDescriptor.h"
 #include "Interruption.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <optional>
 #include <system_error>
 #include <vector>
 
@@ -17,34 +20,22 @@ namespace {
 
 [[noreturn]] void ThrowLastError()
 {
-    throw std::system_error(errno, std::generic_category());
+    throw std::system_error(PDF::LastError());
 }
 
 constexpr std::size_t blockSize = 1 << 16;
 
-/** A file that is open as long as this lives; "-" is standard input, which stays open. */
-struct OpenedFile
+/** The descriptor of a file, which `opened` owns; that of standard input for "-". */
+int Open(const std::string& file, std::optional<PDF::FileDescriptor>& opened)
 {
-    explicit OpenedFile(const std::string& file)
-        // A pipe is not waited for here, where no signal is heard.
-        : descriptor(file == "-" ? STDIN_FILENO
-                                 : ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC))
-    {
-        if (descriptor < 0)
-            ThrowLastError();
-    }
-
-    ~OpenedFile()
-    {
-        if (descriptor != STDIN_FILENO)
-            ::close(descriptor);
-    }
-
-    OpenedFile(const OpenedFile&) = delete;
-    OpenedFile& operator=(const OpenedFile&) = delete;
-
-    const int descriptor;
-};
+    if (file == "-")
+        return STDIN_FILENO;
+    // A pipe is not waited for here, where no signal is heard.
+    opened.emplace(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!*opened)
+        ThrowLastError();
+    return opened->Number();
+}
 
 } // namespace
 
@@ -78,11 +69,12 @@ std::string ReadAll(int descriptor, const Interruption& interruption)
 void ReadPieces(const std::string& file, char separator, const Interruption& interruption,
                 const std::function<void(std::string_view)>& take)
 {
-    const OpenedFile opened(file);
+    std::optional<PDF::FileDescriptor> opened;
+    const int descriptor = Open(file, opened);
     std::string rest;
     std::vector<char> block(blockSize);
     while (const std::size_t count =
-               ReadSome(opened.descriptor, block.data(), block.size(), interruption)) {
+               ReadSome(descriptor, block.data(), block.size(), interruption)) {
         std::string_view bytes(block.data(), count);
         for (auto end = bytes.find(separator); end != bytes.npos; end = bytes.find(separator)) {
             take(rest.append(bytes.substr(0, end)));
@@ -97,7 +89,29 @@ void ReadPieces(const std::string& file, char separator, const Interruption& int
 
 std::string ReadAll(const std::string& file, const Interruption& interruption)
 {
-    return ReadAll(OpenedFile(file).descriptor, interruption);
+    std::optional<PDF::FileDescriptor> opened;
+    return ReadAll(Open(file, opened), interruption);
+}
+
+bool WriteAll(int descriptor, const QByteArray& bytes, const Interruption& interruption)
+{
+    int written = 0;
+    while (written < bytes.size()) {
+        pollfd waits[] = {{descriptor, POLLOUT, 0}, {interruption.UrgentDescriptor(), POLLIN, 0}};
+        if (::poll(waits, 2, -1) < 0 && errno != EINTR)
+            return false;
+        if (waits[1].revents != 0)
+            return false;
+        if (waits[0].revents == 0)
+            continue;
+        // No more than a pipe takes at once when it says that it takes something.
+        const int size = std::min(bytes.size() - written, PIPE_BUF);
+        const ssize_t done = ::write(descriptor, bytes.data() + written, std::size_t(size));
+        if (done < 0 && errno != EINTR && errno != EAGAIN)
+            return false;
+        written += int(std::max<ssize_t>(done, 0));
+    }
+    return true;
 }
 
 } // namespace Korvel::App

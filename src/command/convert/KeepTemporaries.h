@@ -1,10 +1,26 @@
 #pragma once
 
+#include "ForwardingFileSystem.h"
 #include "IPDFProvider.h"
 
 #include <memory>
 
 namespace Korvel::App {
+
+// Both are what --keep-temp comes to: nothing temporary is removed.
+
+/** Forwards to another file system, and removes no folder. */
+class KeepingFileSystem : public ForwardingFileSystem
+{
+public:
+    explicit KeepingFileSystem(std::shared_ptr<PDF::IFileSystem> inner)
+        : ForwardingFileSystem(std::move(inner))
+    {
+    }
+
+    /** Leaves the folder where it is, and answers as if it were gone. */
+    bool RemoveFolder(const ioPath&) override { return true; }
+};
 
 /** Forwards to another provider, and gives each file that it saves a second name, `file`.kept. */
 class KeepingPdfProvider : public PDF::IPDFProvider

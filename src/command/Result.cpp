@@ -6,9 +6,9 @@ namespace Korvel::App {
 
 QJsonObject ToJson(const Result& result)
 {
-    QJsonObject object{{QStringLiteral("path"), result.path}};
+    QJsonObject object{{"path", result.path}};
     if (result.page > 0)
-        object[QStringLiteral("page")] = result.page;
+        object["page"] = result.page;
     return object;
 }
 
@@ -26,7 +26,7 @@ QJsonArray ToJson(const std::vector<Result>& results)
     for (const Result& result : results) {
         QJsonObject object = ToJson(result);
         if (const QFileInfo file(result.path); file.exists())
-            object[QStringLiteral("bytes")] = file.size();
+            object["bytes"] = file.size();
         array.append(object);
     }
     return array;

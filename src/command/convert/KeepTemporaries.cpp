@@ -1,4 +1,4 @@
-#include "KeepingPdfProvider.h"
+#include "KeepTemporaries.h"
 
 #include <utility>
 

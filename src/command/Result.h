@@ -11,7 +11,7 @@ namespace Korvel::App {
 /** A file that was made, or is to be made. */
 struct Result
 {
-    /** From 1; 0 for the document as a whole. */
+    /** The page, from 1; 0 for the document as a whole. */
     int page;
     QString path;
 };

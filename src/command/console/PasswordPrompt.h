@@ -1,0 +1,19 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace Korvel::App {
+
+class Interruption;
+
+/**
+ * Asks on the terminal that the program was started from, without echo, wherever its streams lead.
+ *
+ * @return the line that was typed; nothing when there is no terminal, or when it went away
+ * @throws Interrupted  a signal came meanwhile; the terminal is as it was
+ */
+std::optional<std::string> AskForPassword(const std::string& prompt,
+                                          const Interruption& interruption);
+
+} // namespace Korvel::App

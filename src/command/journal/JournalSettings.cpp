@@ -1,0 +1,68 @@
+#include "JournalSettings.h"
+
+#include "OutputOptions.h"
+#include "PageOptions.h"
+
+#include <QDir>
+#include <QVariant>
+
+namespace Korvel::App {
+
+namespace {
+
+QString WordFor(OnExists what)
+{
+    switch (what) {
+    case OnExists::Number:
+        return "number";
+    case OnExists::Fail:
+        return "fail";
+    case OnExists::Skip:
+        return "skip";
+    case OnExists::Overwrite:
+        return "overwrite";
+    }
+    return {};
+}
+
+/** The pixels that a picture fits into; empty where its resolution decides. */
+QString SizeOf(const PageOptions& pages)
+{
+    if (pages.size.isEmpty())
+        return {};
+    return QStringLiteral("%1x%2").arg(pages.size.width()).arg(pages.size.height());
+}
+
+} // namespace
+
+QJsonObject JournalSettings(const OutputOptions& output, const PageOptions& pages)
+{
+    return {{"folder", QDir::currentPath()},
+            {"output", QString::fromStdString(output.path)},
+            {"format", QString::fromStdString(output.format)},
+            {"on-exists", WordFor(output.onExists)},
+            {"pages", QString::fromStdString(pages.ranges)},
+            {"gray", pages.gray},
+            {"quality", pages.quality},
+            {"compression", QString::fromStdString(pages.compression)},
+            {"resolution", pages.size.isEmpty() ? pages.resolution : 0},
+            {"size", SizeOf(pages)}};
+}
+
+std::string Differences(const QJsonObject& before, const QJsonObject& now)
+{
+    std::string differences;
+    for (auto entry = now.begin(); entry != now.end(); ++entry) {
+        const QString key = entry.key();
+        if (!before.contains(key) || before[key] == entry.value())
+            continue;
+        const auto text = [](const QJsonValue& value) {
+            return value.toVariant().toString().toStdString();
+        };
+        differences += (differences.empty() ? "" : ", ") + key.toStdString() + " was '" +
+                       text(before[key]) + "' and is '" + text(entry.value()) + "'";
+    }
+    return differences;
+}
+
+} // namespace Korvel::App

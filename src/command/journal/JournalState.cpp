@@ -1,0 +1,136 @@
+#include "JournalState.h"
+
+#include <algorithm>
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QRegularExpression>
+
+#include <sys/stat.h>
+
+namespace Korvel::App {
+
+namespace {
+
+Checksum ChecksumIn(const QJsonObject& line)
+{
+    return {qint64(line["bytes"].toDouble()), line["xxh128"].toString()};
+}
+
+} // namespace
+
+void JournalState::Read(const QJsonObject& line)
+{
+    const QString event = line["event"].toString();
+    const QString name = line["file"].toString();
+    if (event == QLatin1String("begun"))
+        ReadBegun(line);
+    else if (event == QLatin1String("ended"))
+        abandoned.clear();
+    else if (event == QLatin1String("planned"))
+        ReadPlanned(name, line);
+    else if (event == QLatin1String("placing"))
+        placed.insert(line["path"].toString(), ChecksumIn(line));
+    else if (event == QLatin1String("refused"))
+        placed.remove(line["path"].toString(), ChecksumIn(line));
+    else if (event == QLatin1String("failed"))
+        SetFailed(name, line["reason"].toString());
+    else if (event == QLatin1String("done") || event == QLatin1String("skipped"))
+        ReadDone(name, line);
+}
+
+void JournalState::ReadBegun(const QJsonObject& line)
+{
+    static const QRegularExpression name(QStringLiteral("^pdfconvert-[A-Za-z0-9]{6}$"));
+    abandoned = name.match(line["session"].toString()).captured();
+    if (planned.empty()) // nothing was made with those before
+        settings = line["settings"].toObject();
+}
+
+void JournalState::ReadPlanned(const QString& name, const QJsonObject& line)
+{
+    Plan plan;
+    plan.pages = line["pages"].toInt();
+    const QJsonArray results = line["results"].toArray();
+    for (const QJsonValue& value : results) {
+        const QJsonObject result = value.toObject();
+        const QString to = result["path"].toString();
+        plan.paths[result["page"].toInt()] = to;
+        planned[to] = name;
+    }
+    Document& document = documents[name];
+    document.standing = Standing::ToDo;
+    document.plan = plan;
+}
+
+void JournalState::ReadDone(const QString& name, const QJsonObject& line)
+{
+    Document& document = documents[name];
+    for (const auto& [page, to] : document.plan.paths)
+        placed.remove(to);
+    document.standing = Standing::Done;
+    document.plan = {};
+    hasRepaired = hasRepaired || line["repaired"].toBool();
+}
+
+std::set<QString> JournalState::FoldersInWork() const
+{
+    std::set<QString> folders;
+    for (const Document& document : documents) {
+        for (const auto& [page, to] : document.plan.paths)
+            folders.insert(QFileInfo(to).path());
+    }
+    return folders;
+}
+
+JournalState::Standing JournalState::Take(const QString& name, bool retriesFailed)
+{
+    Document& document = documents[name];
+    if (std::exchange(document.isTaken, true))
+        return Standing::Taken;
+    if (document.standing == Standing::Failed && retriesFailed)
+        document.standing = Standing::ToDo;
+    return document.standing;
+}
+
+std::optional<JournalState::Plan> JournalState::PlanOf(const QString& name) const
+{
+    const auto found = documents.find(name);
+    if (found == documents.end() || found->plan.pages == 0)
+        return std::nullopt;
+    return found->plan;
+}
+
+bool JournalState::HasPlaced(const QString& at) const
+{
+    struct stat status = {};
+    if (!placed.contains(at) || ::lstat(at.toStdString().c_str(), &status) != 0 ||
+        !S_ISREG(status.st_mode))
+        return false;
+    const auto sum = Checksum::Of(at.toStdString());
+    return sum && placed.contains(at, *sum);
+}
+
+bool JournalState::HasFailed() const
+{
+    return hasNamelessFailed ||
+           std::any_of(documents.begin(), documents.end(), [](const Document& document) {
+               return document.standing == Standing::Failed;
+           });
+}
+
+bool JournalState::IsDone(const QString& name) const
+{
+    return documents.value(name).standing == Standing::Done;
+}
+
+void JournalState::SetFailed(const QString& name, const QString& reason)
+{
+    // It is shown like the name of another document, which it is not to stand for.
+    if (reason == QLatin1String("not-a-name"))
+        hasNamelessFailed = true;
+    else
+        documents[name].standing = Standing::Failed;
+}
+
+} // namespace Korvel::App
