@@ -49,7 +49,7 @@ void RemoveNewFiles(const std::set<fs::path>& kept)
     }
 }
 
-void RequireAnswer(Worker::Requests& requests, const std::string& line)
+void RequireAnswer(Worker::RequestHandler& requests, const std::string& line)
 {
     const QByteArray bytes = QByteArray::fromStdString(line);
     const QJsonObject request = QJsonDocument::fromJson(bytes).object();
