@@ -20,6 +20,8 @@ FakeFileSystem::FakeFileSystem(std::string tempFolder, std::shared_ptr<CallJourn
 
 FakeFileSystem::~FakeFileSystem()
 {
+    if (onDestruction)
+        onDestruction();
     journal->push_back("~FakeFileSystem");
 }
 
@@ -32,6 +34,8 @@ ioPath FakeFileSystem::GetTempFolder()
 bool FakeFileSystem::RemoveFolder(const ioPath& folder)
 {
     journal->push_back("RemoveFolder " + folder.utf8string());
+    if (onRemoveFolder)
+        onRemoveFolder();
     if (!removesFolders || folders.erase(folder.utf8string()) == 0)
         return false;
     EraseBelow(folder.utf8string(), files);

@@ -36,8 +36,10 @@ public:
     bool removesFolders = true;
     bool movesFiles = true;
 
-    /** Called when a move begins, if set. */
+    /** Called when a move or a removal begins, and within the destructor, if set. */
     std::function<void()> onMove;
+    std::function<void()> onRemoveFolder;
+    std::function<void()> onDestruction;
 
 private:
     /** Whether a file or a folder can be made there. */

@@ -34,6 +34,8 @@ FakePdfProvider::FakePdfProvider(std::shared_ptr<CallJournal> journal) : journal
 
 FakePdfProvider::~FakePdfProvider()
 {
+    if (onDestruction)
+        onDestruction();
     for (std::thread& thread : threads)
         thread.join();
     journal->push_back("~FakePdfProvider");

@@ -39,6 +39,9 @@ public:
     std::function<std::future<bool>()> save;
     std::function<std::future<bool>()> close;
 
+    /** Called within the destructor, if set. */
+    std::function<void()> onDestruction;
+
     /** A future that a thread of the provider makes ready with what `answer` returns. */
     template <typename T>
     std::future<T> OnThread(std::function<T()> answer)

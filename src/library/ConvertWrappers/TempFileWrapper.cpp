@@ -10,6 +10,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QScopeGuard>
 
 #include <glog/logging.h>
 
@@ -23,10 +24,6 @@ constexpr char inImplDestructor[] = "Korvel::PDF::Converter::TempFileWrapper::Im
 constexpr char inMoveFileFromTmp[] =
     "Korvel::PDF::Converter::TempFileWrapper::Impl::MoveFileFromTmp: ";
 constexpr char inConvertFile[] = "Korvel::PDF::Converter::TempFileWrapper::ConvertFile: ";
-constexpr char inFinishedFile[] =
-    "Korvel::PDF::Converter::TempFileWrapper::TempFileWrapper::<lambda Finished(QString)>: ";
-constexpr char inFinishedFiles[] =
-    "Korvel::PDF::Converter::TempFileWrapper::TempFileWrapper::<lambda Finished(QStringList)>: ";
 
 ioPath ToIoPath(const QString& text)
 {
@@ -42,7 +39,9 @@ struct TempFileWrapper::Impl
     Impl(const std::shared_ptr<IFileNameGenerator>& fileNameGenerator,
          const std::shared_ptr<AbstractConverter>& converter,
          const std::shared_ptr<IFileSystem>& fileSystem);
-    ~Impl();
+
+    /** Begins the record's destruction and is logged as that; once. Must not need memory. */
+    void RemoveTempFolder();
 
     /** The destination recorded for `source`; none, too, while the record is being destroyed. */
     static std::optional<QString> FindDestination(const Impl* impl, const QString& source);
@@ -56,7 +55,7 @@ struct TempFileWrapper::Impl
     /** Tasks in flight: source -> (source, wanted destination). */
     std::map<QString, std::pair<QString, QString>> filesInfo;
     QString tempFolder;
-    /** The same for the destructor, which must not need memory: it would end the program. */
+    /** The same for RemoveTempFolder. */
     ioPath tempFolderPath;
 };
 
@@ -77,7 +76,7 @@ TempFileWrapper::Impl::Impl(const std::shared_ptr<IFileNameGenerator>& fileNameG
     VLOG(30) << inImpl << "temp folder: " << text << " exists: " << ready;
 }
 
-TempFileWrapper::Impl::~Impl()
+void TempFileWrapper::Impl::RemoveTempFolder()
 {
     const bool removed = fileSystem->RemoveFolder(tempFolderPath);
     VLOG(30) << inImplDestructor << "temp folder: " << tempFolderPath << " removed: " << removed;
@@ -124,6 +123,7 @@ TempFileWrapper::TempFileWrapper(const std::shared_ptr<IFileNameGenerator>& file
                                  const std::shared_ptr<IFileSystem>& fileSystem)
     : impl(new Impl(fileNameGenerator, inner, fileSystem))
 {
+    auto removal = qScopeGuard([this] { impl->RemoveTempFolder(); });
     const AbstractConverter* const sender = inner.get();
     connect(sender, &AbstractConverter::UploadProgress, this, &AbstractConverter::UploadProgress);
     connect(sender, &AbstractConverter::DownloadProgress, this,
@@ -143,7 +143,7 @@ TempFileWrapper::TempFileWrapper(const std::shared_ptr<IFileNameGenerator>& file
                 const QString task = source;
                 const auto destination = Impl::FindDestination(impl.get(), task);
                 if (!destination) {
-                    LOG(ERROR) << inFinishedFile
+                    LOG(ERROR) << Q_FUNC_INFO << ": "
                                << " Cannot find info for file: " << resultFile.toStdString()
                                << "; Original file: " << task.toStdString();
                     return;
@@ -157,7 +157,7 @@ TempFileWrapper::TempFileWrapper(const std::shared_ptr<IFileNameGenerator>& file
                 const QString task = source;
                 const auto destination = Impl::FindDestination(impl.get(), task);
                 if (!destination) {
-                    LOG(ERROR) << inFinishedFiles
+                    LOG(ERROR) << Q_FUNC_INFO << ": "
                                << " Cannot find info for files: " << resultFiles.size()
                                << "; Original file: " << task.toStdString();
                     return;
@@ -170,12 +170,15 @@ TempFileWrapper::TempFileWrapper(const std::shared_ptr<IFileNameGenerator>& file
                 impl->filesInfo.erase(task);
                 Q_EMIT Finished(task, QStringList());
             });
+    removal.dismiss();
 }
 
 TempFileWrapper::~TempFileWrapper()
 {
-    // Empties the pointer before the record goes: an inner converter that emits from its destructor
-    // meets handlers that find no record.
+    // The record stands meanwhile: the file system may call back, and what ends then is moved.
+    impl->RemoveTempFolder();
+    // The pointer is empty before the record's members go: an inner converter that emits from its
+    // destructor meets handlers that find no record.
     impl.reset();
 }
 

@@ -54,7 +54,13 @@ public:
                     const std::shared_ptr<AbstractConverter>& inner,
                     const std::shared_ptr<IFileSystem>& fileSystem);
 
-    /** Removes the temporary folder, also with tasks in flight; those end without a signal. */
+    /**
+     * Removes the temporary folder, also with tasks in flight; those end without a signal.
+     *
+     * The wrapper works until the file system has removed the folder: it answers when that calls
+     * back meanwhile, and moves and reports what ends then. A result that comes later, as from the
+     * inner converter's destructor, is one of no task in flight.
+     */
     ~TempFileWrapper() override;
 
     /** Starts the inner conversion into the temporary folder; the inner converter's answer. */

@@ -17,12 +17,6 @@ namespace {
 
 // Written out: __func__ leaves the scopes away, and __PRETTY_FUNCTION__ adds result and arguments.
 constexpr char inConvertFile[] = "Korvel::PDF::Converter::UnencryptDocWrapper::ConvertFile: ";
-constexpr char inFailed[] =
-    "Korvel::PDF::Converter::UnencryptDocWrapper::UnencryptDocWrapper::<lambda Failed>: ";
-constexpr char inFinishedFile[] = "Korvel::PDF::Converter::UnencryptDocWrapper::"
-                                  "UnencryptDocWrapper::<lambda Finished(QString)>: ";
-constexpr char inFinishedFiles[] = "Korvel::PDF::Converter::UnencryptDocWrapper::"
-                                   "UnencryptDocWrapper::<lambda Finished(QStringList)>: ";
 
 } // namespace
 
@@ -53,7 +47,8 @@ public:
           handler(handler),
           path(path),
           source(FindSource(wrapper->impl.get(), path)),
-          file(source ? path.toStdString() : std::string())
+          text(source ? path.toStdString() : std::string()),
+          file(text)
     {
     }
 
@@ -61,7 +56,7 @@ public:
     {
         if (!source)
             return;
-        VLOG(30) << handler << "Removing: " << file;
+        VLOG(30) << handler << ": Removing: " << text;
         ioPath::remove(file);
         if (wrapper && wrapper->impl)
             wrapper->impl->unencryptedFiles.erase(path);
@@ -77,7 +72,8 @@ private:
     const char* const handler;
     const QString path;
     const std::optional<QString> source;
-    /** The copy; made here, since the destructor must not need memory. */
+    /** The copy's path; made here, since the destructor must not need memory. */
+    const std::string text;
     const ioPath file;
 };
 
@@ -131,24 +127,28 @@ UnencryptDocWrapper::UnencryptDocWrapper(
             });
 
     connect(sender, &AbstractConverter::Failed, this, [this](const QString& path, ErrorType error) {
-        const Impl::EndOfTask end(this, path, inFailed);
+        const Impl::EndOfTask end(this, path, Q_FUNC_INFO);
         Q_EMIT Failed(end.ReportedPath(), error);
     });
     connect(sender, qOverload<const QString&, QString>(&AbstractConverter::Finished), this,
             [this](const QString& path, const QString& resultFile) {
-                const Impl::EndOfTask end(this, path, inFinishedFile);
+                const Impl::EndOfTask end(this, path, Q_FUNC_INFO);
                 Q_EMIT Finished(end.ReportedPath(), resultFile);
             });
     connect(sender, qOverload<const QString&, QStringList>(&AbstractConverter::Finished), this,
             [this](const QString& path, const QStringList& resultFiles) {
-                const Impl::EndOfTask end(this, path, inFinishedFiles);
+                const Impl::EndOfTask end(this, path, Q_FUNC_INFO);
                 Q_EMIT Finished(end.ReportedPath(), resultFiles);
             });
 }
 
 UnencryptDocWrapper::~UnencryptDocWrapper()
 {
-    // Empties the pointer before the record goes: an inner converter that emits from its destructor
+    // These go while the record stands, in its order: a service may call back from its destructor.
+    impl->unencryptedFiles.clear();
+    impl->fileSystem.reset();
+    impl->pdfProvider.reset();
+    // The pointer is empty before the rest goes: an inner converter that emits from its destructor
     // meets handlers that find no record.
     impl.reset();
 }
@@ -172,11 +172,9 @@ bool UnencryptDocWrapper::ConvertFile(const Task& task)
     if (const auto option = options.find("password"); option != options.end())
         password = std::any_cast<std::string>(option->second);
 
-    // All that takes memory comes before the document and the copy, of which nobody else knows.
+    // These take their memory before the document and the copy, of which nobody else knows.
     const ioPath sourceFile(sourceText);
     const ioPath copyFile(copyText);
-    Task inner = task;
-    inner.source = copy;
     std::map<QString, QString> entry{{copy, source}};
 
     const DocumentHandle document = impl->pdfProvider->OpenDocument(sourceFile, password).get();
@@ -198,6 +196,10 @@ bool UnencryptDocWrapper::ConvertFile(const Task& task)
     VLOG(30) << inConvertFile << "File: " << sourceText
              << " unencrypted and saved to: " << copyText;
 
+    // Copied only now, as the caller has it now. When that throws, the copy of the document stays,
+    // as after a refusal.
+    Task inner = task;
+    inner.source = copy;
     impl->unencryptedFiles.merge(entry);
     return converter->ConvertFile(inner);
 }

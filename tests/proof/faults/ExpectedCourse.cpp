@@ -97,13 +97,15 @@ void ExpectedCourse::Destroy()
     Destroy(0);
 }
 
-/** From the outside in; each wrapper gives its shares up in the reverse order of its record. */
+/**
+ * From the outside in; each wrapper gives its shares up in the reverse order of its record. A
+ * record is whole until its folder is removed; one without a folder is gone at once.
+ */
 void ExpectedCourse::Destroy(std::size_t depth)
 {
     if (depth == layers.size())
         return;
     Layer& layer = layers[depth];
-    layer.isGone = true;
     const auto releaseConverter = [&] {
         if (depth + 1 == layers.size())
             Release("FakeConverter");
@@ -112,10 +114,12 @@ void ExpectedCourse::Destroy(std::size_t depth)
     if (layer.wrapper == Wrapper::TempFile) {
         const bool isRemoved = RemoveFolder(layer.folder);
         Log("temp folder: " + layer.folder + " removed: " + std::to_string(isRemoved));
+        layer.isGone = true;
         releaseConverter();
         Release("FakeNameGenerator");
         Release("FakeFileSystem");
     } else {
+        layer.isGone = true;
         Release("FakeFileSystem");
         Release("FakePdfProvider");
         releaseConverter();
@@ -173,11 +177,15 @@ bool ExpectedCourse::ConvertIntoFolder(std::size_t depth, Told task)
     const std::string file = layer.folder + '/' + GenerateFileName() + ".png";
     layer.tasks.try_emplace(task.source, task.destination);
     task.destination = file;
+    Meet(Operation::CopyTask);
     Log(" For: " + task.source + " using tmp file: " + file);
     return Convert(depth + 1, task);
 }
 
-/** No entry before there is a copy; then entry and copy stay however the inner call ends. */
+/**
+ * No entry before there is a copy; then entry and copy stay however the inner call ends. The copy
+ * stays without an entry where the task cannot be copied for it.
+ */
 bool ExpectedCourse::ConvertCopy(std::size_t depth, Told task)
 {
     const std::string source = task.source;
@@ -194,6 +202,7 @@ bool ExpectedCourse::ConvertCopy(std::size_t depth, Told task)
         return false;
     }
     Log("File: " + source + " unencrypted and saved to: " + copy);
+    Meet(Operation::CopyTask);
     layers[depth].tasks.try_emplace(copy, source);
     task.source = copy;
     return Convert(depth + 1, task);

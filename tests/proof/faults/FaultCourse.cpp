@@ -39,6 +39,8 @@ const char* Name(Operation operation)
         return "GetSupportedFormats";
     case Operation::DoesServiceAvailable:
         return "DoesServiceAvailable";
+    case Operation::CopyTask:
+        return "CopyTask";
     }
     return "";
 }
@@ -70,6 +72,8 @@ const char* Name(Outcome outcome)
         return "StartsATask";
     case Outcome::EndsATask:
         return "EndsATask";
+    case Outcome::FinishesATask:
+        return "FinishesATask";
     }
     return "";
 }
@@ -89,7 +93,7 @@ std::ostream& operator<<(std::ostream& stream, Outcome outcome)
 Course::Course(const Fault& fault, std::shared_ptr<CallJournal> lines)
     : fault(fault),
       lines(std::move(lines)),
-      calls(static_cast<std::size_t>(Operation::DoesServiceAvailable) + 1)
+      calls(static_cast<std::size_t>(Operation::CopyTask) + 1)
 {
 }
 
@@ -117,6 +121,9 @@ Outcome Course::Meet(Operation operation)
         break;
     case Outcome::EndsATask:
         EmitFailed(told.empty() ? "unknown" : told.front().source);
+        break;
+    case Outcome::FinishesATask:
+        Finish();
         break;
     default:
         break;
@@ -194,6 +201,16 @@ void Course::End(const std::string& name, bool withAList)
     } else {
         DoAlways("end " + name, [&] { EmitFinished(ended.source, ended.destination); });
     }
+}
+
+/** The first task, as a service or the innermost converter may do inside a call. */
+void Course::Finish()
+{
+    if (told.empty())
+        return;
+    const Told first = told.front();
+    Produce(first.destination);
+    EmitFinished(first.source, first.destination);
 }
 
 /** An entry shows in what the caller receives. The first task alone is still in flight then. */

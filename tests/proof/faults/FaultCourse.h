@@ -10,7 +10,7 @@
 
 namespace Korvel::PDF::Test {
 
-/** What the wrappers call: of the services, and of the converter around which they are. */
+/** What the wrappers call: of the services, of the converter around which they are, of the task. */
 enum class Operation {
     GenerateFileName,
     GetTempFolder,
@@ -24,7 +24,8 @@ enum class Operation {
     ConvertFile,
     CancelConvertation,
     GetSupportedFormats,
-    DoesServiceAvailable
+    DoesServiceAvailable,
+    CopyTask ///< of the task, by a wrapper that hands it on changed
 };
 
 /** How a call may end. All but the slow answers and the re-entrant calls leave its work undone. */
@@ -40,7 +41,8 @@ enum class Outcome {
     IsReadyWhenWaitedFor,
     IsReadyOnAThread,
     StartsATask,
-    EndsATask
+    EndsATask,
+    FinishesATask
 };
 
 std::ostream& operator<<(std::ostream& stream, Operation operation);
@@ -123,6 +125,7 @@ private:
     void DoUntilItIsDone(const std::string& step, const std::function<bool()>& work);
     void DoAlways(const std::string& step, const std::function<void()>& work);
     void End(const std::string& name, bool withAList);
+    void Finish();
     void LookForEntries();
 
     const Fault fault;

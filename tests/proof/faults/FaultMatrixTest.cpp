@@ -1,3 +1,4 @@
+#include "CopiedOption.h"
 #include "ExpectedCourse.h"
 #include "Futures.h"
 
@@ -37,7 +38,8 @@ const OperationRow operations[] = {
     {Operation::ConvertFile, refusing | throwing | callingBack},
     {Operation::CancelConvertation, refusing | throwing | callingBack},
     {Operation::GetSupportedFormats, refusing | throwing | callingBack},
-    {Operation::DoesServiceAvailable, refusing | throwing | callingBack}};
+    {Operation::DoesServiceAvailable, refusing | throwing | callingBack},
+    {Operation::CopyTask, throwing | callingBack}};
 
 struct OutcomeRow
 {
@@ -55,7 +57,8 @@ const OutcomeRow outcomes[] = {{Outcome::Refuses, refusing},
                                {Outcome::IsReadyWhenWaitedFor, late},
                                {Outcome::IsReadyOnAThread, late},
                                {Outcome::StartsATask, callingBack},
-                               {Outcome::EndsATask, callingBack}};
+                               {Outcome::EndsATask, callingBack},
+                               {Outcome::FinishesATask, callingBack}};
 
 constexpr Fault noFault{Operation::ConvertFile, Outcome::Usual, 0};
 
@@ -247,7 +250,9 @@ public:
     {
         if (onTold)
             onTold(task);
-        return Answers(Operation::ConvertFile) && FakeConverter::ConvertFile(task);
+        // Without its options: those of the wrappers' copies alone count.
+        return Answers(Operation::ConvertFile) &&
+               FakeConverter::ConvertFile({task.type, task.source, task.destination, {}});
     }
 
     bool CancelConvertation() override
@@ -301,6 +306,7 @@ protected:
         pdfs = std::make_shared<FaultyPdfs>(journal, meet);
         converter = faultyConverter;
         sender = faultyConverter.get();
+        disk = files.get();
         journal->clear(); // of the fakes that they replace
         files->folders.insert(Path("out").toStdString());
         for (const QString& name : sources)
@@ -322,10 +328,13 @@ protected:
     bool Convert(const std::string& name) override
     {
         const QString text = QString::fromStdString(name);
-        return outermost->ConvertFile({text,
-                                       Path(text + ".pdf"),
-                                       Path("out/" + text + ".png"),
-                                       {{"need_export", true}, {"password", password}}});
+        Task task{text,
+                  Path(text + ".pdf"),
+                  Path("out/" + text + ".png"),
+                  {{"need_export", true}, {"password", password}}};
+        task.options.emplace("copied",
+                             std::any(CopiedOption([this] { Meet(Operation::CopyTask); })));
+        return outermost->ConvertFile(task);
     }
 
     bool Cancel() override { return outermost->CancelConvertation(); }
@@ -346,7 +355,7 @@ protected:
         outermost.reset();
     }
 
-    void Produce(const std::string& file) override { files->files[file] = "result"; }
+    void Produce(const std::string& file) override { disk->files[file] = "result"; }
 
     void EmitProgress(const std::string& source) override
     {
@@ -393,6 +402,7 @@ protected:
     const std::string password = "secret";
     LogCapture log;
     FakeConverter* sender;
+    FakeFileSystem* disk;
     std::shared_ptr<AbstractConverter> outermost;
 };
 

@@ -22,6 +22,8 @@ void DescribeTask(std::ostream& stream, const Operation& operation)
            << ' ' << DescribeOptions(operation.task);
     for (const std::string& stem : operation.stems)
         stream << " stem " << stem;
+    if (operation.failingCopy)
+        stream << " failing copy " << *operation.failingCopy;
 }
 
 void DescribeEmission(std::ostream& stream, const Operation& operation)

@@ -2,6 +2,8 @@
 
 #include "WrapperModel.h"
 
+#include <optional>
+
 namespace Korvel::PDF::Test {
 
 enum class PdfAnswer { Proper, Refusal, Exception, NoState };
@@ -40,6 +42,8 @@ struct Operation
     Task task;
     /** The next stems of the name generator. */
     std::vector<std::string> stems;
+    /** Where set, an option tells of each copy of the task; that copy throws, none for 0. */
+    std::optional<int> failingCopy;
     /** A null source or result stands for the source or destination given to ConvertFile last. */
     Emission emission{};
     /** Whether the files that `emission` names are there to be moved. */

@@ -74,6 +74,8 @@ Beginning OperationMaker::MakeBeginning()
                                              : PickFrom(destinations).toStdString());
     for (std::size_t count = Chance(30) ? 1 + Pick(2) : 0; count > 0; --count)
         beginning.lastEmissions.push_back(MakeEmission(Kind::Emit, {}).emission);
+    beginning.inServices =
+        MakeInside({Kind::Emit, Kind::Emit, Kind::Convert, Kind::Forward}, QString(), {});
     return beginning;
 }
 
@@ -145,6 +147,8 @@ Operation OperationMaker::MakeConvert()
     operation.kind = Kind::Convert;
     operation.task = MakeTask();
     operation.stems = MakeStems();
+    if (Chance(15))
+        operation.failingCopy = int(Pick(5));
     return operation;
 }
 

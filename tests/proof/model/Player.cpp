@@ -1,5 +1,6 @@
 #include "Player.h"
 
+#include "CopiedOption.h"
 #include "Futures.h"
 
 #include <filesystem>
@@ -48,10 +49,13 @@ std::string Beginning::Describe() const
         text << "; file " << file;
     for (const Emission& emission : lastEmissions)
         text << "; at last " << emission.signal->name;
+    text << '\n';
+    for (const Operation& operation : inServices)
+        text << operation.Describe("in a service: ");
     Operation answer;
     answer.kind = Operation::Kind::Answer;
     answer.answers = answers;
-    return text.str() + '\n' + answer.Describe();
+    return text.str() + answer.Describe();
 }
 
 Player::Player(const Beginning& beginning, MakeStack& makeStack)
@@ -61,7 +65,7 @@ Player::Player(const Beginning& beginning, MakeStack& makeStack)
     world.names->given.assign(beginning.stems.begin(), beginning.stems.end());
     SetAnswers(beginning.answers);
     stack = makeStack(world, beginning.shape, beginning.verbosity);
-    Hook(beginning.lastEmissions);
+    Hook(beginning);
     if (!beginning.keepsShares)
         world.GiveUpShares();
 }
@@ -71,9 +75,13 @@ Player::~Player()
     // Where a difference came before the end, nobody listens any more.
     if (const auto innermost = converter.lock())
         innermost->onDestruction = nullptr;
+    if (const auto provider = pdfs.lock())
+        provider->onDestruction = nullptr;
+    if (const auto fileSystem = files.lock())
+        fileSystem->onRemoveFolder = fileSystem->onDestruction = nullptr;
 }
 
-void Player::Hook(const std::vector<Emission>& lastEmissions)
+void Player::Hook(const Beginning& beginning)
 {
     stack->onReceived = [this](const std::string& line) {
         Received(line);
@@ -84,10 +92,29 @@ void Player::Hook(const std::vector<Emission>& lastEmissions)
     world.converter->onCancelConvertation = [this] {
         PerformNext(inConverter);
     };
-    world.converter->onDestruction = [this, lastEmissions] {
+    world.converter->onDestruction = [this, lastEmissions = beginning.lastEmissions] {
         for (const Emission& emission : lastEmissions)
             stack->Emit(emission);
     };
+    // The outermost wrapper is the first to remove its folder, if it has one, and stands meanwhile.
+    world.files->onRemoveFolder = [this, operations = beginning.inServices,
+                                   mayCall =
+                                       beginning.shape.back() == Wrapper::TempFile]() mutable {
+        CallBack(operations, std::exchange(mayCall, false));
+    };
+    world.files->onDestruction =
+        world.pdfs->onDestruction = [this, operations = beginning.inServices] {
+            CallBack(operations, false);
+        };
+}
+
+/** Services throw nothing. */
+void Player::CallBack(const std::vector<Operation>& operations, bool mayCall)
+{
+    alive = mayCall;
+    for (const Operation& operation : operations)
+        CatchAll([&] { Perform(operation); });
+    alive = false;
 }
 
 void Player::Play(const Operation& operation)
@@ -121,7 +148,7 @@ void Player::Received(const std::string& line)
 
 void Player::Given(const Task& task)
 {
-    givenTasks.push_back(task);
+    givenTasks.push_back({task.type, task.source, task.destination, {}});
     Write("  " + DescribeOptions(task));
     PerformNext(inConverter);
 }
@@ -174,8 +201,20 @@ void Player::Convert(const Operation& operation)
         return;
     if (const auto generator = names.lock())
         generator->given.assign(operation.stems.begin(), operation.stems.end());
-    const bool started = stack->ConvertFile(operation.task);
+    Task task = operation.task;
+    if (operation.failingCopy)
+        task.options.emplace("copied", CopiedOption(TellOfCopies(*operation.failingCopy)));
+    const bool started = stack->ConvertFile(task);
     Write(started ? "started" : "not started");
+}
+
+std::function<void()> Player::TellOfCopies(int failingCopy)
+{
+    return [this, failingCopy, count = std::make_shared<int>(0)] {
+        Write("the task is copied");
+        if (++*count == failingCopy)
+            throw std::runtime_error("from a copy");
+    };
 }
 
 void Player::Forward()

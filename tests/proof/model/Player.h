@@ -23,6 +23,8 @@ struct Beginning
     std::vector<std::string> files;
     /** What the innermost converter emits from its destructor. */
     std::vector<Emission> lastEmissions;
+    /** What services do when a folder is removed, and from their destructors emit. */
+    std::vector<Operation> inServices;
 };
 
 using MakeStack = std::unique_ptr<Stack>(const World&, const Shape&, int verbosity);
@@ -47,12 +49,14 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(Player)
 
-    void Hook(const std::vector<Emission>& lastEmissions);
+    void Hook(const Beginning& beginning);
+    void CallBack(const std::vector<Operation>& operations, bool mayCall);
     void Received(const std::string& line);
     void Given(const Task& task);
     void Perform(const Operation& operation);
     void PerformNext(std::deque<Operation>& operations);
     void Convert(const Operation& operation);
+    std::function<void()> TellOfCopies(int failingCopy);
     void Forward();
     Emission Prepare(const Operation& operation);
     void SetAnswers(const Answers& answers);
@@ -68,6 +72,7 @@ private:
     const std::weak_ptr<NumberedFiles> files = world.files;
     const std::weak_ptr<FakeConverter> converter = world.converter;
     std::unique_ptr<Stack> stack;
+    /** Whether the caller, or a service called by it, may call the outermost wrapper. */
     bool alive = true;
     std::vector<Task> givenTasks;
     std::deque<Operation> inSlots;

@@ -44,16 +44,17 @@ public:
             outermost = MakeAround(outermost, shape[i], world);
             ReportDestruction(shape.size() - i, world.trace);
         }
+        called = outermost.get();
         ReceiveAll(*outermost, &receiver, [this](const std::string& line) {
             sendersTexts.clear();
             onReceived(line);
         });
     }
 
-    bool ConvertFile(const Task& task) override { return outermost->ConvertFile(task); }
-    bool CancelConvertation() override { return outermost->CancelConvertation(); }
-    Formats GetSupportedFormats() const override { return outermost->GetSupportedFormats(); }
-    bool DoesServiceAvailable() override { return outermost->DoesServiceAvailable(); }
+    bool ConvertFile(const Task& task) override { return called->ConvertFile(task); }
+    bool CancelConvertation() override { return called->CancelConvertation(); }
+    Formats GetSupportedFormats() const override { return called->GetSupportedFormats(); }
+    bool DoesServiceAvailable() override { return called->DoesServiceAvailable(); }
 
     void Emit(const Emission& emission) override
     {
@@ -102,6 +103,8 @@ private:
     QObject receiver;
     FakeConverter& converter;
     std::shared_ptr<AbstractConverter> outermost;
+    /** The same, also while it is being destroyed. */
+    AbstractConverter* called;
     std::vector<std::unique_ptr<QString>> sendersTexts;
 };
 

@@ -188,9 +188,9 @@ bool TempFileModel::ConvertFile(const Task& task)
 {
     const QString name = QString::fromStdString(services.names->GenerateFileName());
     const QString suffix = QFileInfo(task.destination).suffix();
+    destinations.insert({task.source, task.destination});
     Task redirected = task;
     redirected.destination = tempFolder + "/" + name + "." + suffix;
-    destinations.insert({task.source, task.destination});
     LogVerbose("ConvertFile", " For: " + task.source.toStdString() +
                                   " using tmp file: " + redirected.destination.toStdString());
     return InnerConverts(redirected);

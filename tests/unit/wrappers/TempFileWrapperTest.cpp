@@ -1,8 +1,10 @@
 #include "FolderFileSystem.h"
 #include "OtherThread.h"
+#include "PrintedPaths.h"
 #include "WrapperFixture.h"
 
 #include <fstream>
+#include <sstream>
 
 #include <QCoreApplication>
 #include <QDir>
@@ -12,6 +14,7 @@ namespace Korvel::PDF::Test {
 namespace {
 
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -20,6 +23,10 @@ using testing::SizeIs;
 using testing::StartsWith;
 
 const std::string prefix = "Korvel::PDF::Converter::TempFileWrapper::";
+// A compiler's name for a lambda of the constructor; blanks, results and the lambda's class differ.
+const std::string handlerTaking =
+    "^[a-z ]*" + prefix +
+    R"(TempFileWrapper\(.*shared_ptr<.*IFileSystem>.*\)::.+\(const QString ?&, )";
 const std::string sourceFile = "src/library/ConvertWrappers/TempFileWrapper.cpp";
 
 class TempFileWrapperTest : public WrapperFixture
@@ -79,6 +86,13 @@ protected:
         QString path = QString::fromStdString(PrivateFolder()) + '/' + name;
         std::ofstream(path.toStdString()) << name.toStdString();
         return path;
+    }
+
+    std::string Content(const QString& name) const
+    {
+        std::ostringstream text;
+        text << std::ifstream(Path(name).toStdString()).rdbuf();
+        return text.str();
     }
 };
 
@@ -263,10 +277,10 @@ TEST_F(TempFileWrapperTest, AResultOfAnUnknownSourceIsAnErrorInTheLogAndNothingE
     Build();
     LogCapture log(0);
     Q_EMIT converter->Finished("unknown.pdf", QStringLiteral("result.png"));
-    EXPECT_THAT(log.Texts(), ElementsAre(AllOf(StartsWith(prefix + "TempFileWrapper::"),
-                                               HasSubstr("Finished(QString)"),
-                                               EndsWith(":  Cannot find info for file: result.png; "
-                                                        "Original file: unknown.pdf"))));
+    EXPECT_THAT(log.Texts(),
+                ElementsAre(AllOf(ContainsRegex(handlerTaking + R"((const )?QString( ?&)?\))"),
+                                  EndsWith(":  Cannot find info for file: result.png; "
+                                           "Original file: unknown.pdf"))));
     EXPECT_EQ(log.records.at(0).severity, google::GLOG_ERROR);
     EXPECT_EQ(log.records.at(0).file, sourceFile);
     EXPECT_THAT(received, IsEmpty());
@@ -278,10 +292,10 @@ TEST_F(TempFileWrapperTest, AListOfResultsOfAnUnknownSourceIsAnErrorInTheLogAndN
     Build();
     LogCapture log(0);
     Q_EMIT converter->Finished("unknown.pdf", QStringList{"a.png", "b.png"});
-    EXPECT_THAT(log.Texts(), ElementsAre(AllOf(StartsWith(prefix + "TempFileWrapper::"),
-                                               HasSubstr("Finished(QStringList)"),
-                                               EndsWith(":  Cannot find info for files: 2; "
-                                                        "Original file: unknown.pdf"))));
+    EXPECT_THAT(log.Texts(),
+                ElementsAre(AllOf(ContainsRegex(handlerTaking + R"((const )?QStringList( ?&)?\))"),
+                                  EndsWith(":  Cannot find info for files: 2; "
+                                           "Original file: unknown.pdf"))));
     EXPECT_EQ(log.records.at(0).severity, google::GLOG_ERROR);
     EXPECT_EQ(log.records.at(0).file, sourceFile);
     EXPECT_THAT(received, IsEmpty());
@@ -435,6 +449,9 @@ TEST_F(TempFileWrapperOnFoldersTest, ThreeResultsForOneNameLieSideBySideUnderNum
     Q_EMIT converter->Finished("a.pdf", results);
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files, QDir::Name),
               QStringList({"outimg(2).png", "outimg(3).png", "outimg.png"}));
+    EXPECT_EQ(Content("outimg.png"), "x.png") << "the first has the plain name";
+    EXPECT_EQ(Content("outimg(2).png"), "y.png");
+    EXPECT_EQ(Content("outimg(3).png"), "z.png");
     EXPECT_THAT(received, ElementsAre("FinishedFiles a.pdf []"));
 }
 
@@ -447,6 +464,20 @@ TEST_F(TempFileWrapperOnFoldersTest, TwoSourcesWithOneDestinationEndUnderTwoName
     const std::string out = Path("out").toStdString();
     EXPECT_THAT(received, ElementsAre("FinishedFile b.pdf " + out + "/img.png",
                                       "FinishedFile a.pdf " + out + "/img(2).png"));
+}
+
+TEST_F(TempFileWrapperOnFoldersTest, AResultForAMissingFolderStaysAndIsReportedWithAnEmptyPath)
+{
+    wrapper->ConvertFile(MakeTask("a.pdf", Path("missing/img.png")));
+    const QString result = ProduceFile("x.png");
+    LogCapture log;
+    Q_EMIT converter->Finished("a.pdf", result);
+    EXPECT_THAT(received, ElementsAre("FinishedFile a.pdf "));
+    EXPECT_TRUE(QFile::exists(result));
+    EXPECT_FALSE(QFile::exists(Path("missing")));
+    EXPECT_THAT(log.Texts(), ElementsAre(EndsWith("Cannot move from: " + result.toStdString() +
+                                                  " to " + Path("missing/img.png").toStdString() +
+                                                  ". Possibly file already exists")));
 }
 
 TEST_F(TempFileWrapperOnFoldersTest, UnclaimedResultsGoWithTheFolder)
@@ -474,6 +505,20 @@ TEST_F(TempFileWrapperTest, RemovesItsFolderOnceAtDestructionWithTasksInFlightAn
     EXPECT_EQ(log.records.at(0).file, sourceFile);
     EXPECT_THAT(received, IsEmpty());
     EXPECT_THAT(files->files, IsEmpty());
+}
+
+TEST_F(TempFileWrapperTest, PrintsTheRemovedFolderAndNoOtherPathByTheOperatorOfPaths)
+{
+    LogCapture log;
+    const int before = PrintedPaths();
+    Build();
+    wrapper->ConvertFile(MakeTask("a.pdf", "/out/a.png"));
+    files->movesFiles = false;
+    Finish();
+    EXPECT_EQ(PrintedPaths(), before);
+    wrapper.reset();
+    EXPECT_THAT(log.Texts(), SizeIs(4));
+    EXPECT_EQ(PrintedPaths(), before + 1);
 }
 
 TEST_F(TempFileWrapperTest, AFolderThatCannotBeRemovedShowsInTheLogOnly)

@@ -1,5 +1,7 @@
+#include "CopiedOption.h"
 #include "Futures.h"
 #include "OtherThread.h"
+#include "PrintedPaths.h"
 #include "WrapperFixture.h"
 
 #include <atomic>
@@ -14,6 +16,7 @@ namespace Korvel::PDF::Test {
 namespace {
 
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -40,6 +43,14 @@ protected:
     std::string Copy(const std::string& stem = "x1") const
     {
         return Path(QString::fromStdString(stem) + ".pdf").toStdString();
+    }
+
+    /** The usual task, with an option that calls `onCopy` when it is copied. */
+    Task TaskCopiedWith(const std::function<void()>& onCopy) const
+    {
+        Task copied = task;
+        copied.options.emplace("copied", std::any(CopiedOption(onCopy)));
+        return copied;
     }
 
     bool CopyExists() const { return QFile::exists(QString::fromStdString(Copy())); }
@@ -78,6 +89,14 @@ std::vector<ConverterSignal> SignalsThat(bool endTheTask)
             chosen.push_back(signal);
     }
     return chosen;
+}
+
+/** As a part of a function's name. */
+std::string TypeOfSecondArgument(const ConverterSignal& signal)
+{
+    if (signal.name == "Failed")
+        return "[A-Za-z:]*ErrorType";
+    return signal.name == "FinishedFile" ? "(const )?QString( ?&)?" : "(const )?QStringList( ?&)?";
 }
 
 const auto nameOfSignal = [](const auto& signal) {
@@ -248,6 +267,57 @@ TEST_F(UnencryptDocWrapperTest, LogsTheOpeningAfterItsAnswerAndTheSavingAfterThe
                             StartsWith("CloseDocument"), "log", StartsWith("ConvertFile")));
 }
 
+TEST_F(UnencryptDocWrapperTest, CopiesTheTaskOnceAndOnlyWhenTheSaveIsLogged)
+{
+    LogCapture log;
+    log.onRecord = [this](const LogRecord&) {
+        journal->push_back("log");
+    };
+    // The converter keeps a copy of its own.
+    const Task copied = TaskCopiedWith([this] { journal->push_back("copy"); });
+    EXPECT_TRUE(wrapper->ConvertFile(copied));
+    EXPECT_THAT(*journal,
+                ElementsAre("GenerateFileName", "GetTempFolder", StartsWith("OpenDocument"), "log",
+                            StartsWith("SaveDocument"), StartsWith("CloseDocument"), "log", "copy",
+                            StartsWith("ConvertFile"), "copy"));
+}
+
+TEST_F(UnencryptDocWrapperTest, TheInnerTaskIsTheCallersAsItIsWhenTheSaveIsDone)
+{
+    Task changing = task;
+    pdfs->save = [&changing] {
+        changing.type = "later";
+        changing.source = "later.pdf";
+        changing.destination = "/out/later.png";
+        changing.options.erase("password");
+        return Ready(true);
+    };
+    EXPECT_TRUE(wrapper->ConvertFile(changing));
+    const Task& inner = converter->tasks.at(0);
+    EXPECT_EQ(inner.type, "later");
+    EXPECT_EQ(inner.source.toStdString(), Copy());
+    EXPECT_EQ(inner.destination, "/out/later.png");
+    EXPECT_THAT(inner.options, SizeIs(1));
+    // The source was taken at the beginning.
+    Q_EMIT converter->ConvertationStarted(inner.source);
+    EXPECT_THAT(received, ElementsAre("ConvertationStarted " + source));
+}
+
+TEST_F(UnencryptDocWrapperTest, AnOptionThatIsNotToBeCopiedClosesTheDocumentAndLeavesTheCopy)
+{
+    const Task copied = TaskCopiedWith([] { throw std::runtime_error("not to be copied"); });
+    LogCapture log;
+    EXPECT_THROW(wrapper->ConvertFile(copied), std::runtime_error);
+    EXPECT_THAT(journal->back(), StartsWith("CloseDocument"));
+    EXPECT_THAT(pdfs->documents, IsEmpty());
+    EXPECT_THAT(log.Texts(),
+                ElementsAre(HasSubstr("Unencrypying: "), HasSubstr(" unencrypted and saved to: ")));
+    EXPECT_TRUE(CopyExists());
+    Q_EMIT converter->Failed(QString::fromStdString(Copy()), AbstractConverter::Unknown);
+    EXPECT_THAT(received, ElementsAre("Failed " + Copy() + " 0"));
+    EXPECT_TRUE(CopyExists());
+}
+
 TEST_F(UnencryptDocWrapperTest, ADocumentThatCannotBeOpenedEndsInFalseAndTwoRecords)
 {
     Task wrong = task;
@@ -376,6 +446,27 @@ TEST_F(UnencryptDocWrapperTest, NeitherWaitsForTheCloseNorReadsIt)
         EXPECT_TRUE(wrapper->ConvertFile(task));
     }
     EXPECT_FALSE(isWaitedFor);
+}
+
+TEST_F(UnencryptDocWrapperTest, DestroysTheClosesFutureBeforeItTakesTheSavesAnswer)
+{
+    // What a future computes with goes when the future is destroyed, or its answer taken.
+    const auto answer = [this](const char* name) {
+        const std::shared_ptr<void> end(
+            nullptr, [this, name](void*) { journal->push_back(std::string(name) + " is over"); });
+        return WhenWaitedFor<bool>([end] { return true; });
+    };
+    pdfs->save = [answer] {
+        return answer("the save");
+    };
+    pdfs->close = [answer] {
+        return answer("the close");
+    };
+    EXPECT_TRUE(wrapper->ConvertFile(task));
+    EXPECT_THAT(*journal,
+                ElementsAre("GenerateFileName", "GetTempFolder", StartsWith("OpenDocument"),
+                            StartsWith("SaveDocument"), StartsWith("CloseDocument"),
+                            "the close is over", "the save is over", StartsWith("ConvertFile")));
 }
 
 TEST_F(UnencryptDocWrapperTest, BlocksUntilThreadsOfTheProviderHaveOpenedAndSaved)
@@ -515,10 +606,33 @@ TEST_P(UnencryptDocWrapperEndTest, IsReportedFirstThenLoggedThenTheCopyIsDeleted
     EXPECT_THAT(course, ElementsAre(GetParam().Line(task.source), "log"));
     EXPECT_FALSE(CopyExists());
     EXPECT_THAT(*journal, IsEmpty());
-    EXPECT_THAT(log.Texts(), ElementsAre(AllOf(StartsWith(prefix + "UnencryptDocWrapper::"),
-                                               EndsWith(": Removing: " + Copy()))));
+    EXPECT_THAT(log.Texts(), ElementsAre(EndsWith(": Removing: " + Copy())));
     EXPECT_EQ(log.records.at(0).severity, google::GLOG_INFO);
     EXPECT_EQ(log.records.at(0).file, sourceFile);
+}
+
+TEST_P(UnencryptDocWrapperEndTest, IsLoggedUnderTheCompilersNameForItsHandler)
+{
+    const QString copy = Start();
+    LogCapture log;
+    GetParam().emitFrom(*converter, copy);
+    // Compilers write blanks, results and a lambda's class in ways of their own.
+    EXPECT_THAT(
+        log.Texts(),
+        ElementsAre(ContainsRegex(
+            "^[a-z ]*" + prefix +
+            R"(UnencryptDocWrapper\(.*shared_ptr<.*IFileSystem>.*\)::.+\(const QString ?&, )" +
+            TypeOfSecondArgument(GetParam()) + R"(\).*: Removing: )")));
+}
+
+TEST_P(UnencryptDocWrapperEndTest, PrintsTheCopysPathAsText)
+{
+    const QString copy = Start();
+    LogCapture log;
+    const int before = PrintedPaths();
+    GetParam().emitFrom(*converter, copy);
+    EXPECT_THAT(log.Texts(), SizeIs(1));
+    EXPECT_EQ(PrintedPaths(), before);
 }
 
 TEST_P(UnencryptDocWrapperEndTest, ASecondEndOfTheCopyPassesThroughAndDeletesNothing)

@@ -7,9 +7,35 @@
 #include <QThread>
 #include <QTranslator>
 
+struct QAbstractDynamicMetaObject;
+
+/** As Qt 5 has them in a private header: an object's meta-object that may change as it lives. */
+struct QDynamicMetaObjectData
+{
+    virtual ~QDynamicMetaObjectData() = default;
+    virtual void objectDestroyed(QObject*) {}
+    virtual QAbstractDynamicMetaObject* toDynamicMetaObject(QObject* object) = 0;
+    virtual int metaCall(QObject* object, QMetaObject::Call call, int id, void** arguments) = 0;
+};
+
+struct QAbstractDynamicMetaObject : QDynamicMetaObjectData, QMetaObject
+{
+    QAbstractDynamicMetaObject* toDynamicMetaObject(QObject*) override { return this; }
+    int metaCall(QObject*, QMetaObject::Call, int, void**) override { return -1; }
+};
+
 namespace Korvel::PDF::Test {
 
 namespace {
+
+QObjectData& DataOf(QObject& object)
+{
+    struct Access : QObject
+    {
+        using QObject::d_ptr;
+    };
+    return *(object.*&Access::d_ptr);
+}
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -219,6 +245,16 @@ TEST_P(WrapperFrameTest, HasAMetaObjectWithoutMembersOfItsOwn)
     EXPECT_EQ(meta.constructorCount(), 0);
     const int flags = 12; // place of the flags in what Qt's meta-object compiler writes
     EXPECT_EQ(meta.d.data[flags], 0u);
+}
+
+TEST_P(WrapperFrameTest, HasTheDynamicMetaObjectWhileThereIsOne)
+{
+    QAbstractDynamicMetaObject dynamic;
+    QObjectData& data = DataOf(*wrapper);
+    data.metaObject = &dynamic;
+    EXPECT_EQ(wrapper->metaObject(), &dynamic);
+    data.metaObject = nullptr;
+    EXPECT_EQ(wrapper->metaObject(), GetParam().metaObject);
 }
 
 TEST_P(WrapperFrameTest, CastsToItsOwnClassByTheFullNameOnly)
