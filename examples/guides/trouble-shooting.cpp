@@ -50,7 +50,9 @@ const char* Explain(OpenFailure why)
     case OpenFailure::TimedOut:
         return "it takes longer than WorkerSettings::deadline";
     case OpenFailure::WorkerFailed:
-        return "the worker did not start, or died";
+        return "the worker died";
+    case OpenFailure::NotStarted:
+        return "no worker could be started";
     }
     return "for a reason that is new";
 }

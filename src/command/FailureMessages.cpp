@@ -2,7 +2,15 @@
 
 #include "VersionCommand.h"
 
+#include <cstring>
+
 namespace Korvel::App {
+
+namespace {
+
+constexpr char cannotStart[] = "cannot-start";
+
+} // namespace
 
 using PDF::Converter::AbstractConverter;
 
@@ -32,6 +40,7 @@ Failure FailureOf(PDF::OpenFailure why)
     case PDF::OpenFailure::TimedOut:
         return {ExitCode::TimedOut, "timed-out", "takes too long to open"};
     case PDF::OpenFailure::None:
+    case PDF::OpenFailure::NotStarted:
     case PDF::OpenFailure::WorkerFailed:
         break;
     }
@@ -83,6 +92,19 @@ Failure FailureOf(AbstractConverter::ErrorType error)
     default:
         return {ExitCode::Conversion, "failed", "the conversion failed (-v 1 tells more)"};
     }
+}
+
+Failure NotStartedFailure(const QString& why)
+{
+    if (PDF::WorkerProcess::FindProgram().isEmpty())
+        return BrokenInstallation();
+    return {ExitCode::Internal, cannotStart,
+            why.toStdString() + "; use fewer jobs with -j, or raise the limit (ulimit -a)"};
+}
+
+bool IsOfMachine(const Failure& failure)
+{
+    return std::strcmp(failure.reason, cannotStart) == 0;
 }
 
 Failure StandardOutputFailure()

@@ -17,6 +17,16 @@ Failure FailureOf(PDF::SaveFailure why);
 /** The same of one whose conversion has failed. */
 Failure FailureOf(PDF::Converter::AbstractConverter::ErrorType error);
 
+/**
+ * The same where the machine keeps workers from being started, which is no document's fault.
+ *
+ * @param why  begins with "cannot start"
+ */
+Failure NotStartedFailure(const QString& why);
+
+/** Whether a failure says so. */
+bool IsOfMachine(const Failure& failure);
+
 /** What to tell when standard output is closed, full, or read by nobody. */
 Failure StandardOutputFailure();
 

@@ -1,18 +1,17 @@
 #include "VersionCommand.h"
 
+#include "ChildProcess.h"
 #include "FailureMessages.h"
 #include "WorkerProcess.h"
 
 #include <cstdio>
-
-#include <QProcess>
 
 namespace Korvel::App {
 
 ExitCode PrintVersion()
 {
     std::puts("pdfconvert " PROJECT_VERSION);
-    QProcess worker;
+    ChildProcess worker;
     worker.start(PDF::WorkerProcess::FindProgram(), {QStringLiteral("--version")});
     if (!worker.waitForFinished() || worker.exitStatus() != QProcess::NormalExit ||
         worker.exitCode() != 0)

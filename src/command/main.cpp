@@ -2,6 +2,7 @@
 #include "CommandLine.h"
 #include "Console.h"
 #include "ConverterFactory.h"
+#include "Descriptors.h"
 #include "FailureMessages.h"
 #include "Interruption.h"
 #include "Logging.h"
@@ -10,6 +11,8 @@
 
 #include <csignal>
 #include <cstdio>
+#include <new>
+#include <system_error>
 
 #include <QCoreApplication>
 #include <QTextCodec>
@@ -92,18 +95,14 @@ int CarryOut(const Options& options, Console& console, Interruption& interruptio
     }
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+int Start(int argc, char** argv)
 {
-    OpenStandardStreams();
-    std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
-    const rlimit noCore = {0, 0};
-    setrlimit(RLIMIT_CORE, &noCore);
+    constexpr int fewestDescriptors = 32; // Qt and GLib abort without some of their own
     const ParseResult parsed = ParseCommandLine(argc, argv);
     HidePassword(argc, argv);
     if (!parsed.options)
         return Tell(parsed);
+    NeedDescriptors(fewestDescriptors);
     std::signal(SIGPIPE, SIG_IGN); // from here on something would be left behind
     Interruption interruption;
     Application application(argc, argv);
@@ -116,4 +115,29 @@ int main(int argc, char** argv)
         return code;
     console.Failed({}, StandardOutputFailure());
     return int(ExitCode::Output);
+}
+
+int FailToStart(const char* why)
+{
+    std::fprintf(stderr, "pdfconvert: %s\n", why);
+    return int(ExitCode::Internal);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    OpenStandardStreams();
+    std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
+    const rlimit noCore = {0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    try {
+        return Start(argc, argv);
+    } catch (const std::bad_alloc&) {
+        return FailToStart("cannot start: there is too little memory");
+    } catch (const std::system_error&) {
+        return FailToStart("cannot start: there is no room for another thread");
+    } catch (const std::exception& error) {
+        return FailToStart(error.what());
+    }
 }

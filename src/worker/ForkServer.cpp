@@ -1,5 +1,7 @@
 #include "ForkServer.h"
 
+#include "NotStarted.h"
+
 #include <csignal>
 #include <cstdio>
 #include <optional>
@@ -92,7 +94,7 @@ void ForkForEachDocument(int answers)
     for (;;) {
         const pid_t child = ::fork();
         if (child < 0)
-            ::_exit(1);
+            EndAsNotStarted("there is no room for another process");
         if (child == 0) {
             BeChildOf(server);
             signals.Unblock();

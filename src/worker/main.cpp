@@ -1,6 +1,7 @@
 #include "AnswerChannel.h"
 #include "Arguments.h"
 #include "ForkServer.h"
+#include "NotStarted.h"
 #include "OutOfMemory.h"
 #include "RequestHandler.h"
 #include "Sandbox.h"
@@ -15,11 +16,21 @@
 #include <QCoreApplication>
 #include <QTextCodec>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace Korvel::Worker;
 
 namespace {
+
+/** Qt and GLib abort without some of their own. */
+void CheckDescriptors()
+{
+    constexpr rlim_t fewest = 16;
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < fewest)
+        EndAsNotStarted("too few files may be open at once");
+}
 
 /** Tells what is in force by entering the sandbox. */
 int PrintVersion(Sandbox& sandbox)
@@ -54,6 +65,7 @@ int main(int argc, char** argv)
                   "[--folder DIR] [--version]");
         return 2;
     }
+    CheckDescriptors();
     // Before files are opened, as a descriptor that is missing would become that of one.
     std::FILE* const answers = arguments->wantsVersion ? stdout : TakeStandardOutput();
     if (!answers)

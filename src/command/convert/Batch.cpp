@@ -234,7 +234,10 @@ bool Batch::Attempt(const Input& input, const std::function<void()>& step)
 
 void Batch::Fail(const Input& input, const Failure& failure)
 {
-    journal.Failed(input.name, failure.reason, failure.what());
+    if (IsOfMachine(failure))
+        lacksWorkers = true; // the same command goes on where the machine has room again
+    else
+        journal.Failed(input.name, failure.reason, failure.what());
     console.Failed(input.name, failure);
     tally.failures.push_back(failure.code);
 }
@@ -246,6 +249,8 @@ void Batch::TellInterruption(const QString& name)
 
 ExitCode Batch::Code() const
 {
+    if (lacksWorkers)
+        return ExitCode::Internal;
     if (journal.HasFailed())
         return ExitCode::PartlyFailed;
     if (!tally.failures.empty())

@@ -81,6 +81,8 @@ private:
     std::vector<PlannedDocument> documents;
     /** Name of the input in work; empty when it is none in particular. */
     QString inWork;
+    /** The machine had no room for a worker, and so not all inputs came to their end. */
+    bool lacksWorkers = false;
     bool isInterrupted = false;
     Tally tally;
 };

@@ -165,8 +165,8 @@ Failure Conversion::CopyFailure() const
 {
     PDF::WorkerPdfProvider& provider = run.factory.PdfProvider();
     const ioPath source(document.GetInput().path.toStdString());
-    if (const PDF::OpenFailure why = provider.WhyOpenFailed(source); why != PDF::OpenFailure::None)
-        return FailureOf(why);
+    if (provider.WhyOpenFailed(source) != PDF::OpenFailure::None)
+        return run.factory.WhyNotOpened(source.utf8string());
     return FailureOf(provider.WhySaveFailed(source));
 }
 
@@ -234,7 +234,7 @@ QStringList Conversion::MadePaths() const
     if (isLate)
         throw Failure(ExitCode::TimedOut, "timed-out",
                       "takes longer than --timeout allows; its finished pages are there");
-    throw FailureOf(error.value_or(AbstractConverter::Unknown));
+    throw run.factory.WhyNotConverted(error.value_or(AbstractConverter::Unknown));
 }
 
 /** Some file systems take a file and then have no space for what is in it. */

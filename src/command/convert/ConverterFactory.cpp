@@ -1,5 +1,6 @@
 #include "ConverterFactory.h"
 
+#include "Descriptors.h"
 #include "FailureMessages.h"
 #include "Interruption.h"
 #include "KeepTemporaries.h"
@@ -67,6 +68,16 @@ std::shared_ptr<PDF::IPDFProvider> MakeCopyProvider(const RunOptions& options,
     return provider;
 }
 
+/** How many documents or pages are converted at once, if as many files may be open. */
+std::size_t JobsOf(const RunOptions& options)
+{
+    constexpr int descriptors = 32;
+    constexpr int descriptorsOfJob = 16; // two processes, one of which is being started
+    const int jobs = std::max(options.jobs > 0 ? options.jobs : QThread::idealThreadCount(), 1);
+    NeedDescriptors(descriptors + jobs * descriptorsOfJob);
+    return std::size_t(jobs);
+}
+
 PDF::WorkerSettings ToSettings(const RunOptions& options, const std::string& folder)
 {
     PDF::WorkerSettings settings;
@@ -83,7 +94,7 @@ PDF::WorkerSettings ToSettings(const RunOptions& options, const std::string& fol
 
 ConverterFactory::ConverterFactory(const RunOptions& options, OnExists onExists,
                                    Interruption& interruption, const Passwords&, Journal& journal)
-    : jobs(std::size_t(std::max(options.jobs > 0 ? options.jobs : QThread::idealThreadCount(), 1))),
+    : jobs(JobsOf(options)),
       interruption(interruption),
       names(std::make_shared<PDF::UuidFileNameGenerator>()),
       session(MakeSessionFolder(options)),
@@ -152,6 +163,21 @@ std::string ConverterFactory::MakePrivateFolder()
                       "cannot make a folder for temporary files in " + TempFolder() +
                           "; choose another with --temp-dir");
     return path;
+}
+
+Failure ConverterFactory::WhyNotOpened(const std::string& path) const
+{
+    const PDF::OpenFailure why = provider->WhyOpenFailed(ioPath(path));
+    return why == PDF::OpenFailure::NotStarted ? NotStartedFailure(provider->WhyNotStarted())
+                                               : FailureOf(why);
+}
+
+Failure ConverterFactory::WhyNotConverted(AbstractConverter::ErrorType error) const
+{
+    const QString whyNotStarted = workers->WhyNotStarted();
+    return error == AbstractConverter::Unknown && !whyNotStarted.isEmpty()
+               ? NotStartedFailure(whyNotStarted)
+               : FailureOf(error);
 }
 
 void ConverterFactory::CheckForSignal() const

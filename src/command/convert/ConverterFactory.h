@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AbstractConverter.h"
 #include "Failure.h"
 #include "OnExists.h"
 #include "WorkerProcess.h"
@@ -21,7 +22,6 @@ class UuidFileNameGenerator;
 class WorkerPdfProvider;
 class WorkerPool;
 namespace Converter {
-class AbstractConverter;
 class PageFanOut;
 } // namespace Converter
 } // namespace PDF
@@ -43,10 +43,10 @@ class ConverterFactory
 public:
     /**
      * @param onExists   what becomes of files at the results' paths
-     * @param passwords  those of the run: once there are any, the environment, which the workers
-     *                   get, has none in it any more
+     * @param passwords  those of the run: once there are any, the environment has none in it
      * @param journal    what results are written down in
-     * @throws Failure  Output: no folder for temporary files, or none that can be kept
+     * @throws Failure  Output: no folder for temporary files, or none that can be kept; Internal:
+     *                  too few files may be open for as many jobs
      */
     ConverterFactory(const RunOptions& options, OnExists onExists, Interruption& interruption,
                      const Passwords& passwords, Journal& journal);
@@ -87,6 +87,12 @@ public:
 
     PDF::LocalFileSystem& FileSystem() { return *fileSystem; }
     PDF::WorkerPdfProvider& PdfProvider() { return *provider; }
+
+    /** What to tell of a document that the provider could not open. */
+    Failure WhyNotOpened(const std::string& path) const;
+
+    /** What to tell of one that a chain has failed to convert. */
+    Failure WhyNotConverted(PDF::Converter::AbstractConverter::ErrorType error) const;
 
     /** @throws Interrupted  a signal has come */
     void CheckForSignal() const;

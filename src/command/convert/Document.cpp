@@ -54,7 +54,7 @@ std::unique_ptr<Document> Document::Open(const Input& input, Passwords& password
     std::unique_ptr<Document> document(new Document(input));
     if (!passwords.Find(input,
                         [&](const auto& tried) { return document->TakesPassword(tried, factory); }))
-        throw FailureOf(factory.PdfProvider().WhyOpenFailed(ioPath(input.path.toStdString())));
+        throw factory.WhyNotOpened(input.path.toStdString());
     return document;
 }
 
@@ -72,7 +72,7 @@ bool Document::TakesPassword(const std::string& tried, ConverterFactory& factory
         return true;
     }
     if (const PDF::OpenFailure why = provider.WhyOpenFailed(path); !IsForWantOfPassword(why))
-        throw FailureOf(why);
+        throw factory.WhyNotOpened(input.path.toStdString());
     return false;
 }
 

@@ -48,7 +48,8 @@ OpenFailure ToOpenFailure(const QString& reason)
         {QStringLiteral("wrong-password"), OpenFailure::WrongPassword},
         {QStringLiteral("unsupported-encryption"), OpenFailure::UnsupportedEncryption},
         {QStringLiteral("out-of-memory"), OpenFailure::OutOfMemory},
-        {QStringLiteral("timed-out"), OpenFailure::TimedOut}};
+        {QStringLiteral("timed-out"), OpenFailure::TimedOut},
+        {QStringLiteral("not-started"), OpenFailure::NotStarted}};
     const auto failure = failures.find(reason);
     return failure == failures.end() ? OpenFailure::WorkerFailed : failure->second;
 }
@@ -235,10 +236,12 @@ struct WorkerPdfProvider::Impl
         saveFailures.erase(file);
     }
 
-    void KeepOpenFailure(const std::string& file, OpenFailure failure)
+    void KeepOpenFailure(const std::string& file, OpenFailure failure, const QString& message)
     {
         const std::lock_guard lock(mutex);
         openFailures[file] = failure;
+        if (failure == OpenFailure::NotStarted)
+            whyNotStarted = message;
     }
 
     /** Under which path a document that is open was opened; none when it is not. */
@@ -277,6 +280,7 @@ struct WorkerPdfProvider::Impl
     mutable std::mutex mutex;
     std::map<qint64, Opened> documents;
     std::map<std::string, OpenFailure> openFailures;
+    QString whyNotStarted;
     /** By the path that the document was opened from. */
     std::map<std::string, SaveFailure> saveFailures;
 };
@@ -303,8 +307,9 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
     const std::string name = file.utf8string();
     const QString path = RequestPath(name);
     if (path.isNull() || !impl->workers) {
-        impl->KeepOpenFailure(name,
-                              path.isNull() ? OpenFailure::Unreadable : OpenFailure::WorkerFailed);
+        impl->KeepOpenFailure(
+            name, path.isNull() ? OpenFailure::Unreadable : OpenFailure::NotStarted,
+            QStringLiteral("cannot start a worker: there is no room for another thread"));
         return opened;
     }
 
@@ -318,7 +323,8 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
                     [state = impl.get(), reply, id, name](const QJsonObject& answer) {
                         if (!IsOpened(answer)) {
                             state->KeepOpenFailure(
-                                name, ToOpenFailure(answer[QStringLiteral("reason")].toString()));
+                                name, ToOpenFailure(answer[QStringLiteral("reason")].toString()),
+                                answer[QStringLiteral("message")].toString());
                             return;
                         }
                         state->KeepOpened(id, ToDocumentInfo(answer), name);
@@ -388,6 +394,12 @@ OpenFailure WorkerPdfProvider::WhyOpenFailed(const ioPath& file) const
     const std::lock_guard lock(impl->mutex);
     const auto failure = impl->openFailures.find(file.utf8string());
     return failure == impl->openFailures.end() ? OpenFailure::None : failure->second;
+}
+
+QString WorkerPdfProvider::WhyNotStarted() const
+{
+    const std::lock_guard lock(impl->mutex);
+    return impl->whyNotStarted;
 }
 
 SaveFailure WorkerPdfProvider::WhySaveFailed(const ioPath& source) const

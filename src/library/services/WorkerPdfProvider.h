@@ -84,7 +84,8 @@ enum class OpenFailure {
     UnsupportedEncryption, ///< encrypted in a way that is not supported
     OutOfMemory,           ///< it needs more memory than a worker is given
     TimedOut,              ///< the worker took longer than it was given
-    WorkerFailed ///< the worker could not be started, died, spoke nonsense, or was shut down
+    WorkerFailed,          ///< the worker died, spoke nonsense, or was shut down
+    NotStarted             ///< no worker could be started; the document is not to blame
 };
 
 /** Why a document could not be saved. */
@@ -139,6 +140,9 @@ public:
      * so that a provider has a line in memory for every path that never was.
      */
     OpenFailure WhyOpenFailed(const ioPath& file) const;
+
+    /** What kept the last worker that was not started from it; empty when none was. */
+    QString WhyNotStarted() const;
 
     /**
      * Why the last attempt to save a document failed, since it was opened from `source`, under just

@@ -101,7 +101,7 @@ void WorkerPool::Serve()
         Worker* chosen = nullptr;
         Choice best{waiting.begin(), -1};
         for (Worker& worker : workers) {
-            if (worker.asker)
+            if (worker.asker || worker.isOut)
                 continue;
             if (const Choice choice = ChooseFor(worker); choice.suitability > best.suitability) {
                 chosen = &worker;
@@ -120,17 +120,43 @@ void WorkerPool::HandOut(Worker& worker, Request request)
 {
     worker.asker = request.asker;
     worker.file = request.file;
-    const auto answered = [this, &worker,
-                           receiver = std::move(request.receiver)](const QJsonObject& answer) {
+    QJsonObject message = request.message;
+    const auto answered = [this, &worker, request = std::move(request)](const QJsonObject& answer) {
         worker.asker = nullptr;
-        const QPointer<WorkerPool> self(this);
-        receiver(answer);
-        // Later: whoever ends requests one after the other would have others begun between them.
-        if (self)
-            QMetaObject::invokeMethod(
-                this, [this] { Serve(); }, Qt::QueuedConnection);
+        Answered(worker, request, answer);
     };
-    worker.process->Ask(std::move(request.message), answered);
+    worker.process->Ask(std::move(message), answered);
+}
+
+void WorkerPool::Answered(Worker& worker, Request request, const QJsonObject& answer)
+{
+    const QPointer<WorkerPool> self(this);
+    if (DoOthersWorkFor(worker, answer))
+        waiting.push_front(std::move(request));
+    else
+        request.receiver(answer);
+    // Later: whoever ends requests one after the other would have others begun between them.
+    if (self)
+        QMetaObject::invokeMethod(
+            this, [this] { Serve(); }, Qt::QueuedConnection);
+}
+
+/** Whether the process could not be started, and there are others that were. */
+bool WorkerPool::DoOthersWorkFor(Worker& worker, const QJsonObject& answer)
+{
+    const bool isNotStarted =
+        answer[QStringLiteral("reason")].toString() == QLatin1String("not-started");
+    worker.isSound = !isNotStarted;
+    if (!isNotStarted)
+        return false;
+    worker.isOut = std::any_of(workers.begin(), workers.end(),
+                               [](const Worker& other) { return other.isSound; });
+    if (worker.isOut)
+        return true;
+    whyNotStarted = answer[QStringLiteral("message")].toString();
+    for (Worker& other : workers)
+        other.isOut = false; // there may be room again
+    return false;
 }
 
 } // namespace Korvel::PDF

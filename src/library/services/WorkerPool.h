@@ -19,7 +19,8 @@ namespace Korvel::PDF {
  * A request waits until a process is free. A free process takes the oldest request for the file
  * that it looks at already, else the oldest one for a file that no other process looks at, else the
  * oldest one: so several documents are worked on side by side, and each is opened by few processes.
- * Processes are started when they are first needed.
+ * Processes are started when they are first needed. Where the system has no room for one, its
+ * request waits for those that work; only where there is none it fails.
  *
  *     auto pool = std::make_shared<WorkerPool>(settings, QThread::idealThreadCount());
  *     std::vector<std::shared_ptr<AbstractConverter>> converters;
@@ -45,6 +46,9 @@ public:
 
     /** Starts a process, if there is none, so that the first request need not wait for that. */
     void Prepare() { workers.front().process->Prepare(); }
+
+    /** What a request failed with that no process could be started for; empty when none has. */
+    QString WhyNotStarted() const { return whyNotStarted; }
 
     /**
      * Sends a request of the operation "convert" when a process is free.
@@ -74,6 +78,10 @@ private:
         const void* asker = nullptr;
         /** Path of the file that it looks at. */
         QString file;
+        /** It has answered since it was started. */
+        bool isSound = false;
+        /** It could not be started, and others do its work. */
+        bool isOut = false;
     };
 
     using Waiting = std::deque<Request>;
@@ -88,9 +96,12 @@ private:
     Choice ChooseFor(const Worker& worker);
     void Serve();
     void HandOut(Worker& worker, Request request);
+    void Answered(Worker& worker, Request request, const QJsonObject& answer);
+    bool DoOthersWorkFor(Worker& worker, const QJsonObject& answer);
 
     std::vector<Worker> workers;
     Waiting waiting;
+    QString whyNotStarted;
 };
 
 } // namespace Korvel::PDF

@@ -1,5 +1,6 @@
 #include "WorkerProcess.h"
 
+#include "ChildProcess.h"
 #include "ServicesLog.h"
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <utility>
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -23,7 +25,11 @@ namespace Korvel::PDF {
 namespace {
 
 constexpr int outOfMemoryExitCode = 77;
-constexpr int timeToEnd = 5000; // milliseconds, of which it takes one or two
+constexpr int notStartedExitCode = 78;
+constexpr int notLoadedExitCode = 127; // the system's loader found no room for the libraries, say
+// Milliseconds, of which it takes one or two.
+constexpr int timeToBeAsked = 4000;
+constexpr int timeToEnd = 5000;
 constexpr std::chrono::milliseconds longestAlarm(std::numeric_limits<int>::max());
 constexpr qint64 longestAnswer = qint64(4) * 1024 * 1024;
 
@@ -38,9 +44,10 @@ QJsonObject Failure(const QString& reason, const QString& message)
 bool HasEnded(const QProcess& process)
 {
     siginfo_t info = {};
+    // Qt may have waited for it already, and then there is no such child any more.
     return process.state() == QProcess::NotRunning ||
-           (::waitid(P_PID, id_t(process.processId()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-            info.si_pid != 0);
+           ::waitid(P_PID, id_t(process.processId()), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+           info.si_pid != 0;
 }
 
 QString Operation(const QJsonObject& request)
@@ -167,7 +174,8 @@ QStringList WorkerProcess::Arguments() const
 void WorkerProcess::Start()
 {
     fileInHand.clear();
-    process = std::make_unique<QProcess>(this); // moves to other threads along with this
+    lastComplaint.clear();
+    process = std::make_unique<ChildProcess>(this); // moves to other threads along with this
     // Queued: starting can fail inside start(), and receivers may destroy the process or run an
     // event loop, neither of which they may inside one of its signals. What comes late is harmless,
     // as the slots go by the state of the process that is there.
@@ -187,10 +195,13 @@ void WorkerProcess::Discard()
     alarm.stop();
     if (!process)
         return;
-    process->terminate(); // it ends its child, which may be writing, before itself
-    process->waitForFinished(timeToEnd);
-    process->kill();
-    process->waitForFinished();
+    if (process->state() != QProcess::NotRunning) {
+        const QDeadlineTimer end(timeToEnd);
+        process->terminate(); // it ends its child, which may be writing, before itself
+        process->waitForFinished(timeToBeAsked);
+        process->kill();
+        process->waitForFinished(int(end.remainingTime()));
+    }
     process.reset();
 }
 
@@ -295,7 +306,15 @@ void WorkerProcess::ReadComplaints()
     if (!process)
         return;
     const QByteArray text = process->readAllStandardError(); // also when nobody logs it
+    if (!text.isEmpty())
+        lastComplaint = QString::fromUtf8(text).trimmed();
     qCDebug(servicesLog) << "worker:" << text;
+}
+
+QString WorkerProcess::LastComplaint()
+{
+    ReadComplaints();
+    return lastComplaint.section(QStringLiteral("cannot start: "), -1);
 }
 
 void WorkerProcess::Answer(const QJsonObject& answer)
@@ -326,7 +345,12 @@ void WorkerProcess::ProcessChanged()
         return;
     if (process->error() == QProcess::FailedToStart)
         Fail(QStringLiteral("not-started"),
-             QStringLiteral("cannot start the worker: ") + process->errorString());
+             QStringLiteral("cannot start a worker: ") + process->errorString());
+    else if (process->exitStatus() == QProcess::NormalExit &&
+             (process->exitCode() == notStartedExitCode ||
+              process->exitCode() == notLoadedExitCode))
+        Fail(QStringLiteral("not-started"),
+             QStringLiteral("cannot start a worker: ") + LastComplaint());
     else if (process->exitStatus() == QProcess::CrashExit && process->exitCode() == SIGXCPU)
         Fail(QStringLiteral("timed-out"), QStringLiteral("the worker used up its CPU time"));
     else if (process->exitStatus() == QProcess::NormalExit &&

@@ -97,8 +97,8 @@ public:
 
     /**
      * Ends the process at once, and waits for that: a millisecond or two, or, should it not heed
-     * SIGTERM, five seconds. Requests still open are answered before End returns. A later Ask
-     * starts it again.
+     * SIGTERM, five seconds at most. Requests still open are answered before End returns. A later
+     * Ask starts it again.
      */
     void End();
 
@@ -131,6 +131,7 @@ private:
     void ReadAnswers();
     void TimeIsUp();
     void ReadComplaints();
+    QString LastComplaint();
     void Answer(const QJsonObject& answer);
     void Fail(const QString& reason, const QString& message);
     void ProcessChanged();
@@ -141,6 +142,7 @@ private:
     /** Which file the process looks at; empty for none. */
     QString fileInHand;
     std::deque<Request> requests;
+    QString lastComplaint;
     /** Of those sent since the process was released. */
     int longestLine = 0;
     /** Which the process answers with when it is released. */

@@ -1,5 +1,6 @@
 #include "OutOfMemory.h"
 
+#include "NotStarted.h"
 #include "ResourceLimits.h"
 #include "Sanitizers.h"
 
@@ -17,16 +18,22 @@ namespace {
 
 constexpr int outOfMemoryExitCode = 77;
 
+/** Before that no document has been looked at, and none is to blame. */
+bool isLimited = false;
+
 } // namespace
 
 bool LimitMemory(int mebibytes)
 {
+    isLimited = true;
     std::set_new_handler(EndForLackOfMemory); // for what comes by other ways than malloc
     return !IS_SANITIZED && LowerLimit(RLIMIT_AS, rlim_t(mebibytes) << 20);
 }
 
 void EndForLackOfMemory()
 {
+    if (!isLimited)
+        EndAsNotStarted("there is too little memory");
     _exit(outOfMemoryExitCode);
 }
 

@@ -10,7 +10,10 @@ namespace Korvel::Worker {
  */
 bool LimitMemory(int mebibytes);
 
-/** Ends the process at once, with the exit code that says why. */
+/**
+ * Ends the process at once, with the exit code that says why: not as by EndAsNotStarted, once
+ * LimitMemory has been called.
+ */
 [[noreturn]] void EndForLackOfMemory();
 
 } // namespace Korvel::Worker

@@ -283,7 +283,8 @@ bool FailsWithoutAThread()
     provider.Prepare();
     auto opened = provider.OpenDocument(PathTo("answer"), {});
     return opened.wait_for(longTime) == std::future_status::ready && opened.get().id == -1 &&
-           provider.WhyOpenFailed(PathTo("answer")) == OpenFailure::WorkerFailed &&
+           provider.WhyOpenFailed(PathTo("answer")) == OpenFailure::NotStarted &&
+           !provider.WhyNotStarted().isEmpty() &&
            !Save(provider, {1, 0}, PathTo("copy")) && !Close(provider, {1, 0});
 }
 
@@ -362,7 +363,8 @@ TEST_F(WorkerPdfProviderTest, TellsOfAWorkerThatIsMissing)
     WorkerPdfProvider missing({"/missing/program"});
     const ioPath path = PathTo("answer");
     EXPECT_EQ(Open(missing, path).id, -1);
-    EXPECT_EQ(missing.WhyOpenFailed(path), OpenFailure::WorkerFailed);
+    EXPECT_EQ(missing.WhyOpenFailed(path), OpenFailure::NotStarted);
+    EXPECT_TRUE(missing.WhyNotStarted().contains("cannot start a worker: "));
     EXPECT_FALSE(Save(missing, {1, 0}, path));
     EXPECT_FALSE(Close(missing, {1, 0}));
 }

@@ -37,6 +37,23 @@ protected:
     /** A request with these members is worked on until Go is called. */
     QJsonObject Meeting() const { return {{"meet", folder.path()}}; }
 
+    /** A program that is the scripted worker as often as it may be started, and no more. */
+    QString ProgramThatStarts(int times) const
+    {
+        QFile script(folder.filePath("program"));
+        EXPECT_TRUE(script.open(QFile::WriteOnly));
+        script.write(QStringLiteral("#!/bin/sh\n"
+                                    "for i in $(/usr/bin/seq %1); do\n"
+                                    "  /bin/mkdir %2/start-$i 2>&- && exec %3\n"
+                                    "done\n"
+                                    "echo 'cannot start: no room' >&2\n"
+                                    "exit 78\n")
+                         .arg(QString::number(times), folder.path(), ScriptedWorker())
+                         .toUtf8());
+        EXPECT_TRUE(script.setPermissions(QFile::ReadUser | QFile::WriteUser | QFile::ExeUser));
+        return script.fileName();
+    }
+
     void Go() const { QFile(folder.filePath("go")).open(QFile::WriteOnly); }
 
     const QTemporaryDir folder;
@@ -147,6 +164,28 @@ TEST_F(WorkerPoolTest, GoesOnWithTheNextRequestWhenAProcessDies)
     Ask(pool, "harmless", "/nowhere/a");
     Wait(2);
     EXPECT_EQ(reasons, (std::vector<std::string>{"died", ""}));
+}
+
+TEST_F(WorkerPoolTest, DoesAllWithTheProcessesThatTheMachineHasRoomFor)
+{
+    WorkerPool pool({ProgramThatStarts(1)}, 3);
+    Ask(pool, "first", "/nowhere/a");
+    Wait(1);
+    for (int i = 0; i < 20; ++i)
+        Ask(pool, "further", QString("/nowhere/%1").arg(i % 3));
+    Wait(21);
+    EXPECT_EQ(reasons, std::vector<std::string>(21));
+    EXPECT_EQ(pool.WhyNotStarted(), "");
+}
+
+TEST_F(WorkerPoolTest, TellsWhyNoProcessCouldBeStarted)
+{
+    WorkerPool pool({ProgramThatStarts(0)}, 2);
+    Ask(pool, "first", "/nowhere/a");
+    Ask(pool, "second", "/nowhere/b");
+    Wait(2);
+    EXPECT_EQ(reasons, (std::vector<std::string>{"not-started", "not-started"}));
+    EXPECT_EQ(pool.WhyNotStarted(), "cannot start a worker: no room");
 }
 
 TEST_F(WorkerPoolTest, MayBeDestroyedByAReceiver)
