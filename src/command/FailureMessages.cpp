@@ -1,7 +1,5 @@
 #include "FailureMessages.h"
 
-#include "VersionCommand.h"
-
 namespace Korvel::App {
 
 using PDF::Converter::AbstractConverter;
@@ -83,6 +81,12 @@ Failure FailureOf(AbstractConverter::ErrorType error)
     default:
         return {ExitCode::Conversion, "failed", "the conversion failed (-v 1 tells more)"};
     }
+}
+
+Failure BrokenInstallation()
+{
+    return {ExitCode::Internal, "broken-installation",
+            "the program pdfconvert-worker is not where it was installed; install again"};
 }
 
 Failure StandardOutputFailure()

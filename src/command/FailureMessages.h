@@ -11,16 +11,19 @@ namespace Korvel::App {
 /** What to tell the user of a document that cannot be opened. */
 Failure FailureOf(PDF::OpenFailure why);
 
-/** The same of one of which there is no copy without encryption or damage. */
+/** What to tell the user of a document of which no copy without encryption or damage was made. */
 Failure FailureOf(PDF::SaveFailure why);
 
-/** The same of one whose conversion has failed. */
+/** What to tell the user of a document whose conversion has failed. */
 Failure FailureOf(PDF::Converter::AbstractConverter::ErrorType error);
 
-/** What to tell when standard output is closed, full, or read by nobody. */
+/** What to tell the user when the worker program is not where it was installed. */
+Failure BrokenInstallation();
+
+/** What to tell the user when standard output is closed, full, or read by nobody. */
 Failure StandardOutputFailure();
 
-/** The same of one whose result would meet a file that is to stay. */
+/** What to tell the user of a document whose result would meet a file that is to stay. */
 Failure ExistsFailure(const QString& path);
 
 } // namespace Korvel::App

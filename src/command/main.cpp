@@ -1,10 +1,11 @@
 #include "Batch.h"
+#include "CleanTempCommand.h"
 #include "CommandLine.h"
 #include "Console.h"
-#include "ConverterFactory.h"
 #include "FailureMessages.h"
 #include "Interruption.h"
 #include "Logging.h"
+#include "RawArguments.h"
 #include "ReportCommand.h"
 #include "VersionCommand.h"
 
@@ -73,7 +74,7 @@ int Run(const Options& options, Console& console, Interruption& interruption)
         case Options::Command::Version:
             return int(PrintVersion());
         case Options::Command::CleanTemp:
-            return int(ConverterFactory::CleanUp(options.run.tempFolder));
+            return int(CleanTemp(options.run.tempFolder));
         case Options::Command::Report:
             return int(ReportCommand(options.report, console, interruption).Run());
         case Options::Command::Convert:

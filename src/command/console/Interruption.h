@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Interrupted.h"
+
 #include <atomic>
 #include <csignal>
 #include <functional>
@@ -29,7 +31,7 @@ public:
     /** Becomes readable, for poll(2), when a signal has come. */
     int Descriptor() const { return arrived; }
 
-    /** The same when a second one has come, after which nothing is waited for any more. */
+    /** Becomes readable when a second signal has come, after which nothing is waited for. */
     int UrgentDescriptor() const { return urgent; }
 
     /** @throws Interrupted  a signal has come */

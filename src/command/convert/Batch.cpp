@@ -61,10 +61,9 @@ ExitCode Batch::RunAll()
         console.Note(
             "temporary files stay in " + factory.TempFolder() +
             " and show what encrypted documents say; remove that folder when you are done");
-    const bool readsStandardInput =
-        std::count(options.input.paths.begin(), options.input.paths.end(), "-") > 0;
     const std::vector<Input> inputs = CollectInputs(
-        options.input, readsStandardInput ? factory.MakePrivateFolder() : std::string(),
+        options.input,
+        options.input.ReadsStandardInput() ? factory.MakePrivateFolder() : std::string(),
         interruption);
     OpenAndPlan(inputs);
     CheckStandardOutput();

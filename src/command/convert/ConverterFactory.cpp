@@ -18,8 +18,6 @@
 #include "WorkerPdfProvider.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
 
 #include <QThread>
 
@@ -33,14 +31,8 @@ using PDF::Converter::WorkerConverter;
 
 namespace {
 
-std::string FolderForSessions(const std::string& tempFolder)
+std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const std::string& parent)
 {
-    return tempFolder.empty() ? PDF::SessionFolder::DefaultParent() : tempFolder;
-}
-
-std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const std::string& tempFolder)
-{
-    const std::string parent = FolderForSessions(tempFolder);
     std::string error;
     std::shared_ptr<PDF::SessionFolder> session = PDF::SessionFolder::Create(parent, error);
     if (!session)
@@ -131,21 +123,6 @@ void ConverterFactory::EndWork(bool atOnce)
 ConverterFactory::~ConverterFactory()
 {
     interruption.OnSignal({});
-}
-
-ExitCode ConverterFactory::CleanUp(const std::string& tempFolder)
-{
-    const std::string parent = FolderForSessions(tempFolder);
-    std::error_code problem;
-    const std::filesystem::directory_iterator opened(parent, problem);
-    if (problem)
-        throw Failure(ExitCode::Output, "no-temporary-folder",
-                      "cannot look for temporary files in " + parent + ": " + problem.message());
-    for (const std::string& removed : PDF::SessionFolder::Sweep(parent))
-        std::printf("%s\n", removed.c_str());
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-        throw StandardOutputFailure();
-    return ExitCode::Done;
 }
 
 const std::string& ConverterFactory::TempFolder() const

@@ -29,21 +29,6 @@ namespace Korvel::App {
 
 namespace {
 
-QString WordFor(OnExists what)
-{
-    switch (what) {
-    case OnExists::Number:
-        return QStringLiteral("number");
-    case OnExists::Fail:
-        return QStringLiteral("fail");
-    case OnExists::Skip:
-        return QStringLiteral("skip");
-    case OnExists::Overwrite:
-        return QStringLiteral("overwrite");
-    }
-    return {};
-}
-
 /** What decides which files there are in the end, and what is in them. */
 QJsonObject SettingsOf(const OutputOptions& output, const PageOptions& pages)
 {
@@ -51,7 +36,7 @@ QJsonObject SettingsOf(const OutputOptions& output, const PageOptions& pages)
         {QStringLiteral("folder"), QDir::currentPath()},
         {QStringLiteral("output"), QString::fromStdString(output.path)},
         {QStringLiteral("format"), QString::fromStdString(output.format)},
-        {QStringLiteral("on-exists"), WordFor(output.onExists)},
+        {QStringLiteral("on-exists"), onExistsWords.at(std::size_t(output.onExists))},
         {QStringLiteral("pages"), QString::fromStdString(pages.ranges)},
         {QStringLiteral("gray"), pages.gray},
         {QStringLiteral("quality"), pages.quality},

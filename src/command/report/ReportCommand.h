@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Failure.h"
+#include "ExitCode.h"
 #include "JournalTotals.h"
 #include "ReportOptions.h"
 
