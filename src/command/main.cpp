@@ -43,8 +43,9 @@ public:
 };
 
 /**
- * Gives those that are closed their numbers, which files that are opened would get otherwise: they
- * would be read and written in place of the streams. So each is opened for what it is not used for.
+ * Opens the standard streams that are closed, since the next files that are opened would get their
+ * numbers, and be read and written in their place. Each is opened for what it is not used for, so
+ * that whoever uses it fails.
  */
 void OpenStandardStreams()
 {
@@ -54,7 +55,7 @@ void OpenStandardStreams()
     }
 }
 
-/** Help, or what is wrong with the command line. */
+/** Prints help, or what is wrong with the command line. */
 int Tell(const ParseResult& parsed)
 {
     const bool isHelp = parsed.code == ExitCode::Done;

@@ -12,7 +12,7 @@ namespace Korvel::App {
 /** Which documents to take. */
 struct InputOptions
 {
-    /** As given; "-" stands for standard input. */
+    /** The paths as they were given; "-" stands for standard input. */
     std::vector<std::string> paths;
     /** File with further paths, one a line, "-" for standard input; empty for none. */
     std::string list;

@@ -8,7 +8,7 @@ namespace Korvel::App {
 /** An option of the command line, as the help, the manual page and completions show it. */
 struct Option
 {
-    /** With their dashes: the short name, if there is one, and the long one. */
+    /** The short name, if there is one, and the long one, both with their dashes. */
     std::vector<std::string> names;
     /** What the help calls its value; empty for an option without a value. */
     std::string value;

@@ -33,7 +33,7 @@ std::string Listed(const std::vector<std::string>& words)
     return text;
 }
 
-/** Is in both lists. */
+/** The option that both lists have. */
 Option HelpOption()
 {
     return {{"-h", "--help"}, "", "Print this help and exit"};

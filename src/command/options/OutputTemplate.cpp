@@ -55,7 +55,7 @@ bool OutputTemplate::IsPictureFormat(const QString& format)
 
 OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedFormat)
 {
-    static const QRegularExpression place(QStringLiteral("%(%|s|d|0([1-9])d)?"));
+    static const QRegularExpression place("%(%|s|d|0([1-9])d)?");
     OutputTemplate result;
     Piece piece;
     int end = 0;
@@ -79,14 +79,13 @@ OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedF
     piece.text += text.mid(end);
     result.pieces.push_back(piece);
 
-    const QFileInfo example(result.Path(QStringLiteral("input"), 1));
+    const QFileInfo example(result.Path("input", 1));
     result.format = wantedFormat.isEmpty() ? example.suffix().toLower() : wantedFormat;
     if (!Formats().contains(result.format) || example.completeBaseName().isEmpty())
         throw Failure(ExitCode::Usage, "usage",
                       "cannot tell the format of '" + text.toStdString() +
                           "'; name it with -f, or end the output's name with one of ." +
-                          Formats().join(QStringLiteral(" .")).toStdString() +
-                          "; a folder is named with -d");
+                          Formats().join(" .").toStdString() + "; a folder is named with -d");
     if (result.format == QLatin1String("pdf") && result.HasPageNumber())
         throw Unusable(text, "has a page number, and a PDF as output is one file for the whole "
                              "document");

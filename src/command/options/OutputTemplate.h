@@ -43,7 +43,7 @@ public:
      */
     QString Path(const QString& input, int page) const;
 
-    /** The same template with "-%0Nd" before the suffix, N the digits of `lastPage`. */
+    /** This template with "-%0Nd" before the suffix, N the digits of `lastPage`. */
     OutputTemplate WithPageNumber(int lastPage) const;
 
 private:

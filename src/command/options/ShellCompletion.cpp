@@ -9,7 +9,7 @@ namespace Korvel::App {
 
 namespace {
 
-/** In one line, without the characters that mean something inside quotes or brackets of a shell. */
+/** The text in one line, without what means something inside quotes or brackets of a shell. */
 std::string Plain(std::string text)
 {
     std::replace(text.begin(), text.end(), '\n', ' ');

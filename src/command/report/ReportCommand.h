@@ -35,8 +35,8 @@ private:
     struct Journal
     {
         QString path;
-        JournalTotals summary;
-        /** In bytes from the beginning. */
+        JournalTotals totals;
+        /** How far it was read, in bytes from the beginning. */
         qint64 read = 0;
         bool isRefused = false;
     };
@@ -59,10 +59,10 @@ private:
     const bool isOnTerminal;
     std::vector<Journal> journals;
     QJsonArray unreadable;
-    /** What was printed last, and when. */
+    /** The text that was printed last, and how long ago. */
     QString shown;
     QElapsedTimer sinceShown;
-    /** How many lines of the terminal it takes. */
+    /** How many lines of the terminal the last text takes. */
     int drawn = 0;
 };
 
