@@ -1,10 +1,8 @@
 #include "OptionList.h"
 
 #include "OnExists.h"
-#include "OutputTemplate.h"
 #include "ProgressStyle.h"
-
-#include <QStringList>
+#include "ResultFormat.h"
 
 namespace Korvel::App {
 
@@ -19,8 +17,8 @@ std::vector<std::string> Words(const std::array<const char*, count>& words)
 std::vector<std::string> Formats()
 {
     std::vector<std::string> formats;
-    for (const QString& format : OutputTemplate::Formats())
-        formats.push_back(format.toStdString());
+    for (const ResultFormat& format : resultFormats)
+        formats.emplace_back(format.suffix);
     return formats;
 }
 

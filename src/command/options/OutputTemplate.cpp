@@ -1,6 +1,7 @@
 #include "OutputTemplate.h"
 
 #include "Failure.h"
+#include "ResultFormat.h"
 
 #include <algorithm>
 #include <climits>
@@ -14,15 +15,6 @@
 namespace Korvel::App {
 
 namespace {
-
-const QStringList& PictureFormats()
-{
-    static const QStringList formats{QStringLiteral("png"),  QStringLiteral("jpg"),
-                                     QStringLiteral("jpeg"), QStringLiteral("tif"),
-                                     QStringLiteral("tiff"), QStringLiteral("bmp"),
-                                     QStringLiteral("webp")};
-    return formats;
-}
 
 /** Whether it is a device, a pipe, or a name of something that a process has open. */
 bool IsStream(const QString& path)
@@ -45,12 +37,17 @@ Failure Unusable(const QString& text, const std::string& why)
 
 QStringList OutputTemplate::Formats()
 {
-    return PictureFormats() + QStringList{QStringLiteral("txt"), QStringLiteral("pdf")};
+    QStringList formats;
+    for (const ResultFormat& format : resultFormats)
+        formats.append(format.suffix);
+    return formats;
 }
 
 bool OutputTemplate::IsPictureFormat(const QString& format)
 {
-    return PictureFormats().contains(format);
+    return std::any_of(
+        std::begin(resultFormats), std::end(resultFormats),
+        [&format](const ResultFormat& known) { return known.isPicture && format == known.suffix; });
 }
 
 OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedFormat)

@@ -20,7 +20,7 @@ public:
      */
     static OutputTemplate Parse(const QString& text, const QString& format = {});
 
-    /** The suffixes of all formats. */
+    /** The suffixes of all formats, which are those that WorkerConverter supports. */
     static QStringList Formats();
 
     /** Whether a format makes pictures, one for each page. */
