@@ -1,7 +1,5 @@
 #include "FailureMessages.h"
 
-#include "VersionCommand.h"
-
 #include <cstring>
 
 namespace Korvel::App {
@@ -105,6 +103,12 @@ Failure NotStartedFailure(const QString& why)
 bool IsOfMachine(const Failure& failure)
 {
     return std::strcmp(failure.reason, cannotStart) == 0;
+}
+
+Failure BrokenInstallation()
+{
+    return {ExitCode::Internal, "broken-installation",
+            "the program pdfconvert-worker is not where it was installed; install again"};
 }
 
 Failure StandardOutputFailure()

@@ -11,26 +11,30 @@ namespace Korvel::App {
 /** What to tell the user of a document that cannot be opened. */
 Failure FailureOf(PDF::OpenFailure why);
 
-/** The same of one of which there is no copy without encryption or damage. */
+/** What to tell the user of a document of which no copy without encryption or damage was made. */
 Failure FailureOf(PDF::SaveFailure why);
 
-/** The same of one whose conversion has failed. */
+/** What to tell the user of a document whose conversion has failed. */
 Failure FailureOf(PDF::Converter::AbstractConverter::ErrorType error);
 
 /**
- * The same where the machine keeps workers from being started, which is no document's fault.
+ * What to tell the user where the machine keeps workers from being started, which is no document's
+ * fault.
  *
  * @param why  begins with "cannot start"
  */
 Failure NotStartedFailure(const QString& why);
 
-/** Whether a failure says so. */
+/** Whether a failure says that the machine, and no document, is to blame. */
 bool IsOfMachine(const Failure& failure);
 
-/** What to tell when standard output is closed, full, or read by nobody. */
+/** What to tell the user when the worker program is not where it was installed. */
+Failure BrokenInstallation();
+
+/** What to tell the user when standard output is closed, full, or read by nobody. */
 Failure StandardOutputFailure();
 
-/** The same of one whose result would meet a file that is to stay. */
+/** What to tell the user of a document whose result would meet a file that is to stay. */
 Failure ExistsFailure(const QString& path);
 
 } // namespace Korvel::App

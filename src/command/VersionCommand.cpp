@@ -12,7 +12,7 @@ ExitCode PrintVersion()
 {
     std::puts("pdfconvert " PROJECT_VERSION);
     ChildProcess worker;
-    worker.start(PDF::WorkerProcess::FindProgram(), {QStringLiteral("--version")});
+    worker.start(PDF::WorkerProcess::FindProgram(), {"--version"});
     if (!worker.waitForFinished() || worker.exitStatus() != QProcess::NormalExit ||
         worker.exitCode() != 0)
         throw BrokenInstallation();
@@ -20,12 +20,6 @@ ExitCode PrintVersion()
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         throw StandardOutputFailure();
     return ExitCode::Done;
-}
-
-Failure BrokenInstallation()
-{
-    return {ExitCode::Internal, "broken-installation",
-            "the program pdfconvert-worker is not where it was installed; install again"};
 }
 
 } // namespace Korvel::App

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Failure.h"
+#include "ExitCode.h"
 
 namespace Korvel::App {
 
@@ -11,8 +11,5 @@ namespace Korvel::App {
  * @throws Failure  Internal: the worker program is missing or does not run
  */
 ExitCode PrintVersion();
-
-/** For a worker program that is not where it was installed. */
-Failure BrokenInstallation();
 
 } // namespace Korvel::App

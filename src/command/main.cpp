@@ -1,11 +1,12 @@
 #include "Batch.h"
+#include "CleanTempCommand.h"
 #include "CommandLine.h"
 #include "Console.h"
-#include "ConverterFactory.h"
 #include "Descriptors.h"
 #include "FailureMessages.h"
 #include "Interruption.h"
 #include "Logging.h"
+#include "RawArguments.h"
 #include "ReportCommand.h"
 #include "VersionCommand.h"
 
@@ -45,8 +46,9 @@ public:
 };
 
 /**
- * Gives those that are closed their numbers, which files that are opened would get otherwise: they
- * would be read and written in place of the streams. So each is opened for what it is not used for.
+ * Opens the standard streams that are closed, since the next files that are opened would get their
+ * numbers, and be read and written in their place. Each is opened for what it is not used for, so
+ * that whoever uses it fails.
  */
 void OpenStandardStreams()
 {
@@ -56,7 +58,7 @@ void OpenStandardStreams()
     }
 }
 
-/** Help, or what is wrong with the command line. */
+/** Prints help, or what is wrong with the command line. */
 int Tell(const ParseResult& parsed)
 {
     const bool isHelp = parsed.code == ExitCode::Done;
@@ -76,7 +78,7 @@ int CarryOut(const Options& options, Console& console, Interruption& interruptio
         case Options::Command::Version:
             return int(PrintVersion());
         case Options::Command::CleanTemp:
-            return int(ConverterFactory::CleanUp(options.run.tempFolder));
+            return int(CleanTemp(options.run.tempFolder));
         case Options::Command::Report:
             return int(ReportCommand(options.report, console, interruption).Run());
         case Options::Command::Convert:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FileDescriptor.h"
+#include "Interrupted.h"
 
 #include <atomic>
 #include <csignal>

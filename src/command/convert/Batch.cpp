@@ -87,10 +87,9 @@ void Batch::SayWhatToKnow()
 
 std::vector<Input> Batch::Collect()
 {
-    const std::vector<std::string>& paths = options.input.paths;
-    const bool readsStandardInput = std::find(paths.begin(), paths.end(), "-") != paths.end();
     std::vector<Input> inputs = CollectInputs(
-        options.input, readsStandardInput ? factory.MakePrivateFolder() : std::string(),
+        options.input,
+        options.input.ReadsStandardInput() ? factory.MakePrivateFolder() : std::string(),
         interruption);
     tally.inputs = inputs.size();
     return inputs;

@@ -16,8 +16,6 @@
 #include "WorkerPdfProvider.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
 
 #include <QThread>
 
@@ -31,14 +29,9 @@ using PDF::Converter::WorkerConverter;
 
 namespace {
 
-std::string FolderForSessions(const std::string& tempFolder)
-{
-    return tempFolder.empty() ? PDF::SessionFolder::DefaultParent() : tempFolder;
-}
-
 std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const RunOptions& options)
 {
-    const std::string parent = FolderForSessions(options.tempFolder);
+    const std::string& parent = options.tempFolder;
     std::string error;
     std::shared_ptr<PDF::SessionFolder> session = PDF::SessionFolder::Create(parent, error);
     if (!session)
@@ -133,21 +126,6 @@ void ConverterFactory::EndWork(bool atOnce)
 ConverterFactory::~ConverterFactory()
 {
     interruption.OnSignal({});
-}
-
-ExitCode ConverterFactory::CleanUp(const std::string& tempFolder)
-{
-    const std::string parent = FolderForSessions(tempFolder);
-    std::error_code problem;
-    const std::filesystem::directory_iterator opened(parent, problem);
-    if (problem)
-        throw Failure(ExitCode::Output, "no-temporary-folder",
-                      "cannot look for temporary files in " + parent + ": " + problem.message());
-    for (const std::string& removed : PDF::SessionFolder::Sweep(parent))
-        std::printf("%s\n", removed.c_str());
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-        throw StandardOutputFailure();
-    return ExitCode::Done;
 }
 
 const std::string& ConverterFactory::TempFolder() const

@@ -55,14 +55,6 @@ public:
     ~ConverterFactory();
 
     /**
-     * Removes what killed runs have left, and prints the paths.
-     *
-     * @param tempFolder  where their session folders are; empty for the default
-     * @throws Failure  Output: there is no such folder, or none that may be listed
-     */
-    static ExitCode CleanUp(const std::string& tempFolder);
-
-    /**
      * Starts workers to open and, if that is to come, to convert documents, so that the first one
      * need not wait for them.
      */

@@ -10,21 +10,6 @@ namespace Korvel::App {
 
 namespace {
 
-QString WordFor(OnExists what)
-{
-    switch (what) {
-    case OnExists::Number:
-        return "number";
-    case OnExists::Fail:
-        return "fail";
-    case OnExists::Skip:
-        return "skip";
-    case OnExists::Overwrite:
-        return "overwrite";
-    }
-    return {};
-}
-
 /** The pixels that a picture fits into; empty where its resolution decides. */
 QString SizeOf(const PageOptions& pages)
 {
@@ -40,7 +25,7 @@ QJsonObject JournalSettings(const OutputOptions& output, const PageOptions& page
     return {{"folder", QDir::currentPath()},
             {"output", QString::fromStdString(output.path)},
             {"format", QString::fromStdString(output.format)},
-            {"on-exists", WordFor(output.onExists)},
+            {"on-exists", onExistsWords.at(std::size_t(output.onExists))},
             {"pages", QString::fromStdString(pages.ranges)},
             {"gray", pages.gray},
             {"quality", pages.quality},

@@ -1,141 +1,198 @@
 #include "CommandLine.h"
 
-#include "ManualPage.h"
-#include "OptionTable.h"
-#include "OutputTemplate.h"
-#include "ReportOptionTable.h"
+#include "Failure.h"
+#include "HelpPages.h"
+#include "OptionAdder.h"
+#include "OptionList.h"
+#include "OptionRules.h"
+#include "RawArguments.h"
+#include "SessionFolder.h"
 #include "ShellCompletion.h"
-#include "Text.h"
 
 #include <algorithm>
-#include <cstring>
-#include <map>
+#include <cmath>
+#include <limits>
+#include <sstream>
 #include <string_view>
+
+#include <QString>
 
 namespace Korvel::App {
 
 namespace {
 
-ParseResult UsageError(const std::string& message, const std::string& command = "pdfconvert")
+/**
+ * Complains about a text that is no number from `least` to `most`.
+ *
+ * Other texts are made what was understood, as CLI11 reads 010 as 8.
+ */
+template <typename Number>
+CLI::Validator InRange(Number least, Number most, const std::string& what)
 {
-    return {std::nullopt, "pdfconvert: " + message + "\nTry '" + command + " --help'.\n",
-            ExitCode::Usage};
-}
-
-ProgressStyle ToProgressStyle(const std::string& word)
-{
-    static const std::map<std::string, ProgressStyle> words{
-        {"", ProgressStyle::Auto},     {"auto", ProgressStyle::Auto},
-        {"bar", ProgressStyle::Bar},   {"plain", ProgressStyle::Plain},
-        {"json", ProgressStyle::Json}, {"none", ProgressStyle::None}};
-    return words.at(word);
-}
-
-OnExists ToOnExists(const std::string& word)
-{
-    static const std::map<std::string, OnExists> words{{"", OnExists::Number},
-                                                       {"number", OnExists::Number},
-                                                       {"fail", OnExists::Fail},
-                                                       {"skip", OnExists::Skip},
-                                                       {"overwrite", OnExists::Overwrite}};
-    return words.at(word);
-}
-
-/** The template that -o, -d and -f come to. */
-std::string OutputOf(const std::string& path, const std::string& folder, std::string& format)
-{
-    if (folder.empty())
-        return path;
-    const QString escaped = QString::fromStdString(folder).replace('%', "%%") + '/';
-    if (!path.empty())
-        return escaped.toStdString() + path;
-    if (format.empty())
-        format = "png";
-    const bool isPicture = OutputTemplate::IsPictureFormat(QString::fromStdString(format));
-    return escaped.toStdString() + (isPicture ? "%s-%d." : "%s.") + format;
-}
-
-/** Whether to do something that needs no input; complains about what else would be left undone. */
-bool NeedsNoInput(const Arguments& arguments)
-{
-    const InputOptions& input = arguments.options.input;
-    const bool isOnly = arguments.cleanTemp != arguments.version &&
-                        !arguments.options.console.json && input.paths.empty() &&
-                        input.list.empty();
-    if ((arguments.cleanTemp || arguments.version) && !isOnly)
-        throw Failure(ExitCode::Usage, "usage",
-                      std::string(arguments.cleanTemp ? "--clean-temp" : "--version") +
-                          " does nothing else; leave inputs and --json away");
-    return isOnly;
-}
-
-/** Takes over what CLI11 has no type for, and complains about what does not go together. */
-Options Complete(const Arguments& arguments)
-{
-    const auto refuse = [](const std::string& message) {
-        throw Failure(ExitCode::Usage, "usage", message);
+    const auto check = [=](std::string& text) -> std::string {
+        bool isNumber = false;
+        const double value = QString::fromStdString(text).toDouble(&isNumber);
+        const bool isWhole = std::is_floating_point_v<Number> || value == std::floor(value);
+        if (isNumber && value >= least && value <= most && isWhole) {
+            text = QString::number(value, 'g', std::numeric_limits<double>::max_digits10)
+                       .toStdString();
+            return {};
+        }
+        std::ostringstream complaint;
+        complaint << "'" << text << "' is not " << what << " from " << least << " to " << most;
+        return complaint.str();
     };
-    Options options = arguments.options;
-    if (NeedsNoInput(arguments)) {
-        options.command =
-            arguments.version ? Options::Command::Version : Options::Command::CleanTemp;
+    return CLI::Validator(check, {});
+}
+
+/** What the arguments of main() say. */
+struct Given
+{
+    Options options;
+    /** The value of --directory. */
+    std::string folder;
+    /** Shell to print a script for, in place of everything else. */
+    std::string completion;
+    /** Do this in place of everything else. */
+    bool manual = false;
+    bool version = false;
+    bool cleanTemp = false;
+};
+
+void AddInputs(OptionAdder& add, InputOptions& input)
+{
+    add.Files("INPUT", input.paths);
+    add.Value("--from-list", input.list);
+    add.Flag("--null", input.isListNulSeparated);
+    add.Read("--shard", [&input](const std::string& text) { input.shard = Shard::Parse(text); })
+        ->check(ProblemOfShard);
+}
+
+void AddOutput(OptionAdder& add, Given& given)
+{
+    OutputOptions& output = given.options.output;
+    add.Value("--output", output.path);
+    add.Value("--directory", given.folder);
+    add.WordOfAnyCase("--format", output.format);
+    add.Word("--on-exists", output.onExists);
+    add.Flag("--dry-run", given.options.run.isDry);
+}
+
+void AddPages(OptionAdder& add, PageOptions& pages)
+{
+    add.Value("--pages", pages.ranges)->check(ProblemOfPages);
+    CLI::Option* const resolution = add.Value("--resolution", pages.resolution)
+                                        ->transform(InRange(1.0, 4800.0, "a resolution"));
+    add.Read("--size", [&pages](const std::string& text) { pages.size = ToSize(text); })
+        ->excludes(resolution)
+        ->check(ProblemOfSize);
+    add.Flag("--gray", pages.gray);
+    add.Value("--quality", pages.quality)->transform(InRange(1, 100, "a quality"));
+    add.Word("--compression", pages.compression);
+}
+
+void AddPasswords(OptionAdder& add, PasswordOptions& passwords)
+{
+    const std::vector<CLI::Option*> ways{add.Value("--password-file", passwords.file),
+                                         add.Value("--password-env", passwords.variable),
+                                         add.Value("--password-fd", passwords.descriptor)
+                                             ->transform(InRange(0, 1 << 20, "a file descriptor")),
+                                         add.Any("--password", passwords.password),
+                                         add.Flag("--ask-password", passwords.asksFirst)};
+    for (CLI::Option* const way : ways) {
+        for (CLI::Option* const other : ways) {
+            if (way != other)
+                way->excludes(other);
+        }
+    }
+    add.Value("--password-map", passwords.map);
+    add.Flag("--no-input", passwords.neverAsks)->excludes(ways.back());
+}
+
+void AddRun(OptionAdder& add, RunOptions& run, JournalOptions& journal)
+{
+    add.Value("--jobs", run.jobs)->transform(InRange(1, 256, "a number"));
+    add.Value("--timeout", run.timeout)->transform(InRange(0.1, 86400.0, "a time"));
+    add.Value("--memory-limit", run.memoryLimit)->transform(InRange(256, 1 << 20, "a number"));
+    add.Value("--journal", journal.path);
+    add.Flag("--retry-failed", journal.retriesFailed);
+    add.Flag("--fail-fast", run.failsFast);
+    add.Flag("--warning-exit-0", run.warningsAreFine);
+    add.Value("--temp-dir", run.tempFolder);
+    add.Flag("--keep-temp", run.keepsTemporaries);
+}
+
+void AddReporting(OptionAdder& add, Options& options)
+{
+    add.Flag("--inspect", options.run.inspects);
+    add.Flag("--json", options.console.json);
+    add.Word("--progress", options.console.progress);
+    add.Flag("--quiet", options.console.quiet);
+    add.Value("--verbose", options.console.verbosity)->transform(InRange(0, 99, "a level"));
+}
+
+void AddOptions(CLI::App& app, Given& given)
+{
+    OptionAdder add(app, OptionList());
+    AddInputs(add, given.options.input);
+    AddOutput(add, given);
+    AddPages(add, given.options.pages);
+    AddPasswords(add, given.options.passwords);
+    AddRun(add, given.options.run, given.options.journal);
+    add.Flag("--clean-temp", given.cleanTemp);
+    AddReporting(add, given.options);
+    add.Flag("--version", given.version);
+    add.Word("--completion", given.completion);
+    app.add_flag("--manual", given.manual); // for the build, and in no help
+}
+
+void AddReportOptions(CLI::App& app, ReportOptions& report)
+{
+    OptionAdder add(app, ReportOptionList());
+    add.Files("JOURNAL", report.journals);
+    add.Flag("--json", report.json);
+    add.Flag("--follow", report.follows);
+}
+
+[[noreturn]] void Refuse(const std::string& message)
+{
+    throw Failure(ExitCode::Usage, "usage", message);
+}
+
+/** Whether to do something that takes no documents; complains about what would be left undone. */
+bool TakesNoDocument(const Given& given)
+{
+    const InputOptions& input = given.options.input;
+    const bool isAlone = given.cleanTemp != given.version && !given.options.console.json &&
+                         input.paths.empty() && input.list.empty();
+    if ((given.cleanTemp || given.version) && !isAlone)
+        Refuse(std::string(given.cleanTemp ? "--clean-temp" : "--version") +
+               " does nothing else; leave inputs and --json away");
+    return isAlone;
+}
+
+Options Complete(const Given& given)
+{
+    using Command = Options::Command;
+    Options options = given.options;
+    if (options.run.tempFolder.empty())
+        options.run.tempFolder = PDF::SessionFolder::DefaultParent();
+    if (TakesNoDocument(given)) {
+        options.command = given.version ? Command::Version : Command::CleanTemp;
         return options;
     }
-    InputOptions& input = options.input;
-    OutputOptions& output = options.output;
-    const PasswordOptions& passwords = options.passwords;
-    const RunOptions& run = options.run;
-    const auto standardInputs = std::count(input.paths.begin(), input.paths.end(), "-");
-    if (input.paths.empty() && input.list.empty())
-        refuse("there is no INPUT; name the PDFs to convert");
-    if (standardInputs + int(input.list == "-") + int(passwords.file == "-") +
-            int(passwords.map == "-") + int(passwords.descriptor == 0) >
-        1)
-        refuse("standard input can be read only once; it is named by several '-'");
-    if (input.isListNulSeparated && input.list.empty())
-        refuse("-0 goes with --from-list only");
-    input.shard = Shard::Parse(arguments.shard);
-    if (input.shard && (input.list.empty() || !input.paths.empty()))
-        refuse("--shard goes with --from-list only, and with no INPUT: every run would convert it");
-
-    if (options.journal.retriesFailed && options.journal.path.empty())
-        refuse("--retry-failed goes with --journal only");
-    if (!options.journal.path.empty() && (run.isDry || run.inspects || run.failsFast ||
-                                          output.IsStandardOutput() || standardInputs > 0))
-        refuse("--journal goes neither with standard input or output as a document, nor with "
-               "--dry-run, --inspect or --fail-fast");
-
-    options.console.progress = ToProgressStyle(arguments.progress);
-    options.pages.size = ToSize(arguments.size);
-    if (run.inspects) {
-        output = OutputOptions(); // there are no results
-        return options;
-    }
-    const std::string given = output.path;
-    if (given.empty() && arguments.folder.empty())
-        refuse("there is neither --output nor --directory to say where the results go");
-    output.onExists = ToOnExists(arguments.onExists);
-    output.path = OutputOf(given, arguments.folder, output.format);
-    if (output.IsStandardOutput() && output.format.empty())
-        refuse("-o - needs a format; name it with -f");
-    if (output.IsStandardOutput() && options.console.json)
-        refuse("--json writes to standard output, and so does -o -");
-    if (!arguments.folder.empty() && (given == "-" || given[0] == '/'))
-        refuse("-o " + given + " does not go with --directory");
-    const QString wanted = QString::fromStdString(output.format);
-    const QString format =
-        output.IsStandardOutput()
-            ? wanted
-            : OutputTemplate::Parse(QString::fromStdString(output.path), wanted).Format();
-    if (!options.pages.ranges.empty() && format == QLatin1String("pdf"))
-        refuse("--pages does not go with a PDF as output, which is converted whole");
+    if (options.run.inspects)
+        options.output = OutputOptions(); // there are no results
+    else if (!given.folder.empty())
+        PutInto(given.folder, options.output);
+    CheckTogether(options);
     return options;
 }
 
-Options ToOptions(const ReportOptions& report)
+Options ForReport(const ReportOptions& report)
 {
     if (report.journals.empty())
-        throw Failure(ExitCode::Usage, "usage", "there is no JOURNAL; name the journals to add up");
+        Refuse("there is no JOURNAL; name the journals to add up");
     Options options;
     options.command = Options::Command::Report;
     options.report = report;
@@ -143,12 +200,11 @@ Options ToOptions(const ReportOptions& report)
 }
 
 /** Whether it is an option with an empty value, such as "--journal=". */
-bool IsEmptyOption(const CLI::App& table, const std::string& argument)
+bool IsEmptyOption(const std::string& argument)
 {
-    if (argument.compare(0, 2, "--") != 0 || argument.back() != '=')
-        return false;
-    const auto* const option = table.get_option_no_throw(argument.substr(0, argument.size() - 1));
-    return option && option->get_items_expected_max() > 0;
+    return std::any_of(OptionList().begin(), OptionList().end(), [&](const Option& option) {
+        return option.TakesValue() && argument == option.names.back() + '=';
+    });
 }
 
 /**
@@ -156,14 +212,14 @@ bool IsEmptyOption(const CLI::App& table, const std::string& argument)
  *
  * An empty value is an argument of its own, as CLI11 would take the next one in its place.
  */
-std::vector<std::string> ToParse(const CLI::App& table, int argc, const char* const* argv)
+std::vector<std::string> ToParse(int argc, const char* const* argv)
 {
     std::vector<std::string> arguments;
     bool mayBeOption = true;
     for (int i = 1; i < argc; ++i) {
         arguments.emplace_back(argv[i]);
         mayBeOption = mayBeOption && arguments.back() != "--";
-        if (mayBeOption && IsEmptyOption(table, arguments.back())) {
+        if (mayBeOption && IsEmptyOption(arguments.back())) {
             arguments.back().pop_back();
             arguments.emplace_back();
         }
@@ -172,73 +228,56 @@ std::vector<std::string> ToParse(const CLI::App& table, int argc, const char* co
     return arguments;
 }
 
-/** An argument without a value, which may be a password for an option that is misspelt. */
-std::string OptionIn(const std::string& argument)
+/** What CLI11 complains of, without a value: it may be a password for an option misspelt. */
+std::string MessageOf(const CLI::ParseError& error, const CLI::App& app)
 {
-    return argument.substr(0, argument.find('='));
+    if (!dynamic_cast<const CLI::ExtrasError*>(&error))
+        return error.what();
+    const std::string argument = app.remaining().front();
+    return "there is no option " + argument.substr(0, argument.find('='));
 }
 
-/** The value of --password in an argument; null when it holds none. */
-const char* PasswordIn(const char* const* argv, int i)
+ParseResult Done(const Given& given)
 {
-    constexpr std::string_view option = "--password";
-    if (argv[i - 1] == option)
-        return argv[i];
-    const bool isBoth = std::string_view(argv[i]).substr(0, option.size() + 1) == "--password=";
-    return isBoth ? argv[i] + option.size() + 1 : nullptr;
+    if (!given.completion.empty())
+        return {std::nullopt, ShellCompletion(given.completion), ExitCode::Done};
+    if (given.manual)
+        return {std::nullopt, ManualPage(), ExitCode::Done};
+    return {Complete(given), {}, ExitCode::Done};
+}
+
+ParseResult UsageError(const std::string& message, const std::string& command)
+{
+    return {std::nullopt, "pdfconvert: " + message + "\nTry '" + command + " --help'.\n",
+            ExitCode::Usage};
 }
 
 } // namespace
 
 ParseResult ParseCommandLine(int argc, const char* const* argv)
 {
-    for (int i = 1; i < argc; ++i) {
-        if (!IsUtf8(argv[i]) && PasswordIn(argv, i))
-            return UsageError("the password is not valid UTF-8; give it with --password-file");
-        if (!IsUtf8(argv[i]))
-            return UsageError("the argument '" + Escaped(argv[i]) +
-                              "' is not valid UTF-8; rename the file");
-        if (HasMark(argv[i]))
-            return UsageError("an argument begins with a byte order mark; put ./ in front of it "
-                              "where it is a file");
-    }
-
-    Arguments arguments;
-    ReportOptions summary;
+    if (const std::string problem = ProblemOfArguments(argc, argv); !problem.empty())
+        return UsageError(problem, "pdfconvert");
+    Given given;
+    CLI::App app;
+    AddOptions(app, given);
+    CLI::App& report = *app.add_subcommand("report");
+    AddReportOptions(report, given.options.report);
     const bool isReport = argc > 1 && std::string_view(argv[1]) == "report";
-    const std::unique_ptr<CLI::App> table =
-        isReport ? MakeReportTable(summary) : MakeOptionTable(arguments);
+    report.disabled(!isReport); // elsewhere the word is a file's name
+    const char* const command = isReport ? "pdfconvert report" : "pdfconvert";
     try {
-        table->parse(ToParse(*table, argc - int(isReport), argv + int(isReport)));
+        auto parsed = ToParse(argc, argv);
+        app.parse(parsed);
         if (isReport)
-            return {ToOptions(summary), {}, ExitCode::Done};
-        if (!arguments.completion.empty())
-            return {std::nullopt,
-                    ShellCompletion(*table, *MakeReportTable(summary), arguments.completion),
-                    ExitCode::Done};
-        if (arguments.manual)
-            return {std::nullopt, ManualPage(*table, *MakeReportTable(summary)), ExitCode::Done};
-        return {Complete(arguments), {}, ExitCode::Done};
+            return {ForReport(given.options.report), {}, ExitCode::Done};
+        return Done(given);
     } catch (const CLI::CallForHelp&) {
-        // CLI11 puts two empty lines behind each group.
-        return {std::nullopt,
-                QString::fromStdString(table->help()).replace("\n\n\n", "\n\n").toStdString(),
-                ExitCode::Done};
-    } catch (const CLI::ExtrasError&) {
-        return UsageError("there is no option " + OptionIn(table->remaining().front()),
-                          table->get_name());
+        return {std::nullopt, isReport ? ReportHelpPage() : HelpPage(), ExitCode::Done};
     } catch (const CLI::ParseError& error) {
-        return UsageError(error.what(), table->get_name());
+        return UsageError(MessageOf(error, isReport ? report : app), command);
     } catch (const Failure& failure) {
-        return UsageError(failure.what(), table->get_name());
-    }
-}
-
-void HidePassword(int argc, char** argv)
-{
-    for (int i = 1; i < argc; ++i) {
-        if (const char* const password = PasswordIn(argv, i))
-            std::memset(argv[i] + (password - argv[i]), '*', std::strlen(password));
+        return UsageError(failure.what(), command);
     }
 }
 

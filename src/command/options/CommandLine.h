@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Failure.h"
+#include "ExitCode.h"
 #include "Options.h"
 
 #include <optional>
@@ -18,8 +18,5 @@ struct ParseResult
 
 /** Reads the arguments of main(). Touches no file. */
 ParseResult ParseCommandLine(int argc, const char* const* argv);
-
-/** Overwrites a password among the arguments, which the list of processes shows. */
-void HidePassword(int argc, char** argv);
 
 } // namespace Korvel::App

@@ -2,6 +2,7 @@
 
 #include "Shard.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,7 +12,7 @@ namespace Korvel::App {
 /** Which documents to take. */
 struct InputOptions
 {
-    /** As given; "-" stands for standard input. */
+    /** The paths as they were given; "-" stands for standard input. */
     std::vector<std::string> paths;
     /** File with further paths, one a line, "-" for standard input; empty for none. */
     std::string list;
@@ -19,6 +20,12 @@ struct InputOptions
     bool isListNulSeparated = false;
     /** The share of the list to convert; all of it without one. */
     std::optional<Shard> shard;
+
+    /** Whether standard input is one of the documents. */
+    bool ReadsStandardInput() const
+    {
+        return std::find(paths.begin(), paths.end(), "-") != paths.end();
+    }
 };
 
 } // namespace Korvel::App

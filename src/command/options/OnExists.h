@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+
 namespace Korvel::App {
 
 /** What to do about a result whose path is taken. */
@@ -9,5 +11,8 @@ enum class OnExists {
     Skip,     ///< leave this result away
     Overwrite ///< replace the file
 };
+
+/** How the command line and journals call them, in their order. */
+inline constexpr std::array<const char*, 4> onExistsWords{"number", "fail", "skip", "overwrite"};
 
 } // namespace Korvel::App

@@ -1,6 +1,7 @@
 #include "OutputTemplate.h"
 
 #include "Failure.h"
+#include "ResultFormat.h"
 
 #include <algorithm>
 
@@ -12,15 +13,6 @@ namespace Korvel::App {
 
 namespace {
 
-const QStringList& PictureFormats()
-{
-    static const QStringList formats{QStringLiteral("png"),  QStringLiteral("jpg"),
-                                     QStringLiteral("jpeg"), QStringLiteral("tif"),
-                                     QStringLiteral("tiff"), QStringLiteral("bmp"),
-                                     QStringLiteral("webp")};
-    return formats;
-}
-
 Failure Unusable(const QString& text, const std::string& why)
 {
     return {ExitCode::Usage, "usage", "'" + text.toStdString() + "' " + why};
@@ -30,17 +22,22 @@ Failure Unusable(const QString& text, const std::string& why)
 
 QStringList OutputTemplate::Formats()
 {
-    return PictureFormats() + QStringList{QStringLiteral("txt"), QStringLiteral("pdf")};
+    QStringList formats;
+    for (const ResultFormat& format : resultFormats)
+        formats.append(format.suffix);
+    return formats;
 }
 
 bool OutputTemplate::IsPictureFormat(const QString& format)
 {
-    return PictureFormats().contains(format);
+    return std::any_of(
+        std::begin(resultFormats), std::end(resultFormats),
+        [&format](const ResultFormat& known) { return known.isPicture && format == known.suffix; });
 }
 
 OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedFormat)
 {
-    static const QRegularExpression place(QStringLiteral("%(%|s|d|0([1-9])d)?"));
+    static const QRegularExpression place("%(%|s|d|0([1-9])d)?");
     OutputTemplate result;
     Piece piece;
     int end = 0;
@@ -64,14 +61,13 @@ OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedF
     piece.text += text.mid(end);
     result.pieces.push_back(piece);
 
-    const QFileInfo example(result.Path(QStringLiteral("input"), 1));
+    const QFileInfo example(result.Path("input", 1));
     result.format = wantedFormat.isEmpty() ? example.suffix().toLower() : wantedFormat;
     if (!Formats().contains(result.format) || example.completeBaseName().isEmpty())
         throw Failure(ExitCode::Usage, "usage",
                       "cannot tell the format of '" + text.toStdString() +
                           "'; name it with -f, or end the output's name with one of ." +
-                          Formats().join(QStringLiteral(" .")).toStdString() +
-                          "; a folder is named with -d");
+                          Formats().join(" .").toStdString() + "; a folder is named with -d");
     if (result.format == QLatin1String("pdf") && result.HasPageNumber())
         throw Unusable(text, "has a page number, and a PDF as output is one file for the whole "
                              "document");

@@ -19,7 +19,7 @@ public:
      */
     static OutputTemplate Parse(const QString& text, const QString& format = {});
 
-    /** The suffixes of all formats. */
+    /** The suffixes of all formats, which are those that WorkerConverter supports. */
     static QStringList Formats();
 
     /** Whether a format makes pictures, one for each page. */
@@ -42,7 +42,7 @@ public:
      */
     QString Path(const QString& input, int page) const;
 
-    /** The same template with "-%0Nd" before the suffix, N the digits of `lastPage`. */
+    /** This template with "-%0Nd" before the suffix, N the digits of `lastPage`. */
     OutputTemplate WithPageNumber(int lastPage) const;
 
 private:

@@ -9,16 +9,16 @@ namespace Korvel::App {
 /** Which pages are converted, and what the results look like. */
 struct PageOptions
 {
-    /** Page ranges as given; empty for all pages. */
+    /** The page ranges as they were given; empty for all pages. */
     std::string ranges;
-    /** Dots per inch. */
+    /** The resolution of pictures in dots per inch. */
     double resolution = 150;
     /** Pixels that a picture is to fit into, in place of the resolution; empty for none. */
     QSize size;
     bool gray = false;
-    /** Of JPEG and WebP, from 1 to 100; 0 for the default. */
+    /** The quality of JPEG and WebP, from 1 to 100; 0 for the default. */
     int quality = 0;
-    /** Of PNG, "fast" or "small"; empty for the default. */
+    /** How a PNG is compressed, "fast" or "small"; empty for the default. */
     std::string compression;
 };
 

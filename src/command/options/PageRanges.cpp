@@ -13,7 +13,7 @@ namespace Korvel::App {
 
 namespace {
 
-/** 0 for the document's last page. */
+/** The page that digits or "last" name; 0 for the document's last page. */
 int ToPage(const QString& digits)
 {
     if (digits.isEmpty() || digits == QLatin1String("last"))
@@ -33,7 +33,7 @@ PageRanges PageRanges::Parse(const std::string& text)
     PageRanges result;
     if (text.empty())
         return result;
-    static const QRegularExpression form(QStringLiteral("^([0-9]+|last)(?:(-)([0-9]*|last))?$"));
+    static const QRegularExpression form("^([0-9]+|last)(?:(-)([0-9]*|last))?$");
     for (const QString& piece : QString::fromStdString(text).split(QLatin1Char(','))) {
         const auto match = form.match(piece);
         if (!match.hasMatch())

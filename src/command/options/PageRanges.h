@@ -27,7 +27,7 @@ public:
 private:
     struct Range
     {
-        /** 0 for the document's last page, as for `last`. */
+        /** The first page and the last; 0 for the document's last page. */
         int first;
         int last;
     };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+
 namespace Korvel::App {
 
 /** How the progress of a conversion is shown on standard error. */
@@ -8,7 +10,11 @@ enum class ProgressStyle {
     Bar,   ///< one line that is drawn again and again
     Plain, ///< a line every few seconds
     Json,  ///< events for other programs, in place of all messages
-    None
+    None   ///< no progress at all
 };
+
+/** How the command line calls them, in their order. */
+inline constexpr std::array<const char*, 5> progressStyleWords{"auto", "bar", "plain", "json",
+                                                               "none"};
 
 } // namespace Korvel::App

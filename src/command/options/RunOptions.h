@@ -21,7 +21,7 @@ struct RunOptions
     bool failsFast = false;
     /** End with 0 when there were warnings only. */
     bool warningsAreFine = false;
-    /** Folder for the session folder; empty for the default. */
+    /** The folder in which the session folder is made. */
     std::string tempFolder;
     /** Leave what is temporary where it is. */
     bool keepsTemporaries = false;

@@ -9,7 +9,7 @@ namespace Korvel::App {
 
 namespace {
 
-/** 0 for what is no whole number above that. */
+/** The whole number from 1 that the text is; 0 for another text. */
 std::uint64_t Number(const QString& text)
 {
     bool isNumber = false;

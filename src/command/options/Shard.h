@@ -25,7 +25,7 @@ public:
 private:
     Shard(std::uint64_t number, std::uint64_t count) : number(number), count(count) {}
 
-    /** From 1. */
+    /** The share's number, from 1. */
     std::uint64_t number;
     std::uint64_t count;
 };

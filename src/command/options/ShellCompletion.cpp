@@ -1,75 +1,32 @@
 #include "ShellCompletion.h"
 
-#include "OptionTable.h"
+#include "OptionList.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace Korvel::App {
 
 namespace {
 
-/** What a shell has to know of an option. */
-struct Completed
-{
-    /** With their dashes, the short one first. */
-    std::vector<std::string> names;
-    std::string longName;
-    /** The help's text in one line. */
-    std::string help;
-    bool takesValue = false;
-    std::vector<std::string> choices;
-
-    bool TakesFolder() const { return longName == "directory" || longName == "temp-dir"; }
-
-    std::string Joined(const std::string& separator) const
-    {
-        return CLI::detail::join(names, separator);
-    }
-};
-
-std::string InOneLine(std::string text)
-{
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    return text;
-}
-
-std::vector<Completed> OptionsOf(const CLI::App& table)
-{
-    std::vector<Completed> options;
-    for (const CLI::Option* const option : table.get_options()) {
-        if (option->get_positional() || option->get_group().empty())
-            continue;
-        Completed completed;
-        for (const std::string& name : option->get_snames())
-            completed.names.push_back("-" + name);
-        for (const std::string& name : option->get_lnames())
-            completed.names.push_back("--" + name);
-        completed.longName = option->get_lnames().front();
-        completed.help = InOneLine(option->get_description());
-        completed.takesValue = option->get_items_expected_max() > 0;
-        completed.choices = ChoicesOf(completed.longName);
-        options.push_back(completed);
-    }
-    return options;
-}
-
-/** Without the characters that mean something inside single quotes or brackets of a shell. */
+/** The text in one line, without what means something inside quotes or brackets of a shell. */
 std::string Plain(std::string text)
 {
+    std::replace(text.begin(), text.end(), '\n', ' ');
     for (const char special : {'\'', '[', ']', ':'})
         text.erase(std::remove(text.begin(), text.end(), special), text.end());
     return text;
 }
 
-std::string NamesOf(const std::vector<Completed>& options)
+std::string NamesOf(const std::vector<Option>& options)
 {
     std::string names;
-    for (const Completed& option : options)
-        names += option.Joined(" ") + " ";
+    for (const Option& option : options)
+        names += Joined(option.names, " ") + " ";
     return names;
 }
 
-std::string Bash(const std::vector<Completed>& options, const std::vector<Completed>& ofReports)
+std::string Bash(const std::vector<Option>& options, const std::vector<Option>& ofReports)
 {
     std::ostringstream script;
     script << "_pdfconvert()\n{\n"
@@ -85,16 +42,16 @@ std::string Bash(const std::vector<Completed>& options, const std::vector<Comple
               "        return\n"
               "    fi\n"
               "    case $previous in\n";
-    for (const Completed& option : options) {
-        if (!option.takesValue)
+    for (const Option& option : options) {
+        if (!option.TakesValue())
             continue;
         std::string words = "-f";
-        if (option.TakesFolder())
+        if (option.isFolder)
             words = "-d";
         else if (!option.choices.empty())
-            words = "-W '" + CLI::detail::join(option.choices, " ") + "'";
-        script << "    " << option.Joined("|") << ") mapfile -t COMPREPLY < <(compgen " << words
-               << " -- \"$current\"); return ;;\n";
+            words = "-W '" + Joined(option.choices, " ") + "'";
+        script << "    " << Joined(option.names, "|") << ") mapfile -t COMPREPLY < <(compgen "
+               << words << " -- \"$current\"); return ;;\n";
     }
     script << "    esac\n"
               "    if [[ $current == -* ]]; then\n"
@@ -112,17 +69,17 @@ std::string Bash(const std::vector<Completed>& options, const std::vector<Comple
 }
 
 /** The options as arguments of zsh's _arguments. */
-std::string ZshArguments(const std::vector<Completed>& options)
+std::string ZshArguments(const std::vector<Option>& options)
 {
     std::ostringstream arguments;
-    for (const Completed& option : options) {
+    for (const Option& option : options) {
         std::string value;
-        if (option.takesValue) {
+        if (option.TakesValue()) {
             value = ":value:_files";
-            if (option.TakesFolder())
+            if (option.isFolder)
                 value += " -/";
             else if (!option.choices.empty())
-                value = ":value:(" + CLI::detail::join(option.choices, " ") + ")";
+                value = ":value:(" + Joined(option.choices, " ") + ")";
         }
         for (const std::string& name : option.names)
             arguments << " \\\n        '" << name << '[' << Plain(option.help) << ']' << value
@@ -131,7 +88,7 @@ std::string ZshArguments(const std::vector<Completed>& options)
     return arguments.str();
 }
 
-std::string Zsh(const std::vector<Completed>& options, const std::vector<Completed>& ofReports)
+std::string Zsh(const std::vector<Option>& options, const std::vector<Option>& ofReports)
 {
     std::ostringstream script;
     script << "#compdef pdfconvert\n"
@@ -156,25 +113,25 @@ std::string Zsh(const std::vector<Completed>& options, const std::vector<Complet
 }
 
 /** The options, offered where `condition` holds. */
-std::string FishOptions(const std::vector<Completed>& options, const std::string& condition)
+std::string FishOptions(const std::vector<Option>& options, const std::string& condition)
 {
     std::ostringstream script;
-    for (const Completed& option : options) {
+    for (const Option& option : options) {
         script << "complete -c pdfconvert -n '" << condition << '\'';
         for (const std::string& name : option.names)
             script << (name[1] == '-' ? " -l " + name.substr(2) : " -s " + name.substr(1));
         if (!option.choices.empty())
-            script << " -x -a '" << CLI::detail::join(option.choices, " ") << '\'';
-        else if (option.TakesFolder())
+            script << " -x -a '" << Joined(option.choices, " ") << '\'';
+        else if (option.isFolder)
             script << " -x -a '(__fish_complete_directories)'";
-        else if (option.takesValue)
+        else if (option.TakesValue())
             script << " -r";
         script << " -d '" << Plain(option.help) << "'\n";
     }
     return script.str();
 }
 
-std::string Fish(const std::vector<Completed>& options, const std::vector<Completed>& ofReports)
+std::string Fish(const std::vector<Option>& options, const std::vector<Option>& ofReports)
 {
     return FishOptions(options, "not __fish_seen_subcommand_from report") +
            "complete -c pdfconvert -n __fish_use_subcommand -a report -d 'Add journals up'\n" +
@@ -183,11 +140,10 @@ std::string Fish(const std::vector<Completed>& options, const std::vector<Comple
 
 } // namespace
 
-std::string ShellCompletion(const CLI::App& table, const CLI::App& reportTable,
-                            const std::string& shell)
+std::string ShellCompletion(const std::string& shell)
 {
-    const std::vector<Completed> options = OptionsOf(table);
-    const std::vector<Completed> ofReports = OptionsOf(reportTable);
+    const std::vector<Option>& options = OptionList();
+    const std::vector<Option>& ofReports = ReportOptionList();
     if (shell == "bash")
         return Bash(options, ofReports);
     return shell == "zsh" ? Zsh(options, ofReports) : Fish(options, ofReports);

@@ -1,9 +1,9 @@
 #include "JournalTotals.h"
 
-#include "Failure.h"
+#include "ExitCode.h"
 
 #include <algorithm>
-#include <numeric>
+#include <map>
 
 #include <QDateTime>
 #include <QJsonArray>
@@ -15,9 +15,7 @@ namespace Korvel::App {
 
 namespace {
 
-constexpr std::size_t slowestAtMost = 5;
-
-/** 0 where the line has none. */
+/** The line's time, in milliseconds since 1970; 0 where it has none. */
 qint64 TimeOf(const QJsonObject& line)
 {
     const QString text = line[QLatin1String("time")].toString();
@@ -27,64 +25,13 @@ qint64 TimeOf(const QJsonObject& line)
 
 } // namespace
 
-qint64 Totals::Failed() const
-{
-    return std::accumulate(failed.begin(), failed.end(), qint64(0),
-                           [](qint64 sum, const auto& reason) { return sum + reason.second; });
-}
-
-double Totals::SecondsAtWork() const
-{
-    std::vector<Span> inOrder = spans;
-    std::sort(inOrder.begin(), inOrder.end(),
-              [](const Span& one, const Span& other) { return one.begin < other.begin; });
-    qint64 milliseconds = 0;
-    qint64 end = 0;
-    for (const Span& span : inOrder) {
-        milliseconds += std::max<qint64>(0, span.end - std::max(span.begin, end));
-        end = std::max(end, span.end);
-    }
-    return double(milliseconds) / 1000;
-}
-
-void Totals::AddSlow(const Slow& document)
-{
-    const auto place = std::upper_bound(
-        slowest.begin(), slowest.end(), document,
-        [](const Slow& one, const Slow& other) { return one.seconds > other.seconds; });
-    slowest.insert(place, document);
-    if (slowest.size() > slowestAtMost)
-        slowest.pop_back();
-}
-
-Totals& Totals::operator+=(const Totals& other)
-{
-    journals += other.journals;
-    runs += other.runs;
-    runsWithoutEnd += other.runsWithoutEnd;
-    pending += other.pending;
-    done += other.done;
-    repaired += other.repaired;
-    skipped += other.skipped;
-    for (const auto& [reason, count] : other.failed)
-        failed[reason] += count;
-    pages += other.pages;
-    files += other.files;
-    bytes += other.bytes;
-    spans.insert(spans.end(), other.spans.begin(), other.spans.end());
-    for (const Slow& document : other.slowest)
-        AddSlow(document);
-    return *this;
-}
-
 void JournalTotals::Take(const QJsonObject& line)
 {
     total.journals = 1;
-    static const std::map<QString, Document::State> states{
-        {QStringLiteral("planned"), Document::Planned},
-        {QStringLiteral("done"), Document::Done},
-        {QStringLiteral("skipped"), Document::Skipped},
-        {QStringLiteral("failed"), Document::Failed}};
+    static const std::map<QString, Document::State> states{{"planned", Document::Planned},
+                                                           {"done", Document::Done},
+                                                           {"skipped", Document::Skipped},
+                                                           {"failed", Document::Failed}};
     const QString event = line[QLatin1String("event")].toString();
     if (const auto state = states.find(event); state != states.end())
         TakeDocument(state->second, line);

@@ -1,68 +1,16 @@
 #pragma once
 
+#include "Totals.h"
+
 #include <array>
 #include <cstdint>
-#include <map>
 #include <unordered_map>
-#include <vector>
 
 #include <QString>
 
 class QJsonObject;
 
 namespace Korvel::App {
-
-/** What journals tell, added up. */
-struct Totals
-{
-    /** With at least one line. */
-    qint64 journals = 0;
-    qint64 runs = 0;
-    /** Of these: killed, or still at work. */
-    qint64 runsWithoutEnd = 0;
-
-    /** Documents that are planned, and have come to nothing yet. */
-    qint64 pending = 0;
-    qint64 done = 0;
-    /** Of these: with a warning, so that they want a look. */
-    qint64 repaired = 0;
-    qint64 skipped = 0;
-    /** By reason. */
-    std::map<QString, qint64> failed;
-
-    /** Of the documents that are done. */
-    qint64 pages = 0;
-    qint64 files = 0;
-    qint64 bytes = 0;
-
-    /** From a run's begin to the last that is known of it, in milliseconds since 1970. */
-    struct Span
-    {
-        qint64 begin;
-        qint64 end;
-    };
-    std::vector<Span> spans;
-
-    struct Slow
-    {
-        QString file;
-        double seconds;
-        qint64 pages;
-    };
-    /** The slowest documents that are done, a handful, the slowest first. */
-    std::vector<Slow> slowest;
-
-    qint64 Failed() const;
-    qint64 Documents() const { return pending + done + skipped + Failed(); }
-
-    /** Time in which at least one run was at work. */
-    double SecondsAtWork() const;
-
-    /** Takes a document among the slowest if it is one of them. */
-    void AddSlow(const Slow& document);
-
-    Totals& operator+=(const Totals& other);
-};
 
 /**
  * Adds one journal up, line by line: a document is what the last line about it says.
@@ -88,7 +36,7 @@ private:
         State state = Unknown;
         bool repaired = false;
         std::int32_t files = 0;
-        /** Of the document while it is planned, converted once it is done. */
+        /** The document's pages while it is planned, those converted once it is done. */
         qint64 pages = 0;
         qint64 bytes = 0;
         /** Why it has failed; shared with `total`. */
@@ -111,7 +59,7 @@ private:
     void Count(const Document& document, int sign);
 
     Totals total;
-    /** Of the last run; none while it has not ended. */
+    /** How the last run has ended; -1 while it has not. */
     int exitCode = -1;
     std::unordered_map<Key, Document, Bucket> documents;
 };

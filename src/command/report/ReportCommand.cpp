@@ -62,7 +62,7 @@ void ReportCommand::ReadOn(Journal& journal)
     try {
         journal.read = ReadJournal(journal.path, journal.read, [&](const QJsonObject& line) {
             interruption.Check();
-            journal.summary.Take(line);
+            journal.totals.Take(line);
         });
     } catch (const Failure& failure) {
         if (options.follows && QLatin1String(failure.reason) == QLatin1String("not-found"))
@@ -70,17 +70,16 @@ void ReportCommand::ReadOn(Journal& journal)
         journal.isRefused = true;
         console.Failed({}, failure);
         drawn = 0; // what is on the screen is above the message now
-        unreadable.append(
-            QJsonObject{{QStringLiteral("file"), journal.path},
-                        {QStringLiteral("reason"), QString::fromLatin1(failure.reason)},
-                        {QStringLiteral("message"), QString::fromUtf8(failure.what())}});
+        unreadable.append(QJsonObject{{"file", journal.path},
+                                      {"reason", QString::fromLatin1(failure.reason)},
+                                      {"message", QString::fromUtf8(failure.what())}});
     }
 }
 
 bool ReportCommand::IsOver() const
 {
     return std::all_of(journals.begin(), journals.end(), [](const Journal& journal) {
-        return journal.isRefused || journal.summary.IsOver();
+        return journal.isRefused || journal.totals.IsOver();
     });
 }
 
@@ -88,7 +87,7 @@ Totals ReportCommand::Total() const
 {
     Totals total;
     for (const Journal& journal : journals)
-        total += journal.summary.Total();
+        total += journal.totals.Total();
     return total;
 }
 
@@ -102,7 +101,7 @@ ExitCode ReportCommand::Code(const Totals& total) const
 QString ReportCommand::Json(const Totals& total) const
 {
     QJsonObject object = ToJson(total);
-    object[QStringLiteral("unreadable")] = unreadable;
+    object["unreadable"] = unreadable;
     QString text = QString::fromUtf8(QJsonDocument(object).toJson(
         options.follows ? QJsonDocument::Compact : QJsonDocument::Indented));
     return options.follows ? text + QLatin1Char('\n') : text;
@@ -134,7 +133,7 @@ void ReportCommand::ShowLast()
         Print(text);
 }
 
-/** In place of what was drawn before; as much as the terminal has lines for. */
+/** Draws in place of what was drawn before, as much as the terminal has lines for. */
 void ReportCommand::Draw(const QString& text)
 {
     const QString visible = FirstLines(text, terminal.Rows() - 1);

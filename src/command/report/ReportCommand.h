@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Failure.h"
+#include "ExitCode.h"
 #include "JournalTotals.h"
 #include "ReportOptions.h"
 #include "Terminal.h"
@@ -36,8 +36,8 @@ private:
     struct Journal
     {
         QString path;
-        JournalTotals summary;
-        /** In bytes from the beginning. */
+        JournalTotals totals;
+        /** How far it was read, in bytes from the beginning. */
         qint64 read = 0;
         bool isRefused = false;
     };
@@ -61,10 +61,10 @@ private:
     const Terminal terminal;
     std::vector<Journal> journals;
     QJsonArray unreadable;
-    /** What was printed last, and when. */
+    /** The text that was printed last, and how long ago. */
     QString shown;
     QElapsedTimer sinceShown;
-    /** How many lines of the terminal it takes. */
+    /** How many lines of the terminal the last text takes. */
     int drawn = 0;
 };
 

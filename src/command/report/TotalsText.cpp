@@ -1,7 +1,7 @@
 #include "TotalsText.h"
 
-#include "JournalTotals.h"
 #include "Text.h"
+#include "Totals.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,7 +17,7 @@ constexpr int columnWidth = 12;
 
 using Reason = std::pair<QString, qint64>;
 
-/** The most frequent first. */
+/** The reasons and how often each has come, the most frequent first. */
 std::vector<Reason> Sorted(const std::map<QString, qint64>& failed)
 {
     std::vector<Reason> reasons(failed.begin(), failed.end());
@@ -53,21 +53,21 @@ QString Size(qint64 bytes)
 QString Duration(double seconds)
 {
     const qint64 whole = std::llround(seconds);
-    return QStringLiteral("%1:%2:%3")
+    return QString("%1:%2:%3")
         .arg(whole / 3600)
         .arg(whole / 60 % 60, 2, 10, QLatin1Char('0'))
         .arg(whole % 60, 2, 10, QLatin1Char('0'));
 }
 
-double PagesPerSecond(const Totals& summary)
+double PagesPerSecond(const Totals& totals)
 {
-    const double seconds = summary.SecondsAtWork();
-    return seconds > 0 ? double(summary.pages) / seconds : 0;
+    const double seconds = totals.SecondsAtWork();
+    return seconds > 0 ? double(totals.pages) / seconds : 0;
 }
 
-QString Rate(const Totals& summary)
+QString Rate(const Totals& totals)
 {
-    return QString::number(PagesPerSecond(summary), 'f', 1);
+    return QString::number(PagesPerSecond(totals), 'f', 1);
 }
 
 /** A line with a number in the column. */
@@ -76,104 +76,99 @@ QString Row(const QString& number, const QString& text)
     return number.rightJustified(columnWidth) + QLatin1Char(' ') + text + QLatin1Char('\n');
 }
 
-QString Done(const Totals& summary)
+QString Done(const Totals& totals)
 {
-    if (summary.repaired == 0)
-        return QStringLiteral("done");
-    return QStringLiteral("done; %1 of them repaired, which %2 a look")
-        .arg(Number(summary.repaired), QLatin1String(summary.repaired == 1 ? "wants" : "want"));
+    if (totals.repaired == 0)
+        return "done";
+    return QString("done; %1 of them repaired, which %2 a look")
+        .arg(Number(totals.repaired), QLatin1String(totals.repaired == 1 ? "wants" : "want"));
 }
 
-QString Runs(const Totals& summary)
+QString Runs(const Totals& totals)
 {
-    QString text = Noun(summary.runs, "run");
-    if (summary.runsWithoutEnd > 0)
-        text += QStringLiteral("; %1 without an end: killed, or still at work")
-                    .arg(Number(summary.runsWithoutEnd));
+    QString text = Noun(totals.runs, "run");
+    if (totals.runsWithoutEnd > 0)
+        text += QString("; %1 without an end: killed, or still at work")
+                    .arg(Number(totals.runsWithoutEnd));
     return text;
 }
 
-/** In a column of their own, below that of all failures. */
-QString FailuresText(const Totals& summary)
+/** The failures by their reasons, in a column of their own below the number of all. */
+QString FailuresText(const Totals& totals)
 {
     QString text;
     int width = 0;
-    for (const auto& [reason, count] : Sorted(summary.failed)) {
+    for (const auto& [reason, count] : Sorted(totals.failed)) {
         width = std::max(width, Number(count).size());
-        text +=
-            Row(QString(),
-                QStringLiteral("  %1 %2").arg(Number(count), width).arg(WithoutControls(reason)));
+        text += Row(QString(),
+                    QString("  %1 %2").arg(Number(count), width).arg(WithoutControls(reason)));
     }
     return text;
 }
 
-QString SlowestText(const Totals& summary)
+QString SlowestText(const Totals& totals)
 {
     QString text;
-    for (const Totals::Slow& document : summary.slowest)
+    for (const Totals::Slow& document : totals.slowest)
         text += Row(QString::number(document.seconds, 'f', 1),
-                    QStringLiteral("s for %1 of %2")
+                    QString("s for %1 of %2")
                         .arg(Counted(document.pages, "page"), WithoutControls(document.file)));
-    return text.isEmpty() ? text : QStringLiteral("\nThe slowest:\n") + text;
+    return text.isEmpty() ? text : "\nThe slowest:\n" + text;
 }
 
 } // namespace
 
-QString ToText(const Totals& summary)
+QString ToText(const Totals& totals)
 {
-    const qint64 documents = summary.Documents();
-    const qint64 failed = summary.Failed();
-    return Row(Number(summary.journals), Noun(summary.journals, "journal")) +
-           Row(Number(summary.runs), Runs(summary)) +
-           Row(Duration(summary.SecondsAtWork()), QStringLiteral("at work")) +
+    const qint64 documents = totals.Documents();
+    const qint64 failed = totals.Failed();
+    return Row(Number(totals.journals), Noun(totals.journals, "journal")) +
+           Row(Number(totals.runs), Runs(totals)) +
+           Row(Duration(totals.SecondsAtWork()), "at work") +
            Row(Number(documents), Noun(documents, "document")) +
-           Row(Number(summary.pending), QStringLiteral("to do")) +
-           Row(Number(summary.done), Done(summary)) +
-           Row(Number(summary.skipped), QStringLiteral("skipped")) +
-           Row(Number(failed), QStringLiteral("failed")) + FailuresText(summary) +
-           Row(Number(summary.pages),
-               Noun(summary.pages, "page") + QStringLiteral(", %1 a second").arg(Rate(summary))) +
-           Row(Number(summary.files),
-               Noun(summary.files, "file") + QStringLiteral(" of ") + Size(summary.bytes)) +
-           SlowestText(summary);
+           Row(Number(totals.pending), "to do") + Row(Number(totals.done), Done(totals)) +
+           Row(Number(totals.skipped), "skipped") + Row(Number(failed), "failed") +
+           FailuresText(totals) +
+           Row(Number(totals.pages),
+               Noun(totals.pages, "page") + QString(", %1 a second").arg(Rate(totals))) +
+           Row(Number(totals.files), Noun(totals.files, "file") + " of " + Size(totals.bytes)) +
+           SlowestText(totals);
 }
 
-QString ToLine(const Totals& summary)
+QString ToLine(const Totals& totals)
 {
-    return QStringLiteral("%1 of %2 done, %3 to do, %4 skipped, %5 failed; %6, %7 a second")
-        .arg(Number(summary.done), Counted(summary.Documents(), "document"),
-             Number(summary.pending), Number(summary.skipped), Number(summary.Failed()),
-             Counted(summary.pages, "page"), Rate(summary));
+    return QString("%1 of %2 done, %3 to do, %4 skipped, %5 failed; %6, %7 a second")
+        .arg(Number(totals.done), Counted(totals.Documents(), "document"), Number(totals.pending),
+             Number(totals.skipped), Number(totals.Failed()), Counted(totals.pages, "page"),
+             Rate(totals));
 }
 
-QJsonObject ToJson(const Totals& summary)
+QJsonObject ToJson(const Totals& totals)
 {
     QJsonArray failures;
-    for (const auto& [reason, count] : Sorted(summary.failed))
-        failures.append(
-            QJsonObject{{QStringLiteral("reason"), reason}, {QStringLiteral("documents"), count}});
+    for (const auto& [reason, count] : Sorted(totals.failed))
+        failures.append(QJsonObject{{"reason", reason}, {"documents", count}});
     QJsonArray slowest;
-    for (const Totals::Slow& document : summary.slowest)
-        slowest.append(QJsonObject{{QStringLiteral("file"), document.file},
-                                   {QStringLiteral("seconds"), document.seconds},
-                                   {QStringLiteral("pages"), document.pages}});
-    return {{QStringLiteral("version"), 1},
-            {QStringLiteral("journals"), summary.journals},
-            {QStringLiteral("runs"), summary.runs},
-            {QStringLiteral("runsWithoutEnd"), summary.runsWithoutEnd},
-            {QStringLiteral("documents"), summary.Documents()},
-            {QStringLiteral("pending"), summary.pending},
-            {QStringLiteral("done"), summary.done},
-            {QStringLiteral("repaired"), summary.repaired},
-            {QStringLiteral("skipped"), summary.skipped},
-            {QStringLiteral("failed"), summary.Failed()},
-            {QStringLiteral("failures"), failures},
-            {QStringLiteral("pages"), summary.pages},
-            {QStringLiteral("files"), summary.files},
-            {QStringLiteral("bytes"), summary.bytes},
-            {QStringLiteral("seconds"), summary.SecondsAtWork()},
-            {QStringLiteral("pagesPerSecond"), PagesPerSecond(summary)},
-            {QStringLiteral("slowest"), slowest}};
+    for (const Totals::Slow& document : totals.slowest)
+        slowest.append(QJsonObject{
+            {"file", document.file}, {"seconds", document.seconds}, {"pages", document.pages}});
+    return {{"version", 1},
+            {"journals", totals.journals},
+            {"runs", totals.runs},
+            {"runsWithoutEnd", totals.runsWithoutEnd},
+            {"documents", totals.Documents()},
+            {"pending", totals.pending},
+            {"done", totals.done},
+            {"repaired", totals.repaired},
+            {"skipped", totals.skipped},
+            {"failed", totals.Failed()},
+            {"failures", failures},
+            {"pages", totals.pages},
+            {"files", totals.files},
+            {"bytes", totals.bytes},
+            {"seconds", totals.SecondsAtWork()},
+            {"pagesPerSecond", PagesPerSecond(totals)},
+            {"slowest", slowest}};
 }
 
 } // namespace Korvel::App

@@ -7,13 +7,13 @@ namespace Korvel::App {
 
 struct Totals;
 
-/** What to print of a summary: numbers in a column, and behind them what they count. */
-QString ToText(const Totals& summary);
+/** The totals for people: numbers in a column, and behind them what they count. */
+QString ToText(const Totals& totals);
 
-/** The same in a few words, without line feed. */
-QString ToLine(const Totals& summary);
+/** The totals in a few words, without line feed. */
+QString ToLine(const Totals& totals);
 
-/** The same for programs, as docs/command.md describes it. */
-QJsonObject ToJson(const Totals& summary);
+/** The totals for programs, as docs/command.md describes it. */
+QJsonObject ToJson(const Totals& totals);
 
 } // namespace Korvel::App

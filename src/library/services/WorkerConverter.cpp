@@ -1,6 +1,7 @@
 #include "WorkerConverter.h"
 
 #include "RequestPath.h"
+#include "ResultFormat.h"
 #include "ServicesLog.h"
 
 #include <vector>
@@ -17,16 +18,12 @@ namespace {
 /** The formats by the suffixes that ask for them. */
 const std::map<QString, QString>& FormatsBySuffix()
 {
-    static const std::map<QString, QString> formats{
-        {QStringLiteral("bmp"), QStringLiteral("bmp")},
-        {QStringLiteral("jpeg"), QStringLiteral("jpg")},
-        {QStringLiteral("jpg"), QStringLiteral("jpg")},
-        {QStringLiteral("pdf"), QStringLiteral("pdf")},
-        {QStringLiteral("png"), QStringLiteral("png")},
-        {QStringLiteral("tif"), QStringLiteral("tif")},
-        {QStringLiteral("tiff"), QStringLiteral("tif")},
-        {QStringLiteral("txt"), QStringLiteral("txt")},
-        {QStringLiteral("webp"), QStringLiteral("webp")}};
+    static const std::map<QString, QString> formats = [] {
+        std::map<QString, QString> bySuffix;
+        for (const ResultFormat& format : resultFormats)
+            bySuffix[format.suffix] = format.name;
+        return bySuffix;
+    }();
     return formats;
 }
 

@@ -1,5 +1,7 @@
 #include "CommandLine.h"
 
+#include "OptionList.h"
+
 #include <gmock/gmock.h>
 
 #include <QString>
@@ -202,6 +204,48 @@ TEST(CommandLine, PrintsHelpAndIsDone)
     for (const char* word : {"INPUT", "--output", "--pages", "--password-file", "--temp-dir",
                              "Output:", "Passwords:", "Examples", "Exit codes", "130"})
         EXPECT_THAT(help.text, HasSubstr(word));
+}
+
+TEST(CommandLine, UnderstandsEveryOptionThatItsHelpShows)
+{
+    for (const Option& option : OptionList()) {
+        for (const std::string& name : option.names)
+            EXPECT_THAT(Parse({name.c_str()}).text, testing::Not(HasSubstr("there is no option")))
+                << name;
+        EXPECT_THAT(Parse({"--help"}).text, HasSubstr("  " + Joined(option.names, ",")));
+    }
+    for (const Option& option : ReportOptionList()) {
+        for (const std::string& name : option.names)
+            EXPECT_THAT(Parse({"report", "j", name.c_str()}).text,
+                        testing::Not(HasSubstr("there is no option")))
+                << name;
+        EXPECT_THAT(Parse({"report", "--help"}).text, HasSubstr("  " + Joined(option.names, ",")));
+    }
+}
+
+struct Chosen
+{
+    const char* word;
+    OnExists value;
+};
+
+TEST(CommandLine, TakesEachWordForWhatItMeans)
+{
+    for (const Chosen& row :
+         {Chosen{"number", OnExists::Number}, Chosen{"fail", OnExists::Fail},
+          Chosen{"skip", OnExists::Skip}, Chosen{"overwrite", OnExists::Overwrite}})
+        EXPECT_EQ(
+            Parse({"a.pdf", "-d", "o", "--on-exists", row.word}).options.value().output.onExists,
+            row.value)
+            << row.word;
+    const auto progress = [](const char* word) {
+        return Parse({"a.pdf", "-d", "o", "--progress", word}).options.value().console.progress;
+    };
+    EXPECT_EQ(progress("auto"), ProgressStyle::Auto);
+    EXPECT_EQ(progress("bar"), ProgressStyle::Bar);
+    EXPECT_EQ(progress("plain"), ProgressStyle::Plain);
+    EXPECT_EQ(progress("json"), ProgressStyle::Json);
+    EXPECT_EQ(progress("none"), ProgressStyle::None);
 }
 
 TEST(CommandLine, AsksForTheVersionWithoutAnInput)

@@ -220,19 +220,19 @@ TEST(JournalTotals, TakesALastLineOnceItIsWhole)
 
 TEST(TotalsText, PutsNumbersIntoAColumnAndWhatTheyCountBehindIt)
 {
-    Totals summary = Of({begun, endedAfterAMinute});
-    summary.journals = 12;
-    summary.runs = 13;
-    summary.runsWithoutEnd = 2;
-    summary.pending = 4;
-    summary.done = 1234567;
-    summary.repaired = 3;
-    summary.failed = {{"damaged", 7}, {"empty", 1}, {"not-a-pdf", 11}};
-    summary.pages = 7000000;
-    summary.files = 6000000;
-    summary.bytes = 5'432'000'000;
-    summary.slowest = {{"a.pdf", 61.25, 300}, {"b\n.pdf", 9, 1}};
-    EXPECT_EQ(ToText(summary).toStdString(),
+    Totals totals = Of({begun, endedAfterAMinute});
+    totals.journals = 12;
+    totals.runs = 13;
+    totals.runsWithoutEnd = 2;
+    totals.pending = 4;
+    totals.done = 1234567;
+    totals.repaired = 3;
+    totals.failed = {{"damaged", 7}, {"empty", 1}, {"not-a-pdf", 11}};
+    totals.pages = 7000000;
+    totals.files = 6000000;
+    totals.bytes = 5'432'000'000;
+    totals.slowest = {{"a.pdf", 61.25, 300}, {"b\n.pdf", 9, 1}};
+    EXPECT_EQ(ToText(totals).toStdString(),
               "          12 journals\n"
               "          13 runs; 2 without an end: killed, or still at work\n"
               "     0:01:00 at work\n"
@@ -254,33 +254,33 @@ TEST(TotalsText, PutsNumbersIntoAColumnAndWhatTheyCountBehindIt)
 
 TEST(TotalsText, KnowsOneFromMany)
 {
-    Totals summary = Of({begun});
-    summary.done = 1;
-    summary.repaired = 1;
-    summary.pages = 1;
-    summary.files = 1;
-    summary.bytes = 1;
-    EXPECT_EQ(ToText(summary).toStdString(), "           1 journal\n"
-                                             "           1 run; 1 without an end: killed, or still "
-                                             "at work\n"
-                                             "     0:00:00 at work\n"
-                                             "           1 document\n"
-                                             "           0 to do\n"
-                                             "           1 done; 1 of them repaired, which wants a "
-                                             "look\n"
-                                             "           0 skipped\n"
-                                             "           0 failed\n"
-                                             "           1 page, 0.0 a second\n"
-                                             "           1 file of 1 byte\n");
-    EXPECT_EQ(ToLine(summary), "1 of 1 document done, 0 to do, 0 skipped, 0 failed; 1 page, 0.0 a "
-                               "second");
+    Totals totals = Of({begun});
+    totals.done = 1;
+    totals.repaired = 1;
+    totals.pages = 1;
+    totals.files = 1;
+    totals.bytes = 1;
+    EXPECT_EQ(ToText(totals).toStdString(), "           1 journal\n"
+                                            "           1 run; 1 without an end: killed, or still "
+                                            "at work\n"
+                                            "     0:00:00 at work\n"
+                                            "           1 document\n"
+                                            "           0 to do\n"
+                                            "           1 done; 1 of them repaired, which wants a "
+                                            "look\n"
+                                            "           0 skipped\n"
+                                            "           0 failed\n"
+                                            "           1 page, 0.0 a second\n"
+                                            "           1 file of 1 byte\n");
+    EXPECT_EQ(ToLine(totals), "1 of 1 document done, 0 to do, 0 skipped, 0 failed; 1 page, 0.0 a "
+                              "second");
 }
 
 TEST(TotalsText, FitsALineWhereItHasToBeShort)
 {
-    const Totals summary = Of({begun, Planned("a", 1), Done("b", 60, 1), Skipped("c"), Skipped("d"),
-                               Failed("e", "damaged"), endedAfterAMinute});
-    EXPECT_EQ(ToLine(summary).toStdString(),
+    const Totals totals = Of({begun, Planned("a", 1), Done("b", 60, 1), Skipped("c"), Skipped("d"),
+                              Failed("e", "damaged"), endedAfterAMinute});
+    EXPECT_EQ(ToLine(totals).toStdString(),
               "1 of 5 documents done, 1 to do, 2 skipped, 1 failed; 60 pages, 1.0 a second");
 }
 

@@ -1,6 +1,7 @@
 #include "OutputTemplate.h"
 
 #include "Failure.h"
+#include "WorkerConverter.h"
 
 #include <gtest/gtest.h>
 
@@ -71,6 +72,13 @@ TEST(OutputTemplate, TellsTheFormatBySuffixWhateverItsCase)
     EXPECT_EQ(OutputTemplate::Parse("a.txt").Format(), "txt");
     EXPECT_FALSE(OutputTemplate::Parse("a.txt").MakesPictures());
     EXPECT_FALSE(OutputTemplate::Parse("a.pdf").MakesPictures());
+}
+
+TEST(OutputTemplate, KnowsTheFormatsThatTheConverterMakes)
+{
+    QStringList formats = OutputTemplate::Formats();
+    formats.sort();
+    EXPECT_EQ(formats, PDF::Converter::WorkerConverter().GetSupportedFormats().at("pdf"));
 }
 
 TEST(OutputTemplate, TakesTheGivenFormatWhateverTheSuffix)

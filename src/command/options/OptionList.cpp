@@ -1,0 +1,262 @@
+#include "OptionList.h"
+
+#include "OnExists.h"
+#include "ProgressStyle.h"
+#include "ResultFormat.h"
+
+namespace Korvel::App {
+
+namespace {
+
+template <std::size_t count>
+std::vector<std::string> Words(const std::array<const char*, count>& words)
+{
+    return {words.begin(), words.end()};
+}
+
+std::vector<std::string> Formats()
+{
+    std::vector<std::string> formats;
+    for (const ResultFormat& format : resultFormats)
+        formats.emplace_back(format.suffix);
+    return formats;
+}
+
+/** The words as a sentence lists them. */
+std::string Listed(const std::vector<std::string>& words)
+{
+    std::string text = words.front();
+    for (std::size_t i = 1; i < words.size(); ++i)
+        text += (i + 1 < words.size() ? ", " : " or ") + words[i];
+    return text;
+}
+
+/** The option that both lists have. */
+Option HelpOption()
+{
+    return {{"-h", "--help"}, "", "Print this help and exit"};
+}
+
+std::vector<Option> Inputs()
+{
+    return {{{"--from-list"},
+             "FILE",
+             "Convert the files that FILE names as well, one a\n"
+             "line; - for standard input"},
+            {{"-0", "--null"}, "", "The list's names are ended by NUL, as by find -print0"},
+            {{"--shard"},
+             "K/N",
+             "Convert the K-th of N shares of the list, K from 1;\n"
+             "a file is always in the same share, whatever else\n"
+             "the list names"}};
+}
+
+std::vector<Option> Output()
+{
+    return {{{"-o", "--output"},
+             "OUTPUT",
+             "Where the results go. The suffix gives the format.\n"
+             "%d stands for the page number, %03d for the page\n"
+             "number in three digits, %s for the input's name\n"
+             "without its suffix, %% for a percent sign. Without\n"
+             "%d several pictures get -NN before the suffix.\n"
+             "Missing folders are made. - is standard output, for\n"
+             "one result"},
+            {{"-d", "--directory"},
+             "FOLDER",
+             "The folder for the results; without -o they are\n"
+             "called %s-%d for pictures and %s for the others",
+             {},
+             true},
+            {{"-f", "--format"},
+             "FORMAT",
+             Listed(Formats()) + ",\n"
+                                 "whatever the suffix; png with -d alone",
+             Formats()},
+            {{"--on-exists"},
+             "WHAT",
+             "When a result's name is taken: number (the default:\n"
+             "page(2).png), fail, skip, or overwrite, which\n"
+             "replaces each file in one step once its result is\n"
+             "whole",
+             Words(onExistsWords)},
+            {{"--dry-run"}, "", "Print the results' paths and convert nothing"}};
+}
+
+std::vector<Option> Pages()
+{
+    return {{{"--pages"},
+             "LIST",
+             "Only these pages, such as 1-3,7,9- or last (9- is\n"
+             "from page 9 to the last)"},
+            {{"-r", "--resolution"},
+             "DPI",
+             "Resolution of pictures in dots per inch, from 1 to\n"
+             "4800; 150 without this"},
+            {{"--size"}, "WxH", "Make pictures as large as fits into W x H pixels"},
+            {{"--gray"}, "", "Make pictures gray"},
+            {{"--quality"},
+             "N",
+             "Quality of jpg and webp pictures, from 1 to 100; 90\n"
+             "without this"},
+            {{"--compression"},
+             "WHAT",
+             "How png pictures are packed: fast (the default), or\n"
+             "small, a quarter smaller but slower to make",
+             {"fast", "small"}}};
+}
+
+std::vector<Option> Passwords()
+{
+    return {{{"--password-file"},
+             "FILE",
+             "Read the password from the first line of FILE, or of\n"
+             "standard input when FILE is -"},
+            {{"--password-env"},
+             "NAME",
+             "Read the password from the environment variable\n"
+             "NAME; without any option PDFCONVERT_PASSWORD is\n"
+             "read if it is set"},
+            {{"--password-fd"}, "N", "Read the password from the file descriptor N"},
+            {{"--password"},
+             "TEXT",
+             "The password itself. Other users of this machine can\n"
+             "see it in the list of processes"},
+            {{"--ask-password"},
+             "",
+             "Ask for the password on the terminal before\n"
+             "anything is opened; without any option it is asked\n"
+             "for when a document needs it"},
+            {{"--password-map"},
+             "FILE",
+             "Passwords for many inputs: a line for each, its path,\n"
+             "a tab and its password"},
+            {{"--no-input"}, "", "Never ask for anything"}};
+}
+
+std::vector<Option> Running()
+{
+    return {{{"-j", "--jobs"},
+             "N",
+             "How many pages, of one document or several, are\n"
+             "converted at once; as many as there are processors\n"
+             "without this"},
+            {{"--timeout"},
+             "SECONDS",
+             "How long a document may take to open, and how long\n"
+             "to convert; without this 600 for each page"},
+            {{"--memory-limit"},
+             "MB",
+             "How much memory a worker process may use, from 256;\n"
+             "1024 without this"},
+            {{"--journal"},
+             "FILE",
+             "Write down in FILE what becomes of each document, and\n"
+             "go on where a run that was killed has ended: what is\n"
+             "done stays, what was in work is done again"},
+            {{"--retry-failed"}, "", "Convert also what the journal says has failed"},
+            {{"--fail-fast"}, "", "Stop at the first document that fails"},
+            {{"--warning-exit-0"}, "", "End with 0 instead of 3 when there were warnings only"},
+            {{"--temp-dir"},
+             "DIR",
+             "Where the folder for temporary files is made, which\n"
+             "only you can read and which is removed at the end;\n"
+             "$TMPDIR or /tmp without this",
+             {},
+             true},
+            {{"--keep-temp"},
+             "",
+             "Leave the temporary files where they are and say\n"
+             "where; they show what encrypted documents say"},
+            {{"--clean-temp"},
+             "",
+             "Remove the folders that killed runs have left there,\n"
+             "print their paths, and do nothing else"}};
+}
+
+std::vector<Option> Reporting()
+{
+    return {{{"--inspect"},
+             "",
+             "Print pages, version, encryption and permissions of\n"
+             "the inputs, and convert nothing"},
+            {{"--json"},
+             "",
+             "Print one JSON document at the end in place of the\n"
+             "results' paths"},
+            {{"--progress"},
+             "HOW",
+             "How progress shows on standard error: auto (the\n"
+             "default: a bar on a terminal, a line every 5 seconds\n"
+             "elsewhere), bar, plain, json (events, a line each, in\n"
+             "place of all messages) or none",
+             Words(progressStyleWords)},
+            {{"-q", "--quiet"}, "", "No progress and no warnings, only errors"},
+            {{"-v", "--verbose"}, "N", "Log to standard error, up to level N from 1 to 99"}};
+}
+
+std::vector<Option> Help()
+{
+    return {HelpOption(),
+            {{"--version"},
+             "",
+             "Print the version and what keeps documents from\n"
+             "doing damage on this machine, and exit"},
+            {{"--completion"},
+             "SHELL",
+             "Print a script that completes this command's options\n"
+             "in bash, zsh or fish, and exit",
+             {"bash", "zsh", "fish"}}};
+}
+
+std::vector<Option> Report()
+{
+    return {{{"--json"}, "", "Print a JSON document in place of text"},
+            {{"--follow"},
+             "",
+             "Wait for journals that are not there yet, and print\n"
+             "again whenever they grow, until the last run of each\n"
+             "has ended with 0, 3 or 10; with --json a line of JSON\n"
+             "each time"},
+            HelpOption()};
+}
+
+struct Group
+{
+    const char* name;
+    std::vector<Option> options;
+};
+
+std::vector<Option> Joined(const std::vector<Group>& groups)
+{
+    std::vector<Option> all;
+    for (const Group& group : groups) {
+        for (const Option& option : group.options) {
+            all.push_back(option);
+            all.back().group = group.name;
+        }
+    }
+    return all;
+}
+
+} // namespace
+
+const std::vector<Option>& OptionList()
+{
+    static const std::vector<Option> list = Joined({{"Inputs", Inputs()},
+                                                    {"Output", Output()},
+                                                    {"Pages", Pages()},
+                                                    {"Passwords", Passwords()},
+                                                    {"Running", Running()},
+                                                    {"Reporting", Reporting()},
+                                                    {"Help", Help()}});
+    return list;
+}
+
+const std::vector<Option>& ReportOptionList()
+{
+    static const std::vector<Option> list = Joined({{"Options", Report()}});
+    return list;
+}
+
+} // namespace Korvel::App

@@ -1,0 +1,127 @@
+#include "OptionRules.h"
+
+#include "Failure.h"
+#include "Options.h"
+#include "OutputTemplate.h"
+#include "PageRanges.h"
+
+#include <algorithm>
+
+#include <QRegularExpression>
+#include <QString>
+
+namespace Korvel::App {
+
+namespace {
+
+void RefuseIf(bool isWrong, const std::string& message)
+{
+    if (isWrong)
+        throw Failure(ExitCode::Usage, "usage", message);
+}
+
+void CheckInput(const InputOptions& input, const PasswordOptions& passwords)
+{
+    RefuseIf(input.paths.empty() && input.list.empty(),
+             "there is no INPUT; name the PDFs to convert");
+    const auto readers = std::count(input.paths.begin(), input.paths.end(), "-") +
+                         int(input.list == "-") + int(passwords.file == "-") +
+                         int(passwords.map == "-") + int(passwords.descriptor == 0);
+    RefuseIf(readers > 1, "standard input can be read only once; it is named by several '-'");
+    RefuseIf(input.isListNulSeparated && input.list.empty(), "-0 goes with --from-list only");
+    RefuseIf(input.shard && (input.list.empty() || !input.paths.empty()),
+             "--shard goes with --from-list only, and with no INPUT: every run would convert it");
+}
+
+void CheckJournal(const Options& options)
+{
+    const RunOptions& run = options.run;
+    if (options.journal.path.empty()) {
+        RefuseIf(options.journal.retriesFailed, "--retry-failed goes with --journal only");
+        return;
+    }
+    RefuseIf(run.isDry || run.inspects || run.failsFast || options.output.IsStandardOutput() ||
+                 options.input.ReadsStandardInput(),
+             "--journal goes neither with standard input or output as a document, nor with "
+             "--dry-run, --inspect or --fail-fast");
+}
+
+QString FormatOf(const OutputOptions& output)
+{
+    const QString format = QString::fromStdString(output.format);
+    return output.IsStandardOutput()
+               ? format
+               : OutputTemplate::Parse(QString::fromStdString(output.path), format).Format();
+}
+
+void CheckOutput(const Options& options)
+{
+    const OutputOptions& output = options.output;
+    RefuseIf(output.path.empty(),
+             "there is neither --output nor --directory to say where the results go");
+    RefuseIf(output.IsStandardOutput() && output.format.empty(),
+             "-o - needs a format; name it with -f");
+    RefuseIf(output.IsStandardOutput() && options.console.json,
+             "--json writes to standard output, and so does -o -");
+    const bool makesPdf = FormatOf(output) == QLatin1String("pdf");
+    RefuseIf(makesPdf && !options.pages.ranges.empty(),
+             "--pages does not go with a PDF as output, which is converted whole");
+}
+
+} // namespace
+
+std::string ProblemOfPages(const std::string& text)
+{
+    try {
+        PageRanges::Parse(text);
+        return {};
+    } catch (const Failure& failure) {
+        return failure.what();
+    }
+}
+
+std::string ProblemOfShard(const std::string& text)
+{
+    return Shard::Parse(text) ? ""
+                              : "'" + text +
+                                    "' is no share; shares of 8 are 1/8 to 8/8, so number the "
+                                    "tasks from 1";
+}
+
+std::string ProblemOfSize(const std::string& text)
+{
+    return ToSize(text).isEmpty()
+               ? "'" + text + "' is not a size such as 1920x1080, up to 65000x65000"
+               : "";
+}
+
+QSize ToSize(const std::string& text)
+{
+    static const QRegularExpression form("^([1-9][0-9]{0,4})x([1-9][0-9]{0,4})$");
+    const auto match = form.match(QString::fromStdString(text));
+    const QSize size(match.captured(1).toInt(), match.captured(2).toInt());
+    return std::max(size.width(), size.height()) <= 65000 ? size : QSize();
+}
+
+void PutInto(const std::string& folder, OutputOptions& output)
+{
+    const std::string name = output.path;
+    RefuseIf(name == "-" || name[0] == '/', "-o " + name + " does not go with --directory");
+    output.path = QString::fromStdString(folder).replace('%', "%%").toStdString() + '/' + name;
+    if (!name.empty())
+        return;
+    if (output.format.empty())
+        output.format = "png";
+    const bool isPicture = OutputTemplate::IsPictureFormat(QString::fromStdString(output.format));
+    output.path += (isPicture ? "%s-%d." : "%s.") + output.format;
+}
+
+void CheckTogether(const Options& options)
+{
+    CheckInput(options.input, options.passwords);
+    CheckJournal(options);
+    if (!options.run.inspects)
+        CheckOutput(options);
+}
+
+} // namespace Korvel::App

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+
+#include <QSize>
+
+namespace Korvel::App {
+
+struct Options;
+struct OutputOptions;
+
+/** What is wrong with page ranges; empty when nothing is. */
+std::string ProblemOfPages(const std::string& text);
+
+/** What is wrong with a share such as "3/8"; empty when nothing is. */
+std::string ProblemOfShard(const std::string& text);
+
+/** What is wrong with a size such as "1920x1080"; empty when nothing is. */
+std::string ProblemOfSize(const std::string& text);
+
+/** The size that a text such as "1920x1080" tells; an empty one for another text. */
+QSize ToSize(const std::string& text);
+
+/**
+ * Takes over the value of --directory, into which the results go.
+ *
+ * @throws Failure  Usage: the output's path does not lead into a folder
+ */
+void PutInto(const std::string& folder, OutputOptions& output);
+
+/**
+ * Complains about options that do not go together, each of which is right by itself.
+ *
+ * @throws Failure  Usage
+ */
+void CheckTogether(const Options& options);
+
+} // namespace Korvel::App
