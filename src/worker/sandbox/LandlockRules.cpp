@@ -32,10 +32,13 @@ constexpr std::uint64_t toReadFolder = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_A
 constexpr std::uint64_t toWrite =
     LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_MAKE_REG | LANDLOCK_ACCESS_FS_REMOVE_FILE;
 
-// Qt PDF looks into /usr/share and /usr/local/share. Fonts there may be links to other places
-// there.
+// Qt PDF looks for fonts in the first three; what lies there may be links to those of TeX.
 constexpr const char* readFolders[] = {
-    "/usr/share", "/usr/local/share",
+    "/usr/share/fonts",
+    "/usr/share/X11/fonts",
+    "/usr/local/share/fonts",
+    "/usr/share/texmf/fonts",
+    "/usr/share/texlive/texmf-dist/fonts",
 #if IS_SANITIZED
     "/proc" // LeakSanitizer
 #endif

@@ -112,6 +112,16 @@ TEST_F(LandlockRulesTest, ReadsFonts)
     EXPECT_EQ(TryInside("read", "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"), "done");
 }
 
+TEST_F(LandlockRulesTest, ReadsNothingElseOfWhatIsInstalled)
+{
+    EXPECT_EQ(Try("outside", "read", "/usr/share/common-licenses/GPL-2"), "done");
+    EXPECT_EQ(TryInside("read", "/usr/share/common-licenses/GPL-2"), "EACCES");
+    for (const char* path : {"/usr/share", "/usr/share/doc", "/usr/local/share"}) {
+        EXPECT_EQ(Try("outside", "list", path), "done") << path;
+        EXPECT_EQ(TryInside("list", path), "EACCES") << path;
+    }
+}
+
 TEST_F(LandlockRulesTest, WritesInItsFolderAlone)
 {
     EXPECT_EQ(Try("inside", "make", Path("session/new")), "done");
