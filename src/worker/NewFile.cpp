@@ -17,13 +17,13 @@ constexpr std::size_t bufferSize = 1 << 20;
 
 [[noreturn]] void FailToWrite(int error)
 {
-    throw RequestError("cannot-write", std::strerror(error));
+    throw RequestError(Reason::CannotWrite, std::strerror(error));
 }
 
 int MakeFile(const std::string& path, mode_t mode)
 {
     if (path.find('\0') != std::string::npos)
-        throw RequestError("cannot-write", "the path holds a NUL");
+        throw RequestError(Reason::CannotWrite, "the path holds a NUL");
     const int file =
         ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, mode);
     if (file < 0)
@@ -67,9 +67,9 @@ void NewFile::Keep()
         FailToWrite(errno);
     // An earlier failure counts even if somebody on the way has taken it for a mishap.
     if (std::ferror(stream))
-        throw RequestError("cannot-write", "something was not written");
+        throw RequestError(Reason::CannotWrite, "something was not written");
     if (std::ftell(stream) <= 0)
-        throw RequestError("cannot-write", "nothing was written");
+        throw RequestError(Reason::CannotWrite, "nothing was written");
     const bool closed = std::fclose(std::exchange(stream, nullptr)) == 0;
     if (!closed)
         FailToWrite(errno);

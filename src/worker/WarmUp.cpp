@@ -70,7 +70,7 @@ void WarmUp()
     const auto closing = qScopeGuard([file] { ::close(file); });
     try {
         if (::write(file, document, sizeof(document) - 1) != sizeof(document) - 1)
-            throw RequestError("cannot-write", std::strerror(errno));
+            throw RequestError(Reason::CannotWrite, std::strerror(errno));
         OpenAndDraw("/proc/self/fd/" + std::to_string(file));
     } catch (const RequestError& failure) { // nobody has asked for it
         std::cerr << "warning: each document will take longer to open: " << failure.what()

@@ -1,5 +1,7 @@
 #include "WorkerPool.h"
 
+#include "WorkerProtocol.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -7,17 +9,6 @@
 #include <QSet>
 
 namespace Korvel::PDF {
-
-namespace {
-
-QJsonObject Ended()
-{
-    return {{QStringLiteral("ok"), false},
-            {QStringLiteral("reason"), QStringLiteral("ended")},
-            {QStringLiteral("message"), QStringLiteral("the request was ended")}};
-}
-
-} // namespace
 
 WorkerPool::WorkerPool(const WorkerSettings& settings, int processes)
 {
@@ -48,7 +39,7 @@ void WorkerPool::Ask(const void* asker, const QJsonObject& request,
                      WorkerProcess::Receiver receiver)
 {
     waiting.push_back(
-        {asker, request[QStringLiteral("file")].toString(), request, std::move(receiver)});
+        {asker, request[WorkerProtocol::Key::file].toString(), request, std::move(receiver)});
     Serve();
 }
 
@@ -74,7 +65,8 @@ void WorkerPool::End(const void* asker)
             process->End();
     }
     for (const Request& request : ended)
-        request.receiver(Ended());
+        request.receiver(
+            WorkerProtocol::FailureAnswer(WorkerProtocol::Reason::Ended, "the request was ended"));
 }
 
 /** The request that suits the worker best, and how well: from 0, another file's, to 2, its own's.

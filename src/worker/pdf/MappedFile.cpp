@@ -23,13 +23,13 @@ bool SameTime(const timespec& a, const timespec& b)
 
 [[noreturn]] void FailAsUnreadable()
 {
-    throw RequestError("unreadable", std::strerror(errno));
+    throw RequestError(Reason::Unreadable, std::strerror(errno));
 }
 
 int OpenForReading(const std::string& path)
 {
     if (path.find('\0') != std::string::npos)
-        throw RequestError("unreadable", "the path holds a NUL");
+        throw RequestError(Reason::Unreadable, "the path holds a NUL");
     // Without waiting: a FIFO would block until somebody writes to it.
     const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (file < 0)
@@ -46,10 +46,10 @@ MappedFile::MappedFile(const std::string& path)
     if (::fstat(file, &status) != 0)
         FailAsUnreadable();
     if (!S_ISREG(status.st_mode))
-        throw RequestError("unreadable", "not a regular file");
+        throw RequestError(Reason::Unreadable, "not a regular file");
     size = static_cast<std::size_t>(status.st_size);
     if (size == 0)
-        throw RequestError("empty", "the file is empty");
+        throw RequestError(Reason::Empty, "the file is empty");
     void* const mapped = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
     if (mapped == MAP_FAILED && errno == ENOMEM)
         throw std::bad_alloc();

@@ -115,12 +115,13 @@ PdfDocument::PdfDocument(const std::string& path, const std::string& password) :
 {
     try {
         if (!OpenOrRepair(path, Candidates(password)))
-            throw RequestError(password.empty() ? "no-password" : "wrong-password",
+            throw RequestError(password.empty() ? Reason::NoPassword : Reason::WrongPassword,
                                "the document is encrypted");
     } catch (const QPDFExc& error) {
         if (error.getErrorCode() == qpdf_e_unsupported)
-            throw RequestError("unsupported-encryption", error.what());
-        throw RequestError(HasHeader(file.Bytes()) ? "damaged" : "not-a-pdf", error.what());
+            throw RequestError(Reason::UnsupportedEncryption, error.what());
+        throw RequestError(HasHeader(file.Bytes()) ? Reason::Damaged : Reason::NotAPdf,
+                           error.what());
     }
 }
 
@@ -237,7 +238,7 @@ void PdfDocument::Write(NewFile& output)
     } catch (const RequestError&) {
         throw;
     } catch (const std::exception& error) {
-        throw RequestError("damaged", error.what());
+        throw RequestError(Reason::Damaged, error.what());
     }
 }
 
@@ -258,7 +259,7 @@ QByteArray PdfDocument::ForRendering()
     writer.write();
     const std::shared_ptr<Buffer> bytes = writer.getBufferSharedPointer();
     if (bytes->getSize() > std::size_t(std::numeric_limits<int>::max()))
-        throw RequestError("cannot-render", "the document is too large to be prepared");
+        throw RequestError(Reason::CannotRender, "the document is too large to be prepared");
     return {reinterpret_cast<const char*>(bytes->getBuffer()), int(bytes->getSize())};
 }
 

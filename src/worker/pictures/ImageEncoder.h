@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PngEncoder.h"
+#include "WorkerProtocol.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -8,16 +9,16 @@
 
 namespace Korvel::Worker {
 
-/** Whether pictures can be made in this format: "png", "jpg", "tif", "bmp", "webp". */
+/** Whether pictures can be made in this format, one of WorkerProtocol::Format::pictures. */
 bool IsPictureFormat(const QString& format);
 
 /** How a picture becomes bytes. */
 struct Encoding
 {
-    /** "png", "jpg", "tif", "bmp" or "webp". */
+    /** One of WorkerProtocol::Format::pictures. */
     QString format;
     /** From 1 to 100; of "jpg" and "webp". */
-    int quality = 90;
+    int quality = WorkerProtocol::defaultQuality;
     /** Of "png". */
     Compression compression = Compression::Fast;
 };

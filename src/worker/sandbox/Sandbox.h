@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SeccompFilter.h"
+#include "WorkerProtocol.h"
 
 #include <string>
 #include <vector>
@@ -11,9 +12,9 @@ namespace Korvel::Worker {
 struct SandboxSettings
 {
     /** MiB of address space. */
-    int memoryLimit = 1024;
+    int memoryLimit = WorkerProtocol::defaultMemoryLimit;
     /** Seconds of CPU time for each request. */
-    int timeLimit = 600;
+    int timeLimit = WorkerProtocol::defaultTimeLimit;
     /** The folder to write in, an absolute path; empty for any. */
     std::string folder;
 };
