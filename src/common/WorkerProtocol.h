@@ -38,6 +38,15 @@ inline constexpr char ok[] = "ok";
 inline constexpr char reason[] = "reason";
 inline constexpr char message[] = "message";
 inline constexpr char released[] = "released";
+inline constexpr char encrypted[] = "encrypted";
+inline constexpr char encryption[] = "encryption";
+inline constexpr char method[] = "method";
+inline constexpr char bits[] = "bits";
+inline constexpr char openedWith[] = "openedWith";
+inline constexpr char permissions[] = "permissions";
+inline constexpr char repaired[] = "repaired";
+inline constexpr char version[] = "version";
+inline constexpr char properties[] = "properties";
 } // namespace Key
 
 /** What a request can ask for. */

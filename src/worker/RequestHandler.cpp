@@ -1,5 +1,6 @@
 #include "RequestHandler.h"
 
+#include "DocumentInfoJson.h"
 #include "ImageEncoder.h"
 #include "NewFile.h"
 #include "RequestError.h"
@@ -185,7 +186,7 @@ QJsonObject RequestHandler::Open(const QJsonObject& request)
     if (documents.count(number) > 0)
         throw RequestError(Reason::BadRequest, "the document's number is in use");
     auto document = std::make_unique<PdfDocument>(Input(request), password);
-    QJsonObject description = document->Description();
+    QJsonObject description = PDF::ToJson(document->Description());
     documents.emplace(number, std::move(document));
     return description;
 }

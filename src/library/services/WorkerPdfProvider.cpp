@@ -1,5 +1,6 @@
 #include "WorkerPdfProvider.h"
 
+#include "DocumentInfoJson.h"
 #include "RequestPath.h"
 #include "ServicesLog.h"
 #include "WorkerProtocol.h"
@@ -115,61 +116,6 @@ SaveFailure ToSaveFailure(Reason reason)
 Reason ReasonOf(const QJsonObject& answer)
 {
     return WorkerProtocol::ReasonOf(answer).value_or(Reason::Rubbish);
-}
-
-EncryptionMethod ToEncryptionMethod(const QString& method)
-{
-    if (method == QLatin1String("RC4"))
-        return EncryptionMethod::Rc4;
-    return method == QLatin1String("AES") ? EncryptionMethod::Aes : EncryptionMethod::Other;
-}
-
-OpenedWith ToOpenedWith(const QString& password)
-{
-    if (password == QLatin1String("user"))
-        return OpenedWith::UserPassword;
-    if (password == QLatin1String("owner"))
-        return OpenedWith::OwnerPassword;
-    return password == QLatin1String("both") ? OpenedWith::UserAndOwnerPassword
-                                             : OpenedWith::EmptyPassword;
-}
-
-Permissions ToPermissions(const QJsonObject& permissions)
-{
-    Permissions result;
-    result.print = permissions[QStringLiteral("print")].toBool();
-    result.printHighResolution = permissions[QStringLiteral("printHighResolution")].toBool();
-    result.modify = permissions[QStringLiteral("modify")].toBool();
-    result.copy = permissions[QStringLiteral("copy")].toBool();
-    result.annotate = permissions[QStringLiteral("annotate")].toBool();
-    result.fillForms = permissions[QStringLiteral("fillForms")].toBool();
-    result.accessibility = permissions[QStringLiteral("accessibility")].toBool();
-    result.assemble = permissions[QStringLiteral("assemble")].toBool();
-    return result;
-}
-
-std::optional<EncryptionInfo> ToEncryptionInfo(const QJsonValue& encryption)
-{
-    if (!encryption.isObject())
-        return std::nullopt;
-    return EncryptionInfo{ToEncryptionMethod(encryption[QStringLiteral("method")].toString()),
-                          encryption[QStringLiteral("bits")].toInt(),
-                          ToOpenedWith(encryption[QStringLiteral("openedWith")].toString()),
-                          ToPermissions(encryption[QStringLiteral("permissions")].toObject())};
-}
-
-DocumentInfo ToDocumentInfo(const QJsonObject& answer)
-{
-    DocumentInfo info;
-    info.pages = answer[Key::pages].toInt();
-    info.encrypted = answer[QStringLiteral("encrypted")].toBool();
-    info.encryption = ToEncryptionInfo(answer[QStringLiteral("encryption")]);
-    info.repaired = answer[QStringLiteral("repaired")].toBool();
-    info.version = answer[QStringLiteral("version")].toString();
-    const QJsonObject properties = answer[QStringLiteral("properties")].toObject();
-    for (auto property = properties.begin(); property != properties.end(); ++property)
-        info.properties.emplace(property.key(), property.value().toString());
-    return info;
 }
 
 /** Whether a document is open now, as far as it has a number of pages that a PDF can have. */

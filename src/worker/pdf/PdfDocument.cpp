@@ -1,6 +1,6 @@
 #include "PdfDocument.h"
 
-#include "EncryptionInfo.h"
+#include "DescribeEncryption.h"
 #include "NewFile.h"
 #include "OptionalContent.h"
 #include "PdfStructure.h"
@@ -172,25 +172,31 @@ bool PdfDocument::Open(const std::string& path, const std::string& password, boo
     return true;
 }
 
-QJsonObject PdfDocument::Description()
+std::map<QString, QString> PdfDocument::Properties()
 {
-    QJsonObject properties;
+    std::map<QString, QString> properties;
     QPDFObjectHandle info = pdf->getTrailer().getKey("/Info");
     for (const char* name : {"Title", "Author", "Subject", "Keywords", "Creator", "Producer",
                              "CreationDate", "ModDate"}) {
         const std::string key = std::string("/") + name;
         if (info.isDictionary() && info.getKey(key).isString())
-            properties[QLatin1String(name)] =
+            properties[name] =
                 QString::fromStdString(info.getKey(key).getUTF8Value()).left(longestProperty);
     }
-    QJsonObject description{{QStringLiteral("pages"), int(pdf->getAllPages().size())},
-                            {QStringLiteral("encrypted"), pdf->isEncrypted()},
-                            {QStringLiteral("repaired"), repaired},
-                            {QStringLiteral("version"), Version()},
-                            {QStringLiteral("properties"), properties}};
-    if (pdf->isEncrypted())
-        description[QStringLiteral("encryption")] = DescribeEncryption(*pdf, neededPassword);
-    return description;
+    return properties;
+}
+
+PDF::DocumentInfo PdfDocument::Description()
+{
+    PDF::DocumentInfo info;
+    info.pages = int(pdf->getAllPages().size());
+    info.encrypted = pdf->isEncrypted();
+    if (info.encrypted)
+        info.encryption = DescribeEncryption(*pdf, neededPassword);
+    info.repaired = repaired;
+    info.version = Version();
+    info.properties = Properties();
+    return info;
 }
 
 QString PdfDocument::Version()
