@@ -1,5 +1,7 @@
 #include "NewFile.h"
 
+#include "FileDescriptor.h"
+#include "PathText.h"
 #include "RequestError.h"
 
 #include <cerrno>
@@ -20,13 +22,13 @@ constexpr std::size_t bufferSize = 1 << 20;
     throw RequestError(Reason::CannotWrite, std::strerror(error));
 }
 
-int MakeFile(const std::string& path, mode_t mode)
+PDF::FileDescriptor MakeFile(const std::string& path, mode_t mode)
 {
-    if (path.find('\0') != std::string::npos)
+    if (HoldsNul(path))
         throw RequestError(Reason::CannotWrite, "the path holds a NUL");
-    const int file =
-        ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, mode);
-    if (file < 0)
+    PDF::FileDescriptor file(
+        ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, mode));
+    if (!file)
         FailToWrite(errno);
     return file;
 }
@@ -35,14 +37,14 @@ int MakeFile(const std::string& path, mode_t mode)
 
 NewFile::NewFile(const std::string& path, mode_t mode) : path(path)
 {
-    const int file = MakeFile(path, mode);
-    stream = ::fdopen(file, "wb");
+    PDF::FileDescriptor file = MakeFile(path, mode);
+    stream = ::fdopen(file.Number(), "wb");
     if (!stream) {
         const int error = errno;
-        ::close(file);
         ::unlink(path.c_str());
         FailToWrite(error);
     }
+    file.Release(); // to the stream
     std::setvbuf(stream, nullptr, _IOFBF, bufferSize);
 }
 

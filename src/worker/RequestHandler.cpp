@@ -3,11 +3,13 @@
 #include "DocumentInfoJson.h"
 #include "ImageEncoder.h"
 #include "NewFile.h"
+#include "PathText.h"
 #include "RequestError.h"
 
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -61,12 +63,10 @@ QString Text(const QJsonObject& request, const char* name)
 
 std::string Path(const QJsonObject& request, const char* name)
 {
-    const QString text = Text(request, name);
-    std::string path = text.toStdString();
-    // A lone surrogate would become a question mark, and so the name of another file.
-    if (!text.startsWith(QLatin1Char('/')) || QString::fromStdString(path) != text)
+    const std::optional<std::string> path = ToPathBytes(Text(request, name));
+    if (!path || path->empty() || path->front() != '/')
         Refuse(name, " is no absolute path");
-    return path;
+    return *path;
 }
 
 QByteArray Password(const QJsonObject& request)

@@ -30,8 +30,8 @@ QString ToLines(const QString& name, const PDF::DocumentInfo& info)
         add("Damaged", QStringLiteral("yes, and repaired to open it"));
     if (info.encryption) {
         add("Encryption", QStringLiteral("%1, %2 bits")
-                                              .arg(WordFor(info.encryption->method))
-                                              .arg(info.encryption->bits));
+                              .arg(WordFor(info.encryption->method))
+                              .arg(info.encryption->bits));
         const bool areAlike = info.encryption->openedWith == PDF::OpenedWith::UserAndOwnerPassword;
         add("Opened with",
             areAlike ? QStringLiteral("the password, for user and owner alike")

@@ -1,9 +1,11 @@
 #include "LocalFileSystem.h"
 
 #include "FileDescriptor.h"
+#include "PathText.h"
 #include "RemoveTree.h"
 #include "ServicesLog.h"
 #include "SessionFolder.h"
+#include "SessionName.h"
 
 #include <filesystem>
 #include <new>
@@ -42,12 +44,6 @@ QString Text(const std::string& path)
 void LogFailure(const char* what, const std::string& path, const std::error_code& failure)
 {
     qCWarning(servicesLog) << what << Text(path) << failure.message().c_str();
-}
-
-/** Behind a NUL the system would see the path of another file. */
-bool HoldsNul(const std::string& path)
-{
-    return path.find('\0') != std::string::npos;
 }
 
 bool IsThere(const std::string& path)
@@ -153,13 +149,13 @@ std::error_code CopyThroughUnnamedFile(const FileDescriptor& source, const std::
 /** What the names of hidden files begin with, so that they tell whose they are. */
 std::string MarkOf(const SessionFolder& session)
 {
-    return '.' + std::filesystem::path(session.Path()).filename().native();
+    return HiddenPrefix(std::filesystem::path(session.Path()).filename().native());
 }
 
 std::error_code CopyThroughHiddenFile(const FileDescriptor& source, const std::string& to,
                                       const std::string& mark)
 {
-    std::string hidden = FolderOf(to) + '/' + mark + "-XXXXXX";
+    std::string hidden = FolderOf(to) + '/' + mark + "XXXXXX";
     const FileDescriptor copy(::mkostemp(hidden.data(), O_CLOEXEC));
     if (!copy)
         return LastError();

@@ -137,7 +137,7 @@ void WorkerPool::Answered(Worker& worker, Request request, const QJsonObject& an
 bool WorkerPool::DoOthersWorkFor(Worker& worker, const QJsonObject& answer)
 {
     const bool isNotStarted =
-        answer[QStringLiteral("reason")].toString() == QLatin1String("not-started");
+        WorkerProtocol::ReasonOf(answer) == WorkerProtocol::Reason::NotStarted;
     worker.isSound = !isNotStarted;
     if (!isNotStarted)
         return false;
@@ -145,7 +145,7 @@ bool WorkerPool::DoOthersWorkFor(Worker& worker, const QJsonObject& answer)
                                [](const Worker& other) { return other.isSound; });
     if (worker.isOut)
         return true;
-    whyNotStarted = answer[QStringLiteral("message")].toString();
+    whyNotStarted = answer[WorkerProtocol::Key::message].toString();
     for (Worker& other : workers)
         other.isOut = false; // there may be room again
     return false;

@@ -14,7 +14,6 @@ namespace Korvel::Worker {
 namespace {
 
 constexpr double pointsPerInch = 72;
-constexpr double metresPerInch = 0.0254;
 constexpr double mostPixels = 256.0 * 1024 * 1024; // a gigabyte at four bytes each
 constexpr double mostDotsPerMetre = 1e9;           // of the smallest pages, within an int
 // Sizes come with single precision: the 595.2 points of a scan would be a little more than its 2480

@@ -3,6 +3,7 @@
 #include "DescribeEncryption.h"
 #include "NewFile.h"
 #include "OptionalContent.h"
+#include "PathText.h"
 #include "PdfStructure.h"
 #include "RequestError.h"
 
@@ -34,7 +35,7 @@ std::vector<std::string> Candidates(const std::string& password)
 {
     std::vector<std::string> candidates{std::string()};
     // libqpdf would read one with a NUL up to there, and open what that part opens.
-    if (!password.empty() && password.find('\0') == std::string::npos) {
+    if (!password.empty() && !HoldsNul(password)) {
         for (const std::string& encoded : QUtil::possible_repaired_encodings(password))
             candidates.push_back(encoded);
     }

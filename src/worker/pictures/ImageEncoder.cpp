@@ -1,5 +1,7 @@
 #include "ImageEncoder.h"
 
+#include "Pixels.h"
+#include "PngEncoder.h"
 #include "RequestError.h"
 
 #include <algorithm>
@@ -16,8 +18,6 @@ namespace Korvel::Worker {
 namespace Format = WorkerProtocol::Format;
 
 namespace {
-
-constexpr double metresPerInch = 0.0254;
 
 /** Exif metadata that say nothing but the resolution, in tenths of a dot per inch. */
 QByteArray ExifResolution(quint32 tenths)

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "PngEncoder.h"
-#include "WorkerProtocol.h"
+#include "Encoding.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -11,17 +10,6 @@ namespace Korvel::Worker {
 
 /** Whether pictures can be made in this format, one of WorkerProtocol::Format::pictures. */
 bool IsPictureFormat(const QString& format);
-
-/** How a picture becomes bytes. */
-struct Encoding
-{
-    /** One of WorkerProtocol::Format::pictures. */
-    QString format;
-    /** From 1 to 100; of "jpg" and "webp". */
-    int quality = WorkerProtocol::defaultQuality;
-    /** Of "png". */
-    Compression compression = Compression::Fast;
-};
 
 /**
  * The picture as a file, its resolution included: in a "jpg" 166,459 dots per inch at most.

@@ -6,7 +6,7 @@
 
 using namespace Korvel;
 
-TEST(WorkerProtocol, ReadsEveryReasonBack)
+TEST(WorkerProtocolTest, ReadsEveryReasonBack)
 {
     for (int number = 0; number <= int(WorkerProtocol::Reason::Ended); ++number) {
         const auto reason = WorkerProtocol::Reason(number);
@@ -16,13 +16,13 @@ TEST(WorkerProtocol, ReadsEveryReasonBack)
     }
 }
 
-TEST(WorkerProtocol, ReadsNoReasonWhereNoneIsKnown)
+TEST(WorkerProtocolTest, ReadsNoReasonWhereNoneIsKnown)
 {
     EXPECT_EQ(WorkerProtocol::ReasonOf({{"ok", true}}), std::nullopt);
     EXPECT_EQ(WorkerProtocol::ReasonOf({{"ok", false}, {"reason", "something-new"}}), std::nullopt);
 }
 
-TEST(WorkerProtocol, HasTheDefaultsOfTheLibrary)
+TEST(WorkerProtocolTest, HasTheDefaultsOfTheLibrary)
 {
     const PDF::WorkerSettings settings;
     EXPECT_EQ(settings.memoryLimit, WorkerProtocol::defaultMemoryLimit);
