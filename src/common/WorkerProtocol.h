@@ -57,7 +57,7 @@ inline constexpr char close[] = "close";
 inline constexpr char convert[] = "convert";
 } // namespace Operation
 
-/** What a document can be converted into. */
+/** What a document can be converted into; ResultFormat.h says more of each. */
 namespace Format {
 inline constexpr char png[] = "png";
 inline constexpr char jpg[] = "jpg";
@@ -66,9 +66,6 @@ inline constexpr char bmp[] = "bmp";
 inline constexpr char webp[] = "webp";
 inline constexpr char txt[] = "txt";
 inline constexpr char pdf[] = "pdf";
-
-/** The formats of which a result is the picture of one page. */
-inline constexpr const char* pictures[] = {png, jpg, tif, bmp, webp};
 } // namespace Format
 
 /** What a PNG can be made for. */

@@ -10,7 +10,7 @@ namespace Korvel::Worker {
 /** How a picture becomes bytes. */
 struct Encoding
 {
-    /** One of WorkerProtocol::Format::pictures. */
+    /** One of WorkerProtocol::Format, of a picture. */
     QString format;
     /** From 1 to 100; of "jpg" and "webp". */
     int quality = WorkerProtocol::defaultQuality;

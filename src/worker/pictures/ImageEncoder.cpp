@@ -3,6 +3,7 @@
 #include "Pixels.h"
 #include "PngEncoder.h"
 #include "RequestError.h"
+#include "ResultFormat.h"
 
 #include <algorithm>
 #include <iterator>
@@ -77,8 +78,9 @@ void FitResolutionOfJpeg(QImage& picture)
 
 bool IsPictureFormat(const QString& format)
 {
-    const auto& pictures = Format::pictures;
-    return std::find(std::begin(pictures), std::end(pictures), format) != std::end(pictures);
+    return std::any_of(
+        std::begin(resultFormats), std::end(resultFormats),
+        [&format](const ResultFormat& known) { return known.isPicture && format == known.name; });
 }
 
 QByteArray Encode(QImage picture, const Encoding& encoding)

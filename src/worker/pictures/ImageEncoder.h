@@ -8,7 +8,7 @@
 
 namespace Korvel::Worker {
 
-/** Whether pictures can be made in this format, one of WorkerProtocol::Format::pictures. */
+/** Whether pictures can be made in this format. */
 bool IsPictureFormat(const QString& format);
 
 /**
