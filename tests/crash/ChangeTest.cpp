@@ -85,7 +85,7 @@ protected:
         return {run.end.code, run.complaints, ReadFile(result)};
     }
 
-    /** Of a document that nobody changes. */
+    /** How the conversion of a document ends that nobody changes. */
     End EndWith(const std::string& bytes) const
     {
         std::remove(path.c_str());
