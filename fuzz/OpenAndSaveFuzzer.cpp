@@ -1,5 +1,6 @@
 // A PDF, which is opened with the password "user", described, saved, and opened again.
 
+#include "NewFile.h"
 #include "PdfDocument.h"
 #include "RequestError.h"
 #include "WorkerFolder.h"
@@ -21,7 +22,11 @@ void OpenAndSave()
     const QJsonObject description = document.Description();
     const QJsonValue pages = description[QStringLiteral("pages")];
     Fuzz::Require(pages.toInt() > 0, "a document that opens has pages");
-    document.Save(saved, 0600);
+    {
+        Worker::NewFile copy(saved, 0600);
+        document.Save(copy);
+        copy.Keep();
+    }
 
     Worker::PdfDocument again(saved, {});
     const QJsonObject savedDescription = again.Description();

@@ -111,7 +111,8 @@ AbstractConverter::ErrorType ToErrorType(const QString& reason)
         {QStringLiteral("ended"), AbstractConverter::Cancelled},
         {QStringLiteral("timed-out"), AbstractConverter::TimedOut},
         {QStringLiteral("out-of-memory"), AbstractConverter::OutOfMemory},
-        {QStringLiteral("unsupported-format"), AbstractConverter::UnsupportedFormat}};
+        {QStringLiteral("unsupported-format"), AbstractConverter::UnsupportedFormat},
+        {QStringLiteral("changed"), AbstractConverter::SourceChanged}};
     const auto error = errors.find(reason);
     return error == errors.end() ? AbstractConverter::Unknown : error->second;
 }
@@ -148,8 +149,19 @@ bool WorkerConverter::ConvertFile(const Task& task)
         receiver({{QStringLiteral("reason"), reason},
                   {QStringLiteral("message"), QStringLiteral("no path that names a file")}});
     else
-        pool->Ask(this, request, receiver);
+        Ask(request, receiver);
     return true;
+}
+
+/** Asks once more when the source was changed while it was read. */
+void WorkerConverter::Ask(const QJsonObject& request, const WorkerProcess::Receiver& receiver)
+{
+    pool->Ask(this, request, [this, request, receiver](const QJsonObject& answer) {
+        if (answer[QStringLiteral("reason")] == QLatin1String("changed"))
+            pool->Ask(this, request, receiver);
+        else
+            receiver(answer);
+    });
 }
 
 void WorkerConverter::EmitOutcome(const QString& source, const QString& result,

@@ -49,7 +49,8 @@ OpenFailure ToOpenFailure(const QString& reason)
         {QStringLiteral("unsupported-encryption"), OpenFailure::UnsupportedEncryption},
         {QStringLiteral("out-of-memory"), OpenFailure::OutOfMemory},
         {QStringLiteral("timed-out"), OpenFailure::TimedOut},
-        {QStringLiteral("not-started"), OpenFailure::NotStarted}};
+        {QStringLiteral("not-started"), OpenFailure::NotStarted},
+        {QStringLiteral("changed"), OpenFailure::Changed}};
     const auto failure = failures.find(reason);
     return failure == failures.end() ? OpenFailure::WorkerFailed : failure->second;
 }
@@ -60,7 +61,8 @@ SaveFailure ToSaveFailure(const QString& reason)
         {QStringLiteral("cannot-write"), SaveFailure::CannotWrite},
         {QStringLiteral("damaged"), SaveFailure::Damaged},
         {QStringLiteral("out-of-memory"), SaveFailure::OutOfMemory},
-        {QStringLiteral("timed-out"), SaveFailure::TimedOut}};
+        {QStringLiteral("timed-out"), SaveFailure::TimedOut},
+        {QStringLiteral("changed"), SaveFailure::Changed}};
     const auto failure = failures.find(reason);
     return failure == failures.end() ? SaveFailure::WorkerFailed : failure->second;
 }
@@ -213,11 +215,19 @@ struct WorkerPdfProvider::Impl
         Later([this, document, request, receiver = std::move(receiver)] {
             if (!shutDown)
                 workers->Engage(document, settings);
-            workers->Ask(document, request, [this, document, receiver](const QJsonObject& answer) {
+            const auto tell = [this, document, receiver](const QJsonObject& answer) {
                 receiver(answer);
                 if (!IsOpened(answer))
                     workers->Release(document);
-            });
+            };
+            // Once more when the file was changed while it was read.
+            workers->Ask(document, request,
+                         [this, document, request, tell](const QJsonObject& answer) {
+                             if (answer[QStringLiteral("reason")] == QLatin1String("changed"))
+                                 workers->Ask(document, request, tell);
+                             else
+                                 tell(answer);
+                         });
         });
     }
 

@@ -85,17 +85,19 @@ enum class OpenFailure {
     OutOfMemory,           ///< it needs more memory than a worker is given
     TimedOut,              ///< the worker took longer than it was given
     WorkerFailed,          ///< the worker died, spoke nonsense, or was shut down
-    NotStarted             ///< no worker could be started; the document is not to blame
+    NotStarted,            ///< no worker could be started; the document is not to blame
+    Changed                ///< somebody changed the file while it was read
 };
 
 /** Why a document could not be saved. */
 enum class SaveFailure {
-    None,        ///< it was saved, or nobody tried
-    CannotWrite, ///< the file exists, its folder is missing or full, or the path is none
-    Damaged,     ///< the document opened, but is too damaged to be written
-    OutOfMemory, ///< it needs more memory than a worker is given
-    TimedOut,    ///< the worker took longer than it was given
-    WorkerFailed ///< the worker does not hold the document, died, or was shut down
+    None,         ///< it was saved, or nobody tried
+    CannotWrite,  ///< the file exists, its folder is missing or full, or the path is none
+    Damaged,      ///< the document opened, but is too damaged to be written
+    OutOfMemory,  ///< it needs more memory than a worker is given
+    TimedOut,     ///< the worker took longer than it was given
+    WorkerFailed, ///< the worker does not hold the document, died, or was shut down
+    Changed       ///< somebody has changed the file since it was opened
 };
 
 /**

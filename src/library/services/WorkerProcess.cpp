@@ -26,6 +26,7 @@ namespace {
 
 constexpr int outOfMemoryExitCode = 77;
 constexpr int notStartedExitCode = 78;
+constexpr int changedExitCode = 79;
 constexpr int notLoadedExitCode = 127; // the system's loader found no room for the libraries, say
 // Milliseconds, of which it takes one or two.
 constexpr int timeToBeAsked = 4000;
@@ -356,6 +357,9 @@ void WorkerProcess::ProcessChanged()
     else if (process->exitStatus() == QProcess::NormalExit &&
              process->exitCode() == outOfMemoryExitCode)
         Fail(QStringLiteral("out-of-memory"), QStringLiteral("the worker ran out of memory"));
+    else if (process->exitStatus() == QProcess::NormalExit &&
+             process->exitCode() == changedExitCode)
+        Fail(QStringLiteral("changed"), QStringLiteral("the file was shortened while it was read"));
     else
         Fail(QStringLiteral("died"),
              QStringLiteral("the worker ended with code %1").arg(process->exitCode()));
