@@ -1,5 +1,6 @@
 // A PDF, which is opened with the password "user", described, saved, and opened again.
 
+#include "NewFile.h"
 #include "PdfDocument.h"
 #include "RequestError.h"
 #include "WorkerFolder.h"
@@ -20,7 +21,11 @@ void OpenAndSave()
     Worker::PdfDocument document(original, "user");
     const int pages = document.Description().pages;
     Fuzz::Require(pages > 0, "a document that opens has pages");
-    document.Save(saved, 0600);
+    {
+        Worker::NewFile copy(saved, 0600);
+        document.Save(copy);
+        copy.Keep();
+    }
 
     Worker::PdfDocument again(saved, {});
     const PDF::DocumentInfo description = again.Description();

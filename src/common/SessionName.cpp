@@ -1,7 +1,5 @@
 #include "SessionName.h"
 
-#include <string_view>
-
 #include <QRandomGenerator>
 
 namespace Korvel {
@@ -9,9 +7,16 @@ namespace Korvel {
 namespace {
 
 constexpr std::string_view prefix = "pdfconvert-";
-constexpr std::size_t length = prefix.size() + 6;
+constexpr std::size_t randomLetters = 6;
+constexpr std::size_t length = prefix.size() + randomLetters;
 constexpr std::string_view letters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+
+bool IsRandom(std::string_view text)
+{
+    return text.size() == randomLetters &&
+           text.find_first_not_of(letters) == std::string_view::npos;
+}
 
 } // namespace
 
@@ -23,15 +28,21 @@ std::string NewSessionName()
     return name;
 }
 
-bool IsSessionName(const std::string& name)
+bool IsSessionName(std::string_view name)
 {
-    return name.size() == length && name.compare(0, prefix.size(), prefix) == 0 &&
-           name.find_first_not_of(letters, prefix.size()) == std::string::npos;
+    return name.substr(0, prefix.size()) == prefix && IsRandom(name.substr(prefix.size()));
 }
 
 std::string HiddenPrefix(const std::string& session)
 {
     return '.' + session + '-';
+}
+
+bool IsHiddenName(std::string_view name)
+{
+    constexpr std::size_t dash = 1 + length;
+    return name.size() > dash && name.front() == '.' && IsSessionName(name.substr(1, length)) &&
+           name[dash] == '-' && IsRandom(name.substr(dash + 1));
 }
 
 } // namespace Korvel

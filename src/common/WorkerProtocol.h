@@ -98,6 +98,9 @@ inline constexpr int outOfMemoryExitCode = 77;
 /** The exit code of a worker that the machine did not give what it takes to start. */
 inline constexpr int notStartedExitCode = 78;
 
+/** The exit code of a worker whose document was shortened while it was read. */
+inline constexpr int changedExitCode = 79;
+
 /** Why a request failed. */
 enum class Reason {
     // The worker answers these.
@@ -114,6 +117,7 @@ enum class Reason {
     CannotRender,
     CannotWrite,
     BadRequest,
+    Changed,
     // The library answers these for a worker that does not answer.
     NotStarted,
     Died,
@@ -153,6 +157,8 @@ constexpr const char* WordFor(Reason reason)
         return "cannot-write";
     case Reason::BadRequest:
         return "bad-request";
+    case Reason::Changed:
+        return "changed";
     case Reason::NotStarted:
         return "not-started";
     case Reason::Died:

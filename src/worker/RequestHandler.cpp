@@ -185,9 +185,13 @@ QJsonObject RequestHandler::Open(const QJsonObject& request)
         qScopeGuard([&password] { ::explicit_bzero(password.data(), password.size()); });
     if (documents.count(number) > 0)
         throw RequestError(Reason::BadRequest, "the document's number is in use");
-    auto document = std::make_unique<PdfDocument>(Input(request), password);
-    QJsonObject description = PDF::ToJson(document->Description());
-    documents.emplace(number, std::move(document));
+    const FileState before = TakeUp(Path(request, Key::file));
+    std::unique_ptr<PdfDocument> document;
+    QJsonObject description = WhileUnchanged(before, [&] {
+        document = std::make_unique<PdfDocument>(input, password);
+        return PDF::ToJson(document->Description());
+    });
+    documents.emplace(number, Held{std::move(document), before});
     return description;
 }
 
@@ -196,8 +200,13 @@ QJsonObject RequestHandler::Save(const QJsonObject& request)
     const auto document = documents.find(Number(request, Key::document));
     if (document == documents.end())
         throw RequestError(Reason::NoSuchDocument, "no document of that number is open");
-    document->second->Save(Path(request, Key::file), forOwner);
-    return {};
+    const auto& [held, state] = document->second;
+    return WhileUnchanged(state, [&, &document = *held, &before = state] {
+        NewFile copy(Path(request, Key::file), forOwner);
+        document.Save(copy);
+        Finish(copy, before);
+        return QJsonObject();
+    });
 }
 
 QJsonObject RequestHandler::Close(const QJsonObject& request)
@@ -205,7 +214,7 @@ QJsonObject RequestHandler::Close(const QJsonObject& request)
     auto document = documents.extract(Number(request, Key::document));
     if (!document)
         throw RequestError(Reason::NoSuchDocument, "no document of that number is open");
-    closed.push_back(std::move(document.mapped()));
+    closed.push_back(std::move(document.mapped().document));
     return {};
 }
 
@@ -213,37 +222,69 @@ QJsonObject RequestHandler::Convert(const QJsonObject& request)
 {
     const QString format = request[Key::format].toString();
     const std::string output = Path(request, Key::output);
-    if (format == WorkerProtocol::Format::pdf) {
-        PdfDocument(Input(request), std::string()).Save(output, byUmask);
-        return {};
-    }
-    const QByteArray result = Result(request, format);
-    NewFile file(output, byUmask);
-    file.Write(result.constData(), std::size_t(result.size()));
-    file.Keep();
-    return {};
+    const bool isPdf = format == WorkerProtocol::Format::pdf;
+    if (!isPdf && format != WorkerProtocol::Format::txt && !IsPictureFormat(format))
+        throw RequestError(Reason::UnsupportedFormat, "no such format");
+    const FileState before = TakeUp(Path(request, Key::file));
+    return WhileUnchanged(before, [&] {
+        if (isPdf) {
+            PdfDocument document(input, std::string());
+            NewFile file(output, byUmask);
+            document.Save(file);
+            Finish(file, before);
+            return QJsonObject();
+        }
+        const QByteArray result = Result(request, format);
+        NewFile file(output, byUmask);
+        file.Write(result.constData(), std::size_t(result.size()));
+        Finish(file, before);
+        return QJsonObject();
+    });
 }
 
-/** The sandbox, once entered, holds for one file. */
-const std::string& RequestHandler::Input(const QJsonObject& request)
+/** Keeps a result that was made of one state of the file. */
+void RequestHandler::Finish(NewFile& result, const FileState& before) const
 {
-    const std::string path = Path(request, Key::file);
+    before.Require(input);
+    result.Keep();
+}
+
+/** What fails while the file is changed has failed because of that. */
+template <typename Work>
+QJsonObject RequestHandler::WhileUnchanged(const FileState& before, const Work& work) const
+{
+    try {
+        QJsonObject answer = work();
+        before.Require(input);
+        return answer;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {
+        before.Require(input);
+        throw;
+    }
+}
+
+/** The file's state now. The sandbox, once entered, holds for one file. */
+FileState RequestHandler::TakeUp(const std::string& path)
+{
+    const FileState now = FileState::Of(path);
     if (input.empty()) {
         enterSandbox(path);
         input = path;
+        atEntry = now;
     }
     if (path != input)
         throw RequestError(Reason::BadRequest, "this process serves another file");
-    return input;
+    if (!now.IsOfFileOf(atEntry))
+        throw RequestError(Reason::Changed, "another file has taken its place");
+    return now;
 }
 
 QByteArray RequestHandler::Result(const QJsonObject& request, const QString& format)
 {
-    const bool isText = format == WorkerProtocol::Format::txt;
-    if (!isText && !IsPictureFormat(format))
-        throw RequestError(Reason::UnsupportedFormat, "no such format");
-    PageRenderer& pages = RendererFor(Input(request));
-    if (isText)
+    PageRenderer& pages = RendererFor(input);
+    if (format == WorkerProtocol::Format::txt)
         return pages.Text(Pages(request));
     const qint64 page = Number(request, Key::page);
     const Encoding encoding = EncodingOf(request, format);

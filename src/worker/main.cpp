@@ -1,5 +1,6 @@
 #include "AnswerChannel.h"
 #include "Arguments.h"
+#include "FileState.h"
 #include "ForkServer.h"
 #include "NotStarted.h"
 #include "OutOfMemory.h"
@@ -80,6 +81,7 @@ int main(int argc, char** argv)
         if (arguments->wantsVersion)
             return PrintVersion(sandbox);
         WarmUp();
+        EndWhereSourceIsShortened();
         ForkForEachDocument(::fileno(answers));
         sandbox.SetLimits();
         RequestHandler requests([&sandbox](const std::string& file) { sandbox.Enter(file); });

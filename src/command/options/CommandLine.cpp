@@ -167,11 +167,13 @@ void AddReportOptions(CLI::App& app, ReportOptions& report)
 bool TakesNoDocument(const Given& given)
 {
     const InputOptions& input = given.options.input;
+    const bool hasResults =
+        !given.options.output.path.empty() || !given.folder.empty() || !input.list.empty();
     const bool isAlone = given.cleanTemp != given.version && !given.options.console.json &&
-                         input.paths.empty() && input.list.empty();
+                         !hasResults && (input.paths.empty() || given.cleanTemp);
     if ((given.cleanTemp || given.version) && !isAlone)
         Refuse(std::string(given.cleanTemp ? "--clean-temp" : "--version") +
-               " does nothing else; leave inputs and --json away");
+               " does nothing else; leave documents, results and --json away");
     return isAlone;
 }
 

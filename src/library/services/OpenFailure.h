@@ -15,7 +15,8 @@ enum class OpenFailure {
     OutOfMemory,           ///< it needs more memory than a worker is given
     TimedOut,              ///< the worker took longer than it was given
     WorkerFailed,          ///< the worker died, spoke nonsense, or was shut down
-    NotStarted             ///< no worker could be started; the document is not to blame
+    NotStarted,            ///< no worker could be started; the document is not to blame
+    Changed                ///< somebody changed the file while it was read
 };
 
 } // namespace Korvel::PDF

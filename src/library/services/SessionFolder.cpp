@@ -127,7 +127,7 @@ FileDescriptor MakeHeld(int parent, const std::string& name, std::error_code& fa
     return folder;
 }
 
-/** Makes such a folder under a name that is free, which goes to `name`. */
+/** Makes a held folder under a new name, which goes to `name`. */
 FileDescriptor MakeHeldIn(int parent, std::string& name, std::error_code& failure)
 {
     for (int attempt = 1;; ++attempt) {

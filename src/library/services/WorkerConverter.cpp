@@ -127,6 +127,8 @@ AbstractConverter::ErrorType ToErrorType(Reason reason)
         return AbstractConverter::OutOfMemory;
     case Reason::UnsupportedFormat:
         return AbstractConverter::UnsupportedFormat;
+    case Reason::Changed:
+        return AbstractConverter::SourceChanged;
     case Reason::BadRequest:
     case Reason::NoSuchDocument:
     case Reason::NotStarted:
@@ -173,8 +175,19 @@ bool WorkerConverter::ConvertFile(const Task& task)
     if (const std::optional<Reason> reason = Refusal(request))
         receiver(WorkerProtocol::FailureAnswer(*reason, "no path that names a file"));
     else
-        pool->Ask(this, request, receiver);
+        Ask(request, receiver);
     return true;
+}
+
+/** Asks once more when the source was changed while it was read. */
+void WorkerConverter::Ask(const QJsonObject& request, const WorkerProcess::Receiver& receiver)
+{
+    pool->Ask(this, request, [this, request, receiver](const QJsonObject& answer) {
+        if (WorkerProtocol::ReasonOf(answer) == Reason::Changed)
+            pool->Ask(this, request, receiver);
+        else
+            receiver(answer);
+    });
 }
 
 void WorkerConverter::EmitOutcome(const QString& source, const QString& result,

@@ -66,6 +66,8 @@ OpenFailure ToOpenFailure(Reason reason)
         return OpenFailure::TimedOut;
     case Reason::NotStarted:
         return OpenFailure::NotStarted;
+    case Reason::Changed:
+        return OpenFailure::Changed;
     case Reason::NoSuchDocument:
     case Reason::NoSuchPage:
     case Reason::UnsupportedFormat:
@@ -91,6 +93,8 @@ SaveFailure ToSaveFailure(Reason reason)
         return SaveFailure::OutOfMemory;
     case Reason::TimedOut:
         return SaveFailure::TimedOut;
+    case Reason::Changed:
+        return SaveFailure::Changed;
     case Reason::Unreadable:
     case Reason::Empty:
     case Reason::NotAPdf:
@@ -211,11 +215,19 @@ struct WorkerPdfProvider::Impl
         Later([this, document, request, receiver = std::move(receiver)] {
             if (!shutDown)
                 workers->Engage(document, settings);
-            workers->Ask(document, request, [this, document, receiver](const QJsonObject& answer) {
+            const auto tell = [this, document, receiver](const QJsonObject& answer) {
                 receiver(answer);
                 if (!IsOpened(answer))
                     workers->Release(document);
-            });
+            };
+            // Once more when the file was changed while it was read.
+            workers->Ask(document, request,
+                         [this, document, request, tell](const QJsonObject& answer) {
+                             if (WorkerProtocol::ReasonOf(answer) == Reason::Changed)
+                                 workers->Ask(document, request, tell);
+                             else
+                                 tell(answer);
+                         });
         });
     }
 

@@ -350,6 +350,9 @@ void WorkerProcess::ProcessChanged()
     else if (process->exitStatus() == QProcess::NormalExit &&
              process->exitCode() == WorkerProtocol::outOfMemoryExitCode)
         Fail(WordFor(Reason::OutOfMemory), "the worker ran out of memory");
+    else if (process->exitStatus() == QProcess::NormalExit &&
+             process->exitCode() == WorkerProtocol::changedExitCode)
+        Fail(WordFor(Reason::Changed), "the file was shortened while it was read");
     else
         Fail(WordFor(Reason::Died),
              QStringLiteral("the worker ended with code %1").arg(process->exitCode()));

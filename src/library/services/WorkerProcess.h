@@ -38,8 +38,8 @@ namespace Korvel::PDF {
  *
  * Every request is answered exactly once. Besides the worker's own, an answer "failed" can have one
  * of these reasons: "not-started", "died", "rubbish" (the answer was not understood), "timed-out"
- * (silent past the deadline, or busy for as much CPU time), "out-of-memory", "ended" (by End or the
- * destructor).
+ * (silent past the deadline, or busy for as much CPU time), "out-of-memory", "changed" (the file
+ * was shortened while it was read), "ended" (by End or the destructor).
  *
  * Used on the thread that owns it, whose event loop must run. It may be moved to another thread; a
  * process that runs then dies with the thread on which it was started.

@@ -16,11 +16,6 @@ namespace Korvel::Worker {
 
 namespace {
 
-bool SameTime(const timespec& a, const timespec& b)
-{
-    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
 [[noreturn]] void FailAsUnreadable()
 {
     throw RequestError(Reason::Unreadable, std::strerror(errno));
@@ -55,19 +50,12 @@ MappedFile::MappedFile(const std::string& path)
     if (mapped == MAP_FAILED)
         FailAsUnreadable();
     data = static_cast<const char*>(mapped);
+    ExpectShortening(path, status.st_size);
 }
 
 MappedFile::~MappedFile()
 {
     ::munmap(const_cast<char*>(data), size);
-}
-
-bool FileState::IsStillThatOf(const std::string& path) const
-{
-    struct stat now = {};
-    return ::stat(path.c_str(), &now) == 0 && now.st_dev == status.st_dev &&
-           now.st_ino == status.st_ino && now.st_size == status.st_size &&
-           SameTime(now.st_mtim, status.st_mtim) && SameTime(now.st_ctim, status.st_ctim);
 }
 
 } // namespace Korvel::Worker

@@ -220,14 +220,12 @@ bool PdfDocument::HasForm()
     return fields.isArray() && fields.getArrayNItems() > 0;
 }
 
-void PdfDocument::Save(const std::string& path, mode_t mode)
+void PdfDocument::Save(NewFile& output)
 {
-    NewFile output(path, mode);
     if (IsEncrypted() || IsRepaired() || !BeginsAndEndsAsPdf(file.Bytes()))
         Write(output);
     else
         output.Write(file.Bytes().data(), file.Bytes().size());
-    output.Keep();
 }
 
 void PdfDocument::Write(NewFile& output)

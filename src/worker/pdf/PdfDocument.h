@@ -46,11 +46,11 @@ public:
     bool HidesAnnotations();
 
     /**
-     * Writes it without encryption to a new file; one that is sound and not encrypted byte by byte.
+     * Writes it without encryption; one that is sound and not encrypted byte by byte.
      *
      * @throws RequestError  "cannot-write", "damaged"
      */
-    void Save(const std::string& path, mode_t mode);
+    void Save(NewFile& output);
 
     /**
      * It as it is to be drawn: without encryption, form fields made content, annotations
