@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Sandbox.h"
+#include "SandboxSettings.h"
 
 #include <optional>
 

@@ -1,6 +1,7 @@
 #include "ForkServer.h"
 
 #include "NotStarted.h"
+#include "WorkerProtocol.h"
 
 #include <csignal>
 #include <cstdio>
@@ -106,7 +107,7 @@ void ForkForEachDocument(int answers)
             EndLike(*status);
         }
         // The child may have begun a line.
-        if (::dprintf(answers, "\n{\"released\":%d}\n", number) < 0)
+        if (::dprintf(answers, "\n{\"%s\":%d}\n", WorkerProtocol::Key::released, number) < 0)
             ::_exit(1); // else it would be waited for
     }
 }

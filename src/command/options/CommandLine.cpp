@@ -8,6 +8,7 @@
 #include "RawArguments.h"
 #include "SessionFolder.h"
 #include "ShellCompletion.h"
+#include "WorkerProtocol.h"
 
 #include <algorithm>
 #include <cmath>
@@ -81,13 +82,16 @@ void AddOutput(OptionAdder& add, Given& given)
 void AddPages(OptionAdder& add, PageOptions& pages)
 {
     add.Value("--pages", pages.ranges)->check(ProblemOfPages);
-    CLI::Option* const resolution = add.Value("--resolution", pages.resolution)
-                                        ->transform(InRange(1.0, 4800.0, "a resolution"));
+    CLI::Option* const resolution =
+        add.Value("--resolution", pages.resolution)
+            ->transform(InRange(WorkerProtocol::lowestResolution, WorkerProtocol::highestResolution,
+                                "a resolution"));
     add.Read("--size", [&pages](const std::string& text) { pages.size = ToSize(text); })
         ->excludes(resolution)
         ->check(ProblemOfSize);
     add.Flag("--gray", pages.gray);
-    add.Value("--quality", pages.quality)->transform(InRange(1, 100, "a quality"));
+    add.Value("--quality", pages.quality)
+        ->transform(InRange(1, WorkerProtocol::highestQuality, "a quality"));
     add.Word("--compression", pages.compression);
 }
 

@@ -1,13 +1,13 @@
 #include "HiddenFile.h"
 
+#include "SessionName.h"
+
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <memory>
-#include <string_view>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -50,16 +50,6 @@ FileDescriptor Make(const std::string& form, std::string& path)
     }
 }
 
-/** Whether a name is ".pdfconvert-XXXXXX-XXXXXX". */
-bool IsHiddenName(std::string_view name)
-{
-    constexpr std::string_view form = ".pdfconvert-XXXXXX-XXXXXX";
-    return name.size() == form.size() &&
-           std::equal(form.begin(), form.end(), name.begin(), [](char wanted, unsigned char found) {
-               return wanted == 'X' ? std::isalnum(found) != 0 : wanted == char(found);
-           });
-}
-
 /** Whether whoever locks a file in the folder is on this machine. */
 bool HasLocksOfAll(int folder)
 {
@@ -89,7 +79,7 @@ bool RemoveIfAbandoned(int folder, const char* name, bool isLocal)
 } // namespace
 
 HiddenFile::HiddenFile(const std::string& folder, const std::string& session)
-    : file(Make(folder + "/." + session + "-XXXXXX", path))
+    : file(Make(folder + '/' + HiddenPrefix(session) + "XXXXXX", path))
 {
     if (!file)
         path.clear();

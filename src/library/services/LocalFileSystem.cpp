@@ -2,6 +2,7 @@
 
 #include "FileDescriptor.h"
 #include "HiddenFile.h"
+#include "PathText.h"
 #include "RemoveTree.h"
 #include "ServicesLog.h"
 #include "SessionFolder.h"
@@ -44,12 +45,6 @@ QString Text(const std::string& path)
 void LogFailure(const char* what, const std::string& path, const std::error_code& failure)
 {
     qCWarning(servicesLog) << what << Text(path) << failure.message().c_str();
-}
-
-/** Behind a NUL the system would see the path of another file. */
-bool HoldsNul(const std::string& path)
-{
-    return path.find('\0') != std::string::npos;
 }
 
 bool IsThere(const std::string& path)

@@ -1,18 +1,17 @@
 #include "SessionFolder.h"
 
 #include "FileDescriptor.h"
+#include "PathText.h"
 #include "RemoveTree.h"
 #include "ServicesLog.h"
+#include "SessionName.h"
 #include "TrustedFolder.h"
 
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
-#include <string_view>
 #include <system_error>
 #include <utility>
-
-#include <QRandomGenerator>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -24,19 +23,11 @@ namespace Korvel::PDF {
 
 namespace {
 
-constexpr std::string_view namePrefix = "pdfconvert-";
-constexpr std::size_t nameLength = namePrefix.size() + 6;
-
 /** How often another name is tried after one that is taken, or whose folder was swept away. */
 constexpr int attempts = 100;
 
 // The sticky bit changes nothing in a private folder, and nobody sets it there by chance.
 constexpr mode_t sessionMode = S_ISVTX | S_IRWXU;
-
-bool IsUtf8(const std::string& text)
-{
-    return QString::fromStdString(text).toStdString() == text;
-}
 
 FileDescriptor OpenFolder(int parent, const std::string& name)
 {
@@ -61,11 +52,6 @@ bool IsRemoved(const FileDescriptor& folder)
 {
     struct stat status;
     return ::fstat(folder.Number(), &status) != 0 || status.st_nlink == 0;
-}
-
-bool IsSessionName(const std::string& name)
-{
-    return name.size() == nameLength && name.compare(0, namePrefix.size(), namePrefix) == 0;
 }
 
 /** Whether it was abandoned, and is gone now. */
@@ -107,16 +93,6 @@ std::vector<std::string> SweepOpened(int parent, const std::string& path)
             removed.push_back(name);
     }
     return removed;
-}
-
-std::string NewSessionName()
-{
-    constexpr std::string_view letters =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-    std::string name(namePrefix);
-    while (name.size() < nameLength)
-        name += letters[QRandomGenerator::system()->bounded(quint32(letters.size()))];
-    return name;
 }
 
 /** Holds a new folder. */

@@ -10,8 +10,6 @@ namespace Korvel::Worker {
 
 namespace {
 
-constexpr int changedExitCode = 79;
-
 /** For the handler of a signal. */
 struct Mapped
 {
@@ -66,12 +64,12 @@ bool FileState::IsStillThatOf(const std::string& path) const
 void FileState::Require(const std::string& path) const
 {
     if (!IsStillThatOf(path))
-        throw RequestError("changed", "the file was changed while it was read");
+        throw RequestError(Reason::Changed, "the file was changed while it was read");
 }
 
 void EndAsChanged()
 {
-    ::_exit(changedExitCode);
+    ::_exit(WorkerProtocol::changedExitCode);
 }
 
 void EndWhereSourceIsShortened()

@@ -13,9 +13,6 @@
 
 namespace Korvel::Worker {
 
-/** The most pixels that a picture has in a row or in a column. */
-inline constexpr int longestSide = 65'000;
-
 /** The pages of an unencrypted PDF, as pictures and as text. */
 class PageRenderer
 {

@@ -1,8 +1,9 @@
 #include "PdfDocument.h"
 
-#include "EncryptionInfo.h"
+#include "DescribeEncryption.h"
 #include "NewFile.h"
 #include "OptionalContent.h"
+#include "PathText.h"
 #include "PdfStructure.h"
 #include "RequestError.h"
 
@@ -34,7 +35,7 @@ std::vector<std::string> Candidates(const std::string& password)
 {
     std::vector<std::string> candidates{std::string()};
     // libqpdf would read one with a NUL up to there, and open what that part opens.
-    if (!password.empty() && password.find('\0') == std::string::npos) {
+    if (!password.empty() && !HoldsNul(password)) {
         for (const std::string& encoded : QUtil::possible_repaired_encodings(password))
             candidates.push_back(encoded);
     }
@@ -115,12 +116,13 @@ PdfDocument::PdfDocument(const std::string& path, const std::string& password) :
 {
     try {
         if (!OpenOrRepair(path, Candidates(password)))
-            throw RequestError(password.empty() ? "no-password" : "wrong-password",
+            throw RequestError(password.empty() ? Reason::NoPassword : Reason::WrongPassword,
                                "the document is encrypted");
     } catch (const QPDFExc& error) {
         if (error.getErrorCode() == qpdf_e_unsupported)
-            throw RequestError("unsupported-encryption", error.what());
-        throw RequestError(HasHeader(file.Bytes()) ? "damaged" : "not-a-pdf", error.what());
+            throw RequestError(Reason::UnsupportedEncryption, error.what());
+        throw RequestError(HasHeader(file.Bytes()) ? Reason::Damaged : Reason::NotAPdf,
+                           error.what());
     }
 }
 
@@ -171,25 +173,31 @@ bool PdfDocument::Open(const std::string& path, const std::string& password, boo
     return true;
 }
 
-QJsonObject PdfDocument::Description()
+std::map<QString, QString> PdfDocument::Properties()
 {
-    QJsonObject properties;
+    std::map<QString, QString> properties;
     QPDFObjectHandle info = pdf->getTrailer().getKey("/Info");
     for (const char* name : {"Title", "Author", "Subject", "Keywords", "Creator", "Producer",
                              "CreationDate", "ModDate"}) {
         const std::string key = std::string("/") + name;
         if (info.isDictionary() && info.getKey(key).isString())
-            properties[QLatin1String(name)] =
+            properties[name] =
                 QString::fromStdString(info.getKey(key).getUTF8Value()).left(longestProperty);
     }
-    QJsonObject description{{QStringLiteral("pages"), int(pdf->getAllPages().size())},
-                            {QStringLiteral("encrypted"), pdf->isEncrypted()},
-                            {QStringLiteral("repaired"), repaired},
-                            {QStringLiteral("version"), Version()},
-                            {QStringLiteral("properties"), properties}};
-    if (pdf->isEncrypted())
-        description[QStringLiteral("encryption")] = DescribeEncryption(*pdf, neededPassword);
-    return description;
+    return properties;
+}
+
+PDF::DocumentInfo PdfDocument::Description()
+{
+    PDF::DocumentInfo info;
+    info.pages = int(pdf->getAllPages().size());
+    info.encrypted = pdf->isEncrypted();
+    if (info.encrypted)
+        info.encryption = DescribeEncryption(*pdf, neededPassword);
+    info.repaired = repaired;
+    info.version = Version();
+    info.properties = Properties();
+    return info;
 }
 
 QString PdfDocument::Version()
@@ -235,7 +243,7 @@ void PdfDocument::Write(NewFile& output)
     } catch (const RequestError&) {
         throw;
     } catch (const std::exception& error) {
-        throw RequestError("damaged", error.what());
+        throw RequestError(Reason::Damaged, error.what());
     }
 }
 
@@ -256,7 +264,7 @@ QByteArray PdfDocument::ForRendering()
     writer.write();
     const std::shared_ptr<Buffer> bytes = writer.getBufferSharedPointer();
     if (bytes->getSize() > std::size_t(std::numeric_limits<int>::max()))
-        throw RequestError("cannot-render", "the document is too large to be prepared");
+        throw RequestError(Reason::CannotRender, "the document is too large to be prepared");
     return {reinterpret_cast<const char*>(bytes->getBuffer()), int(bytes->getSize())};
 }
 

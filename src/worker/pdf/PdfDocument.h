@@ -1,7 +1,9 @@
 #pragma once
 
+#include "DocumentInfo.h"
 #include "MappedFile.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,7 +11,7 @@
 #include <qpdf/QPDF.hh>
 
 #include <QByteArray>
-#include <QJsonObject>
+#include <QString>
 
 namespace Korvel::Worker {
 
@@ -27,11 +29,11 @@ public:
     PdfDocument(const std::string& path, const std::string& password);
 
     /**
-     * What the answer to "open" tells of it.
+     * What it says of itself.
      *
      * @throws std::exception  libqpdf's own
      */
-    QJsonObject Description();
+    PDF::DocumentInfo Description();
 
     bool IsEncrypted() const { return pdf->isEncrypted(); }
 
@@ -65,6 +67,7 @@ private:
     bool OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords);
     bool Open(const std::string& path, const std::string& password, bool repair);
     void Write(NewFile& output);
+    std::map<QString, QString> Properties();
     /** That of the file's header, or a later one that the catalog names. */
     QString Version();
 

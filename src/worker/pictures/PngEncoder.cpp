@@ -224,7 +224,7 @@ void AppendSmall(QByteArray& file, const std::vector<char>& rows)
     const std::size_t size = libdeflate_zlib_compress(compressor.get(), rows.data(), rows.size(),
                                                       compressed.get(), bound);
     if (size > std::size_t(std::numeric_limits<int>::max() / 2))
-        throw RequestError("cannot-render", "the picture is too large for a PNG");
+        throw RequestError(Reason::CannotRender, "the picture is too large for a PNG");
     AppendChunk(file, "IDAT", compressed.get(), size);
 }
 

@@ -1,11 +1,11 @@
 #include "LandlockRules.h"
 
+#include "FileDescriptor.h"
 #include "Sanitizers.h"
 
 #include <cstdint>
 #include <future>
 
-#include <QScopeGuard>
 #include <QThreadPool>
 
 #include <fcntl.h>
@@ -73,12 +73,11 @@ Handled WhatIsLimited(int version, bool isWritingLimited)
 /** Where the path cannot be opened, there is nothing to allow. */
 void Allow(int rules, const std::string& path, mode_t type, std::uint64_t rights)
 {
-    const int file = ::open(path.c_str(), O_PATH | O_CLOEXEC);
-    const auto closing = qScopeGuard([file] { ::close(file); });
+    const PDF::FileDescriptor file(::open(path.c_str(), O_PATH | O_CLOEXEC));
     struct stat status = {};
-    if (file < 0 || ::fstat(file, &status) != 0 || (status.st_mode & S_IFMT) != type)
+    if (!file || ::fstat(file.Number(), &status) != 0 || (status.st_mode & S_IFMT) != type)
         return;
-    const landlock_path_beneath_attr rule = {rights, file};
+    const landlock_path_beneath_attr rule = {rights, file.Number()};
     ::syscall(SYS_landlock_add_rule, rules, LANDLOCK_RULE_PATH_BENEATH, &rule, 0);
 }
 
@@ -103,8 +102,9 @@ bool LimitFileAccess(const std::string& input, const std::string& folder)
     if (version == 0)
         return false;
     const Handled handled = WhatIsLimited(version, !folder.empty());
-    const int rules = int(::syscall(SYS_landlock_create_ruleset, &handled, sizeof(handled), 0));
-    const auto closing = qScopeGuard([rules] { ::close(rules); });
+    const PDF::FileDescriptor ruleset(
+        int(::syscall(SYS_landlock_create_ruleset, &handled, sizeof(handled), 0)));
+    const int rules = ruleset.Number();
     Allow(rules, input, S_IFREG, LANDLOCK_ACCESS_FS_READ_FILE);
     for (const char* const fonts : readFolders)
         Allow(rules, fonts, S_IFDIR, toReadFolder);

@@ -3,6 +3,7 @@
 #include "NotStarted.h"
 #include "ResourceLimits.h"
 #include "Sanitizers.h"
+#include "WorkerProtocol.h"
 
 #include <cerrno>
 #include <cstddef>
@@ -15,8 +16,6 @@
 namespace Korvel::Worker {
 
 namespace {
-
-constexpr int outOfMemoryExitCode = 77;
 
 /** Before that no document has been looked at, and none is to blame. */
 bool isLimited = false;
@@ -34,7 +33,7 @@ void EndForLackOfMemory()
 {
     if (!isLimited)
         EndAsNotStarted("there is too little memory");
-    _exit(outOfMemoryExitCode);
+    _exit(WorkerProtocol::outOfMemoryExitCode);
 }
 
 } // namespace Korvel::Worker

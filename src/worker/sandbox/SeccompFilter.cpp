@@ -1,13 +1,12 @@
 #include "SeccompFilter.h"
 
+#include "FileDescriptor.h"
 #include "Sanitizers.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <memory>
-
-#include <QScopeGuard>
 
 #include <fcntl.h>
 #include <linux/seccomp.h>
@@ -74,14 +73,14 @@ public:
     /** For the kernel; empty when it could not be made. */
     std::vector<sock_filter> Program() const
     {
-        const int file = ::memfd_create("filter", MFD_CLOEXEC);
-        const auto closing = qScopeGuard([file] { ::close(file); });
+        const PDF::FileDescriptor file(::memfd_create("filter", MFD_CLOEXEC));
         struct stat status = {};
-        if (!isComplete || seccomp_export_bpf(context.get(), file) != 0 ||
-            ::fstat(file, &status) != 0)
+        if (!isComplete || seccomp_export_bpf(context.get(), file.Number()) != 0 ||
+            ::fstat(file.Number(), &status) != 0)
             return {};
         std::vector<sock_filter> program(std::size_t(status.st_size) / sizeof(sock_filter));
-        const ssize_t size = ::pread(file, program.data(), program.size() * sizeof(sock_filter), 0);
+        const ssize_t size =
+            ::pread(file.Number(), program.data(), program.size() * sizeof(sock_filter), 0);
         return size == status.st_size ? program : std::vector<sock_filter>();
     }
 
