@@ -8,6 +8,7 @@
 #include "PasswordOptions.h"
 #include "Passwords.h"
 #include "PathText.h"
+#include "Text.h"
 
 #include <optional>
 

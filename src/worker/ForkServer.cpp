@@ -51,7 +51,7 @@ int Kill(pid_t child)
     return status;
 }
 
-/** How the child has ended; none when it was to be released, with the number given for that. */
+/** How the child has ended; nothing when it was to be released, with the number given for that. */
 std::optional<int> StatusOf(pid_t child, const BlockedSignals& signals, int& number)
 {
     int status = 0;
@@ -108,7 +108,7 @@ void ForkForEachDocument(int answers)
         }
         // The child may have begun a line.
         if (::dprintf(answers, "\n{\"%s\":%d}\n", WorkerProtocol::Key::released, number) < 0)
-            ::_exit(1); // else it would be waited for
+            ::_exit(1); // whoever asked would wait for the line
     }
 }
 

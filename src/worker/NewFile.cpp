@@ -44,7 +44,7 @@ NewFile::NewFile(const std::string& path, mode_t mode) : path(path)
         ::unlink(path.c_str());
         FailToWrite(error);
     }
-    file.Release(); // to the stream
+    file.Release(); // the stream closes it
     std::setvbuf(stream, nullptr, _IOFBF, bufferSize);
 }
 
@@ -58,7 +58,7 @@ NewFile::~NewFile()
 
 void NewFile::Write(const char* data, std::size_t size)
 {
-    // Unlocked, as libqpdf writes a few bytes at a time.
+    // A lock would cost more than the writing: libqpdf writes a few bytes at a time.
     if (::fwrite_unlocked(data, 1, size, stream) != size)
         FailToWrite(errno);
 }
@@ -67,7 +67,7 @@ void NewFile::Keep()
 {
     if (std::fflush(stream) != 0)
         FailToWrite(errno);
-    // An earlier failure counts even if somebody on the way has taken it for a mishap.
+    // An earlier failure counts even if somebody on the way has taken it for harmless.
     if (std::ferror(stream))
         throw RequestError(Reason::CannotWrite, "something was not written");
     if (std::ftell(stream) <= 0)

@@ -45,7 +45,7 @@ qint64 Number(const QJsonObject& request, const char* name)
     return WholeNumber(request[name], name);
 }
 
-/** From 1. */
+/** A whole number from 1 to `highest`. */
 qint64 NumberWithin(const QJsonValue& value, const char* name, qint64 highest)
 {
     const qint64 number = WholeNumber(value, name);
@@ -86,7 +86,7 @@ double Resolution(const QJsonObject& request)
     return resolution;
 }
 
-/** Into which a page is to be fitted. */
+/** The size in pixels into which a page is to be fitted. */
 QSize Size(const QJsonObject& request)
 {
     const QJsonArray sides = request[Key::size].toArray();
@@ -124,7 +124,7 @@ QImage::Format PixelFormat(const QJsonObject& request)
     return request[Key::gray].toBool() ? QImage::Format_Grayscale8 : QImage::Format_RGB32;
 }
 
-/** None for all. */
+/** The pages that are wanted; none for all of them. */
 std::vector<qint64> Pages(const QJsonObject& request)
 {
     std::vector<qint64> pages;
@@ -265,7 +265,7 @@ QJsonObject RequestHandler::WhileUnchanged(const FileState& before, const Work& 
     }
 }
 
-/** The file's state now. The sandbox, once entered, holds for one file. */
+/** Enters the sandbox, which holds for one file; the file's state now. */
 FileState RequestHandler::TakeUp(const std::string& path)
 {
     const FileState now = FileState::Of(path);

@@ -50,9 +50,9 @@ private:
         FileState state;
     };
     std::map<qint64, Held> documents;
-    /** To take a large one apart takes long, and the process is about to be released. */
+    /** Documents that were closed: to destroy a large one takes long, and the process ends soon. */
     std::vector<std::unique_ptr<PdfDocument>> closed;
-    /** Of the last converted document: the next page is likely to be one of its. */
+    /** The renderer of the last converted document, whose pages are likely to be asked for next. */
     std::unique_ptr<PageRenderer> renderer;
 };
 

@@ -38,7 +38,7 @@ bool IsSwept(int file)
     return isHeld || IsRemoved(file);
 }
 
-/** Its name goes to `path`. */
+/** Makes and locks a file, whose name goes to `path`. */
 FileDescriptor Make(const std::string& form, std::string& path)
 {
     for (int attempt = 1;; ++attempt) {
@@ -61,10 +61,10 @@ bool HasLocksOfAll(int folder)
            std::find(local.begin(), local.end(), long(status.f_type)) != local.end();
 }
 
-/** Whether it was left by a process that was killed, and is gone now. */
+/** Removes a file that was left by a process that was killed; whether it is gone now. */
 bool RemoveIfAbandoned(int folder, const char* name, bool isLocal)
 {
-    // For writing: else a network folder would not lock it.
+    // Without the right to write, a network folder would not lock it.
     const FileDescriptor file(
         ::openat(folder, name, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};

@@ -179,7 +179,8 @@ void FlushFolder(const std::string& folder)
 std::error_code MoveAcrossVolumes(const std::string& from, const std::string& to,
                                   const std::string& session)
 {
-    // Told before the bytes are copied in vain; what comes meanwhile is not replaced either.
+    // A taken name is told before bytes are copied in vain; what comes later is not replaced
+    // either.
     if (IsThere(to))
         return std::make_error_code(std::errc::file_exists);
     const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));

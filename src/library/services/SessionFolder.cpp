@@ -54,7 +54,7 @@ bool IsRemoved(const FileDescriptor& folder)
     return ::fstat(folder.Number(), &status) != 0 || status.st_nlink == 0;
 }
 
-/** Whether it was abandoned, and is gone now. */
+/** Removes a session folder that was abandoned; whether it is gone now. */
 bool RemoveIfAbandoned(int parent, const std::string& name)
 {
     const FileDescriptor folder = OpenFolder(parent, name);
@@ -80,7 +80,7 @@ std::vector<std::string> SessionNamesIn(const FileDescriptor& folder)
     return names;
 }
 
-/** The names of those that are gone. */
+/** Removes the abandoned session folders; the names of those that are gone. */
 std::vector<std::string> SweepOpened(int parent, const std::string& path)
 {
     std::vector<std::string> removed;
@@ -95,7 +95,7 @@ std::vector<std::string> SweepOpened(int parent, const std::string& path)
     return removed;
 }
 
-/** Holds a new folder. */
+/** Locks and marks a new folder. */
 std::error_code Hold(const FileDescriptor& folder)
 {
     if (!folder || !Lock(folder) || ::fchmod(folder.Number(), sessionMode) != 0)
@@ -197,7 +197,7 @@ SessionFolder::~SessionFolder()
 bool SessionFolder::Keep() noexcept
 {
     isKept = true;
-    return ::fchmod(lock, S_IRWXU) == 0; // without the mark
+    return ::fchmod(lock, S_IRWXU) == 0; // takes the mark off
 }
 
 const std::string& SessionFolder::Path() const

@@ -33,7 +33,7 @@ public:
 
     std::future<T> Future() { return promise.get_future(); }
 
-    /** What is answered when the last holder lets go. */
+    /** Sets what is answered when the last holder lets go. */
     void Set(T answer) { value = answer; }
 
 private:
@@ -170,7 +170,7 @@ struct WorkerPdfProvider::Impl
             idle.push_back(std::move(released.mapped()));
         }
 
-        /** Takes them out first, as receivers release what they were asked about. */
+        /** Ends all processes; takes them out first, as receivers release their documents. */
         void EndAll()
         {
             std::exchange(byDocument, {});
@@ -209,7 +209,7 @@ struct WorkerPdfProvider::Impl
             QMetaObject::invokeMethod(workers, std::move(function), Qt::QueuedConnection);
     }
 
-    /** The process serves no other document as long as this one is open. */
+    /** Has a process open the document; it serves no other one as long as this one is open. */
     void AskToOpen(qint64 document, const QJsonObject& request, WorkerProcess::Receiver receiver)
     {
         Later([this, document, request, receiver = std::move(receiver)] {
@@ -291,7 +291,7 @@ struct WorkerPdfProvider::Impl
     std::map<qint64, Opened> documents;
     std::map<std::string, OpenFailure> openFailures;
     QString whyNotStarted;
-    /** By the path that the document was opened from. */
+    /** The failures by the path that the document was opened from. */
     std::map<std::string, SaveFailure> saveFailures;
 };
 

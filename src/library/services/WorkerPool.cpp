@@ -26,7 +26,7 @@ WorkerPool::~WorkerPool()
             End(waiting.front().asker);
         for (const Worker& worker : workers)
             worker.process->End();
-    } while (!waiting.empty() || IsBusy()); // with what receivers have asked for meanwhile
+    } while (!waiting.empty() || IsBusy()); // receivers may have asked for more meanwhile
 }
 
 bool WorkerPool::IsBusy() const
@@ -69,8 +69,7 @@ void WorkerPool::End(const void* asker)
             WorkerProtocol::FailureAnswer(WorkerProtocol::Reason::Ended, "the request was ended"));
 }
 
-/** The request that suits the worker best, and how well: from 0, another file's, to 2, its own's.
- */
+/** The request that suits the worker best, and how well: 0 is another file's, 2 its own's. */
 WorkerPool::Choice WorkerPool::ChooseFor(const Worker& worker)
 {
     QSet<QString> files;
@@ -127,7 +126,7 @@ void WorkerPool::Answered(Worker& worker, Request request, const QJsonObject& an
         waiting.push_front(std::move(request));
     else
         request.receiver(answer);
-    // Later: whoever ends requests one after the other would have others begun between them.
+    // Requests are served later: whoever ends several would have others begun between them.
     if (self)
         QMetaObject::invokeMethod(
             this, [this] { Serve(); }, Qt::QueuedConnection);

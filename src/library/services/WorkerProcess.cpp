@@ -50,8 +50,8 @@ bool HasEnded(const QProcess& process)
 }
 
 /**
- * Tells the file that the request has looked at from all others, one that was at its path before
- * included. Empty for none.
+ * Tells the file that the request looks at from all others, one that was at its path before
+ * included. Empty when it looks at none.
  */
 QString FileOf(const QJsonObject& request)
 {
@@ -65,8 +65,8 @@ QString FileOf(const QJsonObject& request)
 }
 
 /**
- * By what the worker's libraries are found and tuned; in builds with a sanitizer that as well. It
- * sees nothing else of the environment.
+ * The variables by which the worker's libraries are found and tuned, and a sanitizer where one is
+ * built in. It sees nothing else of the environment.
  */
 constexpr const char* passedOn[] = {"GLIBC_TUNABLES", "LD_LIBRARY_PATH", "QT_PLUGIN_PATH",
                                     "ASAN_OPTIONS",   "LSAN_OPTIONS",    "TSAN_OPTIONS",
@@ -76,7 +76,8 @@ QProcessEnvironment Environment()
 {
     const QProcessEnvironment all = QProcessEnvironment::systemEnvironment();
     QProcessEnvironment environment;
-    // The C library's memory in large pages: a page's pixels are first touched a tenth sooner.
+    // The C library takes its memory in large pages: a page's pixels are first touched a tenth
+    // sooner.
     environment.insert(QStringLiteral("GLIBC_TUNABLES"), QStringLiteral("glibc.malloc.hugetlb=1"));
     for (const char* const variable : passedOn) {
         const QString name = QLatin1String(variable);
@@ -116,7 +117,7 @@ WorkerProcess::~WorkerProcess()
 {
     do {
         End();
-    } while (!requests.empty()); // which receivers have made meanwhile
+    } while (!requests.empty()); // receivers may have made more meanwhile
 }
 
 QString WorkerProcess::FindProgram()
@@ -170,9 +171,9 @@ void WorkerProcess::Start()
     fileInHand.clear();
     lastComplaint.clear();
     process = std::make_unique<ChildProcess>(this); // moves to other threads along with this
-    // Queued: starting can fail inside start(), and receivers may destroy the process or run an
-    // event loop, neither of which they may inside one of its signals. What comes late is harmless,
-    // as the slots go by the state of the process that is there.
+    // Connections are queued: starting can fail inside start(), and receivers may destroy the
+    // process or run an event loop, neither of which they may inside one of its signals. What comes
+    // late is harmless, as the slots go by the state of the process that is there.
     const auto when = [this](auto signal, auto slot) {
         connect(process.get(), signal, this, slot, Qt::QueuedConnection);
     };

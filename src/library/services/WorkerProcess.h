@@ -92,7 +92,7 @@ private:
     struct Request
     {
         qint64 id;
-        /** Then it has no message. */
+        /** Whether the process is to be released; such a request has no message. */
         bool isRelease;
         QJsonObject message;
         Receiver receiver;
@@ -121,9 +121,9 @@ private:
     QString fileInHand;
     std::deque<Request> requests;
     QString lastComplaint;
-    /** Of those sent since the process was released. */
+    /** The longest line sent since the process was released. */
     int longestLine = 0;
-    /** Which the process answers with when it is released. */
+    /** The number that the process answers with when it is released. */
     int releaseNumber = 0;
     bool waiting = false;
     qint64 lastId = 0;

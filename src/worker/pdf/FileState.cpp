@@ -10,7 +10,7 @@ namespace Korvel::Worker {
 
 namespace {
 
-/** For the handler of a signal. */
+/** The file that the handler of SIGBUS looks at. */
 struct Mapped
 {
     std::string path;

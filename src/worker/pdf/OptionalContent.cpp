@@ -109,7 +109,7 @@ bool HasHiddenAnnotations(QPDF& pdf)
 {
     Groups groups(pdf);
     const std::vector<QPDFObjectHandle> pages = pdf.getAllPages();
-    // Else all annotations would be read.
+    // Without groups no annotation needs to be read.
     return groups.AreThere() &&
            std::any_of(pages.begin(), pages.end(), [&](const QPDFObjectHandle& page) {
                return HasHiddenAnnotation(page, groups);

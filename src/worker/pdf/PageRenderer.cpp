@@ -72,7 +72,7 @@ bool PageRenderer::Serves(const std::string& other) const
     return other == path && file.IsStillThatOf(path) && !source.HasFailed();
 }
 
-/** Qt PDF makes do with what it can read, and draws the rest as nothing. */
+/** Fails where reading has failed: Qt PDF draws what it can read, and nothing for the rest. */
 void PageRenderer::RequireWhatWasRead() const
 {
     if (source.HasFailed())

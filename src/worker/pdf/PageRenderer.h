@@ -55,7 +55,7 @@ public:
 private:
     PageRenderer(const std::string& path, PdfDocument&& opened);
 
-    /** Its index, from 0. */
+    /** The index of a page, from 0. */
     int Check(qint64 page) const;
     bool LoadFromFile();
     void RequireWhatWasRead() const;

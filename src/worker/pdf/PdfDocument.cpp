@@ -30,11 +30,11 @@ namespace {
 
 constexpr int longestProperty = 65536; // an answer has to have an end
 
-/** The passwords to try: in other encodings too, as what a form of encryption wants varies. */
+/** The passwords to try, in other encodings too, as schemes differ in the one that they take. */
 std::vector<std::string> Candidates(const std::string& password)
 {
     std::vector<std::string> candidates{std::string()};
-    // libqpdf would read one with a NUL up to there, and open what that part opens.
+    // libqpdf would read a password up to a NUL, and open what that part opens.
     if (!password.empty() && !HoldsNul(password)) {
         for (const std::string& encoded : QUtil::possible_repaired_encodings(password))
             candidates.push_back(encoded);
@@ -42,7 +42,7 @@ std::vector<std::string> Candidates(const std::string& password)
     return candidates;
 }
 
-/** Leaves a page its form fields alone; gives its other annotations. */
+/** Leaves a page only its form fields, and answers its other annotations. */
 QPDFObjectHandle TakeOtherAnnotations(QPDFObjectHandle page)
 {
     QPDFObjectHandle fields = QPDFObjectHandle::newArray();
@@ -70,7 +70,7 @@ void MakeMissingAppearances(QPDF& pdf)
     }
 }
 
-/** Other annotations stay: libqpdf would drop those whose appearance Qt PDF makes. */
+/** Makes form fields content. libqpdf would drop other annotations that Qt PDF draws. */
 void MakeFieldsContent(QPDF& pdf)
 {
     MakeMissingAppearances(pdf);
@@ -126,7 +126,7 @@ PdfDocument::PdfDocument(const std::string& path, const std::string& password) :
     }
 }
 
-/** False when all passwords are wrong. Throws QPDFExc and nothing else. */
+/** Opens the document, or repairs it; false when all passwords are wrong. Throws QPDFExc only. */
 bool PdfDocument::OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords)
 {
     const auto openWith = [&](bool repair) {
@@ -142,7 +142,7 @@ bool PdfDocument::OpenOrRepair(const std::string& path, const std::vector<std::s
     }
 }
 
-/** False when the password is wrong. Throws QPDFExc and nothing else. */
+/** Opens the document; false when the password is wrong. Throws QPDFExc and nothing else. */
 bool PdfDocument::Open(const std::string& path, const std::string& password, bool repair)
 {
     const auto damaged = [&path](const char* message) {
@@ -167,7 +167,8 @@ bool PdfDocument::Open(const std::string& path, const std::string& password, boo
     } catch (const std::exception& error) { // libqpdf throws more than its own type
         throw damaged(error.what());
     }
-    // Else streams of a wrong length, which are read only now, would be dropped without a word.
+    // Streams are read only now: without recovery, those of a wrong length would be dropped
+    // silently.
     pdf->setAttemptRecovery(true);
     neededPassword = !password.empty();
     return true;

@@ -42,7 +42,7 @@ public:
     /** Whether it has form fields. Throws as Description does. */
     bool HasForm();
 
-    /** Whether annotations are not to be drawn, as their layers are hidden. Throws alike. */
+    /** Whether annotations belong to hidden optional content. Throws as Description does. */
     bool HidesAnnotations();
 
     /**
@@ -53,8 +53,8 @@ public:
     void Save(NewFile& output);
 
     /**
-     * It as it is to be drawn: without encryption, form fields made content, annotations
-     * of hidden layers removed.
+     * The document as it is to be drawn: without encryption, form fields made content, annotations
+     * of hidden optional content omitted.
      *
      * @throws RequestError         "cannot-render": it is too large
      * @throws std::exception  libqpdf's own
@@ -68,13 +68,13 @@ private:
     bool Open(const std::string& path, const std::string& password, bool repair);
     void Write(NewFile& output);
     std::map<QString, QString> Properties();
-    /** That of the file's header, or a later one that the catalog names. */
+    /** The version in the file's header, or a later one that the catalog names. */
     QString Version();
 
     const MappedFile file;
     std::unique_ptr<QPDF> pdf;
     bool repaired = false;
-    /** Another than the empty one. */
+    /** Whether another password than the empty one has opened it. */
     bool neededPassword = false;
 };
 

@@ -50,7 +50,7 @@ private:
             EndAsChanged();
     }
 
-    /** As of the first time that it was read. */
+    /** The state when the file was first read. */
     std::optional<FileState> state;
     bool failed = false;
 };

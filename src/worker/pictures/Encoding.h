@@ -12,9 +12,9 @@ struct Encoding
 {
     /** One of WorkerProtocol::Format, of a picture. */
     QString format;
-    /** From 1 to 100; of "jpg" and "webp". */
+    /** The quality of a "jpg" or "webp", from 1 to 100. */
     int quality = WorkerProtocol::defaultQuality;
-    /** Of "png". */
+    /** How a "png" is compressed. */
     Compression compression = Compression::Fast;
 };
 

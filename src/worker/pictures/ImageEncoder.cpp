@@ -39,7 +39,7 @@ QByteArray ExifResolution(quint32 tenths)
     return exif;
 }
 
-/** Qt writes none into a WebP. */
+/** Adds the resolution to a WebP, into which Qt writes none. */
 QByteArray WithResolution(const QByteArray& webp, const QImage& picture)
 {
     const QByteArray exif =
@@ -62,7 +62,10 @@ QByteArray WithResolution(const QByteArray& webp, const QImage& picture)
     return result;
 }
 
-/** A JPEG has 16 bits for it. Qt counts by the inch or, where that rounds less, the centimetre. */
+/**
+ * A JPEG has 16 bits for its resolution. Qt counts by the inch or, where that rounds less, the
+ * centimetre.
+ */
 void FitResolutionOfJpeg(QImage& picture)
 {
     constexpr int most = 65'535;

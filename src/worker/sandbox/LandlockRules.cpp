@@ -18,8 +18,8 @@ namespace Korvel::Worker {
 
 namespace {
 
-// The kernel takes a longer one than it knows if the rest is zero; the system's header may be older
-// than the kernel.
+// The system's header may be older than the kernel, which takes a longer record than it knows as
+// long as the rest is zero.
 struct Handled
 {
     std::uint64_t files = 0;
@@ -44,7 +44,7 @@ constexpr const char* readFolders[] = {
 #endif
 };
 
-/** 0 where there is no Landlock. */
+/** The version of the kernel's Landlock; 0 where there is none. */
 int LandlockVersion()
 {
     const long version = ::syscall(SYS_landlock_create_ruleset, nullptr, std::size_t(0),
@@ -70,7 +70,7 @@ Handled WhatIsLimited(int version, bool isWritingLimited)
     return handled;
 }
 
-/** Where the path cannot be opened, there is nothing to allow. */
+/** Allows what lies at a path; there is nothing to allow where that cannot be opened. */
 void Allow(int rules, const std::string& path, mode_t type, std::uint64_t rights)
 {
     const PDF::FileDescriptor file(::open(path.c_str(), O_PATH | O_CLOEXEC));
@@ -86,7 +86,7 @@ bool Restrict(int rules)
     return ::syscall(SYS_landlock_restrict_self, rules, 0) == 0;
 }
 
-/** Threads share their memory, so one that is left out would be a way out for all. */
+/** Threads share their memory: one that were not restricted would be a way out for all. */
 bool RestrictThreadOfPool(int rules)
 {
     std::promise<bool> done;

@@ -40,10 +40,10 @@ void EndForLackOfMemory()
 
 #if !IS_SANITIZED
 
-// In the place of those of the C library for all that the worker is made of. Libraries take a lack
-// of memory for something else: libqpdf saves an incomplete file as a success, Qt writes a TIFF for
-// ever, others say that a picture cannot be written. Qt PDF takes its memory from mmap64 and
-// aborts. ClearFreed.cpp makes realloc of these.
+// All that the worker is made of calls these in place of those of the C library. Libraries take a
+// lack of memory for something else: libqpdf saves an incomplete file as a success, Qt writes a
+// TIFF for ever, others say that a picture cannot be written. Qt PDF takes its memory from mmap64
+// and aborts. ClearFreed.cpp builds realloc on these.
 
 #define REPLACES_LIBRARY extern "C" __attribute__((visibility("default")))
 
