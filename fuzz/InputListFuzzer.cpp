@@ -7,6 +7,7 @@
 #include "Interruption.h"
 #include "PasswordOptions.h"
 #include "Passwords.h"
+#include "PathText.h"
 #include "Text.h"
 
 #include <optional>
@@ -63,7 +64,7 @@ void ReadList(const std::string& path, const std::string& text, bool isNulSepara
     try {
         for (const App::Input& input : App::CollectInputs(options, {}, interruption)) {
             ++count;
-            Fuzz::Require(!input.name.isEmpty() && App::IsUtf8(input.name.toStdString()),
+            Fuzz::Require(!input.name.isEmpty() && IsUtf8(input.name.toStdString()),
                           "an input has a name to print");
             Fuzz::Require(!input.problem.empty() || !input.path.contains(QChar(0)),
                           "a path with a NUL is a problem");

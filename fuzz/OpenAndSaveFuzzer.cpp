@@ -1,5 +1,6 @@
 // A PDF, which is opened with the password "user", described, saved, and opened again.
 
+#include "NewFile.h"
 #include "PdfDocument.h"
 #include "RequestError.h"
 #include "WorkerFolder.h"
@@ -18,17 +19,18 @@ const std::string saved = std::string(Fuzz::currentFolder) + "saved.pdf";
 void OpenAndSave()
 {
     Worker::PdfDocument document(original, "user");
-    const QJsonObject description = document.Description();
-    const QJsonValue pages = description[QStringLiteral("pages")];
-    Fuzz::Require(pages.toInt() > 0, "a document that opens has pages");
-    document.Save(saved, 0600);
+    const int pages = document.Description().pages;
+    Fuzz::Require(pages > 0, "a document that opens has pages");
+    {
+        Worker::NewFile copy(saved, 0600);
+        document.Save(copy);
+        copy.Keep();
+    }
 
     Worker::PdfDocument again(saved, {});
-    const QJsonObject savedDescription = again.Description();
-    Fuzz::Require(!savedDescription[QStringLiteral("encrypted")].toBool(),
-                  "a saved document is not encrypted");
-    Fuzz::Require(savedDescription[QStringLiteral("pages")] == pages,
-                  "a saved document has the pages of the original");
+    const PDF::DocumentInfo description = again.Description();
+    Fuzz::Require(!description.encrypted, "a saved document is not encrypted");
+    Fuzz::Require(description.pages == pages, "a saved document has the pages of the original");
 }
 
 } // namespace

@@ -53,6 +53,8 @@ const char* Explain(OpenFailure why)
         return "the worker died";
     case OpenFailure::NotStarted:
         return "no worker could be started";
+    case OpenFailure::Changed:
+        return "somebody changed it while it was read";
     }
     return "for a reason that is new";
 }

@@ -37,6 +37,8 @@ Failure FailureOf(PDF::OpenFailure why)
                 "takes more memory to open than is allowed; allow more with --memory-limit"};
     case PDF::OpenFailure::TimedOut:
         return {ExitCode::TimedOut, "timed-out", "takes too long to open"};
+    case PDF::OpenFailure::Changed:
+        return ChangedFailure();
     case PDF::OpenFailure::None:
     case PDF::OpenFailure::NotStarted:
     case PDF::OpenFailure::WorkerFailed:
@@ -59,6 +61,8 @@ Failure FailureOf(PDF::SaveFailure why)
         return FailureOf(PDF::OpenFailure::TimedOut);
     case PDF::SaveFailure::WorkerFailed:
         return FailureOf(PDF::OpenFailure::WorkerFailed);
+    case PDF::SaveFailure::Changed:
+        return ChangedFailure();
     case PDF::SaveFailure::CannotWrite:
     case PDF::SaveFailure::None:
         break;
@@ -87,6 +91,8 @@ Failure FailureOf(AbstractConverter::ErrorType error)
         return {ExitCode::Conversion, "out-of-memory",
                 "a page takes more memory than is allowed; try a lower resolution with -r, or "
                 "allow more with --memory-limit"};
+    case AbstractConverter::SourceChanged:
+        return ChangedFailure();
     default:
         return {ExitCode::Conversion, "failed", "the conversion failed (-v 1 tells more)"};
     }
@@ -109,6 +115,12 @@ Failure BrokenInstallation()
 {
     return {ExitCode::Internal, "broken-installation",
             "the program pdfconvert-worker is not where it was installed; install again"};
+}
+
+Failure ChangedFailure()
+{
+    return {ExitCode::Input, "changed",
+            "was changed while it was read; convert it again when nobody writes to it any more"};
 }
 
 Failure StandardOutputFailure()

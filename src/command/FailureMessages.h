@@ -17,6 +17,9 @@ Failure FailureOf(PDF::SaveFailure why);
 /** What to tell the user of a document whose conversion has failed. */
 Failure FailureOf(PDF::Converter::AbstractConverter::ErrorType error);
 
+/** What to tell the user of a document that somebody has changed since it was planned. */
+Failure ChangedFailure();
+
 /**
  * What to tell the user where the machine keeps workers from being started, which is no document's
  * fault.

@@ -78,7 +78,7 @@ int CarryOut(const Options& options, Console& console, Interruption& interruptio
         case Options::Command::Version:
             return int(PrintVersion());
         case Options::Command::CleanTemp:
-            return int(CleanTemp(options.run.tempFolder));
+            return int(CleanTemp(options.run.tempFolder, options.input.paths));
         case Options::Command::Report:
             return int(ReportCommand(options.report, console, interruption).Run());
         case Options::Command::Convert:

@@ -1,5 +1,5 @@
-// In the place of the C library's for all that a program is made of: memory is cleared before it is
-// given back, so that passwords do not stay in it, whichever library has copied them.
+// All that a program is made of calls these in place of the C library's: memory is cleared before
+// it is given back, so that passwords do not stay in it, whichever library has copied them.
 
 #include <algorithm>
 #include <cstddef>
@@ -17,7 +17,7 @@ extern "C" void* __libc_realloc(void* memory, std::size_t size) noexcept;
 
 namespace {
 
-/** Larger blocks hold pictures and files; to clear them would only take time. */
+/** Blocks larger than this hold pictures and files; to clear them would only take time. */
 constexpr std::size_t largestCleared = std::size_t(1) << 20;
 
 void* MoveToNewBlock(void* old, std::size_t oldSize, std::size_t size)
@@ -48,6 +48,6 @@ REPLACES_LIBRARY void* realloc(void* old, std::size_t size) noexcept
         return nullptr;
     }
     void* const resized = oldSize > largestCleared ? __libc_realloc(old, size) : nullptr;
-    // With malloc's own way to fail, where that was not enough either.
+    // Where that was not enough either, malloc fails in its own way.
     return resized ? resized : MoveToNewBlock(old, oldSize, size);
 }

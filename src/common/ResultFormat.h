@@ -1,5 +1,7 @@
 #pragma once
 
+#include "WorkerProtocol.h"
+
 namespace Korvel {
 
 /** What a document can be converted into, by the suffix that asks for it. */
@@ -14,8 +16,10 @@ struct ResultFormat
 
 /** All of them, in the order in which people are told of them. */
 inline constexpr ResultFormat resultFormats[] = {
-    {"png", "png", true},   {"jpg", "jpg", true},  {"jpeg", "jpg", true},
-    {"tif", "tif", true},   {"tiff", "tif", true}, {"bmp", "bmp", true},
-    {"webp", "webp", true}, {"txt", "txt", false}, {"pdf", "pdf", false}};
+    {"png", WorkerProtocol::Format::png, true},   {"jpg", WorkerProtocol::Format::jpg, true},
+    {"jpeg", WorkerProtocol::Format::jpg, true},  {"tif", WorkerProtocol::Format::tif, true},
+    {"tiff", WorkerProtocol::Format::tif, true},  {"bmp", WorkerProtocol::Format::bmp, true},
+    {"webp", WorkerProtocol::Format::webp, true}, {"txt", WorkerProtocol::Format::txt, false},
+    {"pdf", WorkerProtocol::Format::pdf, false}};
 
 } // namespace Korvel

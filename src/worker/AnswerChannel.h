@@ -8,15 +8,15 @@
 namespace Korvel::Worker {
 
 /**
- * The channel for answers, or null. What a library prints goes to standard error instead, if there
- * is one.
+ * The channel for answers, or null where there is none. What a library prints goes to standard
+ * error instead, if that is open.
  */
 std::FILE* TakeStandardOutput();
 
-/** The next line; an empty one for one that is too long. False at the end of the input. */
+/** Reads a line; one that is too long is read as empty. False at the end of the input. */
 bool ReadLine(std::string& line);
 
-/** False when it could not be sent. */
+/** Sends an answer; false when it could not be sent. */
 bool Send(std::FILE* answers, const QJsonObject& answer);
 
 } // namespace Korvel::Worker

@@ -23,11 +23,12 @@ bool Set(std::string& folder, const char* text)
 
 bool SetOption(SandboxSettings& settings, std::string_view name, const char* value)
 {
-    if (name == "--memory-limit")
+    namespace Argument = WorkerProtocol::Argument;
+    if (name == Argument::memoryLimit)
         return Set(settings.memoryLimit, value);
-    if (name == "--time-limit")
+    if (name == Argument::timeLimit)
         return Set(settings.timeLimit, value);
-    return name == "--folder" && Set(settings.folder, value);
+    return name == Argument::folder && Set(settings.folder, value);
 }
 
 } // namespace

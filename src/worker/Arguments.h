@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Sandbox.h"
+#include "SandboxSettings.h"
 
 #include <optional>
 
@@ -13,7 +13,7 @@ struct Arguments
     bool wantsVersion = false;
 };
 
-/** Those of main(); none where they are not understood. */
+/** The arguments of main(); nothing where they are not understood. */
 std::optional<Arguments> ParseArguments(int argc, const char* const* argv);
 
 } // namespace Korvel::Worker

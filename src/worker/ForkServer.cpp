@@ -1,6 +1,7 @@
 #include "ForkServer.h"
 
 #include "NotStarted.h"
+#include "WorkerProtocol.h"
 
 #include <csignal>
 #include <cstdio>
@@ -50,7 +51,7 @@ int Kill(pid_t child)
     return status;
 }
 
-/** How the child has ended; none when it was to be released, with the number given for that. */
+/** How the child has ended; nothing when it was to be released, with the number given for that. */
 std::optional<int> StatusOf(pid_t child, const BlockedSignals& signals, int& number)
 {
     int status = 0;
@@ -106,8 +107,8 @@ void ForkForEachDocument(int answers)
             EndLike(*status);
         }
         // The child may have begun a line.
-        if (::dprintf(answers, "\n{\"released\":%d}\n", number) < 0)
-            ::_exit(1); // else it would be waited for
+        if (::dprintf(answers, "\n{\"%s\":%d}\n", WorkerProtocol::Key::released, number) < 0)
+            ::_exit(1); // whoever asked would wait for the line
     }
 }
 

@@ -17,9 +17,9 @@ namespace Korvel::Worker {
  * work any more once this process is gone. A child that outlives it, as it was killed, is killed at
  * once.
  *
- * Of others both are ignored.
+ * Both signals are ignored when others send them.
  *
- * Called with a single thread.
+ * The process has a single thread when it calls this.
  */
 void ForkForEachDocument(int answers);
 

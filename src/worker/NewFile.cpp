@@ -1,5 +1,7 @@
 #include "NewFile.h"
 
+#include "FileDescriptor.h"
+#include "PathText.h"
 #include "RequestError.h"
 
 #include <cerrno>
@@ -17,16 +19,16 @@ constexpr std::size_t bufferSize = 1 << 20;
 
 [[noreturn]] void FailToWrite(int error)
 {
-    throw RequestError("cannot-write", std::strerror(error));
+    throw RequestError(Reason::CannotWrite, std::strerror(error));
 }
 
-int MakeFile(const std::string& path, mode_t mode)
+PDF::FileDescriptor MakeFile(const std::string& path, mode_t mode)
 {
-    if (path.find('\0') != std::string::npos)
-        throw RequestError("cannot-write", "the path holds a NUL");
-    const int file =
-        ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, mode);
-    if (file < 0)
+    if (HoldsNul(path))
+        throw RequestError(Reason::CannotWrite, "the path holds a NUL");
+    PDF::FileDescriptor file(
+        ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, mode));
+    if (!file)
         FailToWrite(errno);
     return file;
 }
@@ -35,14 +37,14 @@ int MakeFile(const std::string& path, mode_t mode)
 
 NewFile::NewFile(const std::string& path, mode_t mode) : path(path)
 {
-    const int file = MakeFile(path, mode);
-    stream = ::fdopen(file, "wb");
+    PDF::FileDescriptor file = MakeFile(path, mode);
+    stream = ::fdopen(file.Number(), "wb");
     if (!stream) {
         const int error = errno;
-        ::close(file);
         ::unlink(path.c_str());
         FailToWrite(error);
     }
+    file.Release(); // the stream closes it
     std::setvbuf(stream, nullptr, _IOFBF, bufferSize);
 }
 
@@ -56,7 +58,7 @@ NewFile::~NewFile()
 
 void NewFile::Write(const char* data, std::size_t size)
 {
-    // Unlocked, as libqpdf writes a few bytes at a time.
+    // A lock would cost more than the writing: libqpdf writes a few bytes at a time.
     if (::fwrite_unlocked(data, 1, size, stream) != size)
         FailToWrite(errno);
 }
@@ -65,11 +67,11 @@ void NewFile::Keep()
 {
     if (std::fflush(stream) != 0)
         FailToWrite(errno);
-    // An earlier failure counts even if somebody on the way has taken it for a mishap.
+    // An earlier failure counts even if somebody on the way has taken it for harmless.
     if (std::ferror(stream))
-        throw RequestError("cannot-write", "something was not written");
+        throw RequestError(Reason::CannotWrite, "something was not written");
     if (std::ftell(stream) <= 0)
-        throw RequestError("cannot-write", "nothing was written");
+        throw RequestError(Reason::CannotWrite, "nothing was written");
     const bool closed = std::fclose(std::exchange(stream, nullptr)) == 0;
     if (!closed)
         FailToWrite(errno);

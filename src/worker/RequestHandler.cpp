@@ -1,12 +1,15 @@
 #include "RequestHandler.h"
 
+#include "DocumentInfoJson.h"
 #include "ImageEncoder.h"
 #include "NewFile.h"
+#include "PathText.h"
 #include "RequestError.h"
 
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -16,21 +19,20 @@
 
 namespace Korvel::Worker {
 
+namespace Key = WorkerProtocol::Key;
+
 namespace {
 
 constexpr mode_t forOwner = 0600;
 constexpr mode_t byUmask = 0666;
-constexpr double defaultResolution = 150;
-constexpr double highestResolution = 4800;
-constexpr qint64 highestQuality = 100;
 constexpr double largestWholeNumber = 9'007'199'254'740'992; // of those that doubles hold exactly
 
-[[noreturn]] void Refuse(const QString& name, const char* why)
+[[noreturn]] void Refuse(const char* name, const char* why)
 {
-    throw RequestError("bad-request", name.toStdString() + why);
+    throw RequestError(Reason::BadRequest, std::string(name) + why);
 }
 
-qint64 WholeNumber(const QJsonValue& value, const QString& name)
+qint64 WholeNumber(const QJsonValue& value, const char* name)
 {
     const double number = value.toDouble(std::nan(""));
     if (std::trunc(number) != number || std::abs(number) > largestWholeNumber)
@@ -38,13 +40,13 @@ qint64 WholeNumber(const QJsonValue& value, const QString& name)
     return qint64(number);
 }
 
-qint64 Number(const QJsonObject& request, const QString& name)
+qint64 Number(const QJsonObject& request, const char* name)
 {
     return WholeNumber(request[name], name);
 }
 
-/** From 1. */
-qint64 NumberWithin(const QJsonValue& value, const QString& name, qint64 highest)
+/** A whole number from 1 to `highest`. */
+qint64 NumberWithin(const QJsonValue& value, const char* name, qint64 highest)
 {
     const qint64 number = WholeNumber(value, name);
     if (number < 1 || number > highest)
@@ -52,97 +54,85 @@ qint64 NumberWithin(const QJsonValue& value, const QString& name, qint64 highest
     return number;
 }
 
-QString Text(const QJsonObject& request, const QString& name)
+QString Text(const QJsonObject& request, const char* name)
 {
     if (!request[name].isString())
         Refuse(name, " is missing or no text");
     return request[name].toString();
 }
 
-std::string Path(const QJsonObject& request, const QString& name)
+std::string Path(const QJsonObject& request, const char* name)
 {
-    const QString text = Text(request, name);
-    std::string path = text.toStdString();
-    // A lone surrogate would become a question mark, and so the name of another file.
-    if (!text.startsWith(QLatin1Char('/')) || QString::fromStdString(path) != text)
+    const std::optional<std::string> path = ToPathBytes(Text(request, name));
+    if (!path || path->empty() || path->front() != '/')
         Refuse(name, " is no absolute path");
-    return path;
+    return *path;
 }
 
 QByteArray Password(const QJsonObject& request)
 {
-    const QString name = QStringLiteral("password");
-    return request.contains(name) ? QByteArray::fromBase64(Text(request, name).toLatin1())
-                                  : QByteArray();
+    return request.contains(Key::password)
+               ? QByteArray::fromBase64(Text(request, Key::password).toLatin1())
+               : QByteArray();
 }
 
 double Resolution(const QJsonObject& request)
 {
-    const QString name = QStringLiteral("resolution");
-    const double resolution = request.contains(name) ? request[name].toDouble() : defaultResolution;
-    if (!(resolution >= 1 && resolution <= highestResolution))
-        Refuse(name, " is out of range");
+    using namespace WorkerProtocol;
+    const double resolution =
+        request.contains(Key::resolution) ? request[Key::resolution].toDouble() : defaultResolution;
+    if (!(resolution >= lowestResolution && resolution <= highestResolution))
+        Refuse(Key::resolution, " is out of range");
     return resolution;
 }
 
-/** Into which a page is to be fitted. */
+/** The size in pixels into which a page is to be fitted. */
 QSize Size(const QJsonObject& request)
 {
-    const QString name = QStringLiteral("size");
-    const QJsonArray sides = request[name].toArray();
+    const QJsonArray sides = request[Key::size].toArray();
     if (sides.size() != 2)
-        Refuse(name, " is no width and height");
-    return {int(NumberWithin(sides[0], name, longestSide)),
-            int(NumberWithin(sides[1], name, longestSide))};
+        Refuse(Key::size, " is no width and height");
+    return {int(NumberWithin(sides[0], Key::size, WorkerProtocol::longestSide)),
+            int(NumberWithin(sides[1], Key::size, WorkerProtocol::longestSide))};
 }
 
 Compression ToCompression(const QJsonValue& value)
 {
-    if (value == QLatin1String("fast"))
+    if (value == WorkerProtocol::CompressionWord::fast)
         return Compression::Fast;
-    if (value == QLatin1String("small"))
+    if (value == WorkerProtocol::CompressionWord::small)
         return Compression::Small;
-    Refuse(QStringLiteral("compression"), " is neither fast nor small");
+    Refuse(Key::compression, " is neither fast nor small");
 }
 
 Encoding EncodingOf(const QJsonObject& request, const QString& format)
 {
     Encoding encoding;
     encoding.format = format;
-    const QString quality = QStringLiteral("quality");
-    if (request.contains(quality))
-        encoding.quality = int(NumberWithin(request[quality], quality, highestQuality));
-    const QString compression = QStringLiteral("compression");
-    if (request.contains(compression))
-        encoding.compression = ToCompression(request[compression]);
+    if (request.contains(Key::quality))
+        encoding.quality =
+            int(NumberWithin(request[Key::quality], Key::quality, WorkerProtocol::highestQuality));
+    if (request.contains(Key::compression))
+        encoding.compression = ToCompression(request[Key::compression]);
     return encoding;
 }
 
 QImage::Format PixelFormat(const QJsonObject& request)
 {
-    const QString name = QStringLiteral("gray");
-    if (request.contains(name) && !request[name].isBool())
-        Refuse(name, " is neither true nor false");
-    return request[name].toBool() ? QImage::Format_Grayscale8 : QImage::Format_RGB32;
+    if (request.contains(Key::gray) && !request[Key::gray].isBool())
+        Refuse(Key::gray, " is neither true nor false");
+    return request[Key::gray].toBool() ? QImage::Format_Grayscale8 : QImage::Format_RGB32;
 }
 
-/** None for all. */
+/** The pages that are wanted; none for all of them. */
 std::vector<qint64> Pages(const QJsonObject& request)
 {
-    const QString name = QStringLiteral("pages");
     std::vector<qint64> pages;
-    for (const QJsonValue page : request[name].toArray())
-        pages.push_back(WholeNumber(page, name));
-    if (pages.empty() && request.contains(name))
-        Refuse(name, " names none");
+    for (const QJsonValue page : request[Key::pages].toArray())
+        pages.push_back(WholeNumber(page, Key::pages));
+    if (pages.empty() && request.contains(Key::pages))
+        Refuse(Key::pages, " names none");
     return pages;
-}
-
-QJsonObject FailureAnswer(const char* reason, const char* message)
-{
-    return {{QStringLiteral("ok"), false},
-            {QStringLiteral("reason"), QLatin1String(reason)},
-            {QStringLiteral("message"), QString::fromUtf8(message)}};
 }
 
 } // namespace
@@ -154,108 +144,151 @@ RequestHandler::RequestHandler(std::function<void(const std::string& file)> ente
 
 QJsonObject RequestHandler::Answer(const QByteArray& line)
 {
+    using WorkerProtocol::FailureAnswer;
     const QJsonObject request = QJsonDocument::fromJson(line).object();
     QJsonObject answer;
     try {
         answer = Dispatch(request);
-        answer[QStringLiteral("ok")] = true;
+        answer[Key::ok] = true;
     } catch (const RequestError& failure) {
         answer = FailureAnswer(failure.reason, failure.what());
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {
-        answer = FailureAnswer("cannot-render", error.what());
+        answer = FailureAnswer(Reason::CannotRender, error.what());
     }
-    answer[QStringLiteral("id")] = request[QStringLiteral("id")].toDouble(-1);
+    answer[Key::id] = request[Key::id].toDouble(-1);
     return answer;
 }
 
 QJsonObject RequestHandler::Dispatch(const QJsonObject& request)
 {
-    Number(request, QStringLiteral("id"));
-    const QString op = request[QStringLiteral("op")].toString();
-    if (op == QLatin1String("open"))
+    namespace Operation = WorkerProtocol::Operation;
+    Number(request, Key::id);
+    const QString op = request[Key::op].toString();
+    if (op == Operation::open)
         return Open(request);
-    if (op == QLatin1String("save"))
+    if (op == Operation::save)
         return Save(request);
-    if (op == QLatin1String("close"))
+    if (op == Operation::close)
         return Close(request);
-    if (op == QLatin1String("convert"))
+    if (op == Operation::convert)
         return Convert(request);
-    throw RequestError("bad-request", "op is none that is known");
+    throw RequestError(Reason::BadRequest, "op is none that is known");
 }
 
 QJsonObject RequestHandler::Open(const QJsonObject& request)
 {
-    const qint64 number = Number(request, QStringLiteral("document"));
+    const qint64 number = Number(request, Key::document);
     std::string password = Password(request).toStdString();
     const auto clearing =
         qScopeGuard([&password] { ::explicit_bzero(password.data(), password.size()); });
     if (documents.count(number) > 0)
-        throw RequestError("bad-request", "the document's number is in use");
-    auto document = std::make_unique<PdfDocument>(Input(request), password);
-    QJsonObject description = document->Description();
-    documents.emplace(number, std::move(document));
+        throw RequestError(Reason::BadRequest, "the document's number is in use");
+    const FileState before = TakeUp(Path(request, Key::file));
+    std::unique_ptr<PdfDocument> document;
+    QJsonObject description = WhileUnchanged(before, [&] {
+        document = std::make_unique<PdfDocument>(input, password);
+        return PDF::ToJson(document->Description());
+    });
+    documents.emplace(number, Held{std::move(document), before});
     return description;
 }
 
 QJsonObject RequestHandler::Save(const QJsonObject& request)
 {
-    const auto document = documents.find(Number(request, QStringLiteral("document")));
+    const auto document = documents.find(Number(request, Key::document));
     if (document == documents.end())
-        throw RequestError("no-such-document", "no document of that number is open");
-    document->second->Save(Path(request, QStringLiteral("file")), forOwner);
-    return {};
+        throw RequestError(Reason::NoSuchDocument, "no document of that number is open");
+    const auto& [held, state] = document->second;
+    return WhileUnchanged(state, [&, &document = *held, &before = state] {
+        NewFile copy(Path(request, Key::file), forOwner);
+        document.Save(copy);
+        Finish(copy, before);
+        return QJsonObject();
+    });
 }
 
 QJsonObject RequestHandler::Close(const QJsonObject& request)
 {
-    auto document = documents.extract(Number(request, QStringLiteral("document")));
+    auto document = documents.extract(Number(request, Key::document));
     if (!document)
-        throw RequestError("no-such-document", "no document of that number is open");
-    closed.push_back(std::move(document.mapped()));
+        throw RequestError(Reason::NoSuchDocument, "no document of that number is open");
+    closed.push_back(std::move(document.mapped().document));
     return {};
 }
 
 QJsonObject RequestHandler::Convert(const QJsonObject& request)
 {
-    const QString format = request[QStringLiteral("format")].toString();
-    const std::string output = Path(request, QStringLiteral("output"));
-    if (format == QLatin1String("pdf")) {
-        PdfDocument(Input(request), std::string()).Save(output, byUmask);
-        return {};
-    }
-    const QByteArray result = Result(request, format);
-    NewFile file(output, byUmask);
-    file.Write(result.constData(), std::size_t(result.size()));
-    file.Keep();
-    return {};
+    const QString format = request[Key::format].toString();
+    const std::string output = Path(request, Key::output);
+    const bool isPdf = format == WorkerProtocol::Format::pdf;
+    if (!isPdf && format != WorkerProtocol::Format::txt && !IsPictureFormat(format))
+        throw RequestError(Reason::UnsupportedFormat, "no such format");
+    const FileState before = TakeUp(Path(request, Key::file));
+    return WhileUnchanged(before, [&] {
+        if (isPdf) {
+            PdfDocument document(input, std::string());
+            NewFile file(output, byUmask);
+            document.Save(file);
+            Finish(file, before);
+            return QJsonObject();
+        }
+        const QByteArray result = Result(request, format);
+        NewFile file(output, byUmask);
+        file.Write(result.constData(), std::size_t(result.size()));
+        Finish(file, before);
+        return QJsonObject();
+    });
 }
 
-/** The sandbox, once entered, holds for one file. */
-const std::string& RequestHandler::Input(const QJsonObject& request)
+/** Keeps a result that was made of one state of the file. */
+void RequestHandler::Finish(NewFile& result, const FileState& before) const
 {
-    const std::string path = Path(request, QStringLiteral("file"));
+    before.Require(input);
+    result.Keep();
+}
+
+/** What fails while the file is changed has failed because of that. */
+template <typename Work>
+QJsonObject RequestHandler::WhileUnchanged(const FileState& before, const Work& work) const
+{
+    try {
+        QJsonObject answer = work();
+        before.Require(input);
+        return answer;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {
+        before.Require(input);
+        throw;
+    }
+}
+
+/** Enters the sandbox, which holds for one file; the file's state now. */
+FileState RequestHandler::TakeUp(const std::string& path)
+{
+    const FileState now = FileState::Of(path);
     if (input.empty()) {
         enterSandbox(path);
         input = path;
+        atEntry = now;
     }
     if (path != input)
-        throw RequestError("bad-request", "this process serves another file");
-    return input;
+        throw RequestError(Reason::BadRequest, "this process serves another file");
+    if (!now.IsOfFileOf(atEntry))
+        throw RequestError(Reason::Changed, "another file has taken its place");
+    return now;
 }
 
 QByteArray RequestHandler::Result(const QJsonObject& request, const QString& format)
 {
-    const bool isText = format == QLatin1String("txt");
-    if (!isText && !IsPictureFormat(format))
-        throw RequestError("unsupported-format", "no such format");
-    PageRenderer& pages = RendererFor(Input(request));
-    if (isText)
+    PageRenderer& pages = RendererFor(input);
+    if (format == WorkerProtocol::Format::txt)
         return pages.Text(Pages(request));
-    const qint64 page = Number(request, QStringLiteral("page"));
+    const qint64 page = Number(request, Key::page);
     const Encoding encoding = EncodingOf(request, format);
-    const double dotsPerInch = request.contains(QStringLiteral("size"))
+    const double dotsPerInch = request.contains(Key::size)
                                    ? pages.ResolutionToFit(page, Size(request))
                                    : Resolution(request);
     return Encode(pages.Render(page, dotsPerInch, PixelFormat(request)), encoding);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FileState.h"
+#include "NewFile.h"
 #include "PageRenderer.h"
 #include "PdfDocument.h"
 
@@ -30,17 +32,27 @@ private:
     QJsonObject Save(const QJsonObject& request);
     QJsonObject Close(const QJsonObject& request);
     QJsonObject Convert(const QJsonObject& request);
-    const std::string& Input(const QJsonObject& request);
+    FileState TakeUp(const std::string& path);
     QByteArray Result(const QJsonObject& request, const QString& format);
+    void Finish(NewFile& result, const FileState& before) const;
+    template <typename Work>
+    QJsonObject WhileUnchanged(const FileState& before, const Work& work) const;
     PageRenderer& RendererFor(const std::string& path);
 
     const std::function<void(const std::string& file)> enterSandbox;
     /** The one file; empty before the first request that names one. */
     std::string input;
-    std::map<qint64, std::unique_ptr<PdfDocument>> documents;
-    /** To take a large one apart takes long, and the process is about to be released. */
+    /** Its state when the sandbox was entered, which lets no other file be read. */
+    FileState atEntry = FileState({});
+    struct Held
+    {
+        std::unique_ptr<PdfDocument> document;
+        FileState state;
+    };
+    std::map<qint64, Held> documents;
+    /** Documents that were closed: to destroy a large one takes long, and the process ends soon. */
     std::vector<std::unique_ptr<PdfDocument>> closed;
-    /** Of the last converted document: the next page is likely to be one of its. */
+    /** The renderer of the last converted document, whose pages are likely to be asked for next. */
     std::unique_ptr<PageRenderer> renderer;
 };
 

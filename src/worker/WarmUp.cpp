@@ -1,5 +1,6 @@
 #include "WarmUp.h"
 
+#include "FileDescriptor.h"
 #include "ImageEncoder.h"
 #include "PageRenderer.h"
 #include "PdfDocument.h"
@@ -11,7 +12,6 @@
 #include <string>
 
 #include <QPdfDocument>
-#include <QScopeGuard>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -20,8 +20,8 @@ namespace Korvel::Worker {
 
 namespace {
 
-// Without text: the search for fonts takes long where there are many, and not all documents need
-// it.
+// The document has no text: the search for fonts takes long where there are many, and not all
+// documents need it.
 constexpr char document[] = R"(%PDF-1.4
 1 0 obj
 <</Type/Catalog/Pages 2 0 R>>
@@ -65,14 +65,13 @@ void OpenAndDraw(const std::string& path)
 
 void WarmUp()
 {
-    static const QPdfDocument engine; // which would be shut down with the last of them
-    const int file = ::memfd_create("rehearsal", MFD_CLOEXEC);
-    const auto closing = qScopeGuard([file] { ::close(file); });
+    static const QPdfDocument engine; // else the engine is shut down with the last document
+    const PDF::FileDescriptor file(::memfd_create("warm-up", MFD_CLOEXEC));
     try {
-        if (::write(file, document, sizeof(document) - 1) != sizeof(document) - 1)
-            throw RequestError("cannot-write", std::strerror(errno));
-        OpenAndDraw("/proc/self/fd/" + std::to_string(file));
-    } catch (const RequestError& failure) { // nobody has asked for it
+        if (::write(file.Number(), document, sizeof(document) - 1) != sizeof(document) - 1)
+            throw RequestError(Reason::CannotWrite, std::strerror(errno));
+        OpenAndDraw("/proc/self/fd/" + std::to_string(file.Number()));
+    } catch (const RequestError& failure) { // a warm-up that fails is no failure of the worker
         std::cerr << "warning: each document will take longer to open: " << failure.what()
                   << std::endl;
     }

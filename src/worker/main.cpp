@@ -1,5 +1,6 @@
 #include "AnswerChannel.h"
 #include "Arguments.h"
+#include "FileState.h"
 #include "ForkServer.h"
 #include "NotStarted.h"
 #include "OutOfMemory.h"
@@ -43,7 +44,7 @@ int PrintVersion(Sandbox& sandbox)
     return std::fflush(stdout) == 0 ? 0 : 1;
 }
 
-/** Answers all there are for one document; the exit code. */
+/** Answers all requests for one document, and gives the exit code. */
 int AnswerAll(RequestHandler& requests, std::FILE* answers, const Sandbox& sandbox)
 {
     for (std::string line; ReadLine(line);) {
@@ -66,7 +67,8 @@ int main(int argc, char** argv)
         return 2;
     }
     CheckDescriptors();
-    // Before files are opened, as a descriptor that is missing would become that of one.
+    // The channel is taken before files are opened: a missing descriptor would become that of a
+    // file.
     std::FILE* const answers = arguments->wantsVersion ? stdout : TakeStandardOutput();
     if (!answers)
         return 1;
@@ -80,11 +82,12 @@ int main(int argc, char** argv)
         if (arguments->wantsVersion)
             return PrintVersion(sandbox);
         WarmUp();
+        EndWhereSourceIsShortened();
         ForkForEachDocument(::fileno(answers));
         sandbox.SetLimits();
         RequestHandler requests([&sandbox](const std::string& file) { sandbox.Enter(file); });
         const int code = AnswerAll(requests, answers, sandbox);
-        // Whatever the document has become is given back most quickly with the process.
+        // The end of the process gives the document's memory back most quickly.
         if (!IS_SANITIZED)
             ::_exit(code);
         return code;

@@ -38,6 +38,7 @@ const std::map<long, Form>& Forms()
         {SYS_faccessat2, {"faccessat2", {}, {{0, 1}}}},
         {SYS_readlink, {"readlink", {}, {{-1, 0}}}},
         {SYS_mkdir, {"mkdir", {}, {{-1, 0}}}},
+        {SYS_mkdirat, {"mkdirat", {}, {{0, 1}}}},
         {SYS_rmdir, {"rmdir", {}, {{-1, 0}}}},
         {SYS_unlink, {"unlink", {}, {{-1, 0}}}},
         {SYS_unlinkat, {"unlinkat", {}, {{0, 1}}}},

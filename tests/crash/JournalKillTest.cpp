@@ -10,8 +10,6 @@
 
 #include <gmock/gmock.h>
 
-#include <fcntl.h>
-#include <linux/fs.h>
 #include <sys/syscall.h>
 
 namespace Korvel::Failing {
@@ -63,13 +61,6 @@ protected:
                        const int verdict = judge(call);
                        return verdict == Go && GetParam().isPlain ? VerdictOfPlain(call) : verdict;
                    });
-    }
-
-    static int VerdictOfPlain(const Call& call)
-    {
-        if (call.number == SYS_openat && (call.arguments[2] & O_TMPFILE) == O_TMPFILE)
-            return EOPNOTSUPP;
-        return call.number == SYS_renameat2 && call.arguments[4] == RENAME_NOREPLACE ? EINVAL : Go;
     }
 
     /** Kills the command before one of its calls; where the run is shorter, not at all. */

@@ -2,8 +2,10 @@
 #include "Stride.h"
 #include "TracedProgram.h"
 
+#include <csignal>
 #include <cstdio>
 #include <map>
+#include <tuple>
 
 #include <gmock/gmock.h>
 
@@ -20,22 +22,23 @@ using testing::AnyOf;
 using testing::HasSubstr;
 using testing::IsSubsetOf;
 
-/** Whether a conversion goes from one volume to another, and replaces a picture there. */
-struct Conversion
+bool StartsWith(const std::string& text, const std::string& beginning)
 {
-    const char* name;
-    bool crossesVolumes;
-    bool replaces;
-};
-
-void PrintTo(const Conversion& conversion, std::ostream* stream)
-{
-    *stream << conversion.name;
+    return text.compare(0, beginning.size(), beginning) == 0;
 }
+
+enum class Volume { Same, Other, OtherAndPlain };
+enum class OnExists { Number, Overwrite };
+
+/** Where a conversion puts its picture, and whether an old one is there, which it replaces. */
+using Conversion = std::tuple<Volume, OnExists>;
 
 std::string NameOf(const testing::TestParamInfo<Conversion>& conversion)
 {
-    return conversion.param.name;
+    const char* const volumes[] = {"WithinAVolume", "AcrossVolumes", "ToAPlainVolume"};
+    const char* const policies[] = {"", "OverAnOldResult"};
+    return volumes[int(std::get<Volume>(conversion.param))] +
+           std::string(policies[int(std::get<OnExists>(conversion.param))]);
 }
 
 /** Kills one process of a conversion before one of its system calls; with the next one, again. */
@@ -51,8 +54,12 @@ protected:
     void KillEverywhere(int process, const std::function<void(const TracedRun&)>& check);
 
     bool HasPicture() const { return ReadFile(picture) == whole; }
-    bool HasOld() const { return GetParam().replaces && ReadFile(picture) == "old"; }
+    bool HasOld() const { return Replaces() && ReadFile(picture) == "old"; }
+    bool CrossesVolumes() const { return std::get<Volume>(GetParam()) != Volume::Same; }
+    bool Replaces() const { return std::get<OnExists>(GetParam()) == OnExists::Overwrite; }
+    bool IsPlain() const { return std::get<Volume>(GetParam()) == Volume::OtherAndPlain; }
     void ExpectAllOrNothing() const;
+    void ConvertAnotherIntoTheFolder() const;
 
     const QTemporaryDir elsewhere{QStringLiteral("/dev/shm/kill-test-XXXXXX")};
     std::string folder;
@@ -70,7 +77,7 @@ void KillTest::SetUp()
     if (IsSkipped())
         return;
     QDir(Path("")).mkdir("out");
-    folder = (GetParam().crossesVolumes ? elsewhere.path() : Path("out")).toStdString();
+    folder = (CrossesVolumes() ? elsewhere.path() : Path("out")).toStdString();
     picture = folder + "/p.png";
     const TracedRun run = Convert([this](const Call& call) {
         ++calls[call.process];
@@ -86,12 +93,14 @@ TracedRun KillTest::Convert(const std::function<int(const Call&)>& judge)
 {
     for (const std::string& name : NamesIn(folder))
         std::remove((folder + "/" + name).c_str());
-    if (GetParam().replaces)
+    if (Replaces())
         WriteFile(picture, "old");
     return Run({"secret.pdf", "-o", QString::fromStdString(picture), "-r", "20", "--password-file",
-                "pw", "--on-exists", GetParam().replaces ? "overwrite" : "number", "--temp-dir",
-                TempDir()},
-               judge);
+                "pw", "--on-exists", Replaces() ? "overwrite" : "number", "--temp-dir", TempDir()},
+               [&](const Call& call) {
+                   const int verdict = judge(call);
+                   return verdict == Go && IsPlain() ? VerdictOfPlain(call) : verdict;
+               });
 }
 
 TracedRun KillTest::ConvertAndKill(int process, int beforeCall)
@@ -123,15 +132,28 @@ void KillTest::KillEverywhere(int process, const std::function<void(const Traced
 
 void KillTest::ExpectAllOrNothing() const
 {
-    EXPECT_THAT(NamesIn(folder), IsSubsetOf({"p.png"}));
+    for (const std::string& name : NamesIn(folder)) {
+        EXPECT_TRUE(name == "p.png" || (CrossesVolumes() && StartsWith(name, ".pdfconvert-")))
+            << name;
+    }
     EXPECT_EQ(HasPicture() || HasOld(), PDF::Test::IsAnything(picture)) << "whole, or not there";
-    EXPECT_TRUE(!GetParam().replaces || PDF::Test::IsAnything(picture)) << "the old one is lost";
+    EXPECT_TRUE(!Replaces() || PDF::Test::IsAnything(picture)) << "the old one is lost";
+}
+
+void KillTest::ConvertAnotherIntoTheFolder() const
+{
+    const std::string other = folder + "/other.png";
+    EXPECT_EQ(ProgramTest::Run({"secret.pdf", "-o", QString::fromStdString(other), "-r", "20",
+                                "--password-file", "pw"})
+                  .exitCode,
+              0);
+    EXPECT_EQ(std::remove(other.c_str()), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(, KillTest,
-                         testing::Values(Conversion{"WithinAVolume", false, false},
-                                         Conversion{"AcrossVolumes", true, false},
-                                         Conversion{"OverAnOldResult", false, true}),
+                         testing::Combine(testing::Values(Volume::Same, Volume::Other,
+                                                          Volume::OtherAndPlain),
+                                          testing::Values(OnExists::Number, OnExists::Overwrite)),
                          NameOf);
 
 TEST_P(KillTest, OfTheCommandIsMadeGoodByTheNextStart)
@@ -140,12 +162,31 @@ TEST_P(KillTest, OfTheCommandIsMadeGoodByTheNextStart)
         if (!killedAt.empty()) {
             EXPECT_EQ(run.end.code, -SIGKILL);
         }
-        StartAgain();
+        ConvertAnotherIntoTheFolder();
+        EXPECT_THAT(NamesIn(folder), IsSubsetOf({"p.png"}));
         EXPECT_EQ(LeftInTempDir(), QStringList());
     });
     std::printf("%d kills of the command: %d results whole, the others not there; 0 partial, "
                 "0 left behind after the next start\n",
                 kills, pictures);
+}
+
+TEST_P(KillTest, OfTheCommandBeforeAHiddenCopyHasItsNameLeavesNoneForLong)
+{
+    const TracedRun run = Convert([&, isCopied = false](const Call& call) mutable -> int {
+        const std::string text = call.process == 0 ? Describe(call) : std::string();
+        const bool isOfCopy = StartsWith(text, "rename") || StartsWith(text, "link");
+        if (text.find(folder + "/.pdfconvert-") == std::string::npos || !isOfCopy || isCopied)
+            return Go;
+        // Where a rename is to be refused, a link comes next.
+        isCopied = call.number == SYS_rename || call.number == SYS_link || !IsPlain();
+        return isCopied ? Kill : Go;
+    });
+    const bool isHidden = IsPlain() || (CrossesVolumes() && Replaces());
+    EXPECT_EQ(run.end.code, isHidden ? -SIGKILL : 0);
+    EXPECT_EQ(NamesIn(folder).size(), 1u + (isHidden && Replaces() ? 1 : 0));
+    ConvertAnotherIntoTheFolder();
+    EXPECT_THAT(NamesIn(folder), IsSubsetOf({"p.png"}));
 }
 
 TEST_P(KillTest, OfAWorkerIsMadeGoodByTheCommand)
@@ -158,6 +199,7 @@ TEST_P(KillTest, OfAWorkerIsMadeGoodByTheCommand)
             if (run.end.code != 0) {
                 EXPECT_THAT(run.complaints, HasSubstr("pdfconvert: secret.pdf: "));
             }
+            EXPECT_THAT(NamesIn(folder), IsSubsetOf({"p.png"}));
             EXPECT_EQ(LeftInTempDir(), QStringList());
         });
     std::printf("%d kills of workers: %d results whole, the others not there; 0 partial, "
@@ -179,6 +221,8 @@ TEST_F(DecryptionTest, MakesItsCopyAndItsFoldersPrivateFromTheFirst)
                 return Go;
             if (call.number == SYS_mkdir)
                 folders.push_back(call.arguments[1] & 0777);
+            if (call.number == SYS_mkdirat)
+                folders.push_back(call.arguments[2] & 0777);
             if (call.number == SYS_openat && (call.arguments[2] & O_CREAT) != 0 &&
                 text.find(".pdf") != std::string::npos)
                 copies.push_back(call.arguments[3]);

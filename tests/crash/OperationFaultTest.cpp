@@ -213,7 +213,7 @@ protected:
     const std::string to = target + "/page.png";
     const std::string content = std::string(100'000, 'x') + "end";
     std::string error;
-    std::shared_ptr<IFileSystem> fileSystem =
+    std::shared_ptr<LocalFileSystem> fileSystem =
         std::make_shared<LocalFileSystem>(SessionFolder::Create(folder, error));
     App::Journal noJournal{App::JournalOptions(), App::OutputOptions(), App::PageOptions()};
     App::ResultFileSystem replacing{fileSystem, App::OnExists::Overwrite, noJournal};

@@ -2,12 +2,15 @@
 
 #include "IsSanitized.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <vector>
 
 #include <QTemporaryFile>
 
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace Korvel::Failing {
@@ -61,6 +64,13 @@ TracedRun TracedProgramTest::Run(const QStringList& arguments,
         judge);
     return {end, QString::fromUtf8(ReadFrom(output)).split('\n', Qt::SkipEmptyParts),
             ReadFrom(complaints).toStdString()};
+}
+
+int TracedProgramTest::VerdictOfPlain(const Call& call)
+{
+    if (call.number == SYS_openat && (call.arguments[2] & O_TMPFILE) == O_TMPFILE)
+        return EOPNOTSUPP;
+    return call.number == SYS_renameat2 && call.arguments[4] == RENAME_NOREPLACE ? EINVAL : Go;
 }
 
 bool TracedProgramTest::Concerns(const std::string& call) const

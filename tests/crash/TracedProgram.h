@@ -27,6 +27,12 @@ protected:
     /** Runs the command to its end, and every process that it starts. */
     TracedRun Run(const QStringList& arguments, const std::function<int(const Call&)>& judge) const;
 
+    /**
+     * How a call fares on a volume that has neither files without a name nor a rename that does not
+     * replace, as on NFS.
+     */
+    static int VerdictOfPlain(const Call& call);
+
     /** Whether a call is about a file in the folder or a pipe. */
     bool Concerns(const std::string& call) const;
 

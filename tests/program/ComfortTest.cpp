@@ -7,6 +7,8 @@
 #include <QImage>
 #include <QStandardPaths>
 
+#include <sys/file.h>
+
 namespace Korvel::App {
 namespace {
 
@@ -128,6 +130,36 @@ TEST_F(ComfortTest, CleansNoFolderThatIsNone)
                                               std::string(folder) + ": "));
     }
     EXPECT_EQ(Run({"--clean-temp"}).exitCode, 0);
+    const Outcome run = Run({"--clean-temp", "file"});
+    EXPECT_EQ(run.exitCode, 5);
+    EXPECT_THAT(run.complaints, HasSubstr("cannot look for temporary files in file: "));
+}
+
+TEST_F(ComfortTest, CleansFoldersOfResultsOfTheHiddenFilesThatNobodyHolds)
+{
+    ASSERT_TRUE(QDir(Path("")).mkdir("out"));
+    const QString abandoned = Write("out/.pdfconvert-abcdef-ghijkl", "a page");
+    const QString held = Write("out/.pdfconvert-abcdef-mnopqr", "a page");
+    for (const char* const other : {"out/.pdfconvert-abcdef", "out/.pdfconvert-abcdef-notes12",
+                                    "out/pdfconvert-abcdef-ghijkl"})
+        Write(other, "of the user");
+    QFile holder(held);
+    ASSERT_TRUE(holder.open(QIODevice::ReadWrite));
+    ASSERT_EQ(::flock(holder.handle(), LOCK_EX), 0);
+    const Outcome run = Run({"--clean-temp", Path("out")});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.results, QStringList(abandoned));
+    EXPECT_FALSE(QFile::exists(abandoned));
+    EXPECT_EQ(QDir(Path("out")).entryList(QDir::Files | QDir::Hidden).size(), 4);
+}
+
+TEST_F(ComfortTest, CleansTheFoldersThatItWritesTo)
+{
+    MakeSample("sample.pdf", 1);
+    ASSERT_TRUE(QDir(Path("")).mkdir("out"));
+    Write("out/.pdfconvert-abcdef-ghijkl", "a page");
+    EXPECT_EQ(Run({"sample.pdf", "-d", "out", "-r", "20"}).exitCode, 0);
+    EXPECT_EQ(QDir(Path("out")).entryList(QDir::Files | QDir::Hidden), QStringList("sample-1.png"));
 }
 
 TEST_F(ComfortTest, WarnsOfWhatDoesNotProtectThisMachineWhenItIsVerbose)

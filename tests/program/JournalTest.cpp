@@ -524,7 +524,9 @@ TEST_F(JournalTest, RemovesWhatAKilledRunWasJustPuttingInPlace)
     TakeBack(3);
     const QString session = Journal("begun").first()["session"].toString();
     Write("out/." + session + "-x1Y2z3", "half a page");
-    Write("out/.pdfconvert-Other1-x1Y2z3", "of another run");
+    QFile other(Write("out/.pdfconvert-Other1-x1Y2z3", "of another run"));
+    ASSERT_TRUE(other.open(QIODevice::ReadWrite));
+    ASSERT_EQ(::flock(other.handle(), LOCK_EX), 0) << "which still writes it";
     EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
     EXPECT_FALSE(QFile::exists(Path("out/." + session + "-x1Y2z3")));
     EXPECT_TRUE(QFile::exists(Path("out/.pdfconvert-Other1-x1Y2z3")));

@@ -11,12 +11,6 @@ constexpr std::string_view mark = "\xef\xbb\xbf";
 
 } // namespace
 
-bool IsUtf8(const std::string& bytes)
-{
-    const std::string all = std::string(mark) + bytes; // of two marks QString keeps one
-    return QString::fromStdString(all).toStdString() == bytes;
-}
-
 bool HasMark(std::string_view bytes)
 {
     return bytes.substr(0, mark.size()) == mark;

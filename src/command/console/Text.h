@@ -7,8 +7,6 @@
 
 namespace Korvel::App {
 
-bool IsUtf8(const std::string& bytes);
-
 /** Whether `bytes` begin with a byte order mark, which QString takes off. */
 bool HasMark(std::string_view bytes);
 

@@ -12,6 +12,7 @@
 #include "Planner.h"
 #include "ResultFileSystem.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -90,9 +91,22 @@ void Conversion::Begin()
         End(nullptr);
         return;
     }
+    RequireSource();
     PrepareFolders();
     work = run.console.Begin(document.Name(), int(results.size()));
     StartChain();
+}
+
+/** Throws unless the document is the one that was opened, or was replaced by its own result. */
+void Conversion::RequireSource() const
+{
+    const std::string source = document.GetInput().path.toStdString();
+    const auto hasReplacedIt = [&source](const PlannedResult& result) {
+        std::error_code ignored;
+        return std::filesystem::equivalent(result.wanted.toStdString(), source, ignored);
+    };
+    if (!document.IsUnchanged() && std::none_of(results.begin(), results.end(), hasReplacedIt))
+        throw ChangedFailure();
 }
 
 void Conversion::PrepareFolders() const
@@ -110,6 +124,7 @@ void Conversion::PrepareFolders() const
         if (::access(folder.c_str(), W_OK | X_OK) != 0)
             throw Failure(ExitCode::Output, "cannot-write",
                           "cannot write into the folder " + folder + ": " + std::strerror(errno));
+        run.factory.SweepTarget(folder);
         prepared = folder;
     }
 }
@@ -126,6 +141,7 @@ void Conversion::StartChain()
     timeOfCopies = run.factory.TimeOfCopies(); // where its own copy counts
     if (!isStarted) {
         run.interruption.Check();
+        RequireSource();
         throw CopyFailure();
     }
 }
@@ -209,6 +225,7 @@ void Conversion::TimeIsUp()
 /** Takes the final paths of what was made; what other programs were quicker with goes elsewhere. */
 void Conversion::Finish()
 {
+    RequireSource();
     const QStringList made = MadePaths();
     std::vector<PlannedResult*> refused;
     for (std::size_t i = 0; i < results.size(); ++i) {

@@ -55,6 +55,7 @@ private:
     void Later(const std::function<void()>& step);
     void End(const std::exception_ptr& failure);
     void Begin();
+    void RequireSource() const;
     void PrepareFolders() const;
     void StartChain();
     Converter::Task MakeTask() const;

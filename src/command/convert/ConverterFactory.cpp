@@ -44,13 +44,12 @@ std::shared_ptr<PDF::SessionFolder> MakeSessionFolder(const RunOptions& options)
     return session;
 }
 
-std::shared_ptr<ResultFileSystem> MakeResultFileSystem(const RunOptions& options, OnExists onExists,
-                                                       std::shared_ptr<PDF::IFileSystem> inner,
-                                                       Journal& journal)
+std::shared_ptr<PDF::IFileSystem> MakeFileSystemOfPages(const RunOptions& options,
+                                                        std::shared_ptr<PDF::IFileSystem> results)
 {
     if (options.keepsTemporaries)
-        inner = std::make_shared<KeepingFileSystem>(inner);
-    return std::make_shared<ResultFileSystem>(inner, onExists, journal);
+        return std::make_shared<KeepingFileSystem>(results);
+    return results;
 }
 
 std::shared_ptr<PDF::IPDFProvider> MakeCopyProvider(const RunOptions& options,
@@ -93,7 +92,8 @@ ConverterFactory::ConverterFactory(const RunOptions& options, OnExists onExists,
       session(MakeSessionFolder(options)),
       workerSettings(ToSettings(options, session->Path())),
       fileSystem(std::make_shared<PDF::LocalFileSystem>(session)),
-      results(MakeResultFileSystem(options, onExists, fileSystem, journal)),
+      results(std::make_shared<ResultFileSystem>(fileSystem, onExists, journal)),
+      fileSystemOfPages(MakeFileSystemOfPages(options, results)),
       provider(std::make_shared<PDF::WorkerPdfProvider>(workerSettings)),
       copyProvider(MakeCopyProvider(options, provider)),
       workers(std::make_shared<PDF::WorkerPool>(workerSettings, int(jobs)))
@@ -158,6 +158,12 @@ Failure ConverterFactory::WhyNotConverted(AbstractConverter::ErrorType error) co
                : FailureOf(error);
 }
 
+void ConverterFactory::SweepTarget(const std::string& folder)
+{
+    if (sweptTargets.insert(folder).second)
+        PDF::LocalFileSystem::Sweep(folder);
+}
+
 void ConverterFactory::CheckForSignal() const
 {
     interruption.Check();
@@ -168,7 +174,7 @@ std::shared_ptr<AbstractConverter> ConverterFactory::MakeChain(std::size_t pages
     std::vector<std::shared_ptr<AbstractConverter>> chains;
     while (chains.size() < std::min(pages, jobs))
         chains.push_back(std::make_shared<TempFileWrapper>(
-            names, std::make_shared<WorkerConverter>(workers), results));
+            names, std::make_shared<WorkerConverter>(workers), fileSystemOfPages));
     const auto fanOut = std::make_shared<PageFanOut>(chains);
     fanOuts.erase(std::remove(fanOuts.begin(), fanOuts.end(), nullptr), fanOuts.end());
     fanOuts.emplace_back(fanOut.get());

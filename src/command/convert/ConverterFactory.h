@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@
 
 namespace Korvel {
 namespace PDF {
+class IFileSystem;
 class IPDFProvider;
 class LocalFileSystem;
 class SessionFolder;
@@ -74,6 +76,9 @@ public:
      */
     std::string MakePrivateFolder();
 
+    /** Removes what killed runs have left in a folder of results, once in a run. */
+    void SweepTarget(const std::string& folder);
+
     /** What results are moved by. */
     ResultFileSystem& Results() { return *results; }
 
@@ -120,6 +125,9 @@ private:
     const PDF::WorkerSettings workerSettings;
     const std::shared_ptr<PDF::LocalFileSystem> fileSystem;
     const std::shared_ptr<ResultFileSystem> results;
+    /** What the chains of pages move results by, and remove their private folders. */
+    const std::shared_ptr<PDF::IFileSystem> fileSystemOfPages;
+    std::set<std::string> sweptTargets;
     const std::shared_ptr<PDF::WorkerPdfProvider> provider;
     /** What saves the unencrypted copies. */
     const std::shared_ptr<PDF::IPDFProvider> copyProvider;

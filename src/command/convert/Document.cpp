@@ -52,10 +52,29 @@ std::unique_ptr<Document> Document::Open(const Input& input, Passwords& password
     CheckInput(input);
     // The password comes straight to the heap: nobody clears what is left of it on the stack.
     std::unique_ptr<Document> document(new Document(input));
-    if (!passwords.Find(input,
-                        [&](const auto& tried) { return document->TakesPassword(tried, factory); }))
-        throw factory.WhyNotOpened(input.path.toStdString());
+    try {
+        document->OpenUnchanged(passwords, factory);
+    } catch (const Failure&) {
+        if (document->IsUnchanged())
+            throw;
+        document->OpenUnchanged(passwords, factory);
+    }
     return document;
+}
+
+void Document::OpenUnchanged(Passwords& passwords, ConverterFactory& factory)
+{
+    const std::string path = input.path.toStdString();
+    state = SourceState(path);
+    if (!passwords.Find(input, [&](const auto& tried) { return TakesPassword(tried, factory); }))
+        throw factory.WhyNotOpened(path);
+    if (!IsUnchanged())
+        throw ChangedFailure();
+}
+
+bool Document::IsUnchanged() const
+{
+    return SourceState(input.path.toStdString()) == state;
 }
 
 /** Throws when it is not the password that is amiss. */

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Input.h"
+#include "SourceState.h"
 #include "WorkerPdfProvider.h"
 
 #include <memory>
@@ -29,6 +30,9 @@ public:
 
     const Input& GetInput() const { return input; }
 
+    /** Whether the file is still the one that was opened, and as it was then. */
+    bool IsUnchanged() const;
+
     /** What messages call it. */
     const QString& Name() const { return input.name; }
 
@@ -45,9 +49,12 @@ private:
     Document(const Document&) = delete;
     Document& operator=(const Document&) = delete;
 
+    void OpenUnchanged(Passwords& passwords, ConverterFactory& factory);
     bool TakesPassword(const std::string& tried, ConverterFactory& factory);
 
     const Input input;
+    /** From before it was opened. */
+    SourceState state;
     PDF::DocumentInfo info;
     std::string password;
 };

@@ -2,6 +2,7 @@
 
 #include "Failure.h"
 #include "InputOptions.h"
+#include "PathText.h"
 #include "Streams.h"
 #include "Text.h"
 
@@ -41,7 +42,7 @@ Input FromPath(const std::string& path)
     } else if (HasMark(path)) {
         input.name = QString::fromStdString(Escaped(path));
         input.problem = "the name begins with a byte order mark; put ./ in front of it";
-    } else if (path.find('\0') != std::string::npos) {
+    } else if (HoldsNul(path)) {
         input.name = QString::fromStdString(Escaped(path));
         input.problem = "the name holds a NUL; a list of such names needs -0";
     }

@@ -2,25 +2,13 @@
 
 #include "Journal.h"
 
-#include <cstdio>
 #include <utility>
-
-#include <QUuid>
 
 namespace Korvel::App {
 
-namespace {
-
-bool Rename(const std::string& from, const std::string& to)
-{
-    return std::rename(from.c_str(), to.c_str()) == 0;
-}
-
-} // namespace
-
-ResultFileSystem::ResultFileSystem(std::shared_ptr<PDF::IFileSystem> inner, OnExists onExists,
+ResultFileSystem::ResultFileSystem(std::shared_ptr<PDF::LocalFileSystem> files, OnExists onExists,
                                    Journal& journal)
-    : ForwardingFileSystem(std::move(inner)), onExists(onExists), journal(journal)
+    : ForwardingFileSystem(files), files(std::move(files)), onExists(onExists), journal(journal)
 {
 }
 
@@ -55,31 +43,10 @@ bool ResultFileSystem::Replaces(const ioPath& path) const
 
 bool ResultFileSystem::PutInPlace(const ioPath& from, const ioPath& to)
 {
-    if (inner->Move(from, to))
-        return true;
-    if (!Replaces(to))
-        return false;
-    if (Rename(from.utf8string(), to.utf8string()))
-        return true;
-    // The bytes have to come from another volume to this one before one step can name them.
-    const ioPath hidden(HiddenBeside(to.utf8string()));
-    if (!inner->Move(from, hidden))
-        return false;
-    // Others may have put theirs there while the bytes came.
-    if (Replaces(to) && Rename(hidden.utf8string(), to.utf8string()))
-        return true;
-    if (!inner->Move(hidden, from))
-        ioPath::remove(hidden);
-    return false;
-}
-
-/** The path of a new name in the folder of `path`, marked with that of the session folder. */
-std::string ResultFileSystem::HiddenBeside(const std::string& path) const
-{
-    const std::string session = inner->GetTempFolder().utf8string();
-    const std::string name = QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString();
-    return path.substr(0, path.rfind('/') + 1) + '.' + session.substr(session.rfind('/') + 1) +
-           '-' + name;
+    const auto isToBeReplaced = [this, &to] {
+        return Replaces(to);
+    };
+    return files->Move(from, to) || (isToBeReplaced() && files->Replace(from, to, isToBeReplaced));
 }
 
 } // namespace Korvel::App

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ForwardingFileSystem.h"
+#include "LocalFileSystem.h"
 #include "OnExists.h"
 
 #include <map>
@@ -21,7 +22,8 @@ class ResultFileSystem : public ForwardingFileSystem
 {
 public:
     /** @param journal  its run's; it lives longer than this */
-    ResultFileSystem(std::shared_ptr<PDF::IFileSystem> inner, OnExists onExists, Journal& journal);
+    ResultFileSystem(std::shared_ptr<PDF::LocalFileSystem> files, OnExists onExists,
+                     Journal& journal);
 
     bool Exists(const ioPath& path) override;
 
@@ -43,8 +45,8 @@ public:
 private:
     bool PutInPlace(const ioPath& from, const ioPath& to);
     bool Replaces(const ioPath& path) const;
-    std::string HiddenBeside(const std::string& path) const;
 
+    const std::shared_ptr<PDF::LocalFileSystem> files;
     const OnExists onExists;
     Journal& journal;
     /** What could not be moved, by where it was to go. */

@@ -5,6 +5,7 @@
 #include "JournalFile.h"
 #include "JournalOptions.h"
 #include "JournalSettings.h"
+#include "SessionName.h"
 
 #include <cerrno>
 #include <cstring>
@@ -122,7 +123,8 @@ void Journal::RemoveHidden() const
 {
     if (state.Abandoned().isEmpty())
         return;
-    const QStringList form{'.' + state.Abandoned() + "-*"};
+    const std::string prefix = HiddenPrefix(state.Abandoned().toStdString());
+    const QStringList form{QString::fromStdString(prefix) + '*'};
     const auto filters = QDir::Files | QDir::Hidden;
     for (const QString& folder : state.FoldersInWork()) {
         for (const QString& name : QDir(folder).entryList(form, filters, QDir::Unsorted))

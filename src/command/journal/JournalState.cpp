@@ -1,10 +1,11 @@
 #include "JournalState.h"
 
+#include "SessionName.h"
+
 #include <algorithm>
 
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QRegularExpression>
 
 #include <sys/stat.h>
 
@@ -41,8 +42,9 @@ void JournalState::Read(const QJsonObject& line)
 
 void JournalState::ReadBegun(const QJsonObject& line)
 {
-    static const QRegularExpression name(QStringLiteral("^pdfconvert-[A-Za-z0-9]{6}$"));
-    abandoned = name.match(line["session"].toString()).captured();
+    abandoned = line["session"].toString();
+    if (!IsSessionName(abandoned.toStdString()))
+        abandoned.clear();
     if (planned.empty()) // nothing was made with those before
         settings = line["settings"].toObject();
 }

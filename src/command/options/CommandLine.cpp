@@ -8,6 +8,7 @@
 #include "RawArguments.h"
 #include "SessionFolder.h"
 #include "ShellCompletion.h"
+#include "WorkerProtocol.h"
 
 #include <algorithm>
 #include <cmath>
@@ -81,13 +82,16 @@ void AddOutput(OptionAdder& add, Given& given)
 void AddPages(OptionAdder& add, PageOptions& pages)
 {
     add.Value("--pages", pages.ranges)->check(ProblemOfPages);
-    CLI::Option* const resolution = add.Value("--resolution", pages.resolution)
-                                        ->transform(InRange(1.0, 4800.0, "a resolution"));
+    CLI::Option* const resolution =
+        add.Value("--resolution", pages.resolution)
+            ->transform(InRange(WorkerProtocol::lowestResolution, WorkerProtocol::highestResolution,
+                                "a resolution"));
     add.Read("--size", [&pages](const std::string& text) { pages.size = ToSize(text); })
         ->excludes(resolution)
         ->check(ProblemOfSize);
     add.Flag("--gray", pages.gray);
-    add.Value("--quality", pages.quality)->transform(InRange(1, 100, "a quality"));
+    add.Value("--quality", pages.quality)
+        ->transform(InRange(1, WorkerProtocol::highestQuality, "a quality"));
     add.Word("--compression", pages.compression);
 }
 
@@ -163,11 +167,13 @@ void AddReportOptions(CLI::App& app, ReportOptions& report)
 bool TakesNoDocument(const Given& given)
 {
     const InputOptions& input = given.options.input;
+    const bool hasResults =
+        !given.options.output.path.empty() || !given.folder.empty() || !input.list.empty();
     const bool isAlone = given.cleanTemp != given.version && !given.options.console.json &&
-                         input.paths.empty() && input.list.empty();
+                         !hasResults && (input.paths.empty() || given.cleanTemp);
     if ((given.cleanTemp || given.version) && !isAlone)
         Refuse(std::string(given.cleanTemp ? "--clean-temp" : "--version") +
-               " does nothing else; leave inputs and --json away");
+               " does nothing else; leave documents, results and --json away");
     return isAlone;
 }
 

@@ -171,7 +171,9 @@ std::vector<Option> Running()
             {{"--clean-temp"},
              "",
              "Remove the folders that killed runs have left there,\n"
-             "print their paths, and do nothing else"}};
+             "and their hidden files in folders of results that\n"
+             "are named in the place of inputs; print the paths,\n"
+             "and do nothing else"}};
 }
 
 std::vector<Option> Reporting()

@@ -4,6 +4,7 @@
 #include "Options.h"
 #include "OutputTemplate.h"
 #include "PageRanges.h"
+#include "WorkerProtocol.h"
 
 #include <algorithm>
 
@@ -100,7 +101,7 @@ QSize ToSize(const std::string& text)
     static const QRegularExpression form("^([1-9][0-9]{0,4})x([1-9][0-9]{0,4})$");
     const auto match = form.match(QString::fromStdString(text));
     const QSize size(match.captured(1).toInt(), match.captured(2).toInt());
-    return std::max(size.width(), size.height()) <= 65000 ? size : QSize();
+    return std::max(size.width(), size.height()) <= WorkerProtocol::longestSide ? size : QSize();
 }
 
 void PutInto(const std::string& folder, OutputOptions& output)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "WorkerProtocol.h"
+
 #include <string>
 
 #include <QSize>
@@ -12,7 +14,7 @@ struct PageOptions
     /** The page ranges as they were given; empty for all pages. */
     std::string ranges;
     /** The resolution of pictures in dots per inch. */
-    double resolution = 150;
+    double resolution = WorkerProtocol::defaultResolution;
     /** Pixels that a picture is to fit into, in place of the resolution; empty for none. */
     QSize size;
     bool gray = false;

@@ -1,5 +1,6 @@
 #include "RawArguments.h"
 
+#include "PathText.h"
 #include "Text.h"
 
 #include <cstring>

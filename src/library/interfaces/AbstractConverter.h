@@ -66,12 +66,13 @@ public:
         Unknown,                 ///< none of the others
         CannotOpenSource,        ///< the source is missing, unreadable, damaged or of another kind
         PasswordRequiredOrWrong, ///< the source is encrypted and no or a wrong password was given
-        CannotRender,     ///< the source was opened, but the result could not be made from it
-        CannotWrite,      ///< the result could not be written
-        Cancelled,        ///< CancelConvertation ended the task
-        TimedOut,         ///< the task took longer than it was given
-        OutOfMemory,      ///< the task needed more memory than it was given
-        UnsupportedFormat ///< the wanted kind of result is not one that the converter makes
+        CannotRender,      ///< the source was opened, but the result could not be made from it
+        CannotWrite,       ///< the result could not be written
+        Cancelled,         ///< CancelConvertation ended the task
+        TimedOut,          ///< the task took longer than it was given
+        OutOfMemory,       ///< the task needed more memory than it was given
+        UnsupportedFormat, ///< the wanted kind of result is not one that the converter makes
+        SourceChanged      ///< the source was changed by somebody while it was read
     };
     Q_ENUM(ErrorType)
 

@@ -1,11 +1,14 @@
 #include "LocalFileSystem.h"
 
 #include "FileDescriptor.h"
+#include "HiddenFile.h"
+#include "PathText.h"
 #include "RemoveTree.h"
 #include "ServicesLog.h"
 #include "SessionFolder.h"
 
 #include <filesystem>
+#include <functional>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -42,12 +45,6 @@ QString Text(const std::string& path)
 void LogFailure(const char* what, const std::string& path, const std::error_code& failure)
 {
     qCWarning(servicesLog) << what << Text(path) << failure.message().c_str();
-}
-
-/** Behind a NUL the system would see the path of another file. */
-bool HoldsNul(const std::string& path)
-{
-    return path.find('\0') != std::string::npos;
 }
 
 bool IsThere(const std::string& path)
@@ -150,24 +147,25 @@ std::error_code CopyThroughUnnamedFile(const FileDescriptor& source, const std::
                                                 : std::errc::not_supported);
 }
 
-/** What the names of hidden files begin with, so that they tell whose they are. */
-std::string MarkOf(const SessionFolder& session)
+std::string NameOf(const SessionFolder& session)
 {
-    return '.' + std::filesystem::path(session.Path()).filename().native();
+    return std::filesystem::path(session.Path()).filename().native();
 }
 
+/** Puts what lies at the first path in place at the second one. */
+using Placing = std::function<std::error_code(const std::string&, const std::string&)>;
+
 std::error_code CopyThroughHiddenFile(const FileDescriptor& source, const std::string& to,
-                                      const std::string& mark)
+                                      const std::string& session, const Placing& place)
 {
-    std::string hidden = FolderOf(to) + '/' + mark + "-XXXXXX";
-    const FileDescriptor copy(::mkostemp(hidden.data(), O_CLOEXEC));
-    if (!copy)
+    HiddenFile hidden(FolderOf(to), session);
+    if (!hidden.Descriptor())
         return LastError();
-    std::error_code failure = CopyFile(source, copy);
+    std::error_code failure = CopyFile(source, hidden.Descriptor());
     if (!failure)
-        failure = MoveWithinVolume(hidden, to);
-    if (failure)
-        ::unlink(hidden.c_str());
+        failure = place(hidden.Path(), to);
+    if (!failure)
+        hidden.Keep();
     return failure;
 }
 
@@ -179,9 +177,10 @@ void FlushFolder(const std::string& folder)
 }
 
 std::error_code MoveAcrossVolumes(const std::string& from, const std::string& to,
-                                  const std::string& mark)
+                                  const std::string& session)
 {
-    // Told before the bytes are copied in vain; what comes meanwhile is not replaced either.
+    // A taken name is told before bytes are copied in vain; what comes later is not replaced
+    // either.
     if (IsThere(to))
         return std::make_error_code(std::errc::file_exists);
     const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
@@ -189,7 +188,7 @@ std::error_code MoveAcrossVolumes(const std::string& from, const std::string& to
         return LastError();
     std::error_code failure = CopyThroughUnnamedFile(source, to);
     if (failure == std::errc::not_supported)
-        failure = CopyThroughHiddenFile(source, to, mark);
+        failure = CopyThroughHiddenFile(source, to, session, MoveWithinVolume);
     if (failure)
         return failure;
     FlushFolder(FolderOf(to));
@@ -197,14 +196,50 @@ std::error_code MoveAcrossVolumes(const std::string& from, const std::string& to
     return {};
 }
 
-std::error_code MoveFile(const std::string& from, const std::string& to, const std::string& mark)
+std::error_code MoveFile(const std::string& from, const std::string& to, const std::string& session)
 {
     if (HoldsNul(from) || HoldsNul(to))
         return std::make_error_code(std::errc::invalid_argument);
     if (const std::error_code failure = RequireRegularFile(from))
         return failure;
     const std::error_code failure = MoveWithinVolume(from, to);
-    return failure == std::errc::cross_device_link ? MoveAcrossVolumes(from, to, mark) : failure;
+    return failure == std::errc::cross_device_link ? MoveAcrossVolumes(from, to, session) : failure;
+}
+
+std::error_code Rename(const std::string& from, const std::string& to)
+{
+    return ::rename(from.c_str(), to.c_str()) == 0 ? std::error_code() : LastError();
+}
+
+std::error_code ReplaceAcrossVolumes(const std::string& from, const std::string& to,
+                                     const std::string& session,
+                                     const std::function<bool()>& isStillWanted)
+{
+    const auto replace = [&isStillWanted](const std::string& hidden, const std::string& target) {
+        return isStillWanted() ? Rename(hidden, target)
+                               : std::make_error_code(std::errc::file_exists);
+    };
+    const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!source)
+        return LastError();
+    if (const auto failure = CopyThroughHiddenFile(source, to, session, replace))
+        return failure;
+    FlushFolder(FolderOf(to));
+    RemoveSource(from);
+    return {};
+}
+
+std::error_code ReplaceFile(const std::string& from, const std::string& to,
+                            const std::string& session, const std::function<bool()>& isStillWanted)
+{
+    if (HoldsNul(from) || HoldsNul(to))
+        return std::make_error_code(std::errc::invalid_argument);
+    if (const std::error_code failure = RequireRegularFile(from))
+        return failure;
+    const std::error_code failure = Rename(from, to);
+    return failure == std::errc::cross_device_link
+               ? ReplaceAcrossVolumes(from, to, session, isStillWanted)
+               : failure;
 }
 
 std::error_code MakeFolder(const std::string& path)
@@ -278,12 +313,29 @@ bool LocalFileSystem::Move(const ioPath& from, const ioPath& to)
 {
     return FalseWhenThrown([&] {
         const std::error_code failure =
-            MoveFile(from.utf8string(), to.utf8string(), MarkOf(*session));
+            MoveFile(from.utf8string(), to.utf8string(), NameOf(*session));
         if (failure)
             qCWarning(servicesLog) << "cannot move" << Text(from.utf8string()) << "to"
                                    << Text(to.utf8string()) << failure.message().c_str();
         return !failure;
     });
+}
+
+bool LocalFileSystem::Replace(const ioPath& from, const ioPath& to,
+                              const std::function<bool()>& isStillWanted)
+{
+    return FalseWhenThrown([&] {
+        const std::error_code failure =
+            ReplaceFile(from.utf8string(), to.utf8string(), NameOf(*session), isStillWanted);
+        if (failure)
+            LogFailure("cannot replace", to.utf8string(), failure);
+        return !failure;
+    });
+}
+
+std::vector<std::string> LocalFileSystem::Sweep(const std::string& folder)
+{
+    return SweepHiddenFiles(folder);
 }
 
 bool LocalFileSystem::CreateFolder(const ioPath& folder)

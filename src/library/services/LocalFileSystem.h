@@ -3,7 +3,10 @@
 #include "ConverterServicesExport.h"
 #include "IFileSystem.h"
 
+#include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace Korvel::PDF {
 
@@ -42,10 +45,29 @@ public:
      * hidden file in the target's folder, flushed to the disk and put in place under its name in
      * one step, and then only the source is removed; permission bits are kept where the volume
      * knows them. The hidden file is called like the session folder, with a dot before and a
-     * random end. The file counts as moved when it lies at `to`, even if its source could not be
+     * random end, and locked as long as this process writes it; Sweep removes what a killed one has
+     * left. The file counts as moved when it lies at `to`, even if its source could not be
      * removed. A volume that can neither rename without replacing nor link is refused.
      */
     bool Move(const ioPath& from, const ioPath& to) override;
+
+    /**
+     * Moves a regular file and replaces what is at `to`, in one step: whoever reads it sees the old
+     * content or the new one, whole.
+     *
+     * @param isStillWanted  asked once more when the bytes of another volume have come
+     * @return false when `to` and `from` are as they were
+     */
+    bool Replace(const ioPath& from, const ioPath& to, const std::function<bool()>& isStillWanted);
+
+    /**
+     * Removes the hidden files that killed processes of this user have left in a folder that files
+     * were moved to. Where it is not sure that the locks of all machines are seen, such as on
+     * network folders, only those that nobody has written to for an hour.
+     *
+     * @return the paths of those that are gone; none when the folder cannot be read
+     */
+    static std::vector<std::string> Sweep(const std::string& folder);
 
     /** Creates one folder with mode 0700. */
     bool CreateFolder(const ioPath& folder) override;

@@ -13,7 +13,7 @@ namespace Korvel::PDF::Converter {
 
 namespace {
 
-/** Asked from the event loop, which an exception must not leave. */
+/** Whether the converter takes the task; the event loop asks, which no exception must leave. */
 bool Accepts(AbstractConverter& converter, const AbstractConverter::Task& task)
 {
     try {
@@ -128,7 +128,8 @@ void PageFanOut::Impl::PageProgress(std::size_t chain, const QString& source, do
     const QString reported = source;
     Document& document = documents.at(source);
     chains[chain].progress = std::clamp(progress, 0.0, 1.0);
-    // Never back: chains may count as they like, and a page that fails takes its part away.
+    // Progress never goes back: chains may count as they like, and a failed page takes its part
+    // away.
     document.progress = std::max(document.progress, Progress(source));
     Q_EMIT fanOut->ConvertationProgress(reported, document.progress);
 }
@@ -260,7 +261,7 @@ PageFanOut::PageFanOut(const std::vector<std::shared_ptr<AbstractConverter>>& ch
 
 PageFanOut::~PageFanOut()
 {
-    // Severed first: an inner converter that emits from its destructor would find no record.
+    // Connections go first: an inner converter that emits from its destructor would find no record.
     for (const Impl::Chain& chain : impl->chains)
         disconnect(chain.converter.get(), nullptr, this, nullptr);
 }

@@ -50,7 +50,7 @@ bool RemoveContent(int folder) noexcept
     const std::unique_ptr<DIR, int (*)(DIR*)> entries(::fdopendir(listed.Number()), ::closedir);
     if (!entries)
         return false;
-    listed.Release(); // to the entries
+    listed.Release(); // the entries close it
     bool isRemoved = true;
     while (const dirent* const entry = ::readdir(entries.get()))
         isRemoved = RemoveEntry(folder, static_cast<const char*>(entry->d_name)) && isRemoved;

@@ -1,35 +1,27 @@
 #include "RequestPath.h"
 
+#include "PathText.h"
+
 #include <filesystem>
 #include <system_error>
 
 namespace Korvel::PDF {
 
-namespace {
-
-QString ToText(const std::string& bytes)
-{
-    QString text = QString::fromStdString(bytes);
-    return text.toStdString() == bytes ? text : QString();
-}
-
-} // namespace
-
 QString RequestPath(const std::string& path)
 {
-    if (path.empty() || path.find('\0') != std::string::npos)
+    if (path.empty() || HoldsNul(path))
         return {};
     if (path.front() == '/')
-        return ToText(path);
+        return ToPathText(path);
     std::error_code failure;
     const std::string folder = std::filesystem::current_path(failure).native();
-    return failure ? QString() : ToText(folder + '/' + path);
+    return failure ? QString() : ToPathText(folder + '/' + path);
 }
 
 QString RequestPath(const QString& path)
 {
-    const std::string bytes = path.toStdString();
-    return QString::fromStdString(bytes) == path ? RequestPath(bytes) : QString();
+    const std::optional<std::string> bytes = ToPathBytes(path);
+    return bytes ? RequestPath(*bytes) : QString();
 }
 
 } // namespace Korvel::PDF

@@ -15,7 +15,7 @@ namespace Korvel::PDF {
  */
 QString RequestPath(const std::string& path);
 
-/** The same; a lone surrogate is no UTF-8. */
+/** A path with a lone surrogate names no file either. */
 QString RequestPath(const QString& path);
 
 } // namespace Korvel::PDF

@@ -1,18 +1,17 @@
 #include "SessionFolder.h"
 
 #include "FileDescriptor.h"
+#include "PathText.h"
 #include "RemoveTree.h"
 #include "ServicesLog.h"
+#include "SessionName.h"
 #include "TrustedFolder.h"
 
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
-#include <string_view>
 #include <system_error>
 #include <utility>
-
-#include <QRandomGenerator>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -24,19 +23,11 @@ namespace Korvel::PDF {
 
 namespace {
 
-constexpr std::string_view namePrefix = "pdfconvert-";
-constexpr std::size_t nameLength = namePrefix.size() + 6;
-
 /** How often another name is tried after one that is taken, or whose folder was swept away. */
 constexpr int attempts = 100;
 
 // The sticky bit changes nothing in a private folder, and nobody sets it there by chance.
 constexpr mode_t sessionMode = S_ISVTX | S_IRWXU;
-
-bool IsUtf8(const std::string& text)
-{
-    return QString::fromStdString(text).toStdString() == text;
-}
 
 FileDescriptor OpenFolder(int parent, const std::string& name)
 {
@@ -63,12 +54,7 @@ bool IsRemoved(const FileDescriptor& folder)
     return ::fstat(folder.Number(), &status) != 0 || status.st_nlink == 0;
 }
 
-bool IsSessionName(const std::string& name)
-{
-    return name.size() == nameLength && name.compare(0, namePrefix.size(), namePrefix) == 0;
-}
-
-/** Whether it was abandoned, and is gone now. */
+/** Removes a session folder that was abandoned; whether it is gone now. */
 bool RemoveIfAbandoned(int parent, const std::string& name)
 {
     const FileDescriptor folder = OpenFolder(parent, name);
@@ -94,7 +80,7 @@ std::vector<std::string> SessionNamesIn(const FileDescriptor& folder)
     return names;
 }
 
-/** The names of those that are gone. */
+/** Removes the abandoned session folders; the names of those that are gone. */
 std::vector<std::string> SweepOpened(int parent, const std::string& path)
 {
     std::vector<std::string> removed;
@@ -109,17 +95,7 @@ std::vector<std::string> SweepOpened(int parent, const std::string& path)
     return removed;
 }
 
-std::string NewSessionName()
-{
-    constexpr std::string_view letters =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-    std::string name(namePrefix);
-    while (name.size() < nameLength)
-        name += letters[QRandomGenerator::system()->bounded(quint32(letters.size()))];
-    return name;
-}
-
-/** Holds a new folder. */
+/** Locks and marks a new folder. */
 std::error_code Hold(const FileDescriptor& folder)
 {
     if (!folder || !Lock(folder) || ::fchmod(folder.Number(), sessionMode) != 0)
@@ -151,7 +127,7 @@ FileDescriptor MakeHeld(int parent, const std::string& name, std::error_code& fa
     return folder;
 }
 
-/** The same under some name, which goes to `name`. */
+/** Makes a held folder under a new name, which goes to `name`. */
 FileDescriptor MakeHeldIn(int parent, std::string& name, std::error_code& failure)
 {
     for (int attempt = 1;; ++attempt) {
@@ -221,7 +197,7 @@ SessionFolder::~SessionFolder()
 bool SessionFolder::Keep() noexcept
 {
     isKept = true;
-    return ::fchmod(lock, S_IRWXU) == 0; // without the mark
+    return ::fchmod(lock, S_IRWXU) == 0; // takes the mark off
 }
 
 const std::string& SessionFolder::Path() const

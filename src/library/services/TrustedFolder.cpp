@@ -1,5 +1,7 @@
 #include "TrustedFolder.h"
 
+#include "PathText.h"
+
 #include <array>
 #include <climits>
 #include <filesystem>
@@ -201,7 +203,7 @@ std::string Walk::Follow(const std::string& name, const FileDescriptor& link)
 /** A relative path is taken from the working folder, whose own path is gone through as well. */
 std::string Absolute(const std::string& path, std::error_code& failure)
 {
-    if (path.empty() || path.find('\0') != std::string::npos)
+    if (path.empty() || HoldsNul(path))
         failure = std::make_error_code(std::errc::invalid_argument);
     return failure || path.front() == '/'
                ? path

@@ -3,7 +3,9 @@
 #include "RequestPath.h"
 #include "ResultFormat.h"
 #include "ServicesLog.h"
+#include "WorkerProtocol.h"
 
+#include <optional>
 #include <vector>
 
 #include <QFileInfo>
@@ -12,6 +14,11 @@
 #include <QSize>
 
 namespace Korvel::PDF::Converter {
+
+namespace Format = WorkerProtocol::Format;
+namespace Key = WorkerProtocol::Key;
+namespace Operation = WorkerProtocol::Operation;
+using WorkerProtocol::Reason;
 
 namespace {
 
@@ -48,72 +55,93 @@ const T* Find(const Options& options, const char* name)
 void AddPictureOptions(QJsonObject& request, const Options& options)
 {
     if (const auto* dpi = Find<double>(options, "resolution"))
-        request[QStringLiteral("resolution")] = *dpi;
+        request[Key::resolution] = *dpi;
     if (const auto* size = Find<QSize>(options, "size"))
-        request[QStringLiteral("size")] = QJsonArray{size->width(), size->height()};
+        request[Key::size] = QJsonArray{size->width(), size->height()};
     if (const auto* gray = Find<bool>(options, "gray"))
-        request[QStringLiteral("gray")] = *gray;
+        request[Key::gray] = *gray;
     if (const auto* quality = Find<int>(options, "quality"))
-        request[QStringLiteral("quality")] = *quality;
+        request[Key::quality] = *quality;
     if (const auto* compression = Find<QString>(options, "compression"))
-        request[QStringLiteral("compression")] = *compression;
+        request[Key::compression] = *compression;
 }
 
 void AddPages(QJsonObject& request, const Options& options)
 {
     if (const auto* page = Find<int>(options, "page")) {
-        request[QStringLiteral("page")] = *page;
-        request[QStringLiteral("pages")] = QJsonArray{*page};
+        request[Key::page] = *page;
+        request[Key::pages] = QJsonArray{*page};
     } else if (const auto* pages = Find<std::vector<int>>(options, "pages")) {
         QJsonArray numbers;
         for (const int number : *pages)
             numbers.append(number);
-        request[QStringLiteral("pages")] = numbers;
+        request[Key::pages] = numbers;
     }
 }
 
 QJsonObject ConvertRequest(const AbstractConverter::Task& task)
 {
-    QJsonObject request{{QStringLiteral("op"), QStringLiteral("convert")},
-                        {QStringLiteral("file"), RequestPath(task.source)},
-                        {QStringLiteral("output"), RequestPath(task.destination)},
-                        {QStringLiteral("format"), FormatOf(task)}};
+    QJsonObject request{{Key::op, Operation::convert},
+                        {Key::file, RequestPath(task.source)},
+                        {Key::output, RequestPath(task.destination)},
+                        {Key::format, FormatOf(task)}};
     AddPictureOptions(request, task.options);
     AddPages(request, task.options);
     return request;
 }
 
-/** Why the request cannot be sent; null when it can. */
-QString Refusal(const QJsonObject& request)
+/** Why the request cannot be sent; nothing when it can. */
+std::optional<Reason> Refusal(const QJsonObject& request)
 {
-    if (request[QStringLiteral("file")].toString().isEmpty())
-        return QStringLiteral("unreadable");
-    if (request[QStringLiteral("output")].toString().isEmpty())
-        return QStringLiteral("cannot-write");
-    return {};
+    if (request[Key::file].toString().isEmpty())
+        return Reason::Unreadable;
+    if (request[Key::output].toString().isEmpty())
+        return Reason::CannotWrite;
+    return std::nullopt;
 }
 
-AbstractConverter::ErrorType ToErrorType(const QString& reason)
+AbstractConverter::ErrorType ToErrorType(Reason reason)
 {
-    static const std::map<QString, AbstractConverter::ErrorType> errors{
-        {QStringLiteral("unreadable"), AbstractConverter::CannotOpenSource},
-        {QStringLiteral("empty"), AbstractConverter::CannotOpenSource},
-        {QStringLiteral("not-a-pdf"), AbstractConverter::CannotOpenSource},
-        {QStringLiteral("damaged"), AbstractConverter::CannotOpenSource},
-        {QStringLiteral("unsupported-encryption"), AbstractConverter::CannotOpenSource},
-        {QStringLiteral("no-password"), AbstractConverter::PasswordRequiredOrWrong},
-        {QStringLiteral("wrong-password"), AbstractConverter::PasswordRequiredOrWrong},
-        {QStringLiteral("no-such-page"), AbstractConverter::CannotRender},
-        {QStringLiteral("cannot-render"), AbstractConverter::CannotRender},
-        {QStringLiteral("died"), AbstractConverter::CannotRender},
-        {QStringLiteral("rubbish"), AbstractConverter::CannotRender},
-        {QStringLiteral("cannot-write"), AbstractConverter::CannotWrite},
-        {QStringLiteral("ended"), AbstractConverter::Cancelled},
-        {QStringLiteral("timed-out"), AbstractConverter::TimedOut},
-        {QStringLiteral("out-of-memory"), AbstractConverter::OutOfMemory},
-        {QStringLiteral("unsupported-format"), AbstractConverter::UnsupportedFormat}};
-    const auto error = errors.find(reason);
-    return error == errors.end() ? AbstractConverter::Unknown : error->second;
+    switch (reason) {
+    case Reason::Unreadable:
+    case Reason::Empty:
+    case Reason::NotAPdf:
+    case Reason::Damaged:
+    case Reason::UnsupportedEncryption:
+        return AbstractConverter::CannotOpenSource;
+    case Reason::NoPassword:
+    case Reason::WrongPassword:
+        return AbstractConverter::PasswordRequiredOrWrong;
+    case Reason::NoSuchPage:
+    case Reason::CannotRender:
+    case Reason::Died:
+    case Reason::Rubbish:
+        return AbstractConverter::CannotRender;
+    case Reason::CannotWrite:
+        return AbstractConverter::CannotWrite;
+    case Reason::Ended:
+        return AbstractConverter::Cancelled;
+    case Reason::TimedOut:
+        return AbstractConverter::TimedOut;
+    case Reason::OutOfMemory:
+        return AbstractConverter::OutOfMemory;
+    case Reason::UnsupportedFormat:
+        return AbstractConverter::UnsupportedFormat;
+    case Reason::Changed:
+        return AbstractConverter::SourceChanged;
+    case Reason::BadRequest:
+    case Reason::NoSuchDocument:
+    case Reason::NotStarted:
+        break;
+    }
+    return AbstractConverter::Unknown;
+}
+
+/** The error of a worker of another version, which knows further reasons, is unknown as well. */
+AbstractConverter::ErrorType ErrorOf(const QJsonObject& answer)
+{
+    const std::optional<Reason> reason = WorkerProtocol::ReasonOf(answer);
+    return reason ? ToErrorType(*reason) : AbstractConverter::Unknown;
 }
 
 } // namespace
@@ -144,23 +172,33 @@ bool WorkerConverter::ConvertFile(const Task& task)
                            result = task.destination](const QJsonObject& answer) {
         later([this, source, result, answer] { EmitOutcome(source, result, answer); });
     };
-    if (const QString reason = Refusal(request); !reason.isNull())
-        receiver({{QStringLiteral("reason"), reason},
-                  {QStringLiteral("message"), QStringLiteral("no path that names a file")}});
+    if (const std::optional<Reason> reason = Refusal(request))
+        receiver(WorkerProtocol::FailureAnswer(*reason, "no path that names a file"));
     else
-        pool->Ask(this, request, receiver);
+        Ask(request, receiver);
     return true;
+}
+
+/** Asks once more when the source was changed while it was read. */
+void WorkerConverter::Ask(const QJsonObject& request, const WorkerProcess::Receiver& receiver)
+{
+    pool->Ask(this, request, [this, request, receiver](const QJsonObject& answer) {
+        if (WorkerProtocol::ReasonOf(answer) == Reason::Changed)
+            pool->Ask(this, request, receiver);
+        else
+            receiver(answer);
+    });
 }
 
 void WorkerConverter::EmitOutcome(const QString& source, const QString& result,
                                   const QJsonObject& answer)
 {
     const QPointer<WorkerConverter> self(this);
-    if (!answer[QStringLiteral("ok")].toBool()) {
-        qCWarning(servicesLog) << "cannot convert" << source << answer[QStringLiteral("message")];
+    if (!answer[Key::ok].toBool()) {
+        qCWarning(servicesLog) << "cannot convert" << source << answer[Key::message];
         Q_EMIT ConvertationFinished(source);
         if (self)
-            Q_EMIT Failed(source, ToErrorType(answer[QStringLiteral("reason")].toString()));
+            Q_EMIT Failed(source, ErrorOf(answer));
         return;
     }
     Q_EMIT ConvertationProgress(source, 1.0);
@@ -181,7 +219,7 @@ std::map<QString, QStringList> WorkerConverter::GetSupportedFormats() const
     QStringList suffixes;
     for (const auto& format : FormatsBySuffix())
         suffixes.append(format.first);
-    return {{QStringLiteral("pdf"), suffixes}};
+    return {{Format::pdf, suffixes}};
 }
 
 bool WorkerConverter::DoesServiceAvailable()

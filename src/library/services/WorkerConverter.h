@@ -70,6 +70,7 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(WorkerConverter)
 
+    void Ask(const QJsonObject& request, const WorkerProcess::Receiver& receiver);
     void EmitOutcome(const QString& source, const QString& result, const QJsonObject& answer);
 
     std::shared_ptr<WorkerPool> pool;

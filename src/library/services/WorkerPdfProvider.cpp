@@ -1,7 +1,9 @@
 #include "WorkerPdfProvider.h"
 
+#include "DocumentInfoJson.h"
 #include "RequestPath.h"
 #include "ServicesLog.h"
+#include "WorkerProtocol.h"
 
 #include <atomic>
 #include <functional>
@@ -12,6 +14,10 @@
 #include <QThread>
 
 namespace Korvel::PDF {
+
+namespace Key = WorkerProtocol::Key;
+namespace Operation = WorkerProtocol::Operation;
+using WorkerProtocol::Reason;
 
 namespace {
 
@@ -27,7 +33,7 @@ public:
 
     std::future<T> Future() { return promise.get_future(); }
 
-    /** What is answered when the last holder lets go. */
+    /** Sets what is answered when the last holder lets go. */
     void Set(T answer) { value = answer; }
 
 private:
@@ -37,94 +43,90 @@ private:
     T value;
 };
 
-OpenFailure ToOpenFailure(const QString& reason)
+OpenFailure ToOpenFailure(Reason reason)
 {
-    static const std::map<QString, OpenFailure> failures{
-        {QStringLiteral("unreadable"), OpenFailure::Unreadable},
-        {QStringLiteral("empty"), OpenFailure::Empty},
-        {QStringLiteral("not-a-pdf"), OpenFailure::NotAPdf},
-        {QStringLiteral("damaged"), OpenFailure::Damaged},
-        {QStringLiteral("no-password"), OpenFailure::NoPassword},
-        {QStringLiteral("wrong-password"), OpenFailure::WrongPassword},
-        {QStringLiteral("unsupported-encryption"), OpenFailure::UnsupportedEncryption},
-        {QStringLiteral("out-of-memory"), OpenFailure::OutOfMemory},
-        {QStringLiteral("timed-out"), OpenFailure::TimedOut},
-        {QStringLiteral("not-started"), OpenFailure::NotStarted}};
-    const auto failure = failures.find(reason);
-    return failure == failures.end() ? OpenFailure::WorkerFailed : failure->second;
+    switch (reason) {
+    case Reason::Unreadable:
+        return OpenFailure::Unreadable;
+    case Reason::Empty:
+        return OpenFailure::Empty;
+    case Reason::NotAPdf:
+        return OpenFailure::NotAPdf;
+    case Reason::Damaged:
+        return OpenFailure::Damaged;
+    case Reason::NoPassword:
+        return OpenFailure::NoPassword;
+    case Reason::WrongPassword:
+        return OpenFailure::WrongPassword;
+    case Reason::UnsupportedEncryption:
+        return OpenFailure::UnsupportedEncryption;
+    case Reason::OutOfMemory:
+        return OpenFailure::OutOfMemory;
+    case Reason::TimedOut:
+        return OpenFailure::TimedOut;
+    case Reason::NotStarted:
+        return OpenFailure::NotStarted;
+    case Reason::Changed:
+        return OpenFailure::Changed;
+    case Reason::NoSuchDocument:
+    case Reason::NoSuchPage:
+    case Reason::UnsupportedFormat:
+    case Reason::CannotRender:
+    case Reason::CannotWrite:
+    case Reason::BadRequest:
+    case Reason::Died:
+    case Reason::Rubbish:
+    case Reason::Ended:
+        break;
+    }
+    return OpenFailure::WorkerFailed;
 }
 
-SaveFailure ToSaveFailure(const QString& reason)
+SaveFailure ToSaveFailure(Reason reason)
 {
-    static const std::map<QString, SaveFailure> failures{
-        {QStringLiteral("cannot-write"), SaveFailure::CannotWrite},
-        {QStringLiteral("damaged"), SaveFailure::Damaged},
-        {QStringLiteral("out-of-memory"), SaveFailure::OutOfMemory},
-        {QStringLiteral("timed-out"), SaveFailure::TimedOut}};
-    const auto failure = failures.find(reason);
-    return failure == failures.end() ? SaveFailure::WorkerFailed : failure->second;
+    switch (reason) {
+    case Reason::CannotWrite:
+        return SaveFailure::CannotWrite;
+    case Reason::Damaged:
+        return SaveFailure::Damaged;
+    case Reason::OutOfMemory:
+        return SaveFailure::OutOfMemory;
+    case Reason::TimedOut:
+        return SaveFailure::TimedOut;
+    case Reason::Changed:
+        return SaveFailure::Changed;
+    case Reason::Unreadable:
+    case Reason::Empty:
+    case Reason::NotAPdf:
+    case Reason::NoPassword:
+    case Reason::WrongPassword:
+    case Reason::UnsupportedEncryption:
+    case Reason::NoSuchDocument:
+    case Reason::NoSuchPage:
+    case Reason::UnsupportedFormat:
+    case Reason::CannotRender:
+    case Reason::BadRequest:
+    case Reason::NotStarted:
+    case Reason::Died:
+    case Reason::Rubbish:
+    case Reason::Ended:
+        break;
+    }
+    return SaveFailure::WorkerFailed;
 }
 
-EncryptionMethod ToEncryptionMethod(const QString& method)
+/** Why an answer says that a request failed: an answer without a known reason is the worker's
+ * fault. */
+Reason ReasonOf(const QJsonObject& answer)
 {
-    if (method == QLatin1String("RC4"))
-        return EncryptionMethod::Rc4;
-    return method == QLatin1String("AES") ? EncryptionMethod::Aes : EncryptionMethod::Other;
-}
-
-OpenedWith ToOpenedWith(const QString& password)
-{
-    if (password == QLatin1String("user"))
-        return OpenedWith::UserPassword;
-    if (password == QLatin1String("owner"))
-        return OpenedWith::OwnerPassword;
-    return password == QLatin1String("both") ? OpenedWith::UserAndOwnerPassword
-                                             : OpenedWith::EmptyPassword;
-}
-
-Permissions ToPermissions(const QJsonObject& permissions)
-{
-    Permissions result;
-    result.print = permissions[QStringLiteral("print")].toBool();
-    result.printHighResolution = permissions[QStringLiteral("printHighResolution")].toBool();
-    result.modify = permissions[QStringLiteral("modify")].toBool();
-    result.copy = permissions[QStringLiteral("copy")].toBool();
-    result.annotate = permissions[QStringLiteral("annotate")].toBool();
-    result.fillForms = permissions[QStringLiteral("fillForms")].toBool();
-    result.accessibility = permissions[QStringLiteral("accessibility")].toBool();
-    result.assemble = permissions[QStringLiteral("assemble")].toBool();
-    return result;
-}
-
-std::optional<EncryptionInfo> ToEncryptionInfo(const QJsonValue& encryption)
-{
-    if (!encryption.isObject())
-        return std::nullopt;
-    return EncryptionInfo{ToEncryptionMethod(encryption[QStringLiteral("method")].toString()),
-                          encryption[QStringLiteral("bits")].toInt(),
-                          ToOpenedWith(encryption[QStringLiteral("openedWith")].toString()),
-                          ToPermissions(encryption[QStringLiteral("permissions")].toObject())};
-}
-
-DocumentInfo ToDocumentInfo(const QJsonObject& answer)
-{
-    DocumentInfo info;
-    info.pages = answer[QStringLiteral("pages")].toInt();
-    info.encrypted = answer[QStringLiteral("encrypted")].toBool();
-    info.encryption = ToEncryptionInfo(answer[QStringLiteral("encryption")]);
-    info.repaired = answer[QStringLiteral("repaired")].toBool();
-    info.version = answer[QStringLiteral("version")].toString();
-    const QJsonObject properties = answer[QStringLiteral("properties")].toObject();
-    for (auto property = properties.begin(); property != properties.end(); ++property)
-        info.properties.emplace(property.key(), property.value().toString());
-    return info;
+    return WorkerProtocol::ReasonOf(answer).value_or(Reason::Rubbish);
 }
 
 /** Whether a document is open now, as far as it has a number of pages that a PDF can have. */
 bool IsOpened(const QJsonObject& answer)
 {
-    const int pages = answer[QStringLiteral("pages")].toInt();
-    return answer[QStringLiteral("ok")].toBool() && pages > 0 && pages <= mostPages;
+    const int pages = answer[Key::pages].toInt();
+    return answer[Key::ok].toBool() && pages > 0 && pages <= mostPages;
 }
 
 } // namespace
@@ -168,7 +170,7 @@ struct WorkerPdfProvider::Impl
             idle.push_back(std::move(released.mapped()));
         }
 
-        /** Takes them out first, as receivers release what they were asked about. */
+        /** Ends all processes; takes them out first, as receivers release their documents. */
         void EndAll()
         {
             std::exchange(byDocument, {});
@@ -207,17 +209,25 @@ struct WorkerPdfProvider::Impl
             QMetaObject::invokeMethod(workers, std::move(function), Qt::QueuedConnection);
     }
 
-    /** The process serves no other document as long as this one is open. */
+    /** Has a process open the document; it serves no other one as long as this one is open. */
     void AskToOpen(qint64 document, const QJsonObject& request, WorkerProcess::Receiver receiver)
     {
         Later([this, document, request, receiver = std::move(receiver)] {
             if (!shutDown)
                 workers->Engage(document, settings);
-            workers->Ask(document, request, [this, document, receiver](const QJsonObject& answer) {
+            const auto tell = [this, document, receiver](const QJsonObject& answer) {
                 receiver(answer);
                 if (!IsOpened(answer))
                     workers->Release(document);
-            });
+            };
+            // Once more when the file was changed while it was read.
+            workers->Ask(document, request,
+                         [this, document, request, tell](const QJsonObject& answer) {
+                             if (WorkerProtocol::ReasonOf(answer) == Reason::Changed)
+                                 workers->Ask(document, request, tell);
+                             else
+                                 tell(answer);
+                         });
         });
     }
 
@@ -281,7 +291,7 @@ struct WorkerPdfProvider::Impl
     std::map<qint64, Opened> documents;
     std::map<std::string, OpenFailure> openFailures;
     QString whyNotStarted;
-    /** By the path that the document was opened from. */
+    /** The failures by the path that the document was opened from. */
     std::map<std::string, SaveFailure> saveFailures;
 };
 
@@ -316,15 +326,14 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
     const qint64 id = ++impl->lastDocument;
     const QByteArray secret = QByteArray::fromStdString(password).toBase64();
     impl->AskToOpen(id,
-                    {{QStringLiteral("op"), QStringLiteral("open")},
-                     {QStringLiteral("document"), id},
-                     {QStringLiteral("file"), path},
-                     {QStringLiteral("password"), QString::fromLatin1(secret)}},
+                    {{Key::op, Operation::open},
+                     {Key::document, id},
+                     {Key::file, path},
+                     {Key::password, QString::fromLatin1(secret)}},
                     [state = impl.get(), reply, id, name](const QJsonObject& answer) {
                         if (!IsOpened(answer)) {
-                            state->KeepOpenFailure(
-                                name, ToOpenFailure(answer[QStringLiteral("reason")].toString()),
-                                answer[QStringLiteral("message")].toString());
+                            state->KeepOpenFailure(name, ToOpenFailure(ReasonOf(answer)),
+                                                   answer[Key::message].toString());
                             return;
                         }
                         state->KeepOpened(id, ToDocumentInfo(answer), name);
@@ -346,14 +355,11 @@ std::future<bool> WorkerPdfProvider::SaveDocument(const DocumentHandle& document
     }
 
     impl->Ask(document.id,
-              {{QStringLiteral("op"), QStringLiteral("save")},
-               {QStringLiteral("document"), qint64(document.id)},
-               {QStringLiteral("file"), path}},
+              {{Key::op, Operation::save}, {Key::document, qint64(document.id)}, {Key::file, path}},
               [state = impl.get(), reply, source](const QJsonObject& answer) {
-                  if (!answer[QStringLiteral("ok")].toBool()) {
-                      qCWarning(servicesLog) << "cannot save:" << answer[QStringLiteral("message")];
-                      state->KeepSaveFailure(
-                          source, ToSaveFailure(answer[QStringLiteral("reason")].toString()));
+                  if (!answer[Key::ok].toBool()) {
+                      qCWarning(servicesLog) << "cannot save:" << answer[Key::message];
+                      state->KeepSaveFailure(source, ToSaveFailure(ReasonOf(answer)));
                       return;
                   }
                   state->KeepSaved(source);
@@ -370,11 +376,9 @@ std::future<bool> WorkerPdfProvider::CloseDocument(const DocumentHandle& documen
         const std::lock_guard lock(impl->mutex);
         impl->documents.erase(document.id);
     }
-    impl->Ask(document.id,
-              {{QStringLiteral("op"), QStringLiteral("close")},
-               {QStringLiteral("document"), qint64(document.id)}},
+    impl->Ask(document.id, {{Key::op, Operation::close}, {Key::document, qint64(document.id)}},
               [state = impl.get(), reply, id = document.id](const QJsonObject& answer) {
-                  reply->Set(answer[QStringLiteral("ok")].toBool());
+                  reply->Set(answer[Key::ok].toBool());
                   state->workers->Release(id);
               });
     return closed;

@@ -1,5 +1,7 @@
 #include "WorkerPool.h"
 
+#include "WorkerProtocol.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -7,17 +9,6 @@
 #include <QSet>
 
 namespace Korvel::PDF {
-
-namespace {
-
-QJsonObject Ended()
-{
-    return {{QStringLiteral("ok"), false},
-            {QStringLiteral("reason"), QStringLiteral("ended")},
-            {QStringLiteral("message"), QStringLiteral("the request was ended")}};
-}
-
-} // namespace
 
 WorkerPool::WorkerPool(const WorkerSettings& settings, int processes)
 {
@@ -35,7 +26,7 @@ WorkerPool::~WorkerPool()
             End(waiting.front().asker);
         for (const Worker& worker : workers)
             worker.process->End();
-    } while (!waiting.empty() || IsBusy()); // with what receivers have asked for meanwhile
+    } while (!waiting.empty() || IsBusy()); // receivers may have asked for more meanwhile
 }
 
 bool WorkerPool::IsBusy() const
@@ -48,7 +39,7 @@ void WorkerPool::Ask(const void* asker, const QJsonObject& request,
                      WorkerProcess::Receiver receiver)
 {
     waiting.push_back(
-        {asker, request[QStringLiteral("file")].toString(), request, std::move(receiver)});
+        {asker, request[WorkerProtocol::Key::file].toString(), request, std::move(receiver)});
     Serve();
 }
 
@@ -74,11 +65,11 @@ void WorkerPool::End(const void* asker)
             process->End();
     }
     for (const Request& request : ended)
-        request.receiver(Ended());
+        request.receiver(
+            WorkerProtocol::FailureAnswer(WorkerProtocol::Reason::Ended, "the request was ended"));
 }
 
-/** The request that suits the worker best, and how well: from 0, another file's, to 2, its own's.
- */
+/** The request that suits the worker best, and how well: 0 is another file's, 2 its own's. */
 WorkerPool::Choice WorkerPool::ChooseFor(const Worker& worker)
 {
     QSet<QString> files;
@@ -135,7 +126,7 @@ void WorkerPool::Answered(Worker& worker, Request request, const QJsonObject& an
         waiting.push_front(std::move(request));
     else
         request.receiver(answer);
-    // Later: whoever ends requests one after the other would have others begun between them.
+    // Requests are served later: whoever ends several would have others begun between them.
     if (self)
         QMetaObject::invokeMethod(
             this, [this] { Serve(); }, Qt::QueuedConnection);
@@ -145,7 +136,7 @@ void WorkerPool::Answered(Worker& worker, Request request, const QJsonObject& an
 bool WorkerPool::DoOthersWorkFor(Worker& worker, const QJsonObject& answer)
 {
     const bool isNotStarted =
-        answer[QStringLiteral("reason")].toString() == QLatin1String("not-started");
+        WorkerProtocol::ReasonOf(answer) == WorkerProtocol::Reason::NotStarted;
     worker.isSound = !isNotStarted;
     if (!isNotStarted)
         return false;
@@ -153,7 +144,7 @@ bool WorkerPool::DoOthersWorkFor(Worker& worker, const QJsonObject& answer)
                                [](const Worker& other) { return other.isSound; });
     if (worker.isOut)
         return true;
-    whyNotStarted = answer[QStringLiteral("message")].toString();
+    whyNotStarted = answer[WorkerProtocol::Key::message].toString();
     for (Worker& other : workers)
         other.isOut = false; // there may be room again
     return false;

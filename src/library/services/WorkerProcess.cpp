@@ -2,6 +2,7 @@
 
 #include "ChildProcess.h"
 #include "ServicesLog.h"
+#include "WorkerProtocol.h"
 
 #include <algorithm>
 #include <csignal>
@@ -22,23 +23,21 @@
 
 namespace Korvel::PDF {
 
+namespace Argument = WorkerProtocol::Argument;
+namespace Key = WorkerProtocol::Key;
+namespace Operation = WorkerProtocol::Operation;
+using WorkerProtocol::FailureAnswer;
+using WorkerProtocol::Reason;
+using WorkerProtocol::WordFor;
+
 namespace {
 
-constexpr int outOfMemoryExitCode = 77;
-constexpr int notStartedExitCode = 78;
 constexpr int notLoadedExitCode = 127; // the system's loader found no room for the libraries, say
 // Milliseconds, of which it takes one or two.
 constexpr int timeToBeAsked = 4000;
 constexpr int timeToEnd = 5000;
 constexpr std::chrono::milliseconds longestAlarm(std::numeric_limits<int>::max());
 constexpr qint64 longestAnswer = qint64(4) * 1024 * 1024;
-
-QJsonObject Failure(const QString& reason, const QString& message)
-{
-    return {{QStringLiteral("ok"), false},
-            {QStringLiteral("reason"), reason},
-            {QStringLiteral("message"), message}};
-}
 
 /** Whether the process has ended, also when the event loop has not told so yet. */
 bool HasEnded(const QProcess& process)
@@ -50,29 +49,24 @@ bool HasEnded(const QProcess& process)
            info.si_pid != 0;
 }
 
-QString Operation(const QJsonObject& request)
-{
-    return request[QStringLiteral("op")].toString();
-}
-
 /**
- * Tells the file that the request has looked at from all others, one that was at its path before
- * included. Empty for none.
+ * Tells the file that the request looks at from all others, one that was at its path before
+ * included. Empty when it looks at none.
  */
 QString FileOf(const QJsonObject& request)
 {
-    if (Operation(request) != QLatin1String("open") &&
-        Operation(request) != QLatin1String("convert"))
+    const QString operation = request[Key::op].toString();
+    if (operation != Operation::open && operation != Operation::convert)
         return {};
-    const QString path = request[QStringLiteral("file")].toString();
+    const QString path = request[Key::file].toString();
     struct stat status = {};
     ::stat(path.toStdString().c_str(), &status);
     return QStringLiteral("%1 %2 %3").arg(status.st_dev).arg(status.st_ino).arg(path);
 }
 
 /**
- * By what the worker's libraries are found and tuned; in builds with a sanitizer that as well. It
- * sees nothing else of the environment.
+ * The variables by which the worker's libraries are found and tuned, and a sanitizer where one is
+ * built in. It sees nothing else of the environment.
  */
 constexpr const char* passedOn[] = {"GLIBC_TUNABLES", "LD_LIBRARY_PATH", "QT_PLUGIN_PATH",
                                     "ASAN_OPTIONS",   "LSAN_OPTIONS",    "TSAN_OPTIONS",
@@ -82,7 +76,8 @@ QProcessEnvironment Environment()
 {
     const QProcessEnvironment all = QProcessEnvironment::systemEnvironment();
     QProcessEnvironment environment;
-    // The C library's memory in large pages: a page's pixels are first touched a tenth sooner.
+    // The C library takes its memory in large pages: a page's pixels are first touched a tenth
+    // sooner.
     environment.insert(QStringLiteral("GLIBC_TUNABLES"), QStringLiteral("glibc.malloc.hugetlb=1"));
     for (const char* const variable : passedOn) {
         const QString name = QLatin1String(variable);
@@ -122,7 +117,7 @@ WorkerProcess::~WorkerProcess()
 {
     do {
         End();
-    } while (!requests.empty()); // which receivers have made meanwhile
+    } while (!requests.empty()); // receivers may have made more meanwhile
 }
 
 QString WorkerProcess::FindProgram()
@@ -145,7 +140,7 @@ void WorkerProcess::Prepare()
 
 void WorkerProcess::Ask(QJsonObject request, Receiver receiver)
 {
-    request[QStringLiteral("id")] = ++lastId;
+    request[Key::id] = ++lastId;
     requests.push_back({lastId, false, request, std::move(receiver)});
     SendNext();
 }
@@ -156,18 +151,18 @@ void WorkerProcess::End()
     waiting = false;
     const auto open = std::exchange(requests, {});
     for (const Request& request : open)
-        request.receiver(Failure(QStringLiteral("ended"), QStringLiteral("the worker was ended")));
+        request.receiver(FailureAnswer(Reason::Ended, "the worker was ended"));
 }
 
 QStringList WorkerProcess::Arguments() const
 {
     using std::chrono::ceil;
     using std::chrono::seconds;
-    QStringList arguments{QStringLiteral("--memory-limit"), QString::number(settings.memoryLimit),
-                          QStringLiteral("--time-limit"),
+    QStringList arguments{Argument::memoryLimit, QString::number(settings.memoryLimit),
+                          Argument::timeLimit,
                           QString::number(ceil<seconds>(settings.deadline).count())};
     if (!settings.folder.isEmpty())
-        arguments << QStringLiteral("--folder") << settings.folder;
+        arguments << Argument::folder << settings.folder;
     return arguments;
 }
 
@@ -176,9 +171,9 @@ void WorkerProcess::Start()
     fileInHand.clear();
     lastComplaint.clear();
     process = std::make_unique<ChildProcess>(this); // moves to other threads along with this
-    // Queued: starting can fail inside start(), and receivers may destroy the process or run an
-    // event loop, neither of which they may inside one of its signals. What comes late is harmless,
-    // as the slots go by the state of the process that is there.
+    // Connections are queued: starting can fail inside start(), and receivers may destroy the
+    // process or run an event loop, neither of which they may inside one of its signals. What comes
+    // late is harmless, as the slots go by the state of the process that is there.
     const auto when = [this](auto signal, auto slot) {
         connect(process.get(), signal, this, slot, Qt::QueuedConnection);
     };
@@ -267,8 +262,8 @@ WorkerProcess::Request WorkerProcess::ToRelease()
 
 bool WorkerProcess::IsAwaited(const QJsonObject& answer) const
 {
-    return waiting && answer[QStringLiteral("id")].toDouble(-1) == double(requests.front().id) &&
-           answer[QStringLiteral("ok")].isBool();
+    return waiting && answer[Key::id].toDouble(-1) == double(requests.front().id) &&
+           answer[Key::ok].isBool();
 }
 
 void WorkerProcess::ReadAnswers()
@@ -276,10 +271,10 @@ void WorkerProcess::ReadAnswers()
     while (process && process->canReadLine()) {
         const QJsonObject answer = QJsonDocument::fromJson(process->readLine()).object();
         const bool isReleasing = waiting && requests.front().isRelease;
-        if (isReleasing && answer[QStringLiteral("released")].toDouble(-1) != releaseNumber)
+        if (isReleasing && answer[Key::released].toDouble(-1) != releaseNumber)
             continue; // what the child had still to say
         if (!isReleasing && !IsAwaited(answer)) {
-            Fail(QStringLiteral("rubbish"), QStringLiteral("the worker's answer makes no sense"));
+            Fail(WordFor(Reason::Rubbish), "the worker's answer makes no sense");
             return;
         }
         const QPointer<WorkerProcess> self(this);
@@ -288,7 +283,7 @@ void WorkerProcess::ReadAnswers()
             return;
     }
     if (process && process->bytesAvailable() > longestAnswer)
-        Fail(QStringLiteral("rubbish"), QStringLiteral("the worker's answer has no end"));
+        Fail(WordFor(Reason::Rubbish), "the worker's answer has no end");
 }
 
 void WorkerProcess::TimeIsUp()
@@ -298,7 +293,7 @@ void WorkerProcess::TimeIsUp()
         process->waitForReadyRead(0);
     ReadAnswers(); // it may have answered while this thread was busy with something else
     if (self && waiting && !alarm.isActive())
-        Fail(QStringLiteral("timed-out"), QStringLiteral("the worker did not answer in time"));
+        Fail(WordFor(Reason::TimedOut), "the worker did not answer in time");
 }
 
 void WorkerProcess::ReadComplaints()
@@ -334,7 +329,7 @@ void WorkerProcess::Fail(const QString& reason, const QString& message)
     qCWarning(servicesLog) << message;
     Discard();
     if (waiting)
-        Answer(Failure(reason, message));
+        Answer(FailureAnswer(reason, message));
 }
 
 void WorkerProcess::ProcessChanged()
@@ -344,20 +339,23 @@ void WorkerProcess::ProcessChanged()
     if (!self || !process || process->state() != QProcess::NotRunning)
         return;
     if (process->error() == QProcess::FailedToStart)
-        Fail(QStringLiteral("not-started"),
+        Fail(WordFor(Reason::NotStarted),
              QStringLiteral("cannot start a worker: ") + process->errorString());
     else if (process->exitStatus() == QProcess::NormalExit &&
-             (process->exitCode() == notStartedExitCode ||
+             (process->exitCode() == WorkerProtocol::notStartedExitCode ||
               process->exitCode() == notLoadedExitCode))
-        Fail(QStringLiteral("not-started"),
+        Fail(WordFor(Reason::NotStarted),
              QStringLiteral("cannot start a worker: ") + LastComplaint());
     else if (process->exitStatus() == QProcess::CrashExit && process->exitCode() == SIGXCPU)
-        Fail(QStringLiteral("timed-out"), QStringLiteral("the worker used up its CPU time"));
+        Fail(WordFor(Reason::TimedOut), "the worker used up its CPU time");
     else if (process->exitStatus() == QProcess::NormalExit &&
-             process->exitCode() == outOfMemoryExitCode)
-        Fail(QStringLiteral("out-of-memory"), QStringLiteral("the worker ran out of memory"));
+             process->exitCode() == WorkerProtocol::outOfMemoryExitCode)
+        Fail(WordFor(Reason::OutOfMemory), "the worker ran out of memory");
+    else if (process->exitStatus() == QProcess::NormalExit &&
+             process->exitCode() == WorkerProtocol::changedExitCode)
+        Fail(WordFor(Reason::Changed), "the file was shortened while it was read");
     else
-        Fail(QStringLiteral("died"),
+        Fail(WordFor(Reason::Died),
              QStringLiteral("the worker ended with code %1").arg(process->exitCode()));
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "ConverterServicesExport.h"
+#include "WorkerSettings.h"
 
-#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -14,28 +14,6 @@
 #include <QTimer>
 
 namespace Korvel::PDF {
-
-/** Which worker is run, and what it may have. */
-struct WorkerSettings
-{
-    /** Path of the worker program; empty to have it looked for. */
-    QString program;
-    /**
-     * How long one request may take before the process is ended; as much CPU time it may use. Of
-     * more than 24 days 24 count.
-     */
-    std::chrono::milliseconds deadline = std::chrono::minutes(10);
-    /**
-     * How much address space a process may have, in MiB, from 1; it needs about 100 before it has
-     * opened anything.
-     */
-    int memoryLimit = 1024;
-    /**
-     * The one folder, an absolute path, in which a process can make, write and remove files. Empty
-     * for any: a document that takes the worker over could then write wherever this user can.
-     */
-    QString folder = {};
-};
 
 /**
  * A process of the program `pdfconvert-worker`, which opens PDFs so that nobody else has to.
@@ -60,8 +38,8 @@ struct WorkerSettings
  *
  * Every request is answered exactly once. Besides the worker's own, an answer "failed" can have one
  * of these reasons: "not-started", "died", "rubbish" (the answer was not understood), "timed-out"
- * (silent past the deadline, or busy for as much CPU time), "out-of-memory", "ended" (by End or the
- * destructor).
+ * (silent past the deadline, or busy for as much CPU time), "out-of-memory", "changed" (the file
+ * was shortened while it was read), "ended" (by End or the destructor).
  *
  * Used on the thread that owns it, whose event loop must run. It may be moved to another thread; a
  * process that runs then dies with the thread on which it was started.
@@ -114,7 +92,7 @@ private:
     struct Request
     {
         qint64 id;
-        /** Then it has no message. */
+        /** Whether the process is to be released; such a request has no message. */
         bool isRelease;
         QJsonObject message;
         Receiver receiver;
@@ -143,9 +121,9 @@ private:
     QString fileInHand;
     std::deque<Request> requests;
     QString lastComplaint;
-    /** Of those sent since the process was released. */
+    /** The longest line sent since the process was released. */
     int longestLine = 0;
-    /** Which the process answers with when it is released. */
+    /** The number that the process answers with when it is released. */
     int releaseNumber = 0;
     bool waiting = false;
     qint64 lastId = 0;

@@ -1,12 +1,12 @@
 #include "MappedFile.h"
 
+#include "FileDescriptor.h"
+#include "PathText.h"
 #include "RequestError.h"
 
 #include <cerrno>
 #include <cstring>
 #include <new>
-
-#include <QScopeGuard>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -16,23 +16,18 @@ namespace Korvel::Worker {
 
 namespace {
 
-bool SameTime(const timespec& a, const timespec& b)
-{
-    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
 [[noreturn]] void FailAsUnreadable()
 {
-    throw RequestError("unreadable", std::strerror(errno));
+    throw RequestError(Reason::Unreadable, std::strerror(errno));
 }
 
-int OpenForReading(const std::string& path)
+PDF::FileDescriptor OpenForReading(const std::string& path)
 {
-    if (path.find('\0') != std::string::npos)
-        throw RequestError("unreadable", "the path holds a NUL");
+    if (HoldsNul(path))
+        throw RequestError(Reason::Unreadable, "the path holds a NUL");
     // Without waiting: a FIFO would block until somebody writes to it.
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (file < 0)
+    PDF::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!file)
         FailAsUnreadable();
     return file;
 }
@@ -41,34 +36,26 @@ int OpenForReading(const std::string& path)
 
 MappedFile::MappedFile(const std::string& path)
 {
-    const int file = OpenForReading(path);
-    const auto closing = qScopeGuard([file] { ::close(file); });
-    if (::fstat(file, &status) != 0)
+    const PDF::FileDescriptor file = OpenForReading(path);
+    if (::fstat(file.Number(), &status) != 0)
         FailAsUnreadable();
     if (!S_ISREG(status.st_mode))
-        throw RequestError("unreadable", "not a regular file");
+        throw RequestError(Reason::Unreadable, "not a regular file");
     size = static_cast<std::size_t>(status.st_size);
     if (size == 0)
-        throw RequestError("empty", "the file is empty");
-    void* const mapped = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
+        throw RequestError(Reason::Empty, "the file is empty");
+    void* const mapped = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.Number(), 0);
     if (mapped == MAP_FAILED && errno == ENOMEM)
         throw std::bad_alloc();
     if (mapped == MAP_FAILED)
         FailAsUnreadable();
     data = static_cast<const char*>(mapped);
+    ExpectShortening(path, status.st_size);
 }
 
 MappedFile::~MappedFile()
 {
     ::munmap(const_cast<char*>(data), size);
-}
-
-bool FileState::IsStillThatOf(const std::string& path) const
-{
-    struct stat now = {};
-    return ::stat(path.c_str(), &now) == 0 && now.st_dev == status.st_dev &&
-           now.st_ino == status.st_ino && now.st_size == status.st_size &&
-           SameTime(now.st_mtim, status.st_mtim) && SameTime(now.st_ctim, status.st_ctim);
 }
 
 } // namespace Korvel::Worker

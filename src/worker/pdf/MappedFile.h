@@ -1,26 +1,14 @@
 #pragma once
 
+#include "FileState.h"
+
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <string_view>
 
 #include <sys/stat.h>
 
 namespace Korvel::Worker {
-
-/** Which file it was that a path named, and its state then. */
-class FileState
-{
-public:
-    explicit FileState(const struct stat& status) : status(status) {}
-
-    /** Whether `path` still names that file, and it is unchanged. */
-    bool IsStillThatOf(const std::string& path) const;
-
-private:
-    struct stat status;
-};
 
 /** The bytes of a file, mapped into memory for reading. */
 class MappedFile

@@ -17,11 +17,11 @@ std::vector<QPDFObjectHandle> Elements(QPDFObjectHandle object)
     return {object};
 }
 
-/** Which layers are shown when the document is opened. */
-class Layers
+/** Which groups of optional content are shown when the document is opened. */
+class Groups
 {
 public:
-    explicit Layers(QPDF& pdf)
+    explicit Groups(QPDF& pdf)
     {
         QPDFObjectHandle properties = pdf.getRoot().getKey("/OCProperties");
         if (!properties.isDictionary() || !properties.getKey("/D").isDictionary())
@@ -43,42 +43,42 @@ public:
     }
 
 private:
-    bool Shows(const QPDFObjectHandle& layer)
+    bool Shows(const QPDFObjectHandle& group)
     {
         const bool hidesOthers = defaults.getKey("/BaseState").isNameAndEquals("/OFF");
-        return hidesOthers ? on.count(layer.getObjGen()) > 0 : off.count(layer.getObjGen()) == 0;
+        return hidesOthers ? on.count(group.getObjGen()) > 0 : off.count(group.getObjGen()) == 0;
     }
 
     std::set<QPDFObjGen> Listed(const std::string& key)
     {
-        std::set<QPDFObjGen> layers;
-        for (const QPDFObjectHandle& layer : Elements(defaults.getKey(key))) {
-            if (layer.isIndirect())
-                layers.insert(layer.getObjGen());
+        std::set<QPDFObjGen> groups;
+        for (const QPDFObjectHandle& group : Elements(defaults.getKey(key))) {
+            if (group.isIndirect())
+                groups.insert(group.getObjGen());
         }
-        return layers;
+        return groups;
     }
 
-    /** Of what is shown if some, all or none of several layers are. */
+    /** Whether content is shown that goes by whether some, all or none of several groups are. */
     bool ShowsMembership(QPDFObjectHandle membership)
     {
-        std::vector<QPDFObjectHandle> layers = Elements(membership.getKey("/OCGs"));
-        layers.erase(std::remove_if(layers.begin(), layers.end(),
-                                    [](QPDFObjectHandle layer) { return !layer.isDictionary(); }),
-                     layers.end());
-        if (layers.empty())
+        std::vector<QPDFObjectHandle> groups = Elements(membership.getKey("/OCGs"));
+        groups.erase(std::remove_if(groups.begin(), groups.end(),
+                                    [](QPDFObjectHandle group) { return !group.isDictionary(); }),
+                     groups.end());
+        if (groups.empty())
             return true;
-        const auto shows = [this](const QPDFObjectHandle& layer) {
-            return Shows(layer);
+        const auto shows = [this](const QPDFObjectHandle& group) {
+            return Shows(group);
         };
         QPDFObjectHandle policy = membership.getKey("/P");
         if (policy.isNameAndEquals("/AllOn"))
-            return std::all_of(layers.begin(), layers.end(), shows);
+            return std::all_of(groups.begin(), groups.end(), shows);
         if (policy.isNameAndEquals("/AnyOff"))
-            return !std::all_of(layers.begin(), layers.end(), shows);
+            return !std::all_of(groups.begin(), groups.end(), shows);
         if (policy.isNameAndEquals("/AllOff"))
-            return std::none_of(layers.begin(), layers.end(), shows);
-        return std::any_of(layers.begin(), layers.end(), shows);
+            return std::none_of(groups.begin(), groups.end(), shows);
+        return std::any_of(groups.begin(), groups.end(), shows);
     }
 
     QPDFObjectHandle defaults = QPDFObjectHandle::newNull();
@@ -86,18 +86,18 @@ private:
     std::set<QPDFObjGen> off;
 };
 
-bool HasHiddenAnnotation(QPDFObjectHandle page, Layers& layers)
+bool HasHiddenAnnotation(QPDFObjectHandle page, Groups& groups)
 {
     const std::vector<QPDFObjectHandle> all = Elements(page.getKey("/Annots"));
     return std::any_of(all.begin(), all.end(),
-                       [&](const QPDFObjectHandle& annotation) { return layers.Hide(annotation); });
+                       [&](const QPDFObjectHandle& annotation) { return groups.Hide(annotation); });
 }
 
-void RemoveHiddenAnnotations(QPDFObjectHandle page, Layers& layers)
+void RemoveHiddenAnnotations(QPDFObjectHandle page, Groups& groups)
 {
     QPDFObjectHandle shown = QPDFObjectHandle::newArray();
     for (const QPDFObjectHandle& annotation : Elements(page.getKey("/Annots"))) {
-        if (!layers.Hide(annotation))
+        if (!groups.Hide(annotation))
             shown.appendItem(annotation);
     }
     page.replaceKey("/Annots", shown);
@@ -107,23 +107,23 @@ void RemoveHiddenAnnotations(QPDFObjectHandle page, Layers& layers)
 
 bool HasHiddenAnnotations(QPDF& pdf)
 {
-    Layers layers(pdf);
+    Groups groups(pdf);
     const std::vector<QPDFObjectHandle> pages = pdf.getAllPages();
-    // Else all annotations would be read.
-    return layers.AreThere() &&
+    // Without groups no annotation needs to be read.
+    return groups.AreThere() &&
            std::any_of(pages.begin(), pages.end(), [&](const QPDFObjectHandle& page) {
-               return HasHiddenAnnotation(page, layers);
+               return HasHiddenAnnotation(page, groups);
            });
 }
 
 void RemoveHiddenAnnotations(QPDF& pdf)
 {
-    Layers layers(pdf);
-    if (!layers.AreThere())
+    Groups groups(pdf);
+    if (!groups.AreThere())
         return;
     for (const QPDFObjectHandle& page : pdf.getAllPages()) {
-        if (HasHiddenAnnotation(page, layers))
-            RemoveHiddenAnnotations(page, layers);
+        if (HasHiddenAnnotation(page, groups))
+            RemoveHiddenAnnotations(page, groups);
     }
 }
 

@@ -4,10 +4,10 @@
 
 namespace Korvel::Worker {
 
-/** Whether annotations belong to layers that are hidden. Qt PDF draws them all the same. */
+/** Whether annotations belong to hidden optional content. Qt PDF draws them all the same. */
 bool HasHiddenAnnotations(QPDF& pdf);
 
-/** Form fields, too. */
+/** Removes annotations, form fields included, that belong to hidden optional content. */
 void RemoveHiddenAnnotations(QPDF& pdf);
 
 } // namespace Korvel::Worker

@@ -14,7 +14,6 @@ namespace Korvel::Worker {
 namespace {
 
 constexpr double pointsPerInch = 72;
-constexpr double metresPerInch = 0.0254;
 constexpr double mostPixels = 256.0 * 1024 * 1024; // a gigabyte at four bytes each
 constexpr double mostDotsPerMetre = 1e9;           // of the smallest pages, within an int
 // Sizes come with single precision: the 595.2 points of a scan would be a little more than its 2480
@@ -32,9 +31,10 @@ QSize SizeInPixels(const QSizeF& points, double dotsPerInch)
     const double width = InPixels(points.width(), dotsPerInch);
     const double height = InPixels(points.height(), dotsPerInch);
     if (!(width >= 1 && height >= 1))
-        throw RequestError("cannot-render", "the page has no size");
-    if (width > longestSide || height > longestSide || width * height > mostPixels)
-        throw RequestError("cannot-render", "the page is too large at this resolution");
+        throw RequestError(Reason::CannotRender, "the page has no size");
+    if (width > WorkerProtocol::longestSide || height > WorkerProtocol::longestSide ||
+        width * height > mostPixels)
+        throw RequestError(Reason::CannotRender, "the page is too large at this resolution");
     return {int(width), int(height)};
 }
 
@@ -56,7 +56,7 @@ PageRenderer::PageRenderer(const std::string& path, PdfDocument&& opened)
         document.load(&prepared);
     }
     if (document.status() != QPdfDocument::Ready)
-        throw RequestError("damaged", "Qt PDF does not open it");
+        throw RequestError(Reason::Damaged, "Qt PDF does not open it");
 }
 
 bool PageRenderer::LoadFromFile()
@@ -72,17 +72,17 @@ bool PageRenderer::Serves(const std::string& other) const
     return other == path && file.IsStillThatOf(path) && !source.HasFailed();
 }
 
-/** Qt PDF makes do with what it can read, and draws the rest as nothing. */
+/** Fails where reading has failed: Qt PDF draws what it can read, and nothing for the rest. */
 void PageRenderer::RequireWhatWasRead() const
 {
     if (source.HasFailed())
-        throw RequestError("unreadable", "the file could not be read whole");
+        throw RequestError(Reason::Unreadable, "the file could not be read whole");
 }
 
 int PageRenderer::Check(qint64 page) const
 {
     if (page < 1 || page > document.pageCount())
-        throw RequestError("no-such-page", "there is no page " + std::to_string(page));
+        throw RequestError(Reason::NoSuchPage, "there is no page " + std::to_string(page));
     return int(page - 1);
 }
 
@@ -95,7 +95,8 @@ QImage PageRenderer::Draw(int index, const QSize& size)
         return picture.convertToFormat(QImage::Format_ARGB32); // as it is
     if (QImage(size, QImage::Format_ARGB32).isNull())
         throw std::bad_alloc();
-    throw RequestError("cannot-render", "page " + std::to_string(index + 1) + " cannot be drawn");
+    throw RequestError(Reason::CannotRender,
+                       "page " + std::to_string(index + 1) + " cannot be drawn");
 }
 
 double PageRenderer::ResolutionToFit(qint64 page, const QSize& pixels) const

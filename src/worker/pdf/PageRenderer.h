@@ -13,9 +13,6 @@
 
 namespace Korvel::Worker {
 
-/** The most pixels that a picture has in a row or in a column. */
-inline constexpr int longestSide = 65'000;
-
 /** The pages of an unencrypted PDF, as pictures and as text. */
 class PageRenderer
 {
@@ -58,7 +55,7 @@ public:
 private:
     PageRenderer(const std::string& path, PdfDocument&& opened);
 
-    /** Its index, from 0. */
+    /** The index of a page, from 0. */
     int Check(qint64 page) const;
     bool LoadFromFile();
     void RequireWhatWasRead() const;

@@ -12,7 +12,7 @@ namespace Korvel::Worker {
 
 namespace {
 
-// To order more takes too long; that many are on no page that somebody reads.
+// To order more lines takes too long; that many are on no page that somebody reads.
 constexpr int mostLines = 400;
 
 /** How far apart lines of one block are at most. */
@@ -24,7 +24,7 @@ struct Line
 {
     QString text;
     QRectF box;
-    /** Of it and the lines that stand close above and below each other. */
+    /** The box of the line and those that stand close above and below each other. */
     QRectF block;
 };
 
@@ -112,7 +112,7 @@ bool IsReadBefore(const Line& a, const Line& b, const std::vector<Line>& lines)
     return areBeside && a.box.right() <= b.box.left() && !AreParted(a.box, b.box, lines);
 }
 
-/** Each line once those that are read before it have come, else as they are drawn. */
+/** The lines, each after those that are read before it, else in the order they are drawn in. */
 std::vector<Line> InReadingOrder(std::vector<Line> lines)
 {
     FindBlocks(lines);

@@ -1,8 +1,9 @@
 #include "PdfDocument.h"
 
-#include "EncryptionInfo.h"
+#include "DescribeEncryption.h"
 #include "NewFile.h"
 #include "OptionalContent.h"
+#include "PathText.h"
 #include "PdfStructure.h"
 #include "RequestError.h"
 
@@ -29,19 +30,19 @@ namespace {
 
 constexpr int longestProperty = 65536; // an answer has to have an end
 
-/** The passwords to try: in other encodings too, as what a form of encryption wants varies. */
+/** The passwords to try, in other encodings too, as schemes differ in the one that they take. */
 std::vector<std::string> Candidates(const std::string& password)
 {
     std::vector<std::string> candidates{std::string()};
-    // libqpdf would read one with a NUL up to there, and open what that part opens.
-    if (!password.empty() && password.find('\0') == std::string::npos) {
+    // libqpdf would read a password up to a NUL, and open what that part opens.
+    if (!password.empty() && !HoldsNul(password)) {
         for (const std::string& encoded : QUtil::possible_repaired_encodings(password))
             candidates.push_back(encoded);
     }
     return candidates;
 }
 
-/** Leaves a page its form fields alone; gives its other annotations. */
+/** Leaves a page only its form fields, and answers its other annotations. */
 QPDFObjectHandle TakeOtherAnnotations(QPDFObjectHandle page)
 {
     QPDFObjectHandle fields = QPDFObjectHandle::newArray();
@@ -69,7 +70,7 @@ void MakeMissingAppearances(QPDF& pdf)
     }
 }
 
-/** Other annotations stay: libqpdf would drop those whose appearance Qt PDF makes. */
+/** Makes form fields content. libqpdf would drop other annotations that Qt PDF draws. */
 void MakeFieldsContent(QPDF& pdf)
 {
     MakeMissingAppearances(pdf);
@@ -115,16 +116,17 @@ PdfDocument::PdfDocument(const std::string& path, const std::string& password) :
 {
     try {
         if (!OpenOrRepair(path, Candidates(password)))
-            throw RequestError(password.empty() ? "no-password" : "wrong-password",
+            throw RequestError(password.empty() ? Reason::NoPassword : Reason::WrongPassword,
                                "the document is encrypted");
     } catch (const QPDFExc& error) {
         if (error.getErrorCode() == qpdf_e_unsupported)
-            throw RequestError("unsupported-encryption", error.what());
-        throw RequestError(HasHeader(file.Bytes()) ? "damaged" : "not-a-pdf", error.what());
+            throw RequestError(Reason::UnsupportedEncryption, error.what());
+        throw RequestError(HasHeader(file.Bytes()) ? Reason::Damaged : Reason::NotAPdf,
+                           error.what());
     }
 }
 
-/** False when all passwords are wrong. Throws QPDFExc and nothing else. */
+/** Opens the document, or repairs it; false when all passwords are wrong. Throws QPDFExc only. */
 bool PdfDocument::OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords)
 {
     const auto openWith = [&](bool repair) {
@@ -140,7 +142,7 @@ bool PdfDocument::OpenOrRepair(const std::string& path, const std::vector<std::s
     }
 }
 
-/** False when the password is wrong. Throws QPDFExc and nothing else. */
+/** Opens the document; false when the password is wrong. Throws QPDFExc and nothing else. */
 bool PdfDocument::Open(const std::string& path, const std::string& password, bool repair)
 {
     const auto damaged = [&path](const char* message) {
@@ -165,31 +167,38 @@ bool PdfDocument::Open(const std::string& path, const std::string& password, boo
     } catch (const std::exception& error) { // libqpdf throws more than its own type
         throw damaged(error.what());
     }
-    // Else streams of a wrong length, which are read only now, would be dropped without a word.
+    // Streams are read only now: without recovery, those of a wrong length would be dropped
+    // silently.
     pdf->setAttemptRecovery(true);
     neededPassword = !password.empty();
     return true;
 }
 
-QJsonObject PdfDocument::Description()
+std::map<QString, QString> PdfDocument::Properties()
 {
-    QJsonObject properties;
+    std::map<QString, QString> properties;
     QPDFObjectHandle info = pdf->getTrailer().getKey("/Info");
     for (const char* name : {"Title", "Author", "Subject", "Keywords", "Creator", "Producer",
                              "CreationDate", "ModDate"}) {
         const std::string key = std::string("/") + name;
         if (info.isDictionary() && info.getKey(key).isString())
-            properties[QLatin1String(name)] =
+            properties[name] =
                 QString::fromStdString(info.getKey(key).getUTF8Value()).left(longestProperty);
     }
-    QJsonObject description{{QStringLiteral("pages"), int(pdf->getAllPages().size())},
-                            {QStringLiteral("encrypted"), pdf->isEncrypted()},
-                            {QStringLiteral("repaired"), repaired},
-                            {QStringLiteral("version"), Version()},
-                            {QStringLiteral("properties"), properties}};
-    if (pdf->isEncrypted())
-        description[QStringLiteral("encryption")] = DescribeEncryption(*pdf, neededPassword);
-    return description;
+    return properties;
+}
+
+PDF::DocumentInfo PdfDocument::Description()
+{
+    PDF::DocumentInfo info;
+    info.pages = int(pdf->getAllPages().size());
+    info.encrypted = pdf->isEncrypted();
+    if (info.encrypted)
+        info.encryption = DescribeEncryption(*pdf, neededPassword);
+    info.repaired = repaired;
+    info.version = Version();
+    info.properties = Properties();
+    return info;
 }
 
 QString PdfDocument::Version()
@@ -212,14 +221,12 @@ bool PdfDocument::HasForm()
     return fields.isArray() && fields.getArrayNItems() > 0;
 }
 
-void PdfDocument::Save(const std::string& path, mode_t mode)
+void PdfDocument::Save(NewFile& output)
 {
-    NewFile output(path, mode);
     if (IsEncrypted() || IsRepaired() || !BeginsAndEndsAsPdf(file.Bytes()))
         Write(output);
     else
         output.Write(file.Bytes().data(), file.Bytes().size());
-    output.Keep();
 }
 
 void PdfDocument::Write(NewFile& output)
@@ -237,7 +244,7 @@ void PdfDocument::Write(NewFile& output)
     } catch (const RequestError&) {
         throw;
     } catch (const std::exception& error) {
-        throw RequestError("damaged", error.what());
+        throw RequestError(Reason::Damaged, error.what());
     }
 }
 
@@ -258,7 +265,7 @@ QByteArray PdfDocument::ForRendering()
     writer.write();
     const std::shared_ptr<Buffer> bytes = writer.getBufferSharedPointer();
     if (bytes->getSize() > std::size_t(std::numeric_limits<int>::max()))
-        throw RequestError("cannot-render", "the document is too large to be prepared");
+        throw RequestError(Reason::CannotRender, "the document is too large to be prepared");
     return {reinterpret_cast<const char*>(bytes->getBuffer()), int(bytes->getSize())};
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "DocumentInfo.h"
 #include "MappedFile.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,7 +11,7 @@
 #include <qpdf/QPDF.hh>
 
 #include <QByteArray>
-#include <QJsonObject>
+#include <QString>
 
 namespace Korvel::Worker {
 
@@ -27,11 +29,11 @@ public:
     PdfDocument(const std::string& path, const std::string& password);
 
     /**
-     * What the answer to "open" tells of it.
+     * What it says of itself.
      *
      * @throws std::exception  libqpdf's own
      */
-    QJsonObject Description();
+    PDF::DocumentInfo Description();
 
     bool IsEncrypted() const { return pdf->isEncrypted(); }
 
@@ -40,19 +42,19 @@ public:
     /** Whether it has form fields. Throws as Description does. */
     bool HasForm();
 
-    /** Whether annotations are not to be drawn, as their layers are hidden. Throws alike. */
+    /** Whether annotations belong to hidden optional content. Throws as Description does. */
     bool HidesAnnotations();
 
     /**
-     * Writes it without encryption to a new file; one that is sound and not encrypted byte by byte.
+     * Writes it without encryption; one that is sound and not encrypted byte by byte.
      *
      * @throws RequestError  "cannot-write", "damaged"
      */
-    void Save(const std::string& path, mode_t mode);
+    void Save(NewFile& output);
 
     /**
-     * It as it is to be drawn: without encryption, form fields made content, annotations
-     * of hidden layers removed.
+     * The document as it is to be drawn: without encryption, form fields made content, annotations
+     * of hidden optional content omitted.
      *
      * @throws RequestError         "cannot-render": it is too large
      * @throws std::exception  libqpdf's own
@@ -65,13 +67,14 @@ private:
     bool OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords);
     bool Open(const std::string& path, const std::string& password, bool repair);
     void Write(NewFile& output);
-    /** That of the file's header, or a later one that the catalog names. */
+    std::map<QString, QString> Properties();
+    /** The version in the file's header, or a later one that the catalog names. */
     QString Version();
 
     const MappedFile file;
     std::unique_ptr<QPDF> pdf;
     bool repaired = false;
-    /** Another than the empty one. */
+    /** Whether another password than the empty one has opened it. */
     bool neededPassword = false;
 };
 

@@ -34,8 +34,7 @@ bool BeginsWithObject(std::string_view bytes, const QPDFObjGen& object)
     return std::strncmp(rest, "obj", 3) == 0;
 }
 
-/** Whether the objects lie where they are said to. A reader that believes it sees others as null.
- */
+/** Whether all objects lie where the table says; a reader that trusts it takes others for null. */
 bool AllLieInTheirPlaces(const std::map<QPDFObjGen, QPDFXRefEntry>& table, std::string_view bytes)
 {
     return std::all_of(table.begin(), table.end(), [bytes](const auto& entry) {
@@ -99,7 +98,7 @@ bool IsSound(QPDF& pdf, std::string_view file)
 
 void MendPages(QPDF& pdf)
 {
-    // First of all, as libqpdf stumbles over what is listed as a page and is none.
+    // Stray kids go first: libqpdf stumbles over what is listed as a page and is none.
     for (const QPDFObjectHandle& object : pdf.getAllObjects())
         RemoveStrayKids(object);
     const std::vector<QPDFObjectHandle> pages = pdf.getAllPages();
@@ -107,7 +106,7 @@ void MendPages(QPDF& pdf)
         return;
     pdf.getRoot().getKey("/Pages").replaceKey(
         "/Count", QPDFObjectHandle::newInteger(static_cast<long long>(pages.size())));
-    // With any change libqpdf makes the tree one list, so that no other count is wrong.
+    // libqpdf makes the tree one list at any change, so that no other count is wrong.
     pdf.removePage(pages.back());
     pdf.addPage(pages.back(), false);
 }

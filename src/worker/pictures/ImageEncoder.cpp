@@ -1,8 +1,12 @@
 #include "ImageEncoder.h"
 
+#include "Pixels.h"
+#include "PngEncoder.h"
 #include "RequestError.h"
+#include "ResultFormat.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include <QBuffer>
@@ -12,9 +16,9 @@
 
 namespace Korvel::Worker {
 
-namespace {
+namespace Format = WorkerProtocol::Format;
 
-constexpr double metresPerInch = 0.0254;
+namespace {
 
 /** Exif metadata that say nothing but the resolution, in tenths of a dot per inch. */
 QByteArray ExifResolution(quint32 tenths)
@@ -35,7 +39,7 @@ QByteArray ExifResolution(quint32 tenths)
     return exif;
 }
 
-/** Qt writes none into a WebP. */
+/** Adds the resolution to a WebP, into which Qt writes none. */
 QByteArray WithResolution(const QByteArray& webp, const QImage& picture)
 {
     const QByteArray exif =
@@ -54,11 +58,14 @@ QByteArray WithResolution(const QByteArray& webp, const QImage& picture)
     QByteArray result(reinterpret_cast<const char*>(whole.bytes), int(whole.size));
     WebPDataClear(&whole);
     if (!done)
-        throw RequestError("cannot-render", "the resolution cannot be put into the WebP");
+        throw RequestError(Reason::CannotRender, "the resolution cannot be put into the WebP");
     return result;
 }
 
-/** A JPEG has 16 bits for it. Qt counts by the inch or, where that rounds less, the centimetre. */
+/**
+ * A JPEG has 16 bits for its resolution. Qt counts by the inch or, where that rounds less, the
+ * centimetre.
+ */
 void FitResolutionOfJpeg(QImage& picture)
 {
     constexpr int most = 65'535;
@@ -74,30 +81,30 @@ void FitResolutionOfJpeg(QImage& picture)
 
 bool IsPictureFormat(const QString& format)
 {
-    return QStringList{QStringLiteral("png"), QStringLiteral("jpg"), QStringLiteral("tif"),
-                       QStringLiteral("bmp"), QStringLiteral("webp")}
-        .contains(format);
+    return std::any_of(
+        std::begin(resultFormats), std::end(resultFormats),
+        [&format](const ResultFormat& known) { return known.isPicture && format == known.name; });
 }
 
 QByteArray Encode(QImage picture, const Encoding& encoding)
 {
     const QString& format = encoding.format;
-    if (format == QLatin1String("png"))
+    if (format == Format::png)
         return EncodePng(std::move(picture), encoding.compression);
-    if (format == QLatin1String("jpg"))
+    if (format == Format::jpg)
         FitResolutionOfJpeg(picture);
     QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, format.toLatin1());
-    if (format == QLatin1String("jpg") || format == QLatin1String("webp"))
+    if (format == Format::jpg || format == Format::webp)
         writer.setQuality(encoding.quality);
-    if (format == QLatin1String("tif"))
+    if (format == Format::tif)
         writer.setCompression(1); // LZW
     if (!writer.write(picture))
-        throw RequestError("cannot-render", "the picture cannot be written as " +
-                                                format.toStdString() + ": " +
-                                                writer.errorString().toStdString());
-    return format == QLatin1String("webp") ? WithResolution(buffer.data(), picture) : buffer.data();
+        throw RequestError(Reason::CannotRender, "the picture cannot be written as " +
+                                                     format.toStdString() + ": " +
+                                                     writer.errorString().toStdString());
+    return format == Format::webp ? WithResolution(buffer.data(), picture) : buffer.data();
 }
 
 } // namespace Korvel::Worker

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PngEncoder.h"
+#include "Encoding.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -8,19 +8,8 @@
 
 namespace Korvel::Worker {
 
-/** Whether pictures can be made in this format: "png", "jpg", "tif", "bmp", "webp". */
+/** Whether pictures can be made in this format. */
 bool IsPictureFormat(const QString& format);
-
-/** How a picture becomes bytes. */
-struct Encoding
-{
-    /** "png", "jpg", "tif", "bmp" or "webp". */
-    QString format;
-    /** From 1 to 100; of "jpg" and "webp". */
-    int quality = 90;
-    /** Of "png". */
-    Compression compression = Compression::Fast;
-};
 
 /**
  * The picture as a file, its resolution included: in a "jpg" 166,459 dots per inch at most.

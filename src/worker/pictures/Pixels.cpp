@@ -38,8 +38,8 @@ void PutOnWhite(QRgb* pixels, int count)
 
 void PutOnWhite(QImage& picture)
 {
-    constexpr int width = 32; // of what is looked at in one go, as most of a page is often empty
-    const int end = picture.width(); // which is a call, and would be one for each pixel
+    constexpr int width = 32;        // pixels looked at in one go, as most of a page is often empty
+    const int end = picture.width(); // to call it for each pixel takes time
     for (int row = 0; row < picture.height(); ++row) {
         auto* const pixels = reinterpret_cast<QRgb*>(picture.scanLine(row));
         for (int column = 0; column < end; column += width)

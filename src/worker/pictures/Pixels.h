@@ -6,6 +6,9 @@
 
 namespace Korvel::Worker {
 
+/** People count dots by the inch, pictures by the metre. */
+inline constexpr double metresPerInch = 0.0254;
+
 /** Puts white behind a picture of the format ARGB32, which becomes one of the format RGB32. */
 void PutOnWhite(QImage& picture);
 

@@ -78,7 +78,7 @@ public:
     {
     }
 
-    /** Of a row with its filter. */
+    /** How many bytes a row has with its filter. */
     std::size_t Length() const { return 1 + length; }
 
     void Copy(int first, int count, char* into) const
@@ -98,7 +98,7 @@ public:
         }
     }
 
-    /** Calls it with the first row of each block and how many there are. */
+    /** Calls `take` with the first row of each block and how many rows the block has. */
     template <typename Take>
     void ForEachBlock(Take take) const
     {
@@ -220,11 +220,11 @@ void AppendSmall(QByteArray& file, const std::vector<char>& rows)
     if (!compressor)
         throw std::bad_alloc();
     const std::size_t bound = libdeflate_zlib_compress_bound(compressor.get(), rows.size());
-    const std::unique_ptr<char[]> compressed(new char[bound]); // of which little is touched
+    const std::unique_ptr<char[]> compressed(new char[bound]); // little of it is ever touched
     const std::size_t size = libdeflate_zlib_compress(compressor.get(), rows.data(), rows.size(),
                                                       compressed.get(), bound);
     if (size > std::size_t(std::numeric_limits<int>::max() / 2))
-        throw RequestError("cannot-render", "the picture is too large for a PNG");
+        throw RequestError(Reason::CannotRender, "the picture is too large for a PNG");
     AppendChunk(file, "IDAT", compressed.get(), size);
 }
 

@@ -1,15 +1,11 @@
 #pragma once
 
+#include "Compression.h"
+
 #include <QByteArray>
 #include <QImage>
 
 namespace Korvel::Worker {
-
-/** What a PNG is made for. */
-enum class Compression {
-    Fast, ///< quickly made, and a little larger
-    Small ///< about a quarter smaller, and several times slower
-};
 
 /**
  * The picture as a PNG with its resolution: 8 bits a sample, without transparency, gray where every

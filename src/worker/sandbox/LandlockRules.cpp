@@ -1,11 +1,11 @@
 #include "LandlockRules.h"
 
+#include "FileDescriptor.h"
 #include "Sanitizers.h"
 
 #include <cstdint>
 #include <future>
 
-#include <QScopeGuard>
 #include <QThreadPool>
 
 #include <fcntl.h>
@@ -18,8 +18,8 @@ namespace Korvel::Worker {
 
 namespace {
 
-// The kernel takes a longer one than it knows if the rest is zero; the system's header may be older
-// than the kernel.
+// The system's header may be older than the kernel, which takes a longer record than it knows as
+// long as the rest is zero.
 struct Handled
 {
     std::uint64_t files = 0;
@@ -44,7 +44,7 @@ constexpr const char* readFolders[] = {
 #endif
 };
 
-/** 0 where there is no Landlock. */
+/** The version of the kernel's Landlock; 0 where there is none. */
 int LandlockVersion()
 {
     const long version = ::syscall(SYS_landlock_create_ruleset, nullptr, std::size_t(0),
@@ -70,15 +70,14 @@ Handled WhatIsLimited(int version, bool isWritingLimited)
     return handled;
 }
 
-/** Where the path cannot be opened, there is nothing to allow. */
+/** Allows what lies at a path; there is nothing to allow where that cannot be opened. */
 void Allow(int rules, const std::string& path, mode_t type, std::uint64_t rights)
 {
-    const int file = ::open(path.c_str(), O_PATH | O_CLOEXEC);
-    const auto closing = qScopeGuard([file] { ::close(file); });
+    const PDF::FileDescriptor file(::open(path.c_str(), O_PATH | O_CLOEXEC));
     struct stat status = {};
-    if (file < 0 || ::fstat(file, &status) != 0 || (status.st_mode & S_IFMT) != type)
+    if (!file || ::fstat(file.Number(), &status) != 0 || (status.st_mode & S_IFMT) != type)
         return;
-    const landlock_path_beneath_attr rule = {rights, file};
+    const landlock_path_beneath_attr rule = {rights, file.Number()};
     ::syscall(SYS_landlock_add_rule, rules, LANDLOCK_RULE_PATH_BENEATH, &rule, 0);
 }
 
@@ -87,7 +86,7 @@ bool Restrict(int rules)
     return ::syscall(SYS_landlock_restrict_self, rules, 0) == 0;
 }
 
-/** Threads share their memory, so one that is left out would be a way out for all. */
+/** Threads share their memory: one that were not restricted would be a way out for all. */
 bool RestrictThreadOfPool(int rules)
 {
     std::promise<bool> done;
@@ -103,8 +102,9 @@ bool LimitFileAccess(const std::string& input, const std::string& folder)
     if (version == 0)
         return false;
     const Handled handled = WhatIsLimited(version, !folder.empty());
-    const int rules = int(::syscall(SYS_landlock_create_ruleset, &handled, sizeof(handled), 0));
-    const auto closing = qScopeGuard([rules] { ::close(rules); });
+    const PDF::FileDescriptor ruleset(
+        int(::syscall(SYS_landlock_create_ruleset, &handled, sizeof(handled), 0)));
+    const int rules = ruleset.Number();
     Allow(rules, input, S_IFREG, LANDLOCK_ACCESS_FS_READ_FILE);
     for (const char* const fonts : readFolders)
         Allow(rules, fonts, S_IFDIR, toReadFolder);

@@ -1,21 +1,17 @@
 #include "NotStarted.h"
 
+#include "WorkerProtocol.h"
+
 #include <cstdio>
 
 #include <unistd.h>
 
 namespace Korvel::Worker {
 
-namespace {
-
-constexpr int notStartedExitCode = 78;
-
-} // namespace
-
 void EndAsNotStarted(const char* why)
 {
     ::dprintf(STDERR_FILENO, "cannot start: %s\n", why);
-    ::_exit(notStartedExitCode);
+    ::_exit(WorkerProtocol::notStartedExitCode);
 }
 
 } // namespace Korvel::Worker

@@ -3,6 +3,7 @@
 #include "NotStarted.h"
 #include "ResourceLimits.h"
 #include "Sanitizers.h"
+#include "WorkerProtocol.h"
 
 #include <cerrno>
 #include <cstddef>
@@ -15,8 +16,6 @@
 namespace Korvel::Worker {
 
 namespace {
-
-constexpr int outOfMemoryExitCode = 77;
 
 /** Before that no document has been looked at, and none is to blame. */
 bool isLimited = false;
@@ -34,17 +33,17 @@ void EndForLackOfMemory()
 {
     if (!isLimited)
         EndAsNotStarted("there is too little memory");
-    _exit(outOfMemoryExitCode);
+    _exit(WorkerProtocol::outOfMemoryExitCode);
 }
 
 } // namespace Korvel::Worker
 
 #if !IS_SANITIZED
 
-// In the place of those of the C library for all that the worker is made of. Libraries take a lack
-// of memory for something else: libqpdf saves an incomplete file as a success, Qt writes a TIFF for
-// ever, others say that a picture cannot be written. Qt PDF takes its memory from mmap64 and
-// aborts. ClearFreed.cpp makes realloc of these.
+// All that the worker is made of calls these in place of those of the C library. Libraries take a
+// lack of memory for something else: libqpdf saves an incomplete file as a success, Qt writes a
+// TIFF for ever, others say that a picture cannot be written. Qt PDF takes its memory from mmap64
+// and aborts. ClearFreed.cpp builds realloc on these.
 
 #define REPLACES_LIBRARY extern "C" __attribute__((visibility("default")))
 

@@ -9,7 +9,7 @@ namespace Korvel::Worker {
 
 namespace {
 
-/** Whatever was inherited for them. */
+/** Sets how signals are handled, whatever was inherited. */
 void SetSignals()
 {
     // A write that fails says more than a process that died. The others are sent to all processes
@@ -17,7 +17,7 @@ void SetSignals()
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGINT, SIGHUP, SIGUSR1, SIGUSR2})
         std::signal(signal, SIG_IGN);
     std::signal(SIGXCPU, SIG_DFL);
-    // Somebody else may send these, too, so they are looked at more closely.
+    // Others than the parent may send these, too; the fork server looks who did.
     sigset_t orders = {};
     ::sigemptyset(&orders);
     ::sigaddset(&orders, SIGTERM);

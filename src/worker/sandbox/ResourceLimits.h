@@ -9,15 +9,17 @@ void RestrictProcess();
 
 bool HasNoNewPrivileges();
 
-/** Neither a core file nor a way for other programs of this user to look into the process. */
+/** Whether the process leaves no core file, and no other program of this user can look into it. */
 bool LeavesNoCore();
 
-/** Unless the limit is lower already. Whether it holds. */
+/** Lowers a limit, unless it is lower already; whether the limit holds. */
 bool LowerLimit(__rlimit_resource_t resource, rlim_t value);
 
 /**
- * From now on; SIGXCPU ends the process afterwards, unless it lifts the limit again. Whether it
- * holds.
+ * Gives the process so much CPU time from now on; SIGXCPU ends it afterwards, unless it lifts the
+ * limit again.
+ *
+ * @return whether the limit holds
  */
 bool LimitProcessorTime(int seconds);
 

@@ -56,7 +56,7 @@ bool StartThreadOfPool()
     return started->get_future().wait_for(timeToStart) == std::future_status::ready;
 }
 
-/** Later there is neither a way to their files nor to run code that is not there yet. */
+/** In the sandbox there is neither a way to the files of plugins nor to run code not yet loaded. */
 void LoadPlugins()
 {
     QBuffer buffer;

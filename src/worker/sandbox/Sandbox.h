@@ -1,29 +1,13 @@
 #pragma once
 
+#include "Measure.h"
+#include "SandboxSettings.h"
 #include "SeccompFilter.h"
 
 #include <string>
 #include <vector>
 
 namespace Korvel::Worker {
-
-/** What the process that looks at a document is given. */
-struct SandboxSettings
-{
-    /** MiB of address space. */
-    int memoryLimit = 1024;
-    /** Seconds of CPU time for each request. */
-    int timeLimit = 600;
-    /** The folder to write in, an absolute path; empty for any. */
-    std::string folder;
-};
-
-/** A way in which the process is kept from doing damage. */
-struct Measure
-{
-    const char* name;
-    bool isInForce;
-};
 
 /**
  * Keeps a process from doing damage, whatever a document makes of it.

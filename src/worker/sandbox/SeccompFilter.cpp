@@ -1,13 +1,12 @@
 #include "SeccompFilter.h"
 
+#include "FileDescriptor.h"
 #include "Sanitizers.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <memory>
-
-#include <QScopeGuard>
 
 #include <fcntl.h>
 #include <linux/seccomp.h>
@@ -24,7 +23,7 @@ namespace {
 
 constexpr bool canLimit = !IS_SANITIZED && sizeof(void*) == 8; // 32 bits have calls of other names
 
-/** Of files; which ones is not for a filter to say. */
+/** System calls on files; which files is not for a filter to say. */
 constexpr int fileCalls[] = {
     SCMP_SYS(open),       SCMP_SYS(openat),   SCMP_SYS(close),    SCMP_SYS(read),
     SCMP_SYS(readv),      SCMP_SYS(pread64),  SCMP_SYS(write),    SCMP_SYS(writev),
@@ -33,7 +32,7 @@ constexpr int fileCalls[] = {
     SCMP_SYS(access),     SCMP_SYS(getcwd),   SCMP_SYS(readlink), SCMP_SYS(readlinkat),
     SCMP_SYS(getdents64), SCMP_SYS(faccessat)};
 
-/** Of the process itself. */
+/** System calls on the process itself. */
 constexpr int otherCalls[] = {SCMP_SYS(brk),
                               SCMP_SYS(munmap),
                               SCMP_SYS(mremap),
@@ -58,8 +57,8 @@ class Rules
 {
 public:
     Rules()
-        // As an older kernel would answer: the libraries know their way around that, while they
-        // would take "not permitted" for a last word.
+        // ENOSYS is what an older kernel answers: the libraries know their way around that, while
+        // they would take "not permitted" for a last word.
         : context(seccomp_init(SCMP_ACT_ERRNO(ENOSYS)), seccomp_release), isComplete(context)
     {
     }
@@ -71,17 +70,17 @@ public:
                                                     sizeof...(conditions), conditions...) == 0;
     }
 
-    /** For the kernel; empty when it could not be made. */
+    /** The program that the kernel runs; empty when it could not be made. */
     std::vector<sock_filter> Program() const
     {
-        const int file = ::memfd_create("filter", MFD_CLOEXEC);
-        const auto closing = qScopeGuard([file] { ::close(file); });
+        const PDF::FileDescriptor file(::memfd_create("filter", MFD_CLOEXEC));
         struct stat status = {};
-        if (!isComplete || seccomp_export_bpf(context.get(), file) != 0 ||
-            ::fstat(file, &status) != 0)
+        if (!isComplete || seccomp_export_bpf(context.get(), file.Number()) != 0 ||
+            ::fstat(file.Number(), &status) != 0)
             return {};
         std::vector<sock_filter> program(std::size_t(status.st_size) / sizeof(sock_filter));
-        const ssize_t size = ::pread(file, program.data(), program.size() * sizeof(sock_filter), 0);
+        const ssize_t size =
+            ::pread(file.Number(), program.data(), program.size() * sizeof(sock_filter), 0);
         return size == status.st_size ? program : std::vector<sock_filter>();
     }
 
@@ -108,10 +107,11 @@ void AllowCalls(Rules& rules)
         rules.Allow(call);
     for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mprotect)})
         rules.Allow(call, HasNoBitOf(2, PROT_EXEC));
-    // With others of its commands, a signal could be sent to any process.
+    // By other commands of fcntl a signal could be sent to any process.
     for (const int command : {F_GETFD, F_SETFD, F_GETFL})
         rules.Allow(SCMP_SYS(fcntl), Is(1, scmp_datum_t(command)));
-    // For each request. A filter does not see to what value, so this limit alone can be lifted.
+    // Each request has its CPU time anew. A filter does not see the value, so this limit alone can
+    // be lifted.
     rules.Allow(SCMP_SYS(prlimit64), Is(0, 0), Is(1, RLIMIT_CPU));
 }
 

@@ -13,11 +13,11 @@ namespace Korvel::Worker {
 class SeccompFilter
 {
 public:
-    /** Makes it, which takes longer than to load it. */
+    /** Makes the filter, which takes longer than to load it. */
     SeccompFilter();
 
     /**
-     * Puts it in force, for all threads of this process and for good.
+     * Puts the filter in force, for all threads of this process and for good.
      *
      * @return false where that cannot be: an old kernel, a build with a sanitizer
      */

@@ -4,6 +4,7 @@
 #include "WorkerFixture.h"
 
 #include <ctime>
+#include <functional>
 #include <map>
 #include <tuple>
 
@@ -444,6 +445,61 @@ TEST_F(SaveTest, SavesADocumentWhoseFileIsGone)
     ASSERT_TRUE(QFile::remove(Path("sample-5.pdf")));
     EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "ok");
     EXPECT_EQ(Open(Path("copy.pdf"), {}, 2)["pages"].toInt(), 5);
+}
+
+TEST_F(SaveTest, SavesNoMixtureOfADocumentThatWasChangedSinceItWasOpened)
+{
+    const QString path = Path("sample-5.pdf");
+    QFile file(path);
+    const auto saveAfter = [&](const std::function<void()>& change) {
+        worker.Restart();
+        EXPECT_EQ(Outcome(Open(path)), "ok");
+        change();
+        const std::string outcome = Outcome(Save(Path("copy.pdf")));
+        EXPECT_FALSE(QFile::exists(Path("copy.pdf")));
+        return outcome;
+    };
+    EXPECT_EQ(saveAfter([&] {
+                  ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+                  ASSERT_EQ(file.write("%PDF-9"), 6);
+                  file.close();
+              }),
+              "changed");
+    EXPECT_EQ(saveAfter([&] { ASSERT_TRUE(file.resize(file.size() - 10)); }), "changed");
+    EXPECT_EQ(saveAfter([&] {
+                  ASSERT_TRUE(QFile::copy(path, Path("other.pdf")));
+                  ASSERT_EQ(
+                      ::rename(Path("other.pdf").toUtf8().constData(), path.toUtf8().constData()),
+                      0);
+              }),
+              "changed");
+}
+
+TEST_F(SaveTest, EndsAsChangedWhereMuchOfADocumentIsGone)
+{
+    const QString path = Path("sample-5.pdf");
+    QByteArray bytes = ReadFile(path);
+    bytes.insert(bytes.lastIndexOf("startxref"), QByteArray(1 << 20, '\n'));
+    ASSERT_EQ(WriteFile("sample-5.pdf", bytes), path);
+    worker.Restart();
+    ASSERT_EQ(Outcome(Open(path)), "ok");
+    ASSERT_TRUE(QFile::resize(path, 5000));
+    const std::string outcome = Outcome(Save(Path("copy.pdf")));
+    if (outcome == "changed") {
+        EXPECT_FALSE(QFile::exists(Path("copy.pdf")));
+    } else {
+        EXPECT_EQ(outcome, "nothing") << "met while reading, and the process with its copy is lost";
+        EXPECT_EQ(worker.Finish(), 79);
+    }
+}
+
+TEST_F(SaveTest, TakesALinkMoreForNoChange)
+{
+    const QString path = Path("sample-5.pdf");
+    worker.Restart();
+    ASSERT_EQ(Outcome(Open(path)), "ok");
+    ASSERT_EQ(::link(path.toUtf8().constData(), Path("link.pdf").toUtf8().constData()), 0);
+    EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "ok");
 }
 
 TEST_F(SaveTest, MakesCopiesForTheOwnerAloneAndResultsByTheUmask)

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <chrono>
+
+#include <QString>
+
+namespace Korvel::PDF {
+
+/** Which worker is run, and what it may have. */
+struct WorkerSettings
+{
+    /** Path of the worker program; empty to have it looked for. */
+    QString program;
+    /**
+     * How long one request may take before the process is ended; as much CPU time it may use. Of
+     * more than 24 days 24 count.
+     */
+    std::chrono::milliseconds deadline = std::chrono::minutes(10);
+    /**
+     * How much address space a process may have, in MiB, from 1; it needs about 100 before it has
+     * opened anything.
+     */
+    int memoryLimit = 1024;
+    /**
+     * The one folder, an absolute path, in which a process can make, write and remove files. Empty
+     * for any: a document that takes the worker over could then write wherever this user can.
+     */
+    QString folder = {};
+};
+
+} // namespace Korvel::PDF

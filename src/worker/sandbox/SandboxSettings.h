@@ -1,0 +1,20 @@
+#pragma once
+
+#include "WorkerProtocol.h"
+
+#include <string>
+
+namespace Korvel::Worker {
+
+/** What the process that looks at a document is given. */
+struct SandboxSettings
+{
+    /** MiB of address space. */
+    int memoryLimit = WorkerProtocol::defaultMemoryLimit;
+    /** Seconds of CPU time for each request. */
+    int timeLimit = WorkerProtocol::defaultTimeLimit;
+    /** The folder to write in, an absolute path; empty for any. */
+    std::string folder;
+};
+
+} // namespace Korvel::Worker
