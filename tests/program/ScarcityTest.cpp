@@ -1,7 +1,7 @@
 // Machines that have no room: for another process or thread, for another open file, for memory.
 
-#include "Program.h"
 #include "IsSanitized.h"
+#include "Program.h"
 
 #include <gmock/gmock.h>
 

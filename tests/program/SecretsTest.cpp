@@ -237,7 +237,7 @@ INSTANTIATE_TEST_SUITE_P(, SecretsTest_EveryWay, testing::ValuesIn(ways),
 
 TEST_P(SecretsTest_EveryWay, IsSeenInNoProcessAndNoFileMeanwhile)
 {
-    MakeSample("secret.pdf", 60, secret);
+    MakeSample("secret.pdf", 200, secret);
     const auto process = StartIt({"-o", "p/%d.png", "-r", "40"});
     WaitForFile(*process, "p/1.png");
     {

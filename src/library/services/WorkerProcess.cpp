@@ -183,6 +183,8 @@ void WorkerProcess::Start()
     when(qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &WorkerProcess::ProcessChanged);
     process->setProcessEnvironment(Environment());
     process->start(settings.program, Arguments());
+    // Qt learns of an end by this signal, and overlooks one that came before start() has returned.
+    ::kill(::getpid(), SIGCHLD);
 }
 
 void WorkerProcess::Discard()

@@ -284,8 +284,8 @@ bool FailsWithoutAThread()
     auto opened = provider.OpenDocument(PathTo("answer"), {});
     return opened.wait_for(longTime) == std::future_status::ready && opened.get().id == -1 &&
            provider.WhyOpenFailed(PathTo("answer")) == OpenFailure::NotStarted &&
-           !provider.WhyNotStarted().isEmpty() &&
-           !Save(provider, {1, 0}, PathTo("copy")) && !Close(provider, {1, 0});
+           !provider.WhyNotStarted().isEmpty() && !Save(provider, {1, 0}, PathTo("copy")) &&
+           !Close(provider, {1, 0});
 }
 
 TEST_F(WorkerPdfProviderTest, AnswersWhenItsThreadCannotBeStarted)
