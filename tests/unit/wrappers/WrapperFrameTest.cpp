@@ -2,6 +2,7 @@
 #include "VirtualSlot.h"
 #include "WrapperFixture.h"
 
+#include <dlfcn.h>
 #include <QCoreApplication>
 #include <QSignalSpy>
 #include <QThread>
@@ -124,6 +125,17 @@ std::string LastPartOfName(const WrapperClass& tested)
 {
     const std::string name = tested.name;
     return name.substr(name.rfind(':') + 1);
+}
+
+using Translate = QString (*)(const char* text, const char* disambiguation, int n);
+
+/** The library's own of the two members that Q_OBJECT defines inline: this program has others. */
+Translate Exported(const WrapperClass& tested, const std::string& member)
+{
+    const std::string name = LastPartOfName(tested);
+    const std::string symbol = "_ZN6Korvel3PDF9Converter" + std::to_string(name.size()) + name +
+                               std::to_string(member.size()) + member + "EPKcS4_i";
+    return reinterpret_cast<Translate>(::dlsym(RTLD_NEXT, symbol.c_str()));
 }
 
 /** Remembers what it was asked to translate. */
@@ -314,6 +326,20 @@ TEST_P(WrapperFrameTest, TranslatesInTheContextOfItsClass)
     const std::string asked = std::string(GetParam().name) + "|text|note|5";
     EXPECT_THAT(translator.asked, ElementsAre(asked, asked));
     EXPECT_EQ(GetParam().tr("text", nullptr, -1), "text");
+}
+
+TEST_P(WrapperFrameTest, ExportsWhatTranslatesInTheContextOfItsClass)
+{
+    RecordingTranslator translator;
+    QCoreApplication::installTranslator(&translator);
+    for (const char* member : {"tr", "trUtf8"}) {
+        const Translate translate = Exported(GetParam(), member);
+        ASSERT_NE(translate, nullptr) << member;
+        EXPECT_EQ(translate("text", "note", 5), "translated");
+    }
+    QCoreApplication::removeTranslator(&translator);
+    const std::string asked = std::string(GetParam().name) + "|text|note|5";
+    EXPECT_THAT(translator.asked, ElementsAre(asked, asked));
 }
 
 TEST_P(WrapperFrameTest, ForwardsCancellingWithItsAnswerAndDoesNothingElse)
