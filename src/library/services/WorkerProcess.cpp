@@ -1,13 +1,14 @@
 #include "WorkerProcess.h"
 
-#include "ChildProcess.h"
 #include "ServicesLog.h"
 #include "WorkerProtocol.h"
 
 #include <algorithm>
 #include <csignal>
 #include <limits>
+#include <mutex>
 #include <utility>
+#include <vector>
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -47,6 +48,20 @@ bool HasEnded(const QProcess& process)
     return process.state() == QProcess::NotRunning ||
            ::waitid(P_PID, id_t(process.processId()), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
            info.si_pid != 0;
+}
+
+/**
+ * Keeps a process that could not be made from being ended: Qt 5.15 does not look whether it could
+ * make it, takes -1 for its id, and would end everything that the user runs in its place.
+ */
+void Abandon(std::unique_ptr<QProcess> process)
+{
+    static std::mutex mutex;
+    static auto* const abandoned = new std::vector<QProcess*>; // destroyed never, as they are not
+    const std::lock_guard lock(mutex);
+    process->disconnect();
+    process->setParent(nullptr);
+    abandoned->push_back(process.release());
 }
 
 /**
@@ -170,7 +185,7 @@ void WorkerProcess::Start()
 {
     fileInHand.clear();
     lastComplaint.clear();
-    process = std::make_unique<ChildProcess>(this); // moves to other threads along with this
+    process = std::make_unique<QProcess>(this); // moves to other threads along with this
     // Connections are queued: starting can fail inside start(), and receivers may destroy the
     // process or run an event loop, neither of which they may inside one of its signals. What comes
     // late is harmless, as the slots go by the state of the process that is there.
@@ -183,8 +198,17 @@ void WorkerProcess::Start()
     when(qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &WorkerProcess::ProcessChanged);
     process->setProcessEnvironment(Environment());
     process->start(settings.program, Arguments());
-    // Qt learns of an end by this signal, and overlooks one that came before start() has returned.
-    ::kill(::getpid(), SIGCHLD);
+    if (process->processId() < 0) {
+        Abandon(std::move(process));
+        process = std::make_unique<QProcess>(this);
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                Fail(WordFor(Reason::NotStarted),
+                     "cannot start a worker: the system has no room for another process");
+            },
+            Qt::QueuedConnection);
+    }
 }
 
 void WorkerProcess::Discard()
