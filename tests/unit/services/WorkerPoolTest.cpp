@@ -44,7 +44,7 @@ protected:
         EXPECT_TRUE(script.open(QFile::WriteOnly));
         script.write(QStringLiteral("#!/bin/sh\n"
                                     "for i in $(/usr/bin/seq %1); do\n"
-                                    "  /bin/mkdir %2/start-$i 2>&- && exec %3\n"
+                                    "  /bin/mkdir '%2'/start-$i 2>&- && exec '%3'\n"
                                     "done\n"
                                     "echo 'cannot start: no room' >&2\n"
                                     "exit 78\n")
