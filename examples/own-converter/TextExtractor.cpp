@@ -5,10 +5,26 @@
 #include <QPointer>
 #include <QStandardPaths>
 
-static QString Program()
+namespace {
+
+QString Program()
 {
     return QStringLiteral("pdftotext");
 }
+
+/**
+ * A QProcess that fails to start when the system has no room for another process.
+ *
+ * Qt 5.15 looks at that for derived classes only: a plain one is taken for started then, with the
+ * id -1, and kill() ends everything that the user runs.
+ */
+class TextProcess : public QProcess
+{
+public:
+    using QProcess::QProcess;
+};
+
+} // namespace
 
 TextExtractor::~TextExtractor()
 {
@@ -24,7 +40,7 @@ bool TextExtractor::ConvertFile(const Task& task)
     if (works.count(task.source) > 0 ||
         QFileInfo(task.destination).suffix() != QLatin1String("txt"))
         return false;
-    auto* const process = new QProcess(this);
+    auto* const process = new TextProcess(this);
     works[task.source] = {task.destination, process, false};
     Follow(process, task.source);
     process->start(Program(), {QStringLiteral("-enc"), QStringLiteral("UTF-8"),
@@ -36,10 +52,13 @@ void TextExtractor::Follow(const QProcess* process, const QString& source)
 {
     connect(process, &QProcess::started, this,
             [this, source] { Q_EMIT ConvertationStarted(QString(source)); });
-    // One that could not be started never finishes.
+    // One that could not be started never finishes, and may tell so from inside ConvertFile.
     connect(process, &QProcess::errorOccurred, this, [this, source](QProcess::ProcessError error) {
-        if (error == QProcess::FailedToStart)
+        const auto end = [this, source] {
             End(source);
+        };
+        if (error == QProcess::FailedToStart)
+            QMetaObject::invokeMethod(this, end, Qt::QueuedConnection);
     });
     connect(process, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this,
             [this, source] { End(source); });

@@ -96,6 +96,7 @@ TEST_F(ScarcityTest, OfProcessesEndsNothingElseOfTheUser)
     ASSERT_TRUE(other.waitForStarted());
     for (int processes = 3; processes <= 8; ++processes)
         ExpectResultsOrReason(QStringLiteral("--nproc=%1").arg(processes));
+    EXPECT_EQ(RunUnder({"--nproc=2"}, {"--version"}).exitCode, 1);
     EXPECT_FALSE(other.waitForFinished(0));
     EXPECT_EQ(other.state(), QProcess::Running);
     other.kill();

@@ -1,14 +1,13 @@
 #include "WorkerProcess.h"
 
 #include "ServicesLog.h"
+#include "StartProcess.h"
 #include "WorkerProtocol.h"
 
 #include <algorithm>
 #include <csignal>
 #include <limits>
-#include <mutex>
 #include <utility>
-#include <vector>
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -48,20 +47,6 @@ bool HasEnded(const QProcess& process)
     return process.state() == QProcess::NotRunning ||
            ::waitid(P_PID, id_t(process.processId()), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
            info.si_pid != 0;
-}
-
-/**
- * Keeps a process that could not be made from being ended: Qt 5.15 does not look whether it could
- * make it, takes -1 for its id, and would end everything that the user runs in its place.
- */
-void Abandon(std::unique_ptr<QProcess> process)
-{
-    static std::mutex mutex;
-    static auto* const abandoned = new std::vector<QProcess*>; // destroyed never, as they are not
-    const std::lock_guard lock(mutex);
-    process->disconnect();
-    process->setParent(nullptr);
-    abandoned->push_back(process.release());
 }
 
 /**
@@ -197,17 +182,12 @@ void WorkerProcess::Start()
     when(&QProcess::errorOccurred, &WorkerProcess::ProcessChanged);
     when(qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &WorkerProcess::ProcessChanged);
     process->setProcessEnvironment(Environment());
-    process->start(settings.program, Arguments());
-    if (process->processId() < 0) {
-        Abandon(std::move(process));
-        process = std::make_unique<QProcess>(this);
-        QMetaObject::invokeMethod(
-            this,
-            [this] {
-                Fail(WordFor(Reason::NotStarted),
-                     "cannot start a worker: the system has no room for another process");
-            },
-            Qt::QueuedConnection);
+    if (!StartProcess(process, settings.program, Arguments())) {
+        const auto tell = [this] {
+            Fail(WordFor(Reason::NotStarted),
+                 "cannot start a worker: the system has no room for another process");
+        };
+        QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
     }
 }
 

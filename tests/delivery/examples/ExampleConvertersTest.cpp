@@ -8,11 +8,15 @@
 #include "TextExtractor.h"
 #include "TimingWrapper.h"
 
+#include <cstdlib>
 #include <gmock/gmock.h>
 
 #include <QFile>
 #include <QPointer>
 #include <QSignalSpy>
+
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace Korvel::PDF::Test {
 namespace {
@@ -179,6 +183,31 @@ TEST(TextExtractor, RefusesASourceThatIsInHand)
     QSignalSpy failed(&extractor, &AbstractConverter::Failed);
     EXPECT_TRUE(failed.wait(60'000));
     EXPECT_TRUE(extractor.ConvertFile(task)) << "once it has ended";
+}
+
+/** Ends this process: with 0 when a task without room for a process ends after ConvertFile. */
+void ConvertWithoutRoomForAProcess(const QString& folder)
+{
+    const rlimit none = {};
+    // No limit of processes binds root. The user has nothing else that a fault could end.
+    const uid_t user = 100'000 + uid_t(::getpid());
+    if (::setresuid(user, user, user) != 0 || ::setrlimit(RLIMIT_NPROC, &none) != 0)
+        std::_Exit(2);
+    auto* const extractor = new TextExtractor; // never destroyed, as a fault would end processes
+    QSignalSpy failed(extractor, &AbstractConverter::Failed);
+    AbstractConverter::Task task;
+    task.source = folder + "/sample.pdf";
+    task.destination = folder + "/sample.txt";
+    const bool isLate = extractor->ConvertFile(task) && failed.isEmpty();
+    std::_Exit(isLate && failed.wait(60'000) ? 0 : 1);
+}
+
+TEST(TextExtractor, FailsWhereThereIsNoRoomForAProcess)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "root alone can be another user";
+    const QTemporaryDir folder;
+    EXPECT_EXIT(ConvertWithoutRoomForAProcess(folder.path()), testing::ExitedWithCode(0), "");
 }
 
 } // namespace
