@@ -117,7 +117,7 @@ Encoding EncodingOf(const QJsonObject& request, const QString& format)
     return encoding;
 }
 
-QImage::Format PixelFormat(const QJsonObject& request)
+QImage::Format FormatOf(const QJsonObject& request)
 {
     if (request.contains(Key::gray) && !request[Key::gray].isBool())
         Refuse(Key::gray, " is neither true nor false");
@@ -291,7 +291,7 @@ QByteArray RequestHandler::Result(const QJsonObject& request, const QString& for
     const double dotsPerInch = request.contains(Key::size)
                                    ? pages.ResolutionToFit(page, Size(request))
                                    : Resolution(request);
-    return Encode(pages.Render(page, dotsPerInch, PixelFormat(request)), encoding);
+    return Encode(pages.Render(page, dotsPerInch, FormatOf(request)), encoding);
 }
 
 PageRenderer& RequestHandler::RendererFor(const std::string& path)

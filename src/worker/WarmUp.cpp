@@ -5,13 +5,12 @@
 #include "PageRenderer.h"
 #include "PdfDocument.h"
 #include "RequestError.h"
+#include "WarmUpDocument.h"
 
 #include <cerrno>
 #include <cstring>
 #include <iostream>
 #include <string>
-
-#include <QPdfDocument>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -19,39 +18,6 @@
 namespace Korvel::Worker {
 
 namespace {
-
-// The document has no text: the search for fonts takes long where there are many, and not all
-// documents need it.
-constexpr char document[] = R"(%PDF-1.4
-1 0 obj
-<</Type/Catalog/Pages 2 0 R>>
-endobj
-2 0 obj
-<</Type/Pages/Kids[3 0 R]/Count 1>>
-endobj
-3 0 obj
-<</Type/Page/Parent 2 0 R/MediaBox[0 0 9 9]/Contents 4 0 R>>
-endobj
-4 0 obj
-<</Length 35>>
-stream
-.5 g 1 1 5 5 re f 0 g
-2 2 5 5 re s
-endstream
-endobj
-xref
-0 5
-0000000000 65535 f 
-0000000009 00000 n 
-0000000054 00000 n 
-0000000105 00000 n 
-0000000181 00000 n 
-trailer
-<</Size 5/Root 1 0 R>>
-startxref
-263
-%%EOF
-)";
 
 void OpenAndDraw(const std::string& path)
 {
@@ -65,10 +31,10 @@ void OpenAndDraw(const std::string& path)
 
 void WarmUp()
 {
-    static const QPdfDocument engine; // else the engine is shut down with the last document
+    constexpr std::size_t size = sizeof(warmUpDocument) - 1;
     const PDF::FileDescriptor file(::memfd_create("warm-up", MFD_CLOEXEC));
     try {
-        if (::write(file.Number(), document, sizeof(document) - 1) != sizeof(document) - 1)
+        if (::write(file.Number(), warmUpDocument, size) != ssize_t(size))
             throw RequestError(Reason::CannotWrite, std::strerror(errno));
         OpenAndDraw("/proc/self/fd/" + std::to_string(file.Number()));
     } catch (const RequestError& failure) { // a warm-up that fails is no failure of the worker

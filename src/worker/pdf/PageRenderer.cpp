@@ -14,8 +14,7 @@ namespace Korvel::Worker {
 namespace {
 
 constexpr double pointsPerInch = 72;
-constexpr double mostPixels = 256.0 * 1024 * 1024; // a gigabyte at four bytes each
-constexpr double mostDotsPerMetre = 1e9;           // of the smallest pages, within an int
+constexpr double mostDotsPerMetre = 1e9; // of the smallest pages, within an int
 // Sizes come with single precision: the 595.2 points of a scan would be a little more than its 2480
 // pixels, and to draw it on one more would blur it.
 constexpr double smallestRest = 0.01;
@@ -32,10 +31,26 @@ QSize SizeInPixels(const QSizeF& points, double dotsPerInch)
     const double height = InPixels(points.height(), dotsPerInch);
     if (!(width >= 1 && height >= 1))
         throw RequestError(Reason::CannotRender, "the page has no size");
-    if (width > WorkerProtocol::longestSide || height > WorkerProtocol::longestSide ||
-        width * height > mostPixels)
+    if (width > WorkerProtocol::longestSide || height > WorkerProtocol::longestSide)
         throw RequestError(Reason::CannotRender, "the page is too large at this resolution");
     return {int(width), int(height)};
+}
+
+/** The picture of a page, which keeps what has drawn it. */
+QImage Draw(PageEngine& engine, int index, const QSize& size, QImage::Format format)
+{
+    PictureShape shape;
+    shape.width = size.width();
+    shape.height = size.height();
+    if (format == QImage::Format_Grayscale8)
+        shape.pixels = PixelFormat::Gray;
+    auto drawing = std::make_unique<PageEngine::DrawRows>(engine.Draw(index, shape));
+    const Rows rows = (*drawing)(0);
+    const auto end = [](void* owner) {
+        delete static_cast<PageEngine::DrawRows*>(owner);
+    };
+    return QImage(const_cast<unsigned char*>(rows.first), size.width(), size.height(),
+                  int(rows.stride), format, end, drawing.release());
 }
 
 } // namespace
@@ -46,62 +61,38 @@ PageRenderer::PageRenderer(const std::string& path)
 }
 
 PageRenderer::PageRenderer(const std::string& path, PdfDocument&& opened)
-    : path(path), file(opened.File().State()), source(QString::fromStdString(path))
+    : path(path), file(opened.File().State()), engine(MakePageEngine())
 {
     const bool wantsPreparation = opened.IsEncrypted() || opened.IsRepaired() || opened.HasForm() ||
                                   opened.HidesAnnotations();
-    if (wantsPreparation || !LoadFromFile()) {
-        prepared.setData(opened.ForRendering());
-        prepared.open(QIODevice::ReadOnly);
-        document.load(&prepared);
-    }
-    if (document.status() != QPdfDocument::Ready)
-        throw RequestError(Reason::Damaged, "Qt PDF does not open it");
-}
-
-bool PageRenderer::LoadFromFile()
-{
-    if (!source.open(QIODevice::ReadOnly))
-        return false;
-    document.load(&source);
-    return document.status() == QPdfDocument::Ready;
+    if (!wantsPreparation && engine->Open(path))
+        return;
+    if (!engine->Open(opened.ForRendering()))
+        throw RequestError(Reason::Damaged, "it cannot be opened to be drawn");
 }
 
 bool PageRenderer::Serves(const std::string& other) const
 {
-    return other == path && file.IsStillThatOf(path) && !source.HasFailed();
+    return other == path && file.IsStillThatOf(path) && !engine->HasFailed();
 }
 
-/** Fails where reading has failed: Qt PDF draws what it can read, and nothing for the rest. */
+/** Fails where reading has failed: engines draw what they can read, and nothing for the rest. */
 void PageRenderer::RequireWhatWasRead() const
 {
-    if (source.HasFailed())
+    if (engine->HasFailed())
         throw RequestError(Reason::Unreadable, "the file could not be read whole");
 }
 
 int PageRenderer::Check(qint64 page) const
 {
-    if (page < 1 || page > document.pageCount())
+    if (page < 1 || page > engine->PageCount())
         throw RequestError(Reason::NoSuchPage, "there is no page " + std::to_string(page));
     return int(page - 1);
 }
 
-QImage PageRenderer::Draw(int index, const QSize& size)
-{
-    QPdfDocumentRenderOptions options;
-    options.setRenderFlags(QPdf::RenderAnnotations);
-    QImage picture = document.render(index, size, options);
-    if (!picture.isNull())
-        return picture.convertToFormat(QImage::Format_ARGB32); // as it is
-    if (QImage(size, QImage::Format_ARGB32).isNull())
-        throw std::bad_alloc();
-    throw RequestError(Reason::CannotRender,
-                       "page " + std::to_string(index + 1) + " cannot be drawn");
-}
-
 double PageRenderer::ResolutionToFit(qint64 page, const QSize& pixels) const
 {
-    const QSizeF points = document.pageSize(Check(page));
+    const QSizeF points = engine->PageSize(Check(page));
     RequireWhatWasRead();
     return pointsPerInch *
            std::min(pixels.width() / points.width(), pixels.height() / points.height());
@@ -110,14 +101,9 @@ double PageRenderer::ResolutionToFit(qint64 page, const QSize& pixels) const
 QImage PageRenderer::Render(qint64 page, double dotsPerInch, QImage::Format format)
 {
     const int index = Check(page);
-    const QSize size = SizeInPixels(document.pageSize(index), dotsPerInch);
-    QImage result = Draw(index, size);
+    const QSize size = SizeInPixels(engine->PageSize(index), dotsPerInch);
+    QImage result = Draw(*engine, index, size, format);
     RequireWhatWasRead();
-    PutOnWhite(result);
-    if (result.format() != format)
-        result = result.convertToFormat(format);
-    if (result.isNull())
-        throw std::bad_alloc();
     const int dotsPerMeter = qRound(std::min(dotsPerInch / metresPerInch, mostDotsPerMetre));
     result.setDotsPerMeterX(dotsPerMeter);
     result.setDotsPerMeterY(dotsPerMeter);
@@ -128,12 +114,12 @@ QByteArray PageRenderer::Text(const std::vector<qint64>& pages)
 {
     std::vector<qint64> wanted = pages;
     if (wanted.empty()) {
-        wanted.resize(std::size_t(document.pageCount()));
+        wanted.resize(std::size_t(engine->PageCount()));
         std::iota(wanted.begin(), wanted.end(), 1);
     }
     QByteArray text;
     for (const qint64 page : wanted)
-        text += TextInReadingOrder(document, Check(page)).toUtf8() + "\n\f";
+        text += TextInReadingOrder(*engine, Check(page)).toUtf8() + "\n\f";
     RequireWhatWasRead();
     return text;
 }

@@ -1,15 +1,16 @@
 #pragma once
 
-#include "MappedFile.h"
+#include "FileState.h"
+#include "PageEngine.h"
 #include "PdfDocument.h"
-#include "WatchedFile.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
-#include <QBuffer>
+#include <QByteArray>
 #include <QImage>
-#include <QPdfDocument>
+#include <QSize>
 
 namespace Korvel::Worker {
 
@@ -57,16 +58,11 @@ private:
 
     /** The index of a page, from 0. */
     int Check(qint64 page) const;
-    bool LoadFromFile();
     void RequireWhatWasRead() const;
-    QImage Draw(int index, const QSize& size);
 
     const std::string path;
     const FileState file;
-    WatchedFile source;
-    /** The document, where it is not drawn from its file. */
-    QBuffer prepared;
-    QPdfDocument document;
+    std::unique_ptr<PageEngine> engine;
 };
 
 } // namespace Korvel::Worker

@@ -1,12 +1,11 @@
 #include "PageText.h"
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 #include <vector>
 
-#include <QPdfSelection>
-#include <QPolygonF>
-#include <QRectF>
+#include <QStringList>
 
 namespace Korvel::Worker {
 
@@ -29,11 +28,10 @@ struct Line
 };
 
 /** Whether no text is drawn above text that was drawn before it, as on most pages. */
-bool IsDrawnDownwards(const QVector<QPolygonF>& boxes)
+bool IsDrawnDownwards(const std::vector<QRectF>& boxes)
 {
     qreal lowest = 0;
-    for (const QPolygonF& polygon : boxes) {
-        const QRectF box = polygon.boundingRect();
+    for (const QRectF& box : boxes) {
         if (box.bottom() < lowest)
             return false;
         lowest = std::max(lowest, box.center().y());
@@ -41,16 +39,21 @@ bool IsDrawnDownwards(const QVector<QPolygonF>& boxes)
     return true;
 }
 
+QRectF Whole(const std::vector<QRectF>& boxes)
+{
+    return std::accumulate(boxes.begin(), boxes.end(), QRectF(), std::bit_or<QRectF>());
+}
+
 /** The page's lines as they are drawn; none when their places cannot be told. */
-std::vector<Line> DrawnLines(QPdfDocument& document, int index, const QStringList& texts)
+std::vector<Line> DrawnLines(PageEngine& engine, int index, const QStringList& texts)
 {
     std::vector<Line> lines;
     int start = 0;
     for (const QString& text : texts) {
-        const QPdfSelection selection = document.getSelectionAtIndex(index, start, text.size());
-        if (selection.text() != text)
+        const DrawnText line = engine.Text(index, start, text.size());
+        if (line.text != text)
             return {};
-        const QRectF box = selection.boundingRectangle();
+        const QRectF box = Whole(line.boxes);
         lines.push_back({text, box, box});
         start += text.size() + endOfLine.size();
     }
@@ -145,7 +148,7 @@ std::vector<Line> InReadingOrder(std::vector<Line> lines)
 
 QString WithLineFeeds(QString text)
 {
-    // Qt PDF puts this in the place of a hyphen and the end of its line.
+    // PDFium puts this in the place of a hyphen and the end of its line.
     constexpr QChar endOfLineWithinWord(0xfffe);
     text.replace(endOfLineWithinWord, QLatin1String("-\n"));
     text.replace(endOfLine, QLatin1String("\n"));
@@ -154,15 +157,15 @@ QString WithLineFeeds(QString text)
 
 } // namespace
 
-QString TextInReadingOrder(QPdfDocument& document, int index)
+QString TextInReadingOrder(PageEngine& engine, int index)
 {
-    const QPdfSelection page = document.getAllText(index);
-    const QStringList texts = page.text().split(endOfLine);
-    if (texts.size() > mostLines || IsDrawnDownwards(page.bounds()))
-        return WithLineFeeds(page.text());
-    const std::vector<Line> lines = DrawnLines(document, index, texts);
+    const DrawnText page = engine.Text(index);
+    const QStringList texts = page.text.split(endOfLine);
+    if (texts.size() > mostLines || IsDrawnDownwards(page.boxes))
+        return WithLineFeeds(page.text);
+    const std::vector<Line> lines = DrawnLines(engine, index, texts);
     if (lines.empty())
-        return WithLineFeeds(page.text());
+        return WithLineFeeds(page.text);
     QStringList ordered;
     for (const Line& line : InReadingOrder(lines))
         ordered.append(line.text);

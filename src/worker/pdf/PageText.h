@@ -1,7 +1,6 @@
 #pragma once
 
-#include <QPdfDocument>
-#include <QString>
+#include "PageEngine.h"
 
 namespace Korvel::Worker {
 
@@ -13,6 +12,6 @@ namespace Korvel::Worker {
  * @param index  of the page, from 0
  * @return lines, ended by line feeds
  */
-QString TextInReadingOrder(QPdfDocument& document, int index);
+QString TextInReadingOrder(PageEngine& engine, int index);
 
 } // namespace Korvel::Worker

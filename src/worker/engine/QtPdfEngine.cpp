@@ -1,0 +1,96 @@
+#include "QtPdfEngine.h"
+
+#include "Pixels.h"
+#include "RequestError.h"
+
+#include <new>
+
+#include <QImage>
+#include <QPolygonF>
+
+namespace Korvel::Worker {
+
+namespace {
+
+constexpr double mostPixels = 256.0 * 1024 * 1024; // a gigabyte at four bytes each
+
+/** A page as it is drawn, on nothing. */
+QImage DrawAlone(QPdfDocument& document, int page, const QSize& size)
+{
+    QPdfDocumentRenderOptions options;
+    options.setRenderFlags(QPdf::RenderAnnotations);
+    QImage picture = document.render(page, size, options);
+    if (!picture.isNull())
+        return picture.convertToFormat(QImage::Format_ARGB32); // as it is
+    if (QImage(size, QImage::Format_ARGB32).isNull())
+        throw std::bad_alloc();
+    throw RequestError(Reason::CannotRender,
+                       "page " + std::to_string(page + 1) + " cannot be drawn");
+}
+
+QImage DrawOnWhite(QPdfDocument& document, int page, const PictureShape& shape)
+{
+    if (double(shape.width) * shape.height > mostPixels)
+        throw RequestError(Reason::CannotRender, "the page is too large at this resolution");
+    QImage picture = DrawAlone(document, page, {shape.width, shape.height});
+    PutOnWhite(picture);
+    if (shape.pixels == PixelFormat::Gray)
+        picture = picture.convertToFormat(QImage::Format_Grayscale8);
+    if (picture.isNull())
+        throw std::bad_alloc();
+    return picture;
+}
+
+DrawnText ToDrawnText(const QPdfSelection& selection)
+{
+    DrawnText drawn;
+    drawn.text = selection.text();
+    for (const QPolygonF& box : selection.bounds())
+        drawn.boxes.push_back(box.boundingRect());
+    return drawn;
+}
+
+} // namespace
+
+bool QtPdfEngine::Open(const std::string& path)
+{
+    file.setFileName(QString::fromStdString(path));
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    document.load(&file);
+    return document.status() == QPdfDocument::Ready;
+}
+
+bool QtPdfEngine::Open(const QByteArray& bytes)
+{
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    document.load(&buffer);
+    return document.status() == QPdfDocument::Ready;
+}
+
+PageEngine::DrawRows QtPdfEngine::Draw(int page, const PictureShape& shape)
+{
+    const QImage picture = DrawOnWhite(document, page, shape);
+    return [picture](int first) {
+        return Rows{picture.constScanLine(first), picture.bytesPerLine(), picture.height() - first};
+    };
+}
+
+DrawnText QtPdfEngine::Text(int page)
+{
+    return ToDrawnText(document.getAllText(page));
+}
+
+DrawnText QtPdfEngine::Text(int page, int start, int length)
+{
+    return ToDrawnText(document.getSelectionAtIndex(page, start, length));
+}
+
+std::unique_ptr<PageEngine> MakePageEngine()
+{
+    static const QPdfDocument first; // else Qt PDF is shut down with the last document
+    return std::make_unique<QtPdfEngine>();
+}
+
+} // namespace Korvel::Worker

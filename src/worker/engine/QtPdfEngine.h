@@ -1,0 +1,33 @@
+#pragma once
+
+#include "PageEngine.h"
+#include "WatchedFile.h"
+
+#include <QBuffer>
+#include <QPdfDocument>
+
+namespace Korvel::Worker {
+
+/** Pages by Qt PDF: each is drawn whole, and loaded anew for whatever is asked of it. */
+class QtPdfEngine : public PageEngine
+{
+public:
+    bool Open(const std::string& path) override;
+    bool Open(const QByteArray& bytes) override;
+    bool HasFailed() const override { return file.HasFailed(); }
+    int PageCount() const override { return document.pageCount(); }
+    QSizeF PageSize(int page) override { return document.pageSize(page); }
+    DrawRows Draw(int page, const PictureShape& shape) override;
+    DrawnText Text(int page) override;
+    DrawnText Text(int page, int start, int length) override;
+
+    /** None: to tell of them would load the page for each. */
+    std::vector<TextCharacter> Characters(int /*page*/) override { return {}; }
+
+private:
+    WatchedFile file;
+    QBuffer buffer;
+    QPdfDocument document;
+};
+
+} // namespace Korvel::Worker
