@@ -1,147 +1,52 @@
 #include "FaultCourse.h"
 
+#include "CopiedOption.h"
+
 #include <algorithm>
 #include <future>
 #include <new>
-#include <ostream>
 #include <stdexcept>
 
 namespace Korvel::PDF::Test {
 
 namespace {
 
-const char* Name(Operation operation)
+const std::string password = "secret";
+
+std::string Join(const std::vector<std::string>& texts)
 {
-    switch (operation) {
-    case Operation::GenerateFileName:
-        return "GenerateFileName";
-    case Operation::GetTempFolder:
-        return "GetTempFolder";
-    case Operation::RemoveFolder:
-        return "RemoveFolder";
-    case Operation::Exists:
-        return "Exists";
-    case Operation::Move:
-        return "Move";
-    case Operation::CreateFolder:
-        return "CreateFolder";
-    case Operation::OpenDocument:
-        return "OpenDocument";
-    case Operation::SaveDocument:
-        return "SaveDocument";
-    case Operation::CloseDocument:
-        return "CloseDocument";
-    case Operation::ConvertFile:
-        return "ConvertFile";
-    case Operation::CancelConvertation:
-        return "CancelConvertation";
-    case Operation::GetSupportedFormats:
-        return "GetSupportedFormats";
-    case Operation::DoesServiceAvailable:
-        return "DoesServiceAvailable";
-    case Operation::CopyTask:
-        return "CopyTask";
-    }
-    return "";
+    std::string line;
+    for (const std::string& text : texts)
+        line += ' ' + text;
+    return line;
 }
 
-const char* Name(Outcome outcome)
+const ConverterSignal& SignalNamed(const std::string& name)
 {
-    switch (outcome) {
-    case Outcome::Usual:
-        return "Usual";
-    case Outcome::Refuses:
-        return "Refuses";
-    case Outcome::Throws:
-        return "Throws";
-    case Outcome::ThrowsWhatIsNoException:
-        return "ThrowsWhatIsNoException";
-    case Outcome::ThrowsBadAlloc:
-        return "ThrowsBadAlloc";
-    case Outcome::HasNoState:
-        return "HasNoState";
-    case Outcome::BreaksItsPromise:
-        return "BreaksItsPromise";
-    case Outcome::HoldsAnException:
-        return "HoldsAnException";
-    case Outcome::IsReadyWhenWaitedFor:
-        return "IsReadyWhenWaitedFor";
-    case Outcome::IsReadyOnAThread:
-        return "IsReadyOnAThread";
-    case Outcome::StartsATask:
-        return "StartsATask";
-    case Outcome::EndsATask:
-        return "EndsATask";
-    case Outcome::FinishesATask:
-        return "FinishesATask";
-    }
-    return "";
+    const auto& all = ConverterSignals();
+    return *std::find_if(all.begin(), all.end(),
+                         [&](const ConverterSignal& signal) { return signal.name == name; });
 }
 
 } // namespace
 
-std::ostream& operator<<(std::ostream& stream, Operation operation)
-{
-    return stream << Name(operation);
-}
-
-std::ostream& operator<<(std::ostream& stream, Outcome outcome)
-{
-    return stream << Name(outcome);
-}
-
-Course::Course(const Fault& fault, std::shared_ptr<CallJournal> lines)
+FaultCourse::FaultCourse(const Shape& shape, const Fault& fault, MakeStack& makeStack)
     : fault(fault),
-      lines(std::move(lines)),
-      calls(static_cast<std::size_t>(Operation::CopyTask) + 1)
+      world(MakeFaultyWorld([this](Call call) { return Meet(call); },
+                            [this](const Task& task) { Hear(task); })),
+      stack(makeStack(world, shape, 30))
 {
+    for (const char* name : {"a", "b", "c", "another"})
+        FakePdfProvider::MakeDocument(std::string("docs/") + name + ".pdf", password);
+    stack->onReceived = [this](const std::string& line) {
+        Write("received " + line);
+    };
 }
 
-int Course::CountCalls(Operation operation) const
+const CallJournal& FaultCourse::Run()
 {
-    return calls.at(static_cast<std::size_t>(operation));
-}
-
-Outcome Course::Meet(Operation operation)
-{
-    const int call = ++calls.at(static_cast<std::size_t>(operation));
-    if (operation != fault.operation || call != fault.call)
-        return Outcome::Usual;
-    Write(std::string(Name(operation)) + ' ' + Name(fault.outcome));
-    switch (fault.outcome) {
-    case Outcome::Throws:
-        throw std::runtime_error(Name(operation));
-    case Outcome::ThrowsWhatIsNoException:
-        throw NoException();
-    case Outcome::ThrowsBadAlloc:
-        throw std::bad_alloc();
-    case Outcome::StartsATask:
-        if (isBuilt)
-            Write(Convert("another") ? "another is started" : "another is refused");
-        break;
-    case Outcome::EndsATask:
-        EmitFailed(told.empty() ? "unknown" : told.front().source);
-        break;
-    case Outcome::FinishesATask:
-        Finish();
-        break;
-    default:
-        break;
-    }
-    return fault.outcome;
-}
-
-void Course::RunThrough()
-{
-    DoUntilItIsDone("build", [this] {
-        Construct();
-        return true;
-    });
-    for (int round = 0; round < 3; ++round) {
-        Do("cancel", [this] { return Cancel(); });
-        Do("formats", [this] { return HasFormats(); });
-        Do("available", [this] { return IsAvailable(); });
-    }
+    DoAlways("build", [this] { Build(); });
+    AskEverything();
     for (const char* name : {"a", "b"})
         DoUntilItIsDone(std::string("start ") + name, [&] { return Convert(name); });
     End("b", false);
@@ -149,9 +54,43 @@ void Course::RunThrough()
     End("c", true);
     LookForEntries();
     DoAlways("destroy", [this] { Destroy(); });
+    return *world.trace;
 }
 
-bool Course::Do(const std::string& step, const std::function<bool()>& work)
+/** Counts a call and lets it throw or call back; says how it is to end otherwise. */
+Outcome FaultCourse::Meet(Call call)
+{
+    const int number = ++counts.at(std::size_t(call));
+    if (call != fault.call || number != fault.number)
+        return Outcome::Usual;
+    Write(std::string(Name(call)) + ' ' + Name(fault.outcome));
+    Perform(fault.outcome, Name(call));
+    return fault.outcome;
+}
+
+void FaultCourse::Perform(Outcome outcome, const char* name)
+{
+    if (outcome == Outcome::Throws)
+        throw std::runtime_error(name);
+    if (outcome == Outcome::ThrowsWhatIsNoException)
+        throw NoException();
+    if (outcome == Outcome::ThrowsBadAlloc)
+        throw std::bad_alloc();
+    if (outcome == Outcome::StartsATask && isBuilt)
+        Write(Convert("another") ? "another is started" : "another is refused");
+    if (outcome == Outcome::EndsATask)
+        Emit("Failed", told.empty() ? QStringLiteral("unknown") : told.front().source);
+    if (outcome == Outcome::FinishesATask)
+        FinishFirst();
+}
+
+void FaultCourse::Hear(const Task& task)
+{
+    told.push_back({task.type, task.source, task.destination, {}});
+}
+
+/** Writes how the step ended; whether it ended well. */
+bool FaultCourse::Do(const std::string& step, const std::function<bool()>& work)
 {
     Write("--- " + step);
     bool isDone = false;
@@ -167,17 +106,17 @@ bool Course::Do(const std::string& step, const std::function<bool()>& work)
     } catch (const NoException&) {
         Write("no exception");
     }
-    Write(State());
+    WriteState();
     return isDone;
 }
 
-void Course::DoUntilItIsDone(const std::string& step, const std::function<bool()>& work)
+void FaultCourse::DoUntilItIsDone(const std::string& step, const std::function<bool()>& work)
 {
     if (!Do(step, work))
         Do(step + " again", work);
 }
 
-void Course::DoAlways(const std::string& step, const std::function<void()>& work)
+void FaultCourse::DoAlways(const std::string& step, const std::function<void()>& work)
 {
     DoUntilItIsDone(step, [&] {
         work();
@@ -185,47 +124,122 @@ void Course::DoAlways(const std::string& step, const std::function<void()>& work
     });
 }
 
-void Course::End(const std::string& name, bool withAList)
+void FaultCourse::Build()
 {
-    const auto task =
-        std::find_if(told.rbegin(), told.rend(), [&](const Told& one) { return one.name == name; });
+    stack->Build();
+    isBuilt = true;
+}
+
+void FaultCourse::AskEverything()
+{
+    for (int round = 0; round < 3; ++round) {
+        Do("cancel", [this] { return stack->CancelConvertation(); });
+        Do("formats", [this] { return HasFormats(); });
+        Do("available", [this] { return stack->DoesServiceAvailable(); });
+    }
+}
+
+bool FaultCourse::HasFormats()
+{
+    const Formats formats = stack->GetSupportedFormats();
+    for (const auto& [from, to] : formats)
+        Write(from.toStdString() + " to " + to.join(' ').toStdString());
+    return !formats.empty();
+}
+
+bool FaultCourse::Convert(const std::string& name)
+{
+    const QString text = QString::fromStdString(name);
+    Task task{text,
+              "docs/" + text + ".pdf",
+              "out/" + text + ".png",
+              {{"need_export", true}, {"password", password}}};
+    task.options.emplace("copied", CopiedOption([this] { Meet(Call::CopyTask); }));
+    return stack->ConvertFile(task);
+}
+
+void FaultCourse::End(const std::string& name, bool withAList)
+{
+    const auto task = std::find_if(told.rbegin(), told.rend(), [&](const Task& one) {
+        return one.type == QString::fromStdString(name);
+    });
     if (task == told.rend())
         return;
-    const Told ended = *task; // a service may start another task meanwhile
+    const Task ended = *task; // a service may start another task meanwhile
     DoAlways("progress of " + name, [&] { EmitProgress(ended.source); });
-    const std::string second = ended.destination + "-2.png";
-    Produce(ended.destination);
-    if (withAList) {
-        Produce(second);
-        DoAlways("end " + name, [&] { EmitFinished(ended.source, {ended.destination, second}); });
-    } else {
-        DoAlways("end " + name, [&] { EmitFinished(ended.source, ended.destination); });
+    QStringList results{ended.destination};
+    if (withAList)
+        results.push_back(ended.destination + "-2.png");
+    for (const QString& result : results)
+        Produce(result);
+    const char* const signal = withAList ? "FinishedFiles" : "FinishedFile";
+    DoAlways("end " + name, [&] { Emit(signal, ended.source, results); });
+}
+
+/** An entry shows in what the caller receives. The first task alone is still in flight then. */
+void FaultCourse::LookForEntries()
+{
+    for (std::size_t number = 0; number < told.size(); ++number) {
+        const Task one = told[number];
+        DoAlways("once more about " + one.type.toStdString(), [&] {
+            EmitProgress(one.source);
+            if (number == 0)
+                return;
+            Emit("FinishedFile", one.source, {"late.png"});
+            EmitProgress(one.source);
+        });
+    }
+}
+
+void FaultCourse::Destroy()
+{
+    isBuilt = false;
+    world.GiveUpShares();
+    stack->Destroy();
+}
+
+void FaultCourse::Produce(const QString& file)
+{
+    if (const auto fileSystem = files.lock())
+        fileSystem->files[file.toStdString()] = "result";
+}
+
+void FaultCourse::Emit(const std::string& signal, const QString& source, const QStringList& results)
+{
+    stack->Emit({&SignalNamed(signal), source, results});
+}
+
+void FaultCourse::EmitProgress(const QString& source)
+{
+    for (const ConverterSignal& signal : ConverterSignals()) {
+        if (!signal.endsTask)
+            stack->Emit({&signal, source, {}});
     }
 }
 
 /** The first task, as a service or the innermost converter may do inside a call. */
-void Course::Finish()
+void FaultCourse::FinishFirst()
 {
     if (told.empty())
         return;
-    const Told first = told.front();
+    const Task first = told.front();
     Produce(first.destination);
-    EmitFinished(first.source, first.destination);
+    Emit("FinishedFile", first.source, {first.destination});
 }
 
-/** An entry shows in what the caller receives. The first task alone is still in flight then. */
-void Course::LookForEntries()
+/** Copies, results, folders and open documents. */
+void FaultCourse::WriteState()
 {
-    for (std::size_t number = 0; number < told.size(); ++number) {
-        const Told one = told[number];
-        DoAlways("once more about " + one.name, [&] {
-            EmitProgress(one.source);
-            if (number == 0)
-                return;
-            EmitFinished(one.source, std::string("late.png"));
-            EmitProgress(one.source);
-        });
+    Write("copies:" + Join(World::Copies()));
+    if (const auto fileSystem = files.lock()) {
+        std::vector<std::string> results;
+        for (const auto& [path, content] : fileSystem->files)
+            results.push_back(path);
+        Write("files:" + Join(results));
+        Write("folders:" + Join({fileSystem->folders.begin(), fileSystem->folders.end()}));
     }
+    if (const auto provider = pdfs.lock())
+        Write("open: " + std::to_string(provider->documents.size()));
 }
 
 } // namespace Korvel::PDF::Test

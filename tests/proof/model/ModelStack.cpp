@@ -1,6 +1,7 @@
 #include "Stack.h"
 
 #include <deque>
+#include <optional>
 
 namespace Korvel::PDF::Test {
 
@@ -9,12 +10,22 @@ namespace {
 class ModelStack : public Stack
 {
 public:
-    ModelStack(const World& world, const Shape& shape, int verbosity)
-        : innermost(world.converter, world.trace)
+    ModelStack(const World& world, Shape shape, int verbosity)
+        : world(world), shape(std::move(shape)), verbosity(verbosity)
     {
-        const ModelServices services{world.trace, world.names, world.pdfs, world.files, verbosity};
-        for (std::size_t i = 0; i < shape.size(); ++i)
-            wrappers.push_back(MakeAround(Outermost(), shape[i], services, int(shape.size() - i)));
+    }
+
+    void Build() override
+    {
+        wrappers.clear();
+        innermost.emplace(world.converter, world.trace);
+        try {
+            for (const Wrapper wrapper : shape)
+                wrappers.push_back(MakeAround(Outermost(), wrapper));
+        } catch (...) {
+            Outermost().DropOwner();
+            throw;
+        }
         Outermost().Connect([this](const Emission& emission) { onReceived(emission.Line()); });
     }
 
@@ -23,7 +34,7 @@ public:
     Formats GetSupportedFormats() const override { return Outermost().GetSupportedFormats(); }
     bool DoesServiceAvailable() override { return Outermost().DoesServiceAvailable(); }
 
-    void Emit(const Emission& emission) override { innermost.Emit(emission); }
+    void Emit(const Emission& emission) override { innermost->Emit(emission); }
     void EmitElsewhere(const Emission& emission) override { queued.push_back(emission); }
 
     void DeliverQueued() override
@@ -31,26 +42,30 @@ public:
         for (std::size_t count = queued.size(); count > 0; --count) {
             const Emission emission = queued.front();
             queued.pop_front();
-            innermost.Emit(emission);
+            innermost->Emit(emission);
         }
     }
 
     void Destroy() override { Outermost().DropOwner(); }
 
 private:
-    static std::unique_ptr<ConverterModel> MakeAround(ConverterModel& inner, Wrapper wrapper,
-                                                      ModelServices services, int position)
+    std::unique_ptr<ConverterModel> MakeAround(ConverterModel& inner, Wrapper wrapper) const
     {
+        const int position = int(shape.size() - wrappers.size());
+        ModelServices services{world.trace, world.names, world.pdfs, world.files, verbosity};
         if (wrapper == Wrapper::Unencrypt)
             return std::make_unique<UnencryptModel>(services, inner, position);
         services.pdfs.reset(); // it is given none
         return std::make_unique<TempFileModel>(services, inner, position);
     }
 
-    ConverterModel& Outermost() { return wrappers.empty() ? innermost : *wrappers.back(); }
+    ConverterModel& Outermost() { return wrappers.empty() ? *innermost : *wrappers.back(); }
     const ConverterModel& Outermost() const { return *wrappers.back(); }
 
-    InnermostModel innermost;
+    const World& world;
+    const Shape shape;
+    const int verbosity;
+    std::optional<InnermostModel> innermost;
     std::vector<std::unique_ptr<ConverterModel>> wrappers;
     /** Where the innermost wrapper's event loop would hold them. */
     std::deque<Emission> queued;

@@ -66,6 +66,7 @@ Player::Player(const Beginning& beginning, MakeStack& makeStack)
     SetAnswers(beginning.answers);
     stack = makeStack(world, beginning.shape, beginning.verbosity);
     Hook(beginning);
+    stack->Build();
     if (!beginning.keepsShares)
         world.GiveUpShares();
 }

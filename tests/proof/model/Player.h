@@ -27,8 +27,6 @@ struct Beginning
     std::vector<Operation> inServices;
 };
 
-using MakeStack = std::unique_ptr<Stack>(const World&, const Shape&, int verbosity);
-
 /** Lets operations happen to one stack in the working folder, and keeps the trace. */
 class Player
 {

@@ -34,17 +34,23 @@ std::string ToLine(const LogRecord& record)
 class RealStack : public Stack
 {
 public:
-    RealStack(const World& world, const Shape& shape, int verbosity)
-        : log(verbosity), converter(*world.converter), outermost(world.converter)
+    RealStack(const World& world, Shape shape, int verbosity)
+        : world(world), shape(std::move(shape)), log(verbosity), converter(*world.converter)
     {
         log.onRecord = [trace = world.trace](const LogRecord& record) {
             trace->push_back(ToLine(record));
         };
+    }
+
+    void Build() override
+    {
+        std::shared_ptr<AbstractConverter> built = world.converter;
         for (std::size_t i = 0; i < shape.size(); ++i) {
-            outermost = MakeAround(outermost, shape[i], world);
-            ReportDestruction(shape.size() - i, world.trace);
+            built = MakeAround(built, shape[i]);
+            ReportDestruction(*built, shape.size() - i);
         }
-        called = outermost.get();
+        called = built.get();
+        outermost = std::move(built);
         ReceiveAll(*outermost, &receiver, [this](const std::string& line) {
             sendersTexts.clear();
             onReceived(line);
@@ -77,19 +83,20 @@ public:
     void Destroy() override { outermost.reset(); }
 
 private:
-    static std::shared_ptr<AbstractConverter>
-    MakeAround(const std::shared_ptr<AbstractConverter>& inner, Wrapper wrapper, const World& world)
+    std::shared_ptr<AbstractConverter> MakeAround(const std::shared_ptr<AbstractConverter>& inner,
+                                                  Wrapper wrapper) const
     {
         if (wrapper == Wrapper::TempFile)
             return std::make_shared<TempFileWrapper>(world.names, inner, world.files);
         return std::make_shared<UnencryptDocWrapper>(world.names, inner, world.pdfs, world.files);
     }
 
-    void ReportDestruction(std::size_t position, const std::shared_ptr<CallJournal>& trace)
+    void ReportDestruction(const AbstractConverter& wrapper, std::size_t position)
     {
-        QObject::connect(outermost.get(), &QObject::destroyed, &receiver, [position, trace] {
+        const auto report = [position, trace = world.trace] {
             trace->push_back("wrapper " + std::to_string(position) + " is destroyed");
-        });
+        };
+        QObject::connect(&wrapper, &QObject::destroyed, &receiver, report);
     }
 
     /** Its own copy of `text`, which dies while the caller is told. */
@@ -99,12 +106,14 @@ private:
         return *sendersTexts.back();
     }
 
+    const World& world;
+    const Shape shape;
     LogCapture log;
     QObject receiver;
     FakeConverter& converter;
     std::shared_ptr<AbstractConverter> outermost;
-    /** The same, also while it is being destroyed. */
-    AbstractConverter* called;
+    /** The outermost wrapper, also while it is being destroyed. */
+    AbstractConverter* called = nullptr;
     std::vector<std::unique_ptr<QString>> sendersTexts;
 };
 

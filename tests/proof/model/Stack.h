@@ -7,7 +7,7 @@ namespace Korvel::PDF::Test {
 
 enum class Wrapper { TempFile, Unencrypt };
 
-/** Wrappers around each other, the innermost first. */
+/** Wrappers around each other, the innermost first; there is one at least. */
 using Shape = std::vector<Wrapper>;
 
 /** A stack of wrappers around the fake converter of a world: the real one, or its model. */
@@ -15,6 +15,9 @@ class Stack
 {
 public:
     virtual ~Stack() = default;
+
+    /** Makes the wrappers; after an exception of theirs, which leaves nothing behind, once more. */
+    virtual void Build() = 0;
 
     virtual bool ConvertFile(const Task& task) = 0;
     virtual bool CancelConvertation() = 0;
@@ -37,7 +40,10 @@ public:
     std::function<void(const std::string& line)> onReceived;
 };
 
-std::unique_ptr<Stack> MakeRealStack(const World& world, const Shape& shape, int verbosity);
-std::unique_ptr<Stack> MakeModelStack(const World& world, const Shape& shape, int verbosity);
+/** A stack that is still to be built; `world` has to live until then. */
+using MakeStack = std::unique_ptr<Stack>(const World& world, const Shape& shape, int verbosity);
+
+MakeStack MakeRealStack;
+MakeStack MakeModelStack;
 
 } // namespace Korvel::PDF::Test

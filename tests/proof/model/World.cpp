@@ -38,15 +38,6 @@ void NumberedFiles::MakeReal(const std::string& path)
     realFiles.push_back(path);
 }
 
-void World::Furnish()
-{
-    for (const char* folder : {"docs", "out", "tmp"})
-        fs::create_directory(folder);
-    FakePdfProvider::MakeDocument("docs/open.pdf", "");
-    FakePdfProvider::MakeDocument("docs/locked.pdf", "secret");
-    FakePdfProvider::MakeDocument("docs/документ (1).pdf", "secret");
-}
-
 std::vector<std::string> World::Copies()
 {
     std::vector<std::string> copies;

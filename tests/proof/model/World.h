@@ -30,13 +30,10 @@ private:
 
 /**
  * The fakes around one stack of wrappers, and the trace that they all write. Paths are relative to
- * the working folder, of which there is one: so is there one world at a time.
+ * the working folder, of which there is one (WorkingFolder): so is there one world at a time.
  */
 struct World
 {
-    /** Makes what worlds need in the working folder, which is still empty. */
-    static void Furnish();
-
     /** The unencrypted copies that lie in the working folder, in order of their names. */
     static std::vector<std::string> Copies();
 

@@ -1,12 +1,10 @@
 #include "Sequence.h"
+#include "WorkingFolder.h"
 
 #include <glog/logging.h>
 #include <iostream>
 #include <QCommandLineParser>
 #include <QCoreApplication>
-#include <QDir>
-#include <QFileInfo>
-#include <QTemporaryDir>
 
 using namespace Korvel::PDF::Test;
 
@@ -80,14 +78,6 @@ std::uint64_t RandomSeedOf(const Options& options, std::uint64_t number)
     return options.randomSeed + number * 0x9E3779B97F4A7C15U;
 }
 
-/** In memory where there is such a folder: files are made and removed all the time. */
-QString FolderTemplate()
-{
-    const QFileInfo memory(QStringLiteral("/dev/shm"));
-    const QString parent = memory.isWritable() ? memory.filePath() : QDir::tempPath();
-    return parent + QStringLiteral("/ModelTest-XXXXXX");
-}
-
 /** Tells where to look with --verbose when the program dies instead of reporting. */
 void ReportProgress(std::uint64_t number)
 {
@@ -117,9 +107,7 @@ int main(int argc, char** argv)
     const QCoreApplication application(argc, argv);
     const Options options = Parse(application);
     LogNowhere(argv[0]);
-    const QTemporaryDir folder(FolderTemplate());
-    QDir::setCurrent(folder.path());
-    World::Furnish();
+    const WorkingFolder folder;
     std::cout << "random seed " << options.randomSeed << std::endl;
     for (std::uint64_t i = 0; i < options.sequences; ++i)
         if (!Run(options, options.first + i))
