@@ -1,13 +1,30 @@
 #include "Arguments.h"
 
-#include <cstring>
+#include <cstdio>
 #include <string_view>
 
 #include <QByteArray>
 
+#include <getopt.h>
+
 namespace Korvel::Worker {
 
 namespace {
+
+namespace Argument = WorkerProtocol::Argument;
+
+constexpr char usage[] = "usage: pdfconvert-worker [--memory-limit MIB] [--time-limit SECONDS] "
+                         "[--folder DIR] [--version]\n";
+
+/** The name as getopt_long wants it, without the dashes. */
+constexpr option WithValue(const char* name)
+{
+    return {name + 2, required_argument, nullptr, 'v'};
+}
+
+constexpr option options[] = {WithValue(Argument::memoryLimit), WithValue(Argument::timeLimit),
+                              WithValue(Argument::folder),
+                              option{"version", no_argument, nullptr, 'V'}, option{}};
 
 bool Set(int& number, const char* text)
 {
@@ -23,7 +40,6 @@ bool Set(std::string& folder, const char* text)
 
 bool SetOption(SandboxSettings& settings, std::string_view name, const char* value)
 {
-    namespace Argument = WorkerProtocol::Argument;
     if (name == Argument::memoryLimit)
         return Set(settings.memoryLimit, value);
     if (name == Argument::timeLimit)
@@ -31,20 +47,36 @@ bool SetOption(SandboxSettings& settings, std::string_view name, const char* val
     return name == Argument::folder && Set(settings.folder, value);
 }
 
+/** Whether the argument at hand was an option in full: what is short today means another tomorrow.
+ */
+bool TakeOption(Arguments& arguments, int argc, char** argv)
+{
+    const std::string_view argument = argv[optind];
+    int index = 0;
+    const int kind = ::getopt_long(argc, argv, "+", options, &index);
+    if (kind == '?')
+        return false;
+    const std::string name = std::string("--") + options[index].name;
+    arguments.wantsVersion = kind == 'V' && argc == 2; // it stands alone
+    const bool isTaken = argument.substr(0, argument.find('=')) == name &&
+                         (arguments.wantsVersion || SetOption(arguments.settings, name, optarg));
+    if (!isTaken)
+        std::fprintf(stderr, "%s: not understood: %s\n", argv[0], argument.data());
+    return isTaken;
+}
+
 } // namespace
 
-std::optional<Arguments> ParseArguments(int argc, const char* const* argv)
+std::optional<Arguments> ParseArguments(int argc, char** argv)
 {
     Arguments arguments;
-    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
-        arguments.wantsVersion = true;
+    bool isUnderstood = true;
+    while (isUnderstood && optind < argc)
+        isUnderstood = TakeOption(arguments, argc, argv);
+    if (isUnderstood)
         return arguments;
-    }
-    for (int i = 1; i < argc; i += 2) {
-        if (i + 1 == argc || !SetOption(arguments.settings, argv[i], argv[i + 1]))
-            return std::nullopt;
-    }
-    return arguments;
+    std::fputs(usage, stderr);
+    return std::nullopt;
 }
 
 } // namespace Korvel::Worker

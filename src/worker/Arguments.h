@@ -13,7 +13,7 @@ struct Arguments
     bool wantsVersion = false;
 };
 
-/** The arguments of main(); nothing where they are not understood. */
-std::optional<Arguments> ParseArguments(int argc, const char* const* argv);
+/** The arguments of main(); nothing where they are not understood, which standard error is told. */
+std::optional<Arguments> ParseArguments(int argc, char** argv);
 
 } // namespace Korvel::Worker

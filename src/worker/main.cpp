@@ -61,11 +61,8 @@ int main(int argc, char** argv)
 {
     ::closefrom(STDERR_FILENO + 1); // whatever else whoever started it had open
     const auto arguments = ParseArguments(argc, argv);
-    if (!arguments) {
-        std::puts("usage: pdfconvert-worker [--memory-limit MIB] [--time-limit SECONDS] "
-                  "[--folder DIR] [--version]");
+    if (!arguments)
         return 2;
-    }
     CheckDescriptors();
     // The channel is taken before files are opened: a missing descriptor would become that of a
     // file.

@@ -129,17 +129,25 @@ TEST_F(ProtocolTest, TakesNoOtherArgument)
                                    {"--memory-limit", "4294967297"},
                                    {"--memory-limit", "4096", "file"},
                                    {"--memory", "4096"},
+                                   {"--memory-limit=4G"},
+                                   {"--memory=4096"},
+                                   {"-m"},
+                                   {"file"},
+                                   {""},
                                    {"--time-limit", "0"},
                                    {"--time-limit", "1.5"},
                                    {"--folder"},
                                    {"--folder", ""},
                                    {"--folder", "relative"},
+                                   {"--version", "--memory-limit", "512"},
                                    {"--memory-limit", "512", "--version"}};
     for (const QStringList& arguments : wrong) {
         QProcess process;
         process.start(WORKER, arguments);
         ASSERT_TRUE(process.waitForFinished());
         EXPECT_EQ(process.exitCode(), 2) << arguments.join(' ').toStdString();
+        EXPECT_EQ(process.readAllStandardOutput(), "");
+        EXPECT_TRUE(process.readAllStandardError().contains("\nusage: pdfconvert-worker "));
     }
 }
 
