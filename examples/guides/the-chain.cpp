@@ -29,14 +29,13 @@ std::shared_ptr<AbstractConverter> MakeChain(const std::shared_ptr<SessionFolder
 
     const int processes = QThread::idealThreadCount();
     const auto pool = std::make_shared<WorkerPool>(settings, processes);
-    std::vector<std::shared_ptr<AbstractConverter>> pages;
-    for (int i = 0; i < processes; ++i)
-        pages.push_back(std::make_shared<TempFileWrapper>(
-            names, std::make_shared<WorkerConverter>(pool), files));
-
-    return std::make_shared<UnencryptDocWrapper>(names, std::make_shared<PageFanOut>(pages),
-                                                 std::make_shared<WorkerPdfProvider>(settings),
+    const auto makeChain = [names, pool, files] {
+        return std::make_shared<TempFileWrapper>(names, std::make_shared<WorkerConverter>(pool),
                                                  files);
+    };
+    return std::make_shared<UnencryptDocWrapper>(
+        names, std::make_shared<PageFanOut>(makeChain, processes),
+        std::make_shared<WorkerPdfProvider>(settings), files);
 }
 //! [stack]
 

@@ -60,11 +60,12 @@ int main(int argc, char** argv)
         return Complain(source + Explain(provider->WhyOpenFailed(source)));
     provider->CloseDocument(document);
 
-    std::vector<std::shared_ptr<AbstractConverter>> chains; // as many pages are made at once
-    while (chains.size() < 2)
-        chains.push_back(std::make_shared<TempFileWrapper>(
-            names, std::make_shared<WorkerConverter>(settings), files));
-    UnencryptDocWrapper converter(names, std::make_shared<PageFanOut>(chains), provider, files);
+    const auto makeChain = [&] {
+        return std::make_shared<TempFileWrapper>(names, std::make_shared<WorkerConverter>(settings),
+                                                 files);
+    };
+    const auto fanOut = std::make_shared<PageFanOut>(makeChain, 2); // so many pages at once
+    UnencryptDocWrapper converter(names, fanOut, provider, files);
 
     QObject::connect(&converter,
                      qOverload<const QString&, QStringList>(&AbstractConverter::Finished),

@@ -91,17 +91,17 @@ void PageMaker::MakeChain()
 {
     const auto names = std::make_shared<UuidFileNameGenerator>();
     const auto files = std::make_shared<LocalFileSystem>(session);
-    std::vector<std::shared_ptr<AbstractConverter>> pages;
-    for (int i = 0; i < std::max(QThread::idealThreadCount(), 1); ++i) {
-        pages.push_back(std::make_shared<TempFileWrapper>(
-            names, std::make_shared<WorkerConverter>(settings), files));
+    const auto makeChain = [this, names, files] {
+        const auto page = std::make_shared<TempFileWrapper>(
+            names, std::make_shared<WorkerConverter>(settings), files);
         // The chain as a whole tells of the pictures when all of them are there.
-        connect(pages.back().get(),
-                qOverload<const QString&, QString>(&AbstractConverter::Finished), this,
+        connect(page.get(), qOverload<const QString&, QString>(&AbstractConverter::Finished), this,
                 [this](const QString&, const QString& picture) { TakePicture(picture); });
-    }
-    chain = std::make_unique<UnencryptDocWrapper>(names, std::make_shared<PageFanOut>(pages),
-                                                  provider, files);
+        return page;
+    };
+    const auto pages =
+        std::make_shared<PageFanOut>(makeChain, std::max(QThread::idealThreadCount(), 1));
+    chain = std::make_unique<UnencryptDocWrapper>(names, pages, provider, files);
     connect(chain.get(), &AbstractConverter::ConvertationProgress, this,
             [this](const QString&, double progress) { Q_EMIT Progressed(progress); });
     connect(chain.get(), &AbstractConverter::Failed, this,

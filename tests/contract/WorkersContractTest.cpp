@@ -86,11 +86,11 @@ public:
 
     std::shared_ptr<AbstractConverter> MakeConverter() override
     {
-        std::vector<std::shared_ptr<AbstractConverter>> chains;
-        for (int i = 0; i < 2; ++i)
-            chains.push_back(std::make_shared<TempFileWrapper>(
-                names, std::make_shared<WorkerConverter>(WorkerSettings{WORKER}), files));
-        return std::make_shared<PageFanOut>(chains);
+        const auto makeChain = [names = names, files = files] {
+            return std::make_shared<TempFileWrapper>(
+                names, std::make_shared<WorkerConverter>(WorkerSettings{WORKER}), files);
+        };
+        return std::make_shared<PageFanOut>(makeChain, 2);
     }
 
     Task SucceedingTask() override { return TaskOfPages({1, 2}); }

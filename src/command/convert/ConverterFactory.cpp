@@ -171,11 +171,11 @@ void ConverterFactory::CheckForSignal() const
 
 std::shared_ptr<AbstractConverter> ConverterFactory::MakeChain(std::size_t pages)
 {
-    std::vector<std::shared_ptr<AbstractConverter>> chains;
-    while (chains.size() < std::min(pages, jobs))
-        chains.push_back(std::make_shared<TempFileWrapper>(
-            names, std::make_shared<WorkerConverter>(workers), fileSystemOfPages));
-    const auto fanOut = std::make_shared<PageFanOut>(chains);
+    const auto makeChain = [this] {
+        return std::make_shared<TempFileWrapper>(names, std::make_shared<WorkerConverter>(workers),
+                                                 fileSystemOfPages);
+    };
+    const auto fanOut = std::make_shared<PageFanOut>(makeChain, int(std::min(pages, jobs)));
     fanOuts.erase(std::remove(fanOuts.begin(), fanOuts.end(), nullptr), fanOuts.end());
     fanOuts.emplace_back(fanOut.get());
     return std::make_shared<UnencryptDocWrapper>(names, fanOut, copyProvider, fileSystem);

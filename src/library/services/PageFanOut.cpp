@@ -31,6 +31,7 @@ struct PageFanOut::Impl
     /** A document in hand. */
     struct Document
     {
+        quint64 number = 0;
         Task task;
         std::vector<PageTask> pages;
         QStringList results;
@@ -49,106 +50,122 @@ struct PageFanOut::Impl
     struct Chain
     {
         std::shared_ptr<AbstractConverter> converter;
+        /** Number of the document that it serves; 0 when it has served none. */
+        quint64 document = 0;
         bool busy = false;
         QString source;
         int index = 0;
         double progress = 0;
+
+        bool WorksOn(const QString& other) const { return busy && source == other; }
     };
 
-    explicit Impl(PageFanOut* fanOut) : fanOut(fanOut) {}
+    Impl(PageFanOut* fanOut, MakeChain makeChain) : fanOut(fanOut), makeChain(std::move(makeChain))
+    {
+    }
 
-    void Connect(std::size_t chain);
-    bool WorksOn(std::size_t chain, const QString& source) const;
-    void PageStarted(std::size_t chain, const QString& source);
-    void PageProgress(std::size_t chain, const QString& source, double progress);
-    void PageFinished(std::size_t chain, const QString& source, const QString& result);
-    void PageFailed(std::size_t chain, const QString& source, ErrorType error);
+    std::shared_ptr<Chain> Make();
+    void Connect(const std::shared_ptr<Chain>& chain);
+    void PageStarted(Chain& chain, const QString& source);
+    void PageProgress(Chain& chain, const QString& source, double progress);
+    void PageFinished(Chain& chain, const QString& source, const QString& result);
+    void PageFinishedWithAll(Chain& chain, const QString& source, const QStringList& results);
+    void PageFailed(Chain& chain, const QString& source, ErrorType error);
 
     Document& Release(Chain& chain);
     double Progress(const QString& source) const;
     void ProceedLater();
     void Proceed();
-    void HandOut(std::size_t chain);
-    Task TakePage(std::size_t chain, const QString& source);
+    void HandOut(std::shared_ptr<Chain>& place);
+    bool Serve(Document& document, std::shared_ptr<Chain>& place);
+    Task TakePage(Chain& chain, const QString& source);
     void End(const QString& source);
 
     PageFanOut* const fanOut;
-    std::vector<Chain> chains;
+    const MakeChain makeChain;
+    /** As many as pages are converted at once. */
+    std::vector<std::shared_ptr<Chain>> chains;
+    quint64 lastDocument = 0;
     std::map<QString, Document> documents;
     /** Sources of the documents that have not ended, in the order in which they came. */
     QStringList order;
 };
 
-void PageFanOut::Impl::Connect(std::size_t chain)
+/** A new inner converter, connected; throws what making it throws. */
+std::shared_ptr<PageFanOut::Impl::Chain> PageFanOut::Impl::Make()
 {
-    const AbstractConverter* const sender = chains[chain].converter.get();
+    const auto chain = std::make_shared<Chain>();
+    chain->converter = makeChain();
+    Connect(chain);
+    return chain;
+}
+
+void PageFanOut::Impl::Connect(const std::shared_ptr<Chain>& chain)
+{
+    const AbstractConverter* const sender = chain->converter.get();
+    // What is emitted on another thread may arrive when the chain has been replaced.
+    const auto when = [this, sender, weak = std::weak_ptr<Chain>(chain)](auto signal, auto slot) {
+        connect(sender, signal, fanOut,
+                [this, weak, slot](const QString& source, const auto&... told) {
+                    if (const std::shared_ptr<Chain> receiver = weak.lock())
+                        (this->*slot)(*receiver, source, told...);
+                });
+    };
     connect(sender, &AbstractConverter::UploadProgress, fanOut, &AbstractConverter::UploadProgress);
     connect(sender, &AbstractConverter::DownloadProgress, fanOut,
             &AbstractConverter::DownloadProgress);
-    connect(sender, &AbstractConverter::ConvertationStarted, fanOut,
-            [this, chain](const QString& source) { PageStarted(chain, source); });
-    connect(sender, &AbstractConverter::ConvertationProgress, fanOut,
-            [this, chain](const QString& source, double progress) {
-                PageProgress(chain, source, progress);
-            });
+    when(&AbstractConverter::ConvertationStarted, &Impl::PageStarted);
+    when(&AbstractConverter::ConvertationProgress, &Impl::PageProgress);
     // The end of a page is not the document's: that one is emitted when all pages have ended.
     connect(sender, &AbstractConverter::ConvertationFinished, fanOut, [](const QString&) {});
-    connect(sender, &AbstractConverter::Failed, fanOut,
-            [this, chain](const QString& source, ErrorType error) {
-                PageFailed(chain, source, error);
-            });
-    connect(sender, qOverload<const QString&, QString>(&AbstractConverter::Finished), fanOut,
-            [this, chain](const QString& source, const QString& result) {
-                PageFinished(chain, source, result);
-            });
-    connect(sender, qOverload<const QString&, QStringList>(&AbstractConverter::Finished), fanOut,
-            [this, chain](const QString& source, const QStringList& results) {
-                PageFinished(chain, source, results.value(0));
-            });
+    when(&AbstractConverter::Failed, &Impl::PageFailed);
+    when(qOverload<const QString&, QString>(&AbstractConverter::Finished), &Impl::PageFinished);
+    when(qOverload<const QString&, QStringList>(&AbstractConverter::Finished),
+         &Impl::PageFinishedWithAll);
 }
 
-bool PageFanOut::Impl::WorksOn(std::size_t chain, const QString& source) const
+void PageFanOut::Impl::PageStarted(Chain& chain, const QString& source)
 {
-    return chains[chain].busy && chains[chain].source == source;
-}
-
-void PageFanOut::Impl::PageStarted(std::size_t chain, const QString& source)
-{
-    if (!WorksOn(chain, source) || documents.at(source).started)
+    if (!chain.WorksOn(source) || documents.at(source).started)
         return;
     const QString document = source;
     documents.at(document).started = true;
     Q_EMIT fanOut->ConvertationStarted(document);
 }
 
-void PageFanOut::Impl::PageProgress(std::size_t chain, const QString& source, double progress)
+void PageFanOut::Impl::PageProgress(Chain& chain, const QString& source, double progress)
 {
-    if (!WorksOn(chain, source))
+    if (!chain.WorksOn(source))
         return;
     const QString reported = source;
     Document& document = documents.at(source);
-    chains[chain].progress = std::clamp(progress, 0.0, 1.0);
+    chain.progress = std::clamp(progress, 0.0, 1.0);
     // Progress never goes back: chains may count as they like, and a failed page takes its part
     // away.
     document.progress = std::max(document.progress, Progress(source));
     Q_EMIT fanOut->ConvertationProgress(reported, document.progress);
 }
 
-void PageFanOut::Impl::PageFinished(std::size_t chain, const QString& source, const QString& result)
+void PageFanOut::Impl::PageFinished(Chain& chain, const QString& source, const QString& result)
 {
-    if (!WorksOn(chain, source))
+    if (!chain.WorksOn(source))
         return;
-    const int index = chains[chain].index;
-    Document& document = Release(chains[chain]);
-    document.results[index] = result;
+    Document& document = Release(chain);
+    document.results[chain.index] = result;
     ++document.finished;
 }
 
-void PageFanOut::Impl::PageFailed(std::size_t chain, const QString& source, ErrorType error)
+void PageFanOut::Impl::PageFinishedWithAll(Chain& chain, const QString& source,
+                                           const QStringList& results)
 {
-    if (!WorksOn(chain, source))
+    PageFinished(chain, source, results.value(0));
+}
+
+void PageFanOut::Impl::PageFailed(Chain& chain, const QString& source, ErrorType error)
+{
+    if (!chain.WorksOn(source))
         return;
-    Document& document = Release(chains[chain]);
+    Document& document = Release(chain);
     if (!document.error)
         document.error = error;
 }
@@ -168,9 +185,9 @@ double PageFanOut::Impl::Progress(const QString& source) const
 {
     const Document& document = documents.at(source);
     double pages = double(document.finished);
-    for (const Chain& chain : chains) {
-        if (chain.busy && chain.source == source)
-            pages += chain.progress;
+    for (const std::shared_ptr<Chain>& chain : chains) {
+        if (chain->WorksOn(source))
+            pages += chain->progress;
     }
     return pages / double(document.pages.size());
 }
@@ -185,9 +202,9 @@ void PageFanOut::Impl::ProceedLater()
 void PageFanOut::Impl::Proceed()
 {
     const QPointer<PageFanOut> self(fanOut);
-    for (std::size_t chain = 0; self && chain < chains.size(); ++chain) {
-        if (!chains[chain].busy)
-            HandOut(chain);
+    for (std::size_t place = 0; self && place < chains.size(); ++place) {
+        if (!chains[place]->busy)
+            HandOut(chains[place]);
     }
     if (!self)
         return;
@@ -200,7 +217,7 @@ void PageFanOut::Impl::Proceed()
     End(QString(*ended));
 }
 
-void PageFanOut::Impl::HandOut(std::size_t chain)
+void PageFanOut::Impl::HandOut(std::shared_ptr<Chain>& place)
 {
     const auto next = std::find_if(order.cbegin(), order.cend(), [this](const QString& source) {
         return documents.at(source).HasPagesLeft();
@@ -208,22 +225,43 @@ void PageFanOut::Impl::HandOut(std::size_t chain)
     if (next == order.cend())
         return;
     const QString source = *next;
-    const Task task = TakePage(chain, source);
+    if (!Serve(documents.at(source), place))
+        return;
+    const std::shared_ptr<Chain> chain = place;
+    const Task task = TakePage(*chain, source);
     const QPointer<PageFanOut> self(fanOut);
-    const std::shared_ptr<AbstractConverter> converter = chains[chain].converter;
-    if (!Accepts(*converter, task) && self)
-        PageFailed(chain, source, Unknown);
+    if (!Accepts(*chain->converter, task) && self)
+        PageFailed(*chain, source, Unknown);
+}
+
+/** Whether there is a chain for the document in that place, which a new one may take. */
+bool PageFanOut::Impl::Serve(Document& document, std::shared_ptr<Chain>& place)
+{
+    try {
+        if (place->document != 0 && place->document != document.number) {
+            const std::shared_ptr<Chain> chain = Make();
+            disconnect(place->converter.get(), nullptr, fanOut, nullptr);
+            place = chain;
+        }
+        place->document = document.number;
+        return true;
+    } catch (const std::exception& error) {
+        qCWarning(servicesLog) << "cannot convert" << document.task.source << error.what();
+        document.error = Unknown;
+        ProceedLater();
+        return false;
+    }
 }
 
 /** The document's next page, on which the chain works from now on. */
-AbstractConverter::Task PageFanOut::Impl::TakePage(std::size_t chain, const QString& source)
+AbstractConverter::Task PageFanOut::Impl::TakePage(Chain& chain, const QString& source)
 {
     Document& document = documents.at(source);
     const std::size_t index = document.handedOut++;
     ++document.running;
-    chains[chain].busy = true;
-    chains[chain].source = source;
-    chains[chain].index = int(index);
+    chain.busy = true;
+    chain.source = source;
+    chain.index = int(index);
 
     Task task = document.task;
     task.destination = document.pages[index].destination;
@@ -250,20 +288,18 @@ void PageFanOut::Impl::End(const QString& source)
         Q_EMIT self->Finished(ended, document.results);
 }
 
-PageFanOut::PageFanOut(const std::vector<std::shared_ptr<AbstractConverter>>& chains)
-    : impl(new Impl(this))
+PageFanOut::PageFanOut(MakeChain makeChain, int pagesAtOnce)
+    : impl(new Impl(this, std::move(makeChain)))
 {
-    for (const auto& converter : chains) {
-        impl->chains.push_back({converter, false, {}, 0, 0});
-        impl->Connect(impl->chains.size() - 1);
-    }
+    for (int place = 0; place < pagesAtOnce; ++place)
+        impl->chains.push_back(impl->Make());
 }
 
 PageFanOut::~PageFanOut()
 {
     // Connections go first: an inner converter that emits from its destructor would find no record.
-    for (const Impl::Chain& chain : impl->chains)
-        disconnect(chain.converter.get(), nullptr, this, nullptr);
+    for (const std::shared_ptr<Impl::Chain>& chain : impl->chains)
+        disconnect(chain->converter.get(), nullptr, this, nullptr);
 }
 
 bool PageFanOut::ConvertFile(const Task& task)
@@ -271,6 +307,7 @@ bool PageFanOut::ConvertFile(const Task& task)
     if (impl->documents.count(task.source) > 0)
         return false;
     Impl::Document document;
+    document.number = ++impl->lastDocument;
     document.task = task;
     document.pages = {PageTask{0, task.destination}};
     if (const auto pages = task.options.find("page_tasks"); pages != task.options.end()) {
@@ -300,8 +337,8 @@ bool PageFanOut::CancelConvertation()
 {
     StopAfterRunningPages();
     bool asked = true;
-    for (std::size_t chain = 0; chain < impl->chains.size(); ++chain) {
-        const std::shared_ptr<AbstractConverter> converter = impl->chains[chain].converter;
+    for (std::size_t place = 0; place < impl->chains.size(); ++place) {
+        const std::shared_ptr<AbstractConverter> converter = impl->chains[place]->converter;
         const QPointer<PageFanOut> self(this);
         asked = converter->CancelConvertation() && asked;
         if (!self)
@@ -312,14 +349,13 @@ bool PageFanOut::CancelConvertation()
 
 std::map<QString, QStringList> PageFanOut::GetSupportedFormats() const
 {
-    return impl->chains.front().converter->GetSupportedFormats();
+    return impl->chains.front()->converter->GetSupportedFormats();
 }
 
 bool PageFanOut::DoesServiceAvailable()
 {
-    return std::all_of(impl->chains.begin(), impl->chains.end(), [](const Impl::Chain& chain) {
-        return chain.converter->DoesServiceAvailable();
-    });
+    return std::all_of(impl->chains.begin(), impl->chains.end(),
+                       [](const auto& chain) { return chain->converter->DoesServiceAvailable(); });
 }
 
 } // namespace Korvel::PDF::Converter

@@ -3,6 +3,7 @@
 #include "AbstractConverter.h"
 #include "ConverterServicesExport.h"
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -16,11 +17,13 @@ namespace Korvel::PDF::Converter {
  * document's type, source and other options, the page's destination and the option "page". Without
  * "page_tasks" the task is handed to one inner converter as it is.
  *
- *     auto fanOut = std::make_shared<PageFanOut>(chains);
+ *     auto fanOut = std::make_shared<PageFanOut>(makeChain, 4);
  *     task.options["page_tasks"] = std::vector<PageFanOut::PageTask>{{1, "/out/1.png"}, ...};
  *
  * An inner converter gets its next page after it has ended the one before, so the source, which the
- * pages of a document share, tells there which page is meant.
+ * pages of a document share, tells there which page is meant. It serves one document: wrappers keep
+ * what they were told of a source whose task has failed, and would give its path to a page of the
+ * next document that has the source. That one gets inner converters of its own.
  *
  * Signals of a document, with its source:
  * - ConvertationStarted once, ConvertationProgress from 0 to 1 over all its pages and never back,
@@ -32,9 +35,10 @@ namespace Korvel::PDF::Converter {
  * - Failed with the first error of a page; Unknown for a page that an inner converter refused or
  *   threw at. No page is started after it; pages that were finished before stay where they are.
  *
- * Ownership: shares the inner converters, and has no parent. Thread: used on the thread that owns
- * it, whose event loop must run: pages are handed out from there, so neither many pages nor many
- * documents deepen the stack.
+ * Ownership: shares the inner converters, and has no parent. Those of a document that has ended
+ * stay until pages of another one are handed out, and so does what they clear away when they end.
+ * Thread: used on the thread that owns it, whose event loop must run: pages are handed out from
+ * there, so neither many pages nor many documents deepen the stack.
  */
 class CONVERTERSERVICES_EXPORT PageFanOut : public AbstractConverter
 {
@@ -50,8 +54,17 @@ public:
         QString destination;
     };
 
-    /** @param chains  the inner converters, at least one and none null */
-    explicit PageFanOut(const std::vector<std::shared_ptr<AbstractConverter>>& chains);
+    /** Answers a new inner converter, not null. A page for which it throws ends with Unknown. */
+    using MakeChain = std::function<std::shared_ptr<AbstractConverter>()>;
+
+    /**
+     * Makes the inner converters of the first document.
+     *
+     * @param makeChain    called here, and later from the event loop
+     * @param pagesAtOnce  how many pages are converted at once, and so how many inner converters a
+     *                     document has, at least one
+     */
+    PageFanOut(MakeChain makeChain, int pagesAtOnce);
 
     /** Documents in hand end without a signal; their pages in work are not cancelled. */
     ~PageFanOut() override;

@@ -28,15 +28,21 @@ class ChainTest : public testing::Test
 protected:
     QString Path(const QString& name) const { return folder.filePath(name); }
 
-    /** The chain of the command, with `width` workers. */
-    std::shared_ptr<AbstractConverter> MakeChain(std::size_t width)
+    /** The chain of the command without the wrapper for encrypted documents. */
+    std::shared_ptr<AbstractConverter> MakeFanOut(int width)
     {
-        std::vector<std::shared_ptr<AbstractConverter>> chains;
-        for (std::size_t i = 0; i < width; ++i)
-            chains.push_back(std::make_shared<TempFileWrapper>(
-                names, std::make_shared<WorkerConverter>(WorkerSettings{WORKER}), fileSystem));
-        return std::make_shared<UnencryptDocWrapper>(names, std::make_shared<PageFanOut>(chains),
-                                                     provider, fileSystem);
+        const auto makeChain = [this] {
+            return std::make_shared<TempFileWrapper>(
+                names, std::make_shared<WorkerConverter>(WorkerSettings{WORKER}), fileSystem);
+        };
+        return std::make_shared<PageFanOut>(makeChain, width);
+    }
+
+    /** The chain of the command, with `width` workers. */
+    std::shared_ptr<AbstractConverter> MakeChain(int width)
+    {
+        return std::make_shared<UnencryptDocWrapper>(names, MakeFanOut(width), provider,
+                                                     fileSystem);
     }
 
     AbstractConverter::Task MakeTask(const QString& source, int pages,
@@ -134,6 +140,67 @@ TEST_F(ChainTest, FailsOnceWhenAPageIsNotThere)
     EXPECT_EQ(failed[0][1].value<AbstractConverter::ErrorType>(), AbstractConverter::CannotRender);
     EXPECT_EQ(TemporaryFiles().filter(".pdf"), QStringList());
 }
+
+/** How a document's first conversion ends before its pages are there. */
+enum class Ending { Cancelled, Failed, Refused };
+
+class ChainAgainTest : public ChainTest, public testing::WithParamInterface<Ending>
+{
+protected:
+    /** Has the chain fail for the document, whose pages are wanted in the folder "first". */
+    void FailAtFirst(AbstractConverter& chain, Ending ending)
+    {
+        AbstractConverter::Task task = TaskIn("first");
+        if (ending == Ending::Failed)
+            std::any_cast<std::vector<PageFanOut::PageTask>&>(task.options["page_tasks"])[1].page =
+                99;
+        if (ending == Ending::Refused)
+            task.options["resolution"] = std::string("of another type");
+        QSignalSpy started(&chain, &AbstractConverter::ConvertationStarted);
+        QSignalSpy failed(&chain, &AbstractConverter::Failed);
+        ASSERT_TRUE(chain.ConvertFile(task));
+        if (ending == Ending::Cancelled) {
+            ASSERT_TRUE(started.wait(patience));
+            EXPECT_TRUE(chain.CancelConvertation());
+        }
+        ASSERT_TRUE(failed.size() == 1 || failed.wait(patience));
+    }
+
+    AbstractConverter::Task TaskIn(const QString& name) const
+    {
+        QDir(folder.path()).mkpath(name);
+        AbstractConverter::Task task = MakeTask(Path("in.pdf"), 0);
+        std::vector<PageFanOut::PageTask> pages;
+        for (int page = 1; page <= 6; ++page)
+            pages.push_back({page, Path(QString("%1/%2.png").arg(name).arg(page))});
+        task.options["page_tasks"] = pages;
+        return task;
+    }
+};
+
+TEST_P(ChainAgainTest, PutsEachPageUnderItsOwnName)
+{
+    MakeSamplePdf(Path("in.pdf"), 6);
+    const auto chain = MakeFanOut(2);
+    FailAtFirst(*chain, GetParam());
+
+    QSignalSpy finished(chain.get(),
+                        qOverload<const QString&, QStringList>(&AbstractConverter::Finished));
+    ASSERT_TRUE(chain->ConvertFile(TaskIn("second")));
+    ASSERT_TRUE(finished.wait(patience));
+    const QStringList results = finished[0][1].toStringList();
+    ASSERT_EQ(results.size(), 6);
+    for (int page = 1; page <= 6; ++page) {
+        EXPECT_EQ(results[page - 1].toStdString(),
+                  Path(QString("second/%1.png").arg(page)).toStdString());
+        EXPECT_EQ(QImage(results[page - 1]).pixelColor(samplePatch.center() * 30 / 72),
+                  QColor(SampleColour(page).rgb()))
+            << page;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Endings, ChainAgainTest,
+                         testing::Values(Ending::Cancelled, Ending::Failed, Ending::Refused));
 
 TEST_F(ChainTest, LeavesNothingWhenItIsDestroyedInMidWork)
 {

@@ -55,12 +55,16 @@ protected:
         fanOut.reset();
         chains.clear();
         lines.clear();
-        std::vector<std::shared_ptr<AbstractConverter>> inner;
-        for (int number = 0; number < count; ++number) {
-            chains.push_back(std::make_shared<FakeConverter>(std::make_shared<CallJournal>()));
-            inner.push_back(chains.back());
-        }
-        fanOut = std::make_unique<PageFanOut>(inner);
+        fanOut = std::make_unique<PageFanOut>(
+            [this] {
+                if (makesNone)
+                    throw std::runtime_error("there is no further chain");
+                chains.push_back(std::make_shared<FakeConverter>(std::make_shared<CallJournal>()));
+                if (onMade)
+                    onMade(*chains.back());
+                return chains.back();
+            },
+            count);
         ReceiveAll(*fanOut, fanOut.get(), [this](const std::string& line) {
             lines.push_back(line);
             if (onLine)
@@ -111,7 +115,12 @@ protected:
     /** Lets go of the chains, so that the fan-out has the last share of them. */
     void LetGoOfChains() { chains.clear(); }
 
+    /** All that were made, in that order. */
     std::vector<std::shared_ptr<FakeConverter>> chains;
+    /** Called for each of them, if set. */
+    std::function<void(FakeConverter& chain)> onMade;
+    /** Whether no further one can be made. */
+    bool makesNone = false;
     std::unique_ptr<PageFanOut> fanOut;
     Lines lines;
     /** Called for each signal, if set. */
@@ -369,9 +378,8 @@ TEST_F(PageFanOutTest, FailsWhenAChainThrows)
     Start(DocumentOf(3));
     EXPECT_EQ(lines,
               Lines({"ConvertationFinished /docs/a.pdf", FailedLine(AbstractConverter::Unknown)}));
-    chains[0]->onConvertFile = nullptr;
     Start(DocumentOf(1));
-    FinishPage(0);
+    FinishPage(2);
     EXPECT_EQ(lines.back(), "FinishedFiles /docs/a.pdf [/out/1.png]");
 }
 
@@ -386,15 +394,50 @@ TEST_F(PageFanOutTest, WorksOnSeveralDocuments)
     ReportProgress(2, 1.0);
     FinishPage(2);
     FailPage(0, AbstractConverter::CannotRender);
-    ReportProgress(0, 1.0);
+    ASSERT_EQ(chains.size(), 5U) << "two of its own for c";
+    ReportProgress(4, 1.0);
     FinishPage(1);
-    FinishPage(0);
-    FinishPage(2);
+    FinishPage(4);
+    FinishPage(3);
     EXPECT_EQ(lines,
               Lines({"ConvertationProgress b 1", "ConvertationFinished b",
                      "FinishedFiles b [/out/1.png]", "ConvertationProgress c 0.5",
                      "ConvertationFinished a", FailedLine(AbstractConverter::CannotRender, "a"),
                      "ConvertationFinished c", "FinishedFiles c [/out/1.png /out/2.png]"}));
+}
+
+TEST_F(PageFanOutTest, MakesChainsAnewForEachDocument)
+{
+    Start(DocumentOf(3));
+    FinishPage(0);
+    FailPage(0, AbstractConverter::CannotRender);
+    FinishPage(1);
+    EXPECT_EQ(chains.size(), 2U);
+    EXPECT_GT(chains[0].use_count(), 1) << "what it holds may be wanted yet";
+
+    Start(DocumentOf(1));
+    ASSERT_EQ(chains.size(), 3U) << "no more than it has pages";
+    EXPECT_EQ(chains[0].use_count(), 1);
+    EXPECT_EQ(chains[2]->tasks.size(), 1U);
+    Q_EMIT chains[0]->Finished(document, "/out/late.png");
+    HandleEvents();
+    EXPECT_EQ(lines.back(), FailedLine(AbstractConverter::CannotRender));
+    FinishPage(2);
+    EXPECT_EQ(lines.back(), "FinishedFiles /docs/a.pdf [/out/1.png]");
+}
+
+TEST_F(PageFanOutTest, FailsWhenNoChainCanBeMade)
+{
+    Start(DocumentOf(2));
+    FinishPage(0);
+    FinishPage(1);
+    makesNone = true;
+    Start(DocumentOf(2, "second"));
+    EXPECT_EQ(lines.back(), FailedLine(AbstractConverter::Unknown, "second"));
+    makesNone = false;
+    Start(DocumentOf(1, "third"));
+    FinishPage(2);
+    EXPECT_EQ(lines.back(), "FinishedFiles third [/out/1.png]");
 }
 
 TEST_F(PageFanOutTest, RefusesADocumentWhoseSourceIsInHand)
@@ -418,7 +461,7 @@ TEST_F(PageFanOutTest, AcceptsTheSourceAgainFromTheSlotOfItsEndAndNoSooner)
     Start(DocumentOf(1));
     Q_EMIT chains[0]->ConvertationStarted(document);
     FinishPage(0);
-    FailPage(0, AbstractConverter::CannotRender);
+    FailPage(2, AbstractConverter::CannotRender);
     EXPECT_EQ(accepted,
               (std::map<std::string, bool>{{"ConvertationStarted /docs/a.pdf", false},
                                            {"ConvertationFinished /docs/a.pdf", false},
@@ -533,10 +576,8 @@ TEST_F(PageFanOutTest, CancelMeetsChainsThatFailTheirPageInsideIt)
     HandleEvents();
     EXPECT_EQ(lines, Lines({"ConvertationFinished /docs/a.pdf",
                             FailedLine(AbstractConverter::Cancelled)}));
-    for (const auto& chain : chains)
-        chain->onCancelConvertation = nullptr;
     Start(DocumentOf(1));
-    FinishPage(0);
+    FinishPage(2);
     EXPECT_EQ(lines.back(), "FinishedFiles /docs/a.pdf [/out/1.png]") << "goes on";
 }
 
@@ -544,16 +585,17 @@ TEST_F(PageFanOutTest, NeitherManyPagesNorManyDocumentsDeepenTheStack)
 {
     std::uintptr_t lowest = std::numeric_limits<std::uintptr_t>::max();
     std::uintptr_t highest = 0;
-    for (const auto& chain : chains) {
-        chain->onConvertFile = [&, inner = chain.get()](const AbstractConverter::Task& task) {
+    onMade = [&](FakeConverter& chain) {
+        chain.onConvertFile = [&](const AbstractConverter::Task& task) {
             const char local = 0;
             lowest = std::min(lowest, reinterpret_cast<std::uintptr_t>(&local));
             highest = std::max(highest, reinterpret_cast<std::uintptr_t>(&local));
             // Both inside ConvertFile: the end of this page, and whatever follows from it.
-            Q_EMIT inner->ConvertationStarted(task.source);
-            Q_EMIT inner->Finished(task.source, task.destination);
+            Q_EMIT chain.ConvertationStarted(task.source);
+            Q_EMIT chain.Finished(task.source, task.destination);
         };
-    }
+    };
+    Build(2);
     const int pages = 10'000;
     Start(DocumentOf(pages));
     ASSERT_TRUE(WaitUntil([this] { return lines.size() == 3; }));
@@ -777,9 +819,8 @@ TEST_P(PageFanOutReceiver, MayStartAnotherDocument)
     };
     EmitAll();
     EXPECT_TRUE(accepted);
-    while (chains[0]->tasks.back().source != "other" && chains[1]->tasks.back().source != "other")
-        FinishPage(0);
-    FinishPage(chains[0]->tasks.back().source == "other" ? 0 : 1);
+    ASSERT_EQ(chains.size(), 3U) << "it has one of its own";
+    FinishPage(2);
     EXPECT_EQ(lines.back(), "FinishedFiles other [/out/1.png]");
 }
 
