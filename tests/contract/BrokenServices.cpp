@@ -1,11 +1,10 @@
 // Services with one fault each. NoticedFaultsTest.cpp tells which promise each of them breaks.
 
-#include "FakePdfProvider.h"
+#include "FakePdfProviderFixture.h"
 #include "FileNameGeneratorContract.h"
 #include "FileSystemContract.h"
 #include "FolderFileSystem.h"
 #include "Futures.h"
-#include "PdfProviderContract.h"
 
 #include <filesystem>
 #include <fstream>
@@ -194,24 +193,10 @@ struct CutsAtTheNul : FolderFileSystem
 };
 
 template <typename Broken>
-class ProviderOf : public PdfProviderFixture
+class ProviderOf : public FakePdfProviderFixture<Broken>
 {
 public:
-    void SetUp() override
-    {
-        FakePdfProvider::MakeDocument(PlainDocument(), "");
-        FakePdfProvider::MakeDocument(EncryptedDocument(), Password());
-    }
-
-    IPDFProvider& Provider() override { return provider; }
-    std::string PlainDocument() override { return folder.path().toStdString() + "/plain.pdf"; }
-    std::string EncryptedDocument() override { return folder.path().toStdString() + "/locked.pdf"; }
-    std::string Password() override { return "secret"; }
     std::chrono::milliseconds Patience() const override { return Broken::patience; }
-
-private:
-    QTemporaryDir folder;
-    Broken provider;
 };
 
 struct BrokenProvider : FakePdfProvider

@@ -116,6 +116,15 @@ class HazardTest : public HazardFixture, public testing::WithParamInterface<Situ
 protected:
     HazardTest() { Build(GetParam().stack); }
 
+    /** Where the signal ends the task, no copy is left, either. */
+    void ExpectReceivedOnce() const
+    {
+        EXPECT_THAT(received, ElementsAre(Reported(GetParam())));
+        if (signal.endsTask) {
+            EXPECT_THAT(Copies(), IsEmpty());
+        }
+    }
+
     const ConverterSignal& signal = GetParam().signal;
 };
 
@@ -174,10 +183,7 @@ TEST_P(HazardTest, AReceiverMayDeleteTheWrapper)
     const QString path = Start();
     OnReceived([this] { outermost.reset(); });
     signal.emitFrom(*converter, path);
-    EXPECT_THAT(received, ElementsAre(Reported(GetParam())));
-    if (signal.endsTask) {
-        EXPECT_THAT(Copies(), IsEmpty());
-    }
+    ExpectReceivedOnce();
 }
 
 TEST_P(HazardTest, AReceiverMayDeleteTheWrapperAndTheInnerConverterWithIt)
@@ -188,10 +194,7 @@ TEST_P(HazardTest, AReceiverMayDeleteTheWrapperAndTheInnerConverterWithIt)
     ReleaseAll();
     signal.emitFrom(sender, path);
     EXPECT_THAT(*journal, Contains("~FakeConverter"));
-    EXPECT_THAT(received, ElementsAre(Reported(GetParam())));
-    if (signal.endsTask) {
-        EXPECT_THAT(Copies(), IsEmpty());
-    }
+    ExpectReceivedOnce();
 }
 
 TEST_P(HazardTest, AReceiverMayDeleteTheWrapperBeforeConvertFileHasReturned)
@@ -203,10 +206,7 @@ TEST_P(HazardTest, AReceiverMayDeleteTheWrapperBeforeConvertFileHasReturned)
     ReleaseAll();
     EXPECT_TRUE(outermost.get()->ConvertFile(task));
     EXPECT_THAT(*journal, Contains("~FakeConverter"));
-    EXPECT_THAT(received, ElementsAre(Reported(GetParam())));
-    if (signal.endsTask) {
-        EXPECT_THAT(Copies(), IsEmpty());
-    }
+    ExpectReceivedOnce();
 }
 
 TEST_P(EndHazardTest, AReceiverMayDeleteTheWrapperBeforeCancellingHasReturned)
@@ -395,10 +395,7 @@ TEST_P(HazardTest, ASignalOfAnotherThreadArrivesInTheEventLoop)
     OnOtherThread([&] { signal.emitFrom(*converter, path); });
     EXPECT_THAT(received, IsEmpty());
     QCoreApplication::processEvents();
-    EXPECT_THAT(received, ElementsAre(Reported(GetParam())));
-    if (signal.endsTask) {
-        EXPECT_THAT(Copies(), IsEmpty());
-    }
+    ExpectReceivedOnce();
 }
 
 TEST_P(TwoThreadsHazardTest, ASignalIsQueuedTwiceWhereTheInnerWrapperHasAThreadOfItsOwn)

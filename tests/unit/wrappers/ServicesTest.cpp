@@ -1,10 +1,9 @@
 #include "FakeFileSystem.h"
 #include "FakeNameGenerator.h"
-#include "FakePdfProvider.h"
+#include "FakePdfProviderFixture.h"
 #include "FileNameGeneratorContract.h"
 #include "FileSystemContract.h"
 #include "FolderFileSystem.h"
-#include "PdfProviderContract.h"
 #include "VirtualSlot.h"
 
 #include <fstream>
@@ -226,24 +225,12 @@ public:
 INSTANTIATE_TYPED_TEST_SUITE_P(FakeFileSystem, FileSystemContract, FakeFileSystemTest);
 INSTANTIATE_TYPED_TEST_SUITE_P(FolderFileSystem, FileSystemContract, FolderFileSystemTest);
 
-class FakePdfProviderTest : public PdfProviderFixture
+struct FakeProvider : FakePdfProvider
 {
-public:
-    void SetUp() override
-    {
-        FakePdfProvider::MakeDocument(PlainDocument(), "");
-        FakePdfProvider::MakeDocument(EncryptedDocument(), Password());
-    }
-
-    IPDFProvider& Provider() override { return provider; }
-    std::string PlainDocument() override { return folder.path().toStdString() + "/plain.pdf"; }
-    std::string EncryptedDocument() override { return folder.path().toStdString() + "/locked.pdf"; }
-    std::string Password() override { return "secret"; }
-
-    QTemporaryDir folder;
-    FakePdfProvider provider{std::make_shared<CallJournal>()};
+    FakeProvider() : FakePdfProvider(std::make_shared<CallJournal>()) {}
 };
 
-INSTANTIATE_TYPED_TEST_SUITE_P(FakePdfProvider, PdfProviderContract, FakePdfProviderTest);
+INSTANTIATE_TYPED_TEST_SUITE_P(FakePdfProvider, PdfProviderContract,
+                               FakePdfProviderFixture<FakeProvider>);
 
 } // namespace Korvel::PDF::Test
