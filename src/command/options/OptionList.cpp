@@ -87,8 +87,10 @@ std::vector<Option> Pages()
 {
     return {{{"--pages"},
              "LIST",
-             "Only these pages, such as 1-3,7,9- or last (9- is\n"
-             "from page 9 to the last)"},
+             "Only these pages, such as 1-3,7,9- (from 9 to the\n"
+             "last), last, r2 (the last but one), odd, even, or\n"
+             "2-9:even (every second of them). A range ends with\n"
+             "the document at the latest"},
             {{"-r", "--resolution"},
              "DPI",
              "Resolution of pictures in dots per inch, from 1 to\n"
