@@ -67,6 +67,19 @@ TEST_F(CommandTest, NumbersSeveralPicturesAsWideAsTheLastPage)
     EXPECT_EQ(run.results, QStringList({"p-01.jpg", "p-02.jpg", "p-09.jpg", "p-10.jpg"}));
 }
 
+TEST_F(CommandTest, CutsRangesToThePagesThatThereAre)
+{
+    MakeSample("three.pdf", 3);
+    const auto pages = [this](const QString& list) {
+        return Run({"three.pdf", "-o", list + "/%d.png", "-r", "20", "--pages", list}).results;
+    };
+    EXPECT_EQ(pages("1-6"), QStringList({"1-6/1.png", "1-6/2.png", "1-6/3.png"}));
+    EXPECT_EQ(pages("r2-"), QStringList({"r2-/2.png", "r2-/3.png"}));
+    EXPECT_EQ(pages("odd"), QStringList({"odd/1.png", "odd/3.png"}));
+    EXPECT_EQ(pages("2-9:odd"), QStringList("2-9:odd/2.png"));
+    EXPECT_EQ(pages("4-6"), QStringList()) << "no page of it is there";
+}
+
 TEST_F(CommandTest, GivesOnePageOfManyTheNameAsItIs)
 {
     MakeSample("ten.pdf", 10);
@@ -236,7 +249,19 @@ INSTANTIATE_TEST_SUITE_P(
                   {"plain.pdf", "--pages", "1", "-o", QString(300, 'x') + ".png"},
                   5,
                   "has a name of 304 bytes, of which 255 are allowed"},
-        Complaint{"unknown format", {"plain.pdf", "-o", "p.gif"}, 2, "p.gif"}));
+        Complaint{"unknown format", {"plain.pdf", "-o", "p.gif"}, 2, "p.gif"},
+        Complaint{"resolution of text",
+                  {"plain.pdf", "-o", "p.txt", "-r", "300"},
+                  2,
+                  "--resolution changes nothing of txt; leave it away"},
+        Complaint{"quality of PNG",
+                  {"plain.pdf", "-d", "out", "--quality", "50"},
+                  2,
+                  "--quality changes nothing of png; leave it away"},
+        Complaint{"result of an inspection",
+                  {"plain.pdf", "--inspect", "-o", "p.png"},
+                  2,
+                  "--output does not go with --inspect, which makes no results"}));
 
 TEST_F(CommandTest, CallsAFullStandardOutputAnError)
 {

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <set>
 #include <sstream>
 #include <string_view>
 
@@ -177,7 +178,18 @@ bool TakesNoDocument(const Given& given)
     return isAlone;
 }
 
-Options Complete(const Given& given)
+/** The long names of the options that the command line names. */
+std::set<std::string> Named(const CLI::App& app)
+{
+    std::set<std::string> names;
+    for (const CLI::Option* const option : app.get_options()) {
+        if (option->count() > 0)
+            names.insert(option->get_name());
+    }
+    return names;
+}
+
+Options Complete(const Given& given, const CLI::App& app)
 {
     using Command = Options::Command;
     Options options = given.options;
@@ -187,11 +199,9 @@ Options Complete(const Given& given)
         options.command = given.version ? Command::Version : Command::CleanTemp;
         return options;
     }
-    if (options.run.inspects)
-        options.output = OutputOptions(); // there are no results
-    else if (!given.folder.empty())
+    if (!given.folder.empty())
         PutInto(given.folder, options.output);
-    CheckTogether(options);
+    CheckTogether(options, Named(app));
     return options;
 }
 
@@ -243,13 +253,13 @@ std::string MessageOf(const CLI::ParseError& error, const CLI::App& app)
     return "there is no option " + argument.substr(0, argument.find('='));
 }
 
-ParseResult Done(const Given& given)
+ParseResult Done(const Given& given, const CLI::App& app)
 {
     if (!given.completion.empty())
         return {std::nullopt, ShellCompletion(given.completion), ExitCode::Done};
     if (given.manual)
         return {std::nullopt, ManualPage(), ExitCode::Done};
-    return {Complete(given), {}, ExitCode::Done};
+    return {Complete(given, app), {}, ExitCode::Done};
 }
 
 ParseResult UsageError(const std::string& message, const std::string& command)
@@ -277,7 +287,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv)
         app.parse(parsed);
         if (isReport)
             return {ForReport(given.options.report), {}, ExitCode::Done};
-        return Done(given);
+        return Done(given, app);
     } catch (const CLI::CallForHelp&) {
         return {std::nullopt, isReport ? ReportHelpPage() : HelpPage(), ExitCode::Done};
     } catch (const CLI::ParseError& error) {

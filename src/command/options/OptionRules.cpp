@@ -1,6 +1,7 @@
 #include "OptionRules.h"
 
 #include "Failure.h"
+#include "OptionList.h"
 #include "Options.h"
 #include "OutputTemplate.h"
 #include "PageRanges.h"
@@ -10,6 +11,7 @@
 
 #include <QRegularExpression>
 #include <QString>
+#include <QStringList>
 
 namespace Korvel::App {
 
@@ -55,7 +57,26 @@ QString FormatOf(const OutputOptions& output)
                : OutputTemplate::Parse(QString::fromStdString(output.path), format).Format();
 }
 
-void CheckOutput(const Options& options)
+/** Whether the option changes anything of results in that format. */
+bool Counts(const std::string& option, const QString& format)
+{
+    if (option == "--quality")
+        return QStringList{"jpg", "jpeg", "webp"}.contains(format);
+    if (option == "--compression")
+        return format == QLatin1String("png");
+    const bool isOfPictures = option == "--resolution" || option == "--size" || option == "--gray";
+    return !isOfPictures || OutputTemplate::IsPictureFormat(format);
+}
+
+void CheckInspection(const std::set<std::string>& named)
+{
+    for (const Option& option : OptionList())
+        RefuseIf((option.group == "Output" || option.group == "Pages") &&
+                     named.count(option.names.back()) > 0,
+                 option.names.back() + " does not go with --inspect, which makes no results");
+}
+
+void CheckOutput(const Options& options, const std::set<std::string>& named)
 {
     const OutputOptions& output = options.output;
     RefuseIf(output.path.empty(),
@@ -64,8 +85,11 @@ void CheckOutput(const Options& options)
              "-o - needs a format; name it with -f");
     RefuseIf(output.IsStandardOutput() && options.console.json,
              "--json writes to standard output, and so does -o -");
-    const bool makesPdf = FormatOf(output) == QLatin1String("pdf");
-    RefuseIf(makesPdf && !options.pages.ranges.empty(),
+    const QString format = FormatOf(output);
+    for (const std::string& option : named)
+        RefuseIf(!Counts(option, format),
+                 option + " changes nothing of " + format.toStdString() + "; leave it away");
+    RefuseIf(format == QLatin1String("pdf") && !options.pages.ranges.empty(),
              "--pages does not go with a PDF as output, which is converted whole");
 }
 
@@ -117,12 +141,14 @@ void PutInto(const std::string& folder, OutputOptions& output)
     output.path += (isPicture ? "%s-%d." : "%s.") + output.format;
 }
 
-void CheckTogether(const Options& options)
+void CheckTogether(const Options& options, const std::set<std::string>& named)
 {
     CheckInput(options.input, options.passwords);
     CheckJournal(options);
-    if (!options.run.inspects)
-        CheckOutput(options);
+    if (options.run.inspects)
+        CheckInspection(named);
+    else
+        CheckOutput(options, named);
 }
 
 } // namespace Korvel::App

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 
 #include <QSize>
@@ -29,10 +30,12 @@ QSize ToSize(const std::string& text);
 void PutInto(const std::string& folder, OutputOptions& output);
 
 /**
- * Complains about options that do not go together, each of which is right by itself.
+ * Complains about options that do not go together, each of which is right by itself, and about
+ * those that change nothing.
  *
+ * @param named  the long names of the options that the command line names
  * @throws Failure  Usage
  */
-void CheckTogether(const Options& options);
+void CheckTogether(const Options& options, const std::set<std::string>& named);
 
 } // namespace Korvel::App

@@ -70,7 +70,8 @@ class Command:
         os.mkdir(self.temp)
         self.arguments = [program, "-j", "2", "--timeout", str(TIMEOUT), "--memory-limit",
                           str(MEMORY_LIMIT), "--temp-dir", self.temp, "--progress", "json"]
-        self.arguments += ["--inspect"] if mode == "inspect" else ["-f", mode, "-r", "72", "-d", self.output]
+        self.arguments += ["--inspect"] if mode == "inspect" else ["-f", mode, "-d", self.output]
+        self.arguments += ["-r", "72"] if mode == "png" else []
         # Everything but the text runs with a log between the events, which tells of dead workers.
         self.arguments += [] if mode == "txt" else ["-v", "1"]
         self.arguments += [] if mode == "png" else ["--json"]

@@ -100,14 +100,13 @@ TEST(CommandLine, NamesResultsInAFolderAfterTheirInputs)
 
 TEST(CommandLine, TakesEveryOptionOfLookLimitsAndReporting)
 {
-    const auto options = Parse({"a.pdf", "-d", "o", "--size", "1920x1080", "--gray", "--quality",
-                                "80", "--compression", "small", "--timeout", "2.5",
-                                "--memory-limit", "512", "--json", "--progress", "json"})
-                             .options;
+    const auto options =
+        Parse({"a.pdf", "-d", "o", "--size", "1920x1080", "--gray", "--compression", "small",
+               "--timeout", "2.5", "--memory-limit", "512", "--json", "--progress", "json"})
+            .options;
     ASSERT_TRUE(options);
     EXPECT_EQ(options->pages.size, QSize(1920, 1080));
     EXPECT_TRUE(options->pages.gray);
-    EXPECT_EQ(options->pages.quality, 80);
     EXPECT_EQ(options->pages.compression, "small");
     EXPECT_EQ(options->run.timeout, 2.5);
     EXPECT_EQ(options->run.memoryLimit, 512);
@@ -128,8 +127,8 @@ TEST(CommandLine, TakesEachWayToGiveAPassword)
 TEST(CommandLine, ReadsNumbersInDecimal)
 {
     const auto options =
-        Parse({"a.pdf", "-d", "o", "-r", "0300.50", "--quality", "010", "-j", "010", "--timeout",
-               "010", "--memory-limit", "01024", "--password-fd", "010", "-v", "010"})
+        Parse({"a.pdf", "-o", "%d.jpg", "-r", "0300.50", "--quality", "010", "-j", "010",
+               "--timeout", "010", "--memory-limit", "01024", "--password-fd", "010", "-v", "010"})
             .options;
     ASSERT_TRUE(options);
     EXPECT_EQ(options->pages.resolution, 300.5);
@@ -356,6 +355,16 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{"in.pdf", "-o", "a.png", "-r", "12x"}, "resolution"},
         Refused{{"in.pdf", "-o", "a.png", "--pages", "3-1"}, "runs backwards"},
         Refused{{"in.pdf", "-o", "a.pdf", "--pages", "3"}, "--pages"},
+        Refused{{"in.pdf", "-o", "a.txt", "-r", "20"}, "--resolution changes nothing of txt"},
+        Refused{{"in.pdf", "-o", "a.pdf", "--size", "9x9"}, "--size changes nothing of pdf"},
+        Refused{{"in.pdf", "-d", "out", "-f", "txt", "--gray"}, "--gray changes nothing of txt"},
+        Refused{{"in.pdf", "-o", "a.png", "--quality", "90"}, "--quality changes nothing of png"},
+        Refused{{"in.pdf", "-o", "a.bmp", "--quality", "90"}, "--quality changes nothing of bmp"},
+        Refused{{"in.pdf", "-o", "a.jpg", "--compression", "fast"}, "changes nothing of jpg"},
+        Refused{{"in.pdf", "--inspect", "-o", "a.png"}, "--output does not go with --inspect"},
+        Refused{{"in.pdf", "--inspect", "-d", "out"}, "--directory does not go with --inspect"},
+        Refused{{"in.pdf", "--inspect", "--pages", "1"}, "--pages does not go with --inspect"},
+        Refused{{"in.pdf", "--inspect", "--dry-run"}, "--dry-run does not go with --inspect"},
         Refused{{"in.pdf", "-o", "a.png", "--nonsense"}, "--nonsense"},
         Refused{{"--version", "--json"}, "--version does nothing else"},
         Refused{{"--clean-temp", "--json"}, "--clean-temp does nothing else"},
