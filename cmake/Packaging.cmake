@@ -38,7 +38,6 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 file(WRITE ${PROJECT_BINARY_DIR}/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/triggers)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS qt5-image-formats-plugins)
 
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
   "For building with it: headers, the CMake package, files for pkg-config.")

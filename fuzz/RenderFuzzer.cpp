@@ -1,6 +1,6 @@
 // A PDF, of which the first pages are drawn, small, and written as text.
 
-#include "ImageEncoder.h"
+#include "MemoryOutput.h"
 #include "PageRenderer.h"
 #include "RequestError.h"
 #include "WorkerFolder.h"
@@ -8,6 +8,7 @@
 #include <new>
 
 #include <QCoreApplication>
+#include <QImage>
 
 using namespace Korvel;
 
@@ -16,22 +17,23 @@ namespace {
 const std::string file = std::string(Fuzz::currentFolder) + "document.pdf";
 constexpr QSize bounds(60, 80);
 
-/** Our own writer and Qt's reader agree. */
-void RequireSamePixels(const QImage& picture)
+QImage Picture(Worker::PageRenderer& renderer, qint64 page, const QString& format)
 {
-    const QByteArray png = Worker::Encode(picture, {QStringLiteral("png")});
-    Fuzz::Require(QImage::fromData(png, "PNG").convertToFormat(picture.format()) == picture,
-                  "a PNG has the pixels of its picture");
+    const double dotsPerInch = renderer.ResolutionToFit(page, bounds);
+    Worker::MemoryOutput file;
+    renderer.Write(file, page, dotsPerInch, Worker::PixelFormat::Bgrx, {format});
+    return QImage::fromData(QByteArray::fromStdString(file.Bytes()), format.toLatin1());
 }
 
 void RenderPage(Worker::PageRenderer& renderer, qint64 page)
 {
     try {
-        const double dotsPerInch = renderer.ResolutionToFit(page, bounds);
-        const QImage picture = renderer.Render(page, dotsPerInch, QImage::Format_RGB32);
-        Fuzz::Require(picture.width() <= bounds.width() && picture.height() <= bounds.height(),
+        const QImage packed = Picture(renderer, page, QStringLiteral("png"));
+        Fuzz::Require(packed.width() <= bounds.width() && packed.height() <= bounds.height(),
                       "the picture fits into the size");
-        RequireSamePixels(picture);
+        const QImage plain = Picture(renderer, page, QStringLiteral("bmp"));
+        Fuzz::Require(packed.convertToFormat(plain.format()) == plain,
+                      "a PNG has the pixels of a BMP");
     } catch (const Worker::RequestError&) {
         // the page's fault
     }

@@ -1,6 +1,5 @@
 #include "NewFile.h"
 
-#include "FileDescriptor.h"
 #include "PathText.h"
 #include "RequestError.h"
 
@@ -15,67 +14,128 @@ namespace Korvel::Worker {
 
 namespace {
 
-constexpr std::size_t bufferSize = 1 << 20;
+constexpr std::size_t bufferSize = 4 << 20; // of which only what is used is ever touched
 
 [[noreturn]] void FailToWrite(int error)
 {
     throw RequestError(Reason::CannotWrite, std::strerror(error));
 }
 
-PDF::FileDescriptor MakeFile(const std::string& path, mode_t mode)
-{
-    if (HoldsNul(path))
-        throw RequestError(Reason::CannotWrite, "the path holds a NUL");
-    PDF::FileDescriptor file(
-        ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, mode));
-    if (!file)
-        FailToWrite(errno);
-    return file;
-}
-
 } // namespace
 
-NewFile::NewFile(const std::string& path, mode_t mode) : path(path)
+NewFile::NewFile(const std::string& path, mode_t mode)
+    : path(path), mode(mode), buffer(new char[bufferSize])
 {
-    PDF::FileDescriptor file = MakeFile(path, mode);
-    stream = ::fdopen(file.Number(), "wb");
-    if (!stream) {
-        const int error = errno;
-        ::unlink(path.c_str());
-        FailToWrite(error);
-    }
-    file.Release(); // the stream closes it
-    std::setvbuf(stream, nullptr, _IOFBF, bufferSize);
 }
 
 NewFile::~NewFile()
 {
-    if (stream)
-        std::fclose(stream);
-    if (!kept)
-        ::unlink(path.c_str());
+    Remove();
 }
 
 void NewFile::Write(const char* data, std::size_t size)
 {
-    // A lock would cost more than the writing: libqpdf writes a few bytes at a time.
-    if (::fwrite_unlocked(data, 1, size, stream) != size)
-        FailToWrite(errno);
+    if (size > bufferSize - gathered)
+        Flush();
+    if (size > bufferSize) {
+        Put(data, size);
+        flushed += size;
+        return;
+    }
+    std::memcpy(buffer.get() + gathered, data, size);
+    gathered += size;
+}
+
+void NewFile::WriteAt(std::uint64_t place, const char* data, std::size_t size)
+{
+    if (place == Size()) {
+        Write(data, size);
+        return;
+    }
+    if (place >= flushed && place + size <= Size()) {
+        std::memcpy(buffer.get() + (place - flushed), data, size);
+        return;
+    }
+    Flush();
+    if (!file)
+        Make();
+    MoveTo(place);
+    Put(data, size);
+    MoveTo(flushed);
+}
+
+void NewFile::Clear()
+{
+    gathered = 0;
+    flushed = 0;
+    Remove(); // as the sandbox lets no file be shortened
 }
 
 void NewFile::Keep()
 {
-    if (std::fflush(stream) != 0)
-        FailToWrite(errno);
     // An earlier failure counts even if somebody on the way has taken it for harmless.
-    if (std::ferror(stream))
+    if (hasFailed)
         throw RequestError(Reason::CannotWrite, "something was not written");
-    if (std::ftell(stream) <= 0)
+    Flush();
+    if (Size() == 0)
         throw RequestError(Reason::CannotWrite, "nothing was written");
-    const bool closed = std::fclose(std::exchange(stream, nullptr)) == 0;
-    if (!closed)
-        FailToWrite(errno);
-    kept = true;
+    const int number = file->Release();
+    if (::close(number) != 0)
+        Fail();
+    file.reset();
+    unfinished = nullptr;
+}
+
+void NewFile::Make()
+{
+    if (HoldsNul(path))
+        throw RequestError(Reason::CannotWrite, "the path holds a NUL");
+    const int number =
+        ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, mode);
+    if (number < 0)
+        Fail();
+    file = std::make_unique<PDF::FileDescriptor>(number);
+    unfinished = path.c_str();
+}
+
+void NewFile::Remove()
+{
+    if (std::exchange(file, nullptr))
+        ::unlink(std::exchange(unfinished, nullptr));
+}
+
+void NewFile::Flush()
+{
+    Put(buffer.get(), gathered);
+    flushed += std::exchange(gathered, 0);
+}
+
+void NewFile::Put(const char* data, std::size_t size)
+{
+    if (size > 0 && !file)
+        Make();
+    while (size > 0) {
+        const ssize_t written = ::write(file->Number(), data, size);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            Fail();
+        data += written;
+        size -= std::size_t(written);
+    }
+}
+
+void NewFile::MoveTo(std::uint64_t place)
+{
+    if (::lseek(file->Number(), off_t(place), SEEK_SET) < 0)
+        Fail();
+}
+
+void NewFile::Fail()
+{
+    const int error = errno;
+    hasFailed = true;
+    FailToWrite(error);
 }
 
 } // namespace Korvel::Worker

@@ -1,29 +1,35 @@
 #pragma once
 
-#include <cstdio>
+#include "FileDescriptor.h"
+#include "Output.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <string>
 
 #include <sys/types.h>
+#include <unistd.h>
 
 namespace Korvel::Worker {
 
 /**
  * A file that did not exist before, removed again unless it is kept.
  *
- * Never replaces and never follows a link.
+ * Never replaces and never follows a link. What is written is gathered first: a file of up to 4 MiB
+ * is made and written in one go when it is kept.
  */
-class NewFile
+class NewFile : public Output
 {
 public:
-    /**
-     * @param mode  permission bits, less those of the umask
-     * @throws RequestError  "cannot-write"
-     */
+    /** @param mode  permission bits, less those of the umask */
     NewFile(const std::string& path, mode_t mode);
-    ~NewFile();
+    ~NewFile() override;
 
-    /** @throws RequestError  "cannot-write" */
-    void Write(const char* data, std::size_t size);
+    void Write(const char* data, std::size_t size) override;
+    void WriteAt(std::uint64_t place, const char* data, std::size_t size) override;
+    std::uint64_t Size() const override { return flushed + gathered; }
+    void Clear() override;
 
     /**
      * Closes the file for good.
@@ -32,13 +38,30 @@ public:
      */
     void Keep();
 
+    /** Removes what is not kept of the file written last, where a process ends on the spot. */
+    static void RemoveUnfinished()
+    {
+        if (unfinished)
+            ::unlink(unfinished);
+    }
+
 private:
-    NewFile(const NewFile&) = delete;
-    NewFile& operator=(const NewFile&) = delete;
+    void Make();
+    void Remove();
+    void Flush();
+    void Put(const char* data, std::size_t size);
+    void MoveTo(std::uint64_t place);
+    [[noreturn]] void Fail();
 
     const std::string path;
-    std::FILE* stream = nullptr;
-    bool kept = false;
+    const mode_t mode;
+    /** Null as long as nothing has been put there. */
+    std::unique_ptr<PDF::FileDescriptor> file;
+    const std::unique_ptr<char[]> buffer;
+    std::size_t gathered = 0;
+    std::uint64_t flushed = 0;
+    bool hasFailed = false;
+    inline static const char* unfinished = nullptr;
 };
 
 } // namespace Korvel::Worker

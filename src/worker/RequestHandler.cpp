@@ -1,10 +1,10 @@
 #include "RequestHandler.h"
 
 #include "DocumentInfoJson.h"
-#include "ImageEncoder.h"
 #include "NewFile.h"
 #include "PathText.h"
 #include "RequestError.h"
+#include "WritePicture.h"
 
 #include <cmath>
 #include <cstring>
@@ -117,11 +117,11 @@ Encoding EncodingOf(const QJsonObject& request, const QString& format)
     return encoding;
 }
 
-QImage::Format FormatOf(const QJsonObject& request)
+PixelFormat PixelsOf(const QJsonObject& request)
 {
     if (request.contains(Key::gray) && !request[Key::gray].isBool())
         Refuse(Key::gray, " is neither true nor false");
-    return request[Key::gray].toBool() ? QImage::Format_Grayscale8 : QImage::Format_RGB32;
+    return request[Key::gray].toBool() ? PixelFormat::Gray : PixelFormat::Bgrx;
 }
 
 /** The pages that are wanted; none for all of them. */
@@ -227,16 +227,13 @@ QJsonObject RequestHandler::Convert(const QJsonObject& request)
         throw RequestError(Reason::UnsupportedFormat, "no such format");
     const FileState before = TakeUp(Path(request, Key::file));
     return WhileUnchanged(before, [&] {
-        if (isPdf) {
-            PdfDocument document(input, std::string());
-            NewFile file(output, byUmask);
-            document.Save(file);
-            Finish(file, before);
-            return QJsonObject();
-        }
-        const QByteArray result = Result(request, format);
         NewFile file(output, byUmask);
-        file.Write(result.constData(), std::size_t(result.size()));
+        if (isPdf)
+            PdfDocument(input, std::string()).Save(file);
+        else if (format == WorkerProtocol::Format::txt)
+            WriteText(file, request);
+        else
+            WritePage(file, request, format);
         Finish(file, before);
         return QJsonObject();
     });
@@ -281,17 +278,21 @@ FileState RequestHandler::TakeUp(const std::string& path)
     return now;
 }
 
-QByteArray RequestHandler::Result(const QJsonObject& request, const QString& format)
+void RequestHandler::WriteText(NewFile& file, const QJsonObject& request)
+{
+    const QByteArray text = RendererFor(input).Text(Pages(request));
+    file.Write(text.constData(), std::size_t(text.size()));
+}
+
+void RequestHandler::WritePage(NewFile& file, const QJsonObject& request, const QString& format)
 {
     PageRenderer& pages = RendererFor(input);
-    if (format == WorkerProtocol::Format::txt)
-        return pages.Text(Pages(request));
     const qint64 page = Number(request, Key::page);
     const Encoding encoding = EncodingOf(request, format);
     const double dotsPerInch = request.contains(Key::size)
                                    ? pages.ResolutionToFit(page, Size(request))
                                    : Resolution(request);
-    return Encode(pages.Render(page, dotsPerInch, FormatOf(request)), encoding);
+    pages.Write(file, page, dotsPerInch, PixelsOf(request), encoding);
 }
 
 PageRenderer& RequestHandler::RendererFor(const std::string& path)

@@ -33,7 +33,8 @@ private:
     QJsonObject Close(const QJsonObject& request);
     QJsonObject Convert(const QJsonObject& request);
     FileState TakeUp(const std::string& path);
-    QByteArray Result(const QJsonObject& request, const QString& format);
+    void WriteText(NewFile& file, const QJsonObject& request);
+    void WritePage(NewFile& file, const QJsonObject& request, const QString& format);
     void Finish(NewFile& result, const FileState& before) const;
     template <typename Work>
     QJsonObject WhileUnchanged(const FileState& before, const Work& work) const;

@@ -1,7 +1,7 @@
 #include "WarmUp.h"
 
 #include "FileDescriptor.h"
-#include "ImageEncoder.h"
+#include "MemoryOutput.h"
 #include "PageRenderer.h"
 #include "PdfDocument.h"
 #include "RequestError.h"
@@ -24,7 +24,8 @@ void OpenAndDraw(const std::string& path)
     PdfDocument opened(path, std::string());
     opened.Description();
     opened.ForRendering();
-    Encode(PageRenderer(path).Render(1, 72, QImage::Format_RGB32), {QStringLiteral("png")});
+    MemoryOutput picture;
+    PageRenderer(path).Write(picture, 1, 72, PixelFormat::Bgrx, {WorkerProtocol::Format::png});
 }
 
 } // namespace

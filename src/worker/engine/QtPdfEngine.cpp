@@ -1,6 +1,6 @@
 #include "QtPdfEngine.h"
 
-#include "Pixels.h"
+#include "PutOnWhite.h"
 #include "RequestError.h"
 
 #include <new>
@@ -71,8 +71,9 @@ bool QtPdfEngine::Open(const QByteArray& bytes)
 
 PageEngine::DrawRows QtPdfEngine::Draw(int page, const PictureShape& shape)
 {
-    const QImage picture = DrawOnWhite(document, page, shape);
-    return [picture](int first) {
+    return [this, page, shape, picture = QImage()](int first) mutable {
+        if (picture.isNull())
+            picture = DrawOnWhite(document, page, shape);
         return Rows{picture.constScanLine(first), picture.bytesPerLine(), picture.height() - first};
     };
 }

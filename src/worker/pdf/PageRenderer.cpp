@@ -1,12 +1,11 @@
 #include "PageRenderer.h"
 
 #include "PageText.h"
-#include "Pixels.h"
 #include "RequestError.h"
+#include "WritePicture.h"
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <numeric>
 
 namespace Korvel::Worker {
@@ -14,7 +13,6 @@ namespace Korvel::Worker {
 namespace {
 
 constexpr double pointsPerInch = 72;
-constexpr double mostDotsPerMetre = 1e9; // of the smallest pages, within an int
 // Sizes come with single precision: the 595.2 points of a scan would be a little more than its 2480
 // pixels, and to draw it on one more would blur it.
 constexpr double smallestRest = 0.01;
@@ -34,23 +32,6 @@ QSize SizeInPixels(const QSizeF& points, double dotsPerInch)
     if (width > WorkerProtocol::longestSide || height > WorkerProtocol::longestSide)
         throw RequestError(Reason::CannotRender, "the page is too large at this resolution");
     return {int(width), int(height)};
-}
-
-/** The picture of a page, which keeps what has drawn it. */
-QImage Draw(PageEngine& engine, int index, const QSize& size, QImage::Format format)
-{
-    PictureShape shape;
-    shape.width = size.width();
-    shape.height = size.height();
-    if (format == QImage::Format_Grayscale8)
-        shape.pixels = PixelFormat::Gray;
-    auto drawing = std::make_unique<PageEngine::DrawRows>(engine.Draw(index, shape));
-    const Rows rows = (*drawing)(0);
-    const auto end = [](void* owner) {
-        delete static_cast<PageEngine::DrawRows*>(owner);
-    };
-    return QImage(const_cast<unsigned char*>(rows.first), size.width(), size.height(),
-                  int(rows.stride), format, end, drawing.release());
 }
 
 } // namespace
@@ -98,16 +79,14 @@ double PageRenderer::ResolutionToFit(qint64 page, const QSize& pixels) const
            std::min(pixels.width() / points.width(), pixels.height() / points.height());
 }
 
-QImage PageRenderer::Render(qint64 page, double dotsPerInch, QImage::Format format)
+void PageRenderer::Write(Output& into, qint64 page, double dotsPerInch, PixelFormat pixels,
+                         const Encoding& encoding)
 {
     const int index = Check(page);
     const QSize size = SizeInPixels(engine->PageSize(index), dotsPerInch);
-    QImage result = Draw(*engine, index, size, format);
+    const PictureShape shape = {size.width(), size.height(), pixels, dotsPerInch};
+    WritePicture(into, shape, encoding, engine->Draw(index, shape));
     RequireWhatWasRead();
-    const int dotsPerMeter = qRound(std::min(dotsPerInch / metresPerInch, mostDotsPerMetre));
-    result.setDotsPerMeterX(dotsPerMeter);
-    result.setDotsPerMeterY(dotsPerMeter);
-    return result;
 }
 
 QByteArray PageRenderer::Text(const std::vector<qint64>& pages)

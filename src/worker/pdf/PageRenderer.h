@@ -1,15 +1,17 @@
 #pragma once
 
+#include "Encoding.h"
 #include "FileState.h"
+#include "Output.h"
 #include "PageEngine.h"
 #include "PdfDocument.h"
+#include "PixelFormat.h"
 
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <QByteArray>
-#include <QImage>
 #include <QSize>
 
 namespace Korvel::Worker {
@@ -36,14 +38,14 @@ public:
     double ResolutionToFit(qint64 page, const QSize& pixels) const;
 
     /**
-     * A page on white, annotations and form fields drawn, with its resolution.
+     * Writes a page on white, annotations and form fields drawn, with its resolution.
      *
-     * @param page    from 1
-     * @param format  that of the picture, without transparency
-     * @throws RequestError  "no-such-page", "cannot-render", "unreadable"
+     * @param page  from 1
+     * @throws RequestError  "no-such-page", "cannot-render", "cannot-write", "unreadable"
      * @throws std::bad_alloc
      */
-    QImage Render(qint64 page, double dotsPerInch, QImage::Format format);
+    void Write(Output& into, qint64 page, double dotsPerInch, PixelFormat pixels,
+               const Encoding& encoding);
 
     /**
      * The text of pages, each followed by a form feed; of all pages when none are named.

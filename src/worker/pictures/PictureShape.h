@@ -2,7 +2,12 @@
 
 #include "PixelFormat.h"
 
+#include <cstddef>
+
 namespace Korvel::Worker {
+
+/** People count dots by the inch, pictures by the metre. */
+inline constexpr double metresPerInch = 0.0254;
 
 /** What is known of a picture before its first row is drawn. */
 struct PictureShape
@@ -12,6 +17,12 @@ struct PictureShape
     int height = 0;
     PixelFormat pixels = PixelFormat::Bgrx;
     double dotsPerInch = 0;
+
+    bool IsGray() const { return pixels == PixelFormat::Gray; }
+    /** Which pictures have as whole numbers, of at most a thousand million. */
+    int DotsPerMetre() const;
+    /** @throws RequestError  "cannot-render": a side is longer than a format of that name takes */
+    void RequireSides(const char* format, int longest) const;
 };
 
 } // namespace Korvel::Worker

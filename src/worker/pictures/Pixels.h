@@ -1,21 +1,22 @@
 #pragma once
 
+#include "Rows.h"
+
 #include <cstddef>
 
-#include <QImage>
-
+/** Loops over pixels; those that are named "Bgrx" have four bytes. */
 namespace Korvel::Worker {
 
-/** People count dots by the inch, pictures by the metre. */
-inline constexpr double metresPerInch = 0.0254;
+/** Whether blue, green and red are alike everywhere in rows of so many pixels. */
+bool IsGray(const Rows& bgrx, int width);
 
-/** Puts white behind a picture of the format ARGB32, which becomes one of the format RGB32. */
-void PutOnWhite(QImage& picture);
+/** One byte for each of so many pixels; answers whether all of them are gray. */
+bool CopyGray(const unsigned char* bgrx, std::size_t count, unsigned char* into);
 
-/** Whether red, green and blue are alike everywhere in a picture of the format RGB32. */
-bool IsGray(const QImage& picture);
+/** Red, green and blue of so many pixels. */
+void CopyRgb(const unsigned char* bgrx, std::size_t count, unsigned char* into);
 
-/** One byte for each of so many gray pixels. */
-void CopyGray(const QRgb* pixels, std::size_t count, char* into);
+/** Blue, green and red of so many pixels. */
+void CopyBgr(const unsigned char* bgrx, std::size_t count, unsigned char* into);
 
 } // namespace Korvel::Worker

@@ -1,5 +1,6 @@
 #include "OutOfMemory.h"
 
+#include "NewFile.h"
 #include "NotStarted.h"
 #include "ResourceLimits.h"
 #include "Sanitizers.h"
@@ -33,6 +34,7 @@ void EndForLackOfMemory()
 {
     if (!isLimited)
         EndAsNotStarted("there is too little memory");
+    NewFile::RemoveUnfinished();
     _exit(WorkerProtocol::outOfMemoryExitCode);
 }
 
@@ -41,9 +43,9 @@ void EndForLackOfMemory()
 #if !IS_SANITIZED
 
 // All that the worker is made of calls these in place of those of the C library. Libraries take a
-// lack of memory for something else: libqpdf saves an incomplete file as a success, Qt writes a
-// TIFF for ever, others say that a picture cannot be written. Qt PDF takes its memory from mmap64
-// and aborts. ClearFreed.cpp builds realloc on these.
+// lack of memory for something else: libqpdf saves an incomplete file as a success, others say that
+// a picture cannot be written. Qt PDF takes its memory from mmap64 and aborts. ClearFreed.cpp
+// builds realloc on these.
 
 #define REPLACES_LIBRARY extern "C" __attribute__((visibility("default")))
 

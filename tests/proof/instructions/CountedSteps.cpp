@@ -3,11 +3,12 @@
 
 #include "AgreeableServices.h"
 #include "GetNextAvaliableIndex.h"
+#include "MemoryOutput.h"
 #include "PaintingApplication.h"
-#include "PngEncoder.h"
 #include "TempFileWrapper.h"
 #include "TextPage.h"
 #include "UnencryptDocWrapper.h"
+#include "WritePicture.h"
 
 #include <functional>
 #include <iostream>
@@ -80,8 +81,16 @@ void RelayProgress(Wrap wrap)
 
 void EncodeTextPage()
 {
+    using namespace Korvel::Worker;
     const QImage page = Test::TextPage(Qt::black);
-    Count([&] { Korvel::Worker::EncodePng(page, Korvel::Worker::Compression::Fast); });
+    Count([&] {
+        MemoryOutput png;
+        WritePicture(
+            png, {page.width(), page.height(), PixelFormat::Bgrx, 150},
+            {Korvel::WorkerProtocol::Format::png}, [&page](int row) {
+                return Rows{page.constScanLine(row), page.bytesPerLine(), page.height() - row};
+            });
+    });
 }
 
 void FindNumber()

@@ -1,4 +1,5 @@
 #include "Pixels.h"
+#include "PutOnWhite.h"
 
 #include <cmath>
 

@@ -1,4 +1,5 @@
-#include "PngEncoder.h"
+#include "PngWriter.h"
+#include "TestPicture.h"
 
 #include <algorithm>
 #include <functional>
@@ -13,6 +14,9 @@
 namespace Korvel::Worker {
 namespace {
 
+using Test::Noise;
+using Test::Written;
+
 constexpr auto bothCompressions = {Compression::Fast, Compression::Small};
 
 /** Decoded by Qt, which shares no code with the encoder. */
@@ -23,17 +27,9 @@ QImage Decoded(const QByteArray& png)
     return picture;
 }
 
-/** Every pixel another, which no compression makes smaller. */
-QImage Noise(const QSize& size, QImage::Format format)
+QByteArray EncodePng(const QImage& picture, Compression compression, int rowsAtOnce = 1 << 30)
 {
-    std::mt19937 random(7);
-    QImage picture(size, format);
-    for (int row = 0; row < size.height(); ++row) {
-        uchar* const bytes = picture.scanLine(row);
-        for (int column = 0; column < size.width() * picture.depth() / 8; ++column)
-            bytes[column] = uchar(random());
-    }
-    return picture.depth() == 32 ? picture.convertToFormat(QImage::Format_RGB32) : picture;
+    return Written(picture, {"png", 90, compression}, 150, rowsAtOnce);
 }
 
 /** A white page with black dashes. */
@@ -77,7 +73,7 @@ void CallOnStackAt(std::uintptr_t address, const std::function<void()>& call)
     ::munmap(stack, size);
 }
 
-TEST(PngEncoderTest, KeepsEveryPixelOfPicturesOfEverySize)
+TEST(PngWriterTest, KeepsEveryPixelOfPicturesOfEverySize)
 {
     for (const QSize size :
          {QSize(1, 1), QSize(7, 1), QSize(8, 1), QSize(20, 1), QSize(1, 70'000), QSize(60'000, 1),
@@ -91,7 +87,7 @@ TEST(PngEncoderTest, KeepsEveryPixelOfPicturesOfEverySize)
     }
 }
 
-TEST(PngEncoderTest, IsGrayWhereEveryPixelIs)
+TEST(PngWriterTest, IsGrayWhereEveryPixelIs)
 {
     QImage picture(300, 200, QImage::Format_RGB32);
     picture.fill(qRgb(200, 200, 200));
@@ -105,19 +101,32 @@ TEST(PngEncoderTest, IsGrayWhereEveryPixelIs)
     }
 }
 
-TEST(PngEncoderTest, TellsTheResolution)
+TEST(PngWriterTest, HasTheSameBytesWhereRowsComeInPieces)
 {
-    QImage picture = Noise({20, 20}, QImage::Format_RGB32);
-    picture.setDotsPerMeterX(5906);
-    picture.setDotsPerMeterY(2953);
-    for (const Compression compression : bothCompressions) {
-        const QImage decoded = Decoded(EncodePng(picture, compression));
-        EXPECT_EQ(decoded.dotsPerMeterX(), 5906);
-        EXPECT_EQ(decoded.dotsPerMeterY(), 2953);
+    QImage coloredBelow = Dashes().convertToFormat(QImage::Format_RGB32);
+    coloredBelow.setPixel(500, 900, qRgb(1, 2, 3));
+    for (const QImage& picture :
+         {Dashes(), Noise({700, 512}, QImage::Format_RGB32), coloredBelow}) {
+        for (const Compression compression : bothCompressions) {
+            for (const int rowsAtOnce : {1, 100, 511})
+                EXPECT_EQ(EncodePng(picture, compression, rowsAtOnce),
+                          EncodePng(picture, compression));
+        }
     }
 }
 
-TEST(PngEncoderTest, HasTheSameBytesWhereverInMemoryItIsMade)
+TEST(PngWriterTest, TellsTheResolution)
+{
+    const QImage picture = Noise({20, 20}, QImage::Format_RGB32);
+    for (const double dotsPerInch : {1.0, 72.0, 299.72, 4800.0, 1e9}) {
+        const int expected = qRound(std::min(dotsPerInch / 0.0254, 1e9));
+        const QImage decoded = Decoded(Written(picture, {"png"}, dotsPerInch));
+        EXPECT_EQ(decoded.dotsPerMeterX(), expected);
+        EXPECT_EQ(decoded.dotsPerMeterY(), expected);
+    }
+}
+
+TEST(PngWriterTest, HasTheSameBytesWhereverInMemoryItIsMade)
 {
     const QImage picture = Dashes();
     for (const Compression compression : bothCompressions) {
