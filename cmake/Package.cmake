@@ -22,6 +22,13 @@ install(FILES
   ${PROJECT_BINARY_DIR}/ConvertWrappersConfigVersion.cmake
   DESTINATION ${package_dir} COMPONENT Development)
 
+# The guides, with the pages that they lead to, and their programs.
+set(development_docs ${CMAKE_INSTALL_DATADIR}/doc/libconvertwrappers-dev)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${development_docs} COMPONENT Development
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.schema.json" PATTERN site EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/guides DESTINATION ${development_docs}/examples
+  COMPONENT Development PATTERN "*.cmake" EXCLUDE PATTERN guides/CMakeLists.txt EXCLUDE)
+
 # pkg-config's file `name` for the libraries listed. It knows the prefix from where it lies.
 function(project_pkg_config name description)
   set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

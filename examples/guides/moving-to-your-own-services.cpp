@@ -53,6 +53,7 @@ TEST_F(RememberingFileSystemTest, TellsWhereAResultWent)
     TempFileWrapper wrapper(services.names, std::make_shared<UpperCaseConverter>(), services.files);
     QObject::connect(&wrapper, qOverload<const QString&, QString>(&AbstractConverter::Finished),
                      [] { QCoreApplication::quit(); });
+    QObject::connect(&wrapper, &AbstractConverter::Failed, [] { QCoreApplication::quit(); });
     AbstractConverter::Task task;
     task.source = folder.filePath(QStringLiteral("source.txt"));
     task.destination = folder.filePath(QStringLiteral("result.txt"));

@@ -1,4 +1,5 @@
-// A chain on a thread of its own, and one that deletes itself in a slot.
+// A chain on a thread of its own, and one that deletes itself in a slot:
+// ownership-and-threads [SOURCE.txt [FOLDER-FOR-TEMPORARY-FILES]]
 
 #include "LocalFileSystem.h"
 #include "SessionFolder.h"
@@ -24,6 +25,8 @@ std::shared_ptr<AbstractConverter> MakeChain(const std::string& folder)
     const auto names = std::make_shared<UuidFileNameGenerator>();
     const auto files =
         std::make_shared<LocalFileSystem>(SessionFolder::Create(folder, error)); // the only share
+    if (!error.empty())
+        qWarning("no folder for temporary files: %s", error.c_str()); // ConvertFile answers false
     return std::make_shared<TempFileWrapper>(names, std::make_shared<UpperCaseConverter>(), files);
 }
 //! [shares]
@@ -82,6 +85,10 @@ void ConvertInTheBackground(const std::string& folder, const AbstractConverter::
                          qInfo("made in the background: %d", int(QFile::exists(result)));
                          QCoreApplication::quit();
                      });
+    QObject::connect(&background.Signals(), &AbstractConverter::Failed, &receiver, [] {
+        qInfo("failed in the background");
+        QCoreApplication::quit();
+    });
     if (background.ConvertFile(task))
         QCoreApplication::exec();
     //! [receive]
@@ -97,6 +104,10 @@ void ConvertOnce(const std::string& folder, const AbstractConverter::Task& task)
                          qInfo("numbered: %d", int(result.endsWith(QLatin1String("(2).txt"))));
                          QCoreApplication::quit();
                      });
+    QObject::connect(chain.get(), &AbstractConverter::Failed, [] {
+        qInfo("failed");
+        QCoreApplication::quit();
+    });
     if (chain->ConvertFile(task))
         QCoreApplication::exec();
     //! [delete]
@@ -113,8 +124,9 @@ int main(int argc, char** argv)
         return 1;
 
     AbstractConverter::Task task;
-    task.source = source.fileName();
+    task.source = argc > 1 ? QString::fromUtf8(argv[1]) : source.fileName();
     task.destination = folder.filePath(QStringLiteral("result.txt"));
-    ConvertInTheBackground(folder.path().toStdString(), task);
-    ConvertOnce(folder.path().toStdString(), task);
+    const std::string temporary = argc > 2 ? argv[2] : folder.path().toStdString();
+    ConvertInTheBackground(temporary, task);
+    ConvertOnce(temporary, task);
 }

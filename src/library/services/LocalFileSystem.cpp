@@ -277,6 +277,14 @@ bool HoldsSession(const std::string& folder, const SessionFolder& session)
     return true;
 }
 
+/** Whether there is a session folder; says where there is none. */
+bool HasFolder(const std::shared_ptr<const SessionFolder>& session)
+{
+    if (!session)
+        qCWarning(servicesLog) << "there is no folder for temporary files: it could not be made";
+    return session != nullptr;
+}
+
 } // namespace
 
 LocalFileSystem::LocalFileSystem(std::shared_ptr<const SessionFolder> session)
@@ -286,12 +294,15 @@ LocalFileSystem::LocalFileSystem(std::shared_ptr<const SessionFolder> session)
 
 ioPath LocalFileSystem::GetTempFolder()
 {
-    return ioPath(session->Path());
+    // Nothing can be made below a device.
+    return ioPath(HasFolder(session) ? session->Path() : "/dev/null");
 }
 
 bool LocalFileSystem::RemoveFolder(const ioPath& folder)
 {
     return FalseWhenThrown([&] {
+        if (!HasFolder(session))
+            return false;
         // A link with a separator behind it is the folder that it points to.
         const std::string path = WithoutTrailingSeparators(folder.utf8string());
         if (NamesAFolder(path) && !HoldsSession(path, *session))
@@ -312,6 +323,8 @@ bool LocalFileSystem::Exists(const ioPath& path)
 bool LocalFileSystem::Move(const ioPath& from, const ioPath& to)
 {
     return FalseWhenThrown([&] {
+        if (!HasFolder(session))
+            return false;
         const std::error_code failure =
             MoveFile(from.utf8string(), to.utf8string(), NameOf(*session));
         if (failure)
@@ -325,6 +338,8 @@ bool LocalFileSystem::Replace(const ioPath& from, const ioPath& to,
                               const std::function<bool()>& isStillWanted)
 {
     return FalseWhenThrown([&] {
+        if (!HasFolder(session))
+            return false;
         const std::error_code failure =
             ReplaceFile(from.utf8string(), to.utf8string(), NameOf(*session), isStillWanted);
         if (failure)
@@ -341,6 +356,8 @@ std::vector<std::string> LocalFileSystem::Sweep(const std::string& folder)
 bool LocalFileSystem::CreateFolder(const ioPath& folder)
 {
     return FalseWhenThrown([&] {
+        if (!HasFolder(session))
+            return false;
         const std::error_code failure = MakeFolder(folder.utf8string());
         if (failure)
             LogFailure("cannot create", folder.utf8string(), failure);

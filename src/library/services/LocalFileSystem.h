@@ -21,7 +21,10 @@ class SessionFolder;
 class CONVERTERSERVICES_EXPORT LocalFileSystem : public IFileSystem
 {
 public:
-    /** @param session  not null; shared, so the folder lives as long as this object */
+    /**
+     * @param session  shared, so the folder lives as long as this object; null for that of a
+     *                 SessionFolder::Create that has failed: everything that changes files fails then
+     */
     explicit LocalFileSystem(std::shared_ptr<const SessionFolder> session);
 
     /** The session folder. */

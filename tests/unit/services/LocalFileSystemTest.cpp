@@ -69,6 +69,21 @@ TEST_F(LocalFileSystemTest, TheTempFolderIsTheSessionFolder)
     EXPECT_EQ(fileSystem.GetTempFolder().utf8string(), session->Path());
 }
 
+TEST_F(LocalFileSystemTest, ChangesNothingWithoutASessionFolder)
+{
+    std::ofstream(Text("file")) << "mine";
+    std::filesystem::create_directory(Text("folder"));
+    LocalFileSystem files(nullptr);
+    EXPECT_FALSE(files.CreateFolder(Path("new")));
+    EXPECT_FALSE(files.Move(Path("file"), Path("moved")));
+    EXPECT_FALSE(files.Replace(Path("file"), Path("moved"), [] { return true; }));
+    EXPECT_FALSE(files.RemoveFolder(Path("folder")));
+    EXPECT_TRUE(files.Exists(Path("file")));
+    EXPECT_TRUE(files.Exists(Path("folder")));
+    EXPECT_FALSE(std::ofstream(files.GetTempFolder().utf8string() + "/secret").is_open())
+        << "nothing can be made where temporary files would be";
+}
+
 TEST_F(LocalFileSystemTest, KeepsTheSessionFolderAlive)
 {
     auto other = std::make_shared<LocalFileSystem>(SessionFolder::Create(folder, error));

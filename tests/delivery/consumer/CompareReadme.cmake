@@ -1,6 +1,0 @@
-file(READ ${README} readme)
-file(READ ${EXAMPLE} example)
-string(FIND "${readme}" "```cpp\n${example}```" place)
-if(place EQUAL -1)
-  message(FATAL_ERROR "The C++ program in README.md is not the one in ${EXAMPLE}")
-endif()
