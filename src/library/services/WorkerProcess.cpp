@@ -16,6 +16,7 @@
 #include <QJsonDocument>
 #include <QPointer>
 #include <QRandomGenerator>
+#include <QThread>
 
 #include <dlfcn.h>
 #include <sys/stat.h>
@@ -36,6 +37,8 @@ constexpr int notLoadedExitCode = 127; // the system's loader found no room for 
 // Milliseconds, of which it takes one or two.
 constexpr int timeToBeAsked = 4000;
 constexpr int timeToEnd = 5000;
+constexpr unsigned long pauseOfWaiting = 100; // microseconds
+constexpr std::chrono::milliseconds lastCall(1);
 constexpr std::chrono::milliseconds longestAlarm(std::numeric_limits<int>::max());
 constexpr qint64 longestAnswer = qint64(4) * 1024 * 1024;
 
@@ -47,6 +50,17 @@ bool HasEnded(const QProcess& process)
     return process.state() == QProcess::NotRunning ||
            ::waitid(P_PID, id_t(process.processId()), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
            info.si_pid != 0;
+}
+
+/**
+ * Waits until the process has ended, and reads nothing of what it says meanwhile: that may have no
+ * end, and Qt would keep all of it.
+ */
+bool WaitForEnd(const QProcess& process, const QDeadlineTimer& deadline)
+{
+    while (!HasEnded(process) && !deadline.hasExpired())
+        QThread::usleep(pauseOfWaiting);
+    return HasEnded(process);
 }
 
 /**
@@ -199,9 +213,10 @@ void WorkerProcess::Discard()
     if (process->state() != QProcess::NotRunning) {
         const QDeadlineTimer end(timeToEnd);
         process->terminate(); // it ends its child, which may be writing, before itself
-        process->waitForFinished(timeToBeAsked);
-        process->kill();
-        process->waitForFinished(int(end.remainingTime()));
+        if (!WaitForEnd(*process, QDeadlineTimer(timeToBeAsked)))
+            process->kill();
+        if (WaitForEnd(*process, end))
+            process->waitForFinished();
     }
     process.reset();
 }
@@ -249,6 +264,7 @@ void WorkerProcess::SendNext()
         SendRelease();
     else
         SendRequest(requests.front().message);
+    isLate = false;
     alarm.start(std::min(settings.deadline, longestAlarm));
 }
 
@@ -294,10 +310,13 @@ void WorkerProcess::ReadAnswers()
 
 void WorkerProcess::TimeIsUp()
 {
+    // It may have answered while this thread was busy with something else, and is heard once more.
+    if (!std::exchange(isLate, true)) {
+        alarm.start(lastCall);
+        return;
+    }
     const QPointer<WorkerProcess> self(this);
-    if (process)
-        process->waitForReadyRead(0);
-    ReadAnswers(); // it may have answered while this thread was busy with something else
+    ReadAnswers();
     if (self && waiting && !alarm.isActive())
         Fail(WordFor(Reason::TimedOut), "the worker did not answer in time");
 }

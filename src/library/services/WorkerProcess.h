@@ -126,6 +126,8 @@ private:
     /** The number that the process answers with when it is released. */
     int releaseNumber = 0;
     bool waiting = false;
+    /** Whether the time for the request is up, and its answer may have come nevertheless. */
+    bool isLate = false;
     qint64 lastId = 0;
     QTimer alarm;
 };

@@ -8,10 +8,11 @@
 #include <optional>
 #include <thread>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
@@ -524,6 +525,45 @@ TEST_F(WorkerProgramIsUnusable, BecauseNoneWasFound)
     const MessageCapture log;
     ExpectNotStarted({});
     EXPECT_EQ(log.Text().find("QIODevice"), std::string::npos) << log.Text();
+}
+
+/** Peak memory of this process, in bytes. */
+qint64 PeakOfMemory()
+{
+    rusage usage = {};
+    ::getrusage(RUSAGE_SELF, &usage);
+    return qint64(usage.ru_maxrss) * 1024;
+}
+
+class WorkerProgramFloods : public WorkerProgramIsUnusable,
+                            public testing::WithParamInterface<const char*>
+{
+protected:
+    /** A program that says "y" for ever and heeds no SIGTERM. */
+    QString Program()
+    {
+        const QString script = QString("#!/bin/sh\ntrap '' TERM\nexec /usr/bin/yes %1\n");
+        return FileWith(script.arg(GetParam()).toLatin1(), QFile::ReadOwner | QFile::ExeOwner);
+    }
+
+    static constexpr qint64 aLittle = 32 << 20;
+};
+
+INSTANTIATE_TEST_SUITE_P(WorkerProcessTest, WorkerProgramFloods, testing::Values(">&1", ">&2"),
+                         [](const auto& row) {
+                             return row.index == 0 ? "StandardOutput" : "StandardError";
+                         });
+
+TEST_P(WorkerProgramFloods, AndIsEndedInTimeWithoutMemoryForWhatItSays)
+{
+    WorkerProcess worker({Program(), 2s});
+    const qint64 before = PeakOfMemory();
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_THAT(Reason(AskAndWait(worker, {})), testing::AnyOf("rubbish", "timed-out"));
+    EXPECT_TRUE(ChildProcesses().empty());
+    EXPECT_LT(timer.elapsed(), 30'000);
+    EXPECT_LT(PeakOfMemory() - before, aLittle);
 }
 
 TEST(WorkerProcessReceiverTest, MayAskAgain)
