@@ -8,8 +8,10 @@
 #include "SessionFolder.h"
 
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <new>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -113,7 +115,20 @@ std::error_code CopyBytes(const FileDescriptor& source, const FileDescriptor& co
     return copied == size ? std::error_code() : std::make_error_code(std::errc::io_error);
 }
 
-/** Makes `copy`, a new file, equal to `source` and sure to last. */
+/** The mode of new files. To ask for the umask, other threads would have to have none meanwhile. */
+mode_t ModeByUmask()
+{
+    constexpr mode_t forAll = 0666;
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        unsigned umask = 0;
+        if (std::sscanf(line.c_str(), "Umask: %o", &umask) == 1)
+            return forAll & ~umask;
+    }
+    return S_IRUSR | S_IWUSR;
+}
+
+/** Gives `copy`, a new file, the bytes of `source`, and makes sure that they last. */
 std::error_code CopyFile(const FileDescriptor& source, const FileDescriptor& copy)
 {
     struct stat status;
@@ -122,8 +137,8 @@ std::error_code CopyFile(const FileDescriptor& source, const FileDescriptor& cop
     if (const std::error_code failure = CopyBytes(source, copy, status.st_size))
         return failure;
     // Not every file system knows permissions: there, the mode that it gives has to do.
-    if (::fchmod(copy.Number(), status.st_mode & 0777) != 0)
-        qCWarning(servicesLog) << "cannot keep a file's permissions:"
+    if (::fchmod(copy.Number(), ModeByUmask()) != 0)
+        qCWarning(servicesLog) << "cannot set a file's permissions:"
                                << LastError().message().c_str();
     return ::fsync(copy.Number()) == 0 ? std::error_code() : LastError();
 }

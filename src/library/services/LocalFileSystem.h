@@ -46,11 +46,12 @@ public:
      *
      * On one volume it is one atomic step. Across volumes the bytes are copied into an unnamed or
      * hidden file in the target's folder, flushed to the disk and put in place under its name in
-     * one step, and then only the source is removed; permission bits are kept where the volume
-     * knows them. The hidden file is called like the session folder, with a dot before and a
-     * random end, and locked as long as this process writes it; Sweep removes what a killed one has
-     * left. The file counts as moved when it lies at `to`, even if its source could not be
-     * removed. A volume that can neither rename without replacing nor link is refused.
+     * one step, and then only the source is removed; the file has the permissions that the umask
+     * gives new files, whatever its source had, where the volume knows any. The hidden file is
+     * called like the session folder, with a dot before and a random end, and locked as long as
+     * this process writes it; Sweep removes what a killed one has left. The file counts as moved
+     * when it lies at `to`, even if its source could not be removed. A volume that can neither
+     * rename without replacing nor link is refused.
      */
     bool Move(const ioPath& from, const ioPath& to) override;
 
