@@ -5,6 +5,8 @@
 #include "RequestError.h"
 #include "WorkerFolder.h"
 
+#include <cstdint>
+#include <limits>
 #include <new>
 
 #include <QCoreApplication>
@@ -22,7 +24,7 @@ void OpenAndSave()
     const int pages = document.Description().pages;
     Fuzz::Require(pages > 0, "a document that opens has pages");
     {
-        Worker::NewFile copy(saved, 0600);
+        Worker::NewFile copy(saved, 0600, std::numeric_limits<std::uint64_t>::max());
         document.Save(copy);
         copy.Keep();
     }

@@ -15,6 +15,7 @@ namespace Korvel::WorkerProtocol {
 namespace Argument {
 inline constexpr char memoryLimit[] = "--memory-limit";
 inline constexpr char timeLimit[] = "--time-limit";
+inline constexpr char fileLimit[] = "--file-limit";
 inline constexpr char folder[] = "--folder";
 } // namespace Argument
 
@@ -89,6 +90,9 @@ inline constexpr int defaultQuality = 90;
 /** MiB of address space. */
 inline constexpr int defaultMemoryLimit = 1024;
 
+/** MiB of a file that is written; 0 stands for no limit. */
+inline constexpr int defaultFileLimit = 1024;
+
 /** Seconds of CPU time for each request. */
 inline constexpr int defaultTimeLimit = 600;
 
@@ -116,6 +120,8 @@ enum class Reason {
     UnsupportedFormat,
     CannotRender,
     CannotWrite,
+    TooLarge,
+    TooManyPages,
     BadRequest,
     Changed,
     // The library answers these for a worker that does not answer.
@@ -155,6 +161,10 @@ constexpr const char* WordFor(Reason reason)
         return "cannot-render";
     case Reason::CannotWrite:
         return "cannot-write";
+    case Reason::TooLarge:
+        return "too-large";
+    case Reason::TooManyPages:
+        return "too-many-pages";
     case Reason::BadRequest:
         return "bad-request";
     case Reason::Changed:

@@ -14,7 +14,7 @@ namespace {
 namespace Argument = WorkerProtocol::Argument;
 
 constexpr char usage[] = "usage: pdfconvert-worker [--memory-limit MIB] [--time-limit SECONDS] "
-                         "[--folder DIR] [--version]\n";
+                         "[--file-limit MIB] [--folder DIR] [--version]\n";
 
 /** The name as getopt_long wants it, without the dashes. */
 constexpr option WithValue(const char* name)
@@ -22,14 +22,18 @@ constexpr option WithValue(const char* name)
     return {name + 2, required_argument, nullptr, 'v'};
 }
 
-constexpr option options[] = {WithValue(Argument::memoryLimit), WithValue(Argument::timeLimit),
+constexpr option options[] = {WithValue(Argument::memoryLimit),
+                              WithValue(Argument::timeLimit),
+                              WithValue(Argument::fileLimit),
                               WithValue(Argument::folder),
-                              option{"version", no_argument, nullptr, 'V'}, option{}};
+                              option{"version", no_argument, nullptr, 'V'},
+                              option{}};
 
-bool Set(int& number, const char* text)
+bool Set(int& number, const char* text, int least)
 {
-    number = QByteArray(text).toInt();
-    return number > 0;
+    bool isNumber = false;
+    number = QByteArray(text).toInt(&isNumber);
+    return isNumber && number >= least;
 }
 
 bool Set(std::string& folder, const char* text)
@@ -41,9 +45,11 @@ bool Set(std::string& folder, const char* text)
 bool SetOption(SandboxSettings& settings, std::string_view name, const char* value)
 {
     if (name == Argument::memoryLimit)
-        return Set(settings.memoryLimit, value);
+        return Set(settings.memoryLimit, value, 1);
     if (name == Argument::timeLimit)
-        return Set(settings.timeLimit, value);
+        return Set(settings.timeLimit, value, 1);
+    if (name == Argument::fileLimit)
+        return Set(settings.fileLimit, value, 0);
     return name == Argument::folder && Set(settings.folder, value);
 }
 

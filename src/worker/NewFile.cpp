@@ -3,6 +3,7 @@
 #include "PathText.h"
 #include "RequestError.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -23,8 +24,8 @@ constexpr std::size_t bufferSize = 4 << 20; // of which only what is used is eve
 
 } // namespace
 
-NewFile::NewFile(const std::string& path, mode_t mode)
-    : path(path), mode(mode), buffer(new char[bufferSize])
+NewFile::NewFile(const std::string& path, mode_t mode, std::uint64_t largest)
+    : path(path), mode(mode), largest(largest), buffer(new char[bufferSize])
 {
 }
 
@@ -35,6 +36,7 @@ NewFile::~NewFile()
 
 void NewFile::Write(const char* data, std::size_t size)
 {
+    RequireRoomFor(Size() + size);
     if (size > bufferSize - gathered)
         Flush();
     if (size > bufferSize) {
@@ -56,6 +58,7 @@ void NewFile::WriteAt(std::uint64_t place, const char* data, std::size_t size)
         std::memcpy(buffer.get() + (place - flushed), data, size);
         return;
     }
+    RequireRoomFor(place + size);
     Flush();
     if (!file)
         Make();
@@ -74,6 +77,7 @@ void NewFile::Clear()
 void NewFile::Keep()
 {
     // An earlier failure counts even if somebody on the way has taken it for harmless.
+    RequireRoomFor(largestEnd);
     if (hasFailed)
         throw RequestError(Reason::CannotWrite, "something was not written");
     Flush();
@@ -84,6 +88,13 @@ void NewFile::Keep()
         Fail();
     file.reset();
     unfinished = nullptr;
+}
+
+void NewFile::RequireRoomFor(std::uint64_t end)
+{
+    largestEnd = std::max(largestEnd, end);
+    if (largestEnd > largest)
+        throw RequestError(Reason::TooLarge, "the file would be larger than is allowed");
 }
 
 void NewFile::Make()

@@ -22,8 +22,11 @@ namespace Korvel::Worker {
 class NewFile : public Output
 {
 public:
-    /** @param mode  permission bits, less those of the umask */
-    NewFile(const std::string& path, mode_t mode);
+    /**
+     * @param mode     permission bits, less those of the umask
+     * @param largest  how many bytes it may have; what would go beyond fails with "too-large"
+     */
+    NewFile(const std::string& path, mode_t mode, std::uint64_t largest);
     ~NewFile() override;
 
     void Write(const char* data, std::size_t size) override;
@@ -34,7 +37,7 @@ public:
     /**
      * Closes the file for good.
      *
-     * @throws RequestError  "cannot-write": something was not written, or nothing was
+     * @throws RequestError  "cannot-write": something was not written, or nothing was; "too-large"
      */
     void Keep();
 
@@ -46,6 +49,7 @@ public:
     }
 
 private:
+    void RequireRoomFor(std::uint64_t end);
     void Make();
     void Remove();
     void Flush();
@@ -55,6 +59,9 @@ private:
 
     const std::string path;
     const mode_t mode;
+    const std::uint64_t largest;
+    /** Where the furthest byte ends that was to be written. */
+    std::uint64_t largestEnd = 0;
     /** Null as long as nothing has been put there. */
     std::unique_ptr<PDF::FileDescriptor> file;
     const std::unique_ptr<char[]> buffer;

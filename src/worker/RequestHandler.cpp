@@ -137,8 +137,9 @@ std::vector<qint64> Pages(const QJsonObject& request)
 
 } // namespace
 
-RequestHandler::RequestHandler(std::function<void(const std::string& file)> enterSandbox)
-    : enterSandbox(std::move(enterSandbox))
+RequestHandler::RequestHandler(std::function<void(const std::string& file)> enterSandbox,
+                               std::uint64_t largestFile)
+    : enterSandbox(std::move(enterSandbox)), largestFile(largestFile)
 {
 }
 
@@ -202,7 +203,7 @@ QJsonObject RequestHandler::Save(const QJsonObject& request)
         throw RequestError(Reason::NoSuchDocument, "no document of that number is open");
     const auto& [held, state] = document->second;
     return WhileUnchanged(state, [&, &document = *held, &before = state] {
-        NewFile copy(Path(request, Key::file), forOwner);
+        NewFile copy(Path(request, Key::file), forOwner, largestFile);
         document.Save(copy);
         Finish(copy, before);
         return QJsonObject();
@@ -227,7 +228,7 @@ QJsonObject RequestHandler::Convert(const QJsonObject& request)
         throw RequestError(Reason::UnsupportedFormat, "no such format");
     const FileState before = TakeUp(Path(request, Key::file));
     return WhileUnchanged(before, [&] {
-        NewFile file(output, byUmask);
+        NewFile file(output, byUmask, largestFile);
         if (isPdf)
             PdfDocument(input, std::string()).Save(file);
         else if (format == WorkerProtocol::Format::txt)

@@ -5,6 +5,7 @@
 #include "PageRenderer.h"
 #include "PdfDocument.h"
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -20,8 +21,12 @@ namespace Korvel::Worker {
 class RequestHandler
 {
 public:
-    /** @param enterSandbox  called with the one file that is looked at, before it is opened */
-    explicit RequestHandler(std::function<void(const std::string& file)> enterSandbox);
+    /**
+     * @param enterSandbox  called with the one file that is looked at, before it is opened
+     * @param largestFile   how many bytes a file may have that is written
+     */
+    RequestHandler(std::function<void(const std::string& file)> enterSandbox,
+                   std::uint64_t largestFile);
 
     /** The answer to one line of input. Throws nothing but std::bad_alloc. */
     QJsonObject Answer(const QByteArray& line);
@@ -41,6 +46,7 @@ private:
     PageRenderer& RendererFor(const std::string& path);
 
     const std::function<void(const std::string& file)> enterSandbox;
+    const std::uint64_t largestFile;
     /** The one file; empty before the first request that names one. */
     std::string input;
     /** Its state when the sandbox was entered, which lets no other file be read. */

@@ -9,8 +9,10 @@
 #include "Sanitizers.h"
 #include "WarmUp.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <iostream>
+#include <limits>
 #include <new>
 #include <string>
 
@@ -42,6 +44,13 @@ int PrintVersion(Sandbox& sandbox)
     for (const Measure& measure : sandbox.Measures())
         std::printf("%s: %s\n", measure.name, measure.isInForce ? "yes" : "no");
     return std::fflush(stdout) == 0 ? 0 : 1;
+}
+
+/** In bytes. */
+std::uint64_t LargestFile(const SandboxSettings& settings)
+{
+    return settings.fileLimit == 0 ? std::numeric_limits<std::uint64_t>::max()
+                                   : std::uint64_t(settings.fileLimit) << 20;
 }
 
 /** Answers all requests for one document, and gives the exit code. */
@@ -82,7 +91,8 @@ int main(int argc, char** argv)
         EndWhereSourceIsShortened();
         ForkForEachDocument(::fileno(answers));
         sandbox.SetLimits();
-        RequestHandler requests([&sandbox](const std::string& file) { sandbox.Enter(file); });
+        RequestHandler requests([&sandbox](const std::string& file) { sandbox.Enter(file); },
+                                LargestFile(arguments->settings));
         const int code = AnswerAll(requests, answers, sandbox);
         // The end of the process gives the document's memory back most quickly.
         if (!IS_SANITIZED)

@@ -62,5 +62,20 @@ TEST_F(LookTest, ThatNeedsMoreMemoryThanIsAllowedIsAnErrorThatSaysSo)
     EXPECT_FALSE(QFile::exists(Path("huge.png")));
 }
 
+TEST_F(LookTest, ThatTakesMoreBytesThanAResultMayHaveIsAnErrorThatSaysSo)
+{
+    MakeSample("one.pdf", 1);
+    const QStringList arguments{"one.pdf", "-o", "large.bmp", "-r", "100", "--json"};
+    const Outcome run = Run(arguments + QStringList{"--max-result", "1"});
+    EXPECT_EQ(run.exitCode, 7);
+    EXPECT_THAT(run.complaints, HasSubstr("one.pdf: a result would be larger than is allowed"));
+    EXPECT_THAT(run.complaints, HasSubstr("--max-result"));
+    EXPECT_TRUE(run.results.join("").contains("\"reason\": \"too-large\""));
+    EXPECT_FALSE(QFile::exists(Path("large.bmp")));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+    for (const char* enough : {"4", "0"})
+        EXPECT_EQ(Run(arguments + QStringList{"--max-result", enough}).exitCode, 0) << enough;
+}
+
 } // namespace
 } // namespace Korvel::App

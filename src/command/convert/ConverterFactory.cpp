@@ -79,6 +79,7 @@ PDF::WorkerSettings ToSettings(const RunOptions& options, const std::string& fol
             std::chrono::milliseconds(std::chrono::milliseconds::rep(options.timeout * 1000));
     if (options.memoryLimit > 0)
         settings.memoryLimit = options.memoryLimit;
+    settings.largestResult = options.largestResult;
     return settings;
 }
 

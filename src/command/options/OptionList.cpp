@@ -151,6 +151,10 @@ std::vector<Option> Running()
              "MB",
              "How much memory a worker process may use, from 256;\n"
              "1024 without this"},
+            {{"--max-result"},
+             "MB",
+             "How large a result may be, and so may a copy without\n"
+             "encryption; 1024 without this, 0 for any size"},
             {{"--journal"},
              "FILE",
              "Write down in FILE what becomes of each document, and\n"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "WorkerProtocol.h"
+
 #include <string>
 
 namespace Korvel::App {
@@ -17,6 +19,8 @@ struct RunOptions
     double timeout = 0;
     /** Megabytes that a worker may use; 0 for the default. */
     int memoryLimit = 0;
+    /** Megabytes that a result may have; 0 for any. */
+    int largestResult = WorkerProtocol::defaultFileLimit;
     /** Stop at the first document that fails. */
     bool failsFast = false;
     /** End with 0 when there were warnings only. */

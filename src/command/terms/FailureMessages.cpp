@@ -7,6 +7,7 @@ namespace Korvel::App {
 namespace {
 
 constexpr char cannotStart[] = "cannot-start";
+constexpr char tooLarge[] = "too-large";
 
 } // namespace
 
@@ -39,6 +40,9 @@ Failure FailureOf(PDF::OpenFailure why)
         return {ExitCode::TimedOut, "timed-out", "takes too long to open"};
     case PDF::OpenFailure::Changed:
         return ChangedFailure();
+    case PDF::OpenFailure::TooManyPages:
+        return {ExitCode::Input, "damaged",
+                "is damaged: it lists more pages than a file of its size can hold"};
     case PDF::OpenFailure::None:
     case PDF::OpenFailure::NotStarted:
     case PDF::OpenFailure::WorkerFailed:
@@ -63,6 +67,10 @@ Failure FailureOf(PDF::SaveFailure why)
         return FailureOf(PDF::OpenFailure::WorkerFailed);
     case PDF::SaveFailure::Changed:
         return ChangedFailure();
+    case PDF::SaveFailure::TooLarge:
+        return {ExitCode::Conversion, tooLarge,
+                "its copy without encryption or damage would be larger than is allowed; allow more "
+                "with --max-result"};
     case PDF::SaveFailure::CannotWrite:
     case PDF::SaveFailure::None:
         break;
@@ -93,6 +101,9 @@ Failure FailureOf(AbstractConverter::ErrorType error)
                 "allow more with --memory-limit"};
     case AbstractConverter::SourceChanged:
         return ChangedFailure();
+    case AbstractConverter::ResultTooLarge:
+        return {ExitCode::Conversion, tooLarge,
+                "a result would be larger than is allowed; allow more with --max-result"};
     default:
         return {ExitCode::Conversion, "failed", "the conversion failed (-v 1 tells more)"};
     }

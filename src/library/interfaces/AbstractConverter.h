@@ -72,7 +72,8 @@ public:
         TimedOut,          ///< the task took longer than it was given
         OutOfMemory,       ///< the task needed more memory than it was given
         UnsupportedFormat, ///< the wanted kind of result is not one that the converter makes
-        SourceChanged      ///< the source was changed by somebody while it was read
+        SourceChanged,     ///< the source was changed by somebody while it was read
+        ResultTooLarge     ///< the result is larger than is allowed
     };
     Q_ENUM(ErrorType)
 

@@ -16,7 +16,8 @@ enum class OpenFailure {
     TimedOut,              ///< the worker took longer than it was given
     WorkerFailed,          ///< the worker died, spoke nonsense, or was shut down
     NotStarted,            ///< no worker could be started; the document is not to blame
-    Changed                ///< somebody changed the file while it was read
+    Changed,               ///< somebody changed the file while it was read
+    TooManyPages           ///< it lists more pages than a file of its size can hold
 };
 
 } // namespace Korvel::PDF

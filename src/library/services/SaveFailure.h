@@ -10,7 +10,8 @@ enum class SaveFailure {
     OutOfMemory,  ///< it needs more memory than a worker is given
     TimedOut,     ///< the worker took longer than it was given
     WorkerFailed, ///< the worker does not hold the document, died, or was shut down
-    Changed       ///< somebody has changed the file since it was opened
+    Changed,      ///< somebody has changed the file since it was opened
+    TooLarge      ///< the copy is larger than is allowed
 };
 
 } // namespace Korvel::PDF

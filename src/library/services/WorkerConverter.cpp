@@ -107,6 +107,7 @@ AbstractConverter::ErrorType ToErrorType(Reason reason)
     case Reason::Empty:
     case Reason::NotAPdf:
     case Reason::Damaged:
+    case Reason::TooManyPages:
     case Reason::UnsupportedEncryption:
         return AbstractConverter::CannotOpenSource;
     case Reason::NoPassword:
@@ -119,6 +120,8 @@ AbstractConverter::ErrorType ToErrorType(Reason reason)
         return AbstractConverter::CannotRender;
     case Reason::CannotWrite:
         return AbstractConverter::CannotWrite;
+    case Reason::TooLarge:
+        return AbstractConverter::ResultTooLarge;
     case Reason::Ended:
         return AbstractConverter::Cancelled;
     case Reason::TimedOut:

@@ -5,6 +5,7 @@
 #include "ServicesLog.h"
 #include "WorkerProtocol.h"
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <mutex>
@@ -12,6 +13,8 @@
 #include <vector>
 
 #include <QThread>
+
+#include <sys/stat.h>
 
 namespace Korvel::PDF {
 
@@ -21,7 +24,7 @@ using WorkerProtocol::Reason;
 
 namespace {
 
-constexpr int mostPages = 8'388'607; // as many objects as a PDF can have
+constexpr qint64 mostObjects = 8'388'607; // in a PDF
 
 /** A promise that answers `failure` when it is dropped without an answer. */
 template <typename T>
@@ -64,6 +67,8 @@ OpenFailure ToOpenFailure(Reason reason)
         return OpenFailure::OutOfMemory;
     case Reason::TimedOut:
         return OpenFailure::TimedOut;
+    case Reason::TooManyPages:
+        return OpenFailure::TooManyPages;
     case Reason::NotStarted:
         return OpenFailure::NotStarted;
     case Reason::Changed:
@@ -73,6 +78,7 @@ OpenFailure ToOpenFailure(Reason reason)
     case Reason::UnsupportedFormat:
     case Reason::CannotRender:
     case Reason::CannotWrite:
+    case Reason::TooLarge:
     case Reason::BadRequest:
     case Reason::Died:
     case Reason::Rubbish:
@@ -87,6 +93,8 @@ SaveFailure ToSaveFailure(Reason reason)
     switch (reason) {
     case Reason::CannotWrite:
         return SaveFailure::CannotWrite;
+    case Reason::TooLarge:
+        return SaveFailure::TooLarge;
     case Reason::Damaged:
         return SaveFailure::Damaged;
     case Reason::OutOfMemory:
@@ -105,6 +113,7 @@ SaveFailure ToSaveFailure(Reason reason)
     case Reason::NoSuchPage:
     case Reason::UnsupportedFormat:
     case Reason::CannotRender:
+    case Reason::TooManyPages:
     case Reason::BadRequest:
     case Reason::NotStarted:
     case Reason::Died:
@@ -122,11 +131,29 @@ Reason ReasonOf(const QJsonObject& answer)
     return WorkerProtocol::ReasonOf(answer).value_or(Reason::Rubbish);
 }
 
-/** Whether a document is open now, as far as it has a number of pages that a PDF can have. */
+/** How many pages a file can have at most: each takes a byte, however they are packed. */
+qint64 MostPages(const QJsonObject& request)
+{
+    struct stat status = {};
+    const std::string path = request[Key::file].toString().toStdString();
+    return ::stat(path.c_str(), &status) == 0 ? std::min<qint64>(status.st_size, mostObjects) : 0;
+}
+
+/** The answer, or a failure in its place when it says that more pages are there than can be. */
+QJsonObject WithPossiblePages(const QJsonObject& answer, qint64 most)
+{
+    using WorkerProtocol::FailureAnswer;
+    const int pages = answer[Key::pages].toInt();
+    if (!answer[Key::ok].toBool() || (pages > 0 && pages <= most))
+        return answer;
+    return pages > most ? FailureAnswer(Reason::TooManyPages, "there are more pages than bytes")
+                        : FailureAnswer(Reason::Rubbish, "there is no number of pages");
+}
+
+/** Whether a document is open now. */
 bool IsOpened(const QJsonObject& answer)
 {
-    const int pages = answer[Key::pages].toInt();
-    return answer[Key::ok].toBool() && pages > 0 && pages <= mostPages;
+    return answer[Key::ok].toBool();
 }
 
 } // namespace
@@ -215,7 +242,9 @@ struct WorkerPdfProvider::Impl
         Later([this, document, request, receiver = std::move(receiver)] {
             if (!shutDown)
                 workers->Engage(document, settings);
-            const auto tell = [this, document, receiver](const QJsonObject& answer) {
+            const auto tell = [this, document, receiver,
+                               most = MostPages(request)](const QJsonObject& given) {
+                const QJsonObject answer = WithPossiblePages(given, most);
                 receiver(answer);
                 if (!IsOpened(answer))
                     workers->Release(document);

@@ -1,5 +1,6 @@
 #include "WorkerProcess.h"
 
+#include "ResultFile.h"
 #include "ServicesLog.h"
 #include "StartProcess.h"
 #include "WorkerProtocol.h"
@@ -76,6 +77,25 @@ QString FileOf(const QJsonObject& request)
     struct stat status = {};
     ::stat(path.toStdString().c_str(), &status);
     return QStringLiteral("%1 %2 %3").arg(status.st_dev).arg(status.st_ino).arg(path);
+}
+
+/** The file that the request has made; empty for none. */
+QString ResultOf(const QJsonObject& request)
+{
+    const QString operation = request[Key::op].toString();
+    if (operation == Operation::convert)
+        return request[Key::output].toString();
+    return operation == Operation::save ? request[Key::file].toString() : QString();
+}
+
+/** What is amiss with the file that the answer says was made; nothing where it says of none. */
+std::optional<Reason> ProblemOf(const QJsonObject& request, const QJsonObject& answer,
+                                const WorkerSettings& settings)
+{
+    const QString result = ResultOf(request);
+    if (result.isEmpty() || !answer[Key::ok].toBool())
+        return std::nullopt;
+    return ProblemOfResult(result, settings.largestResult);
 }
 
 /**
@@ -172,9 +192,10 @@ QStringList WorkerProcess::Arguments() const
 {
     using std::chrono::ceil;
     using std::chrono::seconds;
-    QStringList arguments{Argument::memoryLimit, QString::number(settings.memoryLimit),
-                          Argument::timeLimit,
-                          QString::number(ceil<seconds>(settings.deadline).count())};
+    QStringList arguments{
+        Argument::memoryLimit, QString::number(settings.memoryLimit),
+        Argument::timeLimit,   QString::number(ceil<seconds>(settings.deadline).count()),
+        Argument::fileLimit,   QString::number(settings.largestResult)};
     if (!settings.folder.isEmpty())
         arguments << Argument::folder << settings.folder;
     return arguments;
@@ -297,6 +318,10 @@ void WorkerProcess::ReadAnswers()
             continue; // what the child had still to say
         if (!isReleasing && !IsAwaited(answer)) {
             Fail(WordFor(Reason::Rubbish), "the worker's answer makes no sense");
+            return;
+        }
+        if (const auto problem = ProblemOf(requests.front().message, answer, settings)) {
+            Fail(WordFor(*problem), "the worker's result is not as the worker says");
             return;
         }
         const QPointer<WorkerProcess> self(this);

@@ -26,6 +26,11 @@ struct WorkerSettings
      * for any: a document that takes the worker over could then write wherever this user can.
      */
     QString folder = {};
+    /**
+     * How large a file a process may make, in MiB: a result, or a copy without encryption; 0 for no
+     * limit. A larger one is a failure, and nothing is looked at of it but its size.
+     */
+    int largestResult = 1024;
 };
 
 } // namespace Korvel::PDF

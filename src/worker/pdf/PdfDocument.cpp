@@ -154,6 +154,9 @@ bool PdfDocument::Open(const std::string& path, const std::string& password, boo
     try {
         pdf->processMemoryFile(path.c_str(), file.Bytes().data(), file.Bytes().size(),
                                password.c_str());
+        // Each of them takes a byte at least, however they are packed.
+        if (ListsMorePagesThan(*pdf, file.Bytes().size()))
+            throw RequestError(Reason::TooManyPages, "there are more pages than bytes");
         if (repair)
             MendPages(*pdf);
         if (pdf->getAllPages().empty())
@@ -163,6 +166,8 @@ bool PdfDocument::Open(const std::string& path, const std::string& password, boo
     } catch (const QPDFExc& error) {
         if (error.getErrorCode() == qpdf_e_password)
             return false;
+        throw;
+    } catch (const RequestError&) {
         throw;
     } catch (const std::exception& error) { // libqpdf throws more than its own type
         throw damaged(error.what());

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -94,6 +95,27 @@ bool IsSound(QPDF& pdf, std::string_view file)
     return HasHeader(file) && HasRightCount(pdf) && HasNothingButPages(pdf) &&
            AllLieInTheirPlaces(pdf.getXRefTable(), file.substr(FindHeader(file))) &&
            !pdf.anyWarnings();
+}
+
+bool ListsMorePagesThan(QPDF& pdf, std::size_t most)
+{
+    std::set<QPDFObjGen> seen;
+    std::vector<QPDFObjectHandle> nodes{pdf.getRoot().getKey("/Pages")};
+    std::size_t listed = 0;
+    while (!nodes.empty()) {
+        QPDFObjectHandle node = nodes.back();
+        nodes.pop_back();
+        const bool isNew = !node.isIndirect() || seen.insert(node.getObjGen()).second;
+        if (!isNew || !node.isDictionary() || !node.getKey("/Kids").isArray())
+            continue;
+        QPDFObjectHandle kids = node.getKey("/Kids");
+        listed += std::size_t(kids.getArrayNItems());
+        if (listed > most)
+            return true;
+        for (int i = 0; i < kids.getArrayNItems(); ++i)
+            nodes.push_back(kids.getArrayItem(i));
+    }
+    return false;
 }
 
 void MendPages(QPDF& pdf)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 #include <qpdf/QPDF.hh>
@@ -17,6 +18,12 @@ bool IsSound(QPDF& pdf, std::string_view file);
 
 /** Whether a file has nothing before the header of a PDF, and nothing but blanks behind its end. */
 bool BeginsAndEndsAsPdf(std::string_view file);
+
+/**
+ * Whether the tree of pages lists more of them than `most`. Unlike libqpdf, which copies a page for
+ * each time it is listed, this takes no memory for them.
+ */
+bool ListsMorePagesThan(QPDF& pdf, std::size_t most);
 
 /** Leaves nothing but pages in the tree of pages, and makes it tell how many there are. */
 void MendPages(QPDF& pdf);

@@ -23,7 +23,6 @@ namespace Korvel::Worker {
 
 namespace {
 
-constexpr rlim_t largestFile = rlim_t(10) << 30; // more than a cross-reference table can address
 constexpr rlim_t mostDescriptors = 64;
 
 constexpr std::chrono::seconds timeToStart(10); // a thread takes less than a thousandth of it
@@ -80,9 +79,11 @@ void Sandbox::SetLimits()
                 {"no core dump", LeavesNoCore()},
                 {"memory limit", LimitMemory(settings.memoryLimit)},
                 {"CPU time limit", LimitProcessorTime(settings.timeLimit)},
-                {"file size limit", LowerLimit(RLIMIT_FSIZE, largestFile)},
                 {"descriptor limit", LowerLimit(RLIMIT_NOFILE, mostDescriptors)},
                 {"process limit", !IS_SANITIZED && LowerLimit(RLIMIT_NPROC, 0)}};
+    if (settings.fileLimit > 0)
+        measures.push_back(
+            {"file size limit", LowerLimit(RLIMIT_FSIZE, rlim_t(settings.fileLimit) << 20)});
 }
 
 void Sandbox::LimitTime() const

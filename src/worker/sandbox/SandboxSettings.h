@@ -13,6 +13,8 @@ struct SandboxSettings
     int memoryLimit = WorkerProtocol::defaultMemoryLimit;
     /** Seconds of CPU time for each request. */
     int timeLimit = WorkerProtocol::defaultTimeLimit;
+    /** MiB of a file that is written; 0 for no limit. */
+    int fileLimit = WorkerProtocol::defaultFileLimit;
     /** The folder to write in, an absolute path; empty for any. */
     std::string folder;
 };

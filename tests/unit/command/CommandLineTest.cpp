@@ -100,19 +100,22 @@ TEST(CommandLine, NamesResultsInAFolderAfterTheirInputs)
 
 TEST(CommandLine, TakesEveryOptionOfLookLimitsAndReporting)
 {
-    const auto options =
-        Parse({"a.pdf", "-d", "o", "--size", "1920x1080", "--gray", "--compression", "small",
-               "--timeout", "2.5", "--memory-limit", "512", "--json", "--progress", "json"})
-            .options;
+    const auto options = Parse({"a.pdf", "-d", "o", "--size", "1920x1080", "--gray",
+                                "--compression", "small", "--timeout", "2.5", "--memory-limit",
+                                "512", "--max-result", "2048", "--json", "--progress", "json"})
+                             .options;
     ASSERT_TRUE(options);
     EXPECT_EQ(options->pages.size, QSize(1920, 1080));
     EXPECT_TRUE(options->pages.gray);
     EXPECT_EQ(options->pages.compression, "small");
     EXPECT_EQ(options->run.timeout, 2.5);
     EXPECT_EQ(options->run.memoryLimit, 512);
+    EXPECT_EQ(options->run.largestResult, 2048);
     EXPECT_TRUE(options->console.json);
     EXPECT_EQ(options->console.progress, ProgressStyle::Json);
     EXPECT_TRUE(Parse({"a.pdf", "--inspect"}).options->run.inspects);
+    EXPECT_EQ(Parse({"a.pdf", "-d", "o", "--max-result", "0"}).options->run.largestResult, 0);
+    EXPECT_EQ(Parse({"a.pdf", "-d", "o"}).options->run.largestResult, 1024);
 }
 
 TEST(CommandLine, TakesEachWayToGiveAPassword)
@@ -147,7 +150,7 @@ TEST(CommandLine, TakesTheNumbersThatItAllowsAndRefusesWhatIsNone)
                   QString(text).toDouble())
             << text;
     for (const char* const option :
-         {"-r", "--quality", "-j", "--timeout", "--memory-limit", "--password-fd", "-v"}) {
+         {"-r", "--quality", "-j", "--timeout", "--memory-limit", "--max-result", "--password-fd", "-v"}) {
         for (const char* const text :
              {"inf", "nan", "1e20", "-1e20", "0x10", "0b1", "1,5", "5 5", "-1", ""})
             EXPECT_THAT(Parse({"a.pdf", "-d", "o", option, text}).text,

@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
@@ -21,11 +22,15 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr int outOfMemoryExitCode = 77;
+
+using Action = std::function<void(const QJsonObject& request)>;
 
 int served = 0;
 
@@ -52,6 +57,30 @@ QString OfThisProcess(const std::string& name)
     for (char& c : text)
         c = c == '\0' ? ' ' : c;
     return QString::fromStdString(text);
+}
+
+/** Where the request wants a result; empty where it wants none. */
+std::string ResultOf(const QJsonObject& request)
+{
+    if (request["op"] == "save")
+        return request["file"].toString().toStdString();
+    return request["op"] == "convert" ? request["output"].toString().toStdString() : std::string();
+}
+
+/** Makes place for a result, whatever is there. */
+std::string ClearedResultOf(const QJsonObject& request)
+{
+    const std::filesystem::path path = ResultOf(request);
+    std::error_code ignored;
+    std::filesystem::create_directories(path.parent_path(), ignored);
+    std::filesystem::remove_all(path, ignored);
+    return path.native();
+}
+
+void MakeResult(const QJsonObject& request)
+{
+    if (const std::string path = ResultOf(request); !path.empty())
+        std::ofstream(ClearedResultOf(request)) << "result";
 }
 
 /** A success that tells of the worker, too: its process, its count of requests, what it got. */
@@ -98,6 +127,15 @@ void AskForSecret(const QJsonObject& request)
         WriteLine(Failure(request, password.isEmpty() ? "no-password" : "wrong-password"));
 }
 
+/** Says that it has made the result, and makes this in its place. */
+Action Make(const std::function<void(const std::string& path)>& make)
+{
+    return [make](const QJsonObject& request) {
+        make(ClearedResultOf(request));
+        WriteLine(Success(request));
+    };
+}
+
 void FallSilent()
 {
     while (true)
@@ -141,8 +179,6 @@ void ForkNoise()
     std::cerr << "late noise" << std::endl;
     ::_exit(0);
 }
-
-using Action = std::function<void(const QJsonObject& request)>;
 
 const std::map<QString, Action>& Actions()
 {
@@ -265,6 +301,21 @@ const std::map<QString, Action>& Actions()
          [](const QJsonObject& request) {
              WriteSlowly(Line({{"id", request["id"]}, {"ok", true}}));
          }},
+        {"make-nothing", Make([](const std::string&) {})},
+        {"make-empty", Make([](const std::string& path) { std::ofstream file(path); })},
+        {"make-folder", Make([](const std::string& path) { ::mkdir(path.c_str(), 0700); })},
+        {"make-link",
+         Make([](const std::string& path) { ::symlink("/etc/passwd", path.c_str()); })},
+        {"make-pipe", Make([](const std::string& path) { ::mkfifo(path.c_str(), 0600); })},
+        {"make-sparse", Make([](const std::string& path) {
+             std::ofstream(path).put('x');
+             ::truncate(path.c_str(), (off_t(1) << 20) + 1);
+         })},
+        {"make-large", Make([](const std::string& path) {
+             const int file = ::open(path.c_str(), O_CREAT | O_WRONLY, 0600);
+             ::fallocate(file, FALLOC_FL_KEEP_SIZE, 0, off_t(2) << 20);
+             ::dprintf(file, "x");
+         })},
         {"fork-noise",
          [](const QJsonObject& request) {
              ForkNoise();
@@ -304,6 +355,7 @@ void Serve(const QJsonObject& request)
     ++served;
     if (request.contains("meet"))
         Meet(request["meet"].toString());
+    MakeResult(request);
     if (const auto action = Actions().find(what); action != Actions().end())
         action->second(request);
     else if (what.startsWith(fail))

@@ -34,7 +34,7 @@ constexpr auto longDeadline = 1min;
 constexpr auto shortDeadline = 1s;
 
 /** A task whose source tells the scripted worker what to do. */
-AbstractConverter::Task TaskOf(const QString& source, const QString& destination = "/nowhere/1.png")
+AbstractConverter::Task TaskOf(const QString& source, const QString& destination = ResultPath())
 {
     AbstractConverter::Task task;
     task.source = source;
@@ -49,10 +49,15 @@ Lines Failing(const std::string& source, AbstractConverter::ErrorType error)
             "Failed " + source + ' ' + std::to_string(int(error))};
 }
 
-Lines Succeeding(const std::string& source, const std::string& result)
+std::string Finished(const std::string& source, const QString& result = ResultPath())
+{
+    return "FinishedFile " + source + ' ' + result.toStdString();
+}
+
+Lines Succeeding(const std::string& source, const QString& result = ResultPath())
 {
     return {"ConvertationStarted " + source, "ConvertationProgress " + source + " 1",
-            "ConvertationFinished " + source, "FinishedFile " + source + ' ' + result};
+            "ConvertationFinished " + source, Finished(source, result)};
 }
 
 /** A converter and the signals that it has emitted. */
@@ -92,9 +97,13 @@ struct Recorder
     std::unique_ptr<WorkerConverter> converter;
 };
 
+/** Runs in a folder of its own. */
 class WorkerConverterTest : public testing::Test
 {
 protected:
+    WorkerConverterTest() { EXPECT_TRUE(QDir::setCurrent(folder.path())); }
+    ~WorkerConverterTest() override { EXPECT_TRUE(QDir::setCurrent(before)); }
+
     /** What the scripted worker wrote down about a task whose source is "record". */
     QJsonObject RequestFor(AbstractConverter::Task task)
     {
@@ -105,6 +114,7 @@ protected:
         return QJsonDocument::fromJson(file.readAll()).object()["request"].toObject();
     }
 
+    const QString before = QDir::currentPath();
     const QTemporaryDir folder;
     Recorder recorder{{ScriptedWorker(), longDeadline}};
 };
@@ -167,8 +177,6 @@ TEST_F(WorkerConverterTest, AsksForTheTextOfThePagesGiven)
 
 TEST_F(WorkerConverterTest, TakesRelativePathsFromTheCurrentFolderAndReportsThemAsTheyWere)
 {
-    const QString before = QDir::currentPath();
-    ASSERT_TRUE(QDir::setCurrent(folder.path()));
     EXPECT_EQ(recorder.Convert(TaskOf("record", "x/../1.png")), Succeeding("record", "x/../1.png"));
     QFile file(folder.filePath("record.json"));
     ASSERT_TRUE(file.open(QFile::ReadOnly));
@@ -176,7 +184,6 @@ TEST_F(WorkerConverterTest, TakesRelativePathsFromTheCurrentFolderAndReportsThem
         QJsonDocument::fromJson(file.readAll()).object()["request"].toObject();
     EXPECT_EQ(request["file"].toString(), folder.filePath("record"));
     EXPECT_EQ(request["output"].toString(), folder.filePath("x/../1.png"));
-    EXPECT_TRUE(QDir::setCurrent(before));
 }
 
 struct FormatRow
@@ -200,12 +207,20 @@ TEST_F(WorkerConverterTest, TakesTheFormatFromTheTypeOrElseFromTheSuffix)
         {"", "a.PNG", "png"},     {"", "a.b.Jpg", "jpg"}, {"png", "a.jpg", "png"},
         {"TIFF", "a.jpg", "tif"}, {"txt", "a", "txt"},    {"", "a", ""},
         {"", "a.", ""},           {"", "a.doc", ""},      {"doc", "a.png", ""},
-        {"", "a.png/b", ""}};
+        {"", "b.png/a", ""}};
     for (const FormatRow& row : rows) {
         AbstractConverter::Task task = TaskOf({}, row.destination);
         task.type = row.type;
         EXPECT_EQ(RequestFor(task)["format"].toString(), row.format) << row;
     }
+}
+
+/** A worker whose results may have a megabyte. */
+WorkerSettings LimitedSettings(std::chrono::milliseconds deadline)
+{
+    WorkerSettings settings{ScriptedWorker(), deadline};
+    settings.largestResult = 1;
+    return settings;
 }
 
 struct ErrorRow
@@ -238,6 +253,15 @@ const ErrorRow errorRows[] = {
     {"crash", AbstractConverter::CannotRender},
     {"no-json", AbstractConverter::CannotRender},
     {"run-out-of-memory", AbstractConverter::OutOfMemory},
+    {"fail-with-too-large", AbstractConverter::ResultTooLarge},
+    {"fail-with-too-many-pages", AbstractConverter::CannotOpenSource},
+    {"make-nothing", AbstractConverter::CannotRender},
+    {"make-empty", AbstractConverter::CannotRender},
+    {"make-folder", AbstractConverter::CannotRender},
+    {"make-link", AbstractConverter::CannotRender},
+    {"make-pipe", AbstractConverter::CannotRender},
+    {"make-sparse", AbstractConverter::ResultTooLarge},
+    {"make-large", AbstractConverter::ResultTooLarge},
     {"fall-silent", AbstractConverter::TimedOut, shortDeadline}};
 
 class WorkerConverterFails : public testing::TestWithParam<ErrorRow>
@@ -251,10 +275,10 @@ INSTANTIATE_TEST_SUITE_P(WorkerConverterTest, WorkerConverterFails, testing::Val
 
 TEST_P(WorkerConverterFails, WithTheErrorOfTheReasonAndGoesOn)
 {
-    Recorder recorder({ScriptedWorker(), GetParam().deadline});
+    Recorder recorder(LimitedSettings(GetParam().deadline));
     const std::string source = GetParam().source;
     EXPECT_EQ(recorder.Convert(TaskOf(GetParam().source)), Failing(source, GetParam().error));
-    EXPECT_EQ(recorder.Convert(TaskOf("answer")), Succeeding("answer", "/nowhere/1.png"));
+    EXPECT_EQ(recorder.Convert(TaskOf("answer")), Succeeding("answer"));
 }
 
 TEST_F(WorkerConverterTest, FailsWhereTheWorkerIsMissing)
@@ -310,9 +334,8 @@ TEST_F(WorkerConverterTest, WorksOnSeveralTasksOneAfterAnother)
         if (line.rfind("Failed", 0) == 0 || line.rfind("Finished", 0) == 0)
             ends.push_back(line);
     }
-    EXPECT_EQ(ends, Lines({"FinishedFile answer /nowhere/1.png", "Failed fail-with-damaged 1",
-                           "FinishedFile answer.2 /nowhere/1.png", "Failed die 3",
-                           "FinishedFile answer.3 /nowhere/1.png"}));
+    EXPECT_EQ(ends, Lines({Finished("answer"), "Failed fail-with-damaged 1", Finished("answer.2"),
+                           "Failed die 3", Finished("answer.3")}));
 }
 
 TEST_F(WorkerConverterTest, CancelEndsEveryTaskInHandWithCancelled)
@@ -331,7 +354,7 @@ TEST_F(WorkerConverterTest, CancelEndsEveryTaskInHandWithCancelled)
                                      "ConvertationFinished answer", "Failed answer 5",
                                      "ConvertationFinished answer.2", "Failed answer.2 5"}));
     EXPECT_EQ(AbstractConverter::Cancelled, 5);
-    EXPECT_EQ(recorder.Convert(TaskOf("answer")), Succeeding("answer", "/nowhere/1.png"));
+    EXPECT_EQ(recorder.Convert(TaskOf("answer")), Succeeding("answer"));
 }
 
 TEST_F(WorkerConverterTest, CancelRightAfterConvertFileEndsTheTask)
@@ -368,11 +391,12 @@ class WorkerConverterReceiver : public testing::TestWithParam<std::string>
 {
 };
 
-INSTANTIATE_TEST_SUITE_P(
-    WorkerConverterTest, WorkerConverterReceiver,
-    testing::Values("ConvertationStarted answer", "ConvertationProgress answer 1",
-                    "ConvertationFinished answer", "FinishedFile answer /nowhere/1.png",
-                    "ConvertationFinished fail-with-damaged", "Failed fail-with-damaged 1"));
+INSTANTIATE_TEST_SUITE_P(WorkerConverterTest, WorkerConverterReceiver,
+                         testing::Values("ConvertationStarted answer",
+                                         "ConvertationProgress answer 1",
+                                         "ConvertationFinished answer", Finished("answer"),
+                                         "ConvertationFinished fail-with-damaged",
+                                         "Failed fail-with-damaged 1"));
 
 TEST_P(WorkerConverterReceiver, MayDestroyTheConverter)
 {
@@ -402,8 +426,7 @@ TEST_P(WorkerConverterReceiver, MayStartTheNextTaskAndCancel)
     recorder.converter->ConvertFile(TaskOf("answer"));
     recorder.converter->ConvertFile(TaskOf("fail-with-damaged"));
     EXPECT_TRUE(WaitUntil([&recorder] {
-        return !recorder.lines.empty() &&
-               recorder.lines.back() == "FinishedFile answer.next /nowhere/1.png";
+        return !recorder.lines.empty() && recorder.lines.back() == Finished("answer.next");
     }));
 }
 

@@ -41,10 +41,10 @@ T Get(std::future<T> future)
     return future.get();
 }
 
-/** A path that tells the scripted worker what to do. */
+/** A file whose path tells the scripted worker what to do. */
 ioPath PathTo(const std::string& what)
 {
-    return ioPath("/nowhere/" + what);
+    return MakeFile(QString::fromStdString(what)).toStdString();
 }
 
 DocumentHandle Open(IPDFProvider& provider, const ioPath& file, const std::string& password = {})
@@ -248,6 +248,7 @@ const FailureRow failureRows[] = {
     {"fail-with-bad-request", OpenFailure::WorkerFailed},
     {"fail-with-something-new", OpenFailure::WorkerFailed},
     {"run-out-of-memory", OpenFailure::OutOfMemory},
+    {"fail-with-too-many-pages", OpenFailure::TooManyPages},
     {"fall-silent", OpenFailure::TimedOut, shortDeadline},
     {"die", OpenFailure::WorkerFailed},
     {"no-json", OpenFailure::WorkerFailed}};
@@ -303,12 +304,27 @@ TEST_F(WorkerPdfProviderTest, AnswersWhenItsThreadCannotBeStarted)
 
 TEST_F(WorkerPdfProviderTest, BelievesInNoDocumentOfImpossiblyManyPages)
 {
-    for (const std::string count : {"0", "-5", "2147483647", "1e300"}) {
+    for (const std::string count : {"0", "-5", "1e300"}) {
         const ioPath path = PathTo("count-pages-" + count);
         EXPECT_EQ(Open(provider, path).id, -1);
         EXPECT_EQ(provider.WhyOpenFailed(path), OpenFailure::WorkerFailed);
     }
-    EXPECT_GE(Open(provider, PathTo("count-pages-1000000")).id, 0);
+}
+
+TEST_F(WorkerPdfProviderTest, BelievesInNoMorePagesThanTheBytesOfTheFileCanHold)
+{
+    const auto open = [this](const QString& count, int bytes) {
+        const QString file = MakeFile("count-pages-" + count, QByteArray(bytes, ' '));
+        const ioPath path = file.toStdString();
+        const bool isOpen = Open(provider, path).id >= 0;
+        EXPECT_EQ(provider.WhyOpenFailed(path),
+                  isOpen ? OpenFailure::None : OpenFailure::TooManyPages);
+        return isOpen;
+    };
+    EXPECT_TRUE(open("1000000", 1'000'000));
+    EXPECT_FALSE(open("1000000", 999'999));
+    EXPECT_FALSE(open("2147483647", 1000));
+    EXPECT_FALSE(open("8388608", 9'000'000)) << "more objects than a PDF can have";
 }
 
 struct SaveRow
@@ -329,6 +345,10 @@ const SaveRow saveRows[] = {{"fail-with-cannot-write", SaveFailure::CannotWrite}
                             {"fail-with-bad-request", SaveFailure::WorkerFailed},
                             {"fail-with-something-new", SaveFailure::WorkerFailed},
                             {"run-out-of-memory", SaveFailure::OutOfMemory},
+                            {"fail-with-too-large", SaveFailure::TooLarge},
+                            {"make-nothing", SaveFailure::WorkerFailed},
+                            {"make-empty", SaveFailure::WorkerFailed},
+                            {"make-sparse", SaveFailure::TooLarge},
                             {"fall-silent", SaveFailure::TimedOut, shortDeadline},
                             {"die", SaveFailure::WorkerFailed},
                             {"no-json", SaveFailure::WorkerFailed}};
@@ -344,7 +364,9 @@ INSTANTIATE_TEST_SUITE_P(WorkerPdfProviderTest, WorkerPdfProviderTellsOfASave,
 
 TEST_P(WorkerPdfProviderTellsOfASave, WhyItFailed)
 {
-    WorkerPdfProvider provider({ScriptedWorker(), GetParam().deadline});
+    WorkerSettings settings{ScriptedWorker(), GetParam().deadline};
+    settings.largestResult = 1;
+    WorkerPdfProvider provider(settings);
     const ioPath source = PathTo("answer");
     const ioPath copy = PathTo(GetParam().what);
     EXPECT_EQ(provider.WhySaveFailed(source), SaveFailure::None) << "nobody tried";
@@ -768,6 +790,25 @@ TEST_F(WorkerPdfProviderRealTest, TellsThatADocumentNeedsMoreMemoryThanTheWorker
 }
 
 #endif
+
+TEST_F(WorkerPdfProviderRealTest, TellsThatACopyIsLargerThanIsAllowed)
+{
+    QFile plain(folder.filePath("plain.pdf"));
+    ASSERT_TRUE(plain.open(QFile::ReadOnly));
+    QByteArray content = plain.readAll();
+    content.insert(content.lastIndexOf("startxref"), '%' + QByteArray(2 << 20, 'x') + '\n');
+    const ioPath padded = MakeFile("padded.pdf", content).toStdString();
+    for (const int limit : {1, 3, 0}) {
+        WorkerSettings settings{REAL_WORKER, longTime};
+        settings.largestResult = limit;
+        WorkerPdfProvider limited(settings);
+        const ioPath copy = InFolder(QString("copy-%1.pdf").arg(limit));
+        EXPECT_EQ(Save(limited, Open(limited, padded), copy), limit != 1);
+        EXPECT_EQ(limited.WhySaveFailed(padded),
+                  limit == 1 ? SaveFailure::TooLarge : SaveFailure::None);
+        EXPECT_EQ(QFile::exists(copy.utf8string().c_str()), limit != 1);
+    }
+}
 
 TEST_F(WorkerPdfProviderRealTest, TellsOfTheLastAttemptToSaveAlone)
 {

@@ -85,9 +85,10 @@ TEST(WorkerProcessTest, HandsItsLimitsToTheProgram)
         return line.mid(line.indexOf(" --") + 1).trimmed();
     };
     WorkerProcess usual({ScriptedWorker()});
-    EXPECT_EQ(arguments(usual), "--memory-limit 1024 --time-limit 600");
-    WorkerProcess poor({ScriptedWorker(), 61'001ms, 512, "/a folder"});
-    EXPECT_EQ(arguments(poor), "--memory-limit 512 --time-limit 62 --folder /a folder");
+    EXPECT_EQ(arguments(usual), "--memory-limit 1024 --time-limit 600 --file-limit 1024");
+    WorkerProcess poor({ScriptedWorker(), 61'001ms, 512, "/a folder", 3});
+    EXPECT_EQ(arguments(poor),
+              "--memory-limit 512 --time-limit 62 --file-limit 3 --folder /a folder");
 }
 
 TEST(WorkerProcessTest, HandsNothingElseOfTheEnvironmentToTheProgram)
@@ -131,7 +132,7 @@ TEST(WorkerProcessTest, AsksANewProcessToLookAtAnotherFile)
     const int first = ProcessFor(worker, "open", "/nowhere/1");
     EXPECT_EQ(first, none) << "which has looked at nothing";
     EXPECT_EQ(ProcessFor(worker, "convert", "/nowhere/1"), first);
-    EXPECT_EQ(ProcessFor(worker, "save", "/nowhere/copy"), first) << "a file to write";
+    EXPECT_EQ(ProcessFor(worker, "save", ResultPath()), first) << "a file to write";
     const int second = ProcessFor(worker, "convert", "/nowhere/2");
     EXPECT_NE(second, first);
     EXPECT_NE(ProcessFor(worker, "open", "/nowhere/1"), second);
@@ -348,6 +349,58 @@ TEST_P(WorkerMisbehaves, AnswersThatRequestOnceWithTheReasonAndTheNextOnesByANew
     EXPECT_NE(answers.byName["before"]["pid"], answers.byName["after"]["pid"]);
     worker.End();
     EXPECT_EQ(answers.names.size(), 4);
+}
+
+/** What a worker that says it has made a result has made. */
+struct FalseResult
+{
+    const char* what;
+    const char* reason;
+};
+
+std::ostream& operator<<(std::ostream& stream, const FalseResult& row)
+{
+    return stream << row.what;
+}
+
+class WorkerLiesOfItsResult : public testing::TestWithParam<FalseResult>
+{
+protected:
+    static QJsonObject Ask(WorkerProcess& worker, const char* operation)
+    {
+        return AskAndWait(worker, {{"do", GetParam().what},
+                                   {"op", operation},
+                                   {"file", ResultPath()},
+                                   {"output", ResultPath()}});
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    WorkerProcessTest, WorkerLiesOfItsResult,
+    testing::Values(FalseResult{"make-nothing", "rubbish"}, FalseResult{"make-empty", "rubbish"},
+                    FalseResult{"make-folder", "rubbish"}, FalseResult{"make-link", "rubbish"},
+                    FalseResult{"make-pipe", "rubbish"}, FalseResult{"make-sparse", "too-large"},
+                    FalseResult{"make-large", "too-large"}),
+    [](const auto& row) { return QString(row.param.what).remove('-').toStdString(); });
+
+TEST_P(WorkerLiesOfItsResult, AndIsEndedAndTheRequestFails)
+{
+    WorkerSettings settings{ScriptedWorker(), longDeadline};
+    settings.largestResult = 1;
+    WorkerProcess worker(settings);
+    for (const char* operation : {"convert", "save"}) {
+        EXPECT_EQ(Reason(Ask(worker, operation)), GetParam().reason) << operation;
+        EXPECT_TRUE(ChildProcesses().empty());
+    }
+    EXPECT_TRUE(AskAndWait(worker, Do("answer"))["ok"].toBool());
+}
+
+TEST_P(WorkerLiesOfItsResult, ButAnySizeIsFineWithoutALimit)
+{
+    WorkerSettings settings{ScriptedWorker(), longDeadline};
+    settings.largestResult = 0;
+    WorkerProcess worker(settings);
+    EXPECT_EQ(Ask(worker, "convert")["ok"].toBool(), std::string(GetParam().reason) == "too-large");
 }
 
 TEST_P(WorkerMisbehaves, AnswersRequestsThatWereWaitingBehindIt)

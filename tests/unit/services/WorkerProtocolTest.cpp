@@ -26,5 +26,6 @@ TEST(WorkerProtocolTest, HasTheDefaultsOfTheLibrary)
 {
     const PDF::WorkerSettings settings;
     EXPECT_EQ(settings.memoryLimit, WorkerProtocol::defaultMemoryLimit);
+    EXPECT_EQ(settings.largestResult, WorkerProtocol::defaultFileLimit);
     EXPECT_EQ(settings.deadline, std::chrono::seconds(WorkerProtocol::defaultTimeLimit));
 }

@@ -9,7 +9,10 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QFileInfo>
 #include <QLoggingCategory>
+#include <QSaveFile>
+#include <QTemporaryDir>
 #include <QTimer>
 
 namespace Korvel::PDF::Test {
@@ -35,6 +38,12 @@ std::string StateOf(int pid)
     return nameEnd == std::string::npos ? std::string() : text.substr(nameEnd + 2);
 }
 
+const QTemporaryDir& TestFolder()
+{
+    static const QTemporaryDir folder;
+    return folder;
+}
+
 bool IsChild(int pid, int parent)
 {
     const std::string state = StateOf(pid);
@@ -46,6 +55,20 @@ bool IsChild(int pid, int parent)
 QString ScriptedWorker()
 {
     return QStringLiteral(SCRIPTED_WORKER);
+}
+
+QString MakeFile(const QString& name, const QByteArray& content)
+{
+    QSaveFile file(TestFolder().filePath(name)); // whole whenever another thread looks at it
+    const bool isThere = QFileInfo(file.fileName()).size() == content.size();
+    if (!isThere && file.open(QFile::WriteOnly) && file.write(content) == content.size())
+        file.commit();
+    return file.fileName();
+}
+
+QString ResultPath()
+{
+    return TestFolder().filePath("result.png");
 }
 
 QJsonObject AskAndWait(WorkerProcess& worker, const QJsonObject& request)

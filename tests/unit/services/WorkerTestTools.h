@@ -18,6 +18,12 @@ namespace Korvel::PDF::Test {
 /** The stand-in for the worker that does what requests tell it to (ScriptedWorker.cpp). */
 QString ScriptedWorker();
 
+/** A file in a folder of this process's own, with some bytes; its path. */
+QString MakeFile(const QString& name, const QByteArray& content = "content");
+
+/** The path of a file in that folder that results may go to. */
+QString ResultPath();
+
 /** Asks, and runs the event loop until the answer is there. */
 QJsonObject AskAndWait(WorkerProcess& worker, const QJsonObject& request);
 

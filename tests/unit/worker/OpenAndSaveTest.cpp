@@ -535,6 +535,26 @@ TEST_F(SaveTest, MakesResultsByAStrictUmask)
     EXPECT_EQ(Mode(Path("result.pdf")), 0640u);
 }
 
+TEST_F(SaveTest, MakesNoFileThatIsLargerThanItMayBe)
+{
+    WorkerClient limited("set -- --file-limit 1");
+    WorkerClient unlimited("set -- --file-limit 0");
+    const auto convert = [this](WorkerClient& client, int resolution) {
+        return Outcome(client.Ask({{"id", 1},
+                                   {"op", "convert"},
+                                   {"file", Path("sample-5.pdf")},
+                                   {"output", Path("page.bmp")},
+                                   {"format", "bmp"},
+                                   {"page", 1},
+                                   {"resolution", resolution}}));
+    };
+    EXPECT_EQ(convert(limited, 150), "too-large");
+    EXPECT_FALSE(QFile::exists(Path("page.bmp")));
+    EXPECT_EQ(convert(limited, 40), "ok") << "goes on";
+    EXPECT_TRUE(QFile::remove(Path("page.bmp")));
+    EXPECT_EQ(convert(unlimited, 150), "ok");
+}
+
 TEST_F(SaveTest, NeverTouchesWhatIsThere)
 {
     const QString file = WriteFile("file", "precious");

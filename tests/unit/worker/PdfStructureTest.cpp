@@ -2,6 +2,8 @@
 
 #include "WorkerFixture.h"
 
+#include <vector>
+
 #include <QFile>
 #include <QImage>
 
@@ -48,6 +50,46 @@ struct TwoPages
                QByteArray::number(file.size()) + "\n%%EOF\n";
     }
 };
+
+QByteArray ToBytes(const std::vector<int>& fields)
+{
+    QByteArray bytes;
+    for (const int field : fields)
+        bytes += char(field);
+    return bytes;
+}
+
+/** A document that lists one page again and again, packed so that it takes hardly any bytes. */
+QByteArray PackedPages(int count)
+{
+    const QByteArray objects[] = {"<< /Type /Catalog /Pages 2 0 R >> ",
+                                  "<< /Type /Pages /Count " + QByteArray::number(count) +
+                                      " /Kids [" + QByteArray("3 0 R ").repeated(count) + "] >> ",
+                                  "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 50 50] >> "};
+    QByteArray places;
+    QByteArray content;
+    for (int i = 0; i < 3; ++i) {
+        places += QByteArray::number(i + 1) + ' ' + QByteArray::number(content.size()) + ' ';
+        content += objects[i];
+    }
+    const QByteArray packed = qCompress(places + content, 9).mid(4); // without the length
+    QByteArray file = "%PDF-1.5\n";
+    const int objectStream = file.size();
+    file += "4 0 obj\n<< /Type /ObjStm /N 3 /First " + QByteArray::number(places.size()) +
+            " /Filter /FlateDecode /Length " + QByteArray::number(packed.size()) + " >>\nstream\n" +
+            packed + "\nendstream\nendobj\n";
+    const int table = file.size();
+    const auto within = [](int index) {
+        return ToBytes({2, 0, 0, 4, index});
+    };
+    const auto at = [](int offset) {
+        return ToBytes({1, offset >> 16, offset >> 8 & 0xff, offset & 0xff, 0});
+    };
+    const QByteArray entries =
+        ToBytes({0, 0, 0, 0, 0}) + within(0) + within(1) + within(2) + at(objectStream) + at(table);
+    return file + "5 0 obj\n<< /Type /XRef /Size 6 /W [1 3 1] /Root 1 0 R /Length 30 >>\nstream\n" +
+           entries + "\nendstream\nendobj\nstartxref\n" + QByteArray::number(table) + "\n%%EOF\n";
+}
 
 class PdfStructureTest : public WorkerFixture
 {
@@ -132,6 +174,18 @@ TEST_F(PdfStructureTest, IsDamagedBeyondRepairWhenNoPageIsLeft)
     TwoPages pages;
     pages.kids = "(text) 4 0 R 0";
     EXPECT_EQ(Outcome(Open(WriteFile("none.pdf", pages.Bytes()))), "damaged");
+}
+
+TEST_F(PdfStructureTest, ListsNoMorePagesThanTheBytesOfTheFileCanHold)
+{
+    const QByteArray few = PackedPages(100);
+    const QByteArray many = PackedPages(1'000'000);
+    ASSERT_GT(few.size(), 100);
+    ASSERT_LT(many.size(), 10'000);
+    EXPECT_EQ(Open(WriteFile("few.pdf", few))["pages"].toInt(), 100);
+    const QString file = WriteFile("many.pdf", many);
+    EXPECT_EQ(Outcome(Open(file)), "too-many-pages");
+    EXPECT_EQ(Outcome(Convert(file, Path("out.png"), "png", {{"page", 1}})), "too-many-pages");
 }
 
 TEST_F(PdfStructureTest, IsReadFromFilesLargerThanHalfOfTheMemory)

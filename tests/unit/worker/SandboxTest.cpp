@@ -296,7 +296,7 @@ TEST_F(ConfinedWorkerTest, HasLimits)
 {
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
     EXPECT_EQ(Limit("Max core file size"), "0 0");
-    EXPECT_EQ(Limit("Max file size"), "10737418240 10737418240");
+    EXPECT_EQ(Limit("Max file size"), "1073741824 1073741824");
     EXPECT_EQ(Limit("Max processes") == "0 0", IsInForce("process limit"));
     EXPECT_EQ(Limit("Max open files"), "64 64");
     EXPECT_NE(Limit("Max cpu time").substr(0, 9), "unlimited");
