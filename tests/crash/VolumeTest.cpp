@@ -132,7 +132,7 @@ TEST_F(VolumeTest, ForResultsThatIsFullIsNamedAndLeftAsItWas)
         EXPECT_EQ(LeftInTempDir(), QStringList());
         if (run.exitCode != 0) {
             EXPECT_THAT(run.complaints,
-                        HasSubstr("secret.pdf: cannot write out/p.png; is there space left?"));
+                        HasSubstr("secret.pdf: cannot write out/p.png: No space left on device"));
         }
     });
 }

@@ -111,7 +111,10 @@ TEST_P(InterruptionTest, LetsTheRunningPageEndAtTheFirstAndNotAtTheSecond)
             Send(GetParam(), process);
             process.waitForFinished(50); // two at once would be one
         }
-        EXPECT_EQ(Finish(process).exitCode, 128 + GetParam());
+        const Outcome run = Finish(process);
+        EXPECT_EQ(run.exitCode, 128 + GetParam());
+        EXPECT_EQ(run.complaints, std::string(signals == 1 ? "" : "pdfconvert: ends at once\n") +
+                                      "pdfconvert: plain.pdf: interrupted\n");
         EXPECT_EQ(QFile::exists(Path(output)), signals == 1);
         EXPECT_EQ(LeftInTempDir(), QStringList());
     }

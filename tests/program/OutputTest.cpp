@@ -85,7 +85,9 @@ TEST_F(OutputTest, ToStandardOutputIsOneWhateverExists)
             Run({"one.pdf", "two.pdf", "-o", "-", "-f", "txt", "--on-exists", what});
         EXPECT_EQ(run.exitCode, 2) << what.toStdString();
         EXPECT_EQ(run.results, QStringList());
-        EXPECT_THAT(run.complaints, HasSubstr("standard output takes one result"));
+        EXPECT_THAT(run.complaints,
+                    HasSubstr("standard output takes one result, and there are 2 "
+                              "documents; put their results into a folder with -d"));
     }
 }
 
@@ -129,6 +131,7 @@ TEST_F(OutputTest, ThatExistsIsLeftAwayUnderSkip)
     const Outcome again = Run(arguments);
     EXPECT_EQ(again.exitCode, 0) << again.complaints;
     EXPECT_EQ(again.results, QStringList());
+    EXPECT_EQ(again.complaints, "pdfconvert: 0 of 1 documents converted, 1 skipped\n");
 }
 
 TEST_F(OutputTest, ThatExistsIsReplacedUnderOverwriteAndNothingIsLeftBeside)

@@ -118,6 +118,16 @@ TEST_F(PasswordsTest, OfAMapAreFollowedByTheOneForAll)
         0);
 }
 
+TEST_F(PasswordsTest, OfAMapThatDoesNotNameAnInputAreMissed)
+{
+    MakeSample("one.pdf", 1, "first");
+    Write("map", "another.pdf\tfirst\n");
+    const Outcome run = Run({"one.pdf", "-o", "p.txt", "--password-map", "map"});
+    EXPECT_EQ(run.exitCode, 8);
+    EXPECT_EQ(run.complaints,
+              "pdfconvert: one.pdf: is encrypted, and map holds no password for it\n");
+}
+
 TEST_F(PasswordsTest, OfAMapThatIsNoneAreNotGuessed)
 {
     MakeSample("one.pdf", 1, "first");

@@ -83,6 +83,17 @@ TEST_F(TerminalTest, EndsAtCtrlCWhileItConverts)
     EXPECT_LT(WholePictures("p").size(), 100);
 }
 
+TEST_F(TerminalTest, TakesCtrlDForNoAnswer)
+{
+    MakeSample("secret.pdf", 1, "pw");
+    PseudoTerminal terminal(PDFCONVERT, Arguments(), Path(""));
+    ASSERT_TRUE(terminal.WaitFor(prompt)) << terminal.Screen();
+    terminal.Type("\x04");
+    EXPECT_EQ(terminal.Finish(), 8);
+    EXPECT_THAT(terminal.Screen(), HasSubstr("secret.pdf: no password was entered\r\n"));
+    EXPECT_THAT(terminal.Screen(), Not(HasSubstr("in a terminal")));
+}
+
 TEST_F(TerminalTest, DoesNotAskWhenAPasswordWasGiven)
 {
     MakeSample("secret.pdf", 1, "pw");

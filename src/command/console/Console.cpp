@@ -1,6 +1,7 @@
 #include "Console.h"
 
 #include "DocumentText.h"
+#include "Interruption.h"
 #include "Streams.h"
 #include "Text.h"
 
@@ -200,7 +201,10 @@ bool Console::WriteFile(const QString& path) const
 
 void Console::Say(const QString& text) const
 {
-    WriteAll(STDERR_FILENO, text.toUtf8(), interruption);
+    if (interruption.IsUrgent())
+        WriteAtOnce(STDERR_FILENO, text.toUtf8());
+    else
+        WriteAll(STDERR_FILENO, text.toUtf8(), interruption);
 }
 
 /** A line for people; programs that read events are told by those. */

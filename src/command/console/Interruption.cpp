@@ -78,6 +78,7 @@ void Interruption::Listen()
             continue;
         const std::lock_guard lock(mutex);
         Raise((signal == 0 ? arrived : urgent).Number());
+        isUrgent = signal != 0;
         if (signal == 0)
             signal = int(info.ssi_signo);
         if (handler)

@@ -35,6 +35,9 @@ public:
     /** Becomes readable when a second signal has come, after which nothing is waited for. */
     int UrgentDescriptor() const { return urgent.Number(); }
 
+    /** Whether a second signal has come. */
+    bool IsUrgent() const { return isUrgent; }
+
     /** @throws Interrupted  a signal has come */
     void Check() const;
 
@@ -53,6 +56,7 @@ private:
 
     sigset_t signals;
     std::atomic<int> signal{0};
+    std::atomic<bool> isUrgent{false};
     const PDF::FileDescriptor arrived;
     const PDF::FileDescriptor urgent;
     const PDF::FileDescriptor stop;

@@ -1,5 +1,6 @@
 #include "PasswordPrompt.h"
 
+#include "Failure.h"
 #include "FileDescriptor.h"
 #include "Streams.h"
 
@@ -77,9 +78,9 @@ std::optional<std::string> AskForPassword(const std::string& prompt,
             line += byte;
         }
     } catch (const std::system_error&) {
-        // A terminal that went away gives no line either.
+        return std::nullopt; // a terminal that went away gives no line
     }
-    return std::nullopt;
+    throw Failure(ExitCode::Password, "password-not-given", "no password was entered");
 }
 
 } // namespace Korvel::App

@@ -114,4 +114,13 @@ bool WriteAll(int descriptor, const QByteArray& bytes, const Interruption& inter
     return true;
 }
 
+void WriteAtOnce(int descriptor, const QByteArray& bytes)
+{
+    pollfd wait = {descriptor, POLLOUT, 0};
+    if (::poll(&wait, 1, 0) > 0) {
+        [[maybe_unused]] const ssize_t written =
+            ::write(descriptor, bytes.data(), std::size_t(std::min(bytes.size(), PIPE_BUF)));
+    }
+}
+
 } // namespace Korvel::App

@@ -41,4 +41,7 @@ std::string ReadAll(const std::string& file, const Interruption& interruption);
  */
 bool WriteAll(int descriptor, const QByteArray& bytes, const Interruption& interruption);
 
+/** Writes what a descriptor takes without being waited for, a few lines at the most. */
+void WriteAtOnce(int descriptor, const QByteArray& bytes);
+
 } // namespace Korvel::App

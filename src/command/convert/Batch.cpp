@@ -27,6 +27,9 @@ Batch::Batch(const Options& options, Console& console, Interruption& interruptio
       factory(options.run, options.output.onExists, interruption, *passwords, journal),
       run{options, interruption, console, journal, factory}
 {
+    factory.whenEndingAtOnce = [this] {
+        TellEndingAtOnce();
+    };
     journal.Begin(QFileInfo(QString::fromStdString(factory.TempFolder())).fileName());
 }
 
@@ -141,6 +144,11 @@ void Batch::CheckStandardOutput() const
         throw Failure(ExitCode::Usage, "usage",
                       "standard output is a terminal; send it to a file or a "
                       "program, or name a file with -o");
+    if (documents.size() > 1)
+        throw Failure(ExitCode::Usage, "usage",
+                      "standard output takes one result, and there are " +
+                          std::to_string(documents.size()) +
+                          " documents; put their results into a folder with -d");
     if (planner->Count() > 1)
         throw Failure(ExitCode::Usage, "usage",
                       "standard output takes one result, and there would be " +
@@ -167,7 +175,7 @@ void Batch::ConvertAll()
     conversions.ConvertAll();
     if (isInterrupted)
         interruption.Check();
-    if (tally.inputs > 1)
+    if (tally.inputs > 1 || tally.skipped > 0)
         console.Note(tally.Summary());
 }
 
@@ -180,7 +188,7 @@ bool Batch::Tell(const PlannedDocument& planned, const std::exception_ptr& failu
             if (failure)
                 std::rethrow_exception(failure);
             TellResults(planned);
-            ++tally.converted;
+            ++(planned.results.empty() ? tally.skipped : tally.converted);
         });
     } catch (const Interrupted&) {
         isInterrupted = true;
@@ -239,6 +247,12 @@ void Batch::Fail(const Input& input, const Failure& failure)
         journal.Failed(input.name, failure.reason, failure.what());
     console.Failed(input.name, failure);
     tally.failures.push_back(failure.code);
+}
+
+/** On a terminal, what the second Ctrl+C has left of the line is ended with it. */
+void Batch::TellEndingAtOnce()
+{
+    console.Note("ends at once");
 }
 
 void Batch::TellInterruption(const QString& name)

@@ -64,6 +64,7 @@ private:
     bool WriteResults(const PlannedDocument& planned);
     bool Attempt(const Input& input, const std::function<void()>& step);
     void Fail(const Input& input, const Failure& failure);
+    void TellEndingAtOnce();
     void TellInterruption(const QString& name);
     ExitCode Code() const;
 

@@ -36,13 +36,6 @@ namespace {
  */
 constexpr int mostMoves = 1000;
 
-/** What is the matter with a result's path, as far as one can see. */
-const char* WhyNotWritten(const QString& path)
-{
-    const QFileInfo there(path);
-    return there.isDir() && !there.isSymLink() ? "a folder has that name" : "is there space left?";
-}
-
 } // namespace
 
 Conversion::Conversion(const Run& run, Planner& planner, PlannedDocument& planned)
@@ -251,7 +244,10 @@ QStringList Conversion::MadePaths() const
     if (isLate)
         throw Failure(ExitCode::TimedOut, "timed-out",
                       "takes longer than --timeout allows; its finished pages are there");
-    throw run.factory.WhyNotConverted(error.value_or(AbstractConverter::Unknown));
+    const ConvertedUnit unit = planner.MakesPictures()    ? ConvertedUnit::Picture
+                               : results.front().page > 0 ? ConvertedUnit::Page
+                                                          : ConvertedUnit::Document;
+    throw run.factory.WhyNotConverted(error.value_or(AbstractConverter::Unknown), unit);
 }
 
 /** Some file systems take a file and then have no space for what is in it. */
@@ -262,6 +258,19 @@ void Conversion::CheckResult(const PlannedResult& result) const
                       "its result " + result.path.toStdString() + " is missing or empty");
 }
 
+/** A result that cannot be moved to `path`, for a reason that is no file there. */
+Failure Conversion::NotWritten(const QString& path) const
+{
+    const QFileInfo there(path);
+    const std::string why = run.factory.Results().WhyRefused(ioPath(path.toStdString()));
+    const bool isFolder = there.isDir() && !there.isSymLink();
+    return {ExitCode::Output, "cannot-write",
+            "cannot write " + path.toStdString() +
+                (isFolder      ? "; a folder has that name"
+                 : why.empty() ? std::string()
+                               : ": " + why)};
+}
+
 /** Whether a result that could not be moved to `path` is to go elsewhere; false when to nowhere. */
 bool Conversion::IsToGoElsewhere(const QString& path) const
 {
@@ -269,8 +278,7 @@ bool Conversion::IsToGoElsewhere(const QString& path) const
     const bool isTaken =
         !run.journal.HasPlaced(path) && run.factory.FileSystem().Exists(ioPath(path.toStdString()));
     if (!isTaken || onExists == OnExists::Overwrite)
-        throw Failure(ExitCode::Output, "cannot-write",
-                      "cannot write " + path.toStdString() + "; " + WhyNotWritten(path));
+        throw NotWritten(path);
     if (onExists == OnExists::Fail)
         throw ExistsFailure(path);
     return onExists == OnExists::Number;

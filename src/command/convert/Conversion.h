@@ -65,6 +65,7 @@ private:
     void Finish();
     QStringList MadePaths() const;
     void CheckResult(const PlannedResult& result) const;
+    Failure NotWritten(const QString& path) const;
     bool IsToGoElsewhere(const QString& path) const;
     void MoveElsewhere(std::vector<PlannedResult*> refused);
 

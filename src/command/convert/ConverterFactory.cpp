@@ -1,7 +1,6 @@
 #include "ConverterFactory.h"
 
 #include "Descriptors.h"
-#include "FailureMessages.h"
 #include "Interruption.h"
 #include "KeepTemporaries.h"
 #include "LocalFileSystem.h"
@@ -115,6 +114,8 @@ void ConverterFactory::PrepareWorkers(bool willConvert)
 
 void ConverterFactory::EndWork(bool atOnce)
 {
+    if (atOnce && whenEndingAtOnce)
+        whenEndingAtOnce();
     const auto working = fanOuts;
     for (const QPointer<PageFanOut>& fanOut : working) {
         if (fanOut && atOnce)
@@ -151,12 +152,13 @@ Failure ConverterFactory::WhyNotOpened(const std::string& path) const
                                                : FailureOf(why);
 }
 
-Failure ConverterFactory::WhyNotConverted(AbstractConverter::ErrorType error) const
+Failure ConverterFactory::WhyNotConverted(AbstractConverter::ErrorType error,
+                                          ConvertedUnit unit) const
 {
     const QString whyNotStarted = workers->WhyNotStarted();
     return error == AbstractConverter::Unknown && !whyNotStarted.isEmpty()
                ? NotStartedFailure(whyNotStarted)
-               : FailureOf(error);
+               : FailureOf(error, unit);
 }
 
 void ConverterFactory::SweepTarget(const std::string& folder)

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "AbstractConverter.h"
-#include "Failure.h"
+#include "FailureMessages.h"
 #include "OnExists.h"
 #include "WorkerProcess.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -89,10 +90,14 @@ public:
     Failure WhyNotOpened(const std::string& path) const;
 
     /** What to tell of one that a chain has failed to convert. */
-    Failure WhyNotConverted(PDF::Converter::AbstractConverter::ErrorType error) const;
+    Failure WhyNotConverted(PDF::Converter::AbstractConverter::ErrorType error,
+                            ConvertedUnit unit) const;
 
     /** @throws Interrupted  a signal has come */
     void CheckForSignal() const;
+
+    /** Called, if set, on the main thread when a second signal ends the work at once. */
+    std::function<void()> whenEndingAtOnce;
 
     /**
      * How long copies of documents have kept the main thread, and so all other documents, from

@@ -67,9 +67,17 @@ void Document::OpenUnchanged(Passwords& passwords, ConverterFactory& factory)
     const std::string path = input.path.toStdString();
     state = SourceState(path);
     if (!passwords.Find(input, [&](const auto& tried) { return TakesPassword(tried, factory); }))
-        throw factory.WhyNotOpened(path);
+        throw WhyNotOpened(passwords, factory);
     if (!IsUnchanged())
         throw ChangedFailure();
+}
+
+Failure Document::WhyNotOpened(const Passwords& passwords, const ConverterFactory& factory) const
+{
+    const Failure failure = factory.WhyNotOpened(input.path.toStdString());
+    const std::string map = passwords.MapWithout(input);
+    const bool isMissing = failure.code == ExitCode::Password && !map.empty();
+    return isMissing ? NoEntryFailure(map) : failure;
 }
 
 bool Document::IsUnchanged() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Failure.h"
 #include "Input.h"
 #include "SourceState.h"
 #include "WorkerPdfProvider.h"
@@ -50,6 +51,7 @@ private:
     Document& operator=(const Document&) = delete;
 
     void OpenUnchanged(Passwords& passwords, ConverterFactory& factory);
+    Failure WhyNotOpened(const Passwords& passwords, const ConverterFactory& factory) const;
     bool TakesPassword(const std::string& tried, ConverterFactory& factory);
 
     const Input input;

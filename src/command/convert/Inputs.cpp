@@ -36,7 +36,10 @@ Input FromPath(const std::string& path)
     input.name = QString::fromStdString(path);
     input.path = input.name;
     input.baseName = BaseName(QFileInfo(input.path));
-    if (!IsUtf8(path)) {
+    if (path.empty()) {
+        input.name = QStringLiteral("\"\"");
+        input.problem = "the name is empty; is a variable not set?";
+    } else if (!IsUtf8(path)) {
         input.name = QString::fromStdString(Escaped(path));
         input.problem = "the name is not valid UTF-8; rename the file";
     } else if (HasMark(path)) {

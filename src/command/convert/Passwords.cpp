@@ -72,6 +72,7 @@ std::string AbsolutePath(const QString& path)
 Passwords::Passwords(const PasswordOptions& options, const Interruption& interruption)
     : interruption(interruption),
       mayAsk(!options.neverAsks),
+      map(options.map),
       general(ReadGeneral(options)),
       byPath(ReadMap(options.map))
 {
@@ -137,6 +138,11 @@ std::map<std::string, std::string> Passwords::ReadMap(const std::string& file) c
 bool Passwords::IsGivenFor(const Input& input) const
 {
     return general || byPath.count(AbsolutePath(input.path)) > 0;
+}
+
+std::string Passwords::MapWithout(const Input& input) const
+{
+    return IsGivenFor(input) ? std::string() : map;
 }
 
 bool Passwords::Find(const Input& input, const std::function<bool(const std::string&)>& opens)

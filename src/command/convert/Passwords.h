@@ -38,9 +38,13 @@ public:
      *
      * @param opens  tries one; called until it answers true
      * @return whether it has
+     * @throws Failure      Password: the answer on the terminal was none
      * @throws Interrupted  a signal came meanwhile; the terminal is as it was
      */
     bool Find(const Input& input, const std::function<bool(const std::string&)>& opens);
+
+    /** The map of passwords if it should hold one for the input, and does not; else empty. */
+    std::string MapWithout(const Input& input) const;
 
 private:
     Passwords(const Passwords&) = delete;
@@ -55,6 +59,7 @@ private:
 
     const Interruption& interruption;
     const bool mayAsk;
+    const std::string map;
     /** The password of every input that the map does not name. */
     std::optional<std::string> general;
     /** Absolute path -> password. */

@@ -30,6 +30,7 @@ public:
 
     /** The format of all results, as WorkerConverter takes it. */
     const QString& Format() const { return output.Format(); }
+    bool MakesPictures() const { return output.MakesPictures(); }
 
     /** How many results have a place. */
     std::size_t Count() const { return planned.Count(); }

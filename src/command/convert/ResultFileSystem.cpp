@@ -2,6 +2,8 @@
 
 #include "Journal.h"
 
+#include <cerrno>
+#include <cstring>
 #include <utility>
 
 namespace Korvel::App {
@@ -24,15 +26,22 @@ bool ResultFileSystem::Move(const ioPath& from, const ioPath& to)
         return false;
     if (PutInPlace(from, to))
         return true;
+    const std::string why = std::strerror(errno);
     journal.Refused(target);
-    refused[to.utf8string()] = from;
+    refused[to.utf8string()] = {from, why};
     return false;
 }
 
 bool ResultFileSystem::MoveElsewhere(const ioPath& planned, const ioPath& to)
 {
     const auto result = refused.extract(planned.utf8string());
-    return result && Move(result.mapped(), to);
+    return result && Move(result.mapped().from, to);
+}
+
+std::string ResultFileSystem::WhyRefused(const ioPath& to) const
+{
+    const auto found = refused.find(to.utf8string());
+    return found == refused.end() ? std::string() : found->second.why;
 }
 
 bool ResultFileSystem::Replaces(const ioPath& path) const

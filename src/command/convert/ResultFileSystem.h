@@ -42,7 +42,16 @@ public:
      */
     bool MoveElsewhere(const ioPath& planned, const ioPath& to);
 
+    /** Why Move has failed to put a result at `to`; empty when it has not. */
+    std::string WhyRefused(const ioPath& to) const;
+
 private:
+    struct Refused
+    {
+        ioPath from;
+        std::string why;
+    };
+
     bool PutInPlace(const ioPath& from, const ioPath& to);
     bool Replaces(const ioPath& path) const;
 
@@ -50,7 +59,7 @@ private:
     const OnExists onExists;
     Journal& journal;
     /** What could not be moved, by where it was to go. */
-    std::map<std::string, ioPath> refused;
+    std::map<std::string, Refused> refused;
 };
 
 } // namespace Korvel::App

@@ -10,6 +10,8 @@ std::string Tally::Summary() const
         std::to_string(converted) + " of " + std::to_string(inputs) + " documents converted";
     if (convertedBefore > 0)
         summary += ", " + std::to_string(convertedBefore) + " were before";
+    if (skipped > 0)
+        summary += ", " + std::to_string(skipped) + " skipped";
     if (!failures.empty())
         summary += ", " + std::to_string(failures.size()) + " failed";
     if (failedBefore > 0)

@@ -13,6 +13,8 @@ struct Tally
 {
     std::size_t inputs = 0;
     std::size_t converted = 0;
+    /** How many were left alone, as all of their results were there. */
+    std::size_t skipped = 0;
     /** How many of the inputs earlier runs have converted, or could not convert. */
     std::size_t convertedBefore = 0;
     std::size_t failedBefore = 0;

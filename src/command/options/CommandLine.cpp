@@ -245,13 +245,32 @@ std::vector<std::string> ToParse(int argc, const char* const* argv)
     return arguments;
 }
 
-/** What CLI11 complains of, without a value: it may be a password for an option misspelt. */
+/** What no option takes, without a value: it may be a password for an option misspelt. */
+std::string MessageOfExtra(const std::string& argument)
+{
+    const std::string name = argument.substr(0, argument.find('='));
+    return name == "-" ? "an option that takes no value is given one"
+                       : "there is no option " + name;
+}
+
+/** What CLI11 complains of, in words for users. */
 std::string MessageOf(const CLI::ParseError& error, const CLI::App& app)
 {
-    if (!dynamic_cast<const CLI::ExtrasError*>(&error))
-        return error.what();
-    const std::string argument = app.remaining().front();
-    return "there is no option " + argument.substr(0, argument.find('='));
+    const std::string text = error.what();
+    const std::string name = text.substr(0, text.find(':'));
+    switch (CLI::ExitCodes(error.get_exit_code())) {
+    case CLI::ExitCodes::ExtrasError:
+        return MessageOfExtra(app.remaining().front());
+    case CLI::ExitCodes::ArgumentMismatch:
+        return name +
+               (text.find("missing") != text.npos ? " needs a value" : " is given more than once");
+    case CLI::ExitCodes::ExcludesError:
+        return QString::fromStdString(text).replace("excludes", "does not go with").toStdString();
+    case CLI::ExitCodes::ConversionError:
+        return QString::fromStdString(text).section(' ', 3, 3).toStdString() + " takes no value";
+    default:
+        return text;
+    }
 }
 
 ParseResult Done(const Given& given, const CLI::App& app)

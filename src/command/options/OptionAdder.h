@@ -60,13 +60,17 @@ public:
     /** An option whose value is one of its words. */
     CLI::Option* Word(const char* name, std::string& into)
     {
-        return Value(name, into)->check(CLI::IsMember(Find(name).choices));
+        return Value(name, into)->check(OneOf(Find(name).choices));
     }
 
     /** An option whose value is one of its words, in capital letters or not. */
     void WordOfAnyCase(const char* name, std::string& into)
     {
-        Value(name, into)->transform(CLI::IsMember(Find(name).choices, CLI::ignore_case));
+        const auto lower = [](std::string& text) {
+            text = CLI::detail::to_lower(text);
+            return std::string();
+        };
+        Value(name, into)->check(OneOf(Find(name).choices))->transform(CLI::Validator(lower, {}));
     }
 
     /** An option whose words stand in the order of the enumeration. */
@@ -77,7 +81,7 @@ public:
         const auto read = [&words, &into](const std::string& word) {
             into = Enumeration(std::find(words.begin(), words.end(), word) - words.begin());
         };
-        Read(name, read)->check(CLI::IsMember(words));
+        Read(name, read)->check(OneOf(words));
     }
 
 private:
@@ -93,6 +97,15 @@ private:
         if (found == list.end())
             throw std::logic_error("no option is called " + name);
         return *found;
+    }
+
+    static CLI::Validator OneOf(const std::vector<std::string>& words)
+    {
+        const auto check = [words](const std::string& text) {
+            const bool isOne = std::find(words.begin(), words.end(), text) != words.end();
+            return isOne ? std::string() : "'" + text + "' is none of " + Joined(words, ", ");
+        };
+        return CLI::Validator(check, {});
     }
 
     static std::string ProblemOfEmpty(const std::string& text)

@@ -75,11 +75,13 @@ Failure FailureOf(PDF::SaveFailure why)
     case PDF::SaveFailure::None:
         break;
     }
-    return FailureOf(AbstractConverter::CannotWrite);
+    return FailureOf(AbstractConverter::CannotWrite, ConvertedUnit::Document);
 }
 
-Failure FailureOf(AbstractConverter::ErrorType error)
+Failure FailureOf(AbstractConverter::ErrorType error, ConvertedUnit unit)
 {
+    const bool isPicture = unit == ConvertedUnit::Picture;
+    const std::string what = unit == ConvertedUnit::Document ? "the document" : "a page";
     switch (error) {
     case AbstractConverter::CannotOpenSource:
         return {ExitCode::Conversion, "damaged", "cannot be opened for conversion"};
@@ -87,18 +89,20 @@ Failure FailureOf(AbstractConverter::ErrorType error)
         return {ExitCode::Password, "no-password", "is encrypted and needs its password"};
     case AbstractConverter::CannotRender:
         return {ExitCode::Conversion, "cannot-render",
-                "a page cannot be converted; the page may be damaged, or too large at this "
-                "resolution (-v 1 tells which)"};
+                what + " cannot be converted; it may be damaged" +
+                    (isPicture ? ", or too large at this resolution" : "") + " (-v 1 tells more)"};
     case AbstractConverter::CannotWrite:
         return {ExitCode::Output, "no-temporary-space",
                 "there is no space for temporary files; free some, or choose another folder with "
                 "--temp-dir"};
     case AbstractConverter::TimedOut:
-        return {ExitCode::TimedOut, "timed-out", "a page took too long"};
+        return {ExitCode::TimedOut, "timed-out",
+                what + " took too long; allow more time with --timeout"};
     case AbstractConverter::OutOfMemory:
         return {ExitCode::Conversion, "out-of-memory",
-                "a page takes more memory than is allowed; try a lower resolution with -r, or "
-                "allow more with --memory-limit"};
+                what + " takes more memory than is allowed; " +
+                    (isPicture ? "try a lower resolution with -r, or " : "") +
+                    "allow more with --memory-limit"};
     case AbstractConverter::SourceChanged:
         return ChangedFailure();
     case AbstractConverter::ResultTooLarge:
@@ -126,6 +130,12 @@ Failure BrokenInstallation()
 {
     return {ExitCode::Internal, "broken-installation",
             "the program pdfconvert-worker is not where it was installed; install again"};
+}
+
+Failure NoEntryFailure(const std::string& map)
+{
+    return {ExitCode::Password, "no-password",
+            "is encrypted, and " + map + " holds no password for it"};
 }
 
 Failure ChangedFailure()

@@ -14,8 +14,14 @@ Failure FailureOf(PDF::OpenFailure why);
 /** What to tell the user of a document of which no copy without encryption or damage was made. */
 Failure FailureOf(PDF::SaveFailure why);
 
-/** What to tell the user of a document whose conversion has failed. */
-Failure FailureOf(PDF::Converter::AbstractConverter::ErrorType error);
+/** What a conversion makes results of. */
+enum class ConvertedUnit { Picture, Page, Document };
+
+/** What to tell the user of a document whose conversion has failed, in one of its units. */
+Failure FailureOf(PDF::Converter::AbstractConverter::ErrorType error, ConvertedUnit unit);
+
+/** What to tell the user of an encrypted document that a map of passwords does not name. */
+Failure NoEntryFailure(const std::string& map);
 
 /** What to tell the user of a document that somebody has changed since it was planned. */
 Failure ChangedFailure();

@@ -345,6 +345,7 @@ bool LocalFileSystem::Move(const ioPath& from, const ioPath& to)
         if (failure)
             qCWarning(servicesLog) << "cannot move" << Text(from.utf8string()) << "to"
                                    << Text(to.utf8string()) << failure.message().c_str();
+        errno = failure.value();
         return !failure;
     });
 }
@@ -359,6 +360,7 @@ bool LocalFileSystem::Replace(const ioPath& from, const ioPath& to,
             ReplaceFile(from.utf8string(), to.utf8string(), NameOf(*session), isStillWanted);
         if (failure)
             LogFailure("cannot replace", to.utf8string(), failure);
+        errno = failure.value();
         return !failure;
     });
 }

@@ -52,6 +52,8 @@ public:
      * this process writes it; Sweep removes what a killed one has left. The file counts as moved
      * when it lies at `to`, even if its source could not be removed. A volume that can neither
      * rename without replacing nor link is refused.
+     *
+     * @return false with the reason in errno
      */
     bool Move(const ioPath& from, const ioPath& to) override;
 
@@ -60,7 +62,7 @@ public:
      * content or the new one, whole.
      *
      * @param isStillWanted  asked once more when the bytes of another volume have come
-     * @return false when `to` and `from` are as they were
+     * @return false, with the reason in errno, when `to` and `from` are as they were
      */
     bool Replace(const ioPath& from, const ioPath& to, const std::function<bool()>& isStillWanted);
 
