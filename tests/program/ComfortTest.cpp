@@ -49,7 +49,12 @@ TEST_F(ComfortTest, CompletesOptionsTheirWordsAndFilesInBash)
     EXPECT_THAT(Completions({"--on-exists", ""}),
                 testing::ElementsAre("number", "fail", "skip", "overwrite"));
     EXPECT_THAT(Completions({"-f", "t"}), testing::ElementsAre("tif", "tiff", "txt"));
+    EXPECT_THAT(Completions({"--format", "=", "t"}), testing::ElementsAre("tif", "tiff", "txt"));
+    EXPECT_THAT(Completions({"--progress", "="}), Contains("plain")) << "of all words";
     EXPECT_THAT(Completions({"--password-file", "n"}), testing::ElementsAre("notes.txt"));
+    EXPECT_THAT(Completions({"--password-file", "=", "n"}), testing::ElementsAre("notes.txt"));
+    for (const char* const option : {"-r", "--pages", "-j", "--size", "--timeout", "--shard"})
+        EXPECT_THAT(Completions({option, ""}), testing::Each("")) << "no file is a value of it";
     EXPECT_THAT(Completions({"x.pdf", "r"}), testing::ElementsAre("report.pdf"));
     EXPECT_THAT(Completions({"n"}), Not(Contains("notes.txt"))) << "no PDF";
 }
@@ -62,6 +67,28 @@ TEST_F(ComfortTest, CompletesReportsAndTheirJournalsInBash)
     EXPECT_THAT(Completions({"report", "--f"}), testing::ElementsAre("--follow"));
     EXPECT_THAT(Completions({"report", "a"}), testing::ElementsAre("all.journal"));
     EXPECT_THAT(Completions({"report", "all.journal", "--"}), Not(Contains("--output")));
+}
+
+TEST_F(ComfortTest, CompletesOptionsTheirWordsAndFilesInFish)
+{
+    if (QStandardPaths::findExecutable("fish").isEmpty())
+        GTEST_SKIP() << "fish is not among the packages that the tests need";
+    Write("notes.txt", "");
+    const auto offered = [this](const QString& line) {
+        QProcess fish;
+        fish.setWorkingDirectory(Path(""));
+        fish.start("fish", {"--no-config", "-c",
+                            "$argv[1] --completion fish | source; complete -C \"$argv[2]\"",
+                            PDFCONVERT, "pdfconvert " + line});
+        return Finish(fish).results.join('\n').toStdString();
+    };
+    EXPECT_THAT(offered("--format=t"),
+                MatchesRegex("--format=tif\t.*\n--format=tiff\t.*\n--format=txt\t.*"));
+    EXPECT_THAT(offered("--on-exists f"), MatchesRegex("fail\tWhen a result's name is taken:.*"));
+    EXPECT_EQ(offered("--pages "), "");
+    EXPECT_THAT(offered("--password-file n"), HasSubstr("notes.txt"));
+    EXPECT_THAT(offered("--password-fi"),
+                HasSubstr("Read the password from the first line of FILE"));
 }
 
 struct Shell

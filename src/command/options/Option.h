@@ -5,6 +5,9 @@
 
 namespace Korvel::App {
 
+/** What the value of an option is, where it has one and its words are not listed. */
+enum class ValueKind { Text, File, Folder };
+
 /** An option of the command line, as the help, the manual page and completions show it. */
 struct Option
 {
@@ -16,8 +19,7 @@ struct Option
     std::string help;
     /** The words that it takes; empty where the value is another text. */
     std::vector<std::string> choices = {};
-    /** The value is the path of a folder. */
-    bool isFolder = false;
+    ValueKind kind = ValueKind::Text;
     /** The heading in the help that it stands under. */
     std::string group = {};
 

@@ -42,7 +42,9 @@ std::vector<Option> Inputs()
     return {{{"--from-list"},
              "FILE",
              "Convert the files that FILE names as well, one a\n"
-             "line; - for standard input"},
+             "line; - for standard input",
+             {},
+             ValueKind::File},
             {{"-0", "--null"}, "", "The list's names are ended by NUL, as by find -print0"},
             {{"--shard"},
              "K/N",
@@ -61,13 +63,15 @@ std::vector<Option> Output()
              "without its suffix, %% for a percent sign. Without\n"
              "%d several pictures get -NN before the suffix.\n"
              "Missing folders are made. - is standard output, for\n"
-             "one result"},
+             "one result",
+             {},
+             ValueKind::File},
             {{"-d", "--directory"},
              "FOLDER",
              "The folder for the results; without -o they are\n"
              "called %s-%d for pictures and %s for the others",
              {},
-             true},
+             ValueKind::Folder},
             {{"-f", "--format"},
              "FORMAT",
              Listed(Formats()) + ",\n"
@@ -113,7 +117,9 @@ std::vector<Option> Passwords()
     return {{{"--password-file"},
              "FILE",
              "Read the password from the first line of FILE, or of\n"
-             "standard input when FILE is -"},
+             "standard input when FILE is -",
+             {},
+             ValueKind::File},
             {{"--password-env"},
              "NAME",
              "Read the password from the environment variable\n"
@@ -132,7 +138,9 @@ std::vector<Option> Passwords()
             {{"--password-map"},
              "FILE",
              "Passwords for many inputs: a line for each, its path,\n"
-             "a tab and its password"},
+             "a tab and its password",
+             {},
+             ValueKind::File},
             {{"--no-input"}, "", "Never ask for anything"}};
 }
 
@@ -159,7 +167,9 @@ std::vector<Option> Running()
              "FILE",
              "Write down in FILE what becomes of each document, and\n"
              "go on where a run that was killed has ended: what is\n"
-             "done stays, what was in work is done again"},
+             "done stays, what was in work is done again",
+             {},
+             ValueKind::File},
             {{"--retry-failed"}, "", "Convert also what the journal says has failed"},
             {{"--fail-fast"}, "", "Stop at the first document that fails"},
             {{"--warning-exit-0"}, "", "End with 0 instead of 3 when there were warnings only"},
@@ -169,7 +179,7 @@ std::vector<Option> Running()
              "only you can read and which is removed at the end;\n"
              "$TMPDIR or /tmp without this",
              {},
-             true},
+             ValueKind::Folder},
             {{"--keep-temp"},
              "",
              "Leave the temporary files where they are and say\n"

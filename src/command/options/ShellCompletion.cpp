@@ -2,20 +2,47 @@
 
 #include "OptionList.h"
 
-#include <algorithm>
+#include <map>
 #include <sstream>
 
 namespace Korvel::App {
 
 namespace {
 
-/** The text in one line, without what means something inside quotes or brackets of a shell. */
-std::string Plain(std::string text)
+/** The text in one line, with what stands for some of its characters. */
+std::string WithEscapes(const std::string& text, const std::map<char, std::string>& escapes)
 {
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    for (const char special : {'\'', '[', ']', ':'})
-        text.erase(std::remove(text.begin(), text.end(), special), text.end());
-    return text;
+    std::string escaped;
+    for (const char character : text) {
+        const auto found = escapes.find(character);
+        if (found != escapes.end())
+            escaped += found->second;
+        else
+            escaped += character == '\n' ? ' ' : character;
+    }
+    return escaped;
+}
+
+/** How zsh's _arguments takes a description, in quotes and brackets. */
+std::string ForZsh(const std::string& text)
+{
+    return WithEscapes(text, {{'\'', "'\\''"}, {'\\', "\\\\"}, {'[', "\\["}, {']', "\\]"}});
+}
+
+/** How fish takes a description, in quotes. */
+std::string ForFish(const std::string& text)
+{
+    return WithEscapes(text, {{'\'', "\\'"}, {'\\', "\\\\"}});
+}
+
+/** What bash's compgen offers for a value; nothing where nobody can know it. */
+std::string WordsForBash(const Option& option)
+{
+    if (!option.choices.empty())
+        return "-W '" + Joined(option.choices, " ") + "'";
+    if (option.kind == ValueKind::Text)
+        return {};
+    return option.kind == ValueKind::Folder ? "-d" : "-f";
 }
 
 std::string NamesOf(const std::vector<Option>& options)
@@ -31,6 +58,13 @@ std::string Bash(const std::vector<Option>& options, const std::vector<Option>& 
     std::ostringstream script;
     script << "_pdfconvert()\n{\n"
               "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}\n"
+              "    # bash takes --format=png for three words.\n"
+              "    if [[ $current == = ]]; then\n"
+              "        current=\n"
+              "    elif [[ $previous == = && $COMP_CWORD -gt 2 ]]; then\n"
+              "        previous=${COMP_WORDS[COMP_CWORD-2]}\n"
+              "    fi\n"
+              "    COMPREPLY=()\n"
               "    if [[ $COMP_CWORD -gt 1 && ${COMP_WORDS[1]} == report ]]; then\n"
               "        if [[ $current == -* ]]; then\n"
               "            mapfile -t COMPREPLY < <(compgen -W '"
@@ -45,13 +79,11 @@ std::string Bash(const std::vector<Option>& options, const std::vector<Option>& 
     for (const Option& option : options) {
         if (!option.TakesValue())
             continue;
-        std::string words = "-f";
-        if (option.isFolder)
-            words = "-d";
-        else if (!option.choices.empty())
-            words = "-W '" + Joined(option.choices, " ") + "'";
-        script << "    " << Joined(option.names, "|") << ") mapfile -t COMPREPLY < <(compgen "
-               << words << " -- \"$current\"); return ;;\n";
+        const std::string words = WordsForBash(option);
+        script << "    " << Joined(option.names, "|") << ") ";
+        if (!words.empty())
+            script << "mapfile -t COMPREPLY < <(compgen " << words << " -- \"$current\"); ";
+        script << "return ;;\n";
     }
     script << "    esac\n"
               "    if [[ $current == -* ]]; then\n"
@@ -68,22 +100,29 @@ std::string Bash(const std::vector<Option>& options, const std::vector<Option>& 
     return script.str();
 }
 
+/** The value of an option as zsh's _arguments takes it; empty where there is none. */
+std::string ZshValue(const Option& option)
+{
+    if (!option.TakesValue())
+        return {};
+    const std::string value = ':' + option.value + ':';
+    if (!option.choices.empty())
+        return value + '(' + Joined(option.choices, " ") + ')';
+    if (option.kind == ValueKind::Text)
+        return value;
+    return value + (option.kind == ValueKind::Folder ? "_files -/" : "_files");
+}
+
 /** The options as arguments of zsh's _arguments. */
 std::string ZshArguments(const std::vector<Option>& options)
 {
     std::ostringstream arguments;
     for (const Option& option : options) {
-        std::string value;
-        if (option.TakesValue()) {
-            value = ":value:_files";
-            if (option.isFolder)
-                value += " -/";
-            else if (!option.choices.empty())
-                value = ":value:(" + Joined(option.choices, " ") + ")";
+        for (const std::string& name : option.names) {
+            const bool takesEquals = option.TakesValue() && name[1] == '-';
+            arguments << " \\\n        '" << name << (takesEquals ? "=" : "") << '['
+                      << ForZsh(option.help) << ']' << ZshValue(option) << '\'';
         }
-        for (const std::string& name : option.names)
-            arguments << " \\\n        '" << name << '[' << Plain(option.help) << ']' << value
-                      << '\'';
     }
     return arguments.str();
 }
@@ -122,11 +161,11 @@ std::string FishOptions(const std::vector<Option>& options, const std::string& c
             script << (name[1] == '-' ? " -l " + name.substr(2) : " -s " + name.substr(1));
         if (!option.choices.empty())
             script << " -x -a '" << Joined(option.choices, " ") << '\'';
-        else if (option.isFolder)
+        else if (option.kind == ValueKind::Folder)
             script << " -x -a '(__fish_complete_directories)'";
         else if (option.TakesValue())
-            script << " -r";
-        script << " -d '" << Plain(option.help) << "'\n";
+            script << (option.kind == ValueKind::File ? " -r -F" : " -x");
+        script << " -d '" << ForFish(option.help) << "'\n";
     }
     return script.str();
 }
