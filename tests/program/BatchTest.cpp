@@ -4,6 +4,8 @@
 
 #include <QDir>
 
+#include <sys/stat.h>
+
 namespace Korvel::App {
 namespace {
 
@@ -126,15 +128,11 @@ TEST_F(BatchTest, HasNothingToDoForAnEmptyShare)
     EXPECT_EQ(done, 1) << "in the other there is a document that is missing";
 }
 
-TEST_F(BatchTest, CallsAListThatIsMissingOrEmptyAnError)
+TEST_F(BatchTest, CallsAListThatIsMissingAnError)
 {
     const Outcome missing = Run({"--from-list", "none", "-d", "out"});
     EXPECT_EQ(missing.exitCode, 4);
     EXPECT_THAT(missing.complaints, HasSubstr("none: cannot read the list: No such file"));
-    Write("list", "\n\n");
-    const Outcome empty = Run({"--from-list", "list", "-d", "out"});
-    EXPECT_EQ(empty.exitCode, 4);
-    EXPECT_THAT(empty.complaints, HasSubstr("list: the list names no file"));
 }
 
 TEST_F(BatchTest, ConvertsWhatStandardInputGives)
@@ -157,6 +155,30 @@ TEST_F(BatchTest, SaysWhyStandardInputCannotBeRead)
     EXPECT_EQ(run.exitCode, 4);
     EXPECT_EQ(run.complaints, "pdfconvert: standard input: cannot be read: Is a directory\n");
     EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(BatchTest, ReadsPipesByTheirNames)
+{
+    MakeSample("one.pdf", 1);
+    MakeSample("two.pdf", 2);
+    ASSERT_EQ(::mkfifo(Path("fifo.pdf").toUtf8().constData(), 0600), 0);
+    const Outcome run = RunInShell("cat two.pdf > fifo.pdf & exec \"$@\" <(cat one.pdf)",
+                                   {"-d", "out", "-r", "20", "fifo.pdf"});
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    EXPECT_EQ(run.results.mid(0, 2), QStringList({"out/fifo-1.png", "out/fifo-2.png"}));
+    EXPECT_EQ(WholePictures("out").size(), 3);
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(BatchTest, HasNothingToDoForAnEmptyList)
+{
+    Write("list", "\n");
+    for (const QString list : {"list", "/dev/null", "-"}) {
+        const Outcome run = Run({"--from-list", list, "-d", "out"}, "");
+        EXPECT_EQ(run.exitCode, 0) << list.toStdString();
+        EXPECT_EQ(run.complaints, "") << list.toStdString();
+    }
+    EXPECT_EQ(RunInShell("exec \"$@\" --from-list <(true)", {"-d", "out"}).exitCode, 0);
 }
 
 TEST_F(BatchTest, SaysWhyStandardInputCannotBeStored)

@@ -66,23 +66,28 @@ std::string ReadAll(int descriptor, const Interruption& interruption)
     return all;
 }
 
-void ReadPieces(const std::string& file, char separator, const Interruption& interruption,
+void ReadBlocks(const std::string& file, const Interruption& interruption,
                 const std::function<void(std::string_view)>& take)
 {
     std::optional<PDF::FileDescriptor> opened;
     const int descriptor = Open(file, opened);
-    std::string rest;
     std::vector<char> block(blockSize);
-    while (const std::size_t count =
-               ReadSome(descriptor, block.data(), block.size(), interruption)) {
-        std::string_view bytes(block.data(), count);
+    while (const std::size_t count = ReadSome(descriptor, block.data(), block.size(), interruption))
+        take({block.data(), count});
+}
+
+void ReadPieces(const std::string& file, char separator, const Interruption& interruption,
+                const std::function<void(std::string_view)>& take)
+{
+    std::string rest;
+    ReadBlocks(file, interruption, [&](std::string_view bytes) {
         for (auto end = bytes.find(separator); end != bytes.npos; end = bytes.find(separator)) {
             take(rest.append(bytes.substr(0, end)));
             rest.clear();
             bytes.remove_prefix(end + 1);
         }
         rest.append(bytes);
-    }
+    });
     if (!rest.empty())
         take(rest);
 }

@@ -24,6 +24,10 @@ std::size_t ReadSome(int descriptor, char* bytes, std::size_t count,
 /** Everything that a descriptor gives up to its end; throws as ReadSome does. */
 std::string ReadAll(int descriptor, const Interruption& interruption);
 
+/** Calls `take` with the bytes of a file, "-" for standard input, as they come; throws likewise. */
+void ReadBlocks(const std::string& file, const Interruption& interruption,
+                const std::function<void(std::string_view)>& take);
+
 /**
  * Calls `take` with each piece of a file, "-" for standard input, that ends with the separator or
  * with the file; throws as ReadSome does. Holds one piece at a time, however long the file is.

@@ -90,10 +90,12 @@ void Batch::SayWhatToKnow()
 
 std::vector<Input> Batch::Collect()
 {
-    std::vector<Input> inputs = CollectInputs(
-        options.input,
-        options.input.ReadsStandardInput() ? factory.MakePrivateFolder() : std::string(),
-        interruption);
+    std::function<std::string()> makeFolder;
+    if (options.journal.path.empty()) // what has come through a pipe could not be read again
+        makeFolder = [this] {
+            return factory.MakePrivateFolder();
+        };
+    std::vector<Input> inputs = CollectInputs(options.input, makeFolder, interruption);
     tally.inputs = inputs.size();
     return inputs;
 }

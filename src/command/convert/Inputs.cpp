@@ -13,6 +13,7 @@
 #include <memory>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <QFileInfo>
 
@@ -53,43 +54,62 @@ Input FromPath(const std::string& path)
 }
 
 /** Throws for the reason that errno tells. */
-[[noreturn]] void FailToStore()
+[[noreturn]] void FailToStore(const std::string& name)
 {
     throw Failure(ExitCode::Output, "no-temporary-space",
-                  std::string("standard input: cannot be stored in the folder for temporary "
-                              "files: ") +
+                  name + ": cannot be stored in the folder for temporary files: " +
                       std::strerror(errno) + "; choose another with --temp-dir");
 }
 
-/** Standard input's bytes in a new file that nobody else can read. */
-void StoreStandardInput(const std::string& path, const Interruption& interruption)
+/** What `file` gives, "-" for standard input, in a new file that nobody else can read. */
+void Store(const std::string& file, const std::string& name, const std::string& path,
+           const Interruption& interruption)
 {
     const int descriptor =
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (descriptor < 0)
-        FailToStore();
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(::fdopen(descriptor, "wb"),
-                                                               std::fclose);
-    std::vector<char> block(1 << 16);
-    while (const std::size_t count =
-               ReadSome(STDIN_FILENO, block.data(), block.size(), interruption)) {
-        if (std::fwrite(block.data(), 1, count, file.get()) != count)
-            FailToStore();
-    }
-    if (std::fflush(file.get()) != 0)
-        FailToStore();
+        FailToStore(name);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stored(::fdopen(descriptor, "wb"),
+                                                                 std::fclose);
+    ReadBlocks(file, interruption, [&](std::string_view block) {
+        if (std::fwrite(block.data(), 1, block.size(), stored.get()) != block.size())
+            FailToStore(name);
+    });
+    if (std::fflush(stored.get()) != 0)
+        FailToStore(name);
 }
 
-Input FromStandardInput(const std::string& tempFolder, const Interruption& interruption)
+/** The input with what comes through `file` for its document. */
+Input Stored(const std::string& file, Input input, const std::string& folder,
+             const Interruption& interruption)
 {
-    const std::string path = tempFolder + "/standard-input.pdf";
+    const std::string name = input.name.toStdString();
+    const std::string path = folder + (file == "-" ? "/standard-input.pdf" : "/pipe.pdf");
     try {
-        StoreStandardInput(path, interruption);
+        Store(file, name, path, interruption);
     } catch (const std::system_error& error) {
         throw Failure(ExitCode::Input, "unreadable",
-                      "standard input: cannot be read: " + error.code().message());
+                      name + ": cannot be read: " + error.code().message());
     }
-    return {"standard input", "stdin", QString::fromStdString(path), {}};
+    input.path = QString::fromStdString(path);
+    return input;
+}
+
+bool IsPipe(const QString& path)
+{
+    std::error_code ignored;
+    return std::filesystem::is_fifo(path.toStdString(), ignored);
+}
+
+Input FromArgument(const std::string& argument, const std::function<std::string()>& makeFolder,
+                   const Interruption& interruption)
+{
+    if (argument == "-")
+        return Stored(argument, {"standard input", "stdin", {}, {}}, makeFolder(), interruption);
+    Input input = FromPath(argument);
+    if (makeFolder && input.problem.empty() && IsPipe(input.path))
+        return Stored(argument, std::move(input), makeFolder(), interruption);
+    return input;
 }
 
 /** A line of a list without its return, and without the mark that editors put before the first. */
@@ -102,20 +122,16 @@ std::string_view NameIn(std::string_view line, bool isFirst)
     return line;
 }
 
-/** Adds what the list names of the share that is wanted; whether it names anything at all. */
-bool AddFromList(std::vector<Input>& inputs, const InputOptions& options,
+/** Adds what the list names of the share that is wanted. */
+void AddFromList(std::vector<Input>& inputs, const InputOptions& options,
                  const Interruption& interruption)
 {
-    bool namesAny = false;
     bool isFirst = true;
     const auto take = [&](std::string_view piece) {
         const bool isLine = !options.isListNulSeparated;
         const std::string_view path = isLine ? NameIn(piece, isFirst) : piece;
         isFirst = false;
-        if (path.empty())
-            return;
-        namesAny = true;
-        if (!options.shard || options.shard->Has(path))
+        if (!path.empty() && (!options.shard || options.shard->Has(path)))
             inputs.push_back(FromPath(std::string(path)));
     };
     try {
@@ -124,7 +140,6 @@ bool AddFromList(std::vector<Input>& inputs, const InputOptions& options,
         throw Failure(ExitCode::Input, "unreadable",
                       options.list + ": cannot read the list: " + error.code().message());
     }
-    return namesAny;
 }
 
 /** Refuses relative paths in a working folder that no QString can name. */
@@ -142,16 +157,15 @@ void RefuseRelative(std::vector<Input>& inputs)
 
 } // namespace
 
-std::vector<Input> CollectInputs(const InputOptions& options, const std::string& tempFolder,
+std::vector<Input> CollectInputs(const InputOptions& options,
+                                 const std::function<std::string()>& makeFolder,
                                  const Interruption& interruption)
 {
     std::vector<Input> inputs;
-    for (const std::string& given : options.paths)
-        inputs.push_back(given == "-" ? FromStandardInput(tempFolder, interruption)
-                                      : FromPath(given));
-    const bool isListEmpty = !options.list.empty() && !AddFromList(inputs, options, interruption);
-    if (isListEmpty && inputs.empty())
-        throw Failure(ExitCode::Input, "no-input", options.list + ": the list names no file");
+    for (const std::string& argument : options.paths)
+        inputs.push_back(FromArgument(argument, makeFolder, interruption));
+    if (!options.list.empty())
+        AddFromList(inputs, options, interruption);
     RefuseRelative(inputs);
     return inputs;
 }

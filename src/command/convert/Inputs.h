@@ -2,6 +2,7 @@
 
 #include "Input.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,13 +14,15 @@ struct InputOptions;
 /**
  * The documents that were named, and then those of its list, in their order.
  *
- * What comes from standard input is written to a new file in `tempFolder`.
+ * What comes from standard input, or through a pipe that an argument names, is written to a new
+ * file in a folder that `makeFolder` makes; without the function pipes stay what they are.
  *
- * @throws Failure  Input: the list or standard input cannot be read, or there is no input at all;
- *                  Output: no space for what standard input gives
+ * @throws Failure  Input: the list, standard input or a pipe cannot be read;
+ *                  Output: no space for what comes through one
  * @throws Interrupted  a signal came meanwhile
  */
-std::vector<Input> CollectInputs(const InputOptions& options, const std::string& tempFolder,
+std::vector<Input> CollectInputs(const InputOptions& options,
+                                 const std::function<std::string()>& makeFolder,
                                  const Interruption& interruption);
 
 } // namespace Korvel::App
