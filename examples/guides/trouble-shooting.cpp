@@ -55,6 +55,8 @@ const char* Explain(OpenFailure why)
         return "no worker could be started";
     case OpenFailure::Changed:
         return "somebody changed it while it was read";
+    case OpenFailure::Unconfined:
+        return "the system cannot confine a worker as WorkerSettings::requiresSandbox wants it";
     case OpenFailure::TooManyPages:
         return "it lists more pages than a file of its size can hold";
     }

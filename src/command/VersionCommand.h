@@ -12,4 +12,11 @@ namespace Korvel::App {
  */
 ExitCode PrintVersion();
 
+/**
+ * Makes sure that nothing is missing of what keeps documents from doing damage on this machine.
+ *
+ * @throws Failure  Internal: something is, or the worker program is missing or does not run
+ */
+void RequireSandbox();
+
 } // namespace Korvel::App

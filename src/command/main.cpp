@@ -84,6 +84,8 @@ int CarryOut(const Options& options, Console& console, Interruption& interruptio
         case Options::Command::Convert:
             break;
         }
+        if (options.run.requiresSandbox)
+            RequireSandbox();
         return int(Batch(options, console, interruption).Convert());
     } catch (const Failure& failure) {
         console.Failed({}, failure);

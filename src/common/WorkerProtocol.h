@@ -17,6 +17,7 @@ inline constexpr char memoryLimit[] = "--memory-limit";
 inline constexpr char timeLimit[] = "--time-limit";
 inline constexpr char fileLimit[] = "--file-limit";
 inline constexpr char folder[] = "--folder";
+inline constexpr char requireSandbox[] = "--require-sandbox";
 } // namespace Argument
 
 /** The members of requests and answers. */
@@ -39,6 +40,7 @@ inline constexpr char ok[] = "ok";
 inline constexpr char reason[] = "reason";
 inline constexpr char message[] = "message";
 inline constexpr char released[] = "released";
+inline constexpr char missing[] = "missing";
 inline constexpr char encrypted[] = "encrypted";
 inline constexpr char encryption[] = "encryption";
 inline constexpr char method[] = "method";
@@ -49,6 +51,12 @@ inline constexpr char repaired[] = "repaired";
 inline constexpr char version[] = "version";
 inline constexpr char properties[] = "properties";
 } // namespace Key
+
+/** What keeps a worker from most, by the names that people are told. */
+namespace Measure {
+inline constexpr char fileAccess[] = "file access (Landlock)";
+inline constexpr char systemCalls[] = "system calls (seccomp)";
+} // namespace Measure
 
 /** What a request can ask for. */
 namespace Operation {
@@ -105,6 +113,9 @@ inline constexpr int notStartedExitCode = 78;
 /** The exit code of a worker whose document was shortened while it was read. */
 inline constexpr int changedExitCode = 79;
 
+/** The exit code of a worker that lacks a measure of the sandbox, where all are required. */
+inline constexpr int unconfinedExitCode = 80;
+
 /** Why a request failed. */
 enum class Reason {
     // The worker answers these.
@@ -126,6 +137,7 @@ enum class Reason {
     Changed,
     // The library answers these for a worker that does not answer.
     NotStarted,
+    Unconfined,
     Died,
     Rubbish,
     TimedOut,
@@ -171,6 +183,8 @@ constexpr const char* WordFor(Reason reason)
         return "changed";
     case Reason::NotStarted:
         return "not-started";
+    case Reason::Unconfined:
+        return "unconfined";
     case Reason::Died:
         return "died";
     case Reason::Rubbish:

@@ -14,7 +14,7 @@ namespace {
 namespace Argument = WorkerProtocol::Argument;
 
 constexpr char usage[] = "usage: pdfconvert-worker [--memory-limit MIB] [--time-limit SECONDS] "
-                         "[--file-limit MIB] [--folder DIR] [--version]\n";
+                         "[--file-limit MIB] [--folder DIR] [--require-sandbox] [--version]\n";
 
 /** The name as getopt_long wants it, without the dashes. */
 constexpr option WithValue(const char* name)
@@ -26,6 +26,7 @@ constexpr option options[] = {WithValue(Argument::memoryLimit),
                               WithValue(Argument::timeLimit),
                               WithValue(Argument::fileLimit),
                               WithValue(Argument::folder),
+                              option{Argument::requireSandbox + 2, no_argument, nullptr, 's'},
                               option{"version", no_argument, nullptr, 'V'},
                               option{}};
 
@@ -64,8 +65,10 @@ bool TakeOption(Arguments& arguments, int argc, char** argv)
         return false;
     const std::string name = std::string("--") + options[index].name;
     arguments.wantsVersion = kind == 'V' && argc == 2; // it stands alone
-    const bool isTaken = argument.substr(0, argument.find('=')) == name &&
-                         (arguments.wantsVersion || SetOption(arguments.settings, name, optarg));
+    arguments.settings.requiresAll = arguments.settings.requiresAll || kind == 's';
+    const bool isTaken =
+        argument.substr(0, argument.find('=')) == name &&
+        (arguments.wantsVersion || kind == 's' || SetOption(arguments.settings, name, optarg));
     if (!isTaken)
         std::fprintf(stderr, "%s: not understood: %s\n", argv[0], argument.data());
     return isTaken;

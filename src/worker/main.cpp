@@ -15,11 +15,15 @@
 #include <limits>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include <QCoreApplication>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QTextCodec>
 
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace Korvel::Worker;
@@ -35,14 +39,32 @@ void CheckDescriptors()
         EndAsNotStarted("too few files may be open at once");
 }
 
+/** Whether the limit of processes, which is none for root, leaves another one to be had. */
+bool CanStartProcess()
+{
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(0);
+    return child > 0 && ::waitpid(child, nullptr, 0) == child;
+}
+
+const char* StateOf(const Measure& measure, bool isProcessLimitBinding)
+{
+    if (!measure.isInForce)
+        return "no";
+    const bool isBinding = std::string_view(measure.name) != processLimit || isProcessLimitBinding;
+    return isBinding ? "yes" : "not as root";
+}
+
 /** Tells what is in force by entering the sandbox. */
 int PrintVersion(Sandbox& sandbox)
 {
     sandbox.SetLimits();
+    const bool isProcessLimitBinding = !CanStartProcess();
     sandbox.Enter({});
     std::puts("pdfconvert-worker " PROJECT_VERSION);
     for (const Measure& measure : sandbox.Measures())
-        std::printf("%s: %s\n", measure.name, measure.isInForce ? "yes" : "no");
+        std::printf("%s: %s\n", measure.name, StateOf(measure, isProcessLimitBinding));
     return std::fflush(stdout) == 0 ? 0 : 1;
 }
 
@@ -53,12 +75,24 @@ std::uint64_t LargestFile(const SandboxSettings& settings)
                                    : std::uint64_t(settings.fileLimit) << 20;
 }
 
+/** The answer, and what of the sandbox is missing; the machine is not at fault in other builds. */
+QJsonObject WithMissing(QJsonObject answer, const Sandbox& sandbox)
+{
+    QJsonArray missing;
+    for (const std::string& name : sandbox.Missing())
+        missing.append(QString::fromStdString(name));
+    if (!IS_SANITIZED && !missing.isEmpty())
+        answer[Korvel::WorkerProtocol::Key::missing] = missing;
+    return answer;
+}
+
 /** Answers all requests for one document, and gives the exit code. */
 int AnswerAll(RequestHandler& requests, std::FILE* answers, const Sandbox& sandbox)
 {
     for (std::string line; ReadLine(line);) {
         sandbox.LimitTime();
-        if (!Send(answers, requests.Answer(QByteArray::fromStdString(line))))
+        const QJsonObject answer = requests.Answer(QByteArray::fromStdString(line));
+        if (!Send(answers, WithMissing(answer, sandbox)))
             return 1;
     }
     return 0;

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QImage>
+#include <QRegularExpression>
 #include <QStandardPaths>
 
 #include <sys/file.h>
@@ -141,7 +142,7 @@ TEST_F(ComfortTest, PrintsItsVersionAndWhatProtectsThisMachine)
     EXPECT_EQ(run.results[1], QString(run.results[0]).replace(' ', "-worker "));
     EXPECT_THAT(run.results, Contains("no new privileges: yes"));
     for (const QString& line : run.results.mid(2))
-        EXPECT_THAT(line.toStdString(), MatchesRegex("[a-zA-Z ()]+: (yes|no)"));
+        EXPECT_THAT(line.toStdString(), MatchesRegex("[a-zA-Z ()]+: (yes|no|not as root)"));
 }
 
 TEST_F(ComfortTest, CleansNoFolderThatIsNone)
@@ -192,9 +193,11 @@ TEST_F(ComfortTest, CleansTheFoldersThatItWritesTo)
 TEST_F(ComfortTest, WarnsOfWhatDoesNotProtectThisMachineWhenItIsVerbose)
 {
     MakeSample("sample.pdf", 1);
-    const bool isWhole = Run({"--version"}).results.filter(": no").isEmpty();
+    const bool isWhole = Run({"--version"}).results.filter(QRegularExpression(": no$")).isEmpty();
     const QStringList arguments{"sample.pdf", "-d", "out"};
-    EXPECT_THAT(Run(arguments).complaints, Not(HasSubstr("not in force")));
+    if (isWhole) {
+        EXPECT_THAT(Run(arguments).complaints, Not(HasSubstr("not in force")));
+    }
     const std::string log = Run(arguments + QStringList{"-v", "1"}).complaints;
     EXPECT_EQ(log.find("not in force") == std::string::npos, isWhole) << log;
 }

@@ -1,8 +1,11 @@
 // What confines the workers, seen from outside: where parts of it are missing, and what reaches
 // them.
 
+#include "DescribedJson.h"
+#include "IsSanitized.h"
 #include "Program.h"
 
+#include <cerrno>
 #include <csignal>
 #include <vector>
 
@@ -10,7 +13,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 
+#include <sys/inotify.h>
 #include <unistd.h>
 
 namespace Korvel::App {
@@ -105,6 +110,100 @@ TEST_F(ConfinementTest, ConvertsWithoutAnyMeasureAtAll)
         names.push_back(measure.name);
     }
     ExpectToConvertWithout(parts.join(','), names);
+}
+
+/** How often a text is said. */
+int Count(const std::string& text, const std::string& part)
+{
+    return QString::fromStdString(text).count(QString::fromStdString(part));
+}
+
+TEST_F(ConfinementTest, SaysOnceInARunWhichFilterIsMissing)
+{
+    if (PDF::Test::isSanitized)
+        GTEST_SKIP() << "the build lacks one, whatever the machine has";
+    MakeSample("second.pdf", 2);
+    const QStringList inputs{"in.pdf", "second.pdf", "-r", "20", "-j", "2"};
+    const auto run = [&](const QString& parts, const QStringList& further) {
+        return RunWithout(parts, inputs + QStringList{"-d", QString::number(++runs)} + further);
+    };
+    for (const char* name : {"file access (Landlock)", "system calls (seccomp)"}) {
+        const QString parts =
+            QString(name).contains("Landlock") ? "landlock=ENOSYS" : "seccomp=ENOSYS";
+        EXPECT_EQ(Count(run(parts, {}).complaints, name), 1);
+        EXPECT_EQ(run(parts, {"-q"}).complaints, "");
+        const std::string events = run(parts, {"--progress", "json"}).complaints;
+        EXPECT_EQ(Count(events, "\"event\":\"note\""), 1) << events;
+        EXPECT_EQ(Count(events, name), 1) << events;
+        ExpectDescribed(QByteArray::fromStdString(events));
+        const Outcome json = run(parts, {"--json", "-q"});
+        EXPECT_EQ(Count(json.results.join("").toStdString(), name), 1);
+        ExpectDescribed(json.results.join('\n').toUtf8());
+        EXPECT_EQ(json.exitCode, 0);
+        EXPECT_EQ(Count(RunWithout(parts, {"in.pdf", "--inspect"}).complaints, name), 1);
+    }
+    EXPECT_EQ(Count(run("landlock=ENOSYS,seccomp=ENOSYS", {}).complaints,
+                    "file access (Landlock), system calls (seccomp)"),
+              1);
+    EXPECT_EQ(Count(run("memory=EPERM", {}).complaints, "not in force"), 0);
+}
+
+TEST_F(ConfinementTest, ConvertsNothingWithoutAMeasureThatIsRequired)
+{
+    const int watch = ::inotify_init1(IN_NONBLOCK);
+    ASSERT_GE(::inotify_add_watch(watch, Path("in.pdf").toUtf8().constData(), IN_OPEN), 0);
+    for (const Measure& measure : Measures()) {
+        if (std::string(measure.name).empty())
+            continue;
+        for (const QString& error : measure.errors) {
+            const QString parts = QStringLiteral("%1=%2").arg(measure.part, error);
+            SCOPED_TRACE(parts.toStdString());
+            const Outcome run = RunWithout(parts, {"in.pdf", "-d", "out", "--require-sandbox",
+                                                   "--journal", Path("journal"), "--json"});
+            EXPECT_EQ(run.exitCode, 1);
+            EXPECT_THAT(run.complaints, HasSubstr(measure.name));
+            EXPECT_TRUE(run.results.join("").contains("\"reason\": \"unconfined\""));
+            ExpectDescribed(run.results.join('\n').toUtf8());
+            EXPECT_FALSE(QFile::exists(Path("out")));
+            EXPECT_EQ(LeftInTempDir(), QStringList());
+        }
+    }
+    char event = 0;
+    EXPECT_EQ(::read(watch, &event, 1), -1) << "the document was opened";
+    EXPECT_EQ(errno, EAGAIN);
+    ::close(watch);
+    const QStringList again{"in.pdf", "-d", "out", "--journal", Path("journal")};
+    EXPECT_EQ(RunWithout("landlock=ENOSYS", again).exitCode, 0) << "it was nobody's fault";
+    EXPECT_EQ(WholePictures("out").size(), 1);
+}
+
+TEST_F(ConfinementTest, ConvertsWhereAllIsThereThatIsRequired)
+{
+    if (!Run({"--version"}).results.filter(QRegularExpression(": no$")).isEmpty())
+        GTEST_SKIP() << "this machine, or this build, lacks something";
+    const Outcome run = Run({"in.pdf", "-d", "out", "--require-sandbox"});
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    EXPECT_EQ(WholePictures("out").size(), 1);
+}
+
+TEST_F(ConfinementTest, SaysThatTheLimitOfProcessesDoesNotBindRoot)
+{
+    if (PDF::Test::isSanitized)
+        GTEST_SKIP() << "it has none";
+    const auto version = [this](const QStringList& user) {
+        QProcess process;
+        process.setWorkingDirectory("/");
+        const QStringList command = user + QStringList{PDFCONVERT, "--version"};
+        process.start(command.front(), command.mid(1));
+        return Finish(process).results.join('\n').toStdString();
+    };
+    const bool isRoot = ::geteuid() == 0;
+    EXPECT_THAT(version({}),
+                HasSubstr(isRoot ? "process limit: not as root" : "process limit: yes"));
+    const QStringList another{"setpriv", "--reuid", "12345", "--regid", "12345", "--clear-groups"};
+    if (isRoot && !version(another).empty()) {
+        EXPECT_THAT(version(another), HasSubstr("process limit: yes"));
+    }
 }
 
 QList<QByteArray> EnvironmentOf(const QString& process)

@@ -1,3 +1,4 @@
+#include "DescribedJson.h"
 #include "IsSanitized.h"
 #include "Program.h"
 
@@ -71,6 +72,7 @@ TEST_F(LookTest, ThatTakesMoreBytesThanAResultMayHaveIsAnErrorThatSaysSo)
     EXPECT_THAT(run.complaints, HasSubstr("one.pdf: a result would be larger than is allowed"));
     EXPECT_THAT(run.complaints, HasSubstr("--max-result"));
     EXPECT_TRUE(run.results.join("").contains("\"reason\": \"too-large\""));
+    ExpectDescribed(run.results.join('\n').toUtf8());
     EXPECT_FALSE(QFile::exists(Path("large.bmp")));
     EXPECT_EQ(LeftInTempDir(), QStringList());
     for (const char* enough : {"4", "0"})

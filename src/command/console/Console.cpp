@@ -169,6 +169,16 @@ void Console::Note(const std::string& message)
         Print(message);
 }
 
+void Console::Note(const char* reason, const std::string& message)
+{
+    Note(message);
+    const QJsonObject members{{"reason", QString::fromLatin1(reason)},
+                              {"message", QString::fromStdString(message)}};
+    Emit("note", members);
+    if (json)
+        notes.append(members);
+}
+
 bool Console::Close(int exitCode)
 {
     Erase();
@@ -177,7 +187,8 @@ bool Console::Close(int exitCode)
     const QJsonObject closing{{"version", jsonVersion},
                               {"exitCode", exitCode},
                               {"documents", documents},
-                              {"warnings", warned}};
+                              {"warnings", warned},
+                              {"notes", notes}};
     return WriteResult(QString::fromUtf8(QJsonDocument(closing).toJson()));
 }
 

@@ -75,6 +75,9 @@ public:
     /** Says, unless it is to be quiet, what is good to know. */
     void Note(const std::string& message);
 
+    /** Says so to programs as well. */
+    void Note(const char* reason, const std::string& message);
+
     /** Ends the run; false when standard output did not take the closing document. */
     bool Close(int exitCode);
 
@@ -107,6 +110,7 @@ private:
     /** What the closing document is to say. */
     QJsonArray documents;
     QJsonArray warned;
+    QJsonArray notes;
 };
 
 } // namespace App

@@ -106,12 +106,26 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
     if (!options.run.inspects)
         planner = std::make_unique<Planner>(run, inputs);
     for (const Input& input : inputs) {
-        if (IsToDo(input) && !OpenAndPlan(input) && options.run.failsFast) {
+        const bool isWell = !IsToDo(input) || OpenAndPlan(input);
+        TellMissingFilters();
+        if (!isWell && options.run.failsFast) {
             documents.clear();
             break;
         }
     }
     passwords.reset();
+}
+
+/** Says once in a run that the machine lacks what confines workers most. */
+void Batch::TellMissingFilters()
+{
+    const QStringList missing = factory.MissingFilters();
+    if (missing.isEmpty() || std::exchange(hasToldMissingFilters, true))
+        return;
+    console.Note("unconfined",
+                 "not in force here: " + missing.join(", ").toStdString() +
+                     "; a document that took its worker over could do more than be converted "
+                     "(--require-sandbox converts nothing then)");
 }
 
 bool Batch::OpenAndPlan(const Input& input)

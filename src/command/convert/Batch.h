@@ -55,6 +55,7 @@ private:
     std::vector<Input> Collect();
     void OpenAndPlan(const std::vector<Input>& inputs);
     bool OpenAndPlan(const Input& input);
+    void TellMissingFilters();
     bool IsToDo(const Input& input);
     void CheckStandardOutput() const;
     void TellOnly();
@@ -85,6 +86,7 @@ private:
     /** The machine had no room for a worker, and so not all inputs came to their end. */
     bool lacksWorkers = false;
     bool isInterrupted = false;
+    bool hasToldMissingFilters = false;
     Tally tally;
 };
 

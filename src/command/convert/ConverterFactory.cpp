@@ -13,6 +13,7 @@
 #include "UuidFileNameGenerator.h"
 #include "WorkerConverter.h"
 #include "WorkerPdfProvider.h"
+#include "WorkerProtocol.h"
 
 #include <algorithm>
 
@@ -79,6 +80,7 @@ PDF::WorkerSettings ToSettings(const RunOptions& options, const std::string& fol
     if (options.memoryLimit > 0)
         settings.memoryLimit = options.memoryLimit;
     settings.largestResult = options.largestResult;
+    settings.requiresSandbox = options.requiresSandbox;
     return settings;
 }
 
@@ -145,9 +147,22 @@ std::string ConverterFactory::MakePrivateFolder()
     return path;
 }
 
+QStringList ConverterFactory::MissingFilters() const
+{
+    QStringList filters{WorkerProtocol::Measure::fileAccess, WorkerProtocol::Measure::systemCalls};
+    const QStringList missing = provider->MissingMeasures();
+    const auto isThere = [&missing](const QString& filter) {
+        return !missing.contains(filter);
+    };
+    filters.erase(std::remove_if(filters.begin(), filters.end(), isThere), filters.end());
+    return filters;
+}
+
 Failure ConverterFactory::WhyNotOpened(const std::string& path) const
 {
     const PDF::OpenFailure why = provider->WhyOpenFailed(ioPath(path));
+    if (why == PDF::OpenFailure::Unconfined)
+        return UnconfinedFailure(provider->WhyNotStarted());
     return why == PDF::OpenFailure::NotStarted ? NotStartedFailure(provider->WhyNotStarted())
                                                : FailureOf(why);
 }
@@ -156,6 +171,8 @@ Failure ConverterFactory::WhyNotConverted(AbstractConverter::ErrorType error,
                                           ConvertedUnit unit) const
 {
     const QString whyNotStarted = workers->WhyNotStarted();
+    if (error == AbstractConverter::Unconfined)
+        return UnconfinedFailure(whyNotStarted);
     return error == AbstractConverter::Unknown && !whyNotStarted.isEmpty()
                ? NotStartedFailure(whyNotStarted)
                : FailureOf(error, unit);

@@ -14,6 +14,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QStringList>
 
 namespace Korvel {
 namespace PDF {
@@ -85,6 +86,9 @@ public:
 
     PDF::LocalFileSystem& FileSystem() { return *fileSystem; }
     PDF::WorkerPdfProvider& PdfProvider() { return *provider; }
+
+    /** Which filters the worker did without that was asked last to open a document. */
+    QStringList MissingFilters() const;
 
     /** What to tell of a document that the provider could not open. */
     Failure WhyNotOpened(const std::string& path) const;

@@ -120,6 +120,7 @@ void AddRun(OptionAdder& add, RunOptions& run, JournalOptions& journal)
     add.Value("--timeout", run.timeout)->transform(InRange(0.1, 86400.0, "a time"));
     add.Value("--memory-limit", run.memoryLimit)->transform(InRange(256, 1 << 20, "a number"));
     add.Value("--max-result", run.largestResult)->transform(InRange(0, 1 << 20, "a number"));
+    add.Flag("--require-sandbox", run.requiresSandbox);
     add.Value("--journal", journal.path);
     add.Flag("--retry-failed", journal.retriesFailed);
     add.Flag("--fail-fast", run.failsFast);

@@ -163,6 +163,10 @@ std::vector<Option> Running()
              "MB",
              "How large a result may be, and so may a copy without\n"
              "encryption; 1024 without this, 0 for any size"},
+            {{"--require-sandbox"},
+             "",
+             "Convert nothing where this machine lacks some of\n"
+             "what keeps documents from doing damage"},
             {{"--journal"},
              "FILE",
              "Write down in FILE what becomes of each document, and\n"

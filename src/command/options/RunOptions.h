@@ -21,6 +21,8 @@ struct RunOptions
     int memoryLimit = 0;
     /** Megabytes that a result may have; 0 for any. */
     int largestResult = WorkerProtocol::defaultFileLimit;
+    /** Convert nothing where a measure of the sandbox is missing. */
+    bool requiresSandbox = false;
     /** Stop at the first document that fails. */
     bool failsFast = false;
     /** End with 0 when there were warnings only. */

@@ -7,6 +7,7 @@ namespace Korvel::App {
 namespace {
 
 constexpr char cannotStart[] = "cannot-start";
+constexpr char unconfined[] = "unconfined";
 constexpr char tooLarge[] = "too-large";
 
 } // namespace
@@ -45,6 +46,7 @@ Failure FailureOf(PDF::OpenFailure why)
                 "is damaged: it lists more pages than a file of its size can hold"};
     case PDF::OpenFailure::None:
     case PDF::OpenFailure::NotStarted:
+    case PDF::OpenFailure::Unconfined:
     case PDF::OpenFailure::WorkerFailed:
         break;
     }
@@ -121,9 +123,16 @@ Failure NotStartedFailure(const QString& why)
             why.toStdString() + "; use fewer jobs with -j, or raise the limit (ulimit -a)"};
 }
 
+Failure UnconfinedFailure(const QString& missing)
+{
+    return {ExitCode::Internal, unconfined,
+            missing.toStdString() + "; --require-sandbox wants all that --version lists"};
+}
+
 bool IsOfMachine(const Failure& failure)
 {
-    return std::strcmp(failure.reason, cannotStart) == 0;
+    return std::strcmp(failure.reason, cannotStart) == 0 ||
+           std::strcmp(failure.reason, unconfined) == 0;
 }
 
 Failure BrokenInstallation()

@@ -34,6 +34,13 @@ Failure ChangedFailure();
  */
 Failure NotStartedFailure(const QString& why);
 
+/**
+ * What to tell the user where measures of the sandbox are missing that --require-sandbox wants.
+ *
+ * @param missing  what says which
+ */
+Failure UnconfinedFailure(const QString& missing);
+
 /** Whether a failure says that the machine, and no document, is to blame. */
 bool IsOfMachine(const Failure& failure);
 

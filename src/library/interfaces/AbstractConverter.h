@@ -73,7 +73,8 @@ public:
         OutOfMemory,       ///< the task needed more memory than it was given
         UnsupportedFormat, ///< the wanted kind of result is not one that the converter makes
         SourceChanged,     ///< the source was changed by somebody while it was read
-        ResultTooLarge     ///< the result is larger than is allowed
+        ResultTooLarge,    ///< the result is larger than is allowed
+        Unconfined         ///< the machine lacks what the converter is to be confined by
     };
     Q_ENUM(ErrorType)
 

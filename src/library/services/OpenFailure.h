@@ -17,7 +17,8 @@ enum class OpenFailure {
     WorkerFailed,          ///< the worker died, spoke nonsense, or was shut down
     NotStarted,            ///< no worker could be started; the document is not to blame
     Changed,               ///< somebody changed the file while it was read
-    TooManyPages           ///< it lists more pages than a file of its size can hold
+    TooManyPages,          ///< it lists more pages than a file of its size can hold
+    Unconfined             ///< a measure of the sandbox is missing, and all are required
 };
 
 } // namespace Korvel::PDF

@@ -132,6 +132,8 @@ AbstractConverter::ErrorType ToErrorType(Reason reason)
         return AbstractConverter::UnsupportedFormat;
     case Reason::Changed:
         return AbstractConverter::SourceChanged;
+    case Reason::Unconfined:
+        return AbstractConverter::Unconfined;
     case Reason::BadRequest:
     case Reason::NoSuchDocument:
     case Reason::NotStarted:

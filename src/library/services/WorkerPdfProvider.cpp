@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include <QJsonArray>
 #include <QThread>
 
 #include <sys/stat.h>
@@ -71,6 +72,8 @@ OpenFailure ToOpenFailure(Reason reason)
         return OpenFailure::TooManyPages;
     case Reason::NotStarted:
         return OpenFailure::NotStarted;
+    case Reason::Unconfined:
+        return OpenFailure::Unconfined;
     case Reason::Changed:
         return OpenFailure::Changed;
     case Reason::NoSuchDocument:
@@ -116,6 +119,7 @@ SaveFailure ToSaveFailure(Reason reason)
     case Reason::TooManyPages:
     case Reason::BadRequest:
     case Reason::NotStarted:
+    case Reason::Unconfined:
     case Reason::Died:
     case Reason::Rubbish:
     case Reason::Ended:
@@ -244,6 +248,7 @@ struct WorkerPdfProvider::Impl
                 workers->Engage(document, settings);
             const auto tell = [this, document, receiver,
                                most = MostPages(request)](const QJsonObject& given) {
+                KeepMissing(given[Key::missing].toArray());
                 const QJsonObject answer = WithPossiblePages(given, most);
                 receiver(answer);
                 if (!IsOpened(answer))
@@ -279,8 +284,16 @@ struct WorkerPdfProvider::Impl
     {
         const std::lock_guard lock(mutex);
         openFailures[file] = failure;
-        if (failure == OpenFailure::NotStarted)
+        if (failure == OpenFailure::NotStarted || failure == OpenFailure::Unconfined)
             whyNotStarted = message;
+    }
+
+    void KeepMissing(const QJsonArray& names)
+    {
+        const std::lock_guard lock(mutex);
+        missing.clear();
+        for (const QJsonValue name : names)
+            missing.append(name.toString());
     }
 
     /** Under which path a document that is open was opened; none when it is not. */
@@ -320,6 +333,7 @@ struct WorkerPdfProvider::Impl
     std::map<qint64, Opened> documents;
     std::map<std::string, OpenFailure> openFailures;
     QString whyNotStarted;
+    QStringList missing;
     /** The failures by the path that the document was opened from. */
     std::map<std::string, SaveFailure> saveFailures;
 };
@@ -433,6 +447,12 @@ QString WorkerPdfProvider::WhyNotStarted() const
 {
     const std::lock_guard lock(impl->mutex);
     return impl->whyNotStarted;
+}
+
+QStringList WorkerPdfProvider::MissingMeasures() const
+{
+    const std::lock_guard lock(impl->mutex);
+    return impl->missing;
 }
 
 SaveFailure WorkerPdfProvider::WhySaveFailed(const ioPath& source) const

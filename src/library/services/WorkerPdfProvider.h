@@ -10,6 +10,8 @@
 #include <memory>
 #include <optional>
 
+#include <QStringList>
+
 namespace Korvel::PDF {
 
 /**
@@ -55,8 +57,17 @@ public:
      */
     OpenFailure WhyOpenFailed(const ioPath& file) const;
 
-    /** What kept the last worker that was not started from it; empty when none was. */
+    /**
+     * What kept the last worker that was not started from it, or which measures of the sandbox it
+     * lacked where all are required; empty when none was.
+     */
     QString WhyNotStarted() const;
+
+    /**
+     * The measures of the sandbox that the worker did not have in force that was asked last to open
+     * a document, as `pdfconvert --version` names them: this machine lacks them.
+     */
+    QStringList MissingMeasures() const;
 
     /**
      * Why the last attempt to save a document failed, since it was opened from `source`, under just

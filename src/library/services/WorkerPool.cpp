@@ -135,8 +135,10 @@ void WorkerPool::Answered(Worker& worker, Request request, const QJsonObject& an
 /** Whether the process could not be started, and there are others that were. */
 bool WorkerPool::DoOthersWorkFor(Worker& worker, const QJsonObject& answer)
 {
-    const bool isNotStarted =
-        WorkerProtocol::ReasonOf(answer) == WorkerProtocol::Reason::NotStarted;
+    const auto reason = WorkerProtocol::ReasonOf(answer);
+    const bool isNotStarted = reason == WorkerProtocol::Reason::NotStarted;
+    if (reason == WorkerProtocol::Reason::Unconfined)
+        whyNotStarted = answer[WorkerProtocol::Key::message].toString();
     worker.isSound = !isNotStarted;
     if (!isNotStarted)
         return false;

@@ -47,7 +47,10 @@ public:
     /** Starts a process, if there is none, so that the first request need not wait for that. */
     void Prepare() { workers.front().process->Prepare(); }
 
-    /** What a request failed with that no process could be started for; empty when none has. */
+    /**
+     * What a request failed with that no process could be started for, or none that has all
+     * measures of the sandbox where they are required; empty when none has.
+     */
     QString WhyNotStarted() const { return whyNotStarted; }
 
     /**

@@ -198,6 +198,8 @@ QStringList WorkerProcess::Arguments() const
         Argument::fileLimit,   QString::number(settings.largestResult)};
     if (!settings.folder.isEmpty())
         arguments << Argument::folder << settings.folder;
+    if (settings.requiresSandbox)
+        arguments << Argument::requireSandbox;
     return arguments;
 }
 
@@ -396,6 +398,9 @@ void WorkerProcess::ProcessChanged()
               process->exitCode() == notLoadedExitCode))
         Fail(WordFor(Reason::NotStarted),
              QStringLiteral("cannot start a worker: ") + LastComplaint());
+    else if (process->exitStatus() == QProcess::NormalExit && settings.requiresSandbox &&
+             process->exitCode() == WorkerProtocol::unconfinedExitCode)
+        Fail(WordFor(Reason::Unconfined), LastComplaint());
     else if (process->exitStatus() == QProcess::CrashExit && process->exitCode() == SIGXCPU)
         Fail(WordFor(Reason::TimedOut), "the worker used up its CPU time");
     else if (process->exitStatus() == QProcess::NormalExit &&

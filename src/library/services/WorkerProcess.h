@@ -37,9 +37,11 @@ namespace Korvel::PDF {
  *     });
  *
  * Every request is answered exactly once. Besides the worker's own, an answer "failed" can have one
- * of these reasons: "not-started", "died", "rubbish" (the answer was not understood), "timed-out"
- * (silent past the deadline, or busy for as much CPU time), "out-of-memory", "changed" (the file
- * was shortened while it was read), "ended" (by End or the destructor).
+ * of these reasons: "not-started", "unconfined" (it lacks measures of the sandbox that are
+ * required), "died", "rubbish" (the answer was not understood, or its result is no file with
+ * something in it), "too-large" (its result), "timed-out" (silent past the deadline, or busy for as
+ * much CPU time), "out-of-memory", "changed" (the file was shortened while it was read), "ended"
+ * (by End or the destructor).
  *
  * Used on the thread that owns it, whose event loop must run. It may be moved to another thread; a
  * process that runs then dies with the thread on which it was started.

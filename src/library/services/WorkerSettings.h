@@ -31,6 +31,11 @@ struct WorkerSettings
      * limit. A larger one is a failure, and nothing is looked at of it but its size.
      */
     int largestResult = 1024;
+    /**
+     * Look at no document where the system, or the build, lacks a measure that keeps documents from
+     * doing damage (docs/reliability.md lists them): the request fails before its file is opened.
+     */
+    bool requiresSandbox = false;
 };
 
 } // namespace Korvel::PDF

@@ -14,4 +14,10 @@ void EndAsNotStarted(const char* why)
     ::_exit(WorkerProtocol::notStartedExitCode);
 }
 
+void EndAsUnconfined(const char* missing)
+{
+    ::dprintf(STDERR_FILENO, "cannot start: not in force here: %s\n", missing);
+    ::_exit(WorkerProtocol::unconfinedExitCode);
+}
+
 } // namespace Korvel::Worker

@@ -8,4 +8,7 @@ namespace Korvel::Worker {
  */
 [[noreturn]] void EndAsNotStarted(const char* why);
 
+/** Ends the process in the same way since measures of the sandbox, `missing`, are not in force. */
+[[noreturn]] void EndAsUnconfined(const char* missing);
+
 } // namespace Korvel::Worker

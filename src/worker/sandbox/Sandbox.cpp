@@ -80,7 +80,7 @@ void Sandbox::SetLimits()
                 {"memory limit", LimitMemory(settings.memoryLimit)},
                 {"CPU time limit", LimitProcessorTime(settings.timeLimit)},
                 {"descriptor limit", LowerLimit(RLIMIT_NOFILE, mostDescriptors)},
-                {"process limit", !IS_SANITIZED && LowerLimit(RLIMIT_NPROC, 0)}};
+                {processLimit, !IS_SANITIZED && LowerLimit(RLIMIT_NPROC, 0)}};
     if (settings.fileLimit > 0)
         measures.push_back(
             {"file size limit", LowerLimit(RLIMIT_FSIZE, rlim_t(settings.fileLimit) << 20)});
@@ -93,12 +93,26 @@ void Sandbox::LimitTime() const
 
 void Sandbox::Enter(const std::string& input)
 {
-    measures.push_back({"file access (Landlock)", LimitFileAccess(input, settings.folder)});
-    measures.push_back({"system calls (seccomp)", systemCalls.Load()});
+    using namespace WorkerProtocol::Measure;
+    measures.push_back({fileAccess, LimitFileAccess(input, settings.folder)});
+    measures.push_back({systemCalls, filter.Load()});
+    std::string all;
+    for (const std::string& name : Missing()) {
+        std::cerr << "warning: not in force here: " << name << std::endl;
+        all += (all.empty() ? "" : ", ") + name;
+    }
+    if (settings.requiresAll && !all.empty())
+        EndAsUnconfined(all.c_str());
+}
+
+std::vector<std::string> Sandbox::Missing() const
+{
+    std::vector<std::string> names;
     for (const Measure& measure : measures) {
         if (!measure.isInForce)
-            std::cerr << "warning: not in force here: " << measure.name << std::endl;
+            names.emplace_back(measure.name);
     }
+    return names;
 }
 
 } // namespace Korvel::Worker

@@ -32,17 +32,20 @@ public:
 
     /**
      * Leaves the process nothing but what it takes to read the file `input`, or none, and to write
-     * results. Complains to standard error of what cannot be on this machine. After SetLimits;
-     * called once.
+     * results. Complains to standard error of what cannot be on this machine, and ends the process
+     * where all has to be. After SetLimits; called once.
      */
     void Enter(const std::string& input);
+
+    /** The names of the measures that are not in force. */
+    std::vector<std::string> Missing() const;
 
     /** All there are, once the sandbox has been entered. */
     const std::vector<Measure>& Measures() const { return measures; }
 
 private:
     const SandboxSettings settings;
-    const SeccompFilter systemCalls;
+    const SeccompFilter filter;
     std::vector<Measure> measures;
 };
 

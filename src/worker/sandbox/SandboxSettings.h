@@ -17,6 +17,8 @@ struct SandboxSettings
     int fileLimit = WorkerProtocol::defaultFileLimit;
     /** The folder to write in, an absolute path; empty for any. */
     std::string folder;
+    /** Whether no document is looked at where a measure is missing. */
+    bool requiresAll = false;
 };
 
 } // namespace Korvel::Worker

@@ -29,6 +29,7 @@
 namespace {
 
 constexpr int outOfMemoryExitCode = 77;
+constexpr int unconfinedExitCode = 80;
 
 using Action = std::function<void(const QJsonObject& request)>;
 
@@ -196,6 +197,10 @@ const std::map<QString, Action>& Actions()
         {"run-out-of-memory",
          [](const QJsonObject&) {
              ::_exit(outOfMemoryExitCode);
+         }},
+        {"say-unconfined",
+         [](const QJsonObject&) {
+             ::_exit(unconfinedExitCode);
          }},
         {"run-out-of-time",
          [](const QJsonObject&) {

@@ -577,6 +577,16 @@ TEST_F(WorkerConverterRealTest, LeavesNoFileOfATaskThatFailed)
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList({"plain.pdf", "secret.pdf"}));
 }
 
+TEST_F(WorkerConverterRealTest, ConvertsNothingWithoutAMeasureThatIsRequired)
+{
+    WorkerSettings settings{WorkerWithout("seccomp=ENOSYS"), longDeadline};
+    settings.requiresSandbox = true;
+    Recorder confined(settings);
+    EXPECT_EQ(ConvertBy(confined, "plain.pdf", "1.jpg", {{"page", 1}}),
+              Failed("plain.pdf", AbstractConverter::Unconfined));
+    EXPECT_FALSE(QFile::exists(folder.filePath("1.jpg")));
+}
+
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 TEST_F(WorkerConverterRealTest, TellsThatAPageNeedsMoreMemoryThanTheWorkerHas)

@@ -1,5 +1,6 @@
 #include "WorkerPdfProvider.h"
 
+#include "IsSanitized.h"
 #include "PdfProviderContract.h"
 #include "SamplePdf.h"
 #include "WorkerTestTools.h"
@@ -808,6 +809,33 @@ TEST_F(WorkerPdfProviderRealTest, TellsThatACopyIsLargerThanIsAllowed)
                   limit == 1 ? SaveFailure::TooLarge : SaveFailure::None);
         EXPECT_EQ(QFile::exists(copy.utf8string().c_str()), limit != 1);
     }
+}
+
+TEST_F(WorkerPdfProviderRealTest, OpensNothingWithoutAMeasureThatIsRequired)
+{
+    WorkerSettings settings{WorkerWithout("landlock=ENOSYS,core=EINVAL"), longTime};
+    settings.requiresSandbox = true;
+    WorkerPdfProvider confined(settings);
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(Open(confined, InFolder("plain.pdf")).id, -1);
+        EXPECT_EQ(confined.WhyOpenFailed(InFolder("plain.pdf")), OpenFailure::Unconfined);
+    }
+    for (const char* measure : {"file access (Landlock)", "no core dump"})
+        EXPECT_TRUE(confined.WhyNotStarted().contains(measure)) << measure;
+}
+
+TEST_F(WorkerPdfProviderRealTest, TellsWhichMeasuresAreMissingWhereNoneIsRequired)
+{
+    WorkerPdfProvider free({WorkerWithout("landlock=ENOSYS"), longTime});
+    EXPECT_EQ(free.MissingMeasures(), QStringList());
+    EXPECT_GE(Open(free, InFolder("plain.pdf")).id, 0);
+    EXPECT_EQ(free.MissingMeasures().contains("file access (Landlock)"), !isSanitized);
+}
+
+TEST_F(WorkerPdfProviderTest, BelievesNoWorkerThatTheMachineLacksWhatNobodyRequires)
+{
+    EXPECT_EQ(Open(provider, PathTo("say-unconfined")).id, -1);
+    EXPECT_EQ(provider.WhyOpenFailed(PathTo("say-unconfined")), OpenFailure::WorkerFailed);
 }
 
 TEST_F(WorkerPdfProviderRealTest, TellsOfTheLastAttemptToSaveAlone)

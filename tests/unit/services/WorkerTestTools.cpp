@@ -71,6 +71,16 @@ QString ResultPath()
     return TestFolder().filePath("result.png");
 }
 
+QString WorkerWithout(const QString& measures)
+{
+    const QString script = QStringLiteral("#!/bin/sh\nexec '%1' %2 '%3' \"$@\"\n");
+    const QString file =
+        MakeFile("worker-without-" + measures,
+                 script.arg(QLatin1String(DEPRIVE), measures, QLatin1String(REAL_WORKER)).toUtf8());
+    QFile::setPermissions(file, QFile::ReadUser | QFile::WriteUser | QFile::ExeUser);
+    return file;
+}
+
 QJsonObject AskAndWait(WorkerProcess& worker, const QJsonObject& request)
 {
     std::optional<QJsonObject> received;

@@ -24,6 +24,9 @@ QString MakeFile(const QString& name, const QByteArray& content = "content");
 /** The path of a file in that folder that results may go to. */
 QString ResultPath();
 
+/** The worker of the product, as on a machine without some measures (Deprive.cpp). */
+QString WorkerWithout(const QString& measures);
+
 /** Asks, and runs the event loop until the answer is there. */
 QJsonObject AskAndWait(WorkerProcess& worker, const QJsonObject& request);
 

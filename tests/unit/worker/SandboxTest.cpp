@@ -3,11 +3,13 @@
 #include "IsSanitized.h"
 #include "WorkerFixture.h"
 
+#include <algorithm>
 #include <csignal>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QRegularExpression>
 
 #include <sys/resource.h>
@@ -19,7 +21,7 @@
 namespace Korvel::Worker {
 namespace {
 
-/** Whether the worker says that this measure is in force on this machine. */
+/** Whether the worker says that this measure is in force on this machine, for others than root. */
 bool IsInForce(const QString& measure)
 {
     QProcess process;
@@ -27,7 +29,7 @@ bool IsInForce(const QString& measure)
     EXPECT_TRUE(process.waitForFinished());
     const QString told = process.readAllStandardOutput();
     EXPECT_TRUE(told.contains(measure + ": ")) << told.toStdString();
-    return told.contains(measure + ": yes\n");
+    return !told.contains(measure + ": no\n");
 }
 
 #define SKIP_WITHOUT(measure)                                                                      \
@@ -391,6 +393,36 @@ TEST_F(ConfinedWorkerTest, GoesOnWhereTheKernelHasNothingToConfineItWith)
     const QByteArray complaints = old.Complaints();
     EXPECT_TRUE(complaints.contains(fileAccess)) << complaints.constData();
     EXPECT_TRUE(complaints.contains(systemCalls)) << complaints.constData();
+}
+
+TEST_F(ConfinedWorkerTest, SaysInItsAnswersWhatIsMissing)
+{
+    if (PDF::Test::isSanitized)
+        GTEST_SKIP() << "the build lacks more than the machine, and says nothing";
+    WorkerClient old("exec '" DEPRIVE "' landlock=ENOSYS,memory=EPERM \"$0\"");
+    const auto open = [this](int document) {
+        return QJsonObject{
+            {"id", 1}, {"op", "open"}, {"document", document}, {"file", Path("sample-1.pdf")}};
+    };
+    Sample();
+    for (const int document : {1, 2}) {
+        const QJsonArray missing = old.Ask(open(document))["missing"].toArray();
+        EXPECT_TRUE(missing.contains(fileAccess));
+        EXPECT_TRUE(missing.contains("memory limit"));
+    }
+    const QStringList none{fileAccess, systemCalls};
+    if (std::all_of(none.begin(), none.end(), IsInForce)) {
+        EXPECT_FALSE(Open(Sample(2))["missing"].toArray().contains(fileAccess));
+    }
+}
+
+TEST_F(ConfinedWorkerTest, EndsWithoutAMeasureThatIsRequired)
+{
+    WorkerClient old("set -- --require-sandbox; exec '" DEPRIVE "' landlock=ENOSYS \"$0\" \"$@\"");
+    EXPECT_EQ(Outcome(old.Ask({{"id", 1}, {"op", "open"}, {"document", 1}, {"file", Sample()}})),
+              "nothing");
+    EXPECT_EQ(old.Finish(), 80);
+    EXPECT_TRUE(old.Complaints().contains(fileAccess));
 }
 
 TEST_F(ConfinedWorkerTest, SaysOnStandardErrorWhatIsNotInForce)
