@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 #ifdef __x86_64__
@@ -20,27 +21,47 @@ enum class Order { Bgr, Rgb };
 // Inlined into functions for several processors, each of which the compiler makes its own loop for.
 #define FOR_EACH_PROCESSOR inline __attribute__((always_inline))
 
-FOR_EACH_PROCESSOR bool AreGray(const unsigned char* bgrx, std::size_t count)
+FOR_EACH_PROCESSOR Tones CopyGrays(const unsigned char* bgrx, std::size_t count,
+                                   unsigned char* into)
 {
     unsigned differences = 0;
+    unsigned between = 0; // neither 0 nor 255, to which 1 adds up to bits of their own
     for (std::size_t i = 0; i < count; ++i) {
         std::uint32_t pixel;
         std::memcpy(&pixel, bgrx + i * bytesAPixel, sizeof pixel);
         differences |= pixel ^ (pixel >> 8);
-    }
-    return (differences & 0xffff) == 0;
-}
-
-FOR_EACH_PROCESSOR bool CopyGrays(const unsigned char* bgrx, std::size_t count, unsigned char* into)
-{
-    unsigned differences = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        std::uint32_t pixel;
-        std::memcpy(&pixel, bgrx + i * bytesAPixel, sizeof pixel);
-        differences |= pixel ^ (pixel >> 8);
+        between |= (pixel & 0xff) + 1;
         into[i] = static_cast<unsigned char>(pixel);
     }
-    return (differences & 0xffff) == 0;
+    const bool areGray = (differences & 0xffff) == 0;
+    return {areGray, areGray && (between & 0xfe) == 0};
+}
+
+FOR_EACH_PROCESSOR Tones SeeGrays(const unsigned char* gray, std::size_t count)
+{
+    unsigned char between = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        between |= static_cast<unsigned char>(gray[i] + 1);
+    return {true, (between & 0xfe) == 0};
+}
+
+FOR_EACH_PROCESSOR void FilterPaeth(const unsigned char* row, const unsigned char* above,
+                                    std::size_t count, std::size_t bytesAPixel, unsigned char* into)
+{
+    for (std::size_t i = 0; i < bytesAPixel; ++i)
+        into[i] = static_cast<unsigned char>(row[i] - above[i]);
+    for (std::size_t i = bytesAPixel; i < count; ++i) {
+        const std::int16_t left = row[i - bytesAPixel];
+        const std::int16_t up = above[i];
+        const std::int16_t corner = above[i - bytesAPixel];
+        const auto fromLeft = static_cast<std::int16_t>(std::abs(up - corner));
+        const auto fromUp = static_cast<std::int16_t>(std::abs(left - corner));
+        const auto fromCorner = static_cast<std::int16_t>(std::abs(left + up - 2 * corner));
+        const std::int16_t upOrCorner = fromUp <= fromCorner ? up : corner;
+        const std::int16_t nearest =
+            fromLeft <= fromUp && fromLeft <= fromCorner ? left : upOrCorner;
+        into[i] = static_cast<unsigned char>(row[i] - nearest);
+    }
 }
 
 FOR_EACH_PROCESSOR void CopySamples(const unsigned char* bgrx, std::size_t count,
@@ -54,18 +75,46 @@ FOR_EACH_PROCESSOR void CopySamples(const unsigned char* bgrx, std::size_t count
     }
 }
 
+template <unsigned bits>
+unsigned char PackByte(const unsigned char* values)
+{
+    constexpr unsigned mask = (1U << bits) - 1;
+    unsigned packed = 0;
+    for (unsigned i = 0; i < 8 / bits; ++i)
+        packed |= (values[i] & mask) << (8 - bits - i * bits);
+    return static_cast<unsigned char>(packed);
+}
+
+template <unsigned bits>
+void PackValues(const unsigned char* values, std::size_t count, unsigned char* into)
+{
+    constexpr std::size_t valuesAByte = 8 / bits;
+    for (; count >= valuesAByte; count -= valuesAByte, values += valuesAByte)
+        *into++ = PackByte<bits>(values);
+    unsigned char rest[valuesAByte] = {};
+    std::copy_n(values, count, rest);
+    if (count > 0)
+        *into = PackByte<bits>(rest);
+}
+
 #ifdef __x86_64__
 
 #define FOR_AVX2 __attribute__((target("avx2")))
 
-FOR_AVX2 bool AreGrayWide(const unsigned char* bgrx, std::size_t count)
-{
-    return AreGray(bgrx, count);
-}
-
-FOR_AVX2 bool CopyGraysWide(const unsigned char* bgrx, std::size_t count, unsigned char* into)
+FOR_AVX2 Tones CopyGraysWide(const unsigned char* bgrx, std::size_t count, unsigned char* into)
 {
     return CopyGrays(bgrx, count, into);
+}
+
+FOR_AVX2 Tones SeeGraysWide(const unsigned char* gray, std::size_t count)
+{
+    return SeeGrays(gray, count);
+}
+
+FOR_AVX2 void FilterPaethWide(const unsigned char* row, const unsigned char* above,
+                              std::size_t count, std::size_t bytesAPixel, unsigned char* into)
+{
+    FilterPaeth(row, above, count, bytesAPixel, into);
 }
 
 FOR_AVX2 void CopySamplesWide(const unsigned char* bgrx, std::size_t count, unsigned char* into,
@@ -96,8 +145,9 @@ bool IsWide()
 
 #else
 
-constexpr auto AreGrayWide = AreGray;
 constexpr auto CopyGraysWide = CopyGrays;
+constexpr auto SeeGraysWide = SeeGrays;
+constexpr auto FilterPaethWide = FilterPaeth;
 constexpr auto CopySamplesWide = CopySamples;
 
 bool IsWide()
@@ -109,19 +159,14 @@ bool IsWide()
 
 } // namespace
 
-bool IsGray(const Rows& bgrx, int width)
-{
-    const auto areGray = IsWide() ? AreGrayWide : AreGray;
-    for (int row = 0; row < bgrx.count; ++row) {
-        if (!areGray(bgrx.first + row * bgrx.stride, std::size_t(width)))
-            return false;
-    }
-    return true;
-}
-
-bool CopyGray(const unsigned char* bgrx, std::size_t count, unsigned char* into)
+Tones CopyGray(const unsigned char* bgrx, std::size_t count, unsigned char* into)
 {
     return IsWide() ? CopyGraysWide(bgrx, count, into) : CopyGrays(bgrx, count, into);
+}
+
+Tones TonesOf(const unsigned char* gray, std::size_t count)
+{
+    return IsWide() ? SeeGraysWide(gray, count) : SeeGrays(gray, count);
 }
 
 void CopyRgb(const unsigned char* bgrx, std::size_t count, unsigned char* into)
@@ -134,6 +179,36 @@ void CopyBgr(const unsigned char* bgrx, std::size_t count, unsigned char* into)
 {
     IsWide() ? CopySamplesWide(bgrx, count, into, Order::Bgr)
              : CopySamples(bgrx, count, into, Order::Bgr);
+}
+
+void PackBits(const unsigned char* values, std::size_t count, int bits, unsigned char* into)
+{
+    if (bits == 1)
+        PackValues<1>(values, count, into);
+    else if (bits == 2)
+        PackValues<2>(values, count, into);
+    else if (bits == 4)
+        PackValues<4>(values, count, into);
+    else
+        std::copy_n(values, count, into);
+}
+
+void FilterByPaeth(const unsigned char* row, const unsigned char* above, std::size_t count,
+                   std::size_t bytesAPixel, unsigned char* into)
+{
+    const auto filter = IsWide() ? FilterPaethWide : FilterPaeth;
+    filter(row, above, count, bytesAPixel, into);
+}
+
+std::size_t CountShades(const unsigned char* row, std::size_t count, std::size_t bytesAPixel)
+{
+    constexpr int little = 24;
+    std::size_t shades = 0;
+    for (std::size_t i = bytesAPixel; i < count; ++i) {
+        const int difference = std::abs(row[i] - row[i - bytesAPixel]);
+        shades += difference > 0 && difference <= little ? 1 : 0;
+    }
+    return shades;
 }
 
 } // namespace Korvel::Worker

@@ -1,8 +1,9 @@
 #include "PngWriter.h"
 
-#include "Pixels.h"
 #include "PngChunks.h"
+#include "PngLook.h"
 #include "PngPacker.h"
+#include "PngRows.h"
 
 #include <algorithm>
 #include <limits>
@@ -14,19 +15,32 @@ namespace Korvel::Worker {
 
 namespace {
 
-constexpr unsigned char noFilter =
-    0; // filters make text, lines and scans of them larger and slower
 constexpr std::size_t bytesABlock = 1 << 17;
 constexpr int longestSide = std::numeric_limits<int>::max() / 3 - 1; // a row has 2 GB at most
 
-std::string Header(const PictureShape& shape, bool isGray)
+/** The number that PNGs have for it. */
+char ColorType(PngForm::Kind kind)
+{
+    switch (kind) {
+    case PngForm::Kind::Bilevel:
+    case PngForm::Kind::Gray:
+        return 0;
+    case PngForm::Kind::Palette:
+        return 3;
+    case PngForm::Kind::Color:
+        break;
+    }
+    return 2;
+}
+
+std::string Header(const PictureShape& shape, const PngForm& form)
 {
     std::string header;
     PngChunks::AppendNumber(header, std::uint32_t(shape.width));
     PngChunks::AppendNumber(header, std::uint32_t(shape.height));
-    header += char(8);              // bits a sample
-    header += char(isGray ? 0 : 2); // or red, green and blue
-    header.append(3, '\0');         // the only compression, the only set of filters, no interlacing
+    header += char(form.Bits());
+    header += ColorType(form.kind);
+    header.append(3, '\0'); // the only compression, the only set of filters, no interlacing
     return header;
 }
 
@@ -39,29 +53,35 @@ std::string Resolution(const PictureShape& shape)
     return resolution;
 }
 
-/** A PNG that is gray, or not, from its first row to its last. */
+/** A PNG that is of one form from its first row to its last. */
 class PngFile
 {
 public:
-    PngFile(Output& into, const PictureShape& shape, Compression compression, bool isGray)
-        : shape(shape),
-          isGray(isGray),
+    PngFile(Output& into, const PictureShape& shape, Compression compression, const PngLook& look)
+        : look(look),
           chunks(into),
-          bytesOfRow(1 + std::size_t(shape.width) * (isGray ? 1 : 3)),
+          writer(shape, look.Form()),
           packer(MakePngPacker(chunks, compression,
-                               std::uint64_t(bytesOfRow) * std::uint64_t(shape.height)))
+                               std::uint64_t(writer.Length()) * std::uint64_t(shape.height))),
+          rowsToCome(shape.height)
     {
-        chunks.Add("IHDR", Header(shape, isGray));
+        chunks.Add("IHDR", Header(shape, look.Form()));
         chunks.Add("pHYs", Resolution(shape));
+        if (look.Form().kind == PngForm::Kind::Palette)
+            chunks.Add("PLTE", look.Form().palette.Samples());
         StartBlock();
     }
 
-    /** Answers false where a pixel is not gray, and the file has no more use. */
-    bool Add(const Rows& rows)
+    /** Answers false where a row is not of the form, and the file has no more use. */
+    bool Add(int first, const Rows& rows)
     {
         for (int row = 0; row < rows.count; ++row) {
-            if (!Copy(rows.first + row * rows.stride))
+            unsigned char* const into = block.data() + place;
+            if (const unsigned char* const known = look.Row(first + row))
+                writer.WriteKnown(known, into);
+            else if (!writer.Write(rows.first + row * rows.stride, into))
                 return false;
+            place += writer.Length();
             if (place == block.size())
                 PackBlock();
         }
@@ -73,26 +93,11 @@ public:
 private:
     void StartBlock()
     {
-        const std::size_t rows =
-            std::min(std::max<std::size_t>(1, bytesABlock / bytesOfRow), std::size_t(rowsToCome));
-        block.resize(rows * bytesOfRow);
+        const std::size_t rows = std::min(std::max<std::size_t>(1, bytesABlock / writer.Length()),
+                                          std::size_t(rowsToCome));
+        block.resize(rows * writer.Length());
         rowsToCome -= int(rows);
         place = 0;
-    }
-
-    bool Copy(const unsigned char* pixels)
-    {
-        block[place] = noFilter;
-        unsigned char* const into = block.data() + place + 1;
-        place += bytesOfRow;
-        const auto width = std::size_t(shape.width);
-        if (shape.IsGray())
-            std::copy_n(pixels, width, into);
-        else if (isGray)
-            return CopyGray(pixels, width, into);
-        else
-            CopyRgb(pixels, width, into);
-        return true;
     }
 
     void PackBlock()
@@ -101,15 +106,14 @@ private:
         StartBlock();
     }
 
-    const PictureShape& shape;
-    const bool isGray;
+    const PngLook& look;
     PngChunks chunks;
-    const std::size_t bytesOfRow;
+    PngRows writer;
     const std::unique_ptr<PngPacker> packer;
     std::vector<unsigned char> block;
     std::size_t place = 0;
     /** Below the block. */
-    int rowsToCome = shape.height;
+    int rowsToCome;
 };
 
 } // namespace
@@ -119,17 +123,16 @@ void WritePng(Output& into, const PictureShape& shape, Compression compression,
 {
     shape.RequireSides("PNG", longestSide);
     Rows rows = draw(0);
-    for (bool isGray = shape.IsGray() || IsGray(rows, shape.width);; isGray = false) {
-        PngFile file(into, shape, compression, isGray);
+    for (PngLook look(shape, rows);; look.Widen(), rows = draw(0)) {
+        PngFile file(into, shape, compression, look);
         int first = 0;
-        while (file.Add(rows)) {
+        while (file.Add(first, rows)) {
             first += rows.count;
             if (first == shape.height)
                 return file.Finish();
             rows = draw(first);
         }
         into.Clear();
-        rows = draw(0);
     }
 }
 

@@ -8,10 +8,12 @@
 namespace Korvel::Worker {
 
 /**
- * Writes a PNG with its resolution: 8 bits a sample, without transparency, gray where every pixel
- * is gray.
+ * Writes a PNG with its resolution, without transparency: of one bit a pixel where all are black or
+ * white, gray where every pixel is gray, with a palette where there are few colors, and filtered
+ * where a sample says that it gets smaller by that.
  *
- * Where a pixel is not gray after rows that were, all rows are drawn again.
+ * The rows that come first say which it is. Where a later row is not of that form, all rows are
+ * drawn again.
  *
  * @throws RequestError  "cannot-render": a row of more than 2 GB; "cannot-write"
  * @throws std::bad_alloc

@@ -12,8 +12,9 @@ bool IsPictureFormat(const QString& format);
 
 /**
  * Writes a picture, its resolution included, with no more memory than its format wants: a "webp"
- * has all of its pixels in memory, each other format a few rows beside those that `draw` gives. A
- * picture has the same bytes whether its rows come at once or in pieces.
+ * has all of its pixels in memory, a "png" what it has noted of the rows that come first (a byte
+ * for each of at most 32 million pixels), each other format a few rows beside those that `draw`
+ * gives. Pixels are the same whether rows come at once or in pieces; bytes, too, but for a "png".
  *
  * What `draw` throws is passed on. Nothing is drawn where the picture is too large for its format.
  *

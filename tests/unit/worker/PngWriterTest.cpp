@@ -3,10 +3,16 @@
 
 #include <algorithm>
 #include <functional>
+#include <ostream>
 #include <random>
 #include <set>
+#include <vector>
 
 #include <gtest/gtest.h>
+#include <png.h>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
 
 #include <pthread.h>
 #include <sys/mman.h>
@@ -15,6 +21,7 @@ namespace Korvel::Worker {
 namespace {
 
 using Test::Noise;
+using Test::Shades;
 using Test::Written;
 
 constexpr auto bothCompressions = {Compression::Fast, Compression::Small};
@@ -87,30 +94,178 @@ TEST(PngWriterTest, KeepsEveryPixelOfPicturesOfEverySize)
     }
 }
 
-TEST(PngWriterTest, IsGrayWhereEveryPixelIs)
+/** What stands in the header of a PNG. */
+struct Head
 {
-    QImage picture(300, 200, QImage::Format_RGB32);
-    picture.fill(qRgb(200, 200, 200));
-    for (const Compression compression : bothCompressions)
-        EXPECT_EQ(Decoded(EncodePng(picture, compression)).format(), QImage::Format_Grayscale8);
-    picture.setPixel(299, 199, qRgb(200, 200, 201));
-    for (const Compression compression : bothCompressions) {
-        const QImage decoded = Decoded(EncodePng(picture, compression));
-        EXPECT_EQ(decoded.format(), QImage::Format_RGB32);
-        EXPECT_EQ(decoded.pixel(299, 199), qRgb(200, 200, 201));
+    int bits;
+    int colorType;
+};
+
+bool operator==(const Head& one, const Head& other)
+{
+    return one.bits == other.bits && one.colorType == other.colorType;
+}
+
+void PrintTo(const Head& head, std::ostream* out)
+{
+    *out << head.bits << " bits, color type " << head.colorType;
+}
+
+constexpr Head bilevel = {1, 0};
+constexpr Head gray = {8, 0};
+constexpr Head color = {8, 2};
+
+Head HeadOf(const QByteArray& png)
+{
+    return {png[24], png[25]};
+}
+
+/** Of so many colors, none of them gray. */
+QImage Colors(int count, const QSize& size = {128, 128})
+{
+    QImage picture(size, QImage::Format_RGB32);
+    for (int y = 0; y < size.height(); ++y) {
+        for (int x = 0; x < size.width(); ++x) {
+            const int number = (y * size.width() + x) % count;
+            picture.setPixel(x, y, qRgb(number % 256, number / 256, 77));
+        }
+    }
+    return picture;
+}
+
+/** Of the size of a small page, with a pixel of that color far down. */
+QImage WhiteBut(QRgb pixel, QImage::Format format = QImage::Format_RGB32)
+{
+    QImage picture(300, 200, format);
+    picture.fill(Qt::white);
+    picture.setPixel(299, 190, pixel);
+    return picture;
+}
+
+struct Sample
+{
+    const char* name;
+    QImage picture;
+    Head expected;
+};
+
+/** Of every form that PNGs have, each beside the next. */
+std::vector<Sample> Samples()
+{
+    return {
+        {"white", WhiteBut(qRgb(255, 255, 255)), bilevel},
+        {"a black pixel", WhiteBut(qRgb(0, 0, 0)), bilevel},
+        {"a black pixel among grays", WhiteBut(qRgb(0, 0, 0), QImage::Format_Grayscale8), bilevel},
+        {"a pixel that is almost black", WhiteBut(qRgb(1, 1, 1)), gray},
+        {"a pixel that is almost white", WhiteBut(qRgb(254, 254, 254)), gray},
+        {"a red pixel", WhiteBut(qRgb(255, 0, 0)), {1, 3}},
+        {"dashes", Dashes(), bilevel},
+        {"grays", Noise({70, 60}, QImage::Format_Grayscale8), gray},
+        {"a color", Colors(1), {1, 3}},
+        {"2 colors", Colors(2), {1, 3}},
+        {"3 colors", Colors(3), {2, 3}},
+        {"4 colors", Colors(4, {127, 129}), {2, 3}},
+        {"5 colors", Colors(5, {127, 129}), {4, 3}},
+        {"16 colors", Colors(16), {4, 3}},
+        {"17 colors", Colors(17), {8, 3}},
+        {"256 colors", Colors(256), {8, 3}},
+        {"257 colors", Colors(257), color},
+        {"few pixels of many colors", Colors(100, {10, 10}), color},
+        {"noise", Noise({300, 200}, QImage::Format_RGB32), color},
+        {"shades", Shades({700, 300}, QImage::Format_RGB32), color},
+        {"gray shades", Shades({700, 300}, QImage::Format_Grayscale8), gray}};
+}
+
+TEST(PngWriterTest, WritesNoMoreBitsThanThePixelsWant)
+{
+    for (const Sample& sample : Samples()) {
+        for (const Compression compression : bothCompressions)
+            EXPECT_EQ(HeadOf(EncodePng(sample.picture, compression)), sample.expected)
+                << sample.name;
     }
 }
 
-TEST(PngWriterTest, HasTheSameBytesWhereRowsComeInPieces)
+TEST(PngWriterTest, KeepsEveryPixelWhereRowsComeInPieces)
 {
-    QImage coloredBelow = Dashes().convertToFormat(QImage::Format_RGB32);
-    coloredBelow.setPixel(500, 900, qRgb(1, 2, 3));
-    for (const QImage& picture :
-         {Dashes(), Noise({700, 512}, QImage::Format_RGB32), coloredBelow}) {
+    for (const Sample& sample : Samples()) {
         for (const Compression compression : bothCompressions) {
-            for (const int rowsAtOnce : {1, 100, 511})
-                EXPECT_EQ(EncodePng(picture, compression, rowsAtOnce),
-                          EncodePng(picture, compression));
+            for (const int rowsAtOnce : {1, 7, 100, 511}) {
+                const QImage decoded = Decoded(EncodePng(sample.picture, compression, rowsAtOnce));
+                EXPECT_EQ(decoded.convertToFormat(sample.picture.format()), sample.picture)
+                    << sample.name << ", " << rowsAtOnce << " rows at once";
+            }
+        }
+    }
+}
+
+TEST(PngWriterTest, MakesShadesSmallerByFilters)
+{
+    for (const auto format : {QImage::Format_RGB32, QImage::Format_Grayscale8}) {
+        const QImage shades = Shades({1'000, 1'000}, format);
+        EXPECT_LT(EncodePng(shades, Compression::Fast).size(), shades.sizeInBytes() / 5);
+    }
+}
+
+/** By libpng, as red, green and blue. */
+QByteArray ReadByLibpng(const QByteArray& png)
+{
+    png_image image = {};
+    image.version = PNG_IMAGE_VERSION;
+    EXPECT_NE(::png_image_begin_read_from_memory(&image, png.constData(), std::size_t(png.size())),
+              0)
+        << image.message;
+    image.format = PNG_FORMAT_RGB;
+    QByteArray pixels(int(PNG_IMAGE_SIZE(image)), '\0');
+    EXPECT_NE(::png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr), 0)
+        << image.message;
+    return pixels;
+}
+
+QByteArray Rgb(const QImage& picture)
+{
+    const QImage pixels = picture.convertToFormat(QImage::Format_RGB888);
+    QByteArray rows;
+    for (int row = 0; row < pixels.height(); ++row)
+        rows.append(reinterpret_cast<const char*>(pixels.constScanLine(row)), 3 * pixels.width());
+    return rows;
+}
+
+/** By Debian's Python, whose PIL reads PNGs with code of its own. */
+std::vector<QByteArray> ReadByPil(const std::vector<QByteArray>& pngs)
+{
+    const QTemporaryDir folder;
+    QStringList paths;
+    for (const QByteArray& png : pngs) {
+        QFile file(folder.filePath(QString::number(paths.size())));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(png) == png.size());
+        paths.push_back(file.fileName());
+    }
+    EXPECT_EQ(QProcess::execute("/usr/bin/python3", QStringList{READ_PNGS} + paths), 0);
+    std::vector<QByteArray> pixels;
+    for (const QString& path : paths) {
+        QFile file(path + ".rgb");
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        pixels.push_back(file.readAll());
+    }
+    return pixels;
+}
+
+TEST(PngWriterTest, IsReadAlikeByThreeReaders)
+{
+    std::vector<QByteArray> pngs;
+    for (const Sample& sample : Samples()) {
+        for (const Compression compression : bothCompressions)
+            pngs.push_back(EncodePng(sample.picture, compression));
+    }
+    const std::vector<QByteArray> byPil = ReadByPil(pngs);
+    std::size_t number = 0;
+    for (const Sample& sample : Samples()) {
+        for (int i = 0; i < int(bothCompressions.size()); ++i, ++number) {
+            EXPECT_EQ(Decoded(pngs[number]).convertToFormat(sample.picture.format()),
+                      sample.picture)
+                << sample.name;
+            EXPECT_TRUE(ReadByLibpng(pngs[number]) == Rgb(sample.picture)) << sample.name;
+            EXPECT_TRUE(byPil[number] == Rgb(sample.picture)) << sample.name;
         }
     }
 }
