@@ -24,7 +24,7 @@ std::optional<Reason> ProblemOfResult(const QString& path, int largest)
 {
     struct stat status = {};
     if (::lstat(path.toStdString().c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_size == 0)
+        (status.st_mode & (S_ISUID | S_ISGID)) != 0 || status.st_size == 0)
         return Reason::Rubbish;
     const qint64 allowed = qint64(largest) << 20;
     const bool isTooLarge =

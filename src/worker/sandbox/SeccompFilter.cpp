@@ -25,12 +25,11 @@ constexpr bool canLimit = !IS_SANITIZED && sizeof(void*) == 8; // 32 bits have c
 
 /** System calls on files; which files is not for a filter to say. */
 constexpr int fileCalls[] = {
-    SCMP_SYS(open),       SCMP_SYS(openat),   SCMP_SYS(close),    SCMP_SYS(read),
-    SCMP_SYS(readv),      SCMP_SYS(pread64),  SCMP_SYS(write),    SCMP_SYS(writev),
-    SCMP_SYS(lseek),      SCMP_SYS(unlink),   SCMP_SYS(unlinkat), SCMP_SYS(stat),
-    SCMP_SYS(lstat),      SCMP_SYS(fstat),    SCMP_SYS(statx),    SCMP_SYS(newfstatat),
-    SCMP_SYS(access),     SCMP_SYS(getcwd),   SCMP_SYS(readlink), SCMP_SYS(readlinkat),
-    SCMP_SYS(getdents64), SCMP_SYS(faccessat)};
+    SCMP_SYS(close),    SCMP_SYS(read),       SCMP_SYS(readv),      SCMP_SYS(pread64),
+    SCMP_SYS(write),    SCMP_SYS(writev),     SCMP_SYS(lseek),      SCMP_SYS(unlink),
+    SCMP_SYS(unlinkat), SCMP_SYS(stat),       SCMP_SYS(lstat),      SCMP_SYS(fstat),
+    SCMP_SYS(statx),    SCMP_SYS(newfstatat), SCMP_SYS(access),     SCMP_SYS(getcwd),
+    SCMP_SYS(readlink), SCMP_SYS(readlinkat), SCMP_SYS(getdents64), SCMP_SYS(faccessat)};
 
 /** System calls on the process itself. */
 constexpr int otherCalls[] = {SCMP_SYS(brk),
@@ -52,6 +51,9 @@ constexpr int otherCalls[] = {SCMP_SYS(brk),
                               SCMP_SYS(time),
                               SCMP_SYS(exit),
                               SCMP_SYS(exit_group)};
+
+/** The bits of a file's mode that let it be run, by whomever and as whomever. */
+constexpr scmp_datum_t toRun = S_IXUSR | S_IXGRP | S_IXOTH | S_ISUID | S_ISGID | S_ISVTX;
 
 class Rules
 {
@@ -107,6 +109,9 @@ void AllowCalls(Rules& rules)
         rules.Allow(call);
     for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mprotect)})
         rules.Allow(call, HasNoBitOf(2, PROT_EXEC));
+    // A result, which others see, could else be a program that runs as this user.
+    rules.Allow(SCMP_SYS(open), HasNoBitOf(2, toRun));
+    rules.Allow(SCMP_SYS(openat), HasNoBitOf(3, toRun));
     // By other commands of fcntl a signal could be sent to any process.
     for (const int command : {F_GETFD, F_SETFD, F_GETFL})
         rules.Allow(SCMP_SYS(fcntl), Is(1, scmp_datum_t(command)));

@@ -30,7 +30,7 @@ BATCH = 200
 
 CODES = {"empty": {4}, "not-a-pdf": {4}, "not-a-name": {4}, "damaged": {4, 7},
          "unsupported-encryption": {7}, "no-password": {8}, "cannot-render": {7}, "out-of-memory": {7},
-         "worker-failed": {7}, "timed-out": {124}, "cannot-write": {5}}
+         "worker-failed": {7}, "too-large": {7}, "timed-out": {124}, "cannot-write": {5}}
 PARTLY, WARNED, USAGE, DONE = 10, 3, 2, 0
 
 LONGEST_NAME = 255

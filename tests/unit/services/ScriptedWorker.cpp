@@ -312,6 +312,10 @@ const std::map<QString, Action>& Actions()
         {"make-link",
          Make([](const std::string& path) { ::symlink("/etc/passwd", path.c_str()); })},
         {"make-pipe", Make([](const std::string& path) { ::mkfifo(path.c_str(), 0600); })},
+        {"make-set-user-id", Make([](const std::string& path) {
+             std::ofstream(path).put('x');
+             ::chmod(path.c_str(), 04644);
+         })},
         {"make-sparse", Make([](const std::string& path) {
              std::ofstream(path).put('x');
              ::truncate(path.c_str(), (off_t(1) << 20) + 1);

@@ -379,7 +379,8 @@ INSTANTIATE_TEST_SUITE_P(
     WorkerProcessTest, WorkerLiesOfItsResult,
     testing::Values(FalseResult{"make-nothing", "rubbish"}, FalseResult{"make-empty", "rubbish"},
                     FalseResult{"make-folder", "rubbish"}, FalseResult{"make-link", "rubbish"},
-                    FalseResult{"make-pipe", "rubbish"}, FalseResult{"make-sparse", "too-large"},
+                    FalseResult{"make-pipe", "rubbish"}, FalseResult{"make-set-user-id", "rubbish"},
+                    FalseResult{"make-sparse", "too-large"},
                     FalseResult{"make-large", "too-large"}),
     [](const auto& row) { return QString(row.param.what).remove('-').toStdString(); });
 

@@ -192,6 +192,18 @@ const std::map<std::string, Attempt>& Attempts()
          [](const std::string& path) {
              return Write(path, O_CREAT | O_EXCL);
          }},
+        {"make-executable",
+         [](const std::string& path) {
+             return Error(::openat(AT_FDCWD, path.c_str(), O_CREAT | O_WRONLY, 0711));
+         }},
+        {"make-set-user-id",
+         [](const std::string& path) {
+             return Error(::openat(AT_FDCWD, path.c_str(), O_CREAT | O_WRONLY, 04600));
+         }},
+        {"make-executable-by-old-call",
+         [](const std::string& path) {
+             return Error(::syscall(SYS_open, path.c_str(), O_CREAT | O_WRONLY, 0711));
+         }},
         {"remove",
          [](const std::string& path) {
              return Error(::unlink(path.c_str()));

@@ -190,6 +190,16 @@ TEST_F(SeccompFilterTest, LetsNothingChangeFilesThatAreThere)
     EXPECT_EQ(Try("outside", "chmod", Path("session/other.pdf")), "done");
 }
 
+TEST_F(SeccompFilterTest, LetsNoFileBeMadeThatOthersCouldRun)
+{
+    for (const char* attempt :
+         {"make-executable", "make-set-user-id", "make-executable-by-old-call"}) {
+        EXPECT_EQ(TryInside(attempt, Path("session/new")), "ENOSYS") << attempt;
+        EXPECT_EQ(Try("outside", attempt, Path("session/new")), "done") << attempt;
+        EXPECT_TRUE(QFile::remove(Path("session/new")));
+    }
+}
+
 TEST_F(SeccompFilterTest, LetsThroughNoneThatConvertingDoesNotTake)
 {
     const QList<QPair<const char*, long>> calls{{"mount", SYS_mount},
