@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include <sys/prctl.h>
+#include <sys/time.h>
 
 namespace Korvel::Worker {
 
@@ -63,8 +64,9 @@ bool LimitProcessorTime(int seconds)
     rlimit limit = {};
     getrusage(RUSAGE_SELF, &used);
     getrlimit(RLIMIT_CPU, &limit);
-    const auto end = rlim_t(used.ru_utime.tv_sec + used.ru_stime.tv_sec + seconds + 1);
-    limit.rlim_cur = std::min(limit.rlim_max, end);
+    timeval sum = {};
+    timeradd(&used.ru_utime, &used.ru_stime, &sum); // their fractions may come to a second
+    limit.rlim_cur = std::min(limit.rlim_max, rlim_t(sum.tv_sec + seconds + 1));
     return setrlimit(RLIMIT_CPU, &limit) == 0;
 }
 
