@@ -17,26 +17,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-QJsonObject Closing(const Outcome& run)
-{
-    ExpectDescribed(run.results.join('\n').toUtf8());
-    const QJsonDocument document = QJsonDocument::fromJson(run.results.join('\n').toUtf8());
-    EXPECT_TRUE(document.isObject()) << run.results.join('\n').toStdString();
-    return document.object();
-}
-
-std::vector<QJsonObject> Events(const Outcome& run)
-{
-    ExpectDescribed(QByteArray::fromStdString(run.complaints));
-    std::vector<QJsonObject> events;
-    for (const QString& line :
-         QString::fromStdString(run.complaints).split('\n', Qt::SkipEmptyParts)) {
-        events.push_back(QJsonDocument::fromJson(line.toUtf8()).object());
-        EXPECT_EQ(events.back()["version"], 1) << line.toStdString();
-    }
-    return events;
-}
-
 /** The names of the events, without those of progress. */
 std::vector<std::string> Names(const std::vector<QJsonObject>& events)
 {

@@ -1,10 +1,21 @@
 #pragma once
 
+#include "Program.h"
+
+#include <vector>
+
 #include <QByteArray>
+#include <QJsonObject>
 
 namespace Korvel::App {
 
 /** Expects that docs/pdfconvert.schema.json describes every member of JSON values, as it is. */
 void ExpectDescribed(const QByteArray& json);
+
+/** The document that a run with --json has closed with, which is described. */
+QJsonObject Closing(const Outcome& run);
+
+/** The events of a run with --progress json, which are described. */
+std::vector<QJsonObject> Events(const Outcome& run);
 
 } // namespace Korvel::App

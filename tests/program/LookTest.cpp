@@ -58,7 +58,7 @@ TEST_F(LookTest, ThatNeedsMoreMemoryThanIsAllowedIsAnErrorThatSaysSo)
     MakeSample("one.pdf", 1);
     const Outcome run = Run({"one.pdf", "-o", "huge.png", "-r", "1000", "--memory-limit", "400"});
     EXPECT_EQ(run.exitCode, 7);
-    EXPECT_THAT(run.complaints, HasSubstr("one.pdf: a page takes more memory than is allowed"));
+    EXPECT_THAT(run.complaints, HasSubstr("one.pdf: page 1 takes more memory than is allowed"));
     EXPECT_THAT(run.complaints, HasSubstr("--memory-limit"));
     EXPECT_FALSE(QFile::exists(Path("huge.png")));
 }
@@ -69,7 +69,7 @@ TEST_F(LookTest, ThatTakesMoreBytesThanAResultMayHaveIsAnErrorThatSaysSo)
     const QStringList arguments{"one.pdf", "-o", "large.bmp", "-r", "100", "--json"};
     const Outcome run = Run(arguments + QStringList{"--max-result", "1"});
     EXPECT_EQ(run.exitCode, 7);
-    EXPECT_THAT(run.complaints, HasSubstr("one.pdf: a result would be larger than is allowed"));
+    EXPECT_THAT(run.complaints, HasSubstr("one.pdf: page 1 would be larger than is allowed"));
     EXPECT_THAT(run.complaints, HasSubstr("--max-result"));
     EXPECT_TRUE(run.results.join("").contains("\"reason\": \"too-large\""));
     ExpectDescribed(run.results.join('\n').toUtf8());

@@ -150,14 +150,17 @@ void Console::Keep(QJsonObject document, bool isOk)
     documents.append(document);
 }
 
-void Console::Warn(const QString& name, const char* reason, const std::string& message)
+void Console::Warn(const QString& name, const char* reason, const std::string& message, int page)
 {
     ++warnings;
+    failedPages += page > 0 ? 1 : 0;
     if (!quiet)
         Print(name.toStdString() + ": " + message, Terminal::Color::Yellow);
-    const QJsonObject members{{"file", name},
-                              {"reason", QString::fromLatin1(reason)},
-                              {"message", QString::fromStdString(message)}};
+    QJsonObject members{{"file", name},
+                        {"reason", QString::fromLatin1(reason)},
+                        {"message", QString::fromStdString(message)}};
+    if (page > 0)
+        members["page"] = page;
     Emit("warning", members);
     if (json)
         warned.append(members);

@@ -66,8 +66,11 @@ public:
     /** Says what went wrong, with an input or, with an empty `name`, in all. */
     void Failed(const QString& name, const Failure& failure);
 
-    /** Says, unless it is to be quiet, that a result wants a look. */
-    void Warn(const QString& name, const char* reason, const std::string& message);
+    /** Says, unless it is to be quiet, that a result wants a look, or lacks a page. */
+    void Warn(const QString& name, const char* reason, const std::string& message, int page = 0);
+
+    /** How many pages there was reason to warn of: those that could not be converted. */
+    int FailedPages() const { return failedPages; }
 
     /** How often there was reason to warn. */
     int Warnings() const { return warnings; }
@@ -104,6 +107,7 @@ private:
     const Terminal terminal;
     const ProgressStyle style;
     int warnings = 0;
+    int failedPages = 0;
     ProgressBar progress;
     QElapsedTimer sinceShown;
     bool isDrawn = false;

@@ -284,7 +284,10 @@ ExitCode Batch::Code() const
         return ExitCode::PartlyFailed;
     if (!tally.failures.empty())
         return journal.IsOff() ? tally.CodeOfFailures() : ExitCode::PartlyFailed;
-    const bool hasWarned = console.Warnings() > 0 || journal.HasRepaired();
+    const bool lacksPages = console.FailedPages() > 0 || journal.HasFailedPages();
+    if (lacksPages && options.run.isStrict)
+        return ExitCode::Conversion;
+    const bool hasWarned = console.Warnings() > 0 || journal.HasRepaired() || lacksPages;
     return hasWarned && !options.run.warningsAreFine ? ExitCode::Warnings : ExitCode::Done;
 }
 

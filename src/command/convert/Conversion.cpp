@@ -73,7 +73,7 @@ void Conversion::End(const std::exception_ptr& failure)
     run.console.End(work);
     if (!failure)
         run.journal.Done(document.Name(), ResultsOf(results), double(sinceStart.elapsed()) / 1000,
-                         document.Info().repaired);
+                         document.Info().repaired, TellFailedPages());
     const Receiver receiver = std::move(ended);
     receiver(failure); // which may destroy this
 }
@@ -139,7 +139,7 @@ void Conversion::StartChain()
     }
 }
 
-AbstractConverter::Task Conversion::MakeTask() const
+AbstractConverter::Task Conversion::MakeTask()
 {
     const Options& options = run.options;
     AbstractConverter::Task task;
@@ -150,6 +150,8 @@ AbstractConverter::Task Conversion::MakeTask() const
     for (const PlannedResult& result : results)
         pages.push_back({result.page, result.path});
     task.options["page_tasks"] = pages;
+    task.options["page_failed"] = PageFanOut::OnPageFailure(
+        [this](const PageFanOut::PageFailure& failure) { failures.push_back(failure); });
     task.options["gray"] = options.pages.gray;
     if (options.pages.size.isEmpty())
         task.options["resolution"] = options.pages.resolution;
@@ -224,6 +226,8 @@ void Conversion::Finish()
     for (std::size_t i = 0; i < results.size(); ++i) {
         PlannedResult& result = results[i];
         const QString place = std::exchange(result.path, made.value(int(i)));
+        if (HasFailed(result.page))
+            continue;
         if (!result.path.isEmpty()) {
             CheckResult(result);
         } else if (IsToGoElsewhere(place)) {
@@ -244,10 +248,39 @@ QStringList Conversion::MadePaths() const
     if (isLate)
         throw Failure(ExitCode::TimedOut, "timed-out",
                       "takes longer than --timeout allows; its finished pages are there");
-    const ConvertedUnit unit = planner.MakesPictures()    ? ConvertedUnit::Picture
-                               : results.front().page > 0 ? ConvertedUnit::Page
-                                                          : ConvertedUnit::Document;
-    throw run.factory.WhyNotConverted(error.value_or(AbstractConverter::Unknown), unit);
+    if (!failures.empty() && failures.front().error == error)
+        throw WhyFailed(failures.front()); // as no page is left
+    throw run.factory.WhyNotConverted(error.value_or(AbstractConverter::Unknown),
+                                      results.front().page > 0 ? "a page" : "the document",
+                                      planner.MakesPictures(), {});
+}
+
+Failure Conversion::WhyFailed(const PageFanOut::PageFailure& page) const
+{
+    const std::string what =
+        page.page > 0 ? "page " + std::to_string(page.page) : std::string("the document");
+    return run.factory.WhyNotConverted(page.error, what, planner.MakesPictures(),
+                                       page.why.toStdString());
+}
+
+bool Conversion::HasFailed(int page) const
+{
+    return std::any_of(failures.begin(), failures.end(),
+                       [page](const auto& failure) { return failure.page == page; });
+}
+
+/** Warns of the pages that are missing; as the journal writes them. */
+QJsonArray Conversion::TellFailedPages() const
+{
+    QJsonArray pages;
+    for (const PageFanOut::PageFailure& page : failures) {
+        const Failure why = WhyFailed(page);
+        run.console.Warn(document.Name(), why.reason, why.what(), page.page);
+        pages.append(QJsonObject{{"page", page.page},
+                                 {"reason", QString::fromLatin1(why.reason)},
+                                 {"message", QString::fromStdString(why.what())}});
+    }
+    return pages;
 }
 
 /** Some file systems take a file and then have no space for what is in it. */

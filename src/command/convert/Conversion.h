@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AbstractConverter.h"
+#include "PageFanOut.h"
 #include "PlannedDocument.h"
 #include "Run.h"
 
@@ -39,8 +40,8 @@ public:
     Conversion(const Run& run, Planner& planner, PlannedDocument& planned);
 
     /**
-     * Makes the results. What is finished when another page fails stays where it is. The document's
-     * password is forgotten.
+     * Makes the results. A page that fails alone is warned of; what is finished when the document
+     * fails stays where it is. The document's password is forgotten.
      *
      * @param ended  called from the event loop at the end, once; may destroy this
      */
@@ -58,12 +59,15 @@ private:
     void RequireSource() const;
     void PrepareFolders() const;
     void StartChain();
-    Converter::Task MakeTask() const;
+    Converter::Task MakeTask();
     Failure CopyFailure() const;
     void ConnectToChain();
     void TimeIsUp();
     void Finish();
     QStringList MadePaths() const;
+    Failure WhyFailed(const PDF::Converter::PageFanOut::PageFailure& page) const;
+    bool HasFailed(int page) const;
+    QJsonArray TellFailedPages() const;
     void CheckResult(const PlannedResult& result) const;
     Failure NotWritten(const QString& path) const;
     bool IsToGoElsewhere(const QString& path) const;
@@ -82,6 +86,8 @@ private:
     /** The final paths, empty where a result could not be moved. */
     std::optional<QStringList> paths;
     std::optional<Converter::ErrorType> error;
+    /** The pages that have failed while others have not, as they came. */
+    std::vector<PDF::Converter::PageFanOut::PageFailure> failures;
     QTimer alarm;
     /** ConverterFactory::TimeOfCopies() as of when this document was last given time for them. */
     std::chrono::milliseconds timeOfCopies{0};

@@ -168,14 +168,15 @@ Failure ConverterFactory::WhyNotOpened(const std::string& path) const
 }
 
 Failure ConverterFactory::WhyNotConverted(AbstractConverter::ErrorType error,
-                                          ConvertedUnit unit) const
+                                          const std::string& what, bool isPicture,
+                                          const std::string& why) const
 {
     const QString whyNotStarted = workers->WhyNotStarted();
     if (error == AbstractConverter::Unconfined)
         return UnconfinedFailure(whyNotStarted);
     return error == AbstractConverter::Unknown && !whyNotStarted.isEmpty()
                ? NotStartedFailure(whyNotStarted)
-               : FailureOf(error, unit);
+               : FailureOf(error, what, isPicture, why);
 }
 
 void ConverterFactory::SweepTarget(const std::string& folder)

@@ -95,7 +95,7 @@ public:
 
     /** What to tell of one that a chain has failed to convert. */
     Failure WhyNotConverted(PDF::Converter::AbstractConverter::ErrorType error,
-                            ConvertedUnit unit) const;
+                            const std::string& what, bool isPicture, const std::string& why) const;
 
     /** @throws Interrupted  a signal has come */
     void CheckForSignal() const;

@@ -176,7 +176,7 @@ void Journal::Refused(const QString& to)
 }
 
 void Journal::Done(const QString& name, const std::vector<Result>& results, double seconds,
-                   bool isRepaired)
+                   bool isRepaired, const QJsonArray& failedPages)
 {
     if (IsOff())
         return;
@@ -192,6 +192,8 @@ void Journal::Done(const QString& name, const std::vector<Result>& results, doub
         QJsonObject members{{"file", name}, {"results", ToJson(results)}, {"seconds", seconds}};
         if (isRepaired)
             members["repaired"] = true;
+        if (!failedPages.isEmpty())
+            members["failedPages"] = failedPages;
         Append("done", members);
     }
     Flush();

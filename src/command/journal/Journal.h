@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
 
@@ -70,6 +71,9 @@ public:
     /** Whether a document was repaired before. */
     bool HasRepaired() const { return state.HasRepaired(); }
 
+    /** Whether a document lacks pages that could not be converted. */
+    bool HasFailedPages() const { return state.HasFailedPages(); }
+
     /** Writes down the plan of a document; it is on the disk before any of its results is. */
     void Planned(const QString& name, int pages, const std::vector<Result>& results);
 
@@ -90,7 +94,7 @@ public:
 
     /** Writes down that the results are in place; there may be none. */
     void Done(const QString& name, const std::vector<Result>& results, double seconds,
-              bool isRepaired);
+              bool isRepaired, const QJsonArray& failedPages);
 
     /** Writes down why a document was not converted; nothing of one that is done. */
     void Failed(const QString& name, const char* reason, const std::string& message);

@@ -73,6 +73,7 @@ void JournalState::ReadDone(const QString& name, const QJsonObject& line)
     document.standing = Standing::Done;
     document.plan = {};
     hasRepaired = hasRepaired || line["repaired"].toBool();
+    hasFailedPages = hasFailedPages || !line["failedPages"].toArray().isEmpty();
 }
 
 std::set<QString> JournalState::FoldersInWork() const

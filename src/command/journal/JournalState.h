@@ -66,6 +66,9 @@ public:
     /** Whether a document was repaired before. */
     bool HasRepaired() const { return hasRepaired; }
 
+    /** Whether a document lacks pages that could not be converted. */
+    bool HasFailedPages() const { return hasFailedPages; }
+
     int PagesOf(const QString& name) const { return documents.value(name).plan.pages; }
     void SetPages(const QString& name, int pages) { documents[name].plan.pages = pages; }
 
@@ -96,6 +99,7 @@ private:
     /** Every path that was ever planned -> name of the document. */
     std::map<QString, QString> planned;
     bool hasRepaired = false;
+    bool hasFailedPages = false;
     bool hasNamelessFailed = false;
 };
 

@@ -124,6 +124,7 @@ void AddRun(OptionAdder& add, RunOptions& run, JournalOptions& journal)
     add.Value("--journal", journal.path);
     add.Flag("--retry-failed", journal.retriesFailed);
     add.Flag("--fail-fast", run.failsFast);
+    add.Flag("--strict", run.isStrict);
     add.Flag("--warning-exit-0", run.warningsAreFine);
     add.Value("--temp-dir", run.tempFolder);
     add.Flag("--keep-temp", run.keepsTemporaries);

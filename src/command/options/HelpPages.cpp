@@ -49,11 +49,11 @@ Exit codes:
     0  done
     1  the installation is broken, or something unforeseen happened
     2  wrong usage
-    3  done, with a warning that the result wants a look
+    3  done, with a warning that the result wants a look, or lacks a page
     4  the input is missing, unreadable or not a PDF
     5  the output cannot be written, or the journal is another run's
     6  the output exists, under --on-exists fail
-    7  the conversion failed
+    7  the conversion failed; with --strict, that of a page
     8  a password is missing or wrong
    10  several inputs, and some of them were not converted; with --journal
        also when none of them was, or some were not by an earlier run

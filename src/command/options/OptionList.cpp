@@ -176,6 +176,7 @@ std::vector<Option> Running()
              ValueKind::File},
             {{"--retry-failed"}, "", "Convert also what the journal says has failed"},
             {{"--fail-fast"}, "", "Stop at the first document that fails"},
+            {{"--strict"}, "", "End with 7 when a page could not be converted"},
             {{"--warning-exit-0"}, "", "End with 0 instead of 3 when there were warnings only"},
             {{"--temp-dir"},
              "DIR",

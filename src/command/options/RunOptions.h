@@ -25,6 +25,8 @@ struct RunOptions
     bool requiresSandbox = false;
     /** Stop at the first document that fails. */
     bool failsFast = false;
+    /** End with 7 when a page could not be converted. */
+    bool isStrict = false;
     /** End with 0 when there were warnings only. */
     bool warningsAreFine = false;
     /** The folder in which the session folder is made. */

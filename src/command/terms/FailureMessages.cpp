@@ -77,19 +77,20 @@ Failure FailureOf(PDF::SaveFailure why)
     case PDF::SaveFailure::None:
         break;
     }
-    return FailureOf(AbstractConverter::CannotWrite, ConvertedUnit::Document);
+    return FailureOf(AbstractConverter::CannotWrite, "the document", false);
 }
 
-Failure FailureOf(AbstractConverter::ErrorType error, ConvertedUnit unit)
+Failure FailureOf(AbstractConverter::ErrorType error, const std::string& what, bool isPicture,
+                  const std::string& why)
 {
-    const bool isPicture = unit == ConvertedUnit::Picture;
-    const std::string what = unit == ConvertedUnit::Document ? "the document" : "a page";
     switch (error) {
     case AbstractConverter::CannotOpenSource:
         return {ExitCode::Conversion, "damaged", "cannot be opened for conversion"};
     case AbstractConverter::PasswordRequiredOrWrong:
         return {ExitCode::Password, "no-password", "is encrypted and needs its password"};
     case AbstractConverter::CannotRender:
+        if (!why.empty())
+            return {ExitCode::Conversion, "cannot-render", what + ": " + why};
         return {ExitCode::Conversion, "cannot-render",
                 what + " cannot be converted; it may be damaged" +
                     (isPicture ? ", or too large at this resolution" : "") + " (-v 1 tells more)"};
@@ -109,7 +110,7 @@ Failure FailureOf(AbstractConverter::ErrorType error, ConvertedUnit unit)
         return ChangedFailure();
     case AbstractConverter::ResultTooLarge:
         return {ExitCode::Conversion, tooLarge,
-                "a result would be larger than is allowed; allow more with --max-result"};
+                what + " would be larger than is allowed; allow more with --max-result"};
     default:
         return {ExitCode::Conversion, "failed", "the conversion failed (-v 1 tells more)"};
     }

@@ -14,11 +14,15 @@ Failure FailureOf(PDF::OpenFailure why);
 /** What to tell the user of a document of which no copy without encryption or damage was made. */
 Failure FailureOf(PDF::SaveFailure why);
 
-/** What a conversion makes results of. */
-enum class ConvertedUnit { Picture, Page, Document };
-
-/** What to tell the user of a document whose conversion has failed, in one of its units. */
-Failure FailureOf(PDF::Converter::AbstractConverter::ErrorType error, ConvertedUnit unit);
+/**
+ * What to tell the user of a document whose conversion has failed.
+ *
+ * @param what  what of it could not be converted, such as "page 3"
+ * @param isPicture  a lower resolution might help
+ * @param why   the worker's reason; may be empty
+ */
+Failure FailureOf(PDF::Converter::AbstractConverter::ErrorType error, const std::string& what,
+                  bool isPicture, const std::string& why = {});
 
 /** What to tell the user of an encrypted document that a map of passwords does not name. */
 Failure NoEntryFailure(const std::string& map);

@@ -24,6 +24,13 @@ bool Accepts(AbstractConverter& converter, const AbstractConverter::Task& task)
     }
 }
 
+/** Whether other pages of the document may do better. */
+bool IsOfPage(AbstractConverter::ErrorType error)
+{
+    return error == AbstractConverter::CannotRender || error == AbstractConverter::OutOfMemory ||
+           error == AbstractConverter::ResultTooLarge;
+}
+
 } // namespace
 
 struct PageFanOut::Impl
@@ -41,21 +48,30 @@ struct PageFanOut::Impl
         bool started = false;
         double progress = 0;
         std::optional<ErrorType> error;
+        /** Told of a page that fails alone; empty where that ends the document. */
+        OnPageFailure pageFailed;
+        /** How many have, and the error of the first. */
+        std::size_t failed = 0;
+        ErrorType firstFailure = Unknown;
 
         bool HasPagesLeft() const { return !error && handedOut < pages.size(); }
         bool HasEnded() const { return running == 0 && !HasPagesLeft(); }
     };
 
     /** An inner converter and the page that it works on. */
-    struct Chain
+    struct Chain : std::enable_shared_from_this<Chain>
     {
         std::shared_ptr<AbstractConverter> converter;
         /** Number of the document that it serves; 0 when it has served none. */
         quint64 document = 0;
         bool busy = false;
+        /** Whether a page has failed, of which wrappers keep what they were told. */
+        bool isSpent = false;
         QString source;
         int index = 0;
         double progress = 0;
+        /** Why its page has failed, as far as the converter says so. */
+        QString why;
 
         bool WorksOn(const QString& other) const { return busy && source == other; }
     };
@@ -166,8 +182,20 @@ void PageFanOut::Impl::PageFailed(Chain& chain, const QString& source, ErrorType
     if (!chain.WorksOn(source))
         return;
     Document& document = Release(chain);
-    if (!document.error)
+    if (document.error)
+        return;
+    if (!document.pageFailed || !IsOfPage(error)) {
         document.error = error;
+        return;
+    }
+    chain.isSpent = true;
+    ++document.finished;
+    if (document.failed++ == 0)
+        document.firstFailure = error;
+    if (document.failed == document.pages.size())
+        document.error = document.firstFailure;
+    const OnPageFailure tell = document.pageFailed; // which may do anything
+    tell({document.pages[std::size_t(chain.index)].page, error, chain.why});
 }
 
 /** Takes the page off the chain, and answers the document that it belongs to. */
@@ -238,7 +266,8 @@ void PageFanOut::Impl::HandOut(std::shared_ptr<Chain>& place)
 bool PageFanOut::Impl::Serve(Document& document, std::shared_ptr<Chain>& place)
 {
     try {
-        if (place->document != 0 && place->document != document.number) {
+        const bool isOfAnother = place->document != 0 && place->document != document.number;
+        if (isOfAnother || place->isSpent) {
             const std::shared_ptr<Chain> chain = Make();
             disconnect(place->converter.get(), nullptr, fanOut, nullptr);
             place = chain;
@@ -267,6 +296,13 @@ AbstractConverter::Task PageFanOut::Impl::TakePage(Chain& chain, const QString& 
     task.destination = document.pages[index].destination;
     if (document.pages[index].page > 0)
         task.options["page"] = document.pages[index].page;
+    chain.why.clear();
+    if (document.pageFailed)
+        task.options["why_failed"] = std::function<void(const QString&)>(
+            [weak = chain.weak_from_this()](const QString& why) {
+                if (const std::shared_ptr<Chain> told = weak.lock())
+                    told->why = why;
+            });
     return task;
 }
 
@@ -313,6 +349,10 @@ bool PageFanOut::ConvertFile(const Task& task)
     if (const auto pages = task.options.find("page_tasks"); pages != task.options.end()) {
         document.pages = std::any_cast<std::vector<PageTask>>(pages->second);
         document.task.options.erase("page_tasks");
+    }
+    if (const auto told = task.options.find("page_failed"); told != task.options.end()) {
+        document.pageFailed = std::any_cast<OnPageFailure>(told->second);
+        document.task.options.erase("page_failed");
     }
     if (document.pages.empty())
         return false;

@@ -21,9 +21,9 @@ namespace Korvel::PDF::Converter {
  *     task.options["page_tasks"] = std::vector<PageFanOut::PageTask>{{1, "/out/1.png"}, ...};
  *
  * An inner converter gets its next page after it has ended the one before, so the source, which the
- * pages of a document share, tells there which page is meant. It serves one document: wrappers keep
- * what they were told of a source whose task has failed, and would give its path to a page of the
- * next document that has the source. That one gets inner converters of its own.
+ * pages of a document share, tells there which page is meant. It serves one document, until a page
+ * fails: wrappers keep what they were told of a source whose task has failed, and would give its
+ * path to the next page that has the source. That one gets an inner converter of its own.
  *
  * Signals of a document, with its source:
  * - ConvertationStarted once, ConvertationProgress from 0 to 1 over all its pages and never back,
@@ -34,6 +34,11 @@ namespace Korvel::PDF::Converter {
  *   a result that was made and could not be put in its place
  * - Failed with the first error of a page; Unknown for a page that an inner converter refused or
  *   threw at. No page is started after it; pages that were finished before stay where they are.
+ *
+ * With the option "page_failed" (`PageFanOut::OnPageFailure`), a page that cannot be rendered,
+ * takes too much memory or is too large does not end its document: the function is told, the other
+ * pages are converted, and the page's path in Finished is empty. Failed comes when no page was
+ * left.
  *
  * Ownership: shares the inner converters, and has no parent. Those of a document that has ended
  * stay until pages of another one are handed out, and so does what they clear away when they end.
@@ -53,6 +58,18 @@ public:
         /** Path of the wanted result, as in Task::destination. */
         QString destination;
     };
+
+    /** A page that has failed for a reason of its own. */
+    struct PageFailure
+    {
+        int page;
+        ErrorType error;
+        /** What a WorkerConverter was told by its worker; empty for other inner converters. */
+        QString why;
+    };
+
+    /** Called from the inner converter's Failed, on the thread that owns the fan-out. */
+    using OnPageFailure = std::function<void(const PageFailure& failure)>;
 
     /** Answers a new inner converter, not null. A page for which it throws ends with Unknown. */
     using MakeChain = std::function<std::shared_ptr<AbstractConverter>()>;

@@ -173,9 +173,15 @@ bool WorkerConverter::ConvertFile(const Task& task)
     };
     const QJsonObject request = ConvertRequest(task);
     later([this, source = task.source] { Q_EMIT ConvertationStarted(source); });
-    const auto receiver = [this, later, source = task.source,
-                           result = task.destination](const QJsonObject& answer) {
-        later([this, source, result, answer] { EmitOutcome(source, result, answer); });
+    using Tell = std::function<void(const QString&)>;
+    const auto* const whyFailed = Find<Tell>(task.options, "why_failed");
+    const auto receiver = [this, later, source = task.source, result = task.destination,
+                           tell = whyFailed ? *whyFailed : Tell()](const QJsonObject& answer) {
+        later([this, source, result, tell, answer] {
+            if (tell && !answer[Key::ok].toBool())
+                tell(answer[Key::message].toString());
+            EmitOutcome(source, result, answer);
+        });
     };
     if (const std::optional<Reason> reason = Refusal(request))
         receiver(WorkerProtocol::FailureAnswer(*reason, "no path that names a file"));

@@ -28,7 +28,8 @@ QSize SizeInPixels(const QSizeF& points, double dotsPerInch)
     const double width = InPixels(points.width(), dotsPerInch);
     const double height = InPixels(points.height(), dotsPerInch);
     if (!(width >= 1 && height >= 1))
-        throw RequestError(Reason::CannotRender, "the page has no size");
+        throw RequestError(Reason::CannotRender,
+                           "its crop box lies outside of its media box, or is empty");
     if (width > WorkerProtocol::longestSide || height > WorkerProtocol::longestSide)
         throw RequestError(Reason::CannotRender, "the page is too large at this resolution");
     return {int(width), int(height)};

@@ -351,6 +351,50 @@ TEST_F(PageFanOutTest, FailsOnceWithTheFirstErrorWhenTheRunningPagesHaveEnded)
     EXPECT_EQ(lines.size(), 2U);
 }
 
+TEST_F(PageFanOutTest, ConvertsTheOtherPagesWhereSomebodyIsToldOfTheOneThatFails)
+{
+    Build(1);
+    std::vector<int> failed;
+    AbstractConverter::Task task = DocumentOf(3);
+    task.options["page_failed"] =
+        PageFanOut::OnPageFailure([&failed](const PageFanOut::PageFailure& failure) {
+            EXPECT_EQ(failure.error, AbstractConverter::CannotRender);
+            failed.push_back(failure.page);
+        });
+    Start(task);
+    FinishPage(0);
+    FailPage(0, AbstractConverter::CannotRender);
+    EXPECT_EQ(failed, std::vector<int>{2});
+    ASSERT_EQ(chains.size(), 2U) << "a wrapper would move page 3 to where page 2 was wanted";
+    EXPECT_EQ(PageOf(1), 3);
+    FinishPage(1);
+    EXPECT_EQ(lines.back(), "FinishedFiles /docs/a.pdf [/out/1.png  /out/3.png]");
+}
+
+TEST_F(PageFanOutTest, FailsWhenEachPageHasFailed)
+{
+    int failures = 0;
+    AbstractConverter::Task task = DocumentOf(2);
+    task.options["page_failed"] =
+        PageFanOut::OnPageFailure([&failures](const PageFanOut::PageFailure&) { ++failures; });
+    Start(task);
+    FailPage(1, AbstractConverter::OutOfMemory);
+    FailPage(0, AbstractConverter::CannotRender);
+    EXPECT_EQ(failures, 2);
+    EXPECT_EQ(lines.back(), FailedLine(AbstractConverter::OutOfMemory));
+}
+
+TEST_F(PageFanOutTest, FailsAtAnErrorThatIsNoPagesOwnWhoeverIsToldOfPages)
+{
+    AbstractConverter::Task task = DocumentOf(5);
+    task.options["page_failed"] =
+        PageFanOut::OnPageFailure([](const PageFanOut::PageFailure&) { ADD_FAILURE(); });
+    Start(task);
+    FailPage(1, AbstractConverter::CannotWrite);
+    FinishPage(0);
+    EXPECT_EQ(lines.back(), FailedLine(AbstractConverter::CannotWrite));
+}
+
 TEST_F(PageFanOutTest, PassesAnyErrorOn)
 {
     Start(DocumentOf(1));

@@ -1,0 +1,120 @@
+// Documents of which single pages cannot be converted.
+
+#include "DescribedJson.h"
+#include "Program.h"
+
+#include <gmock/gmock.h>
+
+#include <QJsonArray>
+
+namespace Korvel::App {
+namespace {
+
+using testing::HasSubstr;
+
+class FailedPagesTest : public ProgramTest
+{
+protected:
+    /** A document whose pages have these crop boxes, and a media box of 200 by 200 points. */
+    void MakeDocument(const QString& name, const QByteArrayList& cropBoxes) const
+    {
+        QByteArrayList objects{"<</Type/Catalog/Pages 2 0 R>>", ""};
+        QByteArray kids;
+        for (const QByteArray& box : cropBoxes) {
+            objects << "<</Type/Page/Parent 2 0 R/MediaBox[0 0 200 200]/CropBox[" + box + "]>>";
+            kids += QByteArray::number(objects.size()) + " 0 R ";
+        }
+        objects[1] =
+            "<</Type/Pages/Kids[" + kids + "]/Count " + QByteArray::number(cropBoxes.size()) + ">>";
+        QByteArray bytes = "%PDF-1.4\n";
+        QByteArray table = "0000000000 65535 f \n";
+        for (int i = 0; i < objects.size(); ++i) {
+            table += QByteArray::number(bytes.size()).rightJustified(10, '0') + " 00000 n \n";
+            bytes += QByteArray::number(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+        }
+        const QByteArray size = QByteArray::number(objects.size() + 1);
+        const QByteArray start = QByteArray::number(bytes.size());
+        Write(name, bytes + "xref\n0 " + size + '\n' + table + "trailer<</Size " + size +
+                        "/Root 1 0 R>>\nstartxref\n" + start + "\n%%EOF\n");
+    }
+
+    void MakeThreePages() const { MakeDocument("three.pdf", {whole, outside, whole}); }
+
+    const QByteArray whole = "0 0 200 200";
+    const QByteArray outside = "900 900 950 950";
+    const std::string message =
+        "three.pdf: page 2: its crop box lies outside of its media box, or is empty";
+};
+
+TEST_F(FailedPagesTest, AreNamedAndTheOthersConverted)
+{
+    MakeThreePages();
+    for (const char* jobs : {"1", "3"}) {
+        const QString folder = QStringLiteral("jobs-%1").arg(jobs);
+        const Outcome run = Run({"three.pdf", "-o", folder + "/%d.png", "-r", "20", "-j", jobs});
+        EXPECT_EQ(run.exitCode, 3);
+        EXPECT_EQ(run.results, QStringList({folder + "/1.png", folder + "/3.png"}));
+        EXPECT_EQ(run.complaints, "pdfconvert: " + message + '\n');
+        EXPECT_EQ(WholePictures(folder), QStringList({"1.png", "3.png"}));
+        EXPECT_EQ(LeftInTempDir(), QStringList());
+    }
+}
+
+TEST_F(FailedPagesTest, EndWithTheCodeThatIsWanted)
+{
+    MakeThreePages();
+    const QStringList arguments{"three.pdf", "-d", "out", "-r", "20"};
+    EXPECT_EQ(Run(arguments + QStringList{"--strict"}).exitCode, 7);
+    EXPECT_EQ(Run(arguments + QStringList{"--warning-exit-0"}).exitCode, 0);
+    EXPECT_EQ(Run(arguments + QStringList{"--strict", "--pages", "odd"}).exitCode, 0);
+}
+
+TEST_F(FailedPagesTest, AreInJsonAndEvents)
+{
+    MakeThreePages();
+    const QStringList arguments{"three.pdf", "-d", "out", "-r", "20"};
+    const QJsonObject closing = Closing(Run(arguments + QStringList{"--json"}));
+    EXPECT_EQ(closing["documents"].toArray()[0].toObject()["results"].toArray().size(), 2);
+    const QJsonObject warning = closing["warnings"].toArray()[0].toObject();
+    EXPECT_EQ(warning["page"], 2);
+    EXPECT_EQ(warning["reason"], "cannot-render");
+    EXPECT_EQ(warning["message"].toString().toStdString(), message.substr(message.find("page")));
+    int told = 0;
+    for (const QJsonObject& event : Events(Run(arguments + QStringList{"--progress", "json"})))
+        told += event["event"] == "warning" && event["page"] == 2 ? 1 : 0;
+    EXPECT_EQ(told, 1);
+}
+
+TEST_F(FailedPagesTest, AreInTheJournalAndCountInRunsThatGoOn)
+{
+    MakeThreePages();
+    const QStringList arguments{"three.pdf", "-d", "out", "-r", "20", "--journal", "journal"};
+    EXPECT_EQ(Run(arguments).exitCode, 3);
+    EXPECT_THAT(Read("journal").toStdString(),
+                HasSubstr("\"failedPages\":[{\"message\":\"page 2: "));
+    const Outcome again = Run(arguments);
+    EXPECT_EQ(again.exitCode, 3);
+    EXPECT_EQ(again.results, QStringList());
+    EXPECT_EQ(Run(arguments + QStringList{"--strict"}).exitCode, 7);
+}
+
+TEST_F(FailedPagesTest, AreTheDocumentsFailureWhenThereAreNoOthers)
+{
+    MakeDocument("none.pdf", {outside, outside});
+    const Outcome run = Run({"none.pdf", "-d", "out"});
+    EXPECT_EQ(run.exitCode, 7);
+    EXPECT_EQ(run.results, QStringList());
+    EXPECT_THAT(run.complaints, HasSubstr("none.pdf: page "));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(FailedPagesTest, OfWebPNameItsLimit)
+{
+    MakeDocument("wide.pdf", {whole, "0 0 200 20"});
+    const Outcome run = Run({"wide.pdf", "-o", "wide.webp", "--size", "20000x20000"});
+    EXPECT_NE(run.exitCode, 0);
+    EXPECT_THAT(run.complaints, HasSubstr("a WebP has at most 16383 pixels a side"));
+}
+
+} // namespace
+} // namespace Korvel::App
