@@ -152,8 +152,8 @@ private:
         constexpr int centimetresPerMetre = 100;
         const int dotsPerMetre = shape.DotsPerMetre();
         const bool isExact = dotsPerMetre % centimetresPerMetre == 0;
-        const double dots =
-            isExact ? dotsPerMetre / centimetresPerMetre : std::round(dotsPerMetre * metresPerInch);
+        const double dots = isExact ? double(dotsPerMetre) / centimetresPerMetre
+                                    : std::round(dotsPerMetre * metresPerInch);
         set(TIFFTAG_RESOLUTIONUNIT, isExact ? RESUNIT_CENTIMETER : RESUNIT_INCH);
         set(TIFFTAG_XRESOLUTION, dots);
         set(TIFFTAG_YRESOLUTION, dots);
