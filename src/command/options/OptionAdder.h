@@ -66,11 +66,7 @@ public:
     /** An option whose value is one of its words, in capital letters or not. */
     void WordOfAnyCase(const char* name, std::string& into)
     {
-        const auto lower = [](std::string& text) {
-            text = CLI::detail::to_lower(text);
-            return std::string();
-        };
-        Value(name, into)->check(OneOf(Find(name).choices))->transform(CLI::Validator(lower, {}));
+        Value(name, into)->check(OneOf(Find(name).choices))->transform(CLI::Validator(ToLower, {}));
     }
 
     /** An option whose words stand in the order of the enumeration. */
@@ -97,6 +93,13 @@ private:
         if (found == list.end())
             throw std::logic_error("no option is called " + name);
         return *found;
+    }
+
+    /** Complains of nothing. */
+    static std::string ToLower(std::string& text)
+    {
+        text = CLI::detail::to_lower(text);
+        return {};
     }
 
     static CLI::Validator OneOf(const std::vector<std::string>& words)

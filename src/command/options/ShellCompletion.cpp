@@ -40,9 +40,7 @@ std::string WordsForBash(const Option& option)
 {
     if (!option.choices.empty())
         return "-W '" + Joined(option.choices, " ") + "'";
-    if (option.kind == ValueKind::Text)
-        return {};
-    return option.kind == ValueKind::Folder ? "-d" : "-f";
+    return option.kind == ValueKind::Text ? "" : option.kind == ValueKind::Folder ? "-d" : "-f";
 }
 
 std::string NamesOf(const std::vector<Option>& options)
@@ -181,11 +179,8 @@ std::string Fish(const std::vector<Option>& options, const std::vector<Option>& 
 
 std::string ShellCompletion(const std::string& shell)
 {
-    const std::vector<Option>& options = OptionList();
-    const std::vector<Option>& ofReports = ReportOptionList();
-    if (shell == "bash")
-        return Bash(options, ofReports);
-    return shell == "zsh" ? Zsh(options, ofReports) : Fish(options, ofReports);
+    const auto write = shell == "bash" ? Bash : shell == "zsh" ? Zsh : Fish;
+    return write(OptionList(), ReportOptionList());
 }
 
 } // namespace Korvel::App
