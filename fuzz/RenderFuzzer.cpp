@@ -4,7 +4,9 @@
 #include "PageRenderer.h"
 #include "RequestError.h"
 #include "WorkerFolder.h"
+#include "WritePicture.h"
 
+#include <algorithm>
 #include <new>
 
 #include <QCoreApplication>
@@ -17,23 +19,41 @@ namespace {
 const std::string file = std::string(Fuzz::currentFolder) + "document.pdf";
 constexpr QSize bounds(60, 80);
 
-QImage Picture(Worker::PageRenderer& renderer, qint64 page, const QString& format)
+QImage ToPicture(const Worker::MemoryOutput& bytes, const char* format)
+{
+    return QImage::fromData(QByteArray::fromStdString(bytes.Bytes()), format);
+}
+
+QImage DrawPage(Worker::PageRenderer& renderer, qint64 page)
 {
     const double dotsPerInch = renderer.ResolutionToFit(page, bounds);
-    Worker::MemoryOutput file;
-    renderer.Write(file, page, dotsPerInch, Worker::PixelFormat::Bgrx, {format});
-    return QImage::fromData(QByteArray::fromStdString(file.Bytes()), format.toLatin1());
+    Worker::MemoryOutput bmp;
+    renderer.Write(bmp, page, dotsPerInch, Worker::PixelFormat::Bgrx, {QStringLiteral("bmp")});
+    return ToPicture(bmp, "BMP").convertToFormat(QImage::Format_RGB32);
+}
+
+/** Our own writer and Qt's reader agree, however many rows come at once. */
+void RequireSamePixels(const QImage& picture, int rowsAtOnce)
+{
+    const Worker::PictureShape shape = {picture.width(), picture.height(),
+                                        Worker::PixelFormat::Bgrx, 72};
+    Worker::MemoryOutput png;
+    Worker::WritePicture(png, shape, {QStringLiteral("png")}, [&](int first) {
+        return Worker::Rows{picture.constScanLine(first), picture.bytesPerLine(),
+                            std::min(rowsAtOnce, picture.height() - first)};
+    });
+    Fuzz::Require(ToPicture(png, "PNG").convertToFormat(picture.format()) == picture,
+                  "a PNG has the pixels of its picture");
 }
 
 void RenderPage(Worker::PageRenderer& renderer, qint64 page)
 {
     try {
-        const QImage packed = Picture(renderer, page, QStringLiteral("png"));
-        Fuzz::Require(packed.width() <= bounds.width() && packed.height() <= bounds.height(),
+        const QImage picture = DrawPage(renderer, page);
+        Fuzz::Require(picture.width() <= bounds.width() && picture.height() <= bounds.height(),
                       "the picture fits into the size");
-        const QImage plain = Picture(renderer, page, QStringLiteral("bmp"));
-        Fuzz::Require(packed.convertToFormat(plain.format()) == plain,
-                      "a PNG has the pixels of a BMP");
+        for (const int rowsAtOnce : {picture.height(), 7})
+            RequireSamePixels(picture, rowsAtOnce);
     } catch (const Worker::RequestError&) {
         // the page's fault
     }

@@ -13,7 +13,7 @@ namespace Korvel::Worker {
 
 namespace {
 
-constexpr std::size_t bytesAPixel = 4;
+constexpr std::size_t bytesOfBgrx = 4;
 
 /** The order of three samples in what is written. */
 enum class Order { Bgr, Rgb };
@@ -28,7 +28,7 @@ FOR_EACH_PROCESSOR Tones CopyGrays(const unsigned char* bgrx, std::size_t count,
     unsigned between = 0; // neither 0 nor 255, to which 1 adds up to bits of their own
     for (std::size_t i = 0; i < count; ++i) {
         std::uint32_t pixel;
-        std::memcpy(&pixel, bgrx + i * bytesAPixel, sizeof pixel);
+        std::memcpy(&pixel, bgrx + i * bytesOfBgrx, sizeof pixel);
         differences |= pixel ^ (pixel >> 8);
         between |= (pixel & 0xff) + 1;
         into[i] = static_cast<unsigned char>(pixel);
@@ -68,7 +68,7 @@ FOR_EACH_PROCESSOR void CopySamples(const unsigned char* bgrx, std::size_t count
                                     unsigned char* into, Order order)
 {
     const std::size_t first = order == Order::Rgb ? 2 : 0;
-    for (std::size_t i = 0; i < count; ++i, bgrx += bytesAPixel) {
+    for (std::size_t i = 0; i < count; ++i, bgrx += bytesOfBgrx) {
         *into++ = bgrx[first];
         *into++ = bgrx[1];
         *into++ = bgrx[2 - first];
@@ -132,7 +132,7 @@ FOR_AVX2 void CopySamplesWide(const unsigned char* bgrx, std::size_t count, unsi
         const __m256i samples = _mm256_shuffle_epi8(pixels, places);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(into),
                             _mm256_permutevar8x32_epi32(samples, together));
-        bgrx += pixelsAtOnce * bytesAPixel;
+        bgrx += pixelsAtOnce * bytesOfBgrx;
         into += pixelsAtOnce * 3;
     }
     CopySamples(bgrx, count, into, order);
