@@ -190,7 +190,7 @@ TEST_F(ConfinementTest, SaysThatTheLimitOfProcessesDoesNotBindRoot)
 {
     if (PDF::Test::isSanitized)
         GTEST_SKIP() << "it has none";
-    const auto version = [this](const QStringList& user) {
+    const auto version = [](const QStringList& user) {
         QProcess process;
         process.setWorkingDirectory("/");
         const QStringList command = user + QStringList{PDFCONVERT, "--version"};
