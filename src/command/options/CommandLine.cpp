@@ -258,7 +258,7 @@ std::string MessageOfExtra(const std::string& argument)
 /** What CLI11 complains of, in words for users. */
 std::string MessageOf(const CLI::ParseError& error, const CLI::App& app)
 {
-    const std::string text = error.what();
+    std::string text = error.what();
     const std::string name = text.substr(0, text.find(':'));
     switch (CLI::ExitCodes(error.get_exit_code())) {
     case CLI::ExitCodes::ExtrasError:

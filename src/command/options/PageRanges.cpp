@@ -111,7 +111,7 @@ std::vector<int> PageRanges::Choose(int pageCount) const
         for (int page = first; page <= last; ++page)
             chosen.insert(page);
     }
-    const std::vector<int> pages(chosen.begin(), chosen.end());
+    std::vector<int> pages(chosen.begin(), chosen.end());
     if (!half)
         return pages;
     if (*half == Half::Even && pages.size() < 2)

@@ -103,7 +103,7 @@ std::string ZshValue(const Option& option)
 {
     if (!option.TakesValue())
         return {};
-    const std::string value = ':' + option.value + ':';
+    std::string value = ':' + option.value + ':';
     if (!option.choices.empty())
         return value + '(' + Joined(option.choices, " ") + ')';
     if (option.kind == ValueKind::Text)

@@ -110,7 +110,7 @@ struct PageFanOut::Impl
 /** A new inner converter, connected; throws what making it throws. */
 std::shared_ptr<PageFanOut::Impl::Chain> PageFanOut::Impl::Make()
 {
-    const auto chain = std::make_shared<Chain>();
+    auto chain = std::make_shared<Chain>();
     chain->converter = makeChain();
     Connect(chain);
     return chain;
