@@ -42,6 +42,21 @@ std::vector<std::string> Candidates(const std::string& password)
     return candidates;
 }
 
+bool IsField(QPDFObjectHandle annotation)
+{
+    return annotation.isDictionaryOfType("", "/Widget");
+}
+
+bool ShowsField(QPDFObjectHandle page)
+{
+    QPDFObjectHandle all = page.getKey("/Annots");
+    for (int i = 0; all.isArray() && i < all.getArrayNItems(); ++i) {
+        if (IsField(all.getArrayItem(i)))
+            return true;
+    }
+    return false;
+}
+
 /** Leaves a page only its form fields, and answers its other annotations. */
 QPDFObjectHandle TakeOtherAnnotations(QPDFObjectHandle page)
 {
@@ -50,8 +65,7 @@ QPDFObjectHandle TakeOtherAnnotations(QPDFObjectHandle page)
     QPDFObjectHandle all = page.getKey("/Annots");
     for (int i = 0; all.isArray() && i < all.getArrayNItems(); ++i) {
         QPDFObjectHandle annotation = all.getArrayItem(i);
-        const bool isField = annotation.isDictionaryOfType("", "/Widget");
-        (isField ? fields : others).appendItem(annotation);
+        (IsField(annotation) ? fields : others).appendItem(annotation);
     }
     page.replaceKey("/Annots", fields);
     return others;
@@ -219,11 +233,8 @@ QString PdfDocument::Version()
 
 bool PdfDocument::HasForm()
 {
-    QPDFObjectHandle form = pdf->getRoot().getKey("/AcroForm");
-    if (!form.isDictionary())
-        return false;
-    QPDFObjectHandle fields = form.getKey("/Fields");
-    return fields.isArray() && fields.getArrayNItems() > 0;
+    const std::vector<QPDFObjectHandle> pages = pdf->getAllPages();
+    return std::any_of(pages.begin(), pages.end(), ShowsField);
 }
 
 void PdfDocument::Save(NewFile& output)

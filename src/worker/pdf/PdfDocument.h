@@ -39,7 +39,9 @@ public:
 
     bool IsRepaired() const { return repaired; }
 
-    /** Whether it has form fields. Throws as Description does. */
+    /**
+     * Whether it has form fields, also such as only a page lists. Throws as Description does.
+     */
     bool HasForm();
 
     /** Whether annotations belong to hidden optional content. Throws as Description does. */
