@@ -18,6 +18,8 @@ inline constexpr char timeLimit[] = "--time-limit";
 inline constexpr char fileLimit[] = "--file-limit";
 inline constexpr char folder[] = "--folder";
 inline constexpr char requireSandbox[] = "--require-sandbox";
+inline constexpr char engine[] = "--engine";
+inline constexpr char pdfium[] = "--pdfium";
 } // namespace Argument
 
 /** The members of requests and answers. */
@@ -82,6 +84,13 @@ namespace CompressionWord {
 inline constexpr char fast[] = "fast";
 inline constexpr char small[] = "small";
 } // namespace CompressionWord
+
+/** What draws pages and reads their text. */
+namespace EngineWord {
+inline constexpr char automatic[] = "auto";
+inline constexpr char pdfium[] = "pdfium";
+inline constexpr char qt[] = "qt";
+} // namespace EngineWord
 
 /** Dots per inch. */
 inline constexpr double lowestResolution = 1;

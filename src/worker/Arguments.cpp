@@ -14,7 +14,8 @@ namespace {
 namespace Argument = WorkerProtocol::Argument;
 
 constexpr char usage[] = "usage: pdfconvert-worker [--memory-limit MIB] [--time-limit SECONDS] "
-                         "[--file-limit MIB] [--folder DIR] [--require-sandbox] [--version]\n";
+                         "[--file-limit MIB] [--folder DIR] [--require-sandbox] "
+                         "[--engine auto|pdfium|qt] [--pdfium FILE] [--version]\n";
 
 /** The name as getopt_long wants it, without the dashes. */
 constexpr option WithValue(const char* name)
@@ -27,6 +28,8 @@ constexpr option options[] = {WithValue(Argument::memoryLimit),
                               WithValue(Argument::fileLimit),
                               WithValue(Argument::folder),
                               option{Argument::requireSandbox + 2, no_argument, nullptr, 's'},
+                              WithValue(Argument::engine),
+                              WithValue(Argument::pdfium),
                               option{"version", no_argument, nullptr, 'V'},
                               option{}};
 
@@ -37,14 +40,29 @@ bool Set(int& number, const char* text, int least)
     return isNumber && number >= least;
 }
 
-bool Set(std::string& folder, const char* text)
+/** Sets an absolute path. */
+bool Set(std::string& path, const char* text)
 {
-    folder = text;
+    path = text;
     return *text == '/';
 }
 
-bool SetOption(SandboxSettings& settings, std::string_view name, const char* value)
+bool Set(EngineChoice& choice, std::string_view word)
 {
+    namespace Word = WorkerProtocol::EngineWord;
+    choice = word == Word::pdfium ? EngineChoice::Pdfium
+             : word == Word::qt   ? EngineChoice::Qt
+                                  : EngineChoice::Auto;
+    return choice != EngineChoice::Auto || word == Word::automatic;
+}
+
+bool SetOption(Arguments& arguments, std::string_view name, const char* value)
+{
+    SandboxSettings& settings = arguments.settings;
+    if (name == Argument::engine)
+        return Set(arguments.engine.choice, value);
+    if (name == Argument::pdfium)
+        return Set(arguments.engine.library, value);
     if (name == Argument::memoryLimit)
         return Set(settings.memoryLimit, value, 1);
     if (name == Argument::timeLimit)
@@ -68,7 +86,7 @@ bool TakeOption(Arguments& arguments, int argc, char** argv)
     arguments.settings.requiresAll = arguments.settings.requiresAll || kind == 's';
     const bool isTaken =
         argument.substr(0, argument.find('=')) == name &&
-        (arguments.wantsVersion || kind == 's' || SetOption(arguments.settings, name, optarg));
+        (arguments.wantsVersion || kind == 's' || SetOption(arguments, name, optarg));
     if (!isTaken)
         std::fprintf(stderr, "%s: not understood: %s\n", argv[0], argument.data());
     return isTaken;

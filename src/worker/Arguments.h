@@ -1,5 +1,6 @@
 #pragma once
 
+#include "EngineSettings.h"
 #include "SandboxSettings.h"
 
 #include <optional>
@@ -10,6 +11,7 @@ namespace Korvel::Worker {
 struct Arguments
 {
     SandboxSettings settings;
+    EngineSettings engine;
     bool wantsVersion = false;
 };
 

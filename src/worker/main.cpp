@@ -1,5 +1,6 @@
 #include "AnswerChannel.h"
 #include "Arguments.h"
+#include "Engine.h"
 #include "FileState.h"
 #include "ForkServer.h"
 #include "NotStarted.h"
@@ -63,6 +64,7 @@ int PrintVersion(Sandbox& sandbox)
     const bool isProcessLimitBinding = !CanStartProcess();
     sandbox.Enter({});
     std::puts("pdfconvert-worker " PROJECT_VERSION);
+    std::printf("engine: %s\n", EngineName().c_str());
     for (const Measure& measure : sandbox.Measures())
         std::printf("%s: %s\n", measure.name, StateOf(measure, isProcessLimitBinding));
     return std::fflush(stdout) == 0 ? 0 : 1;
@@ -107,6 +109,7 @@ int main(int argc, char** argv)
     if (!arguments)
         return 2;
     CheckDescriptors();
+    StartEngine(arguments->engine, argv);
     // The channel is taken before files are opened: a missing descriptor would become that of a
     // file.
     std::FILE* const answers = arguments->wantsVersion ? stdout : TakeStandardOutput();

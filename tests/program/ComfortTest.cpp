@@ -137,11 +137,12 @@ TEST_F(ComfortTest, PrintsItsVersionAndWhatProtectsThisMachine)
 {
     const Outcome run = Run({"--version"});
     EXPECT_EQ(run.exitCode, 0);
-    ASSERT_EQ(run.results.size(), 11);
+    ASSERT_EQ(run.results.size(), 12);
     EXPECT_THAT(run.results[0].toStdString(), MatchesRegex("pdfconvert [0-9]+\\.[0-9]+\\.[0-9]+"));
     EXPECT_EQ(run.results[1], QString(run.results[0]).replace(' ', "-worker "));
     EXPECT_THAT(run.results, Contains("no new privileges: yes"));
-    for (const QString& line : run.results.mid(2))
+    EXPECT_THAT(run.results[2].toStdString(), MatchesRegex("engine: (PDFium|Qt PDF) \\(/.+\\)"));
+    for (const QString& line : run.results.mid(3))
         EXPECT_THAT(line.toStdString(), MatchesRegex("[a-zA-Z ()]+: (yes|no|not as root)"));
 }
 

@@ -100,7 +100,7 @@ TEST_P(InterruptionTest, LetsTheRunningPageEndAtTheFirstAndNotAtTheSecond)
         QProcess process;
         process.setWorkingDirectory(Path(""));
         process.start(PDFCONVERT,
-                      {"--temp-dir", TempDir(), "plain.pdf", "-o", output, "-r", "700"});
+                      {"--temp-dir", TempDir(), "plain.pdf", "-o", output, "-r", "1400"});
         // Another thread's child opens the document; what this one's has come from has the page.
         const QString mainThread = QString::number(process.processId());
         WaitUntil(process, [&] {

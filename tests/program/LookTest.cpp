@@ -56,11 +56,11 @@ TEST_F(LookTest, ThatNeedsMoreMemoryThanIsAllowedIsAnErrorThatSaysSo)
     if (PDF::Test::isSanitized)
         GTEST_SKIP() << "a sanitizer takes terabytes of address space";
     MakeSample("one.pdf", 1);
-    const Outcome run = Run({"one.pdf", "-o", "huge.png", "-r", "1000", "--memory-limit", "400"});
+    const Outcome run = Run({"one.pdf", "-o", "huge.webp", "-r", "1000", "--memory-limit", "256"});
     EXPECT_EQ(run.exitCode, 7);
     EXPECT_THAT(run.complaints, HasSubstr("one.pdf: page 1 takes more memory than is allowed"));
     EXPECT_THAT(run.complaints, HasSubstr("--memory-limit"));
-    EXPECT_FALSE(QFile::exists(Path("huge.png")));
+    EXPECT_FALSE(QFile::exists(Path("huge.webp")));
 }
 
 TEST_F(LookTest, ThatTakesMoreBytesThanAResultMayHaveIsAnErrorThatSaysSo)

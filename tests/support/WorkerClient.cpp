@@ -15,7 +15,27 @@ namespace {
 constexpr int patience = 60'000;
 constexpr int releaseNumber = 4711;
 
+bool HasPdfium()
+{
+    QProcess worker;
+    worker.start(QStringLiteral(WORKER), {QStringLiteral("--version")});
+    worker.waitForFinished();
+    return worker.readAllStandardOutput().contains("\nengine: PDFium");
+}
+
 } // namespace
+
+QString EngineUnderTest()
+{
+    static const QString engine = qEnvironmentVariable("ENGINE", HasPdfium() ? "pdfium" : "qt");
+    return engine;
+}
+
+bool HasEngineUnderTest()
+{
+    static const bool has = EngineUnderTest() == QLatin1String("qt") || HasPdfium();
+    return has;
+}
 
 WorkerClient::WorkerClient(const QString& preparation) : preparation(preparation)
 {
@@ -24,9 +44,11 @@ WorkerClient::WorkerClient(const QString& preparation) : preparation(preparation
 
 void WorkerClient::Start()
 {
-    process.start(QStringLiteral("/bin/sh"),
-                  {QStringLiteral("-c"), preparation + QStringLiteral("; exec \"$0\" \"$@\""),
-                   QStringLiteral(WORKER)});
+    process.start(
+        QStringLiteral("/bin/sh"),
+        {QStringLiteral("-c"),
+         preparation + QStringLiteral("; exec \"$0\" --engine %1 \"$@\"").arg(EngineUnderTest()),
+         QStringLiteral(WORKER)});
     process.waitForStarted();
 }
 

@@ -7,7 +7,16 @@
 
 namespace Korvel::Worker {
 
-/** A running worker, asked line by line. */
+/**
+ * The engine of the workers that are tested, "pdfium" or "qt": what the environment's ENGINE says,
+ * else the one that a worker takes for itself.
+ */
+QString EngineUnderTest();
+
+/** Whether workers have that engine on this machine. */
+bool HasEngineUnderTest();
+
+/** A running worker of that engine, asked line by line. */
 class WorkerClient
 {
 public:

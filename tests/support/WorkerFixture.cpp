@@ -8,6 +8,12 @@
 
 namespace Korvel::Worker {
 
+void WorkerFixture::SetUp()
+{
+    if (!HasEngineUnderTest())
+        GTEST_SKIP() << "there is no PDFium on this machine";
+}
+
 QString WorkerFixture::WriteFile(const QString& name, const QByteArray& content) const
 {
     QFile file(Path(name));

@@ -12,6 +12,8 @@ namespace Korvel::Worker {
 class WorkerFixture : public testing::Test
 {
 protected:
+    void SetUp() override;
+
     QString Path(const QString& name) const { return folder.filePath(name); }
 
     /** A new file of these bytes; its path. */

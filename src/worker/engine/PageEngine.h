@@ -1,9 +1,7 @@
 #pragma once
 
-#include "PictureShape.h"
-#include "Rows.h"
+#include "DrawRows.h"
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,15 +13,18 @@
 
 namespace Korvel::Worker {
 
-/** Text as it is drawn, its lines ended by "\r\n", and the boxes of its runs in points. */
+/** Text as it is drawn, its lines ended by "\r\n". */
 struct DrawnText
 {
     QString text;
-    /** From the top left of the page as it is shown. */
+    /**
+     * The boxes of its runs in points, from the top of the page and its left as they are before the
+     * page is turned: so most text lies in lines.
+     */
     std::vector<QRectF> boxes;
 };
 
-/** A character of a page and where it stands, in points from the page's top left. */
+/** A character of a page and where it stands, in points from the top left of what is shown. */
 struct TextCharacter
 {
     char32_t code = 0;
@@ -33,8 +34,8 @@ struct TextCharacter
 };
 
 /**
- * What draws the pages of one document and reads their text. Each program of the worker has one
- * kind. Pages are counted from 0; a page stays loaded until the next one is.
+ * What draws the pages of one document and reads their text. Pages are counted from 0; a page stays
+ * loaded until the next one is.
  *
  *     const auto engine = MakePageEngine();
  *     if (engine->Open("/tmp/report.pdf"))
@@ -43,10 +44,6 @@ struct TextCharacter
 class PageEngine
 {
 public:
-    /** Gives rows of a picture from the row `first` on, at least one; they stay until the next
-     * call. */
-    using DrawRows = std::function<Rows(int first)>;
-
     virtual ~PageEngine() = default;
 
     /** Opens a document without encryption in a file; false where the engine does not. */
@@ -89,7 +86,7 @@ private:
     PageEngine& operator=(const PageEngine&) = delete;
 };
 
-/** An engine of this program's kind. */
+/** An engine of this program's kind; after StartEngine. */
 std::unique_ptr<PageEngine> MakePageEngine();
 
 } // namespace Korvel::Worker

@@ -69,7 +69,7 @@ bool QtPdfEngine::Open(const QByteArray& bytes)
     return document.status() == QPdfDocument::Ready;
 }
 
-PageEngine::DrawRows QtPdfEngine::Draw(int page, const PictureShape& shape)
+DrawRows QtPdfEngine::Draw(int page, const PictureShape& shape)
 {
     return [this, page, shape, picture = QImage()](int first) mutable {
         if (picture.isNull())
@@ -86,12 +86,6 @@ DrawnText QtPdfEngine::Text(int page)
 DrawnText QtPdfEngine::Text(int page, int start, int length)
 {
     return ToDrawnText(document.getSelectionAtIndex(page, start, length));
-}
-
-std::unique_ptr<PageEngine> MakePageEngine()
-{
-    static const QPdfDocument first; // else Qt PDF is shut down with the last document
-    return std::make_unique<QtPdfEngine>();
 }
 
 } // namespace Korvel::Worker

@@ -13,8 +13,6 @@
 #include <system_error>
 #include <thread>
 
-#include <QBuffer>
-#include <QImageWriter>
 #include <QThreadPool>
 
 #include <malloc.h>
@@ -55,20 +53,11 @@ bool StartThreadOfPool()
     return started->get_future().wait_for(timeToStart) == std::future_status::ready;
 }
 
-/** In the sandbox there is neither a way to the files of plugins nor to run code not yet loaded. */
-void LoadPlugins()
-{
-    QBuffer buffer;
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter(&buffer, "png").canWrite(); // asks all of them
-}
-
 } // namespace
 
 Sandbox::Sandbox(const SandboxSettings& settings) : settings(settings)
 {
     RestrictProcess();
-    LoadPlugins();
 }
 
 void Sandbox::SetLimits()

@@ -591,7 +591,7 @@ TEST_F(WorkerConverterRealTest, ConvertsNothingWithoutAMeasureThatIsRequired)
 
 TEST_F(WorkerConverterRealTest, TellsThatAPageNeedsMoreMemoryThanTheWorkerHas)
 {
-    Recorder poor({REAL_WORKER, longDeadline, 200});
+    Recorder poor({REAL_WORKER, longDeadline, 125});
     EXPECT_EQ(ConvertBy(poor, "plain.pdf", "1.jpg", {{"page", 1}, {"resolution", 600.0}}),
               Failed("plain.pdf", AbstractConverter::OutOfMemory));
     EXPECT_FALSE(QFile::exists(folder.filePath("1.jpg")));

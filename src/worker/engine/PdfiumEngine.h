@@ -1,0 +1,55 @@
+#pragma once
+
+#include "PageEngine.h"
+#include "Pdfium.h"
+#include "WatchedFile.h"
+
+namespace Korvel::Worker {
+
+/** Pages by PDFium's own interface, drawn in bands where they are large. */
+class PdfiumEngine : public PageEngine
+{
+public:
+    /**
+     * @param pdfium      outlives the engine
+     * @param mostAtOnce  bytes of a picture that is drawn as a whole, and of a band of a larger one
+     */
+    explicit PdfiumEngine(const Pdfium& pdfium, std::size_t mostAtOnce = std::size_t(64) << 20)
+        : pdfium(pdfium), mostAtOnce(mostAtOnce)
+    {
+    }
+    ~PdfiumEngine() override;
+
+    bool Open(const std::string& path) override;
+    bool Open(const QByteArray& bytes) override;
+    bool HasFailed() const override { return file.HasFailed(); }
+    int PageCount() const override;
+    QSizeF PageSize(int page) override;
+    DrawRows Draw(int page, const PictureShape& shape) override;
+    DrawnText Text(int page) override;
+    DrawnText Text(int page, int start, int length) override;
+    std::vector<TextCharacter> Characters(int page) override;
+
+private:
+    void Load(int page);
+    void LoadText(int page);
+    void Close();
+    void CloseText();
+    void DrawBand(const PictureShape& shape, int first, const Rows& into);
+    QRectF Box(double left, double top, double right, double bottom, int turns) const;
+    QPointF Point(double x, double y, int turns) const;
+
+    const Pdfium& pdfium;
+    const std::size_t mostAtOnce;
+    WatchedFile file;
+    QByteArray bytes;
+    Pdfium::Document document = nullptr;
+    /** The page that is loaded, its size and clockwise turns, and its text once it was wanted. */
+    int index = -1;
+    QSizeF size;
+    int turnsOfPage = 0;
+    Pdfium::Page loaded = nullptr;
+    Pdfium::TextPage text = nullptr;
+};
+
+} // namespace Korvel::Worker
