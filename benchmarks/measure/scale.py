@@ -7,6 +7,7 @@ import dataclasses
 import json
 import os
 import pathlib
+import re
 import statistics
 import subprocess
 import tempfile
@@ -315,6 +316,13 @@ def lengths(scale):
     return rows
 
 
+def signed(line, number):
+    """A line of a journal as a run would have written it as the one of this number."""
+    from xxhash import xxh3_64_hexdigest  # not before benchmarks/scale has installed it
+    text = re.sub(r'"line":\d+$', f'"line":{number}', line[:line.rindex(',"sum":"')])
+    return f'{text},"sum":"{xxh3_64_hexdigest(text.encode())}"}}\n'
+
+
 def long_journal(scale, documents):
     """As of a run over so many documents of a page, and the list of these."""
     lines = journal_of(scale, 1)
@@ -323,9 +331,10 @@ def long_journal(scale, documents):
     journal, whole_list = scale.folder / "long-journal", scale.folder / "long-list"
     with open(journal, "w", encoding="utf-8") as file:
         file.write(lines[0])
-        for line in of_one:
-            for number in range(documents):
-                file.write(line.replace(last, f"copy-{number:08}"))
+        copies = (line.replace(last, f"copy-{number:08}")
+                  for line in of_one for number in range(documents))
+        for number, line in enumerate(copies, 2):
+            file.write(signed(line, number))
     original = scale.folder / f"batch-1/{last}.pdf"
     whole_list.write_text("".join(f"{original}\n".replace(last, f"copy-{number:08}")
                                   for number in range(documents)))

@@ -212,7 +212,7 @@ TEST_F(ComfortTest, PrintsAManualPageOfTheSameOptions)
     EXPECT_THAT(page, HasSubstr("\\fB\\-\\-password\\-file\\fR \\fIFILE\\fR"));
     EXPECT_THAT(page, HasSubstr(".SH REPORTS"));
     EXPECT_THAT(page, HasSubstr("\\fB\\-\\-follow\\fR"));
-    EXPECT_THAT(page, HasSubstr("a journal is missing or unreadable"));
+    EXPECT_THAT(page, HasSubstr("a journal is missing, unreadable or damaged"));
     EXPECT_THAT(page, HasSubstr(".SH \"EXAMPLES AND EXIT CODES\""));
 }
 

@@ -1,6 +1,8 @@
 // Runs that write down what they do, and go on where others were killed.
 
+#include "DescribedJson.h"
 #include "FilesBelow.h"
+#include "JournalText.h"
 #include "Program.h"
 
 #include <gmock/gmock.h>
@@ -104,7 +106,7 @@ protected:
             }
             journal.truncate(begin);
         }
-        Write("journal", journal);
+        Write("journal", Sealed(journal));
     }
 
     /** What the files below a folder hold, by their paths in it. */
@@ -153,7 +155,7 @@ TEST_F(JournalTest, TellsEachStepOfADocument)
     EXPECT_EQ(events, QStringList({"begun", "planned", "failed", "placing", "placing", "placing",
                                    "done", "ended"}));
     const QJsonObject begun = Journal("begun").first();
-    EXPECT_EQ(begun["version"], 1);
+    EXPECT_EQ(begun["version"], 2);
     EXPECT_THAT(begun["session"].toString().toStdString(), StartsWith("pdfconvert-"));
     const QJsonObject planned = Journal("planned").first();
     EXPECT_EQ(planned["file"], "a.pdf");
@@ -285,7 +287,7 @@ TEST_F(JournalTest, BelievesNoPathThatIsNotOfItsOutput)
     ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
     TakeBack(2);
     QFile::rename(Path("out/a-2.png"), Path("precious.png"));
-    Write("journal", Read("journal").replace("out/a-2.png", "precious.png"));
+    Write("journal", Sealed(Read("journal").replace("out/a-2.png", "precious.png")));
     const QByteArray precious = Read("precious.png");
     Write("a.pdf", Read("c.pdf").replace("/Count 4", "/Count 3"));
     EXPECT_THAT(Run(Arguments("out")).exitCode, testing::AnyOf(0, 3));
@@ -369,8 +371,8 @@ TEST_F(JournalTest, UnderstandsATornLastLine)
     ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
     const auto before = Contents("out");
     QByteArray journal = Read("journal");
-    journal.chop(journal.size() - journal.lastIndexOf("{\"event\":\"done\"") - 30);
-    Write("journal", journal);
+    const int torn = journal.lastIndexOf("{\"event\":\"done\"");
+    Write("journal", Sealed(journal.left(torn)) + journal.mid(torn, 30));
     EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
     EXPECT_EQ(Differences(Contents("out"), before), QStringList());
     EXPECT_EQ(FilesOf("done").size(), 3) << "each of them once";
@@ -495,13 +497,12 @@ TEST_F(JournalTest, LeavesAFileAloneThatIsNoJournal)
     Write("half", R"({"event":"begun"}
 half a line
 )");
-    EXPECT_THAT(Run(Arguments("out", "half")).complaints,
-                HasSubstr("half: the line at byte 18 is none"));
+    EXPECT_THAT(Run(Arguments("out", "half")).complaints, HasSubstr("half: line 2 is damaged"));
 }
 
 TEST_F(JournalTest, DoesNotMisunderstandALaterVersion)
 {
-    const QByteArray later = R"({"event":"begun","version":2})"
+    const QByteArray later = R"({"event":"begun","version":3})"
                              "\n";
     Write("journal", later);
     const Outcome run = Run(Arguments("out"));
@@ -540,6 +541,140 @@ TEST_F(JournalTest, WarnsAgainOfWhatWasRepairedBefore)
     EXPECT_EQ(Run(Arguments("out")).exitCode, 3);
     EXPECT_EQ(Run(Arguments("out")).exitCode, 3);
     EXPECT_EQ(Run(Arguments("out") << "--warning-exit-0").exitCode, 0);
+}
+
+TEST_F(JournalTest, HasANumberAndAChecksumInEachLine)
+{
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    const QByteArray journal = Read("journal");
+    EXPECT_EQ(Sealed(journal), journal);
+    int number = 0;
+    for (const QJsonObject& line : Journal()) {
+        EXPECT_EQ(line["line"], ++number);
+        EXPECT_EQ(line["journal"], Journal().first()["journal"]);
+    }
+    EXPECT_GT(number, 9);
+}
+
+TEST_F(JournalTest, TellsALineThatIsDamagedAndMakesItsDocumentAgain)
+{
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    const auto undisturbed = Contents("out");
+    QList<QByteArray> lines = LinesOf(Read("journal"));
+    const auto isDone = [](const QByteArray& line) {
+        return line.contains("\"done\"") && line.contains("c.pdf");
+    };
+    const auto damaged = std::find_if(lines.begin(), lines.end(), isDone);
+    ASSERT_NE(damaged, lines.end());
+    const auto number = std::to_string(damaged - lines.begin() + 1);
+    *damaged = damaged->replace("c.pdf", "d.pdf");
+    Write("journal", Joined(lines));
+    QFile::remove(Path("out/c-2.png"));
+    for (int run = 0; run < 2; ++run) {
+        const Outcome again = Run(Arguments("out"));
+        EXPECT_EQ(again.exitCode, 3);
+        EXPECT_THAT(again.complaints, HasSubstr("pdfconvert: journal: is damaged: line " + number +
+                                                " damaged or missing; documents"));
+        EXPECT_EQ(again.results.size(), run == 0 ? 4 : 0);
+        EXPECT_EQ(Differences(Contents("out"), undisturbed), QStringList());
+    }
+    EXPECT_EQ(Run(Arguments("out") << "--warning-exit-0").exitCode, 0);
+}
+
+TEST_F(JournalTest, NumbersNoResultAnewWhoseLinesAreLost)
+{
+    for (const QString what : {"number", "fail", "skip", "overwrite"}) {
+        QFile::remove(Path("journal"));
+        const QStringList arguments = Arguments(what) << "--on-exists" << what;
+        if (what != "number") // would meet the other document called a
+            Write("list", "a.pdf\nc.pdf\n");
+        ASSERT_EQ(Run(arguments).exitCode, 0);
+        const auto undisturbed = Contents(what);
+        const QList<QByteArray> lines = LinesOf(Read("journal"));
+        Write("journal", Joined({lines.first(), lines.last()}));
+        EXPECT_EQ(Run(arguments).exitCode, 3) << what.toStdString();
+        EXPECT_EQ(Differences(Contents(what), undisturbed), QStringList()) << what.toStdString();
+    }
+}
+
+TEST_F(JournalTest, TellsThatItsEndIsMissing)
+{
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    const auto undisturbed = Contents("out");
+    const QList<QByteArray> lines = LinesOf(Read("journal"));
+    Write("journal", Joined(lines.mid(0, 2)));
+    const Outcome again = Run(Arguments("out"));
+    EXPECT_EQ(again.exitCode, 3);
+    EXPECT_THAT(again.complaints,
+                HasSubstr("lines 3 to " + std::to_string(lines.size()) + " damaged or missing"));
+    EXPECT_EQ(Differences(Contents("out"), undisturbed), QStringList());
+}
+
+TEST_F(JournalTest, TakesNoLineOfAnotherJournal)
+{
+    ASSERT_EQ(Run(Arguments("other", "other-journal")).exitCode, 0);
+    Write("list", "a.pdf\n");
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    QList<QByteArray> lines = LinesOf(Read("journal"));
+    const QList<QByteArray> others = LinesOf(Read("other-journal"));
+    lines.insert(3, others.at(others.size() - 2)); // which says that c.pdf is done
+    Write("journal", Joined(lines));
+    Write("list", "a.pdf\nc.pdf\n");
+    const Outcome again = Run(Arguments("out"));
+    EXPECT_EQ(again.exitCode, 3);
+    EXPECT_THAT(again.complaints, HasSubstr("something before line 4 not of it"));
+    EXPECT_EQ(Contents("out").size(), 7);
+}
+
+TEST_F(JournalTest, KeepsAFileOfOthersWhereItsLinesAreLost)
+{
+    Write("list", "a.pdf\n");
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    const QByteArray page = Read("out/a-1.png");
+    const QList<QByteArray> lines = LinesOf(Read("journal"));
+    Write("journal", Joined({lines.first(), lines.last()}));
+    Write("out/a-1.png", "theirs");
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 3);
+    EXPECT_EQ(Read("out/a-1.png"), "theirs");
+    EXPECT_EQ(Read("out/a-1(2).png"), page);
+    EXPECT_EQ(Contents("out").size(), 4);
+}
+
+TEST_F(JournalTest, KnowsItsOwnFilesWhereNothingButAPartOfItsFirstLineIsLeft)
+{
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    const auto undisturbed = Contents("out");
+    Write("journal", Read("journal").left(40));
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+    EXPECT_EQ(Differences(Contents("out"), undisturbed), QStringList());
+    EXPECT_EQ(Journal("begun").first()["torn"], true);
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+}
+
+TEST_F(JournalTest, TellsProgramsOfItsDamage)
+{
+    ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
+    Write("journal", Read("journal").replace("\"planned\"", "\"plannet\""));
+    const Outcome again = Run(Arguments("out") << "--json");
+    const QByteArray json = again.results.join('\n').toUtf8();
+    ExpectDescribed(json);
+    const QJsonObject warning =
+        QJsonDocument::fromJson(json).object()["warnings"].toArray().first().toObject();
+    EXPECT_EQ(warning["file"], "journal");
+    EXPECT_EQ(warning["reason"], "journal-damaged");
+}
+
+TEST_F(JournalTest, RefusesOneOfAnEarlierVersion)
+{
+    const QByteArray earlier = R"({"event":"begun","version":1})"
+                               "\n";
+    Write("journal", earlier);
+    const Outcome run = Run(Arguments("out"));
+    EXPECT_EQ(run.exitCode, 4);
+    EXPECT_THAT(run.complaints,
+                HasSubstr("the journal journal was begun by an earlier version of pdfconvert, "
+                          "whose lines have no checksums"));
+    EXPECT_EQ(Read("journal"), earlier);
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "DescribedJson.h"
+#include "JournalText.h"
 #include "Program.h"
 #include "PseudoTerminal.h"
 
@@ -305,6 +306,104 @@ TEST_F(ReportTest, TellsOfARunThatWritesAJournal)
         reasons += failure.toObject()["reason"].toString();
     EXPECT_EQ(reasons, QStringList({"damaged", "not-found"}));
     EXPECT_EQ(Report({"all.journal", "--follow"}).exitCode, 10) << "all is over already";
+}
+
+class VerifyTest : public ReportTest
+{
+protected:
+    VerifyTest()
+    {
+        MakeSample("two.pdf", 2);
+        MakeSample("one.pdf", 1);
+        EXPECT_EQ(Run({"two.pdf", "one.pdf", "-d", "out", "-r", "20", "--journal", "all.journal"})
+                      .exitCode,
+                  0);
+    }
+
+    Outcome Verify() const { return Report({"all.journal", "--verify"}); }
+};
+
+TEST_F(VerifyTest, FindsAllFilesAsTheyWereWritten)
+{
+    const Outcome run = Verify();
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.complaints, "");
+    EXPECT_THAT(run.results, Contains("           3 files looked at"));
+    EXPECT_THAT(run.results, Contains("           3 as written"));
+    EXPECT_THAT(run.results, Contains("           0 missing, changed or unreadable"));
+}
+
+TEST_F(VerifyTest, TellsEachFileThatIsMissingOrChanged)
+{
+    QFile::remove(Path("out/two-1.png"));
+    QByteArray changed = Read("out/two-2.png");
+    changed[changed.size() / 2] = char(~changed.at(changed.size() / 2));
+    Write("out/two-2.png", changed);
+    Write("out/one-1.png", "shorter");
+    const Outcome run = Verify();
+    EXPECT_EQ(run.exitCode, 9);
+    EXPECT_THAT(run.complaints, HasSubstr("pdfconvert: out/two-1.png: is missing\n"));
+    EXPECT_THAT(run.complaints, HasSubstr("out/two-2.png: has other bytes than were written\n"));
+    EXPECT_THAT(run.complaints, HasSubstr("out/one-1.png: has 7 bytes instead of "));
+    EXPECT_THAT(run.results, Contains("           3 missing, changed or unreadable"));
+}
+
+TEST_F(VerifyTest, TellsProgramsWhatItHasFound)
+{
+    QFile::remove(Path("out/two-1.png"));
+    QFile::remove(Path("out/two-2.png"));
+    ASSERT_EQ(::mkfifo(Path("out/two-2.png").toUtf8().constData(), 0600), 0);
+    QFile::remove(Path("out/one-1.png"));
+    ASSERT_TRUE(QFile::link("one-1.png", Path("out/one-1.png"))); // to itself
+    const Outcome run = Report({"all.journal", "--verify", "--json"});
+    EXPECT_EQ(run.exitCode, 9);
+    const QJsonObject verified = SummaryOf(run)["verified"].toObject();
+    EXPECT_EQ(verified["files"], 3);
+    EXPECT_EQ(verified["intact"], 0);
+    EXPECT_EQ(verified["missing"], 1);
+    EXPECT_EQ(verified["changed"], 1);
+    EXPECT_EQ(verified["unreadable"], 1);
+    QStringList paths;
+    for (const auto finding : verified["findings"].toArray())
+        paths += finding.toObject()["path"].toString();
+    EXPECT_EQ(paths, QStringList({"out/one-1.png", "out/two-1.png", "out/two-2.png"}));
+}
+
+TEST_F(VerifyTest, LooksWhereTheRunsWereAndFollowsLinks)
+{
+    ASSERT_TRUE(QFile::rename(Path("out/one-1.png"), Path("archived.png")));
+    ASSERT_TRUE(QFile::link(Path("archived.png"), Path("out/one-1.png")));
+    QProcess report;
+    report.setWorkingDirectory("/");
+    report.start(PDFCONVERT, {"report", Path("all.journal"), "--verify"});
+    EXPECT_EQ(Finish(report).exitCode, 0);
+}
+
+TEST_F(VerifyTest, GoesByTheLastOfWhatWasPutInPlace)
+{
+    ASSERT_EQ(Run({"two.pdf", "-d", "out", "-r", "20", "--on-exists", "overwrite", "--journal",
+                   "other.journal"})
+                  .exitCode,
+              0);
+    EXPECT_EQ(Report({"other.journal", "--verify"}).exitCode, 0);
+    Write("two.pdf", "no PDF");
+    EXPECT_EQ(Run({"two.pdf", "-d", "out", "--journal", "third.journal"}).exitCode, 10);
+    EXPECT_EQ(Report({"third.journal", "--verify"}).exitCode, 10) << "a failure is no difference";
+}
+
+TEST_F(VerifyTest, TellsLinesThatAreDamagedAndGoesByTheOthers)
+{
+    QList<QByteArray> lines = LinesOf(Read("all.journal"));
+    lines.removeAt(3);
+    Write("all.journal", Joined(lines));
+    const Outcome run = Report({"all.journal", "--verify", "--json"});
+    EXPECT_EQ(run.exitCode, 4);
+    EXPECT_THAT(run.complaints, HasSubstr("pdfconvert: all.journal is damaged: line 4 damaged or "
+                                          "missing; what these lines told is not in the report"));
+    const QJsonObject summary = SummaryOf(run);
+    EXPECT_EQ(summary["unreadable"].toArray().first().toObject()["reason"], "journal-damaged");
+    EXPECT_EQ(summary["done"], 2);
+    EXPECT_EQ(summary["verified"].toObject()["intact"], 3);
 }
 
 } // namespace

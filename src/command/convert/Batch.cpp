@@ -79,6 +79,8 @@ ExitCode Batch::ConvertInputs()
 
 void Batch::SayWhatToKnow()
 {
+    if (const std::string damage = journal.Damage(); !damage.empty())
+        console.Warn(QString::fromStdString(options.journal.path), "journal-damaged", damage);
     if (options.passwords.password)
         console.Note("other users of this machine can see a password on the command line; "
                      "--password-file keeps it from them");

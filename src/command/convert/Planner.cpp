@@ -5,6 +5,7 @@
 #include "LocalFileSystem.h"
 #include "Options.h"
 #include "PageRanges.h"
+#include "ResultFileSystem.h"
 
 #include <algorithm>
 #include <climits>
@@ -166,20 +167,32 @@ std::vector<PlannedResult> Planner::MakePlan(const Input& input, int pages)
 /** Where a result goes that is wanted at `wanted`; empty when it is left away. */
 QString Planner::FindPlace(const QString& wanted)
 {
-    PDF::LocalFileSystem& fileSystem = run.factory.FileSystem();
     const OnExists onExists = run.options.output.onExists;
     // Standard output takes one result; that there is no other is asked for later.
     if (onExists == OnExists::Number || run.options.output.IsStandardOutput())
-        return planned.FindFree(wanted, fileSystem);
+        return FindFree(wanted);
     if (const QString other = planned.InputOf(wanted); !other.isNull())
         throw Failure(ExitCode::Exists, "exists",
                       "its result " + wanted.toStdString() + " would meet that of " +
                           other.toStdString() + "; put %s, the input's name, into the output");
-    if (onExists == OnExists::Overwrite || !fileSystem.Exists(ioPath(wanted.toStdString())))
+    const bool mayBeOwn = run.journal.IsDamaged() && onExists != OnExists::Skip;
+    if (onExists == OnExists::Overwrite || mayBeOwn ||
+        !run.factory.FileSystem().Exists(ioPath(wanted.toStdString())))
         return wanted;
     if (onExists == OnExists::Fail)
         throw ExistsFailure(wanted);
     return {};
+}
+
+/**
+ * The first place that no other result has. Where the journal has lost lines, what lies there may
+ * be the document's own, which shows once it is made again.
+ */
+QString Planner::FindFree(const QString& wanted)
+{
+    if (run.journal.IsDamaged())
+        return planned.FindFree(wanted, run.factory.Results());
+    return planned.FindFree(wanted, run.factory.FileSystem());
 }
 
 /** What is read may be replaced by its own result, and by no other. */
@@ -194,7 +207,7 @@ void Planner::CheckSource(const Input& input, const QString& path) const
 
 void Planner::PlanAnew(PlannedResult& result, const QString& document)
 {
-    result.path = planned.FindFree(result.wanted, run.factory.FileSystem());
+    result.path = FindFree(result.wanted);
     planned.Add(result.path, document);
 }
 

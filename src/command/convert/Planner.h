@@ -59,6 +59,7 @@ private:
     std::vector<PlannedResult> TakeUp(const Input& input, const Journal::Plan& earlier) const;
     std::vector<PlannedResult> MakePlan(const Input& input, int pages);
     QString FindPlace(const QString& wanted);
+    QString FindFree(const QString& wanted);
     void CheckSource(const Input& input, const QString& path) const;
 
     const Run run;

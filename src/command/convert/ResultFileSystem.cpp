@@ -55,7 +55,9 @@ bool ResultFileSystem::PutInPlace(const ioPath& from, const ioPath& to)
     const auto isToBeReplaced = [this, &to] {
         return Replaces(to);
     };
-    return files->Move(from, to) || (isToBeReplaced() && files->Replace(from, to, isToBeReplaced));
+    return files->Move(from, to) ||
+           (isToBeReplaced() && files->Replace(from, to, isToBeReplaced)) ||
+           journal.CanHavePlaced(QString::fromStdString(to.utf8string()));
 }
 
 } // namespace Korvel::App

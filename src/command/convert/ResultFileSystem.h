@@ -30,7 +30,8 @@ public:
     /**
      * Moves a result whose bytes are on the disk and in the journal. A move onto a file fails, as
      * everywhere, or replaces the file: then in one step, and whoever reads it sees the old content
-     * or the new. Fails also when the journal cannot be written.
+     * or the new. Where the journal has lost lines, what is there byte by byte is in place already.
+     * Fails also when the journal cannot be written.
      */
     bool Move(const ioPath& from, const ioPath& to) override;
 

@@ -5,12 +5,16 @@
 
 #include <QFile>
 
+#include <sys/stat.h>
 #include <xxhash.h>
 
 namespace Korvel::App {
 
 std::optional<Checksum> Checksum::Of(const std::string& path)
 {
+    struct stat status = {};
+    if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+        return std::nullopt;
     QFile file(QString::fromStdString(path));
     const std::unique_ptr<XXH3_state_t, decltype(&XXH3_freeState)> state(XXH3_createState(),
                                                                          XXH3_freeState);
@@ -30,6 +34,11 @@ std::optional<Checksum> Checksum::Of(const std::string& path)
     const auto* const digest = reinterpret_cast<const char*>(canonical.digest);
     sum.xxh128 = QString::fromLatin1(QByteArray(digest, sizeof(canonical.digest)).toHex());
     return sum;
+}
+
+Checksum ChecksumIn(const QJsonObject& line)
+{
+    return {qint64(line["bytes"].toDouble()), line["xxh128"].toString()};
 }
 
 } // namespace Korvel::App

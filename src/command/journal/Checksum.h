@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include <QJsonObject>
 #include <QString>
 
 namespace Korvel::App {
@@ -19,8 +20,11 @@ struct Checksum
         return bytes == other.bytes && xxh128 == other.xxh128;
     }
 
-    /** The checksum of the file at `path`; nothing when it cannot be read. */
+    /** The checksum of the file at `path`; nothing when it cannot be read or is no regular file. */
     static std::optional<Checksum> Of(const std::string& path);
 };
+
+/** The checksum that a line of a journal tells. */
+Checksum ChecksumIn(const QJsonObject& line);
 
 } // namespace Korvel::App

@@ -2,14 +2,13 @@
 
 #include "Failure.h"
 #include "FileDescriptor.h"
-#include "JournalFile.h"
+#include "JournalLine.h"
 #include "JournalOptions.h"
 #include "JournalSettings.h"
 #include "SessionName.h"
 
 #include <cerrno>
 #include <cstring>
-#include <set>
 
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -42,7 +41,7 @@ Failure CannotWrite(const QString& path, const QString& why)
 std::string HolderOf(const QString& path)
 {
     std::string holder = "another run";
-    ReadJournal(path, 0, [&holder](const QJsonObject& line) {
+    JournalReader(path).ReadOn([&holder](const QJsonObject& line) {
         const QString event = line["event"].toString();
         if (event == QLatin1String("ended"))
             holder = "another run";
@@ -60,13 +59,19 @@ Journal::Journal(const JournalOptions& options, const OutputOptions& output,
     : path(QString::fromStdString(options.path)),
       retriesFailed(options.retriesFailed),
       settings(JournalSettings(output, pages)),
-      file(path)
+      file(path),
+      reader(path)
 {
     if (IsOff())
         return;
     Open();
     Lock();
-    size = ReadJournal(path, 0, [this](const QJsonObject& line) { state.Read(line); });
+    reader.ReadOn([this](const QJsonObject& line) { state.Read(line); });
+    if (reader.IsOfEarlierForm())
+        throw Failure(ExitCode::Input, "not-a-journal",
+                      "the journal " + path.toStdString() +
+                          " was begun by an earlier version of pdfconvert, whose lines have no "
+                          "checksums; let that one end the run, or name another journal");
     CheckSettings();
 }
 
@@ -74,7 +79,7 @@ void Journal::Open()
 {
     if (QFileInfo::exists(path) && !QFileInfo(path).isFile())
         throw CannotWrite(path, "it is not a regular file");
-    if (!file.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered))
+    if (!file.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         throw CannotWrite(path, file.errorString());
 }
 
@@ -107,15 +112,35 @@ void Journal::Begin(const QString& session)
     if (IsOff())
         return;
     RemoveHidden();
-    if (!file.resize(size))
+    if (!file.resize(reader.End()) || !file.seek(reader.End()))
         throw CannotWrite(path, file.errorString());
-    Append("begun", {{"version", journalVersion},
-                     {"host", QSysInfo::machineHostName()},
-                     {"process", ::getpid()},
-                     {"session", session},
-                     {"settings", settings}});
+    id = reader.Id().isEmpty() ? session.section('-', -1) : reader.Id();
+    lines = reader.NextNumber() - 1;
+    sealAt = reader.SealAt().value_or(-1);
+    QJsonObject begun{{"version", journalVersion},
+                      {"host", QSysInfo::machineHostName()},
+                      {"process", ::getpid()},
+                      {"session", session},
+                      {"settings", settings}};
+    if (reader.IsTornAtFirst())
+        begun["torn"] = true; // for the next run, should this one be killed
+    Append("begun", begun);
     Check();
     FlushToDisk(QFileInfo(path).path());
+}
+
+bool Journal::IsDamaged() const
+{
+    return reader.IsDamaged() || reader.IsTornAtFirst() || state.HasLostBeginning();
+}
+
+std::string Journal::Damage() const
+{
+    if (!reader.IsDamaged())
+        return {};
+    return "is damaged: " + reader.Damage() +
+           "; documents that are not done by the other lines are made again, but for results that "
+           "are on the disk byte by byte";
 }
 
 /** Copies from another volume lie beside the result until they are whole. */
@@ -175,6 +200,11 @@ void Journal::Refused(const QString& to)
         Append("refused", ToJson(to, placing));
 }
 
+bool Journal::CanHavePlaced(const QString& at) const
+{
+    return IsDamaged() && Checksum::Of(at.toStdString()) == placing;
+}
+
 void Journal::Done(const QString& name, const std::vector<Result>& results, double seconds,
                    bool isRepaired, const QJsonArray& failedPages)
 {
@@ -226,17 +256,36 @@ bool Journal::FlushToDisk(const QString& what)
 
 void Journal::Append(const char* event, QJsonObject members)
 {
+    if (IsOff() || !IsSound())
+        return;
     members["event"] = QString::fromLatin1(event);
     members["time"] = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
-    const QByteArray line = QJsonDocument(members).toJson(QJsonDocument::Compact) + '\n';
-    if (IsOff() || !IsSound() || file.write(line) == line.size())
-        return;
-    problem = file.error() == QFile::NoError ? std::strerror(ENOSPC) : file.errorString();
+    const QByteArray line = JournalLine{members, id, ++lines}.ToText();
+    if (lines == 1)
+        sealAt = *JournalSeal::PlaceIn(line.chopped(1));
+    if (file.write(line) != line.size())
+        problem = file.error() == QFile::NoError ? std::strerror(ENOSPC) : file.errorString();
 }
 
 void Journal::Flush()
 {
-    if (!IsOff() && IsSound() && ::fdatasync(file.handle()) != 0)
+    if (IsOff() || !IsSound())
+        return;
+    if (::fdatasync(file.handle()) == 0)
+        Seal();
+    else
+        problem = std::strerror(errno);
+}
+
+/**
+ * Writes down how many lines are on the disk. That is not flushed: when it is lost, the lines say
+ * so themselves.
+ */
+void Journal::Seal()
+{
+    const QByteArray seal = JournalSeal::Write(lines);
+    if (sealAt >= 0 &&
+        ::pwrite(file.handle(), seal.constData(), std::size_t(seal.size()), sealAt) != seal.size())
         problem = std::strerror(errno);
 }
 

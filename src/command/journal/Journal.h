@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Checksum.h"
+#include "JournalReader.h"
 #include "JournalState.h"
 #include "Result.h"
 
@@ -50,6 +51,9 @@ public:
      */
     void Begin(const QString& session);
 
+    /** What the user is to know of it, as lines are damaged; empty when none is. */
+    std::string Damage() const;
+
     /** Whether nothing is written down. */
     bool IsOff() const { return path.isEmpty(); }
 
@@ -92,6 +96,16 @@ public:
     /** Whether what lies at `at` was put there for a document that was not done. */
     bool HasPlaced(const QString& at) const { return state.HasPlaced(at); }
 
+    /**
+     * Whether lines are lost that told of other results, and what lies at `at` is what was about to
+     * be put there.
+     */
+    bool CanHavePlaced(const QString& at) const;
+
+    /** Whether lines are, or may be, lost that earlier runs have written, by which files may be
+     * theirs. */
+    bool IsDamaged() const;
+
     /** Writes down that the results are in place; there may be none. */
     void Done(const QString& name, const std::vector<Result>& results, double seconds,
               bool isRepaired, const QJsonArray& failedPages);
@@ -118,6 +132,7 @@ private:
     void RemoveHidden() const;
     void Append(const char* event, QJsonObject members);
     void Flush();
+    void Seal();
 
     const QString path;
     const bool retriesFailed;
@@ -126,8 +141,13 @@ private:
     QFile file;
     /** Why it could not be written; empty when it could. */
     QString problem;
-    /** Where the last whole line ends. */
-    qint64 size = 0;
+    JournalReader reader;
+    /** What tells this journal from others. */
+    QString id;
+    /** How many lines there are. */
+    qint64 lines = 0;
+    /** Where the number of lines that are on the disk stands; -1 where there is no room for it. */
+    qint64 sealAt = -1;
     JournalState state;
     /** The file that was written down last as about to be put in place. */
     Checksum placing;

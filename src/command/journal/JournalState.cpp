@@ -7,18 +7,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 
-#include <sys/stat.h>
-
 namespace Korvel::App {
-
-namespace {
-
-Checksum ChecksumIn(const QJsonObject& line)
-{
-    return {qint64(line["bytes"].toDouble()), line["xxh128"].toString()};
-}
-
-} // namespace
 
 void JournalState::Read(const QJsonObject& line)
 {
@@ -45,7 +34,9 @@ void JournalState::ReadBegun(const QJsonObject& line)
     abandoned = line["session"].toString();
     if (!IsSessionName(abandoned.toStdString()))
         abandoned.clear();
-    if (planned.empty()) // nothing was made with those before
+    hasLostBeginning = hasLostBeginning || line["torn"].toBool();
+    // Nothing was made with those before, or their line is lost.
+    if (planned.empty() || settings.isEmpty())
         settings = line["settings"].toObject();
 }
 
@@ -70,6 +61,9 @@ void JournalState::ReadDone(const QString& name, const QJsonObject& line)
     Document& document = documents[name];
     for (const auto& [page, to] : document.plan.paths)
         placed.remove(to);
+    const QJsonArray results = line["results"].toArray();
+    for (const QJsonValue& result : results) // the line of their plan may be lost
+        planned[result.toObject()["path"].toString()] = name;
     document.standing = Standing::Done;
     document.plan = {};
     hasRepaired = hasRepaired || line["repaired"].toBool();
@@ -106,12 +100,9 @@ std::optional<JournalState::Plan> JournalState::PlanOf(const QString& name) cons
 
 bool JournalState::HasPlaced(const QString& at) const
 {
-    struct stat status = {};
-    if (!placed.contains(at) || ::lstat(at.toStdString().c_str(), &status) != 0 ||
-        !S_ISREG(status.st_mode))
-        return false;
-    const auto sum = Checksum::Of(at.toStdString());
-    return sum && placed.contains(at, *sum);
+    const QList<Checksum> sums = placed.values(at);
+    const auto there = sums.isEmpty() ? std::nullopt : Checksum::Of(at.toStdString());
+    return there && sums.contains(*there);
 }
 
 bool JournalState::HasFailed() const

@@ -63,6 +63,9 @@ public:
     /** Whether a document stays that has failed, in this run or before. */
     bool HasFailed() const;
 
+    /** Whether lines may be lost as the first one was torn. */
+    bool HasLostBeginning() const { return hasLostBeginning; }
+
     /** Whether a document was repaired before. */
     bool HasRepaired() const { return hasRepaired; }
 
@@ -100,6 +103,7 @@ private:
     std::map<QString, QString> planned;
     bool hasRepaired = false;
     bool hasFailedPages = false;
+    bool hasLostBeginning = false;
     bool hasNamelessFailed = false;
 };
 

@@ -159,7 +159,8 @@ void AddReportOptions(CLI::App& app, ReportOptions& report)
     OptionAdder add(app, ReportOptionList());
     add.Files("JOURNAL", report.journals);
     add.Flag("--json", report.json);
-    add.Flag("--follow", report.follows);
+    CLI::Option* const follow = add.Flag("--follow", report.follows);
+    add.Flag("--verify", report.verifies)->excludes(follow);
 }
 
 [[noreturn]] void Refuse(const std::string& message)

@@ -18,7 +18,7 @@ constexpr char description[] =
 
 constexpr char usage[] = "Usage: pdfconvert INPUT... -o OUTPUT [OPTIONS]\n"
                          "       pdfconvert INPUT... -d FOLDER [-f FORMAT] [OPTIONS]\n"
-                         "       pdfconvert report JOURNAL... [--json] [--follow]\n";
+                         "       pdfconvert report JOURNAL... [--json] [--follow | --verify]\n";
 
 constexpr char footer[] = R"(Examples:
   pdfconvert report.pdf -o pages/page-%d.png
@@ -66,19 +66,23 @@ constexpr char reportDescription[] =
     "their reasons, the slowest documents. Journals are only read, also while a run\n"
     "writes them.\n";
 
-constexpr char reportUsage[] = "Usage: pdfconvert report JOURNAL... [--json] [--follow]\n";
+constexpr char reportUsage[] =
+    "Usage: pdfconvert report JOURNAL... [--json] [--follow | --verify]\n";
 
 constexpr char reportFooter[] = R"(Examples:
   pdfconvert report /data/*.journal
       what has become of all documents so far
   pdfconvert report /data/*.journal --follow
       the same, printed again as the journals grow, until all is done
+  pdfconvert report all.journal --verify
+      whether the results are still there, byte by byte
 
 Exit codes:
     0  all journals are read, and no document has failed
     2  wrong usage
-    4  a journal is missing or unreadable, or a file is no journal
+    4  a journal is missing, unreadable or damaged, or a file is no journal
     5  standard output does not take the report
+    9  files are not what the journals tell, with --verify
    10  a document has failed
   130  interrupted by Ctrl+C; 128 and the signal's number for others
 )";
@@ -189,7 +193,8 @@ std::string ManualPage()
            "[\\fIOPTIONS\\fR]\n"
            ".br\n"
            ".B pdfconvert report\n"
-           "\\fIJOURNAL\\fR... [\\fB\\-\\-json\\fR] [\\fB\\-\\-follow\\fR]\n"
+           "\\fIJOURNAL\\fR... [\\fB\\-\\-json\\fR] "
+           "[\\fB\\-\\-follow\\fR | \\fB\\-\\-verify\\fR]\n"
            ".SH DESCRIPTION\n" +
            Literal(description) + ".SH OPTIONS\n" + ManualRows(OptionList()) + ".SH REPORTS\n" +
            Literal(reportDescription) + ManualRows(ReportOptionList()) + ".PP\n" +

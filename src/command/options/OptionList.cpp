@@ -241,6 +241,10 @@ std::vector<Option> Report()
              "again whenever they grow, until the last run of each\n"
              "has ended with 0, 3 or 10; with --json a line of JSON\n"
              "each time"},
+            {{"--verify"},
+             "",
+             "Read the results of all documents that are done, and\n"
+             "tell each that is missing, or is not what was written"},
             HelpOption()};
 }
 

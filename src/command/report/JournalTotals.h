@@ -20,7 +20,7 @@ namespace Korvel::App {
 class JournalTotals
 {
 public:
-    /** Takes the next line, as `ReadJournal` reads it. */
+    /** Takes the next line, as `JournalReader` reads it. */
     void Take(const QJsonObject& line);
 
     const Totals& Total() const { return total; }

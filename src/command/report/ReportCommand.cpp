@@ -1,9 +1,9 @@
 #include "ReportCommand.h"
 
 #include "Console.h"
+#include "Failure.h"
 #include "FailureMessages.h"
 #include "Interruption.h"
-#include "JournalFile.h"
 #include "Streams.h"
 #include "TotalsText.h"
 
@@ -33,7 +33,7 @@ ReportCommand::ReportCommand(const ReportOptions& options, Console& console,
     : options(options), console(console), interruption(interruption), terminal(STDOUT_FILENO)
 {
     for (const std::string& path : options.journals)
-        journals.push_back({QString::fromStdString(path), {}, 0, false});
+        journals.emplace_back(QString::fromStdString(path));
 }
 
 ExitCode ReportCommand::Run()
@@ -44,6 +44,9 @@ ExitCode ReportCommand::Run()
         Wait();
         ReadOn();
     }
+    TellDamage();
+    if (options.verifies)
+        Verify();
     ShowLast();
     return Code(Total());
 }
@@ -60,20 +63,53 @@ void ReportCommand::ReadOn()
 void ReportCommand::ReadOn(Journal& journal)
 {
     try {
-        journal.read = ReadJournal(journal.path, journal.read, [&](const QJsonObject& line) {
+        journal.reader.ReadOn([&](const QJsonObject& line) {
             interruption.Check();
             journal.totals.Take(line);
+            if (options.verifies)
+                journal.verification.Take(line);
         });
     } catch (const Failure& failure) {
         if (options.follows && QLatin1String(failure.reason) == QLatin1String("not-found"))
             return;
         journal.isRefused = true;
-        console.Failed({}, failure);
-        drawn = 0; // what is on the screen is above the message now
-        unreadable.append(QJsonObject{{"file", journal.path},
-                                      {"reason", QString::fromLatin1(failure.reason)},
-                                      {"message", QString::fromUtf8(failure.what())}});
+        Refuse(journal, failure);
     }
+}
+
+void ReportCommand::Refuse(const Journal& journal, const Failure& failure)
+{
+    console.Failed({}, failure);
+    drawn = 0; // what is on the screen is above the message now
+    unreadable.append(QJsonObject{{"file", journal.path},
+                                  {"reason", QString::fromLatin1(failure.reason)},
+                                  {"message", QString::fromUtf8(failure.what())}});
+}
+
+void ReportCommand::TellDamage()
+{
+    for (const Journal& journal : journals) {
+        if (journal.reader.IsDamaged())
+            Refuse(journal,
+                   Failure(ExitCode::Input, "journal-damaged",
+                           journal.path.toStdString() + " is damaged: " + journal.reader.Damage() +
+                               "; what these lines told is not in the report"));
+    }
+}
+
+void ReportCommand::Verify()
+{
+    for (const Journal& journal : journals)
+        verified += journal.verification.Verify([this] { interruption.Check(); });
+    for (const Verified::Finding& finding : verified.findings)
+        console.Failed(finding.path,
+                       Failure(ExitCode::Differs, finding.reason, finding.message.toStdString()));
+}
+
+bool ReportCommand::IsAnyRead() const
+{
+    return std::any_of(journals.begin(), journals.end(),
+                       [](const Journal& journal) { return !journal.isRefused; });
 }
 
 bool ReportCommand::IsOver() const
@@ -95,6 +131,8 @@ ExitCode ReportCommand::Code(const Totals& total) const
 {
     if (!unreadable.isEmpty())
         return ExitCode::Input;
+    if (!verified.findings.empty())
+        return ExitCode::Differs;
     return total.failed.empty() ? ExitCode::Done : ExitCode::PartlyFailed;
 }
 
@@ -102,6 +140,8 @@ QString ReportCommand::Json(const Totals& total) const
 {
     QJsonObject object = ToJson(total);
     object["unreadable"] = unreadable;
+    if (options.verifies)
+        object["verified"] = ToJson(verified);
     QString text = QString::fromUtf8(QJsonDocument(object).toJson(
         options.follows ? QJsonDocument::Compact : QJsonDocument::Indented));
     return options.follows ? text + QLatin1Char('\n') : text;
@@ -127,8 +167,9 @@ void ReportCommand::Show()
 
 void ReportCommand::ShowLast()
 {
-    if (!options.json && unreadable.size() < int(journals.size()))
-        Print(Terminal::LinesErased(drawn) + ToText(Total()));
+    if (!options.json && IsAnyRead())
+        Print(Terminal::LinesErased(drawn) + ToText(Total()) +
+              (options.verifies ? ToText(verified) : QString()));
     else if (const QString text = Json(Total()); options.json && text != shown)
         Print(text);
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "ExitCode.h"
+#include "JournalReader.h"
 #include "JournalTotals.h"
 #include "ReportOptions.h"
 #include "Terminal.h"
+#include "Verification.h"
 
 #include <vector>
 
@@ -14,6 +16,7 @@ namespace Korvel::App {
 
 class Interruption;
 class Console;
+class Failure;
 
 /** Adds journals up and prints what they come to: pdfconvert report. */
 class ReportCommand
@@ -35,15 +38,21 @@ private:
 
     struct Journal
     {
+        explicit Journal(const QString& path) : path(path), reader(path) {}
+
         QString path;
+        JournalReader reader;
         JournalTotals totals;
-        /** How far it was read, in bytes from the beginning. */
-        qint64 read = 0;
+        Verification verification;
         bool isRefused = false;
     };
 
     void ReadOn();
     void ReadOn(Journal& journal);
+    void Refuse(const Journal& journal, const Failure& failure);
+    void TellDamage();
+    void Verify();
+    bool IsAnyRead() const;
     bool IsOver() const;
     Totals Total() const;
     ExitCode Code(const Totals& total) const;
@@ -61,6 +70,7 @@ private:
     const Terminal terminal;
     std::vector<Journal> journals;
     QJsonArray unreadable;
+    Verified verified;
     /** The text that was printed last, and how long ago. */
     QString shown;
     QElapsedTimer sinceShown;

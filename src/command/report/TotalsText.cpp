@@ -2,6 +2,7 @@
 
 #include "Text.h"
 #include "Totals.h"
+#include "Verification.h"
 
 #include <algorithm>
 #include <cmath>
@@ -133,6 +134,14 @@ QString ToText(const Totals& totals)
                Noun(totals.pages, "page") + QString(", %1 a second").arg(Rate(totals))) +
            Row(Number(totals.files), Noun(totals.files, "file") + " of " + Size(totals.bytes)) +
            SlowestText(totals);
+}
+
+QString ToText(const Verified& verified)
+{
+    const auto found = qint64(verified.findings.size());
+    return '\n' + Row(Number(verified.files), Noun(verified.files, "file") + " looked at") +
+           Row(Number(verified.files - found), "as written") +
+           Row(Number(found), "missing, changed or unreadable");
 }
 
 QString ToLine(const Totals& totals)

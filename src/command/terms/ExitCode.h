@@ -13,6 +13,7 @@ enum class ExitCode {
     Exists = 6,        ///< the output exists, and is not to be touched
     Conversion = 7,    ///< the conversion failed
     Password = 8,      ///< a password is missing or wrong
+    Differs = 9,       ///< files are not what journals tell
     PartlyFailed = 10, ///< some inputs were converted, and some were not
     TimedOut = 124,    ///< a document took longer than it was given
 };

@@ -149,8 +149,8 @@ TEST(CommandLine, TakesTheNumbersThatItAllowsAndRefusesWhatIsNone)
         EXPECT_EQ(Parse({"a.pdf", "-d", "o", "-j", text}).options.value().run.jobs,
                   QString(text).toDouble())
             << text;
-    for (const char* const option :
-         {"-r", "--quality", "-j", "--timeout", "--memory-limit", "--max-result", "--password-fd", "-v"}) {
+    for (const char* const option : {"-r", "--quality", "-j", "--timeout", "--memory-limit",
+                                     "--max-result", "--password-fd", "-v"}) {
         for (const char* const text :
              {"inf", "nan", "1e20", "-1e20", "0x10", "0b1", "1,5", "5 5", "-1", ""})
             EXPECT_THAT(Parse({"a.pdf", "-d", "o", option, text}).text,
@@ -382,6 +382,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{"--clean-temp", "--from-list", "x", "-d", "o"}, "--clean-temp does nothing else"},
         Refused{{"--clean-temp", "--version"}, "does nothing else"},
         Refused{{"report"}, "there is no JOURNAL"}, Refused{{"report", "--follow"}, "JOURNAL"},
+        Refused{{"report", "a.journal", "--verify", "--follow"}, "does not go with --verify"},
         Refused{{"report", "a.journal", "-o", "a.png"}, "Try 'pdfconvert report --help'"},
         Refused{{"report", "b\xff.journal"}, "'b\\xff.journal' is not valid UTF-8"},
         Refused{{"in.pdf", "-o", "a.png", "--password-file", "a", "--password-env", "b"},

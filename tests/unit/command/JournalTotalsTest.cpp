@@ -1,5 +1,5 @@
 #include "JournalTotals.h"
-#include "JournalFile.h"
+#include "JournalReader.h"
 #include "TotalsText.h"
 
 #include <gmock/gmock.h>
@@ -209,11 +209,12 @@ TEST(JournalTotals, TakesALastLineOnceItIsWhole)
     const auto take = [&journal](const QJsonObject& line) {
         journal.Take(line);
     };
-    const qint64 read = ReadJournal(file.fileName(), 0, take);
+    JournalReader reader(file.fileName());
+    reader.ReadOn(take);
     EXPECT_EQ(journal.Total().done, 0);
     file.write(done.mid(20));
     file.flush();
-    ReadJournal(file.fileName(), read, take);
+    reader.ReadOn(take);
     EXPECT_EQ(journal.Total().done, 1);
     EXPECT_EQ(journal.Total().runs, 1);
 }
