@@ -57,6 +57,7 @@ const std::map<long, Form>& Forms()
         {SYS_lseek, {"lseek", {0}, {}}},
         {SYS_ftruncate, {"ftruncate", {0}, {}}},
         {SYS_fsync, {"fsync", {0}, {}}},
+        {SYS_fdatasync, {"fdatasync", {0}, {}}},
         {SYS_flock, {"flock", {0}, {}}},
         {SYS_fcntl, {"fcntl", {0}, {}}},
         {SYS_getdents64, {"getdents64", {0}, {}}},

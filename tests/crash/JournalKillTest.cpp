@@ -3,6 +3,7 @@
 #include "FileTestTools.h"
 #include "Stride.h"
 #include "TracedProgram.h"
+#include "Volumes.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -17,25 +18,6 @@ namespace {
 
 using PDF::Test::NamesIn;
 using PDF::Test::ReadFile;
-
-/** Where the results go, and what the file system there can do. */
-struct Volume
-{
-    const char* name;
-    bool isAnother;
-    /** Neither files without a name nor a rename that does not replace, as on NFS. */
-    bool isPlain;
-};
-
-void PrintTo(const Volume& volume, std::ostream* stream)
-{
-    *stream << volume.name;
-}
-
-std::string NameOf(const testing::TestParamInfo<Volume>& volume)
-{
-    return volume.param.name;
-}
 
 class JournalKillTest : public TracedProgramTest, public testing::WithParamInterface<Volume>
 {
@@ -103,12 +85,7 @@ protected:
     std::string story;
 };
 
-INSTANTIATE_TEST_SUITE_P(, JournalKillTest,
-                         testing::Values(Volume{"WithinAVolume", false, false},
-                                         Volume{"WithinAPlainVolume", false, true},
-                                         Volume{"AcrossVolumes", true, false},
-                                         Volume{"ToAPlainVolume", true, true}),
-                         NameOf);
+INSTANTIATE_TEST_SUITE_P(, JournalKillTest, AllVolumes(), NameOf);
 
 void JournalKillTest::ExpectFilesOfAnUndisturbedRun(const QStringList& options, std::size_t files,
                                                     int stride)

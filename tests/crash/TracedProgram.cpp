@@ -36,7 +36,8 @@ void TracedProgramTest::SetUp()
 }
 
 TracedRun TracedProgramTest::Run(const QStringList& arguments,
-                                 const std::function<int(const Call&)>& judge) const
+                                 const std::function<int(const Call&)>& judge,
+                                 const Answered& answered) const
 {
     QTemporaryFile output;
     QTemporaryFile complaints;
@@ -61,7 +62,7 @@ TracedRun TracedProgramTest::Run(const QStringList& arguments,
                 ::execv(PDFCONVERT, pointers.data());
             return 127;
         },
-        judge);
+        judge, answered);
     return {end, QString::fromUtf8(ReadFrom(output)).split('\n', Qt::SkipEmptyParts),
             ReadFrom(complaints).toStdString()};
 }

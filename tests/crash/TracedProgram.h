@@ -25,7 +25,8 @@ protected:
     void SetUp() override;
 
     /** Runs the command to its end, and every process that it starts. */
-    TracedRun Run(const QStringList& arguments, const std::function<int(const Call&)>& judge) const;
+    TracedRun Run(const QStringList& arguments, const std::function<int(const Call&)>& judge,
+                  const Answered& answered = {}) const;
 
     /**
      * How a call fares on a volume that has neither files without a name nor a rename that does not

@@ -46,7 +46,10 @@ pid_t ProcessOf(pid_t thread)
 class Tracer
 {
 public:
-    explicit Tracer(const std::function<int(const Call&)>& judge) : judge(judge) {}
+    Tracer(const std::function<int(const Call&)>& judge, const Answered& answered)
+        : judge(judge), answered(answered)
+    {
+    }
 
     TracedEnd Follow(pid_t first);
 
@@ -55,11 +58,14 @@ private:
     void Stopped(pid_t thread, int status);
     void Seen(pid_t thread);
     void AtCall(pid_t thread);
+    void BeforeCall(pid_t thread, const __ptrace_syscall_info& info);
     int VerdictOn(const Call& call) const;
     void Skip(pid_t thread, int error);
     void Answer(pid_t thread, const Skipped& call);
 
     const std::function<int(const Call&)>& judge;
+    const Answered& answered;
+    std::map<pid_t, Call> made;       ///< by thread, while it waits for the answer
     std::map<pid_t, pid_t> processes; ///< by thread
     std::vector<pid_t> order;
     std::map<pid_t, Skipped> skipped;
@@ -148,16 +154,23 @@ void Tracer::Seen(pid_t thread)
 
 void Tracer::AtCall(pid_t thread)
 {
-    const auto answered = skipped.find(thread);
-    if (answered != skipped.end()) {
-        Answer(thread, answered->second);
-        skipped.erase(answered);
+    const auto call = skipped.find(thread);
+    if (call != skipped.end()) {
+        Answer(thread, call->second);
+        skipped.erase(call);
         return;
     }
     __ptrace_syscall_info info = {};
-    if (::ptrace(PTRACE_GET_SYSCALL_INFO, thread, sizeof info, &info) < 0 ||
-        info.op != PTRACE_SYSCALL_INFO_ENTRY)
+    if (::ptrace(PTRACE_GET_SYSCALL_INFO, thread, sizeof info, &info) < 0)
         return;
+    if (info.op == PTRACE_SYSCALL_INFO_ENTRY)
+        BeforeCall(thread, info);
+    else if (const auto done = made.extract(thread); done && info.op == PTRACE_SYSCALL_INFO_EXIT)
+        answered(done.mapped(), long(info.exit.rval));
+}
+
+void Tracer::BeforeCall(pid_t thread, const __ptrace_syscall_info& info)
+{
     const pid_t process = processes[thread];
     Call call = {int(std::find(order.begin(), order.end(), process) - order.begin()),
                  thread,
@@ -169,6 +182,8 @@ void Tracer::AtCall(pid_t thread)
         ::kill(process, SIGKILL);
     else if (verdict != Verdict::Go)
         Skip(thread, verdict == pretended ? 0 : verdict);
+    else if (answered)
+        made[thread] = call;
 }
 
 int Tracer::VerdictOn(const Call& call) const
@@ -222,14 +237,15 @@ bool CanTrace()
     return status == 0;
 }
 
-TracedEnd Trace(const std::function<int()>& work, const std::function<int(const Call&)>& judge)
+TracedEnd Trace(const std::function<int()>& work, const std::function<int(const Call&)>& judge,
+                const Answered& answered)
 {
     const pid_t first = ::fork();
     if (first < 0)
         throw std::runtime_error("cannot fork");
     if (first == 0)
         RunTraced(work);
-    return Tracer(judge).Follow(first);
+    return Tracer(judge, answered).Follow(first);
 }
 
 } // namespace Korvel::Failing

@@ -44,10 +44,16 @@ struct TracedEnd
 /** Whether processes may be traced here. */
 bool CanTrace();
 
+/** Is told what a call has answered: what it has done, or minus an error number. */
+using Answered = std::function<void(const Call&, long answer)>;
+
 /**
  * Runs `work` in a forked process, whose exit code is what it answers. Asks `judge` about every
  * system call of that process and of all that it starts, and returns when all of them have ended.
+ *
+ * @param answered  told of each call that was made, before its thread goes on; may be left out
  */
-TracedEnd Trace(const std::function<int()>& work, const std::function<int(const Call&)>& judge);
+TracedEnd Trace(const std::function<int()>& work, const std::function<int(const Call&)>& judge,
+                const Answered& answered = {});
 
 } // namespace Korvel::Failing

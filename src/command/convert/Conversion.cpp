@@ -117,6 +117,7 @@ void Conversion::PrepareFolders() const
         if (::access(folder.c_str(), W_OK | X_OK) != 0)
             throw Failure(ExitCode::Output, "cannot-write",
                           "cannot write into the folder " + folder + ": " + std::strerror(errno));
+        run.journal.Keep(QString::fromStdString(folder));
         run.factory.SweepTarget(folder);
         prepared = folder;
     }

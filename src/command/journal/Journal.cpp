@@ -176,6 +176,18 @@ void Journal::Planned(const QString& name, int pages, const std::vector<Result>&
     Append("planned", {{"file", name}, {"pages", pages}, {"results", PlannedToJson(results)}});
 }
 
+void Journal::Keep(const QString& folder)
+{
+    if (IsOff())
+        return;
+    QString path = folder;
+    for (QString parent = QFileInfo(path).path(); parent != path && kept.insert(path).second;
+         parent = QFileInfo(path).path()) {
+        FlushToDisk(parent); // which fails for none that a run has made
+        path = parent;
+    }
+}
+
 void Journal::PlannedAnew(const QString& name, const std::vector<Result>& results)
 {
     Planned(name, state.PagesOf(name), results);

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,10 @@ public:
     /** Writes down the plan of a document; it is on the disk before any of its results is. */
     void Planned(const QString& name, int pages, const std::vector<Result>& results);
 
+    /** Makes a folder last that results go to, and those that it lies in, which may be new as well.
+     */
+    void Keep(const QString& folder);
+
     /** Writes down another plan of a document that has one. */
     void PlannedAnew(const QString& name, const std::vector<Result>& results);
 
@@ -149,6 +154,8 @@ private:
     /** Where the number of lines that are on the disk stands; -1 where there is no room for it. */
     qint64 sealAt = -1;
     JournalState state;
+    /** Folders that last. */
+    std::set<QString> kept;
     /** The file that was written down last as about to be put in place. */
     Checksum placing;
 };
