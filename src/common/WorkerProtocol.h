@@ -41,6 +41,7 @@ inline constexpr char compression[] = "compression";
 inline constexpr char ok[] = "ok";
 inline constexpr char reason[] = "reason";
 inline constexpr char message[] = "message";
+inline constexpr char engine[] = "engine";
 inline constexpr char released[] = "released";
 inline constexpr char missing[] = "missing";
 inline constexpr char encrypted[] = "encrypted";

@@ -1,6 +1,7 @@
 #include "RequestHandler.h"
 
 #include "DocumentInfoJson.h"
+#include "Engine.h"
 #include "NewFile.h"
 #include "PathText.h"
 #include "RequestError.h"
@@ -192,6 +193,7 @@ QJsonObject RequestHandler::Open(const QJsonObject& request)
         document = std::make_unique<PdfDocument>(input, password);
         return PDF::ToJson(document->Description());
     });
+    description[Key::engine] = QString::fromStdString(EngineName());
     documents.emplace(number, Held{std::move(document), before});
     return description;
 }

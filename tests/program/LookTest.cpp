@@ -5,11 +5,15 @@
 #include <gmock/gmock.h>
 
 #include <QImage>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QScopeGuard>
 
 namespace Korvel::App {
 namespace {
 
 using testing::HasSubstr;
+using testing::StartsWith;
 
 class LookTest : public ProgramTest
 {
@@ -49,6 +53,45 @@ TEST_F(LookTest, OfPicturesIsTheSameHoweverTheyArePacked)
     ASSERT_EQ(Run({"one.pdf", "-o", "small.png", "--compression", "small"}).exitCode, 0);
     EXPECT_EQ(QImage(Path("fast.png")), QImage(Path("small.png")));
     EXPECT_LT(Read("small.png").size(), Read("fast.png").size());
+}
+
+/** What the closing document of a run says of what has drawn. */
+std::string EngineOf(const Outcome& run)
+{
+    const QByteArray closing = run.results.join('\n').toUtf8();
+    return QJsonDocument::fromJson(closing).object()["engine"].toString().toStdString();
+}
+
+TEST_F(LookTest, IsThatOfTheEngineThatIsChosen)
+{
+    MakeSample("one.pdf", 1);
+    const Outcome byQt = Run({"one.pdf", "-o", "qt.png", "--engine", "qt", "--json"});
+    EXPECT_EQ(byQt.exitCode, 0) << byQt.complaints;
+    EXPECT_THAT(EngineOf(byQt), StartsWith("Qt PDF (/"));
+    const Outcome version = Run({"--version"});
+    if (!version.results.join('\n').contains("engine: PDFium"))
+        GTEST_SKIP() << "there is no library of PDFium";
+    const Outcome byPdfium = Run({"one.pdf", "-o", "pdfium.png", "--engine", "pdfium", "--json"});
+    EXPECT_EQ(byPdfium.exitCode, 0) << byPdfium.complaints;
+    EXPECT_THAT(EngineOf(byPdfium), StartsWith("PDFium (/"));
+    const Outcome byEither = Run({"one.pdf", "-o", "auto.png", "--json"});
+    EXPECT_EQ(EngineOf(byEither), EngineOf(byPdfium));
+    EXPECT_EQ(Read("auto.png"), Read("pdfium.png"));
+}
+
+TEST_F(LookTest, IsQtPdfsWherePdfiumsLibraryDoesNotServe)
+{
+    MakeSample("one.pdf", 1);
+    ::qputenv("PDFCONVERT_PDFIUM", "/nowhere/libpdfium.so");
+    const auto unsetting = qScopeGuard([] { ::qunsetenv("PDFCONVERT_PDFIUM"); });
+    const Outcome either = Run({"one.pdf", "-o", "auto.png", "--json"});
+    EXPECT_EQ(either.exitCode, 0) << either.complaints;
+    EXPECT_THAT(EngineOf(either), StartsWith("Qt PDF (/"));
+    const Outcome chosen = Run({"one.pdf", "-o", "none.png", "--engine", "pdfium"});
+    EXPECT_EQ(chosen.exitCode, 1);
+    EXPECT_THAT(chosen.complaints, HasSubstr("one.pdf: cannot start a worker: "));
+    EXPECT_THAT(chosen.complaints, HasSubstr("PDFium"));
+    EXPECT_FALSE(QFile::exists(Path("none.png")));
 }
 
 TEST_F(LookTest, ThatNeedsMoreMemoryThanIsAllowedIsAnErrorThatSaysSo)

@@ -187,11 +187,13 @@ bool Console::Close(int exitCode)
     Erase();
     if (!json)
         return true;
-    const QJsonObject closing{{"version", jsonVersion},
-                              {"exitCode", exitCode},
-                              {"documents", documents},
-                              {"warnings", warned},
-                              {"notes", notes}};
+    QJsonObject closing{{"version", jsonVersion},
+                        {"exitCode", exitCode},
+                        {"documents", documents},
+                        {"warnings", warned},
+                        {"notes", notes}};
+    if (!engine.isEmpty())
+        closing["engine"] = engine;
     return WriteResult(QString::fromUtf8(QJsonDocument(closing).toJson()));
 }
 

@@ -81,6 +81,10 @@ public:
     /** Says so to programs as well. */
     void Note(const char* reason, const std::string& message);
 
+    /** Takes what pages are drawn by, for the closing document; empty when no document was opened.
+     */
+    void DrawnBy(const QString& name) { engine = name; }
+
     /** Ends the run; false when standard output did not take the closing document. */
     bool Close(int exitCode);
 
@@ -115,6 +119,7 @@ private:
     QJsonArray documents;
     QJsonArray warned;
     QJsonArray notes;
+    QString engine;
 };
 
 } // namespace App

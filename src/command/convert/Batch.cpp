@@ -8,6 +8,7 @@
 #include "Options.h"
 #include "Passwords.h"
 #include "Terminal.h"
+#include "WorkerPdfProvider.h"
 
 #include <algorithm>
 #include <utility>
@@ -116,6 +117,7 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
         }
     }
     passwords.reset();
+    console.DrawnBy(factory.PdfProvider().Engine());
 }
 
 /** Says once in a run that the machine lacks what confines workers most. */

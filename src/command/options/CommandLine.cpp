@@ -121,6 +121,7 @@ void AddRun(OptionAdder& add, RunOptions& run, JournalOptions& journal)
     add.Value("--memory-limit", run.memoryLimit)->transform(InRange(256, 1 << 20, "a number"));
     add.Value("--max-result", run.largestResult)->transform(InRange(0, 1 << 20, "a number"));
     add.Flag("--require-sandbox", run.requiresSandbox);
+    add.Word("--engine", run.engine);
     add.Value("--journal", journal.path);
     add.Flag("--retry-failed", journal.retriesFailed);
     add.Flag("--fail-fast", run.failsFast);

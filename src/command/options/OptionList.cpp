@@ -167,6 +167,12 @@ std::vector<Option> Running()
              "",
              "Convert nothing where this machine lacks some of\n"
              "what keeps documents from doing damage"},
+            {{"--engine"},
+             "ENGINE",
+             "What draws the pages and reads their text: auto,\n"
+             "which is PDFium where its library is there, else Qt\n"
+             "PDF, or pdfium, or qt; --version tells which is there",
+             {"auto", "pdfium", "qt"}},
             {{"--journal"},
              "FILE",
              "Write down in FILE what becomes of each document, and\n"

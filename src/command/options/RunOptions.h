@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DrawingEngine.h"
 #include "WorkerProtocol.h"
 
 #include <string>
@@ -23,6 +24,8 @@ struct RunOptions
     int largestResult = WorkerProtocol::defaultFileLimit;
     /** Convert nothing where a measure of the sandbox is missing. */
     bool requiresSandbox = false;
+    /** By what pages are drawn and their text is read. */
+    PDF::DrawingEngine engine = PDF::DrawingEngine::Auto;
     /** Stop at the first document that fails. */
     bool failsFast = false;
     /** End with 7 when a page could not be converted. */

@@ -280,6 +280,13 @@ struct WorkerPdfProvider::Impl
         saveFailures.erase(file);
     }
 
+    void KeepEngine(const QString& name)
+    {
+        const std::lock_guard lock(mutex);
+        if (engine.isEmpty())
+            engine = name;
+    }
+
     void KeepOpenFailure(const std::string& file, OpenFailure failure, const QString& message)
     {
         const std::lock_guard lock(mutex);
@@ -334,6 +341,7 @@ struct WorkerPdfProvider::Impl
     std::map<std::string, OpenFailure> openFailures;
     QString whyNotStarted;
     QStringList missing;
+    QString engine;
     /** The failures by the path that the document was opened from. */
     std::map<std::string, SaveFailure> saveFailures;
 };
@@ -380,6 +388,7 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
                             return;
                         }
                         state->KeepOpened(id, ToDocumentInfo(answer), name);
+                        state->KeepEngine(answer[Key::engine].toString());
                         reply->Set({id, 0});
                     });
     return opened;
@@ -441,6 +450,12 @@ OpenFailure WorkerPdfProvider::WhyOpenFailed(const ioPath& file) const
     const std::lock_guard lock(impl->mutex);
     const auto failure = impl->openFailures.find(file.utf8string());
     return failure == impl->openFailures.end() ? OpenFailure::None : failure->second;
+}
+
+QString WorkerPdfProvider::Engine() const
+{
+    const std::lock_guard lock(impl->mutex);
+    return impl->engine;
 }
 
 QString WorkerPdfProvider::WhyNotStarted() const

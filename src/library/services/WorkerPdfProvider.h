@@ -58,6 +58,12 @@ public:
     OpenFailure WhyOpenFailed(const ioPath& file) const;
 
     /**
+     * What draws the pages, and the file that it comes from, for people; as the worker of the first
+     * document that was opened tells, and empty before.
+     */
+    QString Engine() const;
+
+    /**
      * What kept the last worker that was not started from it, or which measures of the sandbox it
      * lacked where all are required; empty when none was.
      */

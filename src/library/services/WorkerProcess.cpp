@@ -102,9 +102,9 @@ std::optional<Reason> ProblemOf(const QJsonObject& request, const QJsonObject& a
  * The variables by which the worker's libraries are found and tuned, and a sanitizer where one is
  * built in. It sees nothing else of the environment.
  */
-constexpr const char* passedOn[] = {"GLIBC_TUNABLES", "LD_LIBRARY_PATH", "QT_PLUGIN_PATH",
-                                    "ASAN_OPTIONS",   "LSAN_OPTIONS",    "TSAN_OPTIONS",
-                                    "UBSAN_OPTIONS"};
+constexpr const char* passedOn[] = {"GLIBC_TUNABLES",    "LD_LIBRARY_PATH", "QT_PLUGIN_PATH",
+                                    "PDFCONVERT_PDFIUM", "ASAN_OPTIONS",    "LSAN_OPTIONS",
+                                    "TSAN_OPTIONS",      "UBSAN_OPTIONS"};
 
 QProcessEnvironment Environment()
 {
@@ -119,6 +119,20 @@ QProcessEnvironment Environment()
             environment.insert(name, all.value(name));
     }
     return environment;
+}
+
+const char* WordFor(DrawingEngine engine)
+{
+    namespace Word = WorkerProtocol::EngineWord;
+    switch (engine) {
+    case DrawingEngine::Pdfium:
+        return Word::pdfium;
+    case DrawingEngine::Qt:
+        return Word::qt;
+    case DrawingEngine::Auto:
+        break;
+    }
+    return Word::automatic;
 }
 
 WorkerSettings WithProgram(WorkerSettings settings)
@@ -200,6 +214,8 @@ QStringList WorkerProcess::Arguments() const
         arguments << Argument::folder << settings.folder;
     if (settings.requiresSandbox)
         arguments << Argument::requireSandbox;
+    if (settings.engine != DrawingEngine::Auto)
+        arguments << Argument::engine << WordFor(settings.engine);
     return arguments;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "DrawingEngine.h"
+
 #include <chrono>
 
 #include <QString>
@@ -36,6 +38,11 @@ struct WorkerSettings
      * doing damage (docs/reliability.md lists them): the request fails before its file is opened.
      */
     bool requiresSandbox = false;
+    /**
+     * By what the pages are drawn. The library of PDFium is the one that the environment's
+     * PDFCONVERT_PDFIUM names, else the build's, else one that is looked for.
+     */
+    DrawingEngine engine = DrawingEngine::Auto;
 };
 
 } // namespace Korvel::PDF

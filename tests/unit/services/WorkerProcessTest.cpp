@@ -90,6 +90,15 @@ TEST(WorkerProcessTest, HandsItsLimitsToTheProgram)
     WorkerProcess poor({ScriptedWorker(), 61'001ms, 512, "/a folder", 3});
     EXPECT_EQ(arguments(poor),
               "--memory-limit 512 --time-limit 62 --file-limit 3 --folder /a folder");
+    WorkerSettings chosen{ScriptedWorker()};
+    chosen.engine = DrawingEngine::Qt;
+    WorkerProcess byQt(chosen);
+    EXPECT_EQ(arguments(byQt),
+              "--memory-limit 1024 --time-limit 600 --file-limit 1024 --engine qt");
+    chosen.engine = DrawingEngine::Pdfium;
+    WorkerProcess byPdfium(chosen);
+    EXPECT_EQ(arguments(byPdfium),
+              "--memory-limit 1024 --time-limit 600 --file-limit 1024 --engine pdfium");
 }
 
 TEST(WorkerProcessTest, HandsNothingElseOfTheEnvironmentToTheProgram)
