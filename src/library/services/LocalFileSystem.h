@@ -23,7 +23,7 @@ class CONVERTERSERVICES_EXPORT LocalFileSystem : public IFileSystem
 public:
     /**
      * @param session  shared, so the folder lives as long as this object; null for that of a
-     *                 SessionFolder::Create that has failed: everything that changes files fails then
+     *                 SessionFolder::Create that has failed: all that changes files fails then
      */
     explicit LocalFileSystem(std::shared_ptr<const SessionFolder> session);
 
