@@ -173,9 +173,16 @@ TEST_F(StreamsTest, MayBeReadByNobodyFromTheFirstMessageOn)
 TEST_F(StreamsTest, GoOnWhereFilesMayGrowNoFurther)
 {
     MakeSample("one.pdf", 1);
-    const Outcome run = RunLine("ulimit -f 1; exec pdfconvert one.pdf -d out --journal j");
-    EXPECT_THAT(run.exitCode, testing::AnyOf(5, 7));
-    EXPECT_THAT(run.complaints, HasSubstr("one.pdf"));
+    const Outcome journal = RunLine("ulimit -f 1; exec pdfconvert one.pdf -d out --journal j");
+    EXPECT_EQ(journal.exitCode, 5) << "before anything is made";
+    EXPECT_THAT(journal.complaints, HasSubstr("cannot write the journal j"));
+    EXPECT_FALSE(QFile::exists(Path("out/one-1.png")));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+
+    const Outcome result = RunLine("ulimit -f 4; exec pdfconvert one.pdf -d out --journal j2");
+    EXPECT_EQ(result.exitCode, 10);
+    EXPECT_THAT(result.complaints, HasSubstr("one.pdf"));
+    EXPECT_EQ(QDir(Path("out")).entryList(QDir::Files), QStringList());
     EXPECT_EQ(LeftInTempDir(), QStringList());
 }
 
