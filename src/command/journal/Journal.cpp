@@ -180,11 +180,11 @@ void Journal::Keep(const QString& folder)
 {
     if (IsOff())
         return;
-    QString path = folder;
-    for (QString parent = QFileInfo(path).path(); parent != path && kept.insert(path).second;
-         parent = QFileInfo(path).path()) {
+    QString made = folder;
+    for (QString parent = QFileInfo(made).path(); parent != made && kept.insert(made).second;
+         parent = QFileInfo(made).path()) {
         FlushToDisk(parent); // which fails for none that a run has made
-        path = parent;
+        made = parent;
     }
 }
 
