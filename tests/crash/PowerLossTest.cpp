@@ -158,7 +158,7 @@ TEST_P(PowerLossTest, WouldNoticeARunThatFlushesNothing)
     int parts = 0;
     for (std::size_t step = 0; step <= disk.Steps(); ++step) {
         for (const auto& [path, left] : disk.After(step, Survivors::NamesAndHalves, 0)) {
-            const std::size_t length = folder.size() + 1;
+            const auto length = std::size_t(folder.size()) + 1;
             const auto result = path.rfind(folder.toStdString() + "/", 0) == 0
                                     ? undisturbed.find(path.substr(length))
                                     : undisturbed.end();

@@ -80,9 +80,9 @@ struct RecordedDisk::State
             const bool isFrom = step->kind != Step::Put && step->from.folder == node;
             return !isTo && !isFrom;
         };
-        const auto begin = std::stable_partition(pending.begin(), pending.end(), isElsewhere);
-        std::for_each(begin, pending.end(), [this](const Step* step) { Apply(*step, entries); });
-        pending.erase(begin, pending.end());
+        const auto first = std::stable_partition(pending.begin(), pending.end(), isElsewhere);
+        std::for_each(first, pending.end(), [this](const Step* step) { Apply(*step, entries); });
+        pending.erase(first, pending.end());
     }
 
     Entries entries;
