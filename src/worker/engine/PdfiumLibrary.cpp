@@ -73,7 +73,7 @@ struct Pixel
 };
 
 constexpr int side = warmUpSide;
-using Pixels = std::array<Pixel, side * side>;
+using Pixels = std::array<Pixel, std::size_t(side) * side>;
 
 void Draw(const Pdfium& pdfium, Pdfium::Document document, Pixels& pixels)
 {
@@ -92,7 +92,7 @@ void Draw(const Pdfium& pdfium, Pdfium::Document document, Pixels& pixels)
 bool IsRight(const Pixels& pixels)
 {
     const auto at = [&pixels](int x, int y) {
-        return pixels[std::size_t(y * side + x)];
+        return pixels[std::size_t(y) * side + std::size_t(x)];
     };
     return at(side - 1, 0).IsGrayWithin(255, 255) && at(3, 5).IsGrayWithin(126, 129) &&
            at(2, 5).IsGrayWithin(0, 100) && at(0, side - 1).IsGrayWithin(255, 255);
