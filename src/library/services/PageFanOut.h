@@ -62,7 +62,9 @@ public:
     /** A page that has failed for a reason of its own. */
     struct PageFailure
     {
+        /** From 1; 0 for the document as a whole. */
         int page;
+        /** Why it failed. */
         ErrorType error;
         /** What a WorkerConverter was told by its worker; empty for other inner converters. */
         QString why;
