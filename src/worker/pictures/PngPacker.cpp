@@ -17,17 +17,26 @@ constexpr int levelOfSmall = 6;
 // What is packed small is packed as a whole, which takes its own memory once more.
 constexpr std::uint64_t mostAsAWhole = 64 << 20;
 
-/** Takes what a compressor writes, and makes a chunk of it whenever that is enough. */
+/** Takes what a compressor's stream writes, and makes a chunk of it whenever that is enough. */
 class ChunkBuffer
 {
 public:
     explicit ChunkBuffer(PngChunks& into) : into(into), bytes(bytesAChunk) {}
 
-    unsigned char* Begin() { return bytes.data(); }
-    std::uint32_t Size() const { return std::uint32_t(bytes.size()); }
-    void MakeChunk(std::size_t size)
+    template <typename Stream>
+    void Start(Stream& stream)
     {
-        into.Add("IDAT", reinterpret_cast<const char*>(bytes.data()), size);
+        stream.next_out = bytes.data();
+        stream.avail_out = std::uint32_t(bytes.size());
+    }
+
+    /** Makes a chunk of what the stream has written, and starts the next one. */
+    template <typename Stream>
+    void End(Stream& stream)
+    {
+        into.Add("IDAT", reinterpret_cast<const char*>(bytes.data()),
+                 bytes.size() - stream.avail_out);
+        Start(stream);
     }
 
 private:
@@ -46,7 +55,7 @@ public:
         stream.level_buf = level.data();
         stream.level_buf_size = std::uint32_t(level.size());
         stream.gzip_flag = IGZIP_ZLIB;
-        StartChunk();
+        chunk.Start(stream);
     }
 
     void Add(const std::vector<unsigned char>& rows, bool isLast) override
@@ -59,7 +68,7 @@ public:
         Deflate();
         if (!isLast)
             return;
-        EndChunk();
+        chunk.End(stream);
         CleanRegisters();
     }
 
@@ -84,19 +93,7 @@ private:
     {
         isal_deflate(&stream);
         for (; stream.avail_out == 0; isal_deflate(&stream))
-            EndChunk();
-    }
-
-    void StartChunk()
-    {
-        stream.next_out = chunk.Begin();
-        stream.avail_out = chunk.Size();
-    }
-
-    void EndChunk()
-    {
-        chunk.MakeChunk(chunk.Size() - stream.avail_out);
-        StartChunk();
+            chunk.End(stream);
     }
 
     /** The code of this method leaves the wide registers in a state that slows others down. */
@@ -155,7 +152,7 @@ public:
     {
         if (::deflateInit(&stream, levelOfSmall) != Z_OK)
             throw std::bad_alloc();
-        StartChunk();
+        chunk.Start(stream);
     }
     ~SmallStreamPacker() override { ::deflateEnd(&stream); }
 
@@ -165,24 +162,12 @@ public:
         stream.avail_in = uInt(rows.size());
         const int flush = isLast ? Z_FINISH : Z_NO_FLUSH;
         for (::deflate(&stream, flush); stream.avail_out == 0; ::deflate(&stream, flush))
-            EndChunk();
+            chunk.End(stream);
         if (isLast)
-            EndChunk();
+            chunk.End(stream);
     }
 
 private:
-    void StartChunk()
-    {
-        stream.next_out = chunk.Begin();
-        stream.avail_out = chunk.Size();
-    }
-
-    void EndChunk()
-    {
-        chunk.MakeChunk(chunk.Size() - stream.avail_out);
-        StartChunk();
-    }
-
     z_stream stream = {};
     ChunkBuffer chunk;
 };
