@@ -62,7 +62,7 @@ void ReadList(const std::string& path, const std::string& text, bool isNulSepara
     options.isListNulSeparated = isNulSeparated;
     std::size_t count = 0;
     try {
-        for (const App::Input& input : App::CollectInputs(options, {}, interruption)) {
+        for (const App::Input& input : App::CollectInputs(options, {}, {}, interruption)) {
             ++count;
             Fuzz::Require(!input.name.isEmpty() && IsUtf8(input.name.toStdString()),
                           "an input has a name to print");

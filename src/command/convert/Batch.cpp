@@ -98,7 +98,9 @@ std::vector<Input> Batch::Collect()
         makeFolder = [this] {
             return factory.MakePrivateFolder();
         };
-    std::vector<Input> inputs = CollectInputs(options.input, makeFolder, interruption);
+    std::vector<Input> inputs = CollectInputs(
+        options.input, makeFolder, [this](const std::string& note) { console.Note(note); },
+        interruption);
     tally.inputs = inputs.size();
     return inputs;
 }
@@ -262,8 +264,8 @@ bool Batch::Attempt(const Input& input, const std::function<void()>& step)
 void Batch::Fail(const Input& input, const Failure& failure)
 {
     if (IsOfMachine(failure))
-        lacksWorkers = true; // the same command goes on where the machine has room again
-    else
+        lacksWorkers = true;  // the same command goes on where the machine has room again
+    else if (!input.isFolder) // what is in it is looked for by each run
         journal.Failed(input.name, failure.reason, failure.what());
     console.Failed(input.name, failure);
     tally.failures.push_back(failure.code);

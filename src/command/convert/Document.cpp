@@ -24,14 +24,14 @@ Failure Unreadable()
 void CheckInput(const Input& input)
 {
     if (!input.problem.empty())
-        throw Failure(ExitCode::Input, "not-a-name", input.problem);
+        throw Failure(ExitCode::Input, input.isFolder ? "unreadable" : "not-a-name", input.problem);
     const std::string path = input.path.toStdString();
     struct stat status = {};
     if (::stat(path.c_str(), &status) != 0)
         throw Unreadable();
     if (S_ISDIR(status.st_mode))
         throw Failure(ExitCode::Input, "not-a-file",
-                      "is a folder; name the PDFs in it, or list them with --from-list");
+                      "is a folder; --recursive converts the PDFs in it");
     if (!S_ISREG(status.st_mode))
         throw Failure(ExitCode::Input, "not-a-file", "is not a regular file");
     if (::access(path.c_str(), R_OK) != 0)

@@ -2,14 +2,17 @@
 
 #include "Failure.h"
 #include "InputOptions.h"
+#include "InputTree.h"
 #include "PathText.h"
 #include "Streams.h"
 #include "Text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string_view>
 #include <system_error>
@@ -23,6 +26,8 @@
 namespace Korvel::App {
 
 namespace {
+
+using Tell = std::function<void(const std::string& note)>;
 
 /** The file's name without its suffix; as it is where that leaves nothing, or leads elsewhere. */
 QString BaseName(const QFileInfo& file)
@@ -122,8 +127,39 @@ std::string_view NameIn(std::string_view line, bool isFirst)
     return line;
 }
 
+Input Unread(const InputTree::Unread& unread)
+{
+    Input input = FromPath(unread.folder);
+    input.isFolder = true;
+    if (input.problem.empty())
+        input.problem = "the folder cannot be read: " + unread.why;
+    return input;
+}
+
+/** The PDFs below a folder, and then the folders there that could not be read. */
+std::vector<Input> FromFolder(const std::string& path, const Tell& tell,
+                              const Interruption& interruption)
+{
+    const InputTree tree = InputTree::Read(path, interruption);
+    std::vector<Input> inputs;
+    for (const InputTree::File& file : tree.files) {
+        inputs.push_back(FromPath(file.path));
+        inputs.back().folder = QString::fromStdString(file.below);
+    }
+    std::transform(tree.unread.begin(), tree.unread.end(), std::back_inserter(inputs), Unread);
+    if (const std::string note = tree.Note(); !note.empty())
+        tell((IsUtf8(path) ? path : Escaped(path)) + ": " + note);
+    return inputs;
+}
+
+bool IsFolder(const std::string& path)
+{
+    std::error_code ignored;
+    return !HoldsNul(path) && std::filesystem::is_directory(path, ignored);
+}
+
 /** Adds what the list names of the share that is wanted. */
-void AddFromList(std::vector<Input>& inputs, const InputOptions& options,
+void AddFromList(const InputOptions& options, const std::function<void(const std::string&)>& add,
                  const Interruption& interruption)
 {
     bool isFirst = true;
@@ -132,7 +168,7 @@ void AddFromList(std::vector<Input>& inputs, const InputOptions& options,
         const std::string_view path = isLine ? NameIn(piece, isFirst) : piece;
         isFirst = false;
         if (!path.empty() && (!options.shard || options.shard->Has(path)))
-            inputs.push_back(FromPath(std::string(path)));
+            add(std::string(path));
     };
     try {
         ReadPieces(options.list, options.isListNulSeparated ? '\0' : '\n', interruption, take);
@@ -158,14 +194,27 @@ void RefuseRelative(std::vector<Input>& inputs)
 } // namespace
 
 std::vector<Input> CollectInputs(const InputOptions& options,
-                                 const std::function<std::string()>& makeFolder,
+                                 const std::function<std::string()>& makeFolder, const Tell& tell,
                                  const Interruption& interruption)
 {
     std::vector<Input> inputs;
-    for (const std::string& argument : options.paths)
-        inputs.push_back(FromArgument(argument, makeFolder, interruption));
+    const auto addTree = [&](const std::string& path) {
+        if (!options.isRecursive || !IsFolder(path))
+            return false;
+        std::vector<Input> found = FromFolder(path, tell, interruption);
+        std::move(found.begin(), found.end(), std::back_inserter(inputs));
+        return true;
+    };
+    const auto addListed = [&](const std::string& path) {
+        if (!addTree(path))
+            inputs.push_back(FromPath(path));
+    };
+    for (const std::string& argument : options.paths) {
+        if (argument == "-" || !addTree(argument))
+            inputs.push_back(FromArgument(argument, makeFolder, interruption));
+    }
     if (!options.list.empty())
-        AddFromList(inputs, options, interruption);
+        AddFromList(options, addListed, interruption);
     RefuseRelative(inputs);
     return inputs;
 }

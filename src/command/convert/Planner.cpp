@@ -100,6 +100,17 @@ std::vector<PlannedResult> Planner::Plan(const Document& document)
     return results;
 }
 
+QString Planner::PathOf(const OutputTemplate& path, const Input& input, int page) const
+{
+    QString name = path.Path(input.baseName, page, input.folder);
+    if (!run.options.output.isBeside)
+        return name;
+    if (input.IsStored())
+        throw Failure(ExitCode::Usage, "usage",
+                      "comes through a pipe and lies in no folder; name one with -d");
+    return input.path.left(input.path.lastIndexOf(QLatin1Char('/')) + 1) + name;
+}
+
 /** Where the results of an input of so many pages go, by page, when nothing is there. */
 Planner::WantedPaths Planner::WantedFor(const Input& input, int pages) const
 {
@@ -108,11 +119,11 @@ Planner::WantedPaths Planner::WantedFor(const Input& input, int pages) const
     const OutputTemplate path = needsNumber ? output.WithPageNumber(pages) : output;
     if (!path.HasPageNumber()) {
         const int page = output.MakesPictures() ? chosen.front() : 0;
-        return {{page, path.Path(input.baseName, page)}};
+        return {{page, PathOf(path, input, page)}};
     }
     WantedPaths wanted;
     for (const int page : chosen)
-        wanted[page] = path.Path(input.baseName, page);
+        wanted[page] = PathOf(path, input, page);
     return wanted;
 }
 

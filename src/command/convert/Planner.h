@@ -53,6 +53,7 @@ private:
 
     OutputTemplate Output() const;
     void FindSources(const std::vector<Input>& inputs);
+    QString PathOf(const OutputTemplate& path, const Input& input, int page) const;
     WantedPaths WantedFor(const Input& input, int pages) const;
     bool CanBeOf(const Input& input, const Journal::Plan& earlier) const;
     void GiveUp(const Journal::Plan& earlier);

@@ -24,6 +24,7 @@ QJsonObject JournalSettings(const OutputOptions& output, const PageOptions& page
 {
     return {{"folder", QDir::currentPath()},
             {"output", QString::fromStdString(output.path)},
+            {"beside", output.isBeside},
             {"format", QString::fromStdString(output.format)},
             {"on-exists", onExistsWords.at(std::size_t(output.onExists))},
             {"pages", QString::fromStdString(pages.ranges)},

@@ -65,6 +65,7 @@ void AddInputs(OptionAdder& add, InputOptions& input)
 {
     add.Files("INPUT", input.paths);
     add.Value("--from-list", input.list);
+    add.Flag("--recursive", input.isRecursive);
     add.Flag("--null", input.isListNulSeparated);
     add.Read("--shard", [&input](const std::string& text) { input.shard = Shard::Parse(text); })
         ->check(ProblemOfShard);
@@ -74,7 +75,7 @@ void AddOutput(OptionAdder& add, Given& given)
 {
     OutputOptions& output = given.options.output;
     add.Value("--output", output.path);
-    add.Value("--directory", given.folder);
+    add.Flag("--beside", output.isBeside)->excludes(add.Value("--directory", given.folder));
     add.WordOfAnyCase("--format", output.format);
     add.Word("--on-exists", output.onExists);
     add.Flag("--dry-run", given.options.run.isDry);
@@ -204,8 +205,8 @@ Options Complete(const Given& given, const CLI::App& app)
         options.command = given.version ? Command::Version : Command::CleanTemp;
         return options;
     }
-    if (!given.folder.empty())
-        PutInto(given.folder, options.output);
+    if (!given.folder.empty() || options.output.isBeside)
+        PutInto(given.folder, options.input.isRecursive, options.output);
     CheckTogether(options, Named(app));
     return options;
 }

@@ -31,6 +31,8 @@ constexpr char footer[] = R"(Examples:
       a copy without encryption; the password is asked for on the terminal
   pdfconvert *.pdf -d pages
       every page of many documents: pages/report-1.png, ...
+  pdfconvert archive --recursive -d pages
+      all PDFs below a folder: pages/2019/may-1.png, ...
   find . -name '*.pdf' -print0 | pdfconvert --from-list - -0 -d texts -f txt
       the texts of all PDFs below this folder
   pdfconvert --from-list all.txt --journal all.journal -d pages
@@ -168,8 +170,9 @@ std::string ManualLines(const std::string& lines)
 std::string HelpPage()
 {
     return std::string(description) + '\n' + usage + "\nPositionals:\n" +
-           HelpRow("INPUT", "The PDFs to convert; - for standard input") + HelpRows(OptionList()) +
-           '\n' + footer;
+           HelpRow("INPUT", "The PDFs to convert, or with --recursive folders of\n"
+                            "them; - for standard input") +
+           HelpRows(OptionList()) + '\n' + footer;
 }
 
 std::string ReportHelpPage()

@@ -18,6 +18,8 @@ struct InputOptions
     std::string list;
     /** The list's paths are ended by NUL instead of line feeds. */
     bool isListNulSeparated = false;
+    /** Folders stand for the PDFs in them and in the folders below. */
+    bool isRecursive = false;
     /** The share of the list to convert; all of it without one. */
     std::optional<Shard> shard;
 

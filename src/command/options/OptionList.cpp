@@ -45,6 +45,11 @@ std::vector<Option> Inputs()
              "line; - for standard input",
              {},
              ValueKind::File},
+            {{"--recursive"},
+             "",
+             "Convert the PDFs in folders that are named as inputs,\n"
+             "and in those below them. Hidden files and folders and\n"
+             "links to folders are left away"},
             {{"-0", "--null"}, "", "The list's names are ended by NUL, as by find -print0"},
             {{"--shard"},
              "K/N",
@@ -60,22 +65,28 @@ std::vector<Option> Output()
              "Where the results go. The suffix gives the format.\n"
              "%d stands for the page number, %03d for the page\n"
              "number in three digits, %s for the input's name\n"
-             "without its suffix, %% for a percent sign. Without\n"
-             "%d several pictures get -NN before the suffix.\n"
-             "Missing folders are made. - is standard output, for\n"
-             "one result",
+             "without its suffix, %p for its folder below the one\n"
+             "that --recursive began with, %% for a percent sign.\n"
+             "Without %d several pictures get -NN before the\n"
+             "suffix. Missing folders are made. - is standard\n"
+             "output, for one result",
              {},
              ValueKind::File},
             {{"-d", "--directory"},
              "FOLDER",
              "The folder for the results; without -o they are\n"
-             "called %s-%d for pictures and %s for the others",
+             "called %s-%d for pictures and %s for the others, with\n"
+             "%p/ in front under --recursive",
              {},
              ValueKind::Folder},
+            {{"--beside"},
+             "",
+             "Put each result into the folder of its input, called\n"
+             "as -o says or as with -d"},
             {{"-f", "--format"},
              "FORMAT",
              Listed(Formats()) + ",\n"
-                                 "whatever the suffix; png with -d alone",
+                                 "whatever the suffix; png with -d or --beside alone",
              Formats()},
             {{"--on-exists"},
              "WHAT",

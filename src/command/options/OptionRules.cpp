@@ -76,15 +76,31 @@ void CheckInspection(const std::set<std::string>& named)
                  option.names.back() + " does not go with --inspect, which makes no results");
 }
 
+/** Complains about places of results that inputs do not have. */
+void CheckPlaces(const Options& options)
+{
+    const OutputOptions& output = options.output;
+    RefuseIf(output.isBeside && options.input.ReadsStandardInput(),
+             "--beside does not go with standard input, which lies in no folder");
+    if (output.IsStandardOutput() || !OutputTemplate::Parse(QString::fromStdString(output.path),
+                                                            QString::fromStdString(output.format))
+                                          .HasFolder())
+        return;
+    RefuseIf(!options.input.isRecursive, "%p goes with --recursive only");
+    RefuseIf(output.isBeside,
+             "%p does not go with --beside, as the input's folder is there already");
+}
+
 void CheckOutput(const Options& options, const std::set<std::string>& named)
 {
     const OutputOptions& output = options.output;
     RefuseIf(output.path.empty(),
-             "there is neither --output nor --directory to say where the results go");
+             "there is neither --output nor --directory nor --beside to say where the results go");
     RefuseIf(output.IsStandardOutput() && output.format.empty(),
              "-o - needs a format; name it with -f");
     RefuseIf(output.IsStandardOutput() && options.console.json,
              "--json writes to standard output, and so does -o -");
+    CheckPlaces(options);
     const QString format = FormatOf(output);
     for (const std::string& option : named)
         RefuseIf(!Counts(option, format),
@@ -128,16 +144,19 @@ QSize ToSize(const std::string& text)
     return std::max(size.width(), size.height()) <= WorkerProtocol::longestSide ? size : QSize();
 }
 
-void PutInto(const std::string& folder, OutputOptions& output)
+void PutInto(const std::string& folder, bool keepsTree, OutputOptions& output)
 {
     const std::string name = output.path;
-    RefuseIf(name == "-" || name[0] == '/', "-o " + name + " does not go with --directory");
-    output.path = QString::fromStdString(folder).replace('%', "%%").toStdString() + '/' + name;
+    RefuseIf(name == "-" || name[0] == '/',
+             "-o " + name + " does not go with " + (output.isBeside ? "--beside" : "--directory"));
+    output.path = QString::fromStdString(folder).replace('%', "%%").toStdString() +
+                  (output.isBeside ? "" : "/") + name;
     if (!name.empty())
         return;
     if (output.format.empty())
         output.format = "png";
     const bool isPicture = OutputTemplate::IsPictureFormat(QString::fromStdString(output.format));
+    output.path += keepsTree && !output.isBeside ? "%p/" : "";
     output.path += (isPicture ? "%s-%d." : "%s.") + output.format;
 }
 

@@ -23,11 +23,14 @@ std::string ProblemOfSize(const std::string& text);
 QSize ToSize(const std::string& text);
 
 /**
- * Takes over the value of --directory, into which the results go.
+ * Takes over into which folder the results go, and names them where -o does not.
  *
+ * @param folder     the value of --directory; empty with --beside
+ * @param keepsTree  they lie in it as their inputs do in the folders that were named
+ * @param output     gets the whole template
  * @throws Failure  Usage: the output's path does not lead into a folder
  */
-void PutInto(const std::string& folder, OutputOptions& output);
+void PutInto(const std::string& folder, bool keepsTree, OutputOptions& output);
 
 /**
  * Complains about options that do not go together, each of which is right by itself, and about

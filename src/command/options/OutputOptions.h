@@ -11,6 +11,8 @@ struct OutputOptions
 {
     /** Template of the results' paths, as OutputTemplate reads it; "-" for standard output. */
     std::string path;
+    /** The template begins in the folder of each input. */
+    bool isBeside = false;
     /** Format of the results; empty for the one that the template's suffix tells. */
     std::string format;
     OnExists onExists = OnExists::Number;

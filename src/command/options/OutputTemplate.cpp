@@ -37,7 +37,7 @@ bool OutputTemplate::IsPictureFormat(const QString& format)
 
 OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedFormat)
 {
-    static const QRegularExpression place("%(%|s|d|0([1-9])d)?");
+    static const QRegularExpression place("%(%|s|p|d|0([1-9])d)?");
     OutputTemplate result;
     Piece piece;
     int end = 0;
@@ -47,13 +47,13 @@ OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedF
         end = match.capturedEnd();
         const QString what = match.captured(1);
         if (what.isEmpty())
-            throw Unusable(text, "has a % that is not %d, %0Nd (N from 1 to 9), %s or %%; write "
-                                 "%% for a percent sign");
+            throw Unusable(text, "has a % that is not %d, %0Nd (N from 1 to 9), %s, %p or %%; "
+                                 "write %% for a percent sign");
         if (what == QLatin1String("%")) {
             piece.text += QLatin1Char('%');
             continue;
         }
-        piece.place = what == QLatin1String("s") ? Piece::InputName : Piece::PageNumber;
+        piece.place = PlaceOf(what);
         piece.digits = std::max(1, match.captured(2).toInt());
         result.pieces.push_back(piece);
         piece = Piece();
@@ -74,19 +74,41 @@ OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedF
     return result;
 }
 
-bool OutputTemplate::HasPageNumber() const
+OutputTemplate::Piece::Place OutputTemplate::PlaceOf(const QString& letters)
 {
-    return std::any_of(pieces.begin(), pieces.end(),
-                       [](const Piece& piece) { return piece.place == Piece::PageNumber; });
+    if (letters == QLatin1String("s"))
+        return Piece::InputName;
+    return letters == QLatin1String("p") ? Piece::InputFolder : Piece::PageNumber;
 }
 
-QString OutputTemplate::Path(const QString& input, int page) const
+bool OutputTemplate::HasPlace(Piece::Place place) const
+{
+    return std::any_of(pieces.begin(), pieces.end(),
+                       [place](const Piece& piece) { return piece.place == place; });
+}
+
+bool OutputTemplate::HasPageNumber() const
+{
+    return HasPlace(Piece::PageNumber);
+}
+
+bool OutputTemplate::HasFolder() const
+{
+    return HasPlace(Piece::InputFolder);
+}
+
+QString OutputTemplate::Path(const QString& input, int page, const QString& folder) const
 {
     QString path;
+    bool lacksFolder = false;
     for (const Piece& piece : pieces) {
-        path += piece.text;
+        const bool takesSlashAway = lacksFolder && piece.text.startsWith(QLatin1Char('/'));
+        path += piece.text.mid(takesSlashAway ? 1 : 0);
+        lacksFolder = piece.place == Piece::InputFolder && folder.isEmpty();
         if (piece.place == Piece::InputName)
             path += input;
+        else if (piece.place == Piece::InputFolder)
+            path += folder;
         else if (piece.place == Piece::PageNumber && page > 0)
             path += QString::number(page).rightJustified(piece.digits, QLatin1Char('0'));
     }

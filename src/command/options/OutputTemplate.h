@@ -12,7 +12,8 @@ class OutputTemplate
 {
 public:
     /**
-     * Understands %d and %0Nd (page number, N from 1 to 9), %s (the input's name) and %%.
+     * Understands %d and %0Nd (page number, N from 1 to 9), %s (the input's name), %p (its folder)
+     * and %%.
      *
      * @param format  of the results; when it is empty the suffix tells it
      * @throws Failure  Usage: another %, no file name, no suffix or one that is no known format
@@ -34,13 +35,17 @@ public:
     /** Whether it has a place for the page number. */
     bool HasPageNumber() const;
 
+    /** Whether it has a place for the input's folder. */
+    bool HasFolder() const;
+
     /**
      * The path of a result.
      *
-     * @param input  the input's name
-     * @param page   from 1; 0 for the document as a whole, which leaves the page number away
+     * @param input   the input's name
+     * @param page    from 1; 0 for the document as a whole, which leaves the page number away
+     * @param folder  the input's; an empty one takes a slash behind it away with it
      */
-    QString Path(const QString& input, int page) const;
+    QString Path(const QString& input, int page, const QString& folder = {}) const;
 
     /** This template with "-%0Nd" before the suffix, N the digits of `lastPage`. */
     OutputTemplate WithPageNumber(int lastPage) const;
@@ -49,13 +54,16 @@ private:
     /** A text, and what stands behind it. */
     struct Piece
     {
-        enum Place { Nothing, PageNumber, InputName };
+        enum Place { Nothing, PageNumber, InputName, InputFolder };
 
         QString text;
         Place place = Nothing;
         /** Least digits of the page number. */
         int digits = 1;
     };
+
+    static Piece::Place PlaceOf(const QString& letters);
+    bool HasPlace(Piece::Place place) const;
 
     std::vector<Piece> pieces;
     QString format;

@@ -15,7 +15,7 @@ namespace {
 std::vector<Input> Collect(const InputOptions& options)
 {
     const Interruption interruption;
-    return CollectInputs(options, {}, interruption);
+    return CollectInputs(options, {}, {}, interruption);
 }
 
 /** The names and problems of what a list of these bytes names. */

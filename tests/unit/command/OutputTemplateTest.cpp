@@ -93,6 +93,17 @@ TEST(OutputTemplate, TakesTheInputsNameLiterally)
     EXPECT_EQ(OutputTemplate::Parse("%s-%d.png").Path("50%d %s.v2", 1), "50%d %s.v2-1.png");
 }
 
+TEST(OutputTemplate, PutsTheInputsFolderInPlaceAndNeverBeginsAtTheRoot)
+{
+    const auto name = OutputTemplate::Parse("%p/%s.txt");
+    EXPECT_TRUE(name.HasFolder());
+    EXPECT_EQ(name.Path("report", 0, "2019/may"), "2019/may/report.txt");
+    EXPECT_EQ(name.Path("report", 0), "report.txt");
+    EXPECT_EQ(OutputTemplate::Parse("out/%p/%d.png").Path("report", 3), "out/3.png");
+    EXPECT_EQ(OutputTemplate::Parse("out/%p-%s.txt").Path("r", 0, "a"), "out/a-r.txt");
+    EXPECT_FALSE(OutputTemplate::Parse("%%p/%s.txt").HasFolder());
+}
+
 TEST(OutputTemplate, PutsThePageNumberBeforeTheSuffixAsWideAsTheLastPages)
 {
     const auto name = OutputTemplate::Parse("out/my.page.png");
