@@ -86,13 +86,6 @@ inline constexpr char fast[] = "fast";
 inline constexpr char small[] = "small";
 } // namespace CompressionWord
 
-/** What draws pages and reads their text. */
-namespace EngineWord {
-inline constexpr char automatic[] = "auto";
-inline constexpr char pdfium[] = "pdfium";
-inline constexpr char qt[] = "qt";
-} // namespace EngineWord
-
 /** Dots per inch. */
 inline constexpr double lowestResolution = 1;
 inline constexpr double highestResolution = 4800;

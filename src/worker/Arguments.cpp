@@ -1,5 +1,7 @@
 #include "Arguments.h"
 
+#include "EngineWords.h"
+
 #include <cstdio>
 #include <string_view>
 
@@ -47,13 +49,11 @@ bool Set(std::string& path, const char* text)
     return *text == '/';
 }
 
-bool Set(EngineChoice& choice, std::string_view word)
+bool Set(PDF::DrawingEngine& choice, std::string_view word)
 {
-    namespace Word = WorkerProtocol::EngineWord;
-    choice = word == Word::pdfium ? EngineChoice::Pdfium
-             : word == Word::qt   ? EngineChoice::Qt
-                                  : EngineChoice::Auto;
-    return choice != EngineChoice::Auto || word == Word::automatic;
+    const auto named = EngineFor(word);
+    choice = named.value_or(choice);
+    return named.has_value();
 }
 
 bool SetOption(Arguments& arguments, std::string_view name, const char* value)

@@ -1,5 +1,6 @@
 #include "OptionList.h"
 
+#include "EngineWords.h"
 #include "OnExists.h"
 #include "ProgressStyle.h"
 #include "ResultFormat.h"
@@ -183,7 +184,7 @@ std::vector<Option> Running()
              "What draws the pages and reads their text: auto,\n"
              "which is PDFium where its library is there, else Qt\n"
              "PDF, or pdfium, or qt; --version tells which is there",
-             {"auto", "pdfium", "qt"}},
+             Words(engineWords)},
             {{"--journal"},
              "FILE",
              "Write down in FILE what becomes of each document, and\n"

@@ -120,8 +120,10 @@ Failure NotStartedFailure(const QString& why)
 {
     if (PDF::WorkerProcess::FindProgram().isEmpty())
         return BrokenInstallation();
+    const bool saysWhatToDo = why.contains(QLatin1String("; "));
     return {ExitCode::Internal, cannotStart,
-            why.toStdString() + "; use fewer jobs with -j, or raise the limit (ulimit -a)"};
+            why.toStdString() +
+                (saysWhatToDo ? "" : "; use fewer jobs with -j, or raise the limit (ulimit -a)")};
 }
 
 Failure UnconfinedFailure(const QString& missing)

@@ -1,5 +1,6 @@
 #include "WorkerProcess.h"
 
+#include "EngineWords.h"
 #include "ResultFile.h"
 #include "ServicesLog.h"
 #include "StartProcess.h"
@@ -121,20 +122,6 @@ QProcessEnvironment Environment()
     return environment;
 }
 
-const char* WordFor(DrawingEngine engine)
-{
-    namespace Word = WorkerProtocol::EngineWord;
-    switch (engine) {
-    case DrawingEngine::Pdfium:
-        return Word::pdfium;
-    case DrawingEngine::Qt:
-        return Word::qt;
-    case DrawingEngine::Auto:
-        break;
-    }
-    return Word::automatic;
-}
-
 WorkerSettings WithProgram(WorkerSettings settings)
 {
     if (settings.program.isEmpty())
@@ -215,7 +202,7 @@ QStringList WorkerProcess::Arguments() const
     if (settings.requiresSandbox)
         arguments << Argument::requireSandbox;
     if (settings.engine != DrawingEngine::Auto)
-        arguments << Argument::engine << WordFor(settings.engine);
+        arguments << Argument::engine << Korvel::WordFor(settings.engine);
     return arguments;
 }
 

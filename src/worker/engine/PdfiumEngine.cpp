@@ -169,12 +169,9 @@ DrawnText PdfiumEngine::Text(int page, int start, int length)
     drawn.text = QString::fromUtf16(codes.data(), std::max(0, written - 1));
     const int count = pdfium.TextCountRects(text, start, length);
     for (int i = 0; i < count; ++i) {
-        double left = 0;
-        double top = 0;
-        double right = 0;
-        double bottom = 0;
-        pdfium.TextGetRect(text, i, &left, &top, &right, &bottom);
-        drawn.boxes.push_back(Box(left, top, right, bottom, turnsInAll - turnsOfPage));
+        Sides sides;
+        pdfium.TextGetRect(text, i, &sides.left, &sides.top, &sides.right, &sides.bottom);
+        drawn.boxes.push_back(Box(sides, turnsInAll - turnsOfPage));
     }
     return drawn;
 }
@@ -185,21 +182,19 @@ std::vector<TextCharacter> PdfiumEngine::Characters(int page)
     std::vector<TextCharacter> characters;
     const int count = pdfium.TextCountChars(text);
     for (int i = 0; i < count; ++i) {
-        double left = 0;
-        double top = 0;
-        double right = 0;
-        double bottom = 0;
-        pdfium.TextGetCharBox(text, i, &left, &right, &bottom, &top);
-        characters.push_back({char32_t(pdfium.TextGetUnicode(text, i)),
-                              Box(left, top, right, bottom, 0), pdfium.TextGetFontSize(text, i)});
+        Sides sides;
+        pdfium.TextGetCharBox(text, i, &sides.left, &sides.right, &sides.bottom, &sides.top);
+        characters.push_back({char32_t(pdfium.TextGetUnicode(text, i)), Box(sides, 0),
+                              pdfium.TextGetFontSize(text, i)});
     }
     return characters;
 }
 
 /** A box in points from the top left of the page as it is shown when turned so often once more. */
-QRectF PdfiumEngine::Box(double left, double top, double right, double bottom, int turns) const
+QRectF PdfiumEngine::Box(const Sides& sides, int turns) const
 {
-    return QRectF(Point(left, top, turns), Point(right, bottom, turns)).normalized();
+    return QRectF(Point(sides.left, sides.top, turns), Point(sides.right, sides.bottom, turns))
+        .normalized();
 }
 
 QPointF PdfiumEngine::Point(double x, double y, int turns) const

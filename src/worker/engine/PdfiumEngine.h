@@ -31,12 +31,21 @@ public:
     std::vector<TextCharacter> Characters(int page) override;
 
 private:
+    /** Of a box, in points from the page's own origin. */
+    struct Sides
+    {
+        double left = 0;
+        double top = 0;
+        double right = 0;
+        double bottom = 0;
+    };
+
     void Load(int page);
     void LoadText(int page);
     void Close();
     void CloseText();
     void DrawBand(const PictureShape& shape, int first, const Rows& into);
-    QRectF Box(double left, double top, double right, double bottom, int turns) const;
+    QRectF Box(const Sides& sides, int turns) const;
     QPointF Point(double x, double y, int turns) const;
 
     const Pdfium& pdfium;

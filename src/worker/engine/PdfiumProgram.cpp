@@ -28,12 +28,13 @@ std::string OtherProgram()
 
 void StartEngine(const EngineSettings& wanted, char** arguments)
 {
-    if (wanted.choice != EngineChoice::Qt)
+    if (wanted.choice != PDF::DrawingEngine::Qt)
         library = LoadPdfium(wanted.library);
     if (library)
         return;
-    if (wanted.choice == EngineChoice::Pdfium)
-        EndAsNotStarted("there is no PDFium that serves");
+    if (wanted.choice == PDF::DrawingEngine::Pdfium)
+        EndAsNotStarted("no library of PDFium serves; install the package libreoffice-core-nogui, "
+                        "or name a library in the environment's PDFCONVERT_PDFIUM");
     ::execv(OtherProgram().c_str(), arguments);
     EndAsNotStarted("pdfconvert-worker-qt is not beside pdfconvert-worker");
 }

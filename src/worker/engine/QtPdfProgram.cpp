@@ -10,7 +10,7 @@ namespace Korvel::Worker {
 
 void StartEngine(const EngineSettings& wanted, char** /*arguments*/)
 {
-    if (wanted.choice == EngineChoice::Pdfium)
+    if (wanted.choice == PDF::DrawingEngine::Pdfium)
         EndAsNotStarted("pdfconvert-worker has PDFium, pdfconvert-worker-qt has Qt PDF");
 }
 
