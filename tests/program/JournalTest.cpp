@@ -487,6 +487,39 @@ TEST_F(JournalTest, RefusesOtherSettings)
     EXPECT_THAT(other.complaints, HasSubstr("resolution was '150' and is '300'"));
 }
 
+TEST_F(JournalTest, GoesOnWithAnotherEngineOnlyWhenThatIsChosen)
+{
+    Write("list", "a.pdf\n");
+    ASSERT_EQ(Run(Arguments("out") + QStringList{"--engine", "qt"}).exitCode, 0);
+    EXPECT_THAT(Journal("planned").last()["engine"].toString().toStdString(),
+                StartsWith("Qt PDF (/"));
+    if (!Run({"--version"}).results.join('\n').contains("engine: PDFium"))
+        GTEST_SKIP() << "there is no library of PDFium";
+    Write("list", "a.pdf\nc.pdf\n");
+    const Outcome other = Run(Arguments("out"));
+    EXPECT_EQ(other.exitCode, 2);
+    EXPECT_THAT(other.complaints, AllOf(HasSubstr("journal were drawn by Qt PDF (/"),
+                                        HasSubstr("by PDFium (/"), HasSubstr("--engine")));
+    EXPECT_EQ(Contents("out").size(), 3);
+    EXPECT_EQ(FilesOf("failed"), QStringList());
+    EXPECT_EQ(Run(Arguments("out") + QStringList{"--engine", "pdfium"}).exitCode, 0);
+    EXPECT_THAT(Journal("planned").last()["engine"].toString().toStdString(),
+                StartsWith("PDFium (/"));
+    Write("list", "a.pdf\nc.pdf\nb/a.pdf\n");
+    EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
+    EXPECT_EQ(FilesOf("done"), QStringList({"a.pdf", "c.pdf", "b/a.pdf"}));
+}
+
+TEST_F(JournalTest, MindsNoEngineWhereNoPageIsDrawn)
+{
+    const QStringList copies = Arguments("out") + QStringList{"-f", "pdf"};
+    Write("list", "a.pdf\n");
+    ASSERT_EQ(Run(copies + QStringList{"--engine", "qt"}).exitCode, 0);
+    Write("list", "a.pdf\nc.pdf\n");
+    EXPECT_EQ(Run(copies).exitCode, 0);
+    EXPECT_FALSE(Journal("planned").last().contains("engine"));
+}
+
 TEST_F(JournalTest, LeavesAFileAloneThatIsNoJournal)
 {
     const QByteArray list = Read("list");

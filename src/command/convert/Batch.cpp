@@ -136,9 +136,16 @@ void Batch::TellMissingFilters()
 
 bool Batch::OpenAndPlan(const Input& input)
 {
-    return Attempt(input, [&] {
+    std::unique_ptr<Document> document;
+    const auto open = [&] {
         interruption.Check();
-        std::unique_ptr<Document> document = Document::Open(input, *passwords, factory);
+        document = Document::Open(input, *passwords, factory);
+    };
+    if (!Attempt(input, open))
+        return false;
+    if (planner && planner->DrawsPages())
+        journal.UseEngine(factory.PdfProvider().Engine(), options.run.engine.has_value());
+    return Attempt(input, [&] {
         if (document->Info().repaired)
             console.Warn(input.name, "repaired",
                          "is damaged and was repaired; look the result over");

@@ -77,7 +77,7 @@ PDF::WorkerSettings ToSettings(const RunOptions& options, const std::string& fol
     if (options.timeout > 0)
         settings.deadline =
             std::chrono::milliseconds(std::chrono::milliseconds::rep(options.timeout * 1000));
-    settings.engine = options.engine;
+    settings.engine = options.engine.value_or(settings.engine);
     if (options.memoryLimit > 0)
         settings.memoryLimit = options.memoryLimit;
     settings.largestResult = options.largestResult;

@@ -7,6 +7,7 @@
 #include "PlannedPaths.h"
 #include "PlannedResult.h"
 #include "Run.h"
+#include "WorkerProtocol.h"
 
 #include <cstddef>
 #include <map>
@@ -31,6 +32,9 @@ public:
     /** The format of all results, as WorkerConverter takes it. */
     const QString& Format() const { return output.Format(); }
     bool MakesPictures() const { return output.MakesPictures(); }
+
+    /** Whether pages are drawn, or their text is read. */
+    bool DrawsPages() const { return Format() != WorkerProtocol::Format::pdf; }
 
     /** How many results have a place. */
     std::size_t Count() const { return planned.Count(); }

@@ -168,12 +168,28 @@ Journal::Standing Journal::Take(const QString& name)
     return IsOff() ? Standing::ToDo : state.Take(name, retriesFailed);
 }
 
+void Journal::UseEngine(const QString& name, bool isChosen)
+{
+    const QString& before = state.Engine();
+    if (!isChosen && !before.isEmpty() && before != name)
+        throw Failure(ExitCode::Usage, "usage",
+                      "the pages of the journal " + path.toStdString() + " were drawn by " +
+                          before.toStdString() + ", and this run would draw by " +
+                          name.toStdString() +
+                          ", which differs by some pixels; say with --engine which one is to go "
+                          "on, or name another journal");
+    engine = name;
+}
+
 void Journal::Planned(const QString& name, int pages, const std::vector<Result>& results)
 {
     if (IsOff())
         return;
     state.SetPages(name, pages);
-    Append("planned", {{"file", name}, {"pages", pages}, {"results", PlannedToJson(results)}});
+    QJsonObject members{{"file", name}, {"pages", pages}, {"results", PlannedToJson(results)}};
+    if (!engine.isEmpty())
+        members["engine"] = engine;
+    Append("planned", members);
 }
 
 void Journal::Keep(const QString& folder)

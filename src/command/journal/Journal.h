@@ -79,6 +79,15 @@ public:
     /** Whether a document lacks pages that could not be converted. */
     bool HasFailedPages() const { return state.HasFailedPages(); }
 
+    /**
+     * Takes for the documents that are planned from now on what draws their pages.
+     *
+     * @param isChosen  whether the user has said which
+     * @throws Failure  Usage: pages that the journal tells of were drawn by another one, and this
+     *                  one was not chosen
+     */
+    void UseEngine(const QString& name, bool isChosen);
+
     /** Writes down the plan of a document; it is on the disk before any of its results is. */
     void Planned(const QString& name, int pages, const std::vector<Result>& results);
 
@@ -146,6 +155,8 @@ private:
     QFile file;
     /** Why it could not be written; empty when it could. */
     QString problem;
+    /** What draws the pages; empty while that is not known. */
+    QString engine;
     JournalReader reader;
     /** What tells this journal from others. */
     QString id;

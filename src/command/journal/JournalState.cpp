@@ -44,6 +44,8 @@ void JournalState::ReadPlanned(const QString& name, const QJsonObject& line)
 {
     Plan plan;
     plan.pages = line["pages"].toInt();
+    if (line.contains("engine"))
+        engine = line["engine"].toString();
     const QJsonArray results = line["results"].toArray();
     for (const QJsonValue& value : results) {
         const QJsonObject result = value.toObject();

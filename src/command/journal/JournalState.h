@@ -41,6 +41,9 @@ public:
     /** The settings of the first run that has planned something; empty when there was none. */
     QJsonObject Settings() const { return planned.empty() ? QJsonObject() : settings; }
 
+    /** What was to draw the pages that were planned last; empty when none was planned. */
+    const QString& Engine() const { return engine; }
+
     /** Name of the session folder of the last run, if that was killed. */
     const QString& Abandoned() const { return abandoned; }
 
@@ -95,6 +98,7 @@ private:
     void ReadDone(const QString& name, const QJsonObject& line);
 
     QJsonObject settings;
+    QString engine;
     QString abandoned;
     QHash<QString, Document> documents;
     /** What earlier runs have put at a path, for documents that are not done. */

@@ -3,7 +3,9 @@
 #include "Option.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -73,16 +75,29 @@ public:
     template <typename Enumeration>
     void Word(const char* name, Enumeration& into)
     {
-        const std::vector<std::string>& words = Find(name).choices;
-        const auto read = [&words, &into](const std::string& word) {
-            into = Enumeration(std::find(words.begin(), words.end(), word) - words.begin());
-        };
-        Read(name, read)->check(OneOf(words));
+        Index(name, [&into](std::ptrdiff_t index) { into = Enumeration(index); });
+    }
+
+    /** One that has no value where it is not said. */
+    template <typename Enumeration>
+    void Word(const char* name, std::optional<Enumeration>& into)
+    {
+        Index(name, [&into](std::ptrdiff_t index) { into = Enumeration(index); });
     }
 
 private:
     OptionAdder(const OptionAdder&) = delete;
     OptionAdder& operator=(const OptionAdder&) = delete;
+
+    /** An option of whose words `take` is given the number. */
+    void Index(const char* name, const std::function<void(std::ptrdiff_t)>& take)
+    {
+        const std::vector<std::string>& words = Find(name).choices;
+        const auto read = [&words, take](const std::string& word) {
+            take(std::find(words.begin(), words.end(), word) - words.begin());
+        };
+        Read(name, read)->check(OneOf(words));
+    }
 
     const Option& Find(const std::string& name) const
     {

@@ -3,6 +3,7 @@
 #include "DrawingEngine.h"
 #include "WorkerProtocol.h"
 
+#include <optional>
 #include <string>
 
 namespace Korvel::App {
@@ -24,8 +25,8 @@ struct RunOptions
     int largestResult = WorkerProtocol::defaultFileLimit;
     /** Convert nothing where a measure of the sandbox is missing. */
     bool requiresSandbox = false;
-    /** By what pages are drawn and their text is read. */
-    PDF::DrawingEngine engine = PDF::DrawingEngine::Auto;
+    /** By what pages are drawn and their text is read; nothing where that was not said. */
+    std::optional<PDF::DrawingEngine> engine;
     /** Stop at the first document that fails. */
     bool failsFast = false;
     /** End with 7 when a page could not be converted. */
