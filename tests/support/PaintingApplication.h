@@ -1,10 +1,12 @@
 #pragma once
 
+#include "Sanitizers.h"
+
 #include <optional>
 
 #include <QGuiApplication>
 
-#ifdef __SANITIZE_ADDRESS__
+#if IS_ADDRESS_SANITIZED
 #include <sanitizer/lsan_interface.h>
 using LeaksIgnored = __lsan::ScopedDisabler;
 #else

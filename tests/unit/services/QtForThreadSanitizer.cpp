@@ -2,9 +2,11 @@
 // Without this every value that a queued call hands to another thread counts as a race, and to
 // suppress those would hide the true ones.
 
+#include "Sanitizers.h"
+
 #include <QCoreApplication>
 
-#if defined(__SANITIZE_THREAD__) || (defined(__clang__) && __has_feature(thread_sanitizer))
+#if IS_THREAD_SANITIZED
 
 #include <dlfcn.h>
 #include <sanitizer/tsan_interface.h>

@@ -2,6 +2,7 @@
 
 #include "ConverterSignals.h"
 #include "SamplePdf.h"
+#include "Sanitizers.h"
 #include "WorkerTestTools.h"
 
 #include <future>
@@ -587,7 +588,7 @@ TEST_F(WorkerConverterRealTest, ConvertsNothingWithoutAMeasureThatIsRequired)
     EXPECT_FALSE(QFile::exists(folder.filePath("1.jpg")));
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !IS_SANITIZED
 
 TEST_F(WorkerConverterRealTest, TellsThatAPageNeedsMoreMemoryThanTheWorkerHas)
 {

@@ -292,7 +292,7 @@ bool FailsWithoutAThread()
 
 TEST_F(WorkerPdfProviderTest, AnswersWhenItsThreadCannotBeStarted)
 {
-#ifdef __SANITIZE_THREAD__
+#if IS_THREAD_SANITIZED
     GTEST_SKIP() << "it has a thread of its own, and none is allowed behind its fork";
 #endif
     const pid_t child = ::fork();
@@ -778,7 +778,7 @@ TEST_F(WorkerPdfProviderRealTest, NeverReplacesAFile)
     EXPECT_EQ(Open(provider, InFolder("secret.pdf")).id, -1) << "still encrypted";
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !IS_SANITIZED
 
 TEST_F(WorkerPdfProviderRealTest, TellsThatADocumentNeedsMoreMemoryThanTheWorkerHas)
 {

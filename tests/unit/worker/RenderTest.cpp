@@ -1,6 +1,7 @@
 // Pictures of pages.
 
 #include "SamplePdf.h"
+#include "Sanitizers.h"
 #include "WorkerFixture.h"
 
 #include <cmath>
@@ -438,7 +439,7 @@ TEST_F(RenderTest, NoticesThatAFileHasBeenReplaced)
     EXPECT_EQ(Outcome(Convert(file, Path("out.png"), "png", {{"page", 1}})), "unreadable");
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !IS_SANITIZED
 
 class MemoryTest : public RenderTest
 {
