@@ -38,6 +38,7 @@ inline constexpr char size[] = "size";
 inline constexpr char gray[] = "gray";
 inline constexpr char quality[] = "quality";
 inline constexpr char compression[] = "compression";
+inline constexpr char linearize[] = "linearize";
 inline constexpr char ok[] = "ok";
 inline constexpr char reason[] = "reason";
 inline constexpr char message[] = "message";

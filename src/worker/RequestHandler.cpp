@@ -118,11 +118,16 @@ Encoding EncodingOf(const QJsonObject& request, const QString& format)
     return encoding;
 }
 
+bool Flag(const QJsonObject& request, const char* name)
+{
+    if (request.contains(name) && !request[name].isBool())
+        Refuse(name, " is neither true nor false");
+    return request[name].toBool();
+}
+
 PixelFormat PixelsOf(const QJsonObject& request)
 {
-    if (request.contains(Key::gray) && !request[Key::gray].isBool())
-        Refuse(Key::gray, " is neither true nor false");
-    return request[Key::gray].toBool() ? PixelFormat::Gray : PixelFormat::Bgrx;
+    return Flag(request, Key::gray) ? PixelFormat::Gray : PixelFormat::Bgrx;
 }
 
 /** The pages that are wanted; none for all of them. */
@@ -232,7 +237,7 @@ QJsonObject RequestHandler::Convert(const QJsonObject& request)
     return WhileUnchanged(before, [&] {
         NewFile file(output, byUmask, largestFile);
         if (isPdf)
-            PdfDocument(input, std::string()).Save(file);
+            WritePdf(file, request);
         else if (format == WorkerProtocol::Format::txt)
             WriteText(file, request);
         else
@@ -279,6 +284,17 @@ FileState RequestHandler::TakeUp(const std::string& path)
     if (!now.IsOfFileOf(atEntry))
         throw RequestError(Reason::Changed, "another file has taken its place");
     return now;
+}
+
+void RequestHandler::WritePdf(NewFile& file, const QJsonObject& request)
+{
+    const std::vector<qint64> pages = Pages(request);
+    // What fails may leave the document in a state of its own.
+    std::unique_ptr<PdfDocument> document = std::move(source);
+    if (!document || !document->File().State().IsStillThatOf(input))
+        document = std::make_unique<PdfDocument>(input, std::string());
+    document->SavePages(file, {pages.begin(), pages.end()}, Flag(request, Key::linearize));
+    source = std::move(document);
 }
 
 void RequestHandler::WriteText(NewFile& file, const QJsonObject& request)

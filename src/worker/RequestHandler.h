@@ -38,6 +38,7 @@ private:
     QJsonObject Close(const QJsonObject& request);
     QJsonObject Convert(const QJsonObject& request);
     FileState TakeUp(const std::string& path);
+    void WritePdf(NewFile& file, const QJsonObject& request);
     void WriteText(NewFile& file, const QJsonObject& request);
     void WritePage(NewFile& file, const QJsonObject& request, const QString& format);
     void Finish(NewFile& result, const FileState& before) const;
@@ -59,6 +60,8 @@ private:
     std::map<qint64, Held> documents;
     /** Documents that were closed: to destroy a large one takes long, and the process ends soon. */
     std::vector<std::unique_ptr<PdfDocument>> closed;
+    /** What pages were last written of as a PDF, as others are likely to be asked for next. */
+    std::unique_ptr<PdfDocument> source;
     /** The renderer of the last converted document, whose pages are likely to be asked for next. */
     std::unique_ptr<PageRenderer> renderer;
 };

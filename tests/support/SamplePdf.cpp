@@ -3,8 +3,11 @@
 #include <cmath>
 #include <functional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include <qpdf/QPDF.hh>
+#include <qpdf/QPDFEmbeddedFileDocumentHelper.hh>
 #include <qpdf/QPDFWriter.hh>
 
 #include <QFile>
@@ -73,19 +76,25 @@ void PaintPage(QPainter& painter, int page)
     painter.drawImage(QRectF(310, 280, 220, 165), Picture());
 }
 
+/** Makes a sample and changes it. */
+void MakeChangedPages(const QString& path, int pages, const std::function<void(QPDF&)>& change)
+{
+    const QTemporaryDir folder;
+    const QString plain = folder.filePath(QStringLiteral("plain.pdf"));
+    MakeSamplePdf(plain, pages);
+    QPDF pdf;
+    pdf.processFile(plain.toUtf8().constData());
+    change(pdf);
+    const QByteArray file = path.toUtf8(); // the writer keeps the pointer
+    QPDFWriter writer(pdf, file.constData());
+    writer.write();
+}
+
 /** Makes a sample of one page and changes it. */
 void MakeChanged(const QString& path,
                  const std::function<void(QPDF&, QPDFObjectHandle page)>& change)
 {
-    const QTemporaryDir folder;
-    const QString plain = folder.filePath(QStringLiteral("plain.pdf"));
-    MakeSamplePdf(plain, 1);
-    QPDF pdf;
-    pdf.processFile(plain.toUtf8().constData());
-    change(pdf, pdf.getAllPages().front());
-    const QByteArray file = path.toUtf8(); // the writer keeps the pointer
-    QPDFWriter writer(pdf, file.constData());
-    writer.write();
+    MakeChangedPages(path, 1, [&](QPDF& pdf) { change(pdf, pdf.getAllPages().front()); });
 }
 
 /** On the page, where points are counted from the bottom left. */
@@ -146,6 +155,99 @@ void AddField(QPDF& pdf, QPDFObjectHandle page)
         " >> >> >>");
     form.replaceKey("/Fields", QPDFObjectHandle::newArray({field}));
     pdf.getRoot().replaceKey("/AcroForm", pdf.makeIndirectObject(form));
+}
+
+using Objects = std::vector<QPDFObjectHandle>;
+
+QPDFObjectHandle Dictionary(QPDF& pdf, const std::string& text)
+{
+    return pdf.makeIndirectObject(QPDFObjectHandle::parse(text));
+}
+
+QPDFObjectHandle To(const QPDFObjectHandle& page)
+{
+    return QPDFObjectHandle::newArray({page, QPDFObjectHandle::newName("/Fit")});
+}
+
+/** Puts headings in a row below another one. */
+void Hang(QPDFObjectHandle above, const Objects& headings)
+{
+    for (std::size_t i = 0; i < headings.size(); ++i) {
+        QPDFObjectHandle heading = headings[i];
+        heading.replaceKey("/Parent", above);
+        if (i > 0)
+            heading.replaceKey("/Prev", headings[i - 1]);
+        if (i + 1 < headings.size())
+            heading.replaceKey("/Next", headings[i + 1]);
+    }
+    above.replaceKey("/First", headings.front());
+    above.replaceKey("/Last", headings.back());
+}
+
+void AddHeadings(QPDF& pdf, const Objects& pages)
+{
+    QPDFObjectHandle one = Dictionary(pdf, "<< /Title (One) /Count -1 >>");
+    one.replaceKey("/Dest", To(pages[0]));
+    QPDFObjectHandle below = Dictionary(pdf, "<< /Title (One below) >>");
+    below.replaceKey("/Dest", To(pages[pages.size() > 2 ? 2 : 0]));
+    Hang(one, {below});
+    const QPDFObjectHandle two =
+        Dictionary(pdf, "<< /Title (Two) /A << /S /GoTo /D (second) >> >>");
+    const QPDFObjectHandle out =
+        Dictionary(pdf, "<< /Title (Out) /A << /S /URI /URI (https://example.org/) >> >>");
+    const QPDFObjectHandle all = Dictionary(pdf, "<< /Type /Outlines /Count 3 >>");
+    Hang(all, {one, two, out});
+    pdf.getRoot().replaceKey("/Outlines", all);
+    QPDFObjectHandle places = QPDFObjectHandle::parse("[(second) null]");
+    places.setArrayItem(1, To(pages[pages.size() > 1 ? 1 : 0]));
+    QPDFObjectHandle names = Dictionary(pdf, "<< /Dests << >> >>");
+    names.getKey("/Dests").replaceKey("/Names", places);
+    pdf.getRoot().replaceKey("/Names", names);
+}
+
+void AddFieldsAndLinks(QPDF& pdf, const Objects& pages)
+{
+    Objects fields;
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+        const std::string number = std::to_string(i + 1);
+        fields.push_back(AddAnnotation(pdf, pages[i], sampleField,
+                                       "<< /Type /Annot /Subtype /Widget /FT /Tx /F 4"
+                                       " /DA (/Helv 24 Tf 0 g) /T (field " +
+                                           number + ") /V (value " + number + ") >>"));
+        AddAnnotation(pdf, pages[i], samplePatch, "<< /Type /Annot /Subtype /Link >>")
+            .replaceKey("/Dest", To(pages[(i + 1) % pages.size()]));
+    }
+    QPDFObjectHandle form = Dictionary(
+        pdf, "<< /DA (/Helv 24 Tf 0 g) /DR << /Font << /Helv << /Type /Font /Subtype /Type1"
+             " /BaseFont /Helvetica /Encoding /WinAnsiEncoding >> >> >> >>");
+    form.replaceKey("/Fields", QPDFObjectHandle::newArray(fields));
+    pdf.getRoot().replaceKey("/AcroForm", form);
+}
+
+void AddTags(QPDF& pdf, const Objects& pages)
+{
+    const QPDFObjectHandle root = Dictionary(pdf, "<< /Type /StructTreeRoot >>");
+    Objects tags;
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+        tags.push_back(Dictionary(pdf, "<< /Type /StructElem /S /P /ActualText (tag " +
+                                           std::to_string(i + 1) + ") >>"));
+        tags.back().replaceKey("/Pg", pages[i]);
+        tags.back().replaceKey("/P", root);
+    }
+    QPDFObjectHandle(root).replaceKey("/K", QPDFObjectHandle::newArray(tags));
+    pdf.getRoot().replaceKey("/StructTreeRoot", root);
+    pdf.getRoot().replaceKey("/MarkInfo", QPDFObjectHandle::parse("<< /Marked true >>"));
+}
+
+/** The resources of one page stay what that page needs where all pages have those of all. */
+void ShareResources(QPDF& pdf, const Objects& pages)
+{
+    const QPDFObjectHandle shared = Dictionary(pdf, "<< >>");
+    for (QPDFObjectHandle page : pages) {
+        QPDFObjectHandle own = page.getKey("/Resources");
+        QPDFObjectHandle(shared).mergeResources(own);
+        page.replaceKey("/Resources", shared);
+    }
 }
 
 void ChangeBytes(const QString& path, const std::function<void(QByteArray&)>& change)
@@ -219,6 +321,24 @@ void EncryptPdf(const QString& from, const QString& to, Encryption encryption,
         break;
     }
     writer.write();
+}
+
+void MakeListedPdf(const QString& path, int pages)
+{
+    MakeChangedPages(path, pages, [](QPDF& pdf) {
+        const Objects all = pdf.getAllPages();
+        AddHeadings(pdf, all);
+        AddFieldsAndLinks(pdf, all);
+        AddTags(pdf, all);
+        ShareResources(pdf, all);
+        pdf.getRoot().replaceKey("/PageLabels",
+                                 QPDFObjectHandle::parse("<< /Nums [0 << /S /r >> 2 << /S /D >>]"
+                                                         " >>"));
+        QPDFEmbeddedFileDocumentHelper(pdf).replaceEmbeddedFile(
+            "notes.txt",
+            QPDFFileSpecObjectHelper::createFileSpec(
+                pdf, "notes.txt", QPDFEFStreamObjectHelper::createEFStream(pdf, "to attach")));
+    });
 }
 
 void MakeFormPdf(const QString& path)

@@ -46,6 +46,17 @@ void EncryptPdf(const QString& from, const QString& to, Encryption encryption,
                 const QByteArray& userPassword, const QByteArray& ownerPassword,
                 const Allowed& allowed = {});
 
+/**
+ * Makes such pages into a document with all that a document can list for its pages.
+ *
+ * Headings "One" with "One below" folded away, "Two" by a name, and "Out" that leads to a site.
+ * Pages called i, ii, 1, 2, ... On each page a field, "field 1" and so on, of which the value is
+ * "value 1", and a link to the next page, that of the last one to the first. An attachment
+ * "notes.txt", tags with a text "tag 1" for each page, and all pictures and fonts among the
+ * resources of all pages.
+ */
+void MakeListedPdf(const QString& path, int pages);
+
 // Documents of one such page with something special about it.
 
 /**

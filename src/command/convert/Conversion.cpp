@@ -166,7 +166,10 @@ AbstractConverter::Task Conversion::MakeTask()
         task.options["need_export"] = true;
         task.options["password"] = document.Password();
     }
-    if (task.type == QLatin1String("txt"))
+    if (options.output.isLinearized)
+        task.options["linearize"] = true;
+    const bool wantsSome = task.type == QLatin1String("pdf") && !options.pages.ranges.empty();
+    if (task.type == QLatin1String("txt") || wantsSome)
         task.options["pages"] =
             PageRanges::Parse(options.pages.ranges).Choose(document.Info().pages);
     return task;

@@ -26,6 +26,7 @@ QJsonObject JournalSettings(const OutputOptions& output, const PageOptions& page
             {"output", QString::fromStdString(output.path)},
             {"beside", output.isBeside},
             {"format", QString::fromStdString(output.format)},
+            {"linearize", output.isLinearized},
             {"on-exists", onExistsWords.at(std::size_t(output.onExists))},
             {"pages", QString::fromStdString(pages.ranges)},
             {"gray", pages.gray},

@@ -13,8 +13,8 @@ constexpr std::size_t textColumn = 27;
 
 constexpr char description[] =
     "Converts PDFs, encrypted or not, to pictures of their pages, to text, or to PDFs\n"
-    "without encryption. An existing file is not overwritten: where page.png is\n"
-    "taken, the result is page(2).png.\n";
+    "without encryption, of all pages or of some. An existing file is not\n"
+    "overwritten: where page.png is taken, the result is page(2).png.\n";
 
 constexpr char usage[] = "Usage: pdfconvert INPUT... -o OUTPUT [OPTIONS]\n"
                          "       pdfconvert INPUT... -d FOLDER [-f FORMAT] [OPTIONS]\n"
@@ -29,6 +29,8 @@ constexpr char footer[] = R"(Examples:
       the text of an encrypted document; the file pw holds the password
   pdfconvert secret.pdf -o open.pdf
       a copy without encryption; the password is asked for on the terminal
+  pdfconvert report.pdf -o chapter.pdf --pages 9-24
+      a PDF of these pages; with -o page-%d.pdf one for each
   pdfconvert *.pdf -d pages
       every page of many documents: pages/report-1.png, ...
   pdfconvert archive --recursive -d pages

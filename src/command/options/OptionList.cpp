@@ -89,6 +89,10 @@ std::vector<Option> Output()
              Listed(Formats()) + ",\n"
                                  "whatever the suffix; png with -d or --beside alone",
              Formats()},
+            {{"--linearize"},
+             "",
+             "Make PDFs that a browser shows before all of them\n"
+             "has come"},
             {{"--on-exists"},
              "WHAT",
              "When a result's name is taken: number (the default:\n"

@@ -64,6 +64,8 @@ bool Counts(const std::string& option, const QString& format)
         return QStringList{"jpg", "jpeg", "webp"}.contains(format);
     if (option == "--compression")
         return format == QLatin1String("png");
+    if (option == "--linearize")
+        return format == QLatin1String("pdf");
     const bool isOfPictures = option == "--resolution" || option == "--size" || option == "--gray";
     return !isOfPictures || OutputTemplate::IsPictureFormat(format);
 }
@@ -105,8 +107,6 @@ void CheckOutput(const Options& options, const std::set<std::string>& named)
     for (const std::string& option : named)
         RefuseIf(!Counts(option, format),
                  option + " changes nothing of " + format.toStdString() + "; leave it away");
-    RefuseIf(format == QLatin1String("pdf") && !options.pages.ranges.empty(),
-             "--pages does not go with a PDF as output, which is converted whole");
 }
 
 } // namespace

@@ -68,9 +68,6 @@ OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedF
                       "cannot tell the format of '" + text.toStdString() +
                           "'; name it with -f, or end the output's name with one of ." +
                           Formats().join(" .").toStdString() + "; a folder is named with -d");
-    if (result.format == QLatin1String("pdf") && result.HasPageNumber())
-        throw Unusable(text, "has a page number, and a PDF as output is one file for the whole "
-                             "document");
     return result;
 }
 

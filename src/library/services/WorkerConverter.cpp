@@ -86,6 +86,8 @@ QJsonObject ConvertRequest(const AbstractConverter::Task& task)
                         {Key::output, RequestPath(task.destination)},
                         {Key::format, FormatOf(task)}};
     AddPictureOptions(request, task.options);
+    if (const auto* linearize = Find<bool>(task.options, "linearize"))
+        request[Key::linearize] = *linearize;
     AddPages(request, task.options);
     return request;
 }

@@ -3,6 +3,7 @@
 #include "DescribeEncryption.h"
 #include "NewFile.h"
 #include "OptionalContent.h"
+#include "PageSelection.h"
 #include "PathText.h"
 #include "PdfStructure.h"
 #include "RequestError.h"
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include <qpdf/Buffer.hh>
@@ -240,12 +242,33 @@ bool PdfDocument::HasForm()
 void PdfDocument::Save(NewFile& output)
 {
     if (IsEncrypted() || IsRepaired() || !BeginsAndEndsAsPdf(file.Bytes()))
-        Write(output);
+        Write(output, qpdf_o_disable, false);
     else
         output.Write(file.Bytes().data(), file.Bytes().size());
 }
 
-void PdfDocument::Write(NewFile& output)
+void PdfDocument::SavePages(NewFile& output, const std::set<qint64>& pages, bool isLinearized)
+{
+    const bool areAll = pages.empty() || pages.size() == pdf->getAllPages().size();
+    if (areAll && !isLinearized) {
+        Save(output);
+        return;
+    }
+    try {
+        std::optional<PageSelection> selection;
+        if (!areAll)
+            selection.emplace(*pdf, pages);
+        Write(output, qpdf_o_preserve, isLinearized);
+        if (selection)
+            selection->PutBack();
+    } catch (const RequestError&) {
+        throw;
+    } catch (const std::exception& error) {
+        throw RequestError(Reason::Damaged, error.what());
+    }
+}
+
+void PdfDocument::Write(NewFile& output, qpdf_object_stream_e packing, bool isLinearized)
 {
     KeepFreedBlocks();
     ToFile pipeline(output);
@@ -253,7 +276,8 @@ void PdfDocument::Write(NewFile& output)
         QPDFWriter writer(*pdf);
         writer.setPreserveEncryption(false);
         writer.setStreamDataMode(qpdf_s_preserve);
-        writer.setObjectStreamMode(qpdf_o_disable);
+        writer.setObjectStreamMode(packing);
+        writer.setLinearization(isLinearized);
         writer.setDeterministicID(true); // by what is written, in place of the time and the path
         writer.setOutputPipeline(&pipeline);
         writer.write();

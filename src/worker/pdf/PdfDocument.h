@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,15 @@ public:
     void Save(NewFile& output);
 
     /**
+     * Writes some of its pages, with what the document lists for them, without encryption.
+     *
+     * @param pages         from 1; all of them when there are none
+     * @param isLinearized  so that its first page can be shown before the rest has come
+     * @throws RequestError  "no-such-page", "cannot-write", "damaged"
+     */
+    void SavePages(NewFile& output, const std::set<qint64>& pages, bool isLinearized);
+
+    /**
      * The document as it is to be drawn: without encryption, form fields made content, annotations
      * of hidden optional content omitted.
      *
@@ -68,7 +78,7 @@ public:
 private:
     bool OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords);
     bool Open(const std::string& path, const std::string& password, bool repair);
-    void Write(NewFile& output);
+    void Write(NewFile& output, qpdf_object_stream_e packing, bool isLinearized);
     std::map<QString, QString> Properties();
     /** The version in the file's header, or a later one that the catalog names. */
     QString Version();

@@ -414,6 +414,21 @@ TEST_F(ProtocolTest, TakesGrayAsTrueOrFalseAlone)
         EXPECT_EQ(Picture({{"gray", value}}), "bad-request");
 }
 
+TEST_F(ProtocolTest, LinearizesPdfsByTrueOrFalseAlone)
+{
+    Sample(2);
+    const auto pdf = [this](const QJsonObject& further) {
+        const QString output = Path("out.pdf");
+        QFile::remove(output);
+        return Outcome(Convert(Path("sample-2.pdf"), output, "pdf", further));
+    };
+    EXPECT_EQ(pdf({{"linearize", true}}), "ok");
+    EXPECT_EQ(pdf({{"linearize", false}, {"pages", QJsonArray{2}}}), "ok");
+    EXPECT_EQ(pdf({{"pages", QJsonArray{3}}}), "no-such-page");
+    for (const QJsonValue& value : {QJsonValue(), QJsonValue(1), QJsonValue("true")})
+        EXPECT_EQ(pdf({{"linearize", value}}), "bad-request");
+}
+
 TEST_F(ProtocolTest, TakesQualitiesWithinBounds)
 {
     Sample(2);

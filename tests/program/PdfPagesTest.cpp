@@ -1,0 +1,220 @@
+#include "Program.h"
+#include "SamplePdf.h"
+
+#include <gmock/gmock.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace Korvel::App {
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+
+/** PDFs of pages of PDFs, which qpdf looks at. */
+class PdfPagesTest : public ProgramTest
+{
+protected:
+    PdfPagesTest() { MakeListedPdf(Path("listed.pdf"), 4); }
+
+    /** What qpdf says of a file; it has to end well. */
+    QByteArray Qpdf(const QStringList& arguments) const
+    {
+        QProcess qpdf;
+        qpdf.setWorkingDirectory(Path(""));
+        qpdf.start("qpdf", arguments);
+        EXPECT_TRUE(qpdf.waitForFinished());
+        EXPECT_EQ(qpdf.exitCode(), 0) << qpdf.readAllStandardError().toStdString();
+        return qpdf.readAllStandardOutput();
+    }
+
+    void ExpectSound(const QString& name) const
+    {
+        EXPECT_THAT(Qpdf({"--check", name}).toStdString(), HasSubstr("No syntax or stream"));
+    }
+
+    QJsonObject Lists(const QString& name) const
+    {
+        return QJsonDocument::fromJson(Qpdf({"--json=2", name})).object();
+    }
+
+    /** All that a file says, nothing packed. */
+    QByteArray Unpacked(const QString& name) const
+    {
+        return Qpdf({"--qdf", "--object-streams=disable", name, "-"});
+    }
+
+    int PageCount(const QString& name) const
+    {
+        return Qpdf({"--show-npages", name}).trimmed().toInt();
+    }
+
+    /** The text of a document, a page each. */
+    QStringList Texts(const QString& name) const
+    {
+        const Outcome run = Run({name, "-o", name + ".txt", "--on-exists", "overwrite"});
+        EXPECT_EQ(run.exitCode, 0) << run.complaints;
+        QStringList first;
+        for (const QByteArray& page : Read(name + ".txt").split('\f'))
+            first.append(QString::fromUtf8(page.trimmed()).section('\n', 0, 0));
+        first.removeLast();
+        return first;
+    }
+};
+
+/** Headings, those below another one indented. */
+QStringList Titles(const QJsonArray& outlines, const QString& indent = {})
+{
+    QStringList titles;
+    for (const QJsonValue outline : outlines) {
+        const int page = outline["destpageposfrom1"].toInt();
+        titles.append(indent + outline["title"].toString() +
+                      (page > 0 ? QStringLiteral(" %1").arg(page) : QString()));
+        titles += Titles(outline["kids"].toArray(), indent + ' ');
+    }
+    return titles;
+}
+
+TEST_F(PdfPagesTest, HaveTheChosenPagesInTheirOrder)
+{
+    const Outcome run = Run({"listed.pdf", "-o", "some.pdf", "--pages", "4,2"});
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    EXPECT_EQ(run.results, QStringList("some.pdf"));
+    ExpectSound("some.pdf");
+    EXPECT_EQ(Texts("some.pdf"), QStringList({"Page 2", "Page 4"}));
+}
+
+TEST_F(PdfPagesTest, KeepWhatTheDocumentListsForThem)
+{
+    ASSERT_EQ(Run({"listed.pdf", "-o", "some.pdf", "--pages", "2-3"}).exitCode, 0);
+    const QJsonObject lists = Lists("some.pdf");
+    EXPECT_EQ(Titles(lists["outlines"].toArray()),
+              QStringList({"One", " One below 2", "Two 1", "Out"}));
+    QStringList labels;
+    for (const QJsonValue page : lists["pagelabels"].toArray())
+        labels.append(QString::fromUtf8(
+            QJsonDocument(page["label"].toObject()).toJson(QJsonDocument::Compact)));
+    EXPECT_EQ(labels, QStringList({R"({"/S":"/r","/St":2})", R"({"/S":"/D","/St":1})"}));
+    QStringList fields;
+    for (const QJsonValue field : lists["acroform"]["fields"].toArray())
+        fields.append(field["fullname"].toString() + '=' + field["value"].toString());
+    EXPECT_EQ(fields, QStringList({"field 2=u:value 2", "field 3=u:value 3"}));
+    EXPECT_TRUE(lists["attachments"].toObject().contains("notes.txt"));
+    EXPECT_THAT(Run({"some.pdf", "--inspect"}).results, Contains("  Title:         Sample"));
+}
+
+TEST_F(PdfPagesTest, TellNothingOfPagesThatAreLeftOut)
+{
+    ASSERT_EQ(Run({"listed.pdf", "-o", "one.pdf", "--pages", "1"}).exitCode, 0);
+    const QByteArray all = Unpacked("listed.pdf");
+    const QByteArray one = Unpacked("one.pdf");
+    for (const char* const text : {"(value 3)", "(tag 3)", "(One below)", "(second)"}) {
+        EXPECT_TRUE(all.contains(text)) << text;
+        EXPECT_FALSE(one.contains(text)) << text;
+    }
+    EXPECT_TRUE(one.contains("(value 1)"));
+    EXPECT_LT(QFileInfo(Path("one.pdf")).size(), QFileInfo(Path("listed.pdf")).size() / 2)
+        << "with pictures and fonts of its own page alone";
+}
+
+TEST_F(PdfPagesTest, AreOneForEachPageWhereTheTemplateHasANumber)
+{
+    const Outcome run = Run({"listed.pdf", "-o", "out/%s-%02d.pdf", "-j", "2"});
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    EXPECT_EQ(run.results, QStringList({"out/listed-01.pdf", "out/listed-02.pdf",
+                                        "out/listed-03.pdf", "out/listed-04.pdf"}));
+    for (int page = 1; page <= 4; ++page) {
+        const QString name = QStringLiteral("out/listed-0%1.pdf").arg(page);
+        ExpectSound(name);
+        EXPECT_EQ(Texts(name), QStringList(QStringLiteral("Page %1").arg(page)));
+        const QJsonObject lists = Lists(name);
+        EXPECT_EQ(lists["acroform"]["fields"].toArray().size(), 1);
+    }
+}
+
+TEST_F(PdfPagesTest, AreTheSameBytesHoweverTheyComeAbout)
+{
+    ASSERT_EQ(Run({"listed.pdf", "-o", "all-%d.pdf", "-j", "1"}).exitCode, 0);
+    for (const char* const page : {"1", "2", "3", "4"}) {
+        ASSERT_EQ(Run({"listed.pdf", "-o", "alone-%d.pdf", "--pages", page}).exitCode, 0);
+        EXPECT_EQ(Read(QStringLiteral("alone-%1.pdf").arg(page)),
+                  Read(QStringLiteral("all-%1.pdf").arg(page)))
+            << "the page before leaves nothing of itself behind";
+    }
+}
+
+TEST_F(PdfPagesTest, AllOfThemAreTheDocumentItself)
+{
+    ASSERT_EQ(Run({"listed.pdf", "-o", "all.pdf", "--pages", "1-9"}).exitCode, 0);
+    EXPECT_EQ(Read("all.pdf"), Read("listed.pdf"));
+}
+
+TEST_F(PdfPagesTest, OfEncryptedAndOfDamagedDocumentsAreSound)
+{
+    EncryptPdf(Path("listed.pdf"), Path("secret.pdf"), Encryption::Aes256, "pw", "owner");
+    const Outcome run =
+        Run({"secret.pdf", "-o", "open.pdf", "--pages", "3", "--password-file", "-"}, "pw\n");
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    ExpectSound("open.pdf");
+    EXPECT_EQ(Texts("open.pdf"), QStringList("Page 3"));
+    EXPECT_FALSE(Unpacked("open.pdf").contains("/Encrypt"));
+
+    BreakCrossReferences(Path("listed.pdf"));
+    EXPECT_EQ(Run({"listed.pdf", "-o", "mended.pdf", "--pages", "2"}).exitCode, 3);
+    ExpectSound("mended.pdf");
+    EXPECT_EQ(Texts("mended.pdf"), QStringList("Page 2"));
+}
+
+TEST_F(PdfPagesTest, ThatAreNotThereAreNamed)
+{
+    const Outcome run = Run({"listed.pdf", "-o", "some.pdf", "--pages", "7"});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_THAT(run.complaints, HasSubstr("listed.pdf: there is no page 7; the last one is 4"));
+    EXPECT_FALSE(QFile::exists(Path("some.pdf")));
+}
+
+TEST_F(PdfPagesTest, LeaveWhatExists)
+{
+    Write("some.pdf", "of the user");
+    EXPECT_EQ(Run({"listed.pdf", "-o", "some.pdf", "--pages", "1", "--on-exists", "fail"}).exitCode,
+              6);
+    EXPECT_EQ(Run({"listed.pdf", "-o", "some.pdf", "--pages", "1"}).results,
+              QStringList("some(2).pdf"));
+    EXPECT_EQ(Read("some.pdf"), "of the user");
+}
+
+TEST_F(PdfPagesTest, GoOnByAJournal)
+{
+    const QStringList command{"listed.pdf", "-o", "p-%d.pdf", "--journal", "j"};
+    EXPECT_EQ(Run(command).results.size(), 4);
+    EXPECT_EQ(Run(command).results, QStringList());
+    const Outcome other = Run(command + QStringList{"--linearize"});
+    EXPECT_EQ(other.exitCode, 2);
+    EXPECT_THAT(other.complaints, HasSubstr("linearize was"));
+}
+
+TEST_F(PdfPagesTest, AreLinearizedWhenAskedFor)
+{
+    for (const QStringList& pages : {QStringList(), QStringList{"--pages", "2-4"}}) {
+        const Outcome run = Run(
+            QStringList{"listed.pdf", "-o", "web.pdf", "--linearize", "--on-exists", "overwrite"} +
+            pages);
+        EXPECT_EQ(run.exitCode, 0) << run.complaints;
+        EXPECT_THAT(Qpdf({"--check-linearization", "web.pdf"}).toStdString(),
+                    HasSubstr("no linearization errors"));
+        ExpectSound("web.pdf");
+        EXPECT_EQ(PageCount("web.pdf"), pages.isEmpty() ? 4 : 3);
+    }
+    const QByteArray before = Read("web.pdf");
+    ASSERT_EQ(Run({"listed.pdf", "-o", "again.pdf", "--linearize", "--pages", "2-4"}).exitCode, 0);
+    EXPECT_EQ(Read("again.pdf"), before) << "the same bytes each time";
+    EXPECT_THAT(Run({"listed.pdf", "-o", "p.png", "--linearize"}).complaints,
+                HasSubstr("--linearize changes nothing of png"));
+}
+
+} // namespace
+} // namespace Korvel::App
