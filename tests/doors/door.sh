@@ -1,5 +1,5 @@
-# Read by the tests of this folder, which are called with PDFCONVERT MAKE-SAMPLE WORK: makes the folder
-# WORK, goes there, and puts our programs and those of the system in front of all others.
+# Read by the tests of this folder, which are called with PDFCONVERT MAKE-SAMPLE DEPRIVE WORK: makes the
+# folder WORK, goes there, and puts our programs and those of the system in front of all others.
 # shellcheck shell=bash
 set -euo pipefail
 
@@ -29,10 +29,13 @@ make_document() { # name, arguments of make-sample...
     QT_QPA_PLATFORM=offscreen XDG_RUNTIME_DIR=$work/run "$make_sample" "$work/$1" "${@:2}"
 }
 
+# As on a machine without a measure of the sandbox.
+without_landlock() { "$deprive" landlock=ENOSYS "$(command -v "$1")" "${@:2}"; }
+
 left_behind() { find "$TMPDIR" -mindepth 1; }
 
 sources=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../..")
-pdfconvert=$(realpath "$1") make_sample=$(realpath "$2") work=$3
+pdfconvert=$(realpath "$1") make_sample=$(realpath "$2") deprive=$(realpath "$3") work=$4
 rm -rf "$work"
 mkdir -p "$work/bin" "$work/temporary"
 mkdir -m 700 "$work/run"
