@@ -12,7 +12,8 @@ function(add_group group engine)
   set(test "${NAME}.${group}")
   if(engine)
     set(test "${NAME}.${engine}.${group}")
-    set(environment " ENVIRONMENT ENGINE=${engine}")
+    # The words of a fixture that runs none of its cases, so no failure is taken for this.
+    set(environment " ENVIRONMENT ENGINE=${engine} SKIP_REGULAR_EXPRESSION [=[no case runs: there is no]=]")
   endif()
   string(APPEND script "add_test([=[${test}]=] [=[${PROGRAM}]=]"
     " --gtest_brief=1 [=[--gtest_filter=${group}*]=])\n"

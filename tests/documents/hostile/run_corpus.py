@@ -1,10 +1,11 @@
-"""Runs pdfconvert over hostile documents: PDFCONVERT SCHEMA CORPUS MODE FIRST STEP
+"""Runs pdfconvert over hostile documents: PDFCONVERT SCHEMA CORPUS MODE ENGINE FIRST STEP
 
 MODE is png, txt, pdf, inspect, or arguments for what the command line itself has to refuse. Takes
 every STEP-th document from number FIRST on; where HOSTILE_FIFTH is set, to a number below 5, of the
 documents every fifth from that one on alone. Checks that each comes to exactly one end within its
 time, a whole result or a failure that names it; that memory stays within its limit; and that nothing
-else is left, neither files nor processes. Says at the end what became of them.
+else is left, neither files nor processes. Says at the end what became of them. Exits with 77 where
+there is no such ENGINE.
 """
 
 import collections
@@ -32,6 +33,7 @@ CODES = {"empty": {4}, "not-a-pdf": {4}, "not-a-name": {4}, "damaged": {4, 7},
          "unsupported-encryption": {7}, "no-password": {8}, "cannot-render": {7}, "out-of-memory": {7},
          "worker-failed": {7}, "too-large": {7}, "timed-out": {124}, "cannot-write": {5}}
 PARTLY, WARNED, USAGE, DONE = 10, 3, 2, 0
+SKIPPED = 77
 
 LONGEST_NAME = 255
 LOG_LINE = re.compile(rb"[IWE]\d{8} ")
@@ -63,13 +65,14 @@ def has_longest_name(path):
 class Command:
     """One run over a batch of documents, each of its promises checked."""
 
-    def __init__(self, program, mode, paths, folder):
+    def __init__(self, program, mode, engine, paths, folder):
         self.mode, self.paths = mode, paths
         self.output, self.temp = os.path.join(folder, "out"), os.path.join(folder, "temp")
         self.standard_output = os.path.join(folder, "stdout")
         os.mkdir(self.temp)
         self.arguments = [program, "-j", "2", "--timeout", str(TIMEOUT), "--memory-limit",
-                          str(MEMORY_LIMIT), "--temp-dir", self.temp, "--progress", "json"]
+                          str(MEMORY_LIMIT), "--engine", engine, "--temp-dir", self.temp, "--progress",
+                          "json"]
         self.arguments += ["--inspect"] if mode == "inspect" else ["-f", mode, "-d", self.output]
         self.arguments += ["-r", "72"] if mode == "png" else []
         # Everything but the text runs with a log between the events, which tells of dead workers.
@@ -248,10 +251,10 @@ def snapshot(corpus):
     return {entry.name: (entry.stat().st_size, entry.stat().st_mtime_ns) for entry in os.scandir(corpus)}
 
 
-def run_batch(program, mode, paths, reasons, total):
+def run_batch(program, mode, engine, paths, reasons, total):
     folder = tempfile.mkdtemp(prefix="hostile-")
     try:
-        command = Command(program, mode, paths, folder)
+        command = Command(program, mode, engine, paths, folder)
         command.run(folder)
         total.add(command, command.check(reasons))
     finally:
@@ -287,17 +290,17 @@ class Total:
                 f" timed out: {', '.join(self.slow) or 'none'}")
 
 
-def run_all(program, schema, mode, paths):
+def run_all(program, schema, mode, engine, paths):
     """What is broken."""
     with open(schema, encoding="utf-8") as file:
         reasons = set(json.load(file)["definitions"]["reason"]["enum"])
     total, broken = Total(), []
     for start in range(0, len(paths), BATCH):
         try:
-            run_batch(program, mode, paths[start:start + BATCH], reasons, total)
+            run_batch(program, mode, engine, paths[start:start + BATCH], reasons, total)
         except Broken as error:
             broken.append(f"{shown(paths[start])} and others: {error}")
-    print(total.describe(mode))
+    print(f"{engine}, {total.describe(mode)}")
     return broken
 
 
@@ -314,16 +317,24 @@ def run_arguments(program, paths):
     return broken if refused else ["there is no such name"]
 
 
+def has_pdfium(program):
+    version = subprocess.run([program, "--version"], capture_output=True, check=True)
+    return b"\nengine: PDFium" in version.stdout
+
+
 def main():
-    if len(sys.argv) != 7:
+    if len(sys.argv) != 8:
         sys.exit(__doc__)
-    program, schema, corpus, mode, first, step = sys.argv[1:]
+    program, schema, corpus, mode, engine, first, step = sys.argv[1:]
+    if engine == "pdfium" and not has_pdfium(program):
+        print("skipped: there is no PDFium")
+        sys.exit(SKIPPED)
     before = snapshot(os.fsencode(corpus))
     paths = [os.path.join(os.fsencode(corpus), name) for name in sorted(before)]
     fifth = os.environ.get("HOSTILE_FIFTH")
     chosen = (paths[int(fifth)::5] if fifth else paths)[int(first)::int(step)]
     broken = (run_arguments(program, paths) if mode == "arguments"
-              else run_all(program, schema, mode, chosen))
+              else run_all(program, schema, mode, engine, chosen))
     if snapshot(os.fsencode(corpus)) != before:
         broken.append("the documents themselves were changed")
     sys.exit("\n".join(broken) if broken else None)
