@@ -199,7 +199,8 @@ QJsonObject RequestHandler::Open(const QJsonObject& request)
         return PDF::ToJson(document->Description());
     });
     description[Key::engine] = QString::fromStdString(EngineName());
-    documents.emplace(number, Held{std::move(document), before});
+    const bool servesAnybody = !document->IsEncrypted();
+    documents.emplace(number, Held{std::move(document), before, servesAnybody});
     return description;
 }
 
@@ -208,11 +209,12 @@ QJsonObject RequestHandler::Save(const QJsonObject& request)
     const auto document = documents.find(Number(request, Key::document));
     if (document == documents.end())
         throw RequestError(Reason::NoSuchDocument, "no document of that number is open");
-    const auto& [held, state] = document->second;
-    return WhileUnchanged(state, [&, &document = *held, &before = state] {
+    Held& held = document->second;
+    held.servesAnybody = false;
+    return WhileUnchanged(held.state, [&] {
         NewFile copy(Path(request, Key::file), forOwner, largestFile);
-        document.Save(copy);
-        Finish(copy, before);
+        held.document->Save(copy);
+        Finish(copy, held.state);
         return QJsonObject();
     });
 }
@@ -222,7 +224,11 @@ QJsonObject RequestHandler::Close(const QJsonObject& request)
     auto document = documents.extract(Number(request, Key::document));
     if (!document)
         throw RequestError(Reason::NoSuchDocument, "no document of that number is open");
-    closed.push_back(std::move(document.mapped().document));
+    Held& held = document.mapped();
+    if (held.servesAnybody)
+        std::swap(reusable, held.document);
+    if (held.document)
+        closed.push_back(std::move(held.document));
     return {};
 }
 
@@ -318,9 +324,19 @@ PageRenderer& RequestHandler::RendererFor(const std::string& path)
 {
     if (!renderer || !renderer->Serves(path)) {
         renderer.reset();
-        renderer = std::make_unique<PageRenderer>(path);
+        renderer = OpenToDraw(path);
     }
     return *renderer;
+}
+
+std::unique_ptr<PageRenderer> RequestHandler::OpenToDraw(const std::string& path)
+{
+    if (const auto opened = std::move(reusable)) {
+        auto ofOpened = std::make_unique<PageRenderer>(path, std::move(*opened));
+        if (ofOpened->Serves(path))
+            return ofOpened;
+    }
+    return std::make_unique<PageRenderer>(path);
 }
 
 } // namespace Korvel::Worker

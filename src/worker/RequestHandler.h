@@ -45,6 +45,7 @@ private:
     template <typename Work>
     QJsonObject WhileUnchanged(const FileState& before, const Work& work) const;
     PageRenderer& RendererFor(const std::string& path);
+    std::unique_ptr<PageRenderer> OpenToDraw(const std::string& path);
 
     const std::function<void(const std::string& file)> enterSandbox;
     const std::uint64_t largestFile;
@@ -56,12 +57,16 @@ private:
     {
         std::unique_ptr<PdfDocument> document;
         FileState state;
+        /** Whether it is as it was opened, and by whom it was opened does not matter. */
+        bool servesAnybody;
     };
     std::map<qint64, Held> documents;
     /** Documents that were closed: to destroy a large one takes long, and the process ends soon. */
     std::vector<std::unique_ptr<PdfDocument>> closed;
     /** What pages were last written of as a PDF, as others are likely to be asked for next. */
     std::unique_ptr<PdfDocument> source;
+    /** One that was closed and can be drawn without being opened anew. */
+    std::unique_ptr<PdfDocument> reusable;
     /** The renderer of the last converted document, whose pages are likely to be asked for next. */
     std::unique_ptr<PageRenderer> renderer;
 };

@@ -78,11 +78,11 @@ void ProgramTest::Send(int signal, const QProcess& process)
         ::kill(pid_t(process.processId()), signal);
 }
 
-QStringList ProgramTest::ChildrenOf(const QString& process, const QString& thread)
+QStringList ProgramTest::ChildrenOf(const QString& process)
 {
     QStringList all;
     const QDir threads(QStringLiteral("/proc/%1/task").arg(process));
-    for (const QString& name : threads.entryList({thread}, QDir::Dirs)) {
+    for (const QString& name : threads.entryList({"[0-9]*"}, QDir::Dirs)) {
         QFile children(threads.filePath(name + "/children"));
         if (children.open(QIODevice::ReadOnly))
             all += QString::fromLatin1(children.readAll()).split(' ', Qt::SkipEmptyParts);
@@ -90,9 +90,9 @@ QStringList ProgramTest::ChildrenOf(const QString& process, const QString& threa
     return all;
 }
 
-QStringList ProgramTest::Children(const QProcess& process, const QString& thread)
+QStringList ProgramTest::Children(const QProcess& process)
 {
-    return ChildrenOf(QString::number(process.processId()), thread);
+    return ChildrenOf(QString::number(process.processId()));
 }
 
 QStringList ProgramTest::Descendants(const QProcess& process)

@@ -48,9 +48,9 @@ protected:
     /** Sends it a signal, unless it has ended: its number is 0 then, the whole process group's. */
     static void Send(int signal, const QProcess& process);
 
-    /** Processes that one has started and that still run: of all threads, or of the one given. */
-    static QStringList ChildrenOf(const QString& process, const QString& thread = "[0-9]*");
-    static QStringList Children(const QProcess& process, const QString& thread = "[0-9]*");
+    /** Processes that one has started and that still run. */
+    static QStringList ChildrenOf(const QString& process);
+    static QStringList Children(const QProcess& process);
 
     /** The numbers of all processes that came of it. */
     static QStringList Descendants(const QProcess& process);

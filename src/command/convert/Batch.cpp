@@ -107,7 +107,7 @@ std::vector<Input> Batch::Collect()
 
 void Batch::OpenAndPlan(const std::vector<Input>& inputs)
 {
-    factory.PrepareWorkers(!options.run.isDry && !options.run.inspects);
+    factory.PrepareWorkers(inputs.size(), !options.run.isDry && !options.run.inspects);
     if (!options.run.inspects)
         planner = std::make_unique<Planner>(run, inputs);
     for (const Input& input : inputs) {

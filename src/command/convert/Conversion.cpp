@@ -162,7 +162,7 @@ AbstractConverter::Task Conversion::MakeTask()
         task.options["quality"] = options.pages.quality;
     if (!options.pages.compression.empty())
         task.options["compression"] = QString::fromStdString(options.pages.compression);
-    if (document.Info().encrypted || document.Info().repaired) {
+    if (document.NeedsCopy()) {
         task.options["need_export"] = true;
         task.options["password"] = document.Password();
     }

@@ -108,10 +108,22 @@ ConverterFactory::ConverterFactory(const RunOptions& options, OnExists onExists,
     });
 }
 
-void ConverterFactory::PrepareWorkers(bool willConvert)
+void ConverterFactory::PrepareWorkers(std::size_t documents, bool willConvert)
 {
     provider->Prepare();
-    if (willConvert)
+    keepsWorker = willConvert && documents == 1;
+    if (willConvert && !keepsWorker)
+        workers->Prepare();
+}
+
+void ConverterFactory::Close(const PDF::DocumentHandle& document, bool needsCopy)
+{
+    if (keepsWorker && !needsCopy) {
+        workers->Adopt(provider->TakeWorker(document));
+        return;
+    }
+    provider->CloseDocument(document);
+    if (keepsWorker)
         workers->Prepare();
 }
 

@@ -2,6 +2,7 @@
 
 #include "AbstractConverter.h"
 #include "FailureMessages.h"
+#include "IPDFProvider.h"
 #include "OnExists.h"
 #include "WorkerProcess.h"
 
@@ -19,7 +20,6 @@
 namespace Korvel {
 namespace PDF {
 class IFileSystem;
-class IPDFProvider;
 class LocalFileSystem;
 class SessionFolder;
 class UuidFileNameGenerator;
@@ -60,9 +60,16 @@ public:
 
     /**
      * Starts workers to open and, if that is to come, to convert documents, so that the first one
-     * need not wait for them.
+     * need not wait for them. The worker that opens an only document goes on to convert it.
      */
-    void PrepareWorkers(bool willConvert);
+    void PrepareWorkers(std::size_t documents, bool willConvert);
+
+    /**
+     * Closes a document that the provider has opened.
+     *
+     * @param needsCopy  whether it is opened once more, to be copied, before it is converted
+     */
+    void Close(const PDF::DocumentHandle& document, bool needsCopy);
 
     /** How many documents or pages are converted at once. */
     std::size_t Jobs() const { return jobs; }
@@ -145,6 +152,8 @@ private:
     /** The fan-outs of the chains that are there. */
     std::vector<QPointer<PDF::Converter::PageFanOut>> fanOuts;
     std::chrono::milliseconds timeOfCopies{0};
+    /** Whether the one worker that runs is to convert what it opens. */
+    bool keepsWorker = false;
     /** Receives calls from the signals' thread. */
     QObject mainThread;
 };

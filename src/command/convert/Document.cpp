@@ -93,8 +93,8 @@ bool Document::TakesPassword(const std::string& tried, ConverterFactory& factory
     const PDF::DocumentHandle handle = provider.OpenDocument(path, tried).get();
     factory.CheckForSignal();
     if (auto described = provider.Describe(handle)) {
-        provider.CloseDocument(handle);
         info = std::move(*described);
+        factory.Close(handle, NeedsCopy());
         password = tried;
         return true;
     }

@@ -40,6 +40,9 @@ public:
     /** What the document says of itself. */
     const PDF::DocumentInfo& Info() const { return info; }
 
+    /** Whether a copy of it is converted, without encryption and damage. */
+    bool NeedsCopy() const { return info.encrypted || info.repaired; }
+
     const std::string& Password() const { return password; }
 
     /** Overwrites the password, once it is with whoever converts the document. */

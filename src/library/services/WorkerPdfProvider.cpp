@@ -201,6 +201,16 @@ struct WorkerPdfProvider::Impl
             idle.push_back(std::move(released.mapped()));
         }
 
+        /** Gives the process of a document away, to another thread; null where it has none. */
+        std::unique_ptr<WorkerProcess> GiveAway(qint64 document, QThread* to)
+        {
+            auto given = byDocument.extract(document);
+            if (!given || !given.mapped()->IsStarted())
+                return nullptr;
+            given.mapped()->moveToThread(to);
+            return std::move(given.mapped());
+        }
+
         /** Ends all processes; takes them out first, as receivers release their documents. */
         void EndAll()
         {
@@ -278,6 +288,17 @@ struct WorkerPdfProvider::Impl
         documents[id] = {info, file};
         openFailures.erase(file);
         saveFailures.erase(file);
+    }
+
+    void Forget(const DocumentHandle& document)
+    {
+        const std::lock_guard lock(mutex);
+        documents.erase(document.id);
+    }
+
+    static QJsonObject CloseRequest(const DocumentHandle& document)
+    {
+        return {{Key::op, Operation::close}, {Key::document, qint64(document.id)}};
     }
 
     void KeepEngine(const QString& name)
@@ -424,16 +445,36 @@ std::future<bool> WorkerPdfProvider::CloseDocument(const DocumentHandle& documen
 {
     const auto reply = std::make_shared<Reply<bool>>(false);
     std::future<bool> closed = reply->Future();
-    {
-        const std::lock_guard lock(impl->mutex);
-        impl->documents.erase(document.id);
-    }
-    impl->Ask(document.id, {{Key::op, Operation::close}, {Key::document, qint64(document.id)}},
+    impl->Forget(document);
+    impl->Ask(document.id, impl->CloseRequest(document),
               [state = impl.get(), reply, id = document.id](const QJsonObject& answer) {
                   reply->Set(answer[Key::ok].toBool());
                   state->workers->Release(id);
               });
     return closed;
+}
+
+std::unique_ptr<WorkerProcess> WorkerPdfProvider::TakeWorker(const DocumentHandle& document)
+{
+    using Given = std::unique_ptr<WorkerProcess>;
+    const auto given = std::make_shared<Given>();
+    auto reply = std::make_shared<Reply<bool>>(false);
+    std::future<bool> isGiven = reply->Future();
+    impl->Forget(document);
+    impl->Ask(document.id, impl->CloseRequest(document),
+              [state = impl.get(), given, reply = std::move(reply), id = document.id,
+               to = QThread::currentThread()](const QJsonObject& answer) {
+                  if (!answer[Key::ok].toBool()) {
+                      state->workers->Release(id);
+                      return;
+                  }
+                  // Later, as the process has still to come back from telling this.
+                  state->Later([state, given, reply, id, to] {
+                      *given = state->workers->GiveAway(id, to);
+                      reply->Set(true);
+                  });
+              });
+    return isGiven.get() ? std::move(*given) : nullptr;
 }
 
 std::optional<DocumentInfo> WorkerPdfProvider::Describe(const DocumentHandle& document) const

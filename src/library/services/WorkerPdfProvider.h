@@ -48,6 +48,15 @@ public:
 
     std::future<bool> CloseDocument(const DocumentHandle& document) override;
 
+    /**
+     * Closes a document and gives away its worker, on the calling thread, which has the document's
+     * file in hand still: a request to convert it need not wait for it to be opened. Blocks until
+     * the worker is free. The worker dies with this provider.
+     *
+     * @return null where the worker has died, or the provider was shut down
+     */
+    std::unique_ptr<WorkerProcess> TakeWorker(const DocumentHandle& document);
+
     /** What was learned of a document when it was opened; nothing after it has been closed. */
     std::optional<DocumentInfo> Describe(const DocumentHandle& document) const;
 

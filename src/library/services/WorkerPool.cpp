@@ -3,6 +3,7 @@
 #include "WorkerProtocol.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include <QPointer>
@@ -10,8 +11,19 @@
 
 namespace Korvel::PDF {
 
-WorkerPool::WorkerPool(const WorkerSettings& settings, int processes)
+namespace {
+
+/** About the time that a process takes to start. */
+constexpr std::chrono::milliseconds timeToStart(15);
+
+} // namespace
+
+WorkerPool::WorkerPool(const WorkerSettings& settings, int processes) : patience(this)
 {
+    patience.setSingleShot(true);
+    patience.setTimerType(Qt::PreciseTimer);
+    patience.setInterval(timeToStart);
+    connect(&patience, &QTimer::timeout, this, &WorkerPool::ServeByMore);
     for (int i = 0; i < processes; ++i) {
         workers.emplace_back();
         workers.back().process = std::make_unique<WorkerProcess>(settings);
@@ -27,6 +39,15 @@ WorkerPool::~WorkerPool()
         for (const Worker& worker : workers)
             worker.process->End();
     } while (!waiting.empty() || IsBusy()); // receivers may have asked for more meanwhile
+}
+
+void WorkerPool::Adopt(std::unique_ptr<WorkerProcess> process)
+{
+    if (!process)
+        return;
+    process->setParent(this);
+    workers.front().process = std::move(process);
+    workers.front().isSound = true;
 }
 
 bool WorkerPool::IsBusy() const
@@ -85,6 +106,27 @@ WorkerPool::Choice WorkerPool::ChooseFor(const Worker& worker)
     return best;
 }
 
+/** Whether the process is free; of those that were not started, one alone unless more may be. */
+bool WorkerPool::MayServe(const Worker& worker) const
+{
+    return !worker.asker && !worker.isOut &&
+           (mayStartMore || worker.process->IsStarted() || !IsBusy());
+}
+
+bool WorkerPool::CanStartMore() const
+{
+    return std::any_of(workers.begin(), workers.end(), [](const Worker& worker) {
+        return !worker.asker && !worker.isOut && !worker.process->IsStarted();
+    });
+}
+
+void WorkerPool::ServeByMore()
+{
+    mayStartMore = true;
+    Serve();
+    mayStartMore = false;
+}
+
 /** Gives free processes requests, as long as there are both. */
 void WorkerPool::Serve()
 {
@@ -92,7 +134,7 @@ void WorkerPool::Serve()
         Worker* chosen = nullptr;
         Choice best{waiting.begin(), -1};
         for (Worker& worker : workers) {
-            if (worker.asker || worker.isOut)
+            if (!MayServe(worker))
                 continue;
             if (const Choice choice = ChooseFor(worker); choice.suitability > best.suitability) {
                 chosen = &worker;
@@ -100,11 +142,13 @@ void WorkerPool::Serve()
             }
         }
         if (!chosen)
-            return;
+            break;
         Request request = std::move(*best.request);
         waiting.erase(best.request);
         HandOut(*chosen, std::move(request));
     }
+    if (!waiting.empty() && CanStartMore() && !patience.isActive())
+        patience.start();
 }
 
 void WorkerPool::HandOut(Worker& worker, Request request)

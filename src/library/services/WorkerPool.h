@@ -10,6 +10,7 @@
 #include <QJsonObject>
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 namespace Korvel::PDF {
 
@@ -19,8 +20,9 @@ namespace Korvel::PDF {
  * A request waits until a process is free. A free process takes the oldest request for the file
  * that it looks at already, else the oldest one for a file that no other process looks at, else the
  * oldest one: so several documents are worked on side by side, and each is opened by few processes.
- * Processes are started when they are first needed. Where the system has no room for one, its
- * request waits for those that work; only where there is none it fails.
+ * The first process is started when it is needed. Others, which take as long to start as some pages
+ * take to convert, are started where a request has waited for about that time. Where the system has
+ * no room for one, its request waits for those that work; only where there is none it fails.
  *
  *     auto pool = std::make_shared<WorkerPool>(settings, QThread::idealThreadCount());
  *     std::vector<std::shared_ptr<AbstractConverter>> converters;
@@ -46,6 +48,13 @@ public:
 
     /** Starts a process, if there is none, so that the first request need not wait for that. */
     void Prepare() { workers.front().process->Prepare(); }
+
+    /**
+     * Takes a process that runs, and serves this thread, for the first one.
+     *
+     * @param process  null for none; no request has been sent before
+     */
+    void Adopt(std::unique_ptr<WorkerProcess> process);
 
     /**
      * What a request failed with that no process could be started for, or none that has all
@@ -97,12 +106,18 @@ private:
 
     bool IsBusy() const;
     Choice ChooseFor(const Worker& worker);
+    bool MayServe(const Worker& worker) const;
+    bool CanStartMore() const;
     void Serve();
+    void ServeByMore();
     void HandOut(Worker& worker, Request request);
     void Answered(Worker& worker, Request request, const QJsonObject& answer);
     bool DoOthersWorkFor(Worker& worker, const QJsonObject& answer);
 
     std::vector<Worker> workers;
+    /** Runs while requests wait that a further process may be started for. */
+    QTimer patience;
+    bool mayStartMore = false;
     Waiting waiting;
     QString whyNotStarted;
 };

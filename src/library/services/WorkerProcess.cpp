@@ -124,8 +124,13 @@ QProcessEnvironment Environment()
 
 WorkerSettings WithProgram(WorkerSettings settings)
 {
-    if (settings.program.isEmpty())
-        settings.program = WorkerProcess::FindProgram();
+    if (!settings.program.isEmpty())
+        return settings;
+    settings.program = WorkerProcess::FindProgram();
+    // The program would become that one, and load its own libraries for nothing.
+    const QFileInfo withQtPdf(settings.program + QStringLiteral("-qt"));
+    if (settings.engine == DrawingEngine::Qt && withQtPdf.isExecutable())
+        settings.program = withQtPdf.filePath();
     return settings;
 }
 

@@ -63,6 +63,9 @@ public:
     /** Path of the program that is run; empty when none was found. */
     QString Program() const { return settings.program; }
 
+    /** Whether there is a process, which may have ended unnoticed. */
+    bool IsStarted() const { return process != nullptr; }
+
     /** Starts the process, so that the first request need not wait for that. */
     void Prepare();
 

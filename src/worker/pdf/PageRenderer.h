@@ -26,6 +26,16 @@ public:
      */
     explicit PageRenderer(const std::string& path);
 
+    /**
+     * The same without opening it anew.
+     *
+     * @param path    the file's
+     * @param opened  of that file, and without a password; of no use afterwards
+     * @throws RequestError         it cannot be drawn
+     * @throws std::exception  libqpdf's own: it cannot be made ready to be drawn
+     */
+    PageRenderer(const std::string& path, PdfDocument&& opened);
+
     /** Whether `path` names the file that was opened, unchanged since. */
     bool Serves(const std::string& path) const;
 
@@ -56,8 +66,6 @@ public:
     QByteArray Text(const std::vector<qint64>& pages);
 
 private:
-    PageRenderer(const std::string& path, PdfDocument&& opened);
-
     /** The index of a page, from 0. */
     int Check(qint64 page) const;
     void RequireWhatWasRead() const;

@@ -1,4 +1,6 @@
 #include "WorkerPool.h"
+
+#include "WorkerPdfProvider.h"
 #include "WorkerTestTools.h"
 
 #include <string>
@@ -70,10 +72,38 @@ TEST_F(WorkerPoolTest, StartsNoMoreProcessesThanItMayAndNoneBeforeItMust)
     Wait(1);
     EXPECT_EQ(ChildProcesses().size(), 1U);
     for (int i = 0; i < 20; ++i)
-        Ask(pool, "further", "/nowhere/a");
+        Ask(pool, "further", "/nowhere/a", Meeting());
+    EXPECT_TRUE(WaitUntil([] { return ChildProcesses().size() >= 3; }));
+    Go();
     Wait(21);
     EXPECT_EQ(ChildProcesses().size(), 3U);
     EXPECT_EQ(reasons, std::vector<std::string>(21));
+}
+
+TEST_F(WorkerPoolTest, GoesOnWithTheProcessThatHasOpenedTheDocument)
+{
+    const QString file = MakeFile("answer");
+    WorkerPdfProvider provider({ScriptedWorker()});
+    const DocumentHandle document = provider.OpenDocument(ioPath(file.toStdString()), "").get();
+    const std::vector<int> opener = ChildProcesses();
+    WorkerPool pool({ScriptedWorker()}, 2);
+    pool.Adopt(provider.TakeWorker(document));
+    EXPECT_FALSE(provider.Describe(document));
+    Ask(pool, "first", file);
+    Ask(pool, "second", file);
+    Wait(2);
+    EXPECT_EQ(processes[0], processes[1]) << "which looks at that file still";
+    EXPECT_EQ(ChildProcesses(), opener);
+}
+
+TEST_F(WorkerPoolTest, StartsAProcessWhereNoneWasAdopted)
+{
+    WorkerPdfProvider provider({ScriptedWorker()});
+    WorkerPool pool({ScriptedWorker()}, 1);
+    pool.Adopt(provider.TakeWorker({}));
+    Ask(pool, "first", "/nowhere/a");
+    Wait(1);
+    EXPECT_EQ(reasons.back(), "");
 }
 
 TEST_F(WorkerPoolTest, LeavesAProcessAtItsFile)
