@@ -119,7 +119,9 @@ int main(int argc, char** argv)
     // File names are UTF-8 whatever the locale says.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     std::ios::sync_with_stdio(false);
-    Sandbox sandbox(arguments->settings);
+    SandboxSettings settings = arguments->settings;
+    settings.hasThreadOfPool = UsesThreadOfPool();
+    Sandbox sandbox(settings);
 
     try {
         if (arguments->wantsVersion)

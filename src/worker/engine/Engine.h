@@ -15,6 +15,9 @@ namespace Korvel::Worker {
  */
 void StartEngine(const EngineSettings& wanted, char** arguments);
 
+/** Whether this program's engine works on a thread of Qt's pool, too. */
+bool UsesThreadOfPool();
+
 /** The name of this program's engine, and the file that it comes from, for people. */
 std::string EngineName();
 

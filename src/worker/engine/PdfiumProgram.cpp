@@ -39,6 +39,11 @@ void StartEngine(const EngineSettings& wanted, char** arguments)
     EndAsNotStarted("pdfconvert-worker-qt is not beside pdfconvert-worker");
 }
 
+bool UsesThreadOfPool()
+{
+    return false;
+}
+
 std::string EngineName()
 {
     return "PDFium (" + library->file + ")";

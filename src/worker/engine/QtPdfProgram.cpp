@@ -14,6 +14,11 @@ void StartEngine(const EngineSettings& wanted, char** /*arguments*/)
         EndAsNotStarted("pdfconvert-worker has PDFium, pdfconvert-worker-qt has Qt PDF");
 }
 
+bool UsesThreadOfPool()
+{
+    return true; // for conversions of formats
+}
+
 std::string EngineName()
 {
     Dl_info info = {};

@@ -96,7 +96,7 @@ bool RestrictThreadOfPool(int rules)
 
 } // namespace
 
-bool LimitFileAccess(const std::string& input, const std::string& folder)
+bool LimitFileAccess(const std::string& input, const std::string& folder, bool hasThreadOfPool)
 {
     const int version = LandlockVersion();
     if (version == 0)
@@ -110,7 +110,7 @@ bool LimitFileAccess(const std::string& input, const std::string& folder)
         Allow(rules, fonts, S_IFDIR, toReadFolder);
     if (!folder.empty())
         Allow(rules, folder, S_IFDIR, toWrite);
-    return RestrictThreadOfPool(rules) && Restrict(rules);
+    return (!hasThreadOfPool || RestrictThreadOfPool(rules)) && Restrict(rules);
 }
 
 } // namespace Korvel::Worker

@@ -9,11 +9,10 @@ namespace Korvel::Worker {
  * folder to make, write and remove files in; not even those can be read there. Where the kernel
  * can, TCP and signals to other processes go as well.
  *
- * The thread of Qt's pool has been started, and there is no other one.
- *
- * @param folder  empty for any
+ * @param folder           empty for any
+ * @param hasThreadOfPool  whether the thread of Qt's pool has been started; there is no other one
  * @return false where the kernel has no Landlock
  */
-bool LimitFileAccess(const std::string& input, const std::string& folder);
+bool LimitFileAccess(const std::string& input, const std::string& folder, bool hasThreadOfPool);
 
 } // namespace Korvel::Worker

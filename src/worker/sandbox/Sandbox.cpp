@@ -55,14 +55,15 @@ bool StartThreadOfPool()
 
 } // namespace
 
-Sandbox::Sandbox(const SandboxSettings& settings) : settings(settings)
+Sandbox::Sandbox(const SandboxSettings& settings)
+    : settings(settings), filter(settings.hasThreadOfPool)
 {
     RestrictProcess();
 }
 
 void Sandbox::SetLimits()
 {
-    if (!StartThreadOfPool()) // before no further one may be made
+    if (settings.hasThreadOfPool && !StartThreadOfPool()) // before no further one may be made
         EndAsNotStarted("there is no room for another thread");
     measures = {{"no new privileges", HasNoNewPrivileges()},
                 {"no core dump", LeavesNoCore()},
@@ -83,7 +84,8 @@ void Sandbox::LimitTime() const
 void Sandbox::Enter(const std::string& input)
 {
     using namespace WorkerProtocol::Measure;
-    measures.push_back({fileAccess, LimitFileAccess(input, settings.folder)});
+    measures.push_back(
+        {fileAccess, LimitFileAccess(input, settings.folder, settings.hasThreadOfPool)});
     measures.push_back({systemCalls, filter.Load()});
     std::string all;
     for (const std::string& name : Missing()) {

@@ -19,6 +19,11 @@ struct SandboxSettings
     std::string folder;
     /** Whether no document is looked at where a measure is missing. */
     bool requiresAll = false;
+    /**
+     * Whether the engine works on a thread of Qt's pool, too; without, the process has a single
+     * one, and fewer system calls.
+     */
+    bool hasThreadOfPool = true;
 };
 
 } // namespace Korvel::Worker

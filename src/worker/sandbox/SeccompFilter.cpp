@@ -24,12 +24,10 @@ namespace {
 constexpr bool canLimit = !IS_SANITIZED && sizeof(void*) == 8; // 32 bits have calls of other names
 
 /** System calls on files; which files is not for a filter to say. */
-constexpr int fileCalls[] = {
-    SCMP_SYS(close),    SCMP_SYS(read),       SCMP_SYS(readv),      SCMP_SYS(pread64),
-    SCMP_SYS(write),    SCMP_SYS(writev),     SCMP_SYS(lseek),      SCMP_SYS(unlink),
-    SCMP_SYS(unlinkat), SCMP_SYS(stat),       SCMP_SYS(lstat),      SCMP_SYS(fstat),
-    SCMP_SYS(statx),    SCMP_SYS(newfstatat), SCMP_SYS(access),     SCMP_SYS(getcwd),
-    SCMP_SYS(readlink), SCMP_SYS(readlinkat), SCMP_SYS(getdents64), SCMP_SYS(faccessat)};
+constexpr int fileCalls[] = {SCMP_SYS(close),  SCMP_SYS(read),       SCMP_SYS(write),
+                             SCMP_SYS(writev), SCMP_SYS(lseek),      SCMP_SYS(unlink),
+                             SCMP_SYS(stat),   SCMP_SYS(lstat),      SCMP_SYS(fstat),
+                             SCMP_SYS(statx),  SCMP_SYS(newfstatat), SCMP_SYS(getdents64)};
 
 /** System calls on the process itself. */
 constexpr int otherCalls[] = {SCMP_SYS(brk),
@@ -37,12 +35,9 @@ constexpr int otherCalls[] = {SCMP_SYS(brk),
                               SCMP_SYS(mremap),
                               SCMP_SYS(madvise),
                               SCMP_SYS(futex),
-                              SCMP_SYS(sched_yield),
-                              SCMP_SYS(sched_getaffinity),
                               SCMP_SYS(rt_sigprocmask),
                               SCMP_SYS(restart_syscall),
                               SCMP_SYS(getpid),
-                              SCMP_SYS(gettid),
                               SCMP_SYS(getrusage),
                               SCMP_SYS(sysinfo),
                               SCMP_SYS(getrandom),
@@ -51,6 +46,14 @@ constexpr int otherCalls[] = {SCMP_SYS(brk),
                               SCMP_SYS(time),
                               SCMP_SYS(exit),
                               SCMP_SYS(exit_group)};
+
+/** What threads and Qt's libraries beyond Core take. */
+constexpr int callsOfThreads[] = {SCMP_SYS(pread64),     SCMP_SYS(readv),
+                                  SCMP_SYS(unlinkat),    SCMP_SYS(access),
+                                  SCMP_SYS(faccessat),   SCMP_SYS(getcwd),
+                                  SCMP_SYS(readlink),    SCMP_SYS(readlinkat),
+                                  SCMP_SYS(sched_yield), SCMP_SYS(sched_getaffinity),
+                                  SCMP_SYS(gettid)};
 
 /** The bits of a file's mode that let it be run, by whomever and as whomever. */
 constexpr scmp_datum_t toRun = S_IXUSR | S_IXGRP | S_IXOTH | S_ISUID | S_ISGID | S_ISVTX;
@@ -107,8 +110,7 @@ void AllowCalls(Rules& rules)
         rules.Allow(call);
     for (const int call : otherCalls)
         rules.Allow(call);
-    for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mprotect)})
-        rules.Allow(call, HasNoBitOf(2, PROT_EXEC));
+    rules.Allow(SCMP_SYS(mmap), HasNoBitOf(2, PROT_EXEC));
     // A result, which others see, could else be a program that runs as this user.
     rules.Allow(SCMP_SYS(open), HasNoBitOf(2, toRun));
     rules.Allow(SCMP_SYS(openat), HasNoBitOf(3, toRun));
@@ -120,14 +122,24 @@ void AllowCalls(Rules& rules)
     rules.Allow(SCMP_SYS(prlimit64), Is(0, 0), Is(1, RLIMIT_CPU));
 }
 
+void AllowCallsOfThreads(Rules& rules)
+{
+    for (const int call : callsOfThreads)
+        rules.Allow(call);
+    // Memory of threads but the first is made writable as it is needed.
+    rules.Allow(SCMP_SYS(mprotect), HasNoBitOf(2, PROT_EXEC));
+}
+
 } // namespace
 
-SeccompFilter::SeccompFilter()
+SeccompFilter::SeccompFilter(bool hasThreadOfPool)
 {
     if (!canLimit)
         return;
     Rules rules;
     AllowCalls(rules);
+    if (hasThreadOfPool)
+        AllowCallsOfThreads(rules);
     program = rules.Program();
 }
 

@@ -13,8 +13,12 @@ namespace Korvel::Worker {
 class SeccompFilter
 {
 public:
-    /** Makes the filter, which takes longer than to load it. */
-    SeccompFilter();
+    /**
+     * Makes the filter, which takes longer than to load it.
+     *
+     * @param hasThreadOfPool  as in SandboxSettings
+     */
+    explicit SeccompFilter(bool hasThreadOfPool);
 
     /**
      * Puts the filter in force, for all threads of this process and for good.

@@ -1,9 +1,10 @@
 // What a document could try that has taken its worker over: enters the worker's sandbox, tries one
 // thing, and prints "done", or the name of the error.
 //
-//     Intruder inside|pool|outside FOLDER INPUT ATTEMPT [PATH or NUMBER]
+//     Intruder inside|pool|alone|outside FOLDER INPUT ATTEMPT [PATH or NUMBER]
 //
-// "pool" tries it on the thread of Qt's pool, "outside" without any sandbox.
+// "pool" tries it on the thread of Qt's pool, "alone" in the sandbox of an engine that uses no such
+// thread, "outside" without any sandbox.
 
 #include "Sandbox.h"
 
@@ -342,6 +343,7 @@ int main(int argc, char** argv)
         SandboxSettings settings;
         settings.folder = argv[2];
         settings.timeLimit = 1;
+        settings.hasThreadOfPool = where != "alone";
         Sandbox sandbox(settings);
         sandbox.SetLimits();
         sandbox.Enter(argv[3]);

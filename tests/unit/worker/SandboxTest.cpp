@@ -64,11 +64,12 @@ protected:
         return told.empty() ? "exit " + std::to_string(process.exitCode()) : told;
     }
 
-    /** The same in the sandbox, on either thread of the worker. */
+    /** The same in the sandbox, on either thread of the worker, and where it has but one. */
     std::string TryInside(const QString& attempt, const QString& argument = {}) const
     {
         const std::string onMain = Try("inside", attempt, argument);
         EXPECT_EQ(Try("pool", attempt, argument), onMain) << attempt.toStdString();
+        EXPECT_EQ(Try("alone", attempt, argument), onMain) << attempt.toStdString();
         return onMain;
     }
 };
@@ -232,6 +233,20 @@ TEST_F(SeccompFilterTest, LetsThroughNoneThatConvertingDoesNotTake)
                                                 {"shmget", SYS_shmget}};
     for (const auto& [name, number] : calls)
         EXPECT_EQ(TryInside("call", QString::number(number)), "ENOSYS") << name;
+}
+
+TEST_F(SeccompFilterTest, LetsFewerThroughWhereTheEngineHasNoThread)
+{
+    const QList<QPair<const char*, long>> calls{
+        {"sched_yield", SYS_sched_yield}, {"sched_getaffinity", SYS_sched_getaffinity},
+        {"gettid", SYS_gettid},           {"mprotect", SYS_mprotect},
+        {"getcwd", SYS_getcwd},           {"access", SYS_access},
+        {"readlink", SYS_readlink},       {"unlinkat", SYS_unlinkat},
+        {"pread64", SYS_pread64}};
+    for (const auto& [name, number] : calls) {
+        EXPECT_NE(Try("inside", "call", QString::number(number)), "ENOSYS") << name;
+        EXPECT_EQ(Try("alone", "call", QString::number(number)), "ENOSYS") << name;
+    }
 }
 
 TEST_F(SeccompFilterTest, RaisesNoLimit)
