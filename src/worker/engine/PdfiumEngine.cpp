@@ -16,6 +16,9 @@ constexpr int rowsBeyond = 1;
 
 constexpr int turnsInAll = 4;
 
+// PDFium keeps some 5 kB of each page that it has loaded until the document is closed.
+constexpr int mostPagesOfADocument = 500;
+
 int BytesAPixel(PixelFormat format)
 {
     return format == PixelFormat::Gray ? 1 : 4;
@@ -39,29 +42,42 @@ int ReadBlock(void* file, unsigned long position, unsigned char* into, unsigned 
 
 PdfiumEngine::~PdfiumEngine()
 {
-    Close();
-    if (document)
-        pdfium.CloseDocument(document);
+    CloseDocument();
 }
 
 bool PdfiumEngine::Open(const std::string& path)
 {
     file.setFileName(QString::fromStdString(path));
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    Pdfium::FileAccess access;
-    access.fileLength = static_cast<unsigned long>(file.size());
-    access.getBlock = ReadBlock;
-    access.parameter = &file;
-    document = pdfium.LoadCustomDocument(&access, nullptr);
-    return document;
+    return file.open(QIODevice::ReadOnly) && OpenDocument();
 }
 
 bool PdfiumEngine::Open(const QByteArray& content)
 {
+    file.close();
     bytes = content; // PDFium reads from there as long as the document is open
-    document = pdfium.LoadMemDocument(bytes.constData(), bytes.size(), nullptr);
+    return OpenDocument();
+}
+
+bool PdfiumEngine::OpenDocument()
+{
+    loads = 0;
+    if (file.isOpen()) {
+        Pdfium::FileAccess access;
+        access.fileLength = static_cast<unsigned long>(file.size());
+        access.getBlock = ReadBlock;
+        access.parameter = &file;
+        document = pdfium.LoadCustomDocument(&access, nullptr);
+    } else {
+        document = pdfium.LoadMemDocument(bytes.constData(), bytes.size(), nullptr);
+    }
     return document;
+}
+
+void PdfiumEngine::CloseDocument()
+{
+    Close();
+    if (document)
+        pdfium.CloseDocument(std::exchange(document, nullptr));
 }
 
 int PdfiumEngine::PageCount() const
@@ -82,7 +98,11 @@ void PdfiumEngine::Load(int page)
 {
     if (page == index)
         return;
-    const Pdfium::Page next = pdfium.LoadPage(document, page);
+    if (++loads > mostPagesOfADocument) {
+        CloseDocument();
+        OpenDocument();
+    }
+    const Pdfium::Page next = document ? pdfium.LoadPage(document, page) : nullptr;
     if (!next)
         throw RequestError(Reason::CannotRender,
                            "page " + std::to_string(page + 1) + " cannot be loaded");

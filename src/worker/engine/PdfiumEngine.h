@@ -40,6 +40,8 @@ private:
         double bottom = 0;
     };
 
+    bool OpenDocument();
+    void CloseDocument();
     void Load(int page);
     void LoadText(int page);
     void Close();
@@ -53,6 +55,8 @@ private:
     WatchedFile file;
     QByteArray bytes;
     Pdfium::Document document = nullptr;
+    /** Pages that were loaded since the document was opened. */
+    int loads = 0;
     /** The page that is loaded, its size and clockwise turns, and its text once it was wanted. */
     int index = -1;
     QSizeF size;

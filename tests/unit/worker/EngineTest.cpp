@@ -216,6 +216,17 @@ TEST_P(PdfiumEngineTest, DrawsInBandsWhatItDrawsAsAWhole)
     }
 }
 
+TEST_P(PdfiumEngineTest, DrawsAsManyPagesAsItIsAskedFor)
+{
+    const auto engine = Sample(2);
+    const PictureShape shape = Shape(60, 84);
+    const QImage pictures[] = {Drawn(*engine, 0, shape), Drawn(*engine, 1, shape)};
+    ASSERT_NE(pictures[0], pictures[1]);
+    for (int i = 0; i < 1200; ++i)
+        ASSERT_EQ(Drawn(*engine, i % 2, shape), pictures[i % 2]) << i;
+    EXPECT_EQ(engine->PageCount(), 2);
+}
+
 TEST_P(PdfiumEngineTest, TellsWhereEachCharacterStands)
 {
     const auto engine = Sample();
