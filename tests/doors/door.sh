@@ -40,7 +40,7 @@ rm -rf "$work"
 mkdir -p "$work/bin" "$work/temporary"
 mkdir -m 700 "$work/run"
 work=$(realpath "$work")
-export TMPDIR=$work/temporary
+export TMPDIR=$work/temporary PYTHONDONTWRITEBYTECODE=1
 ln -s "$pdfconvert" "$work/bin/pdfconvert"
 PATH=$work/bin:/usr/bin:/bin
 cd "$work"
