@@ -7,30 +7,34 @@
 #include <vector>
 
 #include <QByteArray>
+#include <QPointF>
 #include <QRectF>
 #include <QSizeF>
 #include <QString>
 
 namespace Korvel::Worker {
 
-/** Text as it is drawn, its lines ended by "\r\n". */
-struct DrawnText
-{
-    QString text;
-    /**
-     * The boxes of its runs in points, from the top of the page and its left as they are before the
-     * page is turned: so most text lies in lines.
-     */
-    std::vector<QRectF> boxes;
-};
-
 /** A character of a page and where it stands, in points from the top left of what is shown. */
 struct TextCharacter
 {
     char32_t code = 0;
+    /** As wide as the next character is away, and as high as its font. */
     QRectF box;
     /** The em of its font, in points. */
     double fontSize = 0;
+    /** Where it begins on its baseline. */
+    QPointF origin;
+    /** How far its baseline is turned, clockwise, in degrees from 0 to 359. */
+    int turned = 0;
+    /** The number of its font among those of the page's characters; -1 where it is not known. */
+    int font = -1;
+};
+
+/** What stands on a page, in the order in which it is drawn. */
+struct DrawnCharacters
+{
+    std::vector<TextCharacter> characters;
+    std::vector<std::string> fonts;
 };
 
 /**
@@ -69,14 +73,18 @@ public:
      */
     virtual DrawRows Draw(int page, const PictureShape& shape) = 0;
 
-    /** A page's text. */
-    virtual DrawnText Text(int page) = 0;
+    /** Whether it tells where each character stands. */
+    virtual bool KnowsPlaces() const = 0;
 
-    /** A stretch of it, counted in characters; where some have no code, it is another text. */
-    virtual DrawnText Text(int page, int start, int length) = 0;
+    /** A page's text in the engine's own order, its lines ended by "\r\n". */
+    virtual QString Text(int page) = 0;
 
-    /** A page's characters as they are drawn; none where the engine does not tell of them. */
-    virtual std::vector<TextCharacter> Characters(int page) = 0;
+    /**
+     * A page's characters as they are drawn; none where the engine does not tell their places.
+     *
+     * @param wantsFonts  whether the names of fonts are wanted, which take some time
+     */
+    virtual DrawnCharacters Characters(int page, bool wantsFonts) = 0;
 
 protected:
     PageEngine() = default;

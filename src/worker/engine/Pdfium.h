@@ -33,6 +33,26 @@ struct Pdfium
         void* parameter = nullptr;
     };
 
+    /** fpdfview.h, "FS_MATRIX" */
+    struct Matrix
+    {
+        float a = 1;
+        float b = 0;
+        float c = 0;
+        float d = 1;
+        float e = 0;
+        float f = 0;
+    };
+
+    /** fpdfview.h, "FS_RECTF" */
+    struct FloatRectangle
+    {
+        float left = 0;
+        float top = 0;
+        float right = 0;
+        float bottom = 0;
+    };
+
     /** fpdfview.h, "More DIB formats" */
     enum BitmapFormat : int { Gray = 1, Bgrx = 3 };
 
@@ -55,9 +75,6 @@ struct Pdfium
     void (*RenderPageBitmap)(Bitmap bitmap, Page page, int left, int top, int width, int height,
                              int rotation, int flags);
 
-    // fpdf_edit.h
-    int (*PageGetRotation)(Page page);
-
     // fpdf_text.h
     TextPage (*TextLoadPage)(Page page);
     void (*TextClosePage)(TextPage page);
@@ -66,10 +83,13 @@ struct Pdfium
     double (*TextGetFontSize)(TextPage page, int character);
     int (*TextGetCharBox)(TextPage page, int character, double* left, double* right, double* bottom,
                           double* top);
+    int (*TextGetLooseCharBox)(TextPage page, int character, FloatRectangle* box);
+    int (*TextGetCharOrigin)(TextPage page, int character, double* x, double* y);
+    float (*TextGetCharAngle)(TextPage page, int character); ///< in radians, counterclockwise
+    unsigned long (*TextGetFontInfo)(TextPage page, int character, void* name, unsigned long size,
+                                     int* flags);
+    int (*TextGetMatrix)(TextPage page, int character, Matrix* matrix);
     int (*TextGetText)(TextPage page, int start, int count, unsigned short* into);
-    int (*TextCountRects)(TextPage page, int start, int count);
-    int (*TextGetRect)(TextPage page, int rectangle, double* left, double* top, double* right,
-                       double* bottom);
 };
 
 } // namespace Korvel::Worker

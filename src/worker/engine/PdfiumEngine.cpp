@@ -3,9 +3,13 @@
 #include "RequestError.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstring>
 #include <new>
 #include <utility>
+
+#include <QtMath>
 
 namespace Korvel::Worker {
 
@@ -13,8 +17,6 @@ namespace {
 
 // Rows beyond each end of a band: where a bitmap cuts shapes off, their edges have other shades.
 constexpr int rowsBeyond = 1;
-
-constexpr int turnsInAll = 4;
 
 // PDFium keeps some 5 kB of each page that it has loaded until the document is closed.
 constexpr int mostPagesOfADocument = 500;
@@ -110,7 +112,6 @@ void PdfiumEngine::Load(int page)
     loaded = next;
     index = page;
     size = PageSize(page);
-    turnsOfPage = std::max(0, pdfium.PageGetRotation(loaded));
 }
 
 void PdfiumEngine::LoadText(int page)
@@ -172,60 +173,124 @@ void PdfiumEngine::DrawBand(const PictureShape& shape, int first, const Rows& in
     pdfium.BitmapDestroy(bitmap);
 }
 
-DrawnText PdfiumEngine::Text(int page)
+QString PdfiumEngine::Text(int page)
 {
     LoadText(page);
-    return Text(page, 0, pdfium.TextCountChars(text));
+    const int count = pdfium.TextCountChars(text);
+    if (count <= 0)
+        return {};
+    std::vector<unsigned short> codes(std::size_t(count) * 2 + 1); // some may take two
+    const int written = pdfium.TextGetText(text, 0, count, codes.data());
+    return QString::fromUtf16(codes.data(), std::max(0, written - 1));
 }
 
-DrawnText PdfiumEngine::Text(int page, int start, int length)
+DrawnCharacters PdfiumEngine::Characters(int page, bool wantsFonts)
 {
     LoadText(page);
-    if (length <= 0)
-        return {};
-    std::vector<unsigned short> codes(std::size_t(length) * 2 + 1); // some may take two
-    const int written = pdfium.TextGetText(text, start, length, codes.data());
-    DrawnText drawn;
-    drawn.text = QString::fromUtf16(codes.data(), std::max(0, written - 1));
-    const int count = pdfium.TextCountRects(text, start, length);
+    DrawnCharacters drawn;
+    const Affine shown = Shown();
+    const int count = pdfium.TextCountChars(text);
+    drawn.characters.reserve(std::size_t(std::max(0, count)));
     for (int i = 0; i < count; ++i) {
-        Sides sides;
-        pdfium.TextGetRect(text, i, &sides.left, &sides.top, &sides.right, &sides.bottom);
-        drawn.boxes.push_back(Box(sides, turnsInAll - turnsOfPage));
+        TextCharacter character = Character(i, shown);
+        if (wantsFonts) {
+            const auto known = std::find(drawn.fonts.begin(), drawn.fonts.end(), FontOf(i));
+            character.font = int(known - drawn.fonts.begin());
+            if (known == drawn.fonts.end())
+                drawn.fonts.push_back(FontOf(i));
+        }
+        drawn.characters.push_back(character);
     }
     return drawn;
 }
 
-std::vector<TextCharacter> PdfiumEngine::Characters(int page)
+TextCharacter PdfiumEngine::Character(int number, const Affine& shown) const
 {
-    LoadText(page);
-    std::vector<TextCharacter> characters;
-    const int count = pdfium.TextCountChars(text);
-    for (int i = 0; i < count; ++i) {
-        Sides sides;
-        pdfium.TextGetCharBox(text, i, &sides.left, &sides.right, &sides.bottom, &sides.top);
-        characters.push_back({char32_t(pdfium.TextGetUnicode(text, i)), Box(sides, 0),
-                              pdfium.TextGetFontSize(text, i)});
-    }
-    return characters;
+    TextCharacter character;
+    character.code = char32_t(pdfium.TextGetUnicode(text, number));
+    double x = 0;
+    double y = 0;
+    pdfium.TextGetCharOrigin(text, number, &x, &y);
+    character.origin = shown.Map(QPointF(x, y));
+    const double angle = double(pdfium.TextGetCharAngle(text, number));
+    const double ofPage = std::atan2(shown.along.y(), shown.along.x());
+    constexpr int round = 360;
+    const int turned = int(std::lround(qRadiansToDegrees(ofPage + angle))) % round;
+    character.turned = (turned + round) % round;
+    if (std::abs(std::sin(angle)) < 0.01 && std::cos(angle) > 0)
+        PlaceUpright(character, number, shown);
+    else
+        PlaceTurned(character, number, shown);
+    return character;
 }
 
-/** A box in points from the top left of the page as it is shown when turned so often once more. */
-QRectF PdfiumEngine::Box(const Sides& sides, int turns) const
+/** Places a character whose baseline is level as long as the page is not turned. */
+void PdfiumEngine::PlaceUpright(TextCharacter& character, int number, const Affine& shown) const
 {
-    return QRectF(Point(sides.left, sides.top, turns), Point(sides.right, sides.bottom, turns))
-        .normalized();
+    Pdfium::FloatRectangle loose;
+    pdfium.TextGetLooseCharBox(text, number, &loose);
+    QRectF box = QRectF(QPointF(double(loose.left), double(loose.top)),
+                        QPointF(double(loose.right), double(loose.bottom)))
+                     .normalized();
+    const QRectF inked = Inked(number);
+    if (box.height() < inked.height() / 2) // fonts of type 3 say nothing of their height
+        box |= inked;
+    character.fontSize = box.height();
+    character.box = shown.Map(box);
 }
 
-QPointF PdfiumEngine::Point(double x, double y, int turns) const
+/** Places another one, whose box the engine makes no sense of but for what is inked. */
+void PdfiumEngine::PlaceTurned(TextCharacter& character, int number, const Affine& shown) const
 {
-    // The interface answers in whole numbers, so it is asked for a picture as large as can be.
-    constexpr int side = 1 << 24;
+    Pdfium::Matrix matrix;
+    pdfium.TextGetMatrix(text, number, &matrix);
+    character.fontSize =
+        pdfium.TextGetFontSize(text, number) * std::hypot(double(matrix.c), double(matrix.d));
+    const Affine upright = Affine::Turned(-character.turned);
+    const QPointF origin = upright.Map(character.origin);
+    const QRectF inked = upright.Map(shown.Map(Inked(number)));
+    constexpr double ascent = 0.8; // as most fonts have it
+    const QRectF box(origin.x(), origin.y() - ascent * character.fontSize,
+                     std::max(0.0, inked.right() - origin.x()), character.fontSize);
+    character.box = Affine::Turned(character.turned).Map(box);
+}
+
+QRectF PdfiumEngine::Inked(int character) const
+{
+    double left = 0;
+    double top = 0;
+    double right = 0;
+    double bottom = 0;
+    pdfium.TextGetCharBox(text, character, &left, &right, &bottom, &top);
+    return QRectF(QPointF(left, top), QPointF(right, bottom)).normalized();
+}
+
+std::string PdfiumEngine::FontOf(int character) const
+{
+    std::array<char, 256> name = {};
+    int flags = 0;
+    pdfium.TextGetFontInfo(text, character, name.data(), name.size() - 1, &flags);
+    return name.data();
+}
+
+/** What takes points of the page to points from the top left of what is shown. */
+Affine PdfiumEngine::Shown() const
+{
+    const double along = std::max(size.width(), size.height());
+    const QPointF origin = Point(0, 0);
+    const QPointF right = (Point(along, 0) - origin) / along;
+    const QPointF up = (Point(0, along) - origin) / along;
+    return {right, up, origin};
+}
+
+QPointF PdfiumEngine::Point(double x, double y) const
+{
+    // The interface answers in whole numbers, so it is asked for a large picture.
+    constexpr int side = 1 << 22;
     int right = 0;
     int down = 0;
-    pdfium.PageToDevice(loaded, 0, 0, side, side, turns % turnsInAll, x, y, &right, &down);
-    const QSizeF turned = turns % 2 == 0 ? size : size.transposed();
-    return {right * turned.width() / side, down * turned.height() / side};
+    pdfium.PageToDevice(loaded, 0, 0, side, side, 0, x, y, &right, &down);
+    return {right * size.width() / side, down * size.height() / side};
 }
 
 } // namespace Korvel::Worker

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "Affine.h"
 #include "PageEngine.h"
 #include "Pdfium.h"
 #include "WatchedFile.h"
+
+#include <string>
 
 namespace Korvel::Worker {
 
@@ -26,20 +29,11 @@ public:
     int PageCount() const override;
     QSizeF PageSize(int page) override;
     DrawRows Draw(int page, const PictureShape& shape) override;
-    DrawnText Text(int page) override;
-    DrawnText Text(int page, int start, int length) override;
-    std::vector<TextCharacter> Characters(int page) override;
+    bool KnowsPlaces() const override { return true; }
+    QString Text(int page) override;
+    DrawnCharacters Characters(int page, bool wantsFonts) override;
 
 private:
-    /** Of a box, in points from the page's own origin. */
-    struct Sides
-    {
-        double left = 0;
-        double top = 0;
-        double right = 0;
-        double bottom = 0;
-    };
-
     bool OpenDocument();
     void CloseDocument();
     void Load(int page);
@@ -47,8 +41,13 @@ private:
     void Close();
     void CloseText();
     void DrawBand(const PictureShape& shape, int first, const Rows& into);
-    QRectF Box(const Sides& sides, int turns) const;
-    QPointF Point(double x, double y, int turns) const;
+    TextCharacter Character(int number, const Affine& shown) const;
+    void PlaceUpright(TextCharacter& character, int number, const Affine& shown) const;
+    void PlaceTurned(TextCharacter& character, int number, const Affine& shown) const;
+    QRectF Inked(int character) const;
+    std::string FontOf(int character) const;
+    Affine Shown() const;
+    QPointF Point(double x, double y) const;
 
     const Pdfium& pdfium;
     const std::size_t mostAtOnce;
@@ -57,10 +56,9 @@ private:
     Pdfium::Document document = nullptr;
     /** Pages that were loaded since the document was opened. */
     int loads = 0;
-    /** The page that is loaded, its size and clockwise turns, and its text once it was wanted. */
+    /** The page that is loaded, its size, and its text once it was wanted. */
     int index = -1;
     QSizeF size;
-    int turnsOfPage = 0;
     Pdfium::Page loaded = nullptr;
     Pdfium::TextPage text = nullptr;
 };

@@ -47,16 +47,18 @@ bool FindAll(void* library, Pdfium& pdfium)
            Find(library, "FPDFBitmap_CreateEx", pdfium.BitmapCreateEx) &&
            Find(library, "FPDFBitmap_Destroy", pdfium.BitmapDestroy) &&
            Find(library, "FPDF_RenderPageBitmap", pdfium.RenderPageBitmap) &&
-           Find(library, "FPDFPage_GetRotation", pdfium.PageGetRotation) &&
            Find(library, "FPDFText_LoadPage", pdfium.TextLoadPage) &&
            Find(library, "FPDFText_ClosePage", pdfium.TextClosePage) &&
            Find(library, "FPDFText_CountChars", pdfium.TextCountChars) &&
            Find(library, "FPDFText_GetUnicode", pdfium.TextGetUnicode) &&
            Find(library, "FPDFText_GetFontSize", pdfium.TextGetFontSize) &&
            Find(library, "FPDFText_GetCharBox", pdfium.TextGetCharBox) &&
-           Find(library, "FPDFText_GetText", pdfium.TextGetText) &&
-           Find(library, "FPDFText_CountRects", pdfium.TextCountRects) &&
-           Find(library, "FPDFText_GetRect", pdfium.TextGetRect);
+           Find(library, "FPDFText_GetLooseCharBox", pdfium.TextGetLooseCharBox) &&
+           Find(library, "FPDFText_GetCharOrigin", pdfium.TextGetCharOrigin) &&
+           Find(library, "FPDFText_GetCharAngle", pdfium.TextGetCharAngle) &&
+           Find(library, "FPDFText_GetFontInfo", pdfium.TextGetFontInfo) &&
+           Find(library, "FPDFText_GetMatrix", pdfium.TextGetMatrix) &&
+           Find(library, "FPDFText_GetText", pdfium.TextGetText);
 }
 
 struct Pixel

@@ -6,7 +6,6 @@
 #include <new>
 
 #include <QImage>
-#include <QPolygonF>
 
 namespace Korvel::Worker {
 
@@ -41,15 +40,6 @@ QImage DrawOnWhite(QPdfDocument& document, int page, const PictureShape& shape)
     return picture;
 }
 
-DrawnText ToDrawnText(const QPdfSelection& selection)
-{
-    DrawnText drawn;
-    drawn.text = selection.text();
-    for (const QPolygonF& box : selection.bounds())
-        drawn.boxes.push_back(box.boundingRect());
-    return drawn;
-}
-
 } // namespace
 
 bool QtPdfEngine::Open(const std::string& path)
@@ -78,14 +68,9 @@ DrawRows QtPdfEngine::Draw(int page, const PictureShape& shape)
     };
 }
 
-DrawnText QtPdfEngine::Text(int page)
+QString QtPdfEngine::Text(int page)
 {
-    return ToDrawnText(document.getAllText(page));
-}
-
-DrawnText QtPdfEngine::Text(int page, int start, int length)
-{
-    return ToDrawnText(document.getSelectionAtIndex(page, start, length));
+    return document.getAllText(page).text();
 }
 
 } // namespace Korvel::Worker

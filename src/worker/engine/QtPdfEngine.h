@@ -18,11 +18,11 @@ public:
     int PageCount() const override { return document.pageCount(); }
     QSizeF PageSize(int page) override { return document.pageSize(page); }
     DrawRows Draw(int page, const PictureShape& shape) override;
-    DrawnText Text(int page) override;
-    DrawnText Text(int page, int start, int length) override;
+    bool KnowsPlaces() const override { return false; }
+    QString Text(int page) override;
 
     /** None: to tell of them would load the page for each. */
-    std::vector<TextCharacter> Characters(int /*page*/) override { return {}; }
+    DrawnCharacters Characters(int /*page*/, bool /*wantsFonts*/) override { return {}; }
 
 private:
     WatchedFile file;

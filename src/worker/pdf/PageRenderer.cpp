@@ -1,6 +1,7 @@
 #include "PageRenderer.h"
 
-#include "PageText.h"
+#include "PlainText.h"
+#include "ReadPage.h"
 #include "RequestError.h"
 #include "WritePicture.h"
 
@@ -99,7 +100,7 @@ QByteArray PageRenderer::Text(const std::vector<qint64>& pages)
     }
     QByteArray text;
     for (const qint64 page : wanted)
-        text += TextInReadingOrder(*engine, Check(page)).toUtf8() + "\n\f";
+        text += PlainText(ReadPage(*engine, Check(page), false), true) + '\f';
     RequireWhatWasRead();
     return text;
 }

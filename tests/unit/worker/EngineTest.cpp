@@ -186,15 +186,10 @@ TEST_P(EngineTest, TurnsAPageAndCropsIt)
     EXPECT_EQ(cropped->PageSize(0), QSizeF(samplePatch.width() + 9, samplePatch.height()));
 }
 
-TEST_P(EngineTest, TellsTheTextAndTheBoxesOfItsRuns)
+TEST_P(EngineTest, TellsTheTextInItsOwnOrder)
 {
-    const auto engine = Sample(2);
-    const DrawnText text = engine->Text(1);
-    EXPECT_TRUE(text.text.startsWith("Page 2\r\n")) << text.text.toStdString();
-    EXPECT_EQ(engine->Text(1, 5, 1).text, "2");
-    ASSERT_FALSE(text.boxes.empty());
-    for (const QRectF& box : text.boxes)
-        EXPECT_TRUE(QRectF(0, 0, 595, 842).contains(box));
+    const QString text = Sample(2)->Text(1);
+    EXPECT_TRUE(text.startsWith("Page 2\r\n")) << text.toStdString();
 }
 
 class PdfiumEngineTest : public EngineTest
@@ -230,8 +225,9 @@ TEST_P(PdfiumEngineTest, DrawsAsManyPagesAsItIsAskedFor)
 TEST_P(PdfiumEngineTest, TellsWhereEachCharacterStands)
 {
     const auto engine = Sample();
-    const std::vector<TextCharacter> characters = engine->Characters(0);
-    const QString text = engine->Text(0).text;
+    const DrawnCharacters drawn = engine->Characters(0, true);
+    const std::vector<TextCharacter>& characters = drawn.characters;
+    const QString text = engine->Text(0);
     ASSERT_GE(characters.size(), 6U);
     for (int i = 0; i < 6; ++i)
         EXPECT_EQ(characters[std::size_t(i)].code, text[i].unicode());
@@ -239,19 +235,26 @@ TEST_P(PdfiumEngineTest, TellsWhereEachCharacterStands)
     for (std::size_t i = 0; i < 4; ++i) {
         EXPECT_TRUE(page.contains(characters[i].box));
         EXPECT_GT(characters[i].fontSize, 1);
-        EXPECT_GE(characters[i + 1].box.left() + 1, characters[i].box.left());
+        EXPECT_NEAR(characters[i + 1].box.left(), characters[i].box.right(),
+                    characters[i].fontSize / 8);
+        EXPECT_TRUE(characters[i].box.contains(characters[i].origin + QPointF(0.1, -0.1)));
+        EXPECT_EQ(characters[i].turned, 0);
+        EXPECT_NE(drawn.fonts.at(std::size_t(characters[i].font)).find("DejaVu"),
+                  std::string::npos);
     }
+    EXPECT_TRUE(engine->Characters(0, false).fonts.empty());
 }
 
 TEST_P(PdfiumEngineTest, PutsCharactersOfARotatedPageWhereTheyAreShown)
 {
-    const auto upright = Sample()->Characters(0);
-    const auto rotated = Opened(MakeRotatedPdf)->Characters(0);
+    const auto upright = Sample()->Characters(0, false).characters;
+    const auto rotated = Opened(MakeRotatedPdf)->Characters(0, false).characters;
     ASSERT_EQ(rotated.size(), upright.size());
     const QPointF before = upright[0].box.center();
     const QPointF after = rotated[0].box.center();
     EXPECT_NEAR(after.x(), 842 - before.y(), 0.5);
     EXPECT_NEAR(after.y(), before.x(), 0.5);
+    EXPECT_EQ(rotated[0].turned, 90);
 }
 
 TEST_P(PdfiumEngineTest, DrawsAPageMuchAsQtPdfDoes)
@@ -261,7 +264,7 @@ TEST_P(PdfiumEngineTest, DrawsAPageMuchAsQtPdfDoes)
     ASSERT_TRUE(other.Open(Path("document.pdf").toStdString()));
     const PictureShape shape = Shape(1240, 1754);
     EXPECT_LT(Difference(Drawn(*engine, 0, shape), Drawn(other, 0, shape)), 0.002);
-    EXPECT_EQ(engine->Text(0).text, other.Text(0).text);
+    EXPECT_EQ(engine->Text(0), other.Text(0));
 }
 
 TEST(PdfiumLibraryTest, IsTheOneThatIsNamedOrNone)

@@ -37,15 +37,17 @@ EXPORTED void* FPDFBitmap_CreateEx(int, int, int, void*, int)
 }
 EXPORTED void FPDFBitmap_Destroy(void*) {}
 EXPORTED void FPDF_RenderPageBitmap() {}
-EXPORTED void FPDFPage_GetRotation() {}
 EXPORTED void FPDFText_LoadPage() {}
 EXPORTED void FPDFText_ClosePage() {}
 EXPORTED void FPDFText_CountChars() {}
 EXPORTED void FPDFText_GetUnicode() {}
 EXPORTED void FPDFText_GetFontSize() {}
 EXPORTED void FPDFText_GetCharBox() {}
-EXPORTED void FPDFText_GetText() {}
-EXPORTED void FPDFText_CountRects() {}
+EXPORTED void FPDFText_GetLooseCharBox() {}
+EXPORTED void FPDFText_GetCharOrigin() {}
+EXPORTED void FPDFText_GetCharAngle() {}
+EXPORTED void FPDFText_GetFontInfo() {}
+EXPORTED void FPDFText_GetMatrix() {}
 #ifndef LACKS_A_FUNCTION
-EXPORTED void FPDFText_GetRect() {}
+EXPORTED void FPDFText_GetText() {}
 #endif

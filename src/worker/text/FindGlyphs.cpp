@@ -1,0 +1,236 @@
+#include "FindGlyphs.h"
+
+#include "Script.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <utility>
+
+#include <QString>
+#include <QVector>
+
+namespace Korvel::Worker {
+
+namespace {
+
+// By PDFium, in the place of a hyphen at the end of a line.
+constexpr char32_t partingHyphen = 2;
+constexpr char32_t otherPartingHyphen = 0xfffe;
+
+constexpr int fewestOfAVerticalLine = 3;
+
+bool IsParting(char32_t code)
+{
+    return code == partingHyphen || code == otherPartingHyphen;
+}
+
+/** Whether it is there for those who draw text, or to mislead those who read it. */
+bool IsInvisible(char32_t code)
+{
+    constexpr char32_t joiners[] = {0x200c, 0x200d}; // which tell words of some languages apart
+    if (std::find(std::begin(joiners), std::end(joiners), code) != std::end(joiners))
+        return false;
+    const QChar::Category category = QChar::category(code);
+    return category == QChar::Other_Control || category == QChar::Other_Format ||
+           category == QChar::Other_Surrogate || category == QChar::Separator_Line ||
+           category == QChar::Separator_Paragraph || code > QChar::LastValidCodePoint;
+}
+
+/** Whether it says that there is a character, and not which. */
+bool IsUnmapped(char32_t code)
+{
+    return code == 0 || code == QChar::ReplacementCharacter ||
+           QChar::category(code) == QChar::Other_Control;
+}
+
+/** Whether it is a ligature, or the shape that a letter has in some place of a word. */
+bool IsShape(char32_t code)
+{
+    return (code >= 0xfb00 && code <= 0xfdff) || (code >= 0xfe70 && code <= 0xfefc);
+}
+
+/** The letters that such a one stands for. */
+QVector<uint> LettersOf(char32_t shape)
+{
+    return QString::fromUcs4(&shape, 1).normalized(QString::NormalizationForm_KC).toUcs4();
+}
+
+/** Without what is invisible; a character whose code came in two halves has the box of the first.
+ */
+std::vector<TextCharacter> WithWholeCodes(const std::vector<TextCharacter>& characters)
+{
+    std::vector<TextCharacter> whole;
+    whole.reserve(characters.size());
+    for (const TextCharacter& character : characters) {
+        if (!whole.empty() && QChar::isHighSurrogate(whole.back().code) &&
+            QChar::isLowSurrogate(character.code))
+            whole.back().code =
+                QChar::surrogateToUcs4(ushort(whole.back().code), ushort(character.code));
+        else if (IsUnmapped(character.code) || IsParting(character.code) ||
+                 QChar::isHighSurrogate(character.code) || !IsInvisible(character.code))
+            whole.push_back(character);
+    }
+    return whole;
+}
+
+/** Characters of one box are the letters of a ligature: each gets its share of it. */
+void PartLigatures(std::vector<TextCharacter>& characters)
+{
+    for (std::size_t first = 0; first < characters.size();) {
+        const TextCharacter ligature = characters[first];
+        std::size_t end = first + 1;
+        while (end < characters.size() && characters[end].box == ligature.box &&
+               characters[end].origin == ligature.origin && !ligature.box.isEmpty())
+            ++end;
+        if (end - first == 1) {
+            ++first;
+            continue;
+        }
+        const Affine upright = Affine::Turned(-ligature.turned);
+        const Affine back = Affine::Turned(ligature.turned);
+        QRectF share = upright.Map(ligature.box);
+        share.setWidth(share.width() / double(end - first));
+        for (; first < end; ++first, share.translate(share.width(), 0))
+            characters[first].box = back.Map(share);
+    }
+}
+
+/** Whether `next` stands below `one` as in a line that is written downwards. */
+bool IsBelow(const TextCharacter& next, const TextCharacter& one)
+{
+    const double em = one.fontSize;
+    const double down = next.origin.y() - one.origin.y();
+    return IsIdeographic(one.code) && IsIdeographic(next.code) &&
+           std::abs(next.box.center().x() - one.box.center().x()) < em / 3 && down > em / 2 &&
+           down < em * 3 / 2;
+}
+
+/** For each character whether it is in a line that is written downwards. */
+std::vector<bool> FindVertical(const std::vector<TextCharacter>& characters)
+{
+    std::vector<bool> isVertical(characters.size());
+    std::size_t first = 0;
+    for (std::size_t i = 1; i <= characters.size(); ++i) {
+        const bool goesOn = i < characters.size() && characters[i].turned == 0 &&
+                            IsBelow(characters[i], characters[i - 1]);
+        if (goesOn)
+            continue;
+        if (i - first >= fewestOfAVerticalLine)
+            std::fill(isVertical.begin() + std::ptrdiff_t(first),
+                      isVertical.begin() + std::ptrdiff_t(i), true);
+        first = i;
+    }
+    return isVertical;
+}
+
+Writing& WritingOf(PageGlyphs& page, int turned, bool isVertical)
+{
+    for (Writing& writing : page.writings) {
+        if (writing.turned == turned && writing.isVertical == isVertical)
+            return writing;
+    }
+    page.writings.push_back({turned, isVertical, {}, Affine::Turned(isVertical ? -90 : -turned)});
+    return page.writings.back();
+}
+
+/** The box of a character in its frame. */
+QRectF BoxOf(const TextCharacter& character, const Affine& frame)
+{
+    if (character.turned % 90 == 0)
+        return frame.Map(character.box);
+    const QPointF origin = frame.Map(character.origin);
+    const double em = character.fontSize;
+    return {origin.x(), origin.y() - 0.8 * em, em / 2, em};
+}
+
+void Append(Writing& writing, const TextCharacter& character, Glyph::Before before)
+{
+    Glyph glyph;
+    const bool isHyphen = IsParting(character.code) || IsHyphen(character.code);
+    const char32_t code = isHyphen ? U'-' : character.code;
+    glyph.box = BoxOf(character, writing.frame);
+    glyph.em = character.fontSize;
+    glyph.font = character.font;
+    glyph.baseline = writing.isVertical ? glyph.box.center().y() + glyph.em / 3
+                                        : writing.frame.Map(character.origin).y();
+    glyph.before = before;
+    glyph.code = code;
+    if (!IsShape(code)) {
+        writing.glyphs.push_back(glyph);
+        return;
+    }
+    const QVector<uint> letters = LettersOf(code);
+    const double width = glyph.box.width() / std::max(1, letters.size());
+    glyph.box.setWidth(width);
+    for (const uint letter : letters) {
+        glyph.code = letter;
+        writing.glyphs.push_back(glyph);
+        glyph.box.translate(width, 0);
+        glyph.before = Glyph::Before::Nothing;
+    }
+}
+
+/** Whether the engine has put the space in for the gap that is there, which is looked at itself. */
+bool IsGenerated(const TextCharacter& space, const TextCharacter* next)
+{
+    constexpr double same = 0.01;
+    return space.box.width() < same ||
+           (next && std::abs(next->origin.x() - space.origin.x()) < same &&
+            std::abs(next->origin.y() - space.origin.y()) < same);
+}
+
+} // namespace
+
+PageGlyphs FindGlyphs(const std::vector<TextCharacter>& drawn)
+{
+    std::vector<TextCharacter> characters = WithWholeCodes(drawn);
+    PartLigatures(characters);
+    const std::vector<bool> isVertical = FindVertical(characters);
+    PageGlyphs page;
+    Glyph::Before before = Glyph::Before::Nothing;
+    for (std::size_t i = 0; i < characters.size(); ++i) {
+        const TextCharacter& character = characters[i];
+        if (IsSpace(character.code)) {
+            const auto* const next = i + 1 < characters.size() ? &characters[i + 1] : nullptr;
+            before = std::max(before, IsGenerated(character, next) ? Glyph::Before::Gap
+                                                                   : Glyph::Before::Space);
+            continue;
+        }
+        if (character.box.isEmpty() && !IsCombining(character.code))
+            continue; // an end of a line that the engine has put in
+        ++page.drawn;
+        if (IsUnmapped(character.code) && !IsParting(character.code))
+            ++page.unmapped;
+        if (IsParting(character.code) || !IsInvisible(character.code)) {
+            Writing& writing = WritingOf(page, character.turned, isVertical[i]);
+            Append(writing, character, std::exchange(before, Glyph::Before::Nothing));
+        }
+    }
+    std::stable_sort(
+        page.writings.begin(), page.writings.end(),
+        [](const Writing& a, const Writing& b) { return a.glyphs.size() > b.glyphs.size(); });
+    return page;
+}
+
+QString CleanLine(const QString& line, int& drawn, int& unmapped)
+{
+    QString clean;
+    for (const uint code : line.toUcs4()) {
+        drawn += IsSpace(code) ? 0 : 1;
+        const bool isHyphen = IsParting(code) || IsHyphen(code);
+        if (IsUnmapped(code) && !isHyphen && !IsSpace(code))
+            ++unmapped;
+        if (IsSpace(code))
+            clean += QLatin1Char(' ');
+        else if (isHyphen)
+            clean += QLatin1Char('-');
+        else if (!IsInvisible(code))
+            clean += QString::fromUcs4(&code, 1);
+    }
+    return std::any_of(clean.begin(), clean.end(), [](QChar one) { return IsShape(one.unicode()); })
+               ? clean.normalized(QString::NormalizationForm_KC)
+               : clean;
+}
+
+} // namespace Korvel::Worker

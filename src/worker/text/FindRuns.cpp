@@ -1,0 +1,241 @@
+#include "FindRuns.h"
+
+#include "Script.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
+#include <QHash>
+
+namespace Korvel::Worker {
+
+namespace {
+
+// All in ems.
+constexpr double widestGap = 1;
+constexpr double deepestOverlap = -0.6;
+constexpr double farthestBaseline = 0.6; // of a superscript
+constexpr double gapOfWords = 0.16;
+constexpr double gapThatTheEngineSees = 0.07;
+constexpr double gapOfIdeographs = 0.45;
+constexpr double samePlace = 0.25;
+constexpr double deepestMark = -1.2;
+
+using Glyphs = std::vector<Glyph>;
+
+double GapToTheRight(const Glyph& one, const Glyph& next)
+{
+    return next.box.left() - one.box.right();
+}
+
+double GapToTheLeft(const Glyph& one, const Glyph& next)
+{
+    return one.box.left() - next.box.right();
+}
+
+bool IsMark(char32_t code)
+{
+    return IsCombining(code) || CombiningFormOf(code) != 0;
+}
+
+bool Follows(const Glyph& one, const Glyph& next)
+{
+    const double em = std::max(one.em, next.em);
+    if (std::abs(next.baseline - one.baseline) > farthestBaseline * em)
+        return false;
+    const bool isMark = IsMark(one.code) || IsMark(next.code);
+    const auto isNear = [em, least = isMark ? deepestMark : deepestOverlap](double gap) {
+        return gap >= least * em && gap <= widestGap * em;
+    };
+    const bool isLeftwards = IsRightToLeft(one.code) || IsRightToLeft(next.code);
+    return isNear(GapToTheRight(one, next)) || (isLeftwards && isNear(GapToTheLeft(one, next)));
+}
+
+/** Whether it is drawn over the last glyph but some, as bold letters are. */
+bool IsDrawnOver(const Glyphs& run, const Glyph& next)
+{
+    constexpr std::ptrdiff_t fewBack = 3;
+    const auto begin = run.end() - std::min(fewBack, std::ptrdiff_t(run.size()));
+    return std::any_of(begin, run.end(), [&next](const Glyph& one) {
+        const QPointF apart = one.box.center() - next.box.center();
+        return one.code == next.code && apart.manhattanLength() < samePlace * next.em &&
+               apart.manhattanLength() < next.box.width() / 2;
+    });
+}
+
+/** Makes an accent that is drawn before or after its letter follow it as its mark. */
+void JoinAccents(Glyphs& run)
+{
+    for (std::size_t i = 0; i < run.size(); ++i) {
+        const char32_t mark = CombiningFormOf(run[i].code);
+        if (mark == 0)
+            continue;
+        const double place = run[i].box.center().x();
+        const auto isUnder = [&](const Glyph& letter) {
+            return QChar::isLetter(letter.code) && letter.box.left() < place &&
+                   place < letter.box.right();
+        };
+        const bool isBefore = i + 1 < run.size() && isUnder(run[i + 1]);
+        if (!isBefore && (i == 0 || !isUnder(run[i - 1])))
+            continue;
+        run[i].code = mark;
+        if (isBefore) {
+            run[i + 1].before = run[i].before;
+            std::swap(run[i], run[i + 1]);
+        }
+        const std::size_t last = isBefore ? i + 1 : i;
+        run[last].before = Glyph::Before::Nothing;
+        constexpr char32_t dotlessI = 0x131;
+        Glyph& letter = isBefore ? run[i] : run[i - 1];
+        if (letter.code == dotlessI)
+            letter.code = 'i';
+        ++i;
+    }
+}
+
+double Gap(const Glyph& one, const Glyph& next)
+{
+    return std::max(GapToTheRight(one, next), GapToTheLeft(one, next));
+}
+
+/** How far apart the letters of the run are set, in ems: 0 for most runs. */
+double Spacing(const Glyphs& run)
+{
+    constexpr std::size_t fewest = 5;
+    constexpr double widest = 0.15;
+    if (run.size() < fewest)
+        return 0;
+    std::vector<double> gaps;
+    for (std::size_t i = 1; i < run.size(); ++i)
+        gaps.push_back(Gap(run[i - 1], run[i]) / std::max(run[i].em, 0.01));
+    const auto middle = gaps.begin() + std::ptrdiff_t(gaps.size() / 2);
+    std::nth_element(gaps.begin(), middle, gaps.end());
+    return std::clamp(*middle, 0.0, widest);
+}
+
+bool EndsWord(const Glyph& one, const Glyph& next, double spacing)
+{
+    if (IsCombining(next.code))
+        return false;
+    const double gap = Gap(one, next);
+    const double em = std::max(one.em, next.em);
+    if (IsIdeographic(one.code) && IsIdeographic(next.code))
+        return gap > gapOfIdeographs * em;
+    const bool isSeen = next.before != Glyph::Before::Nothing;
+    return next.before == Glyph::Before::Space ||
+           gap > (spacing + (isSeen ? gapThatTheEngineSees : gapOfWords)) * em;
+}
+
+int DirectionOf(char32_t code)
+{
+    return IsRightToLeft(code) ? -1 : IsLeftToRight(code) ? 1 : 0;
+}
+
+/** Letters of the right-to-left that are drawn from left to right are read from their end. */
+void PutInLogicalOrder(Glyphs& run)
+{
+    const bool isBackwards =
+        run.size() > 1 && run.front().box.center().x() < run.back().box.center().x() &&
+        std::all_of(run.begin(), run.end(),
+                    [](const Glyph& glyph) { return DirectionOf(glyph.code) <= 0; }) &&
+        std::count_if(run.begin(), run.end(),
+                      [](const Glyph& glyph) { return IsRightToLeft(glyph.code); }) > 1;
+    if (!isBackwards)
+        return;
+    for (std::size_t i = 0; i + 1 < run.size(); ++i)
+        run[i].before = run[i + 1].before;
+    run.back().before = Glyph::Before::Nothing;
+    std::reverse(run.begin(), run.end());
+    const auto isDigit = [](const Glyph& glyph) {
+        return QChar::isDigit(glyph.code);
+    };
+    for (auto first = run.begin(); first != run.end();) {
+        first = std::find_if(first, run.end(), isDigit);
+        const auto last = std::find_if_not(first, run.end(), isDigit);
+        std::reverse(first, last);
+        first = last;
+    }
+}
+
+void AppendTo(TextWord& word, const Glyph& glyph)
+{
+    word.text += QString::fromUcs4(&glyph.code, 1);
+    word.box |= glyph.box;
+    word.size = std::max(word.size, glyph.em);
+}
+
+Run MakeRun(Glyphs& glyphs)
+{
+    JoinAccents(glyphs);
+    PutInLogicalOrder(glyphs);
+    Run run;
+    run.baseline = glyphs.front().baseline;
+    bool hasMarks = false;
+    const double spacing = Spacing(glyphs);
+    for (std::size_t i = 0; i < glyphs.size(); ++i) {
+        const Glyph& glyph = glyphs[i];
+        if (i == 0 || EndsWord(glyphs[i - 1], glyph, spacing))
+            run.words.push_back({{}, {}, 0, glyph.font});
+        AppendTo(run.words.back(), glyph);
+        if (glyph.em > run.em) {
+            run.em = glyph.em;
+            run.baseline = glyph.baseline;
+        }
+        run.box |= glyph.box;
+        run.direction += DirectionOf(glyph.code);
+        hasMarks = hasMarks || IsCombining(glyph.code);
+    }
+    run.characters = int(glyphs.size());
+    if (hasMarks) {
+        for (TextWord& word : run.words)
+            word.text = word.text.normalized(QString::NormalizationForm_C);
+    }
+    return run;
+}
+
+bool IsSame(const Run& one, const Run& other)
+{
+    const QPointF apart = one.box.center() - other.box.center();
+    return apart.manhattanLength() < samePlace * one.em && one.characters == other.characters &&
+           std::equal(one.words.begin(), one.words.end(), other.words.begin(), other.words.end(),
+                      [](const TextWord& a, const TextWord& b) { return a.text == b.text; });
+}
+
+/** What is drawn over a run that says the same makes it bold, or its shadow. */
+std::vector<Run> WithoutOverprints(std::vector<Run> runs)
+{
+    std::vector<Run> kept;
+    QHash<QString, std::vector<std::size_t>> known;
+    for (Run& run : runs) {
+        std::vector<std::size_t>& alike = known[run.words.front().text];
+        if (std::any_of(alike.begin(), alike.end(),
+                        [&](std::size_t other) { return IsSame(run, kept[other]); }))
+            continue;
+        alike.push_back(kept.size());
+        kept.push_back(std::move(run));
+    }
+    return kept;
+}
+
+} // namespace
+
+std::vector<Run> FindRuns(const std::vector<Glyph>& glyphs)
+{
+    std::vector<Run> runs;
+    Glyphs run;
+    for (const Glyph& glyph : glyphs) {
+        if (!run.empty() && IsDrawnOver(run, glyph))
+            continue;
+        if (!run.empty() && !Follows(run.back(), glyph)) {
+            runs.push_back(MakeRun(run));
+            run.clear();
+        }
+        run.push_back(glyph);
+    }
+    if (!run.empty())
+        runs.push_back(MakeRun(run));
+    return WithoutOverprints(std::move(runs));
+}
+
+} // namespace Korvel::Worker

@@ -1,0 +1,120 @@
+#include "Paragraphs.h"
+
+#include "Script.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+namespace Korvel::Worker {
+
+namespace {
+
+constexpr double widerThanUsual = 1.3;
+constexpr double widestPitchInEms = 2.5;
+constexpr double otherSize = 1.15;
+
+double PitchOf(const RunLine& one, const RunLine& next)
+{
+    return next.baseline - one.baseline;
+}
+
+bool HaveOneSize(const RunLine& one, const RunLine& other)
+{
+    return std::max(one.em, other.em) <= otherSize * std::min(one.em, other.em);
+}
+
+/** The distance that most lines of the region have from the line before. */
+std::optional<double> UsualPitch(const Region& region)
+{
+    std::vector<double> pitches;
+    for (std::size_t i = 1; i < region.size(); ++i) {
+        const double pitch = PitchOf(region[i - 1], region[i]);
+        if (HaveOneSize(region[i - 1], region[i]) && pitch > 0 &&
+            pitch < widestPitchInEms * region[i].em)
+            pitches.push_back(pitch);
+    }
+    if (pitches.empty())
+        return std::nullopt;
+    const auto middle = pitches.begin() + std::ptrdiff_t(pitches.size() / 2);
+    std::nth_element(pitches.begin(), middle, pitches.end());
+    return *middle;
+}
+
+/** Whether the line is indented between lines that are not. */
+bool IsIndented(const Region& region, std::size_t index)
+{
+    if (index + 1 >= region.size())
+        return false;
+    const RunLine& line = region[index];
+    const double before = region[index - 1].box.left();
+    const double after = region[index + 1].box.left();
+    const double indent = line.box.left() - before;
+    const QChar first = line.runs.front()->words.front().text.front();
+    return !first.isLower() && !first.isDigit() && indent > 0.8 * line.em && indent < 4 * line.em &&
+           std::abs(after - before) < 0.3 * line.em;
+}
+
+bool BeginsParagraph(const Region& region, std::size_t index, std::optional<double> usualPitch)
+{
+    const RunLine& before = region[index - 1];
+    const RunLine& line = region[index];
+    const double em = std::max(before.em, line.em);
+    const double pitch = PitchOf(before, line);
+    if (pitch <= 0)
+        return true; // it goes on in another cell
+    const double usual = usualPitch.value_or(1.5 * em);
+    return pitch > std::max(widerThanUsual * usual, usual + 0.25 * em) ||
+           !HaveOneSize(before, line) || IsIndented(region, index);
+}
+
+/** Whether the line goes on with the sentence of the one before, in the next column. */
+bool GoesOn(const RunLine& before, const RunLine& line)
+{
+    if (PitchOf(before, line) > 0)
+        return false;
+    const TextWord& last = before.runs.back()->words.back();
+    const TextWord& first = line.runs.front()->words.front();
+    const bool isOfOneSize =
+        std::max(last.size, first.size) < otherSize * std::min(last.size, first.size);
+    return isOfOneSize && first.text.front().isLower() &&
+           (last.text.back().isLower() || last.text.back() == '-' || last.text.back() == ',');
+}
+
+TextLine ToTextLine(const RunLine& line, const Affine& shown)
+{
+    TextLine text;
+    for (const Run* const run : line.runs) {
+        for (TextWord word : run->words) {
+            word.box = shown.Map(word.box);
+            text.words.push_back(std::move(word));
+        }
+    }
+    text.box = shown.Map(line.box);
+    return text;
+}
+
+} // namespace
+
+std::vector<TextBlock> FindParagraphs(const std::vector<Region>& regions, const Affine& shown)
+{
+    std::vector<TextBlock> blocks;
+    const RunLine* before = nullptr;
+    for (const Region& region : regions) {
+        const std::optional<double> usualPitch = UsualPitch(region);
+        for (std::size_t i = 0; i < region.size(); ++i) {
+            TextLine line = ToTextLine(region[i], shown);
+            const bool begins = i > 0 ? BeginsParagraph(region, i, usualPitch)
+                                      : !before || !GoesOn(*before, region[i]);
+            before = &region[i];
+            if (begins)
+                blocks.emplace_back();
+            TextBlock& block = blocks.back();
+            block.box = begins ? line.box : block.box | line.box;
+            block.lines.push_back(std::move(line));
+        }
+    }
+    return blocks;
+}
+
+} // namespace Korvel::Worker

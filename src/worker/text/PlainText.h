@@ -1,0 +1,19 @@
+#pragma once
+
+#include "TextPage.h"
+
+#include <QByteArray>
+
+namespace Korvel::Worker {
+
+/**
+ * The words of a page with spaces between them, its lines ended by line feeds, paragraphs parted by
+ * an empty line; no other control character is in it. UTF-8; empty for a page without text.
+ *
+ * @param dehyphenates  whether a word that is parted at the end of a line is put together. Its
+ *                      hyphen stays where the page has the word with the hyphen elsewhere, where
+ *                      the word has another one, and before a capital letter or a digit.
+ */
+QByteArray PlainText(const TextPage& page, bool dehyphenates);
+
+} // namespace Korvel::Worker

@@ -1,0 +1,67 @@
+#include "ReadPage.h"
+
+#include "DropCaps.h"
+#include "FindGlyphs.h"
+#include "FindRuns.h"
+#include "Paragraphs.h"
+#include "ReadingOrder.h"
+
+#include <iterator>
+
+#include <QStringList>
+
+namespace Korvel::Worker {
+
+namespace {
+
+/** The engine's own lines, without what no text holds. */
+TextPage ReadLines(PageEngine& engine, int page)
+{
+    TextPage text;
+    TextBlock block;
+    constexpr QChar hyphenAtEndOfLine(0xfffe); // PDFium's
+    QString whole = engine.Text(page);
+    whole.replace(hyphenAtEndOfLine, QLatin1String("-\r\n"));
+    for (const QString& drawn : whole.split(QLatin1String("\r\n"))) {
+        TextLine line;
+        const QStringList words =
+            CleanLine(drawn, text.drawn, text.unmapped).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        for (const QString& word : words)
+            line.words.push_back({word, {}, 0, -1});
+        if (!line.words.empty())
+            block.lines.push_back(std::move(line));
+    }
+    if (!block.lines.empty())
+        text.blocks.push_back(std::move(block));
+    return text;
+}
+
+TextPage ReadCharacters(PageEngine& engine, int page, bool wantsFonts)
+{
+    TextPage text;
+    DrawnCharacters drawn = engine.Characters(page, wantsFonts);
+    const PageGlyphs glyphs = FindGlyphs(drawn.characters);
+    for (const Writing& writing : glyphs.writings) {
+        std::vector<Run> runs = FindRuns(writing.glyphs);
+        JoinDropCaps(runs);
+        std::vector<TextBlock> blocks = FindParagraphs(InReadingOrder(runs), writing.Back());
+        text.blocks.insert(text.blocks.end(), std::make_move_iterator(blocks.begin()),
+                           std::make_move_iterator(blocks.end()));
+    }
+    text.fonts = std::move(drawn.fonts);
+    text.drawn = glyphs.drawn;
+    text.unmapped = glyphs.unmapped;
+    return text;
+}
+
+} // namespace
+
+TextPage ReadPage(PageEngine& engine, int page, bool wantsFonts)
+{
+    TextPage text =
+        engine.KnowsPlaces() ? ReadCharacters(engine, page, wantsFonts) : ReadLines(engine, page);
+    text.size = engine.PageSize(page);
+    return text;
+}
+
+} // namespace Korvel::Worker

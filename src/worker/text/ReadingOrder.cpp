@@ -1,0 +1,359 @@
+#include "ReadingOrder.h"
+
+#include "Rivers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <map>
+
+namespace Korvel::Worker {
+
+namespace {
+
+constexpr int deepest = 8;
+constexpr double whiteBetweenPartsInEms = 1.2;
+
+bool IsOfOneRow(const QRectF& box, double baseline, double em, const Run& run)
+{
+    if (std::abs(run.baseline - baseline) <= 0.25 * std::max(em, run.em))
+        return true;
+    const double shared =
+        std::min(box.bottom(), run.box.bottom()) - std::max(box.top(), run.box.top());
+    return shared >= 0.5 * std::min(box.height(), run.box.height());
+}
+
+bool IsOfRow(const RunLine& line, const Run& run)
+{
+    return IsOfOneRow(line.box, line.baseline, line.em, run);
+}
+
+void Append(RunLine& line, const Run& run)
+{
+    if (run.em > line.em) {
+        line.em = run.em;
+        line.baseline = run.baseline;
+    }
+    line.box = line.runs.empty() ? run.box : line.box | run.box;
+    line.runs.push_back(&run);
+}
+
+bool IsRightToLeft(const Runs& runs)
+{
+    long direction = 0;
+    for (const Run* const run : runs)
+        direction += run->direction;
+    return direction < 0;
+}
+
+/** The lines of one side of a river, and whether they are prose: long, and as wide as the side. */
+struct Side
+{
+    int lines = 0;
+    bool isProse = false;
+    bool isWide = false;
+};
+
+Side Describe(Runs runs)
+{
+    std::sort(runs.begin(), runs.end(),
+              [](const Run* a, const Run* b) { return a->baseline < b->baseline; });
+    double left = runs.front()->box.left();
+    double right = runs.front()->box.right();
+    int characters = 0;
+    std::vector<QRectF> lines;
+    double baseline = 0;
+    for (const Run* const run : runs) {
+        left = std::min(left, run->box.left());
+        right = std::max(right, run->box.right());
+        characters += run->characters;
+        if (lines.empty() || run->baseline - baseline > 0.5 * run->em) {
+            lines.push_back(run->box);
+            baseline = run->baseline;
+        } else {
+            lines.back() |= run->box;
+        }
+    }
+    constexpr double mostOfWidth = 0.7;
+    const auto wide = std::count_if(lines.begin(), lines.end(), [&](const QRectF& line) {
+        return line.width() >= mostOfWidth * (right - left);
+    });
+    constexpr int fewestLines = 3;
+    constexpr int fewestCharacters = 15;
+    Side side;
+    side.lines = int(lines.size());
+    side.isWide = wide * 2 >= side.lines;
+    side.isProse =
+        side.lines >= fewestLines && side.isWide && characters >= fewestCharacters * side.lines;
+    return side;
+}
+
+/** How often the drawing goes from one side of the river to the other. */
+int Crossings(const Runs& band, double river)
+{
+    int crossings = 0;
+    for (std::size_t i = 1; i < band.size(); ++i) {
+        const bool wasLeft = band[i - 1]->box.center().x() < river;
+        const bool isLeft = band[i]->box.center().x() < river;
+        crossings += int(wasLeft != isLeft);
+    }
+    return crossings;
+}
+
+struct Sides
+{
+    Runs left;
+    Runs right;
+};
+
+Sides Part(const Runs& band, double river)
+{
+    Sides sides;
+    for (const Run* const run : band)
+        (run->box.center().x() < river ? sides.left : sides.right).push_back(run);
+    return sides;
+}
+
+bool AreColumns(const Runs& band, const Sides& sides, double river)
+{
+    if (sides.left.empty() || sides.right.empty())
+        return false;
+    const Side left = Describe(sides.left);
+    const Side right = Describe(sides.right);
+    const int fewer = std::min(left.lines, right.lines);
+    if (fewer < 2)
+        return false;
+    const int crossings = Crossings(band, river);
+    if (crossings <= 2)
+        return true;
+    // Cells of several lines are drawn one after the other, lines of columns in turn.
+    return left.isProse && right.isProse && crossings >= fewer;
+}
+
+class Cutter
+{
+public:
+    explicit Cutter(bool isRightToLeft) : isRightToLeft(isRightToLeft) {}
+
+    void Cut(const Runs& runs, int depth)
+    {
+        if (runs.empty())
+            return;
+        const double em = UsualEm(runs);
+        const auto river = depth < deepest ? FindRiver(runs, em) : std::nullopt;
+        if (!river || !CutAlong(runs, *river, depth))
+            CutAcross(runs, em);
+    }
+
+    std::vector<Region> regions;
+
+private:
+    bool CutAlong(const Runs& runs, double river, int depth);
+    void CutAcross(Runs runs, double em);
+    void AddRegion(const Runs& runs);
+
+    const bool isRightToLeft;
+};
+
+/** False where the river parts no columns. */
+bool Cutter::CutAlong(const Runs& runs, double river, int depth)
+{
+    std::vector<double> crossing;
+    for (const Run* const run : runs) {
+        if (run->box.left() < river && river < run->box.right())
+            crossing.push_back(run->box.center().y());
+    }
+    std::sort(crossing.begin(), crossing.end());
+    // Bands are numbered from the top: odd ones are lines that cross, even ones are between them.
+    std::map<std::size_t, Runs> bands;
+    for (const Run* const run : runs) {
+        const double place = run->box.center().y();
+        const bool crosses = run->box.left() < river && river < run->box.right();
+        const auto above = std::lower_bound(crossing.begin(), crossing.end(), place);
+        bands[2 * std::size_t(above - crossing.begin()) + (crosses ? 1 : 0)].push_back(run);
+    }
+    bool hasColumns = false;
+    Runs across;
+    const auto flush = [&] {
+        std::sort(across.begin(), across.end()); // as they are drawn
+        Cut(std::exchange(across, {}), depth + 1);
+    };
+    std::vector<std::pair<Runs, Sides>> cuts;
+    for (auto& [number, band] : bands) {
+        Sides sides = Part(band, river);
+        const bool areColumns = number % 2 == 0 && AreColumns(band, sides, river);
+        hasColumns = hasColumns || areColumns;
+        if (!areColumns)
+            sides = {};
+        cuts.emplace_back(std::move(band), std::move(sides));
+    }
+    if (!hasColumns)
+        return false;
+    for (auto& [band, sides] : cuts) {
+        if (sides.left.empty()) {
+            across.insert(across.end(), band.begin(), band.end());
+            continue;
+        }
+        flush();
+        Cut(isRightToLeft ? sides.right : sides.left, depth + 1);
+        Cut(isRightToLeft ? sides.left : sides.right, depth + 1);
+    }
+    flush();
+    return true;
+}
+
+/** Cuts where nothing stands at some height, and from top to bottom, whatever is drawn first. */
+void Cutter::CutAcross(Runs runs, double em)
+{
+    std::stable_sort(runs.begin(), runs.end(),
+                     [](const Run* a, const Run* b) { return a->box.top() < b->box.top(); });
+    Runs part;
+    double bottom = runs.front()->box.top();
+    const auto flush = [&] {
+        std::sort(part.begin(), part.end());
+        AddRegion(part);
+        part.clear();
+    };
+    for (const Run* const run : runs) {
+        if (!part.empty() && run->box.top() - bottom > whiteBetweenPartsInEms * em)
+            flush();
+        part.push_back(run);
+        bottom = std::max(bottom, run->box.bottom());
+    }
+    flush();
+}
+
+/** Whether it stands before the runs of the line, as they are read. */
+bool GoesBack(const RunLine& line, const Run& run)
+{
+    const Run& last = *line.runs.back();
+    const double overlap = 0.5 * std::max(last.em, run.em);
+    const bool isLeft = run.box.right() <= last.box.left() + overlap;
+    const bool isRight = run.box.left() >= last.box.right() - overlap;
+    const bool mayGoLeft = last.IsRightToLeft() || run.IsRightToLeft();
+    return !isRight && !(isLeft && mayGoLeft);
+}
+
+/** The lowest baselines of what has been drawn, in steps from left to right. */
+class Skyline
+{
+public:
+    Skyline(double left, double right)
+        : left(left), step(std::max((right - left) / steps, 0.01)), lowest(steps + 1, -1e9)
+    {
+    }
+
+    /** Whether it is drawn above what is there. */
+    bool IsBelowThatOf(const Run& run)
+    {
+        const double inset = run.box.width() / 10;
+        const int first = StepOf(run.box.left() + inset);
+        const int last = StepOf(run.box.right() - inset);
+        bool isAbove = false;
+        for (int i = first; i <= last; ++i) {
+            double& there = lowest[std::size_t(i)];
+            isAbove = isAbove || run.baseline < there - 0.5 * run.em;
+            there = std::max(there, run.baseline);
+        }
+        return isAbove;
+    }
+
+private:
+    static constexpr int steps = 128;
+
+    int StepOf(double x) const { return std::clamp(int((x - left) / step), 0, steps); }
+
+    const double left;
+    const double step;
+    std::vector<double> lowest;
+};
+
+/** The lines as they are drawn; none where that goes up or back. */
+Region AsDrawn(const Runs& runs)
+{
+    double left = runs.front()->box.left();
+    double right = runs.front()->box.right();
+    for (const Run* const run : runs) {
+        left = std::min(left, run->box.left());
+        right = std::max(right, run->box.right());
+    }
+    Skyline skyline(left, right);
+    Region lines;
+    for (const Run* const run : runs) {
+        if (skyline.IsBelowThatOf(*run))
+            return {};
+        if (lines.empty() || !IsOfRow(lines.back(), *run))
+            lines.emplace_back();
+        else if (GoesBack(lines.back(), *run))
+            return {};
+        Append(lines.back(), *run);
+    }
+    return lines;
+}
+
+/** Puts the runs of a line in the order in which a line of that direction is read. */
+void SortLine(RunLine& line, bool isRightToLeft)
+{
+    std::vector<const Run*>& runs = line.runs;
+    std::stable_sort(runs.begin(), runs.end(),
+                     [](const Run* a, const Run* b) { return a->box.left() < b->box.left(); });
+    const auto isAgainst = [isRightToLeft](const Run* run) {
+        return isRightToLeft ? run->direction > 0 : run->direction < 0;
+    };
+    if (isRightToLeft)
+        std::reverse(runs.begin(), runs.end());
+    for (auto first = runs.begin(); first != runs.end();) {
+        first = std::find_if(first, runs.end(), isAgainst);
+        const auto last = std::find_if_not(first, runs.end(), isAgainst);
+        std::reverse(first, last);
+        first = last;
+    }
+}
+
+/** The lines by where they stand. */
+Region AsPlaced(Runs runs, bool isRightToLeft)
+{
+    // Large runs first, so that superscripts come to the line that they stand on.
+    std::stable_sort(runs.begin(), runs.end(),
+                     [](const Run* a, const Run* b) { return a->baseline < b->baseline; });
+    Region lines;
+    for (const Run* const run : runs) {
+        constexpr std::ptrdiff_t fewBack = 4;
+        const auto begin = lines.rbegin();
+        const auto end = begin + std::min(fewBack, std::ptrdiff_t(lines.size()));
+        const auto line =
+            std::find_if(begin, end, [run](const RunLine& one) { return IsOfRow(one, *run); });
+        if (line == end)
+            Append(lines.emplace_back(), *run);
+        else
+            Append(*line, *run);
+    }
+    std::stable_sort(lines.begin(), lines.end(),
+                     [](const RunLine& a, const RunLine& b) { return a.baseline < b.baseline; });
+    for (RunLine& line : lines)
+        SortLine(line, isRightToLeft);
+    return lines;
+}
+
+void Cutter::AddRegion(const Runs& runs)
+{
+    const bool goesLeft = IsRightToLeft(runs);
+    Region lines = goesLeft ? Region() : AsDrawn(runs);
+    if (lines.empty())
+        lines = AsPlaced(runs, goesLeft);
+    regions.push_back(std::move(lines));
+}
+
+} // namespace
+
+std::vector<Region> InReadingOrder(const std::vector<Run>& runs)
+{
+    Runs all;
+    for (const Run& run : runs)
+        all.push_back(&run);
+    Cutter cutter(IsRightToLeft(all));
+    cutter.Cut(all, 0);
+    return cutter.regions;
+}
+
+} // namespace Korvel::Worker

@@ -1,0 +1,82 @@
+#include "Script.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include <QChar>
+
+namespace Korvel::Worker {
+
+namespace {
+
+struct Range
+{
+    char32_t first;
+    char32_t last;
+};
+
+template <std::size_t count>
+bool IsWithin(const Range (&ranges)[count], char32_t code)
+{
+    return std::any_of(std::begin(ranges), std::end(ranges), [code](const Range& range) {
+        return range.first <= code && code <= range.last;
+    });
+}
+
+constexpr Range ideographic[] = {
+    {0x2e80, 0x2fdf}, {0x3001, 0x303f}, {0x3041, 0x30ff}, {0x3105, 0x312f}, {0x31f0, 0x31ff},
+    {0x3400, 0x9fff}, {0xf900, 0xfaff}, {0xfe30, 0xfe4f}, {0xff01, 0xff9f}, {0x20000, 0x3ffff}};
+
+struct Accent
+{
+    char32_t alone;
+    char32_t combining;
+};
+
+constexpr Accent accents[] = {{0x60, 0x300},  {0xb4, 0x301},  {0x5e, 0x302},  {0x2c6, 0x302},
+                              {0x7e, 0x303},  {0x2dc, 0x303}, {0xaf, 0x304},  {0x2d8, 0x306},
+                              {0x2d9, 0x307}, {0xa8, 0x308},  {0x2da, 0x30a}, {0x2dd, 0x30b},
+                              {0x2c7, 0x30c}, {0xb8, 0x327},  {0x2db, 0x328}};
+
+} // namespace
+
+bool IsRightToLeft(char32_t code)
+{
+    const QChar::Direction direction = QChar::direction(code);
+    return direction == QChar::DirR || direction == QChar::DirAL;
+}
+
+bool IsLeftToRight(char32_t code)
+{
+    return QChar::direction(code) == QChar::DirL;
+}
+
+bool IsIdeographic(char32_t code)
+{
+    return IsWithin(ideographic, code);
+}
+
+bool IsCombining(char32_t code)
+{
+    return QChar::category(code) == QChar::Mark_NonSpacing;
+}
+
+char32_t CombiningFormOf(char32_t accent)
+{
+    const auto found = std::find_if(std::begin(accents), std::end(accents),
+                                    [accent](const Accent& one) { return one.alone == accent; });
+    return found == std::end(accents) ? 0 : found->combining;
+}
+
+bool IsSpace(char32_t code)
+{
+    return code == '\t' || code == '\n' || code == '\r' ||
+           QChar::category(code) == QChar::Separator_Space;
+}
+
+bool IsHyphen(char32_t code)
+{
+    return code == '-' || code == 0xad || code == 0x2010 || code == 0x2011;
+}
+
+} // namespace Korvel::Worker

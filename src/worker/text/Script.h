@@ -1,0 +1,25 @@
+#pragma once
+
+namespace Korvel::Worker {
+
+/** Whether it is a letter of a script that is written from right to left. */
+bool IsRightToLeft(char32_t code);
+
+/** Whether it is a letter of a script that is written from left to right. */
+bool IsLeftToRight(char32_t code);
+
+/** Whether it is of a script that has no spaces between words: Chinese, Japanese. */
+bool IsIdeographic(char32_t code);
+
+/** Whether it stands on, or hangs below, the letter before it. */
+bool IsCombining(char32_t code);
+
+/** The combining form of an accent that is drawn as a character of its own; 0 for none. */
+char32_t CombiningFormOf(char32_t accent);
+
+bool IsSpace(char32_t code);
+
+/** Whether it is a letter's hyphen, however fonts call it. */
+bool IsHyphen(char32_t code);
+
+} // namespace Korvel::Worker

@@ -1,0 +1,197 @@
+// Reading order and words, from characters that no writer at hand would draw so.
+
+#include "ReadPage.h"
+#include "PlainText.h"
+
+#include <utility>
+
+#include <gtest/gtest.h>
+
+namespace Korvel::Worker {
+namespace {
+
+/** An engine of one page of given characters. */
+class FakeEngine : public PageEngine
+{
+public:
+    bool Open(const std::string& /*path*/) override { return true; }
+    bool Open(const QByteArray& /*bytes*/) override { return true; }
+    bool HasFailed() const override { return false; }
+    int PageCount() const override { return 1; }
+    QSizeF PageSize(int /*page*/) override { return {600, 800}; }
+    DrawRows Draw(int /*page*/, const PictureShape& /*shape*/) override { return {}; }
+    bool KnowsPlaces() const override { return knowsPlaces; }
+    QString Text(int /*page*/) override { return text; }
+    DrawnCharacters Characters(int /*page*/, bool /*wantsFonts*/) override { return drawn; }
+
+    bool knowsPlaces = true;
+    QString text;
+    DrawnCharacters drawn;
+};
+
+constexpr double em = 10;
+
+class ReadPageTest : public testing::Test
+{
+protected:
+    /** A character of half an em, or of a whole one where it is wide, that begins there. */
+    void Put(char32_t code, double x, double baseline, double width = em / 2)
+    {
+        TextCharacter character;
+        character.code = code;
+        character.box = QRectF(x, baseline - 0.8 * em, width, em);
+        character.fontSize = em;
+        character.origin = QPointF(x, baseline);
+        engine.drawn.characters.push_back(character);
+    }
+
+    void PutLine(const QString& text, double x, double baseline)
+    {
+        for (const QChar code : text) {
+            if (code != ' ')
+                Put(code.unicode(), x, baseline);
+            x += em / 2;
+        }
+    }
+
+    TextPage Read() { return ReadPage(engine, 0, false); }
+
+    std::string Plain() { return PlainText(Read(), true).toStdString(); }
+
+    FakeEngine engine;
+};
+
+TEST_F(ReadPageTest, SpacesThatAreOnlyGapsAreSpaces)
+{
+    PutLine("no space is drawn here", 50, 100);
+    EXPECT_EQ(Plain(), "no space is drawn here\n");
+}
+
+TEST_F(ReadPageTest, LettersThatAreSetApartAreOneWord)
+{
+    for (int i = 0; i < 8; ++i)
+        Put(U"INVOICES"[i], 50 + 6.2 * i, 100);
+    EXPECT_EQ(Plain(), "INVOICES\n");
+}
+
+TEST_F(ReadPageTest, ControlCharactersAreDroppedAndCounted)
+{
+    for (int i = 0; i < 6; ++i)
+        Put(U"a\x1b\f\x7f\x9b"
+            U"b"[i],
+            50 + 5 * i, 100);
+    const TextPage page = Read();
+    EXPECT_EQ(page.drawn, 6);
+    EXPECT_EQ(page.unmapped, 4);
+    for (const char code : PlainText(page, true).toStdString())
+        EXPECT_TRUE(code == 'a' || code == 'b' || code == ' ' || code == '\n') << int(code);
+}
+
+TEST_F(ReadPageTest, MarksThatTurnTheDirectionAreDropped)
+{
+    Put('a', 50, 100);
+    Put(0x202e, 55, 100);
+    Put('b', 55, 100);
+    EXPECT_EQ(Plain(), "ab\n");
+}
+
+TEST_F(ReadPageTest, LigaturesAreTheirLetters)
+{
+    PutLine(QStringLiteral("o\ufb03ce"), 50, 100);
+    EXPECT_EQ(Plain(), "office\n");
+}
+
+TEST_F(ReadPageTest, LettersOfOneBoxAreALigature)
+{
+    Put('a', 50, 100);
+    for (const char32_t code : U"ff")
+        if (code)
+            Put(code, 55, 100);
+    Put('e', 60, 100);
+    EXPECT_EQ(Plain(), "affe\n");
+}
+
+TEST_F(ReadPageTest, AccentsJoinTheirLetters)
+{
+    Put('c', 50, 100);
+    Put('a', 55, 100);
+    Put('f', 60, 100);
+    Put(0xb4, 65, 100);
+    Put('e', 65.2, 100);
+    Put('s', 70.2, 100);
+    EXPECT_EQ(Plain(), "caf\u00e9s\n");
+}
+
+TEST_F(ReadPageTest, CodesThatComeInHalvesAreWhole)
+{
+    Put(0xd83d, 50, 100);
+    Put(0xde00, 50, 100);
+    EXPECT_EQ(Plain(), "\U0001f600\n");
+}
+
+TEST_F(ReadPageTest, JapaneseThatIsWrittenDownwardsIsReadFromTheRight)
+{
+    const auto column = [this](const std::u32string& text, double x) {
+        for (std::size_t i = 0; i < text.size(); ++i)
+            Put(text[i], x, 100 + em * double(i), em);
+    };
+    column(U"\u7e26\u66f8\u304d\u306e", 300);
+    column(U"\u6587\u7ae0\u3067\u3059", 284);
+    EXPECT_EQ(Plain(), "\u7e26\u66f8\u304d\u306e\n\u6587\u7ae0\u3067\u3059\n");
+    EXPECT_NEAR(Read().blocks.at(0).lines.at(0).box.left(), 300, 1);
+}
+
+TEST_F(ReadPageTest, RightToLeftThatIsDrawnFromTheLeftIsInLogicalOrder)
+{
+    const std::u32string alef = U"\u05d0\u05d1\u05d2";
+    for (int i = 0; i < 3; ++i)
+        Put(alef[std::size_t(2 - i)], 50 + 5 * i, 100);
+    EXPECT_EQ(Plain(), "\u05d0\u05d1\u05d2\n");
+}
+
+TEST_F(ReadPageTest, ColumnsOfProseThatAreDrawnLineByLineAreReadOneAfterTheOther)
+{
+    std::string left;
+    std::string right;
+    for (int line = 0; line < 8; ++line) {
+        const QString number = QString::number(line);
+        PutLine("the left column of the page, line " + number, 50, 100 + 12 * line);
+        PutLine("the right column of the page, line " + number, 260, 100 + 12 * line);
+        left += "the left column of the page, line " + number.toStdString() + '\n';
+        right += "the right column of the page, line " + number.toStdString() + '\n';
+    }
+    EXPECT_EQ(Plain(), left + '\n' + right);
+}
+
+TEST_F(ReadPageTest, CellsOfSeveralLinesStayTogether)
+{
+    PutLine("a cell of a table", 50, 100);
+    PutLine("of two lines here", 50, 112);
+    PutLine("and the one that", 200, 100);
+    PutLine("is right beside it", 200, 112);
+    PutLine("the next row's one", 50, 130);
+    PutLine("has two lines, too", 50, 142);
+    PutLine("as has the last of", 200, 130);
+    PutLine("all of these cells", 200, 142);
+    const QString plain = QString::fromStdString(Plain()).simplified();
+    EXPECT_EQ(plain.toStdString(),
+              "a cell of a table of two lines here and the one that is right beside it "
+              "the next row's one has two lines, too as has the last of all of these cells");
+}
+
+TEST_F(ReadPageTest, WithoutPlacesTheOrderIsTheEngines)
+{
+    engine.knowsPlaces = false;
+    engine.text = "second line\r\n\r\nfirst \x1b[31mline con\ufffeverted";
+    EXPECT_EQ(Plain(), "second line\nfirst [31mline converted\n");
+}
+
+TEST_F(ReadPageTest, NothingDrawnIsNoText)
+{
+    EXPECT_EQ(Plain(), "");
+    EXPECT_EQ(Read().drawn, 0);
+    EXPECT_EQ(Read().size, QSizeF(600, 800));
+}
+
+} // namespace
+} // namespace Korvel::Worker
