@@ -5,9 +5,10 @@ set(runtime libconvertwrappers${CONVERTWRAPPERS_SOVERSION}) # named after the SO
 set(packages_Runtime ${runtime})
 set(packages_Development libconvertwrappers-dev)
 set(packages_Command pdfconvert)
+set(packages_Python python3-pdfconvert)
 
 set(CPACK_GENERATOR DEB TGZ)
-set(CPACK_COMPONENTS_ALL Runtime Development Command)
+set(CPACK_COMPONENTS_ALL Runtime Development Command Python)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "decorators around document converters, and pdfconvert")
 set(CPACK_PACKAGE_CONTACT "The maintainers of ConvertWrappers <maintainers@convertwrappers.invalid>")
 set(CPACK_SYSTEM_NAME ${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR})
@@ -51,5 +52,15 @@ set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION text)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${runtime} ${same_version}")
 set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS libreoffice-core-nogui) # which has PDFium
+
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION
+  "Pages of PDFs as Pillow pictures, in Python, by the command pdfconvert.")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+  "pdfconvert ${same_version}, python3 (>= 3.11), python3-pil (>= 9.1)")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA # which have the bytecode made, and removed
+  ${PROJECT_SOURCE_DIR}/packaging/python/postinst ${PROJECT_SOURCE_DIR}/packaging/python/prerm)
 
 include(CPack)
