@@ -95,7 +95,7 @@ class Run:
             self._other_lines.append(line.strip())
             return
         if event["event"] == "failed":
-            self._failure = error(event["message"], event["reason"], event.get("page"))
+            self._failure = error(_message(event), event["reason"], event.get("page"))
         elif event["event"] == "warning":
             self.warnings.append(event)
         elif event["event"] == "finished":
@@ -107,6 +107,12 @@ class Run:
         if self._process.returncode == _EXIT_USAGE:
             return UsageError(message, "usage")
         return error(message, "internal") if self._process.returncode else None
+
+
+def _message(event: Event) -> str:
+    if event["reason"] == "no-password":  # for which the command's own words name its options
+        return f"{event['file']}: is encrypted, and no password was given"
+    return str(event["message"])
 
 
 def _start(arguments: list[str], password: str | None, output: IO[bytes]) -> subprocess.Popen[str]:

@@ -85,7 +85,7 @@ def pdfinfo_from_path(
     with _exceptions(PDFPageCountError):
         _, info = _opened(pdf_path, userpw, ownerpw, timeout)
     names = ("Title", "Subject", "Keywords", "Author", "Creator", "Producer", "CreationDate", "ModDate")
-    facts: dict[str, Any] = {name: info.properties[name] for name in names if name in info.properties}
+    facts: dict[str, Any] = {name: info.properties[name].strip() for name in names if name in info.properties}
     if not rawdates:
         facts.update({name: _date(facts[name]) for name in ("CreationDate", "ModDate") if name in facts})
     return facts | {"Pages": info.pages, "Encrypted": _encrypted(info.encryption),

@@ -31,7 +31,7 @@ def pdfinfo(path, *options):
 @pytest.fixture
 def twelve(tmp_path):
     return make_pdf(tmp_path / "twelve.pdf", range(201, 213),
-                    information="/Title(Minutes)/Author(A. N. Other)/CreationDate(D:20240229134501+02'00')")
+                    information="/Title( Minutes )/Author(A. N. Other)/CreationDate(D:20240229134501+02'00')")
 
 
 def test_arguments_are_those_of_that_library_in_their_order():
