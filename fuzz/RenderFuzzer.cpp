@@ -26,9 +26,11 @@ QImage ToPicture(const Worker::MemoryOutput& bytes, const char* format)
 
 QImage DrawPage(Worker::PageRenderer& renderer, qint64 page)
 {
-    const double dotsPerInch = renderer.ResolutionToFit(page, bounds);
+    Worker::PictureLook look;
+    look.size = bounds;
+    look.encoding.format = QStringLiteral("bmp");
     Worker::MemoryOutput bmp;
-    renderer.Write(bmp, page, dotsPerInch, Worker::PixelFormat::Bgrx, {QStringLiteral("bmp")});
+    renderer.Write(bmp, page, look);
     return ToPicture(bmp, "BMP").convertToFormat(QImage::Format_RGB32);
 }
 

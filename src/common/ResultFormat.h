@@ -22,4 +22,18 @@ inline constexpr ResultFormat resultFormats[] = {
     {"webp", WorkerProtocol::Format::webp, true}, {"txt", WorkerProtocol::Format::txt, false},
     {"pdf", WorkerProtocol::Format::pdf, false}};
 
+/** Whether pictures of a format, by its name, can have one bit for each pixel. */
+template <typename Name>
+bool CanBeBlackAndWhite(const Name& name)
+{
+    return name == WorkerProtocol::Format::png || name == WorkerProtocol::Format::tif;
+}
+
+/** Whether they can be transparent. */
+template <typename Name>
+bool CanBeTransparent(const Name& name)
+{
+    return CanBeBlackAndWhite(name) || name == WorkerProtocol::Format::webp;
+}
+
 } // namespace Korvel

@@ -39,10 +39,16 @@ inline constexpr char gray[] = "gray";
 inline constexpr char quality[] = "quality";
 inline constexpr char compression[] = "compression";
 inline constexpr char linearize[] = "linearize";
+inline constexpr char box[] = "box";
+inline constexpr char crop[] = "crop";
+inline constexpr char rotate[] = "rotate";
+inline constexpr char transparent[] = "transparent";
+inline constexpr char mono[] = "mono";
 inline constexpr char ok[] = "ok";
 inline constexpr char reason[] = "reason";
 inline constexpr char message[] = "message";
 inline constexpr char engine[] = "engine";
+inline constexpr char failed[] = "failed";
 inline constexpr char released[] = "released";
 inline constexpr char missing[] = "missing";
 inline constexpr char encrypted[] = "encrypted";
@@ -87,6 +93,15 @@ inline constexpr char fast[] = "fast";
 inline constexpr char small[] = "small";
 } // namespace CompressionWord
 
+/** How gray becomes black and white. */
+namespace MonoWord {
+inline constexpr char threshold[] = "threshold";
+inline constexpr char dither[] = "dither";
+} // namespace MonoWord
+
+/** The boxes of a page. */
+inline constexpr const char* boxWords[] = {"crop", "media", "trim", "bleed", "art"};
+
 /** Dots per inch. */
 inline constexpr double lowestResolution = 1;
 inline constexpr double highestResolution = 4800;
@@ -94,6 +109,9 @@ inline constexpr double defaultResolution = 150;
 
 /** The most pixels that a picture has in a row or in a column. */
 inline constexpr int longestSide = 65'000;
+
+/** The furthest that a part of a page can begin and end from its top left. */
+inline constexpr double mostPoints = 1'000'000;
 
 /** Qualities of pictures begin with 1. */
 inline constexpr int highestQuality = 100;

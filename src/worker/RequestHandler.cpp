@@ -4,10 +4,11 @@
 #include "Engine.h"
 #include "NewFile.h"
 #include "PathText.h"
+#include "PictureRequest.h"
 #include "RequestError.h"
+#include "RequestValues.h"
 #include "WritePicture.h"
 
-#include <cmath>
 #include <cstring>
 #include <new>
 #include <optional>
@@ -26,33 +27,10 @@ namespace {
 
 constexpr mode_t forOwner = 0600;
 constexpr mode_t byUmask = 0666;
-constexpr double largestWholeNumber = 9'007'199'254'740'992; // of those that doubles hold exactly
-
-[[noreturn]] void Refuse(const char* name, const char* why)
-{
-    throw RequestError(Reason::BadRequest, std::string(name) + why);
-}
-
-qint64 WholeNumber(const QJsonValue& value, const char* name)
-{
-    const double number = value.toDouble(std::nan(""));
-    if (std::trunc(number) != number || std::abs(number) > largestWholeNumber)
-        Refuse(name, " is missing or no whole number");
-    return qint64(number);
-}
 
 qint64 Number(const QJsonObject& request, const char* name)
 {
     return WholeNumber(request[name], name);
-}
-
-/** A whole number from 1 to `highest`. */
-qint64 NumberWithin(const QJsonValue& value, const char* name, qint64 highest)
-{
-    const qint64 number = WholeNumber(value, name);
-    if (number < 1 || number > highest)
-        Refuse(name, " is out of range");
-    return number;
 }
 
 QString Text(const QJsonObject& request, const char* name)
@@ -77,59 +55,6 @@ QByteArray Password(const QJsonObject& request)
                : QByteArray();
 }
 
-double Resolution(const QJsonObject& request)
-{
-    using namespace WorkerProtocol;
-    const double resolution =
-        request.contains(Key::resolution) ? request[Key::resolution].toDouble() : defaultResolution;
-    if (!(resolution >= lowestResolution && resolution <= highestResolution))
-        Refuse(Key::resolution, " is out of range");
-    return resolution;
-}
-
-/** The size in pixels into which a page is to be fitted. */
-QSize Size(const QJsonObject& request)
-{
-    const QJsonArray sides = request[Key::size].toArray();
-    if (sides.size() != 2)
-        Refuse(Key::size, " is no width and height");
-    return {int(NumberWithin(sides[0], Key::size, WorkerProtocol::longestSide)),
-            int(NumberWithin(sides[1], Key::size, WorkerProtocol::longestSide))};
-}
-
-Compression ToCompression(const QJsonValue& value)
-{
-    if (value == WorkerProtocol::CompressionWord::fast)
-        return Compression::Fast;
-    if (value == WorkerProtocol::CompressionWord::small)
-        return Compression::Small;
-    Refuse(Key::compression, " is neither fast nor small");
-}
-
-Encoding EncodingOf(const QJsonObject& request, const QString& format)
-{
-    Encoding encoding;
-    encoding.format = format;
-    if (request.contains(Key::quality))
-        encoding.quality =
-            int(NumberWithin(request[Key::quality], Key::quality, WorkerProtocol::highestQuality));
-    if (request.contains(Key::compression))
-        encoding.compression = ToCompression(request[Key::compression]);
-    return encoding;
-}
-
-bool Flag(const QJsonObject& request, const char* name)
-{
-    if (request.contains(name) && !request[name].isBool())
-        Refuse(name, " is neither true nor false");
-    return request[name].toBool();
-}
-
-PixelFormat PixelsOf(const QJsonObject& request)
-{
-    return Flag(request, Key::gray) ? PixelFormat::Gray : PixelFormat::Bgrx;
-}
-
 /** The pages that are wanted; none for all of them. */
 std::vector<qint64> Pages(const QJsonObject& request)
 {
@@ -139,6 +64,16 @@ std::vector<qint64> Pages(const QJsonObject& request)
     if (pages.empty() && request.contains(Key::pages))
         Refuse(Key::pages, " names none");
     return pages;
+}
+
+QJsonObject ToJson(const std::vector<FailedPage>& pages)
+{
+    QJsonArray failed;
+    for (const FailedPage& page : pages)
+        failed.append(QJsonObject{{Key::page, page.page},
+                                  {Key::reason, WorkerProtocol::WordFor(page.reason)},
+                                  {Key::message, QString::fromStdString(page.message)}});
+    return failed.isEmpty() ? QJsonObject() : QJsonObject{{Key::failed, failed}};
 }
 
 } // namespace
@@ -242,14 +177,17 @@ QJsonObject RequestHandler::Convert(const QJsonObject& request)
     const FileState before = TakeUp(Path(request, Key::file));
     return WhileUnchanged(before, [&] {
         NewFile file(output, byUmask, largestFile);
+        QJsonObject answer;
         if (isPdf)
             WritePdf(file, request);
         else if (format == WorkerProtocol::Format::txt)
             WriteText(file, request);
+        else if (format == WorkerProtocol::Format::tif && !request.contains(Key::page))
+            answer = WriteTiff(file, request);
         else
             WritePage(file, request, format);
         Finish(file, before);
-        return QJsonObject();
+        return answer;
     });
 }
 
@@ -299,44 +237,48 @@ void RequestHandler::WritePdf(NewFile& file, const QJsonObject& request)
     std::unique_ptr<PdfDocument> document = std::move(source);
     if (!document || !document->File().State().IsStillThatOf(input))
         document = std::make_unique<PdfDocument>(input, std::string());
-    document->SavePages(file, {pages.begin(), pages.end()}, Flag(request, Key::linearize));
+    document->SavePages(file, {pages.begin(), pages.end()}, IsSet(request, Key::linearize));
     source = std::move(document);
 }
 
 void RequestHandler::WriteText(NewFile& file, const QJsonObject& request)
 {
-    const QByteArray text = RendererFor(input).Text(Pages(request));
+    const QByteArray text = RendererFor(input, {}).Text(Pages(request));
     file.Write(text.constData(), std::size_t(text.size()));
 }
 
 void RequestHandler::WritePage(NewFile& file, const QJsonObject& request, const QString& format)
 {
-    PageRenderer& pages = RendererFor(input);
-    const qint64 page = Number(request, Key::page);
-    const Encoding encoding = EncodingOf(request, format);
-    const double dotsPerInch = request.contains(Key::size)
-                                   ? pages.ResolutionToFit(page, Size(request))
-                                   : Resolution(request);
-    pages.Write(file, page, dotsPerInch, PixelsOf(request), encoding);
+    const PictureLook look = LookOf(request, format);
+    RendererFor(input, ViewOf(request)).Write(file, Number(request, Key::page), look);
 }
 
-PageRenderer& RequestHandler::RendererFor(const std::string& path)
+/** What the answer tells of it. */
+QJsonObject RequestHandler::WriteTiff(NewFile& file, const QJsonObject& request)
 {
-    if (!renderer || !renderer->Serves(path)) {
+    const PictureLook look = LookOf(request, WorkerProtocol::Format::tif);
+    return ToJson(
+        RendererFor(input, ViewOf(request)).WriteTiff(file, Pages(request), look, largestFile));
+}
+
+PageRenderer& RequestHandler::RendererFor(const std::string& path, const PageView& view)
+{
+    if (!renderer || !renderer->Serves(path, view)) {
         renderer.reset();
-        renderer = OpenToDraw(path);
+        renderer = OpenToDraw(path, view);
     }
     return *renderer;
 }
 
-std::unique_ptr<PageRenderer> RequestHandler::OpenToDraw(const std::string& path)
+std::unique_ptr<PageRenderer> RequestHandler::OpenToDraw(const std::string& path,
+                                                         const PageView& view)
 {
     if (const auto opened = std::move(reusable)) {
-        auto ofOpened = std::make_unique<PageRenderer>(path, std::move(*opened));
-        if (ofOpened->Serves(path))
+        auto ofOpened = std::make_unique<PageRenderer>(path, view, std::move(*opened));
+        if (ofOpened->Serves(path, view))
             return ofOpened;
     }
-    return std::make_unique<PageRenderer>(path);
+    return std::make_unique<PageRenderer>(path, view);
 }
 
 } // namespace Korvel::Worker

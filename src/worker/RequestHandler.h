@@ -41,11 +41,12 @@ private:
     void WritePdf(NewFile& file, const QJsonObject& request);
     void WriteText(NewFile& file, const QJsonObject& request);
     void WritePage(NewFile& file, const QJsonObject& request, const QString& format);
+    QJsonObject WriteTiff(NewFile& file, const QJsonObject& request);
     void Finish(NewFile& result, const FileState& before) const;
     template <typename Work>
     QJsonObject WhileUnchanged(const FileState& before, const Work& work) const;
-    PageRenderer& RendererFor(const std::string& path);
-    std::unique_ptr<PageRenderer> OpenToDraw(const std::string& path);
+    PageRenderer& RendererFor(const std::string& path, const PageView& view);
+    std::unique_ptr<PageRenderer> OpenToDraw(const std::string& path, const PageView& view);
 
     const std::function<void(const std::string& file)> enterSandbox;
     const std::uint64_t largestFile;

@@ -23,9 +23,11 @@ void OpenAndDraw(const std::string& path)
 {
     PdfDocument opened(path, std::string());
     opened.Description();
-    opened.ForRendering();
+    opened.ForRendering({});
     MemoryOutput picture;
-    PageRenderer(path).Write(picture, 1, 72, PixelFormat::Bgrx, {WorkerProtocol::Format::png});
+    PictureLook look;
+    look.encoding.format = WorkerProtocol::Format::png;
+    PageRenderer(path).Write(picture, 1, look);
 }
 
 } // namespace

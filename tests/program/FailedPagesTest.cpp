@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include <QFile>
+#include <QImageReader>
 #include <QJsonArray>
 
 namespace Korvel::App {
@@ -96,6 +98,26 @@ TEST_F(FailedPagesTest, AreInTheJournalAndCountInRunsThatGoOn)
     EXPECT_EQ(again.exitCode, 3);
     EXPECT_EQ(again.results, QStringList());
     EXPECT_EQ(Run(arguments + QStringList{"--strict"}).exitCode, 7);
+}
+
+TEST_F(FailedPagesTest, LeaveTheOthersOfATiffOfAllPages)
+{
+    MakeThreePages();
+    const QStringList arguments{"three.pdf", "-o",     "all.tif",   "-r",
+                                "20",        "--json", "--journal", "journal"};
+    const Outcome run = Run(arguments);
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_EQ(run.complaints, "pdfconvert: " + message + '\n');
+    EXPECT_EQ(QImageReader(Path("all.tif")).imageCount(), 2);
+    const QJsonObject warning = Closing(run)["warnings"].toArray()[0].toObject();
+    EXPECT_EQ(warning["page"], 2);
+    EXPECT_EQ(warning["reason"], "cannot-render");
+    EXPECT_THAT(Read("journal").toStdString(),
+                HasSubstr("\"failedPages\":[{\"message\":\"page 2: "));
+    EXPECT_EQ(Run(arguments).exitCode, 3) << "as the journal says";
+    EXPECT_FALSE(QFile::exists(Path("all(2).tif")));
+    EXPECT_EQ(Run({"three.pdf", "-o", "again.tif", "-r", "20", "--strict"}).exitCode, 7);
+    EXPECT_EQ(LeftInTempDir(), QStringList());
 }
 
 TEST_F(FailedPagesTest, AreTheDocumentsFailureWhenThereAreNoOthers)

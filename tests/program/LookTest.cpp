@@ -1,6 +1,7 @@
 #include "DescribedJson.h"
 #include "IsSanitized.h"
 #include "Program.h"
+#include "SamplePdf.h"
 
 #include <gmock/gmock.h>
 
@@ -38,6 +39,65 @@ TEST_F(LookTest, OfPicturesCanBeGray)
     ASSERT_EQ(Run({"one.pdf", "-o", "gray.png", "-r", "50", "--gray"}).exitCode, 0);
     EXPECT_FALSE(QImage(Path("colour.png")).allGray());
     EXPECT_TRUE(QImage(Path("gray.png")).allGray());
+}
+
+TEST_F(LookTest, OfPicturesIsAsWideOrAsHighAsIsWanted)
+{
+    MakeSample("one.pdf", 1);
+    ASSERT_EQ(Run({"one.pdf", "-o", "wide.png", "--width", "300"}).exitCode, 0);
+    ASSERT_EQ(Run({"one.pdf", "-o", "high.jpg", "--height", "300"}).exitCode, 0);
+    EXPECT_EQ(QImage(Path("wide.png")).size(), QSize(300, 425));
+    EXPECT_EQ(QImage(Path("high.jpg")).size(), QSize(212, 300));
+}
+
+TEST_F(LookTest, OfPicturesIsThePartThatIsWantedTheWayUpThatIsWanted)
+{
+    MakeSample("one.pdf", 1);
+    const QStringList patch{"one.pdf", "--crop", "400,60,120,60"};
+    ASSERT_EQ(Run(patch + QStringList{"-o", "points.png", "-r", "144"}).exitCode, 0);
+    const QImage points(Path("points.png"));
+    EXPECT_EQ(points.size(), QSize(240, 120));
+    EXPECT_EQ(points.pixelColor(120, 60).rgb(), SampleColour(1).rgb());
+    ASSERT_EQ(
+        Run({"one.pdf", "--crop", "800,120,240,120px", "-o", "pixels.png", "-r", "144"}).exitCode,
+        0);
+    EXPECT_EQ(QImage(Path("pixels.png")), points);
+    ASSERT_EQ(Run(patch +
+                  QStringList{"-o", "turned.png", "--rotate", "90", "--box", "media", "-r", "144"})
+                  .exitCode,
+              0);
+    EXPECT_EQ(QImage(Path("turned.png")).size(), QSize(120, 240));
+}
+
+TEST_F(LookTest, ThatShowsNothingOfAPageIsAnErrorThatSaysSo)
+{
+    MakeSample("one.pdf", 1);
+    const Outcome run = Run({"one.pdf", "-o", "none.png", "--crop", "900,900,10,10"});
+    EXPECT_EQ(run.exitCode, 7);
+    EXPECT_EQ(run.complaints, "pdfconvert: one.pdf: page 1: the part that is wanted lies outside "
+                              "of its crop box\n");
+}
+
+TEST_F(LookTest, OfPicturesIsBlackAndWhiteOrTransparent)
+{
+    MakeSample("one.pdf", 1);
+    ASSERT_EQ(Run({"one.pdf", "-o", "mono.png", "--mono"}).exitCode, 0);
+    ASSERT_EQ(Run({"one.pdf", "-o", "dots.tiff", "--mono", "--dither"}).exitCode, 0);
+    ASSERT_EQ(Run({"one.pdf", "-o", "clear.webp", "--transparent"}).exitCode, 0);
+    EXPECT_EQ(QImage(Path("mono.png")).depth(), 1);
+    EXPECT_EQ(QImage(Path("dots.tiff")).depth(), 1);
+    EXPECT_EQ(QImage(Path("clear.webp")).pixelColor(1, 1).alpha(), 0);
+}
+
+TEST_F(LookTest, OfAnotherKindIsNotThatOfTheJournal)
+{
+    MakeSample("one.pdf", 1);
+    const QStringList arguments{"one.pdf", "-d", "out", "-r", "20", "--journal", "journal"};
+    ASSERT_EQ(Run(arguments + QStringList{"--crop", "1,2,30,40mm"}).exitCode, 0);
+    const Outcome other = Run(arguments + QStringList{"--crop", "1,2,30,41mm", "--mono"});
+    EXPECT_EQ(other.exitCode, 2);
+    EXPECT_THAT(other.complaints, HasSubstr("crop was '1,2,30,40mm' and is '1,2,30,41mm'"));
+    EXPECT_THAT(other.complaints, HasSubstr("mono was 'false' and is 'true'"));
 }
 
 TEST_F(LookTest, OfPicturesCostsBytesByItsQuality)

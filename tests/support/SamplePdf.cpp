@@ -368,11 +368,33 @@ void MakeCroppedPdf(const QString& path, const QRect& part)
     });
 }
 
+void MakePdfWithBoxes(const QString& path, const std::map<std::string, QRect>& boxes, int degrees)
+{
+    MakeChanged(path, [&](QPDF&, QPDFObjectHandle page) {
+        for (const auto& [name, box] : boxes)
+            page.replaceKey('/' + name, OnPage(page, box));
+        page.replaceKey("/Rotate", QPDFObjectHandle::newInteger(degrees));
+    });
+}
+
 void MakePdfOfSize(const QString& path, const QSizeF& size)
 {
     MakeChanged(path, [&](QPDF&, QPDFObjectHandle page) {
         page.replaceKey("/MediaBox",
                         QPDFObjectHandle::newFromRectangle({0, 0, size.width(), size.height()}));
+    });
+}
+
+void MakePagesOfSizes(const QString& path, const std::vector<QSizeF>& sizes)
+{
+    MakeChanged(path, [&](QPDF& pdf, QPDFObjectHandle page) {
+        for (const QSizeF& size : sizes) {
+            QPDFObjectHandle copy = pdf.makeIndirectObject(page.shallowCopy());
+            copy.replaceKey("/MediaBox", QPDFObjectHandle::newFromRectangle(
+                                             {0, 0, size.width(), size.height()}));
+            pdf.addPage(copy, false);
+        }
+        pdf.removePage(page);
     });
 }
 

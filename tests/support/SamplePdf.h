@@ -1,5 +1,9 @@
 #pragma once
 
+#include <map>
+#include <string>
+#include <vector>
+
 #include <QByteArray>
 #include <QColor>
 #include <QRect>
@@ -77,8 +81,15 @@ void MakeRotatedPdf(const QString& path);
 /** Of which only this part is to be shown, in points from the top left of the A4 page. */
 void MakeCroppedPdf(const QString& path, const QRect& part);
 
+/** With boxes, by their names in PDF, in points from the top left of the A4 page, and turned. */
+void MakePdfWithBoxes(const QString& path, const std::map<std::string, QRect>& boxes,
+                      int degrees = 0);
+
 /** Of a size of its own, in points. */
 void MakePdfOfSize(const QString& path, const QSizeF& size);
+
+/** With a page of each size, in points; all show the beginning of the same A4 page. */
+void MakePagesOfSizes(const QString& path, const std::vector<QSizeF>& sizes);
 
 void MakePdfWithoutPages(const QString& path);
 

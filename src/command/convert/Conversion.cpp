@@ -6,11 +6,13 @@
 #include "Interruption.h"
 #include "Journal.h"
 #include "LocalFileSystem.h"
+#include "LookOptions.h"
 #include "Options.h"
 #include "PageFanOut.h"
 #include "PageRanges.h"
 #include "Planner.h"
 #include "ResultFileSystem.h"
+#include "WorkerConverter.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -27,6 +29,7 @@ namespace Korvel::App {
 
 using PDF::Converter::AbstractConverter;
 using PDF::Converter::PageFanOut;
+using PDF::Converter::WorkerConverter;
 
 namespace {
 
@@ -153,15 +156,7 @@ AbstractConverter::Task Conversion::MakeTask()
     task.options["page_tasks"] = pages;
     task.options["page_failed"] = PageFanOut::OnPageFailure(
         [this](const PageFanOut::PageFailure& failure) { failures.push_back(failure); });
-    task.options["gray"] = options.pages.gray;
-    if (options.pages.size.isEmpty())
-        task.options["resolution"] = options.pages.resolution;
-    else
-        task.options["size"] = options.pages.size;
-    if (options.pages.quality > 0)
-        task.options["quality"] = options.pages.quality;
-    if (!options.pages.compression.empty())
-        task.options["compression"] = QString::fromStdString(options.pages.compression);
+    task.options.merge(LookOptions(options.pages));
     if (document.NeedsCopy()) {
         task.options["need_export"] = true;
         task.options["password"] = document.Password();
@@ -169,9 +164,14 @@ AbstractConverter::Task Conversion::MakeTask()
     if (options.output.isLinearized)
         task.options["linearize"] = true;
     const bool wantsSome = task.type == QLatin1String("pdf") && !options.pages.ranges.empty();
-    if (task.type == QLatin1String("txt") || wantsSome)
+    const bool joinsPictures = planner.MakesPictures() && results.front().page == 0;
+    if (task.type == QLatin1String("txt") || wantsSome || joinsPictures)
         task.options["pages"] =
             PageRanges::Parse(options.pages.ranges).Choose(document.Info().pages);
+    task.options["missing_page"] = WorkerConverter::OnPageFailed(
+        [this](int page, AbstractConverter::ErrorType reason, const QString& why) {
+            failures.push_back({page, reason, why});
+        });
     return task;
 }
 

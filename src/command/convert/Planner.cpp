@@ -115,10 +115,11 @@ QString Planner::PathOf(const OutputTemplate& path, const Input& input, int page
 Planner::WantedPaths Planner::WantedFor(const Input& input, int pages) const
 {
     const std::vector<int> chosen = PageRanges::Parse(run.options.pages.ranges).Choose(pages);
-    const bool needsNumber = output.MakesPictures() && !output.HasPageNumber() && chosen.size() > 1;
+    const bool needsNumber = output.MakesPictures() && !output.HasPageNumber() &&
+                             !output.JoinsPictures() && chosen.size() > 1;
     const OutputTemplate path = needsNumber ? output.WithPageNumber(pages) : output;
     if (!path.HasPageNumber()) {
-        const int page = output.MakesPictures() ? chosen.front() : 0;
+        const int page = output.MakesPictures() && chosen.size() == 1 ? chosen.front() : 0;
         return {{page, PathOf(path, input, page)}};
     }
     WantedPaths wanted;

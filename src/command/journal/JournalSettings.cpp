@@ -13,7 +13,7 @@ namespace {
 /** The pixels that a picture fits into; empty where its resolution decides. */
 QString SizeOf(const PageOptions& pages)
 {
-    if (pages.size.isEmpty())
+    if (!pages.size.isValid())
         return {};
     return QStringLiteral("%1x%2").arg(pages.size.width()).arg(pages.size.height());
 }
@@ -32,8 +32,14 @@ QJsonObject JournalSettings(const OutputOptions& output, const PageOptions& page
             {"gray", pages.gray},
             {"quality", pages.quality},
             {"compression", QString::fromStdString(pages.compression)},
-            {"resolution", pages.size.isEmpty() ? pages.resolution : 0},
-            {"size", SizeOf(pages)}};
+            {"resolution", pages.size.isValid() ? 0 : pages.resolution},
+            {"size", SizeOf(pages)},
+            {"box", QString::fromStdString(pages.box)},
+            {"crop", pages.part ? pages.part->ToText() : QString()},
+            {"rotate", QString::fromStdString(pages.rotation)},
+            {"mono", pages.mono},
+            {"dither", pages.dithers},
+            {"transparent", pages.transparent}};
 }
 
 std::string Differences(const QJsonObject& before, const QJsonObject& now)

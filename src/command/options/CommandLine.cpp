@@ -82,17 +82,53 @@ void AddOutput(OptionAdder& add, Given& given)
     add.Flag("--dry-run", given.options.run.isDry);
 }
 
+/** Has each of some options refuse all others of them. */
+void ExcludeEachOther(const std::vector<CLI::Option*>& options)
+{
+    for (CLI::Option* const option : options) {
+        for (CLI::Option* const other : options) {
+            if (option != other)
+                option->excludes(other);
+        }
+    }
+}
+
+/** How large pictures are: four ways of which one can be chosen. */
+void AddSizes(OptionAdder& add, PageOptions& pages)
+{
+    const auto setWidth = [&pages](const std::string& text) {
+        pages.size = {std::stoi(text), 0};
+    };
+    const auto setHeight = [&pages](const std::string& text) {
+        pages.size = {0, std::stoi(text)};
+    };
+    const CLI::Validator isSide = InRange(1, WorkerProtocol::longestSide, "a number of pixels");
+    ExcludeEachOther(
+        {add.Value("--resolution", pages.resolution)
+             ->transform(InRange(WorkerProtocol::lowestResolution,
+                                 WorkerProtocol::highestResolution, "a resolution")),
+         add.Read("--size", [&pages](const std::string& text) { pages.size = ToSize(text); })
+             ->check(ProblemOfSize),
+         add.Read("--width", setWidth)->transform(isSide),
+         add.Read("--height", setHeight)->transform(isSide)});
+}
+
+void AddColors(OptionAdder& add, PageOptions& pages)
+{
+    ExcludeEachOther({add.Flag("--gray", pages.gray), add.Flag("--mono", pages.mono),
+                      add.Flag("--transparent", pages.transparent)});
+    add.Flag("--dither", pages.dithers);
+}
+
 void AddPages(OptionAdder& add, PageOptions& pages)
 {
     add.Value("--pages", pages.ranges)->check(ProblemOfPages);
-    CLI::Option* const resolution =
-        add.Value("--resolution", pages.resolution)
-            ->transform(InRange(WorkerProtocol::lowestResolution, WorkerProtocol::highestResolution,
-                                "a resolution"));
-    add.Read("--size", [&pages](const std::string& text) { pages.size = ToSize(text); })
-        ->excludes(resolution)
-        ->check(ProblemOfSize);
-    add.Flag("--gray", pages.gray);
+    AddSizes(add, pages);
+    add.Word("--box", pages.box);
+    add.Read("--crop", [&pages](const std::string& text) { pages.part = PagePart::Parse(text); })
+        ->check(ProblemOfPart);
+    add.Word("--rotate", pages.rotation);
+    AddColors(add, pages);
     add.Value("--quality", pages.quality)
         ->transform(InRange(1, WorkerProtocol::highestQuality, "a quality"));
     add.Word("--compression", pages.compression);
@@ -106,12 +142,7 @@ void AddPasswords(OptionAdder& add, PasswordOptions& passwords)
                                              ->transform(InRange(0, 1 << 20, "a file descriptor")),
                                          add.Any("--password", passwords.password),
                                          add.Flag("--ask-password", passwords.asksFirst)};
-    for (CLI::Option* const way : ways) {
-        for (CLI::Option* const other : ways) {
-            if (way != other)
-                way->excludes(other);
-        }
-    }
+    ExcludeEachOther(ways);
     add.Value("--password-map", passwords.map);
     add.Flag("--no-input", passwords.neverAsks)->excludes(ways.back());
 }

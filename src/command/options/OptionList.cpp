@@ -5,6 +5,8 @@
 #include "ProgressStyle.h"
 #include "ResultFormat.h"
 
+#include <iterator>
+
 namespace Korvel::App {
 
 namespace {
@@ -68,9 +70,9 @@ std::vector<Option> Output()
              "number in three digits, %s for the input's name\n"
              "without its suffix, %p for its folder below the one\n"
              "that --recursive began with, %% for a percent sign.\n"
-             "Without %d several pictures get -NN before the\n"
-             "suffix. Missing folders are made. - is standard\n"
-             "output, for one result",
+             "Without %d a tif has all pages, and several other\n"
+             "pictures get -NN before the suffix. Missing folders\n"
+             "are made. - is standard output, for one result",
              {},
              ValueKind::File},
             {{"-d", "--directory"},
@@ -116,7 +118,37 @@ std::vector<Option> Pages()
              "Resolution of pictures in dots per inch, from 1 to\n"
              "4800; 150 without this"},
             {{"--size"}, "WxH", "Make pictures as large as fits into W x H pixels"},
+            {{"--width"}, "N", "Make pictures N pixels wide, as high as follows"},
+            {{"--height"}, "N", "Make pictures N pixels high, as wide as follows"},
+            {{"--box"},
+             "BOX",
+             "Which box of the pages is shown: crop (the default),\n"
+             "media, trim, bleed or art; a page's crop box where it\n"
+             "has no such box",
+             {std::begin(WorkerProtocol::boxWords), std::end(WorkerProtocol::boxWords)}},
+            {{"--crop"},
+             "X,Y,W,H",
+             "Show this part of the pages: W wide and H high, X\n"
+             "from the left and Y from the top; in points, or with\n"
+             "mm or px behind the last number in millimetres or in\n"
+             "pixels at the resolution of -r"},
+            {{"--rotate"},
+             "DEGREES",
+             "Turn pictures clockwise by 90, 180 or 270 degrees",
+             {"90", "180", "270"}},
             {{"--gray"}, "", "Make pictures gray"},
+            {{"--mono"},
+             "",
+             "Make pictures black and white, of one bit a pixel;\n"
+             "png, and tif packed as faxes are"},
+            {{"--dither"},
+             "",
+             "With --mono, make dots of what is between black and\n"
+             "white; without, the darker half of it is black"},
+            {{"--transparent"},
+             "",
+             "Leave pictures transparent where nothing is drawn;\n"
+             "png, tif and webp"},
             {{"--quality"},
              "N",
              "Quality of jpg and webp pictures, from 1 to 100; 90\n"

@@ -4,7 +4,9 @@
 #include "OptionList.h"
 #include "Options.h"
 #include "OutputTemplate.h"
+#include "PagePart.h"
 #include "PageRanges.h"
+#include "ResultFormat.h"
 #include "WorkerProtocol.h"
 
 #include <algorithm>
@@ -60,14 +62,32 @@ QString FormatOf(const OutputOptions& output)
 /** Whether the option changes anything of results in that format. */
 bool Counts(const std::string& option, const QString& format)
 {
+    static const std::set<std::string> ofPictures{
+        "--resolution", "--size", "--width", "--height", "--box",        "--crop",
+        "--rotate",     "--gray", "--mono",  "--dither", "--transparent"};
     if (option == "--quality")
         return QStringList{"jpg", "jpeg", "webp"}.contains(format);
     if (option == "--compression")
         return format == QLatin1String("png");
     if (option == "--linearize")
         return format == QLatin1String("pdf");
-    const bool isOfPictures = option == "--resolution" || option == "--size" || option == "--gray";
-    return !isOfPictures || OutputTemplate::IsPictureFormat(format);
+    return ofPictures.count(option) == 0 || OutputTemplate::IsPictureFormat(format);
+}
+
+void CheckLook(const PageOptions& pages, const QString& format)
+{
+    RefuseIf(pages.dithers && !pages.mono, "--dither goes with --mono only");
+    RefuseIf(
+        pages.part && pages.part->unit == PagePart::Unit::Pixels && pages.size.isValid(),
+        "--crop in pixels goes with -r only, which says how large they are; in points or mm it "
+        "goes with --size, --width and --height, too");
+    const QString name = OutputTemplate::NameOf(format);
+    RefuseIf(pages.mono && !CanBeBlackAndWhite(name),
+             "there is no " + format.toStdString() +
+                 " of black and white alone; choose png or tif with --mono");
+    RefuseIf(pages.transparent && !CanBeTransparent(name),
+             "a " + format.toStdString() +
+                 " cannot be transparent; choose png, tif or webp with --transparent");
 }
 
 void CheckInspection(const std::set<std::string>& named)
@@ -107,6 +127,7 @@ void CheckOutput(const Options& options, const std::set<std::string>& named)
     for (const std::string& option : named)
         RefuseIf(!Counts(option, format),
                  option + " changes nothing of " + format.toStdString() + "; leave it away");
+    CheckLook(options.pages, format);
 }
 
 } // namespace
@@ -134,6 +155,14 @@ std::string ProblemOfSize(const std::string& text)
     return ToSize(text).isEmpty()
                ? "'" + text + "' is not a size such as 1920x1080, up to 65000x65000"
                : "";
+}
+
+std::string ProblemOfPart(const std::string& text)
+{
+    return PagePart::Parse(text) ? ""
+                                 : "'" + text +
+                                       "' is no part of a page such as 20,30,100,50mm: from the "
+                                       "left, from the top, width and height, in pt, mm or px";
 }
 
 QSize ToSize(const std::string& text)

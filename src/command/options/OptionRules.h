@@ -19,6 +19,9 @@ std::string ProblemOfShard(const std::string& text);
 /** What is wrong with a size such as "1920x1080"; empty when nothing is. */
 std::string ProblemOfSize(const std::string& text);
 
+/** What is wrong with a part of pages such as "20,30,100,50mm"; empty when nothing is. */
+std::string ProblemOfPart(const std::string& text);
+
 /** The size that a text such as "1920x1080" tells; an empty one for another text. */
 QSize ToSize(const std::string& text);
 

@@ -35,6 +35,14 @@ bool OutputTemplate::IsPictureFormat(const QString& format)
         [&format](const ResultFormat& known) { return known.isPicture && format == known.suffix; });
 }
 
+QString OutputTemplate::NameOf(const QString& format)
+{
+    const auto known = std::find_if(
+        std::begin(resultFormats), std::end(resultFormats),
+        [&format](const ResultFormat& candidate) { return format == candidate.suffix; });
+    return known == std::end(resultFormats) ? QString() : QString(known->name);
+}
+
 OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedFormat)
 {
     static const QRegularExpression place("%(%|s|p|d|0([1-9])d)?");
@@ -82,6 +90,11 @@ bool OutputTemplate::HasPlace(Piece::Place place) const
 {
     return std::any_of(pieces.begin(), pieces.end(),
                        [place](const Piece& piece) { return piece.place == place; });
+}
+
+bool OutputTemplate::JoinsPictures() const
+{
+    return NameOf(format) == QLatin1String(WorkerProtocol::Format::tif) && !HasPageNumber();
 }
 
 bool OutputTemplate::HasPageNumber() const

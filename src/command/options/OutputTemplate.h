@@ -26,11 +26,17 @@ public:
     /** Whether a format makes pictures, one for each page. */
     static bool IsPictureFormat(const QString& format);
 
+    /** What the worker calls a format: "tif" for "tiff"; empty for none that is known. */
+    static QString NameOf(const QString& format);
+
     /** The format, in small letters, as WorkerConverter takes it. */
     const QString& Format() const { return format; }
 
     /** Whether the results are pictures, one for each page. */
     bool MakesPictures() const { return IsPictureFormat(format); }
+
+    /** Whether all pages of a document go into one file of pictures. */
+    bool JoinsPictures() const;
 
     /** Whether it has a place for the page number. */
     bool HasPageNumber() const;

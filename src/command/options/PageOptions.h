@@ -1,7 +1,9 @@
 #pragma once
 
+#include "PagePart.h"
 #include "WorkerProtocol.h"
 
+#include <optional>
 #include <string>
 
 #include <QSize>
@@ -15,9 +17,23 @@ struct PageOptions
     std::string ranges;
     /** The resolution of pictures in dots per inch. */
     double resolution = WorkerProtocol::defaultResolution;
-    /** Pixels that a picture is to fit into, in place of the resolution; empty for none. */
+    /**
+     * Pixels that a picture is to fit into, in place of the resolution; where one is 0, as many as
+     * follow from the other. Not valid for none.
+     */
     QSize size;
     bool gray = false;
+    /** Nothing but black and white, and whether dots make up for what is between. */
+    bool mono = false;
+    bool dithers = false;
+    /** Nothing where nothing is drawn, in place of white. */
+    bool transparent = false;
+    /** Which box of a page is shown; empty for its crop box. */
+    std::string box;
+    /** What is shown of that. */
+    std::optional<PagePart> part;
+    /** By how many degrees pictures are turned clockwise; empty for none. */
+    std::string rotation;
     /** The quality of JPEG and WebP, from 1 to 100; 0 for the default. */
     int quality = 0;
     /** How a PNG is compressed, "fast" or "small"; empty for the default. */

@@ -11,6 +11,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QPointer>
+#include <QRectF>
 #include <QSize>
 
 namespace Korvel::PDF::Converter {
@@ -52,6 +53,14 @@ const T* Find(const Options& options, const char* name)
     return option == options.end() ? nullptr : &std::any_cast<const T&>(option->second);
 }
 
+/** The option's value, or an empty one when it is not there. */
+template <typename T>
+T ValueOf(const Options& options, const char* name)
+{
+    const T* const value = Find<T>(options, name);
+    return value ? *value : T();
+}
+
 void AddPictureOptions(QJsonObject& request, const Options& options)
 {
     if (const auto* dpi = Find<double>(options, "resolution"))
@@ -60,10 +69,24 @@ void AddPictureOptions(QJsonObject& request, const Options& options)
         request[Key::size] = QJsonArray{size->width(), size->height()};
     if (const auto* gray = Find<bool>(options, "gray"))
         request[Key::gray] = *gray;
+    if (const auto* transparent = Find<bool>(options, "transparent"))
+        request[Key::transparent] = *transparent;
+    if (const auto* mono = Find<QString>(options, "mono"))
+        request[Key::mono] = *mono;
     if (const auto* quality = Find<int>(options, "quality"))
         request[Key::quality] = *quality;
     if (const auto* compression = Find<QString>(options, "compression"))
         request[Key::compression] = *compression;
+}
+
+void AddView(QJsonObject& request, const Options& options)
+{
+    if (const auto* box = Find<QString>(options, "box"))
+        request[Key::box] = *box;
+    if (const auto* part = Find<QRectF>(options, "crop"))
+        request[Key::crop] = QJsonArray{part->x(), part->y(), part->width(), part->height()};
+    if (const auto* degrees = Find<int>(options, "rotate"))
+        request[Key::rotate] = *degrees;
 }
 
 void AddPages(QJsonObject& request, const Options& options)
@@ -86,6 +109,7 @@ QJsonObject ConvertRequest(const AbstractConverter::Task& task)
                         {Key::output, RequestPath(task.destination)},
                         {Key::format, FormatOf(task)}};
     AddPictureOptions(request, task.options);
+    AddView(request, task.options);
     if (const auto* linearize = Find<bool>(task.options, "linearize"))
         request[Key::linearize] = *linearize;
     AddPages(request, task.options);
@@ -151,6 +175,17 @@ AbstractConverter::ErrorType ErrorOf(const QJsonObject& answer)
     return reason ? ToErrorType(*reason) : AbstractConverter::Unknown;
 }
 
+/** Tells of the pages that are missing in a result of several. */
+void TellFailedPages(const QJsonObject& answer, const WorkerConverter::OnPageFailed& tell)
+{
+    if (!tell)
+        return;
+    for (const QJsonValue entry : answer[Key::failed].toArray()) {
+        const QJsonObject page = entry.toObject();
+        tell(page[Key::page].toInt(), ErrorOf(page), page[Key::message].toString());
+    }
+}
+
 } // namespace
 
 WorkerConverter::WorkerConverter(const WorkerSettings& settings)
@@ -176,12 +211,14 @@ bool WorkerConverter::ConvertFile(const Task& task)
     const QJsonObject request = ConvertRequest(task);
     later([this, source = task.source] { Q_EMIT ConvertationStarted(source); });
     using Tell = std::function<void(const QString&)>;
-    const auto* const whyFailed = Find<Tell>(task.options, "why_failed");
-    const auto receiver = [this, later, source = task.source, result = task.destination,
-                           tell = whyFailed ? *whyFailed : Tell()](const QJsonObject& answer) {
-        later([this, source, result, tell, answer] {
+    const auto tell = ValueOf<Tell>(task.options, "why_failed");
+    const auto tellOfPage = ValueOf<OnPageFailed>(task.options, "missing_page");
+    const auto receiver = [this, later, source = task.source, result = task.destination, tell,
+                           tellOfPage](const QJsonObject& answer) {
+        later([this, source, result, tell, tellOfPage, answer] {
             if (tell && !answer[Key::ok].toBool())
                 tell(answer[Key::message].toString());
+            TellFailedPages(answer, tellOfPage);
             EmitOutcome(source, result, answer);
         });
     };

@@ -4,6 +4,8 @@
 #include "ConverterServicesExport.h"
 #include "WorkerPool.h"
 
+#include <functional>
+
 namespace Korvel::PDF::Converter {
 
 /**
@@ -11,17 +13,29 @@ namespace Korvel::PDF::Converter {
  *
  * A task's `type` is the format ("png", "jpg", "tif", "bmp", "webp", "txt", "pdf"); when it is
  * empty the suffix of the destination is. The destination must not exist. Options:
- * - "page" (`int`, from 1): the one page that is wanted; needed for the picture formats
+ * - "page" (`int`, from 1): the one page that is wanted; needed for the picture formats but "tif"
  * - "resolution" (`double`, dots per inch, from 1 to 4800): 150 when absent
  * - "size" (`QSize`, from 1 to 65000 each way): in place of "resolution", the pixels into which the
- *   page is to fit; it becomes as large as its shape allows
+ *   page is to fit; it becomes as large as its shape allows. One of both may be 0: as many as
+ * follow from the other
+ * - "box" (`QString`, "crop", "media", "trim", "bleed" or "art"): the box of the page that is
+ * shown; its crop box when absent, and where the page has no such box
+ * - "crop" (`QRectF`, in points): the part of that box which is shown, from the top left of the
+ * page as it says that it is turned; all when absent. What lies beyond the box is cut off
+ * - "rotate" (`int`, 90, 180 or 270): by how many degrees what is shown is turned clockwise
  * - "gray" (`bool`): a picture of 8-bit gray
+ * - "mono" (`QString`, "threshold" or "dither"): of the formats "png" and "tif", a picture of one
+ * bit a pixel, whose grays are black or white, whichever is nearer, or dots
+ * - "transparent" (`bool`): of the formats "png", "tif" and "webp", a picture on nothing in place
+ * of white; neither with "gray" nor with "mono"
  * - "quality" (`int`, from 1 to 100): of the formats "jpg" and "webp"; 90 when absent, and with 100
  *   a WebP loses nothing
  * - "compression" (`QString`, "fast" or "small"): of the format "png"; "fast" when absent, and
  *   "small" makes files about a quarter smaller in several times the time
- * - "pages" (`std::vector<int>`, from 1): the pages whose text is wanted, unless "page" is given;
- *   all when both are absent
+ * - "pages" (`std::vector<int>`, from 1): the pages whose text is wanted, or which one "tif" is to
+ *   have, unless "page" is given; all when both are absent
+ * - "missing_page" (`WorkerConverter::OnPageFailed`): told of each page that such a "tif" lacks, as
+ *   it could not be rendered; a task fails when none is left
  *
  *     AbstractConverter::Task task;
  *     task.source = "/docs/report.pdf";
@@ -39,6 +53,15 @@ class CONVERTERSERVICES_EXPORT WorkerConverter : public AbstractConverter
     Q_OBJECT
 
 public:
+    /**
+     * Called before Finished, from the event loop.
+     *
+     * @param page   from 1
+     * @param error  why it failed
+     * @param why    what the worker says of that
+     */
+    using OnPageFailed = std::function<void(int page, ErrorType error, const QString& why)>;
+
     /** With a worker process of its own. */
     explicit WorkerConverter(const WorkerSettings& settings = {});
 

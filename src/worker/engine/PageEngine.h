@@ -65,8 +65,9 @@ public:
     virtual QSizeF PageSize(int page) = 0;
 
     /**
-     * What draws a page on white, annotations included, as its rows are asked for, in any order. It
-     * is used before another page is drawn or read.
+     * What draws a page on white, or on nothing where the shape is transparent, annotations
+     * included, as its rows are asked for, in any order. It is used before another page is drawn or
+     * read.
      *
      * @throws RequestError  "cannot-render"; what it answers throws that, too
      * @throws std::bad_alloc

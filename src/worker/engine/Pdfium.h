@@ -54,7 +54,7 @@ struct Pdfium
     };
 
     /** fpdfview.h, "More DIB formats" */
-    enum BitmapFormat : int { Gray = 1, Bgrx = 3 };
+    enum BitmapFormat : int { Gray = 1, Bgrx = 3, Bgra = 4 };
 
     /** fpdfview.h, "Page rendering flags" */
     enum RenderFlag : int { Annotations = 0x01 };

@@ -21,6 +21,13 @@ constexpr int rowsBeyond = 1;
 // PDFium keeps some 5 kB of each page that it has loaded until the document is closed.
 constexpr int mostPagesOfADocument = 500;
 
+int BitmapFormatOf(PixelFormat format)
+{
+    if (format == PixelFormat::Gray)
+        return Pdfium::Gray;
+    return format == PixelFormat::Bgra ? Pdfium::Bgra : Pdfium::Bgrx;
+}
+
 int BytesAPixel(PixelFormat format)
 {
     return format == PixelFormat::Gray ? 1 : 4;
@@ -162,10 +169,10 @@ DrawRows PdfiumEngine::Draw(int page, const PictureShape& shape)
 void PdfiumEngine::DrawBand(const PictureShape& shape, int first, const Rows& into)
 {
     auto* const pixels = const_cast<unsigned char*>(into.first);
-    std::memset(pixels, 0xff, std::size_t(into.stride) * std::size_t(into.count)); // white
-    const int format = shape.pixels == PixelFormat::Gray ? Pdfium::Gray : Pdfium::Bgrx;
-    const Pdfium::Bitmap bitmap =
-        pdfium.BitmapCreateEx(shape.width, into.count, format, pixels, int(into.stride));
+    const int ground = shape.IsTransparent() ? 0 : 0xff; // nothing, or white
+    std::memset(pixels, ground, std::size_t(into.stride) * std::size_t(into.count));
+    const Pdfium::Bitmap bitmap = pdfium.BitmapCreateEx(
+        shape.width, into.count, BitmapFormatOf(shape.pixels), pixels, int(into.stride));
     if (!bitmap)
         throw std::bad_alloc();
     pdfium.RenderPageBitmap(bitmap, loaded, 0, -first, shape.width, shape.height, 0,

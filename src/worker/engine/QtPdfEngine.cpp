@@ -27,11 +27,13 @@ QImage DrawAlone(QPdfDocument& document, int page, const QSize& size)
                        "page " + std::to_string(page + 1) + " cannot be drawn");
 }
 
-QImage DrawOnWhite(QPdfDocument& document, int page, const PictureShape& shape)
+QImage DrawPage(QPdfDocument& document, int page, const PictureShape& shape)
 {
     if (double(shape.width) * shape.height > mostPixels)
         throw RequestError(Reason::CannotRender, "the page is too large at this resolution");
     QImage picture = DrawAlone(document, page, {shape.width, shape.height});
+    if (shape.IsTransparent())
+        return picture;
     PutOnWhite(picture);
     if (shape.pixels == PixelFormat::Gray)
         picture = picture.convertToFormat(QImage::Format_Grayscale8);
@@ -63,7 +65,7 @@ DrawRows QtPdfEngine::Draw(int page, const PictureShape& shape)
 {
     return [this, page, shape, picture = QImage()](int first) mutable {
         if (picture.isNull())
-            picture = DrawOnWhite(document, page, shape);
+            picture = DrawPage(document, page, shape);
         return Rows{picture.constScanLine(first), picture.bytesPerLine(), picture.height() - first};
     };
 }

@@ -3,11 +3,14 @@
 #include "PlainText.h"
 #include "ReadPage.h"
 #include "RequestError.h"
+#include "ShowPages.h"
+#include "TiffWriter.h"
 #include "WritePicture.h"
 
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 namespace Korvel::Worker {
 
@@ -28,35 +31,42 @@ QSize SizeInPixels(const QSizeF& points, double dotsPerInch)
 {
     const double width = InPixels(points.width(), dotsPerInch);
     const double height = InPixels(points.height(), dotsPerInch);
-    if (!(width >= 1 && height >= 1))
-        throw RequestError(Reason::CannotRender,
-                           "its crop box lies outside of its media box, or is empty");
     if (width > WorkerProtocol::longestSide || height > WorkerProtocol::longestSide)
         throw RequestError(Reason::CannotRender, "the page is too large at this resolution");
     return {int(width), int(height)};
 }
 
+/** The resolution at which a page is as large as fits into so many pixels, of which one may be 0.
+ */
+double ResolutionToFit(const QSizeF& points, const QSize& pixels)
+{
+    const double across = pixels.width() / points.width();
+    const double down = pixels.height() / points.height();
+    const bool isOneOpen = pixels.width() == 0 || pixels.height() == 0;
+    return pointsPerInch * (isOneOpen ? std::max(across, down) : std::min(across, down));
+}
+
 } // namespace
 
-PageRenderer::PageRenderer(const std::string& path)
-    : PageRenderer(path, PdfDocument(path, std::string()))
+PageRenderer::PageRenderer(const std::string& path, const PageView& view)
+    : PageRenderer(path, view, PdfDocument(path, std::string()))
 {
 }
 
-PageRenderer::PageRenderer(const std::string& path, PdfDocument&& opened)
-    : path(path), file(opened.File().State()), engine(MakePageEngine())
+PageRenderer::PageRenderer(const std::string& path, const PageView& view, PdfDocument&& opened)
+    : path(path), view(view), file(opened.File().State()), engine(MakePageEngine())
 {
     const bool wantsPreparation = opened.IsEncrypted() || opened.IsRepaired() || opened.HasForm() ||
-                                  opened.HidesAnnotations();
+                                  opened.HidesAnnotations() || !view.IsPlain();
     if (!wantsPreparation && engine->Open(path))
         return;
-    if (!engine->Open(opened.ForRendering()))
+    if (!engine->Open(opened.ForRendering(view)))
         throw RequestError(Reason::Damaged, "it cannot be opened to be drawn");
 }
 
-bool PageRenderer::Serves(const std::string& other) const
+bool PageRenderer::Serves(const std::string& other, const PageView& wanted) const
 {
-    return other == path && file.IsStillThatOf(path) && !engine->HasFailed();
+    return other == path && wanted == view && file.IsStillThatOf(path) && !engine->HasFailed();
 }
 
 /** Fails where reading has failed: engines draw what they can read, and nothing for the rest. */
@@ -73,33 +83,87 @@ int PageRenderer::Check(qint64 page) const
     return int(page - 1);
 }
 
-double PageRenderer::ResolutionToFit(qint64 page, const QSize& pixels) const
+PictureShape PageRenderer::ShapeOf(int index, const PictureLook& look)
 {
-    const QSizeF points = engine->PageSize(Check(page));
+    const QSizeF points = engine->PageSize(index);
     RequireWhatWasRead();
-    return pointsPerInch *
-           std::min(pixels.width() / points.width(), pixels.height() / points.height());
+    if (!(points.width() > 0 && points.height() > 0))
+        throw RequestError(Reason::CannotRender, WhyNothingIsShown(view));
+    const double dotsPerInch =
+        look.size.isValid() ? ResolutionToFit(points, look.size) : look.dotsPerInch;
+    const QSize size = SizeInPixels(points, dotsPerInch);
+    return {size.width(), size.height(), look.pixels, dotsPerInch, bool(look.blackAndWhite)};
 }
 
-void PageRenderer::Write(Output& into, qint64 page, double dotsPerInch, PixelFormat pixels,
-                         const Encoding& encoding)
+DrawRows PageRenderer::Draw(int index, const PictureShape& shape, const PictureLook& look)
+{
+    DrawRows rows = engine->Draw(index, shape);
+    if (!look.blackAndWhite)
+        return rows;
+    return InBlackAndWhite(shape.width, *look.blackAndWhite, std::move(rows));
+}
+
+void PageRenderer::Write(Output& into, qint64 page, const PictureLook& look)
 {
     const int index = Check(page);
-    const QSize size = SizeInPixels(engine->PageSize(index), dotsPerInch);
-    const PictureShape shape = {size.width(), size.height(), pixels, dotsPerInch};
-    WritePicture(into, shape, encoding, engine->Draw(index, shape));
+    const PictureShape shape = ShapeOf(index, look);
+    WritePicture(into, shape, look.encoding, Draw(index, shape, look));
     RequireWhatWasRead();
+}
+
+/** How many bytes a TIFF of these pages can have. */
+std::uint64_t PageRenderer::MostBytes(const std::vector<qint64>& pages, const PictureLook& look)
+{
+    std::uint64_t bytes = 0;
+    for (const qint64 page : pages) {
+        try {
+            bytes += TiffWriter::MostBytes(ShapeOf(Check(page), look));
+        } catch (const RequestError&) {
+            // it will be missing
+        }
+    }
+    return bytes;
+}
+
+std::vector<FailedPage> PageRenderer::WriteTiff(Output& into, const std::vector<qint64>& pages,
+                                                const PictureLook& look, std::uint64_t largest)
+{
+    const std::vector<qint64> wanted = AllUnlessNamed(pages);
+    const bool isBig =
+        TiffWriter::WantsBig(largest) && TiffWriter::WantsBig(MostBytes(wanted, look));
+    TiffWriter tiff(into, isBig);
+    std::vector<FailedPage> failed;
+    for (const qint64 page : wanted) {
+        const int index = Check(page);
+        try {
+            const PictureShape shape = ShapeOf(index, look);
+            tiff.Add(shape, Draw(index, shape, look));
+        } catch (const RequestError& failure) {
+            if (failure.reason != Reason::CannotRender || !tiff.IsWhole())
+                throw;
+            failed.push_back({page, failure.reason, failure.what()});
+        }
+        RequireWhatWasRead();
+    }
+    if (failed.size() == wanted.size())
+        throw RequestError(Reason::CannotRender, "page " + std::to_string(wanted.front()) + ": " +
+                                                     failed.front().message);
+    return failed;
+}
+
+std::vector<qint64> PageRenderer::AllUnlessNamed(const std::vector<qint64>& pages) const
+{
+    if (!pages.empty())
+        return pages;
+    std::vector<qint64> all(std::size_t(engine->PageCount()));
+    std::iota(all.begin(), all.end(), 1);
+    return all;
 }
 
 QByteArray PageRenderer::Text(const std::vector<qint64>& pages)
 {
-    std::vector<qint64> wanted = pages;
-    if (wanted.empty()) {
-        wanted.resize(std::size_t(engine->PageCount()));
-        std::iota(wanted.begin(), wanted.end(), 1);
-    }
     QByteArray text;
-    for (const qint64 page : wanted)
+    for (const qint64 page : AllUnlessNamed(pages))
         text += PlainText(ReadPage(*engine, Check(page), false), true) + '\f';
     RequireWhatWasRead();
     return text;

@@ -1,18 +1,19 @@
 #pragma once
 
-#include "Encoding.h"
+#include "FailedPage.h"
 #include "FileState.h"
 #include "Output.h"
 #include "PageEngine.h"
+#include "PageView.h"
 #include "PdfDocument.h"
-#include "PixelFormat.h"
+#include "PictureLook.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <QByteArray>
-#include <QSize>
 
 namespace Korvel::Worker {
 
@@ -21,41 +22,48 @@ class PageRenderer
 {
 public:
     /**
+     * @param view  what is shown of the pages
      * @throws RequestError         why it cannot be opened
      * @throws std::exception  libqpdf's own: it cannot be made ready to be drawn
      */
-    explicit PageRenderer(const std::string& path);
+    explicit PageRenderer(const std::string& path, const PageView& view = {});
 
     /**
      * The same without opening it anew.
      *
      * @param path    the file's
+     * @param view    what is shown of the pages
      * @param opened  of that file, and without a password; of no use afterwards
      * @throws RequestError         it cannot be drawn
      * @throws std::exception  libqpdf's own: it cannot be made ready to be drawn
      */
-    PageRenderer(const std::string& path, PdfDocument&& opened);
+    PageRenderer(const std::string& path, const PageView& view, PdfDocument&& opened);
 
-    /** Whether `path` names the file that was opened, unchanged since. */
-    bool Serves(const std::string& path) const;
-
-    /**
-     * The resolution at which a page is as large as fits into so many pixels.
-     *
-     * @param page  from 1
-     * @throws RequestError  "no-such-page", "unreadable"
-     */
-    double ResolutionToFit(qint64 page, const QSize& pixels) const;
+    /** Whether `path` names the file that was opened, unchanged since, and shows its pages so. */
+    bool Serves(const std::string& path, const PageView& view) const;
 
     /**
-     * Writes a page on white, annotations and form fields drawn, with its resolution.
+     * Writes a page on white, or on nothing, annotations and form fields drawn, with its
+     * resolution.
      *
      * @param page  from 1
      * @throws RequestError  "no-such-page", "cannot-render", "cannot-write", "unreadable"
      * @throws std::bad_alloc
      */
-    void Write(Output& into, qint64 page, double dotsPerInch, PixelFormat pixels,
-               const Encoding& encoding);
+    void Write(Output& into, qint64 page, const PictureLook& look);
+
+    /**
+     * Writes a TIFF of pages, or of all when none are named, each as Write does; one that cannot be
+     * rendered is left away.
+     *
+     * @param pages    from 1
+     * @param largest  how many bytes it may have: one of more than 4 GB has to be a BigTIFF
+     * @return the pages that are missing
+     * @throws RequestError  as Write; "cannot-render" where none is left
+     * @throws std::bad_alloc
+     */
+    std::vector<FailedPage> WriteTiff(Output& into, const std::vector<qint64>& pages,
+                                      const PictureLook& look, std::uint64_t largest);
 
     /**
      * The text of pages, each followed by a form feed; of all pages when none are named.
@@ -68,9 +76,14 @@ public:
 private:
     /** The index of a page, from 0. */
     int Check(qint64 page) const;
+    std::vector<qint64> AllUnlessNamed(const std::vector<qint64>& pages) const;
+    PictureShape ShapeOf(int index, const PictureLook& look);
+    std::uint64_t MostBytes(const std::vector<qint64>& pages, const PictureLook& look);
+    DrawRows Draw(int index, const PictureShape& shape, const PictureLook& look);
     void RequireWhatWasRead() const;
 
     const std::string path;
+    const PageView view;
     const FileState file;
     std::unique_ptr<PageEngine> engine;
 };

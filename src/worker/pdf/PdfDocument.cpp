@@ -7,6 +7,7 @@
 #include "PathText.h"
 #include "PdfStructure.h"
 #include "RequestError.h"
+#include "ShowPages.h"
 
 #include <algorithm>
 #include <iterator>
@@ -293,10 +294,12 @@ bool PdfDocument::HidesAnnotations()
     return HasHiddenAnnotations(*pdf);
 }
 
-QByteArray PdfDocument::ForRendering()
+QByteArray PdfDocument::ForRendering(const PageView& view)
 {
     RemoveHiddenAnnotations(*pdf);
     MakeFieldsContent(*pdf);
+    if (!view.IsPlain())
+        ShowPages(*pdf, view);
     // Streams are not preserved: libqpdf would leave the appearances that it has made empty.
     QPDFWriter writer(*pdf);
     writer.setPreserveEncryption(false);

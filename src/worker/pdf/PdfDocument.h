@@ -2,6 +2,7 @@
 
 #include "DocumentInfo.h"
 #include "MappedFile.h"
+#include "PageView.h"
 
 #include <map>
 #include <memory>
@@ -68,10 +69,11 @@ public:
      * The document as it is to be drawn: without encryption, form fields made content, annotations
      * of hidden optional content omitted.
      *
+     * @param view  what is shown of its pages
      * @throws RequestError         "cannot-render": it is too large
      * @throws std::exception  libqpdf's own
      */
-    QByteArray ForRendering();
+    QByteArray ForRendering(const PageView& view);
 
     const MappedFile& File() const { return file; }
 

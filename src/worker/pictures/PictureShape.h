@@ -17,8 +17,11 @@ struct PictureShape
     int height = 0;
     PixelFormat pixels = PixelFormat::Bgrx;
     double dotsPerInch = 0;
+    /** Whether its grays are black and white alone, 0 and 255. */
+    bool isBilevel = false;
 
     bool IsGray() const { return pixels == PixelFormat::Gray; }
+    bool IsTransparent() const { return pixels == PixelFormat::Bgra; }
     /** Which pictures have as whole numbers, of at most a thousand million. */
     int DotsPerMetre() const;
     /** @throws RequestError  "cannot-render": a side is longer than a format of that name takes */

@@ -175,6 +175,16 @@ void CopyRgb(const unsigned char* bgrx, std::size_t count, unsigned char* into)
              : CopySamples(bgrx, count, into, Order::Rgb);
 }
 
+void CopyRgba(const unsigned char* bgra, std::size_t count, unsigned char* into)
+{
+    for (std::size_t i = 0; i < count * bytesOfBgrx; i += bytesOfBgrx) {
+        into[i] = bgra[i + 2];
+        into[i + 1] = bgra[i + 1];
+        into[i + 2] = bgra[i];
+        into[i + 3] = bgra[i + 3];
+    }
+}
+
 void CopyBgr(const unsigned char* bgrx, std::size_t count, unsigned char* into)
 {
     IsWide() ? CopySamplesWide(bgrx, count, into, Order::Bgr)

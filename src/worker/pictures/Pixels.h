@@ -22,6 +22,9 @@ Tones TonesOf(const unsigned char* gray, std::size_t count);
 /** Red, green and blue of so many pixels. */
 void CopyRgb(const unsigned char* bgrx, std::size_t count, unsigned char* into);
 
+/** Red, green, blue and opacity of so many pixels. */
+void CopyRgba(const unsigned char* bgra, std::size_t count, unsigned char* into);
+
 /** Blue, green and red of so many pixels. */
 void CopyBgr(const unsigned char* bgrx, std::size_t count, unsigned char* into);
 

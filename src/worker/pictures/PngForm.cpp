@@ -17,6 +17,8 @@ int PngForm::Bits() const
 
 std::size_t PngForm::BytesAPixel() const
 {
+    if (kind == Kind::Transparent)
+        return 4;
     return kind == Kind::Color ? 3 : 1;
 }
 

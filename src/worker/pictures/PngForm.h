@@ -13,7 +13,8 @@ struct PngForm
         Bilevel, ///< black and white
         Gray,
         Palette,
-        Color
+        Color,
+        Transparent ///< colors, and how opaque they are
     };
 
     Kind kind = Kind::Color;

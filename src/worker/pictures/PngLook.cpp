@@ -23,11 +23,12 @@ PngLook::PngLook(const PictureShape& shape, const Rows& rows)
     : shape(shape),
       notedRows(int(std::min(std::size_t(rows.count), mostNoted / std::size_t(shape.width))))
 {
-    const Rows first = {rows.first, rows.stride, notedRows};
-    noted.resize(std::size_t(notedRows) * std::size_t(shape.width));
-    LookAtGrays(first);
-    if (form.kind == Kind::Color)
-        LookAtColors(first);
+    if (shape.IsTransparent()) {
+        form.kind = Kind::Transparent;
+        notedRows = 0;
+    } else {
+        LookAt({rows.first, rows.stride, notedRows});
+    }
     form.isFiltered = DoFiltersPay(rows);
 }
 
@@ -44,6 +45,14 @@ void PngLook::Widen()
     }
     form.kind = Kind::Color;
     notedRows = 0;
+}
+
+void PngLook::LookAt(const Rows& rows)
+{
+    noted.resize(std::size_t(notedRows) * std::size_t(shape.width));
+    LookAtGrays(rows);
+    if (form.kind == Kind::Color)
+        LookAtColors(rows);
 }
 
 void PngLook::LookAtGrays(const Rows& rows)
@@ -86,7 +95,7 @@ void PngLook::LookAtColors(const Rows& rows)
 bool PngLook::DoFiltersPay(const Rows& rows) const
 {
     constexpr double worthwhile = 0.96;
-    if (form.kind != Kind::Gray && form.kind != Kind::Color)
+    if (form.kind == Kind::Bilevel || form.kind == Kind::Palette)
         return false;
     return HasShades(rows) &&
            double(PackedSample(rows, true)) < worthwhile * double(PackedSample(rows, false));

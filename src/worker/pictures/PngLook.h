@@ -24,6 +24,7 @@ public:
     void Widen();
 
 private:
+    void LookAt(const Rows& rows);
     void LookAtGrays(const Rows& rows);
     void LookAtColors(const Rows& rows);
     bool DoFiltersPay(const Rows& rows) const;

@@ -45,6 +45,8 @@ bool PngRows::Copy(const unsigned char* pixels, unsigned char* into)
 {
     if (form.kind == Kind::Color)
         CopyRgb(pixels, width, into);
+    else if (form.kind == Kind::Transparent)
+        CopyRgba(pixels, width, into);
     else if (form.kind == Kind::Gray && shape.IsGray())
         std::copy_n(pixels, width, into);
     else if (form.kind == Kind::Gray)

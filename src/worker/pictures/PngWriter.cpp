@@ -27,6 +27,8 @@ char ColorType(PngForm::Kind kind)
         return 0;
     case PngForm::Kind::Palette:
         return 3;
+    case PngForm::Kind::Transparent:
+        return 6;
     case PngForm::Kind::Color:
         break;
     }

@@ -8,9 +8,9 @@
 namespace Korvel::Worker {
 
 /**
- * Writes a PNG with its resolution, without transparency: of one bit a pixel where all are black or
- * white, gray where every pixel is gray, with a palette where there are few colors, and filtered
- * where a sample says that it gets smaller by that.
+ * Writes a PNG with its resolution: with transparency where the rows have it, else of one bit a
+ * pixel where all are black or white, gray where every pixel is gray, with a palette where there
+ * are few colors; and filtered where a sample says that it gets smaller by that.
  *
  * The rows that come first say which it is. Where a later row is not of that form, all rows are
  * drawn again.

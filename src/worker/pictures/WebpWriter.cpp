@@ -33,11 +33,12 @@ constexpr std::uint32_t opaque = 0xff000000;
 class WebpPixels
 {
 public:
-    WebpPixels(int width, int height, bool isLossless)
+    WebpPixels(int width, int height, bool isLossless, bool isTransparent)
     {
         if (!::WebPPictureInit(&picture))
             Fail(VP8_ENC_ERROR_INVALID_CONFIGURATION);
         picture.use_argb = isLossless ? 1 : 0;
+        picture.colorspace = isTransparent ? WEBP_YUV420A : WEBP_YUV420;
         picture.width = width;
         picture.height = height;
         if (!::WebPPictureAlloc(&picture))
@@ -57,9 +58,11 @@ public:
                            [](unsigned char gray) { return opaque | gray * asColor; });
             return;
         }
+        const std::uint32_t always = format == PixelFormat::Bgra ? 0 : opaque;
         for (int column = 0; column < picture.width; ++column, pixels += 4)
-            into[column] =
-                opaque | std::uint32_t(pixels[2]) << 16 | std::uint32_t(pixels[1]) << 8 | pixels[0];
+            into[column] = always | std::uint32_t(pixels[3]) << 24 |
+                           std::uint32_t(pixels[2]) << 16 | std::uint32_t(pixels[1]) << 8 |
+                           pixels[0];
     }
 
     /** Makes luma and chroma of the first rows of a band, and puts them here. */
@@ -67,22 +70,36 @@ public:
     {
         if (!::WebPPictureARGBToYUVA(band.Get(), WEBP_YUV420))
             Fail(band->error_code);
-        const auto copy = [](const std::uint8_t* from, int fromStride, std::uint8_t* into,
-                             int intoStride, int width, int rows) {
-            for (int row = 0; row < rows; ++row)
-                std::copy_n(from + std::ptrdiff_t(row) * fromStride, width,
-                            into + std::ptrdiff_t(row) * intoStride);
-        };
         const int halfWidth = (picture.width + 1) / 2;
         const int halfCount = (count + 1) / 2;
         const std::ptrdiff_t chroma = std::ptrdiff_t(first / 2) * picture.uv_stride;
-        copy(band->y, band->y_stride, picture.y + std::ptrdiff_t(first) * picture.y_stride,
+        Copy(band->y, band->y_stride, picture.y + std::ptrdiff_t(first) * picture.y_stride,
              picture.y_stride, picture.width, count);
-        copy(band->u, band->uv_stride, picture.u + chroma, picture.uv_stride, halfWidth, halfCount);
-        copy(band->v, band->uv_stride, picture.v + chroma, picture.uv_stride, halfWidth, halfCount);
+        Copy(band->u, band->uv_stride, picture.u + chroma, picture.uv_stride, halfWidth, halfCount);
+        Copy(band->v, band->uv_stride, picture.v + chroma, picture.uv_stride, halfWidth, halfCount);
+        if (picture.a)
+            TakeOpacity(band, first, count);
     }
 
 private:
+    static void Copy(const std::uint8_t* from, int fromStride, std::uint8_t* into, int intoStride,
+                     int width, int rows)
+    {
+        for (int row = 0; row < rows; ++row)
+            std::copy_n(from + std::ptrdiff_t(row) * fromStride, width,
+                        into + std::ptrdiff_t(row) * intoStride);
+    }
+
+    /** A band that is opaque has none of its own. */
+    void TakeOpacity(WebpPixels& band, int first, int count)
+    {
+        std::uint8_t* const into = picture.a + std::ptrdiff_t(first) * picture.a_stride;
+        if (band->a)
+            Copy(band->a, band->a_stride, into, picture.a_stride, picture.width, count);
+        else
+            std::fill_n(into, std::ptrdiff_t(count) * picture.a_stride, std::uint8_t(0xff));
+    }
+
     WebpPixels(const WebpPixels&) = delete;
     WebpPixels& operator=(const WebpPixels&) = delete;
 
@@ -107,7 +124,7 @@ void DrawLossy(WebpPixels& pixels, const PictureShape& shape, const DrawRows& dr
             const int top = first + row - place;
             const int height = std::min(rowsABand, shape.height - top);
             if (place == 0)
-                band.emplace(shape.width, height, true);
+                band.emplace(shape.width, height, true, false);
             band->CopyRow(rows.first + row * rows.stride, shape.pixels, place);
             if (place + 1 == height)
                 pixels.TakeBand(*band, top, height);
@@ -205,7 +222,7 @@ void WriteWebp(Output& into, const PictureShape& shape, int quality, const DrawR
 {
     shape.RequireSides("WebP", WEBP_MAX_DIMENSION);
     const bool isLossless = quality >= WorkerProtocol::highestQuality;
-    WebpPixels pixels(shape.width, shape.height, isLossless);
+    WebpPixels pixels(shape.width, shape.height, isLossless, shape.IsTransparent());
     isLossless ? DrawLossless(pixels, shape, draw) : DrawLossy(pixels, shape, draw);
     const WebPConfig config = ConfigFor(quality, isLossless);
     Memory file;

@@ -7,7 +7,7 @@
 namespace Korvel::Worker {
 
 /**
- * Writes a WebP with its resolution.
+ * Writes a WebP with its resolution, with transparency where the rows have it.
  *
  * @param quality  from 1 to 100, which loses nothing
  * @throws RequestError  "cannot-render": a side of more than 16,383 pixels; "cannot-write"

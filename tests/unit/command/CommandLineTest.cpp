@@ -118,6 +118,38 @@ TEST(CommandLine, TakesEveryOptionOfLookLimitsAndReporting)
     EXPECT_EQ(Parse({"a.pdf", "-d", "o"}).options->run.largestResult, 1024);
 }
 
+TEST(CommandLine, TakesEveryOptionOfWhatPicturesShow)
+{
+    const auto pages = [](std::vector<const char*> arguments) {
+        arguments.insert(arguments.begin(), {"a.pdf", "-d", "o"});
+        return Parse(arguments).options.value().pages;
+    };
+    EXPECT_EQ(pages({"--width", "800"}).size, QSize(800, 0));
+    EXPECT_EQ(pages({"--height", "600"}).size, QSize(0, 600));
+    EXPECT_EQ(pages({"--box", "trim"}).box, "trim");
+    EXPECT_EQ(pages({"--rotate", "270"}).rotation, "270");
+    EXPECT_TRUE(pages({"--transparent"}).transparent);
+    EXPECT_TRUE(pages({"--mono"}).mono);
+    EXPECT_TRUE(pages({"--mono", "--dither"}).dithers);
+    EXPECT_FALSE(pages({}).size.isValid());
+    EXPECT_FALSE(pages({}).part);
+}
+
+TEST(CommandLine, TakesPartsOfPagesInEachUnit)
+{
+    const auto inPoints = [](const char* text, const char* resolution = "150") {
+        const auto pages =
+            Parse({"a.pdf", "-d", "o", "--crop", text, "-r", resolution}).options.value().pages;
+        return pages.part.value().InPoints(pages.resolution);
+    };
+    EXPECT_EQ(inPoints("1,2.5,30,40"), QRectF(1, 2.5, 30, 40));
+    EXPECT_EQ(inPoints("1,2,30,40pt"), QRectF(1, 2, 30, 40));
+    EXPECT_EQ(inPoints("25.4,0,254,50.8mm"), QRectF(72, 0, 720, 144));
+    EXPECT_EQ(inPoints("25.4mm,0mm,254mm,50.8mm"), QRectF(72, 0, 720, 144));
+    EXPECT_EQ(inPoints("300,150,600,900px", "300"), QRectF(72, 36, 144, 216));
+    EXPECT_EQ(inPoints("300,150,600,900px", "600"), QRectF(36, 18, 72, 108));
+}
+
 TEST(CommandLine, TakesEachWayToGiveAPassword)
 {
     EXPECT_EQ(Parse({"a.pdf", "-d", "o", "--password", ""}).options->passwords.password,
@@ -371,6 +403,31 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{"in.pdf", "-o", "a.png", "--quality", "90"}, "--quality changes nothing of png"},
         Refused{{"in.pdf", "-o", "a.bmp", "--quality", "90"}, "--quality changes nothing of bmp"},
         Refused{{"in.pdf", "-o", "a.jpg", "--compression", "fast"}, "changes nothing of jpg"},
+        Refused{{"in.pdf", "-o", "a.txt", "--box", "trim"}, "--box changes nothing of txt"},
+        Refused{{"in.pdf", "-o", "a.pdf", "--width", "9"}, "--width changes nothing of pdf"},
+        Refused{{"in.pdf", "-o", "a.txt", "--mono"}, "--mono changes nothing of txt"},
+        Refused{{"in.pdf", "-o", "a.png", "--box", "page"}, "'page' is none of crop, media"},
+        Refused{{"in.pdf", "-o", "a.png", "--rotate", "45"}, "'45' is none of 90, 180, 270"},
+        Refused{{"in.pdf", "-o", "a.png", "--crop", "1,2,3"}, "'1,2,3' is no part of a page"},
+        Refused{{"in.pdf", "-o", "a.png", "--crop", "1,2,0,4"}, "is no part of a page"},
+        Refused{{"in.pdf", "-o", "a.png", "--crop", "1,2,3,-4"}, "is no part of a page"},
+        Refused{{"in.pdf", "-o", "a.png", "--crop", "1,2,3,4in"}, "is no part of a page"},
+        Refused{{"in.pdf", "-o", "a.png", "--crop", "1mm,2,3,4mm"}, "is no part of a page"},
+        Refused{{"in.pdf", "-o", "a.png", "--crop", "1mm,2,3,4"}, "is no part of a page"},
+        Refused{{"in.pdf", "-o", "a.png", "--crop", "1,2,3,4px", "--width", "9"},
+                "--crop in pixels goes with -r only"},
+        Refused{{"in.pdf", "-o", "a.png", "--width", "0"}, "'0' is not a number of pixels"},
+        Refused{{"in.pdf", "-o", "a.png", "--width", "65001"}, "is not a number of pixels"},
+        Refused{{"in.pdf", "-o", "a.png", "--width", "9", "--height", "9"},
+                "--width does not go with --height"},
+        Refused{{"in.pdf", "-o", "a.png", "--size", "9x9", "--height", "9"}, "does not go with"},
+        Refused{{"in.pdf", "-o", "a.png", "-r", "9", "--height", "9"}, "does not go with"},
+        Refused{{"in.pdf", "-o", "a.png", "--gray", "--mono"}, "--gray does not go with --mono"},
+        Refused{{"in.pdf", "-o", "a.png", "--transparent", "--mono"}, "does not go with"},
+        Refused{{"in.pdf", "-o", "a.png", "--dither"}, "--dither goes with --mono only"},
+        Refused{{"in.pdf", "-o", "a.jpeg", "--mono"}, "no jpeg of black and white alone"},
+        Refused{{"in.pdf", "-o", "a.bmp", "--transparent"}, "a bmp cannot be transparent"},
+        Refused{{"in.pdf", "--inspect", "--mono"}, "--mono does not go with --inspect"},
         Refused{{"in.pdf", "--inspect", "-o", "a.png"}, "--output does not go with --inspect"},
         Refused{{"in.pdf", "--inspect", "-d", "out"}, "--directory does not go with --inspect"},
         Refused{{"in.pdf", "--inspect", "--pages", "1"}, "--pages does not go with --inspect"},

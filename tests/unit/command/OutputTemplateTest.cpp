@@ -105,6 +105,15 @@ TEST(OutputTemplate, PutsTheInputsFolderInPlaceAndNeverBeginsAtTheRoot)
     EXPECT_FALSE(OutputTemplate::Parse("%%p/%s.txt").HasFolder());
 }
 
+TEST(OutputTemplate, JoinsThePicturesOfATiffWithoutPageNumber)
+{
+    EXPECT_TRUE(OutputTemplate::Parse("%s.tif").JoinsPictures());
+    EXPECT_TRUE(OutputTemplate::Parse("a.dat", "tiff").JoinsPictures());
+    EXPECT_FALSE(OutputTemplate::Parse("%s-%03d.tif").JoinsPictures());
+    EXPECT_FALSE(OutputTemplate::Parse("a.png").JoinsPictures());
+    EXPECT_FALSE(OutputTemplate::Parse("a.txt").JoinsPictures());
+}
+
 TEST(OutputTemplate, PutsThePageNumberBeforeTheSuffixAsWideAsTheLastPages)
 {
     const auto name = OutputTemplate::Parse("out/my.page.png");

@@ -142,6 +142,11 @@ TEST_F(WorkerConverterTest, AsksTheWorkerForTheTask)
     task.options["resolution"] = 72.5;
     task.options["size"] = QSize(800, 600);
     task.options["gray"] = true;
+    task.options["box"] = QStringLiteral("trim");
+    task.options["crop"] = QRectF(1, 2.5, 3, 4);
+    task.options["rotate"] = 90;
+    task.options["mono"] = QStringLiteral("dither");
+    task.options["transparent"] = false;
     task.options["quality"] = 75;
     task.options["compression"] = QStringLiteral("small");
     task.options["need_export"] = true;
@@ -154,6 +159,11 @@ TEST_F(WorkerConverterTest, AsksTheWorkerForTheTask)
     EXPECT_EQ(request["resolution"].toDouble(), 72.5);
     EXPECT_EQ(request["size"].toArray(), QJsonArray({800, 600}));
     EXPECT_EQ(request["gray"], QJsonValue(true));
+    EXPECT_EQ(request["box"].toString(), "trim");
+    EXPECT_EQ(request["crop"].toArray(), QJsonArray({1, 2.5, 3, 4}));
+    EXPECT_EQ(request["rotate"].toInt(), 90);
+    EXPECT_EQ(request["mono"].toString(), "dither");
+    EXPECT_EQ(request["transparent"], QJsonValue(false));
     EXPECT_EQ(request["quality"].toInt(), 75);
     EXPECT_EQ(request["compression"].toString(), "small");
     EXPECT_FALSE(request.contains("need_export"));
@@ -162,8 +172,8 @@ TEST_F(WorkerConverterTest, AsksTheWorkerForTheTask)
 TEST_F(WorkerConverterTest, LeavesOptionsAwayThatTheTaskDoesNotHave)
 {
     const QJsonObject request = RequestFor(TaskOf({}, "all.txt"));
-    for (const char* name :
-         {"page", "pages", "resolution", "size", "gray", "quality", "compression"})
+    for (const char* name : {"page", "pages", "resolution", "size", "gray", "quality",
+                             "compression", "box", "crop", "rotate", "mono", "transparent"})
         EXPECT_FALSE(request.contains(name)) << name;
 }
 
@@ -310,6 +320,11 @@ TEST_F(WorkerConverterTest, ThrowsForAnOptionOfAnotherTypeAndEmitsNothing)
         {"resolution", {72, 72.0F, std::string("72")}},
         {"size", {QSizeF(20, 20), 20, std::vector<int>{20, 20}}},
         {"gray", {1, std::string("true"), std::any()}},
+        {"box", {std::string("trim"), "trim", 1}},
+        {"crop", {QRect(1, 2, 3, 4), std::vector<double>{1, 2, 3, 4}}},
+        {"rotate", {90.0, std::string("90")}},
+        {"mono", {true, "dither", std::string("dither")}},
+        {"transparent", {1, std::string("true")}},
         {"quality", {90.0, 90U, std::string("90")}},
         {"compression", {std::string("small"), "small", 1}},
         {"pages", {3, std::vector<unsigned>{3}, std::string("3")}}};
@@ -543,18 +558,50 @@ TEST_F(WorkerConverterRealTest, MakesAGrayPictureThatFitsIntoASize)
     EXPECT_EQ(picture.format(), QImage::Format_Grayscale8);
 }
 
+TEST_F(WorkerConverterRealTest, FailsForColoursThatTheFormatDoesNotHave)
+{
+    for (const std::pair<std::string, std::any>& option :
+         {std::pair<std::string, std::any>("transparent", true),
+          std::pair<std::string, std::any>("mono", QStringLiteral("dither"))})
+        EXPECT_EQ(Convert("plain.pdf", "1.jpg", {{"page", 1}, option}),
+                  Failed("plain.pdf", AbstractConverter::UnsupportedFormat))
+            << option.first;
+}
+
 TEST_F(WorkerConverterRealTest, FailsForOptionsOutOfBounds)
 {
     const std::vector<std::pair<std::string, std::any>> wrong{
         {"resolution", 0.5},
-        {"size", QSize(0, 20)},
+        {"size", QSize(0, 0)},
         {"size", QSize()},
+        {"box", QStringLiteral("page")},
+        {"crop", QRectF(0, 0, 0, 20)},
+        {"rotate", 45},
+        {"mono", QStringLiteral("lines")},
         {"quality", 101},
         {"compression", QStringLiteral("tiny")}};
     for (const auto& [name, value] : wrong)
         EXPECT_EQ(Convert("plain.pdf", "1.jpg", {{"page", 1}, {name, value}}),
                   Failed("plain.pdf", AbstractConverter::Unknown))
             << name;
+}
+
+TEST_F(WorkerConverterRealTest, TellsOfThePagesThatATiffLacksBeforeItHasFinished)
+{
+    MakePagesOfSizes(folder.filePath("sizes.pdf"), {{100, 100}, {800, 100}, {100, 100}});
+    std::vector<int> missing;
+    const WorkerConverter::OnPageFailed tell = [&](int page, AbstractConverter::ErrorType error,
+                                                   const QString& why) {
+        EXPECT_EQ(error, AbstractConverter::CannotRender);
+        EXPECT_FALSE(why.isEmpty());
+        missing.push_back(page);
+    };
+    const std::string last =
+        Convert("sizes.pdf", "all.tif", {{"crop", QRectF(700, 0, 50, 50)}, {"missing_page", tell}});
+    EXPECT_EQ(last, "FinishedFile " + folder.filePath("sizes.pdf").toStdString() + ' ' +
+                        folder.filePath("all.tif").toStdString());
+    EXPECT_EQ(missing, (std::vector<int>{1, 3}));
+    EXPECT_EQ(QImage(folder.filePath("all.tif")).size(), QSize(105, 105));
 }
 
 TEST_F(WorkerConverterRealTest, WritesTheTextOfPages)

@@ -384,7 +384,8 @@ TEST_F(ProtocolTest, TakesResolutionsWithinBounds)
 TEST_F(ProtocolTest, TakesSizesWithinBounds)
 {
     Sample(2);
-    for (const QJsonArray& good : {QJsonArray{1, 65'000}, QJsonArray{65'000, 1}})
+    for (const QJsonArray& good :
+         {QJsonArray{1, 65'000}, QJsonArray{65'000, 1}, QJsonArray{0, 20}, QJsonArray{20, 0}})
         EXPECT_EQ(Picture({{"size", good}}), "ok");
     const QJsonValue wrong[] = {QJsonValue(),
                                 20,
@@ -392,8 +393,8 @@ TEST_F(ProtocolTest, TakesSizesWithinBounds)
                                 QJsonArray(),
                                 QJsonArray{20},
                                 QJsonArray{20, 20, 20},
-                                QJsonArray{0, 20},
-                                QJsonArray{20, 0},
+                                QJsonArray{0, 0},
+                                QJsonArray{0, -1},
                                 QJsonArray{-1, 20},
                                 QJsonArray{20, 65'001},
                                 QJsonArray{1.5, 2},
@@ -427,6 +428,48 @@ TEST_F(ProtocolTest, LinearizesPdfsByTrueOrFalseAlone)
     EXPECT_EQ(pdf({{"pages", QJsonArray{3}}}), "no-such-page");
     for (const QJsonValue& value : {QJsonValue(), QJsonValue(1), QJsonValue("true")})
         EXPECT_EQ(pdf({{"linearize", value}}), "bad-request");
+}
+
+TEST_F(ProtocolTest, TakesViewsOfPagesThatThereCanBe)
+{
+    Sample(2);
+    const QJsonObject good[] = {{{"box", "crop"}},
+                                {{"box", "art"}},
+                                {{"crop", QJsonArray{0, 0, 0.5, 1e6}}},
+                                {{"rotate", 0}},
+                                {{"rotate", 270}}};
+    for (const QJsonObject& view : good)
+        EXPECT_EQ(Picture(view), "ok") << QJsonDocument(view).toJson().constData();
+    const QJsonObject wrong[] = {{{"box", "page"}},
+                                 {{"box", 1}},
+                                 {{"crop", QJsonArray{1, 2, 3}}},
+                                 {{"crop", QJsonArray{1, 2, 3, 4, 5}}},
+                                 {{"crop", QJsonArray{-1, 2, 3, 4}}},
+                                 {{"crop", QJsonArray{1, 2, 0, 4}}},
+                                 {{"crop", QJsonArray{1, 2, 3, 1e7}}},
+                                 {{"crop", QJsonArray{1, 2, 3, "4"}}},
+                                 {{"crop", "1,2,3,4"}},
+                                 {{"rotate", 45}},
+                                 {{"rotate", 360}},
+                                 {{"rotate", -90}},
+                                 {{"rotate", "90"}}};
+    for (const QJsonObject& view : wrong)
+        EXPECT_EQ(Picture(view), "bad-request") << QJsonDocument(view).toJson().constData();
+}
+
+TEST_F(ProtocolTest, TakesColoursThatGoTogether)
+{
+    Sample(2);
+    for (const char* good : {"threshold", "dither"})
+        EXPECT_EQ(Picture({{"mono", good}, {"gray", true}}), "ok");
+    EXPECT_EQ(Picture({{"transparent", true}, {"gray", false}}), "ok");
+    const QJsonObject wrong[] = {{{"mono", true}},
+                                 {{"mono", "lines"}},
+                                 {{"transparent", 1}},
+                                 {{"transparent", true}, {"gray", true}},
+                                 {{"transparent", true}, {"mono", "dither"}}};
+    for (const QJsonObject& colours : wrong)
+        EXPECT_EQ(Picture(colours), "bad-request") << QJsonDocument(colours).toJson().constData();
 }
 
 TEST_F(ProtocolTest, TakesQualitiesWithinBounds)

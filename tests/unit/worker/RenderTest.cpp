@@ -10,6 +10,7 @@
 #include <QColor>
 #include <QFile>
 #include <QImage>
+#include <QImageReader>
 #include <QJsonArray>
 #include <QPainter>
 #include <QPdfWriter>
@@ -556,6 +557,58 @@ TEST_P(MemoryOfFormatTest, IsEnoughOrEndsTheWorkerWhereverItRunsOut)
 }
 
 #endif
+
+TEST_F(RenderTest, PutsAllPagesOfADocumentIntoOneTiff)
+{
+    const QString sample = Sample(3);
+    const QString output = Path("all.tif");
+    const QJsonObject answer = Convert(sample, output, "tif", {{"resolution", 72}});
+    EXPECT_EQ(Outcome(answer), "ok");
+    EXPECT_FALSE(answer.contains("failed"));
+    QImageReader reader(output);
+    ASSERT_EQ(reader.imageCount(), 3);
+    for (const int page : {1, 2, 3}) {
+        EXPECT_EQ(reader.read().pixelColor(samplePatch.center()).rgb(), SampleColour(page).rgb());
+        reader.jumpToNextImage();
+    }
+}
+
+TEST_F(RenderTest, PutsThePagesThatAreNamedIntoOneTiff)
+{
+    const QString sample = Sample(3);
+    const QString output = Path("two.tif");
+    EXPECT_EQ(Outcome(Convert(sample, output, "tif",
+                              {{"pages", QJsonArray{3, 1}}, {"resolution", 72}, {"gray", true}})),
+              "ok");
+    QImageReader reader(output);
+    ASSERT_EQ(reader.imageCount(), 2);
+    EXPECT_TRUE(reader.read().allGray());
+    EXPECT_EQ(Outcome(Convert(sample, Path("none.tif"), "tif", {{"pages", QJsonArray{1, 4}}})),
+              "no-such-page");
+    EXPECT_FALSE(QFile::exists(Path("none.tif")));
+}
+
+TEST_F(RenderTest, TellsWhichPagesATiffLacks)
+{
+    const QString sample = Sample(2);
+    const QString output = Path("some.tif");
+    QJsonObject members{{"crop", QJsonArray{700, 0, 50, 50}}, {"resolution", 72}};
+    const QJsonObject none = Convert(sample, output, "tif", members);
+    EXPECT_EQ(Outcome(none), "cannot-render");
+    EXPECT_EQ(none["message"].toString().toStdString(),
+              "page 1: the part that is wanted lies outside of its crop box");
+    EXPECT_FALSE(QFile::exists(output));
+    MakePagesOfSizes(Path("sizes.pdf"), {{100, 100}, {800, 100}, {100, 100}, {900, 100}});
+    const QJsonObject answer = Convert(Path("sizes.pdf"), output, "tif", members);
+    EXPECT_EQ(Outcome(answer), "ok");
+    const QJsonArray failed = answer["failed"].toArray();
+    ASSERT_EQ(failed.size(), 2);
+    EXPECT_EQ(failed[0].toObject()["page"], 1);
+    EXPECT_EQ(failed[1].toObject()["page"], 3);
+    EXPECT_EQ(failed[1].toObject()["reason"], "cannot-render");
+    QImageReader reader(output);
+    EXPECT_EQ(reader.imageCount(), 2);
+}
 
 } // namespace
 } // namespace Korvel::Worker
