@@ -148,12 +148,22 @@ qint64 WorkerClient::ProcessId() const
     return 0;
 }
 
-qint64 WorkerClient::PeakMemory() const
+qint64 WorkerClient::Bytes(const char* member) const
 {
     QFile status(QStringLiteral("/proc/%1/status").arg(ProcessId()));
     status.open(QIODevice::ReadOnly);
-    const QRegularExpression peak(QStringLiteral("VmHWM:\\s*(\\d+) kB"));
-    return peak.match(QString::fromLatin1(status.readAll())).captured(1).toLongLong() * 1024;
+    const QRegularExpression line(QStringLiteral("%1:\\s*(\\d+) kB").arg(QLatin1String(member)));
+    return line.match(QString::fromLatin1(status.readAll())).captured(1).toLongLong() * 1024;
+}
+
+qint64 WorkerClient::PeakMemory() const
+{
+    return Bytes("VmHWM");
+}
+
+qint64 WorkerClient::Memory() const
+{
+    return Bytes("RssAnon");
 }
 
 double WorkerClient::ProcessorTime() const

@@ -66,11 +66,15 @@ public:
     /** The most memory that it has held so far, in bytes. */
     qint64 PeakMemory() const;
 
+    /** The memory that it holds now, without files, in bytes. */
+    qint64 Memory() const;
+
     /** The CPU time that it has used, in seconds. */
     double ProcessorTime() const;
 
 private:
     void Start();
+    qint64 Bytes(const char* member) const;
 
     const QString preparation;
     QProcess process;

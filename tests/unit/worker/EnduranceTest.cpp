@@ -15,7 +15,7 @@ constexpr qint64 mebibyte = 1 << 20;
 class EnduranceTest : public WorkerFixture
 {
 protected:
-    /** Converts pages until there are so many, and tells the most memory so far. */
+    /** Converts pages until there are so many, and tells what the worker holds. */
     qint64 MemoryAfter(int pages, const QString& document, const QString& format)
     {
         for (; converted < pages; ++converted) {
@@ -27,7 +27,7 @@ protected:
             EXPECT_TRUE(answer["ok"].toBool()) << page;
             QFile::remove(result);
         }
-        return worker.PeakMemory();
+        return worker.Memory();
     }
 
     /** What many pages take beyond a few. */
