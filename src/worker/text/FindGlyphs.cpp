@@ -74,6 +74,12 @@ std::vector<TextCharacter> WithWholeCodes(const std::vector<TextCharacter>& char
     return whole;
 }
 
+/** How far the next letter of a ligature is away whose letters have boxes such as this one. */
+double StepOf(char32_t letter, const QRectF& share)
+{
+    return IsRightToLeft(letter) ? -share.width() : share.width();
+}
+
 /** Characters of one box are the letters of a ligature: each gets its share of it. */
 void PartLigatures(std::vector<TextCharacter>& characters)
 {
@@ -91,7 +97,10 @@ void PartLigatures(std::vector<TextCharacter>& characters)
         const Affine back = Affine::Turned(ligature.turned);
         QRectF share = upright.Map(ligature.box);
         share.setWidth(share.width() / double(end - first));
-        for (; first < end; ++first, share.translate(share.width(), 0))
+        const double step = StepOf(characters[first].code, share);
+        if (step < 0)
+            share.translate(-step * double(end - first - 1), 0);
+        for (; first < end; ++first, share.translate(step, 0))
             characters[first].box = back.Map(share);
     }
 }
@@ -163,10 +172,13 @@ void Append(Writing& writing, const TextCharacter& character, Glyph::Before befo
     const QVector<uint> letters = LettersOf(code);
     const double width = glyph.box.width() / std::max(1, letters.size());
     glyph.box.setWidth(width);
+    const double step = StepOf(code, glyph.box);
+    if (step < 0)
+        glyph.box.translate(-step * (letters.size() - 1), 0);
     for (const uint letter : letters) {
         glyph.code = letter;
         writing.glyphs.push_back(glyph);
-        glyph.box.translate(width, 0);
+        glyph.box.translate(step, 0);
         glyph.before = Glyph::Before::Nothing;
     }
 }

@@ -111,6 +111,23 @@ TEST_F(ReadPageTest, LettersOfOneBoxAreALigature)
     EXPECT_EQ(Plain(), "affe\n");
 }
 
+TEST_F(ReadPageTest, LigaturesFromRightToLeftDoNotPartWords)
+{
+    Put(0x633, 70, 100);
+    Put(0xfefb, 62, 100, 8); // lam and alef
+    Put(0x645, 57, 100);
+    EXPECT_EQ(Plain(), "\u0633\u0644\u0627\u0645\n");
+}
+
+TEST_F(ReadPageTest, LettersOfOneBoxFromRightToLeftDoNotPartWords)
+{
+    Put(0x633, 70, 100);
+    Put(0x644, 62, 100, 8);
+    Put(0x627, 62, 100, 8);
+    Put(0x645, 57, 100);
+    EXPECT_EQ(Plain(), "\u0633\u0644\u0627\u0645\n");
+}
+
 TEST_F(ReadPageTest, AccentsJoinTheirLetters)
 {
     Put('c', 50, 100);
