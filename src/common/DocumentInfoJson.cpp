@@ -1,5 +1,6 @@
 #include "DocumentInfoJson.h"
 
+#include "DocumentDetailsJson.h"
 #include "WorkerProtocol.h"
 
 namespace Korvel::PDF {
@@ -90,6 +91,8 @@ QJsonObject ToJson(const DocumentInfo& info)
                        {Key::properties, properties}};
     if (info.encryption)
         object[Key::encryption] = ToJson(*info.encryption);
+    if (info.details)
+        object[Key::details] = ToJson(*info.details);
     return object;
 }
 
@@ -104,6 +107,8 @@ DocumentInfo ToDocumentInfo(const QJsonObject& answer)
     const QJsonObject properties = answer[Key::properties].toObject();
     for (auto property = properties.begin(); property != properties.end(); ++property)
         info.properties.emplace(property.key(), property.value().toString());
+    if (answer[Key::details].isObject())
+        info.details = ToDocumentDetails(answer[Key::details].toObject());
     return info;
 }
 

@@ -60,6 +60,7 @@ inline constexpr char permissions[] = "permissions";
 inline constexpr char repaired[] = "repaired";
 inline constexpr char version[] = "version";
 inline constexpr char properties[] = "properties";
+inline constexpr char details[] = "details";
 } // namespace Key
 
 /** What keeps a worker from most, by the names that people are told. */

@@ -127,11 +127,15 @@ QJsonObject RequestHandler::Open(const QJsonObject& request)
         qScopeGuard([&password] { ::explicit_bzero(password.data(), password.size()); });
     if (documents.count(number) > 0)
         throw RequestError(Reason::BadRequest, "the document's number is in use");
+    const bool wantsDetails = IsSet(request, Key::details);
     const FileState before = TakeUp(Path(request, Key::file));
     std::unique_ptr<PdfDocument> document;
     QJsonObject description = WhileUnchanged(before, [&] {
         document = std::make_unique<PdfDocument>(input, password);
-        return PDF::ToJson(document->Description());
+        PDF::DocumentInfo info = document->Description();
+        if (wantsDetails)
+            info.details = document->Details();
+        return PDF::ToJson(info);
     });
     description[Key::engine] = QString::fromStdString(EngineName());
     const bool servesAnybody = !document->IsEncrypted();

@@ -169,6 +169,17 @@ TEST_F(PdfPagesTest, OfEncryptedAndOfDamagedDocumentsAreSound)
     EXPECT_EQ(Texts("mended.pdf"), QStringList("Page 2"));
 }
 
+TEST_F(PdfPagesTest, OfADocumentThatTellsNoNumberOfObjectsAreSound)
+{
+    Write("short.pdf", "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
+                       "2 0 obj<</Type/Pages/Kids[3 0 R]/Count 1>>endobj\n"
+                       "3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 99 99]>>endobj\n"
+                       "trailer<</Root 1 0 R>>\n");
+    EXPECT_EQ(Run({"short.pdf", "-o", "copy.pdf"}).exitCode, 3);
+    ExpectSound("copy.pdf");
+    EXPECT_EQ(Run({"copy.pdf", "--inspect"}).exitCode, 0) << "what was repaired stays so";
+}
+
 TEST_F(PdfPagesTest, ThatAreNotThereAreNamed)
 {
     const Outcome run = Run({"listed.pdf", "-o", "some.pdf", "--pages", "7"});

@@ -81,6 +81,7 @@ PDF::WorkerSettings ToSettings(const RunOptions& options, const std::string& fol
     if (options.memoryLimit > 0)
         settings.memoryLimit = options.memoryLimit;
     settings.largestResult = options.largestResult;
+    settings.wantsDetails = options.inspects;
     settings.requiresSandbox = options.requiresSandbox;
     return settings;
 }

@@ -40,7 +40,7 @@ constexpr char footer[] = R"(Examples:
   pdfconvert --from-list all.txt --journal all.journal -d pages
       the same command again goes on after a crash
   pdfconvert report.pdf --inspect
-      pages, version, encryption and permissions
+      pages and their sizes, encryption, fonts, form fields, signatures, ...
   curl ... | pdfconvert - -o - -f txt | less
       from standard input to standard output
   pdfconvert report *.journal

@@ -255,8 +255,10 @@ std::vector<Option> Reporting()
 {
     return {{{"--inspect"},
              "",
-             "Print pages, version, encryption and permissions of\n"
-             "the inputs, and convert nothing"},
+             "Print pages and their sizes, version, encryption and\n"
+             "permissions of the inputs, fonts and whether they are\n"
+             "embedded, which pages have text, form fields,\n"
+             "signatures, attachments, and convert nothing"},
             {{"--json"},
              "",
              "Print one JSON document at the end in place of the\n"

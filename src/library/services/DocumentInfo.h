@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DocumentDetails.h"
 #include "EncryptionInfo.h"
 
 #include <map>
@@ -24,6 +25,8 @@ struct DocumentInfo
     QString version;
     /** The document information that is there, by name: "Title", "Author", "Producer" ... */
     std::map<QString, QString> properties;
+    /** What is in it; there where WorkerSettings::wantsDetails. */
+    std::optional<DocumentDetails> details;
 };
 
 } // namespace Korvel::PDF

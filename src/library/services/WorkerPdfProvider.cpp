@@ -397,21 +397,22 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
 
     const qint64 id = ++impl->lastDocument;
     const QByteArray secret = QByteArray::fromStdString(password).toBase64();
-    impl->AskToOpen(id,
-                    {{Key::op, Operation::open},
-                     {Key::document, id},
-                     {Key::file, path},
-                     {Key::password, QString::fromLatin1(secret)}},
-                    [state = impl.get(), reply, id, name](const QJsonObject& answer) {
-                        if (!IsOpened(answer)) {
-                            state->KeepOpenFailure(name, ToOpenFailure(ReasonOf(answer)),
-                                                   answer[Key::message].toString());
-                            return;
-                        }
-                        state->KeepOpened(id, ToDocumentInfo(answer), name);
-                        state->KeepEngine(answer[Key::engine].toString());
-                        reply->Set({id, 0});
-                    });
+    QJsonObject request{{Key::op, Operation::open},
+                        {Key::document, id},
+                        {Key::file, path},
+                        {Key::password, QString::fromLatin1(secret)}};
+    if (impl->settings.wantsDetails)
+        request[Key::details] = true;
+    impl->AskToOpen(id, request, [state = impl.get(), reply, id, name](const QJsonObject& answer) {
+        if (!IsOpened(answer)) {
+            state->KeepOpenFailure(name, ToOpenFailure(ReasonOf(answer)),
+                                   answer[Key::message].toString());
+            return;
+        }
+        state->KeepOpened(id, ToDocumentInfo(answer), name);
+        state->KeepEngine(answer[Key::engine].toString());
+        reply->Set({id, 0});
+    });
     return opened;
 }
 

@@ -43,6 +43,8 @@ struct WorkerSettings
      * PDFCONVERT_PDFIUM names, else the build's, else one that is looked for.
      */
     DrawingEngine engine = DrawingEngine::Auto;
+    /** Find out what is in documents that are opened, for which all pages are read. */
+    bool wantsDetails = false;
 };
 
 } // namespace Korvel::PDF

@@ -174,8 +174,10 @@ bool PdfDocument::Open(const std::string& path, const std::string& password, boo
         // Each of them takes a byte at least, however they are packed.
         if (ListsMorePagesThan(*pdf, file.Bytes().size()))
             throw RequestError(Reason::TooManyPages, "there are more pages than bytes");
-        if (repair)
+        if (repair) {
             MendPages(*pdf);
+            MendTrailer(*pdf);
+        }
         if (pdf->getAllPages().empty())
             throw damaged("the document has no pages");
         if (!repair && !IsSound(*pdf, file.Bytes()))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DescribeDetails.h"
 #include "DocumentInfo.h"
 #include "MappedFile.h"
 #include "PageView.h"
@@ -36,6 +37,13 @@ public:
      * @throws std::exception  libqpdf's own
      */
     PDF::DocumentInfo Description();
+
+    /**
+     * What is in it, as far as it is not damaged; all pages are read for it.
+     *
+     * @throws std::bad_alloc
+     */
+    PDF::DocumentDetails Details() { return DescribeDetails(*pdf); }
 
     bool IsEncrypted() const { return pdf->isEncrypted(); }
 

@@ -118,6 +118,12 @@ bool ListsMorePagesThan(QPDF& pdf, std::size_t most)
     return false;
 }
 
+void MendTrailer(QPDF& pdf)
+{
+    if (!pdf.getTrailer().hasKey("/Size"))
+        pdf.getTrailer().replaceKey("/Size", QPDFObjectHandle::newInteger(0));
+}
+
 void MendPages(QPDF& pdf)
 {
     // Stray kids go first: libqpdf stumbles over what is listed as a page and is none.

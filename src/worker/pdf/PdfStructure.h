@@ -25,6 +25,9 @@ bool BeginsAndEndsAsPdf(std::string_view file);
  */
 bool ListsMorePagesThan(QPDF& pdf, std::size_t most);
 
+/** Makes the trailer have a size, as libqpdf tells the right one only where there is one. */
+void MendTrailer(QPDF& pdf);
+
 /** Leaves nothing but pages in the tree of pages, and makes it tell how many there are. */
 void MendPages(QPDF& pdf);
 

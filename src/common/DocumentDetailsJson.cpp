@@ -1,0 +1,114 @@
+#include "DocumentDetailsJson.h"
+
+#include <QJsonArray>
+
+namespace Korvel::PDF {
+
+namespace {
+
+using Details = DocumentDetails;
+
+QJsonObject ToJson(const Details::Pages& pages)
+{
+    return {{"first", pages.first}, {"last", pages.last}};
+}
+
+void Read(const QJsonValue& value, Details::Pages& pages)
+{
+    pages = {value["first"].toInt(), value["last"].toInt()};
+}
+
+QJsonObject ToJson(const Details::Size& size)
+{
+    return {{"first", size.pages.first},
+            {"last", size.pages.last},
+            {"width", size.width},
+            {"height", size.height},
+            {"rotation", size.rotation}};
+}
+
+void Read(const QJsonValue& value, Details::Size& size)
+{
+    Read(value, size.pages);
+    size.width = value["width"].toDouble();
+    size.height = value["height"].toDouble();
+    size.rotation = value["rotation"].toInt();
+}
+
+QJsonObject ToJson(const Details::Font& font)
+{
+    return {{"name", font.name}, {"type", font.type}, {"embedded", font.isEmbedded}};
+}
+
+void Read(const QJsonValue& value, Details::Font& font)
+{
+    font = {value["name"].toString(), value["type"].toString(), value["embedded"].toBool()};
+}
+
+QJsonObject ToJson(const Details::Signature& signature)
+{
+    return {{"field", signature.field}, {"signed", signature.isSigned}, {"name", signature.name}};
+}
+
+void Read(const QJsonValue& value, Details::Signature& signature)
+{
+    signature = {value["field"].toString(), value["signed"].toBool(), value["name"].toString()};
+}
+
+QJsonObject ToJson(const Details::Attachment& attachment)
+{
+    QJsonObject object{{"name", attachment.name}};
+    if (attachment.bytes >= 0)
+        object["bytes"] = attachment.bytes;
+    return object;
+}
+
+void Read(const QJsonValue& value, Details::Attachment& attachment)
+{
+    attachment = {value["name"].toString(), qint64(value["bytes"].toDouble(-1))};
+}
+
+template <typename T>
+QJsonArray ToArray(const std::vector<T>& list)
+{
+    QJsonArray array;
+    for (const T& item : list)
+        array.append(ToJson(item));
+    return array;
+}
+
+template <typename T>
+void ReadArray(const QJsonValue& array, std::vector<T>& list)
+{
+    for (const QJsonValue item : array.toArray()) {
+        list.emplace_back();
+        Read(item, list.back());
+    }
+}
+
+} // namespace
+
+QJsonObject ToJson(const DocumentDetails& details)
+{
+    return {{"pageSizes", ToArray(details.sizes)},
+            {"textPages", ToArray(details.withText)},
+            {"fonts", ToArray(details.fonts)},
+            {"form", QJsonObject{{"fields", details.fields}, {"xfa", details.hasXfa}}},
+            {"signatures", ToArray(details.signatures)},
+            {"attachments", ToArray(details.attachments)}};
+}
+
+DocumentDetails ToDocumentDetails(const QJsonObject& object)
+{
+    DocumentDetails details;
+    ReadArray(object["pageSizes"], details.sizes);
+    ReadArray(object["textPages"], details.withText);
+    ReadArray(object["fonts"], details.fonts);
+    details.fields = object["form"]["fields"].toInt();
+    details.hasXfa = object["form"]["xfa"].toBool();
+    ReadArray(object["signatures"], details.signatures);
+    ReadArray(object["attachments"], details.attachments);
+    return details;
+}
+
+} // namespace Korvel::PDF

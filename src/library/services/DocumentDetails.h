@@ -1,0 +1,72 @@
+#pragma once
+
+#include <vector>
+
+#include <QString>
+
+namespace Korvel::PDF {
+
+/** What is in a PDF, as far as its own objects tell; nothing of it is drawn. */
+struct DocumentDetails
+{
+    /** Pages from the first to the last one, counted from 1. */
+    struct Pages
+    {
+        int first = 0;
+        int last = 0;
+    };
+
+    /** Pages in a row that are alike. */
+    struct Size
+    {
+        Pages pages;
+        /** In points, of the crop box as it is shown, turned. */
+        double width = 0;
+        double height = 0;
+        /** By how many degrees they are turned clockwise: 0, 90, 180 or 270. */
+        int rotation = 0;
+    };
+
+    struct Font
+    {
+        /** Without the letters that tell subsets from each other. */
+        QString name;
+        /** "Type1", "TrueType", "CIDFontType2" and so on. */
+        QString type;
+        bool isEmbedded = false;
+    };
+
+    struct Signature
+    {
+        /** The whole name of its field. */
+        QString field;
+        /** False where the field waits for one. Whether a signature holds is not looked at. */
+        bool isSigned = false;
+        /** Who has signed, as the signature says; empty where it does not. */
+        QString name;
+    };
+
+    struct Attachment
+    {
+        QString name;
+        /** As the document says; -1 where it does not. */
+        qint64 bytes = -1;
+    };
+
+    /** Of each of the following there are so many at most; further ones are left away. */
+    static constexpr int most = 5'000;
+
+    std::vector<Size> sizes;
+    /** The pages whose content shows text, hidden text as of scans included. */
+    std::vector<Pages> withText;
+    /** The fonts of all pages, each once, by name. */
+    std::vector<Font> fonts;
+    /** How many fields a user can fill in, push or sign. */
+    int fields = 0;
+    /** The form is described in XML (XFA) as well, which other programs may show in its place. */
+    bool hasXfa = false;
+    std::vector<Signature> signatures;
+    std::vector<Attachment> attachments;
+};
+
+} // namespace Korvel::PDF
