@@ -34,7 +34,7 @@ double MeanOf(const QImage& gray)
     return sum / gray.width() / gray.height();
 }
 
-QImage Filled(int gray)
+QImage Filled(uint gray)
 {
     QImage picture(120, 90, QImage::Format_Grayscale8);
     picture.fill(gray);
@@ -50,7 +50,7 @@ TEST(BlackAndWhiteTest, TakesWhicheverIsNearer)
 TEST(BlackAndWhiteTest, DithersAsManyDotsAsMakeUpForTheGray)
 {
     for (const int gray : {0, 20, 100, 128, 200, 254, 255})
-        EXPECT_NEAR(MeanOf(Converted(Filled(gray), BlackAndWhite::Dither)), gray, 2);
+        EXPECT_NEAR(MeanOf(Converted(Filled(uint(gray)), BlackAndWhite::Dither)), gray, 2);
 }
 
 TEST(BlackAndWhiteTest, HasNothingBetween)
