@@ -228,7 +228,7 @@ def _option(name: str, value: float | str | None) -> list[str]:
 
 
 def _range(first: int, last: int | None) -> list[str]:
-    whole = first == 1 and last is None  # of which alone a copy can be made
+    whole = first == 1 and last is None
     return [] if whole else ["--pages", f"{first}-{last or ''}"]
 
 

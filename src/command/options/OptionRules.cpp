@@ -11,6 +11,7 @@
 
 #include <algorithm>
 
+#include <QRectF>
 #include <QRegularExpression>
 #include <QString>
 #include <QStringList>
@@ -74,8 +75,16 @@ bool Counts(const std::string& option, const QString& format)
     return ofPictures.count(option) == 0 || OutputTemplate::IsPictureFormat(format);
 }
 
+/** Whether a part of a page lies further away than the worker can look. */
+bool IsTooFar(const QRectF& part)
+{
+    return std::max({part.x(), part.y(), part.width(), part.height()}) > WorkerProtocol::mostPoints;
+}
+
 void CheckLook(const PageOptions& pages, const QString& format)
 {
+    RefuseIf(pages.part && IsTooFar(pages.part->InPoints(pages.resolution)),
+             "--crop has a number beyond a million points, which no page has");
     RefuseIf(pages.dithers && !pages.mono, "--dither goes with --mono only");
     RefuseIf(
         pages.part && pages.part->unit == PagePart::Unit::Pixels && pages.size.isValid(),

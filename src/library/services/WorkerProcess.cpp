@@ -129,7 +129,8 @@ WorkerSettings WithProgram(WorkerSettings settings)
     settings.program = WorkerProcess::FindProgram();
     // The program would become that one, and load its own libraries for nothing.
     const QFileInfo withQtPdf(settings.program + QStringLiteral("-qt"));
-    if (settings.engine == DrawingEngine::Qt && withQtPdf.isExecutable())
+    const bool isFound = !settings.program.isEmpty(); // else it would be one of the working folder
+    if (isFound && settings.engine == DrawingEngine::Qt && withQtPdf.isExecutable())
         settings.program = withQtPdf.filePath();
     return settings;
 }

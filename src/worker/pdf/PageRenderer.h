@@ -29,7 +29,7 @@ public:
     explicit PageRenderer(const std::string& path, const PageView& view = {});
 
     /**
-     * The same without opening it anew.
+     * Takes over a document that is open already.
      *
      * @param path    the file's
      * @param view    what is shown of the pages

@@ -64,7 +64,8 @@ protected:
         return told.empty() ? "exit " + std::to_string(process.exitCode()) : told;
     }
 
-    /** The same in the sandbox, on either thread of the worker, and where it has but one. */
+    /** What comes of it in the sandbox, on either thread of the worker, and where it has but one.
+     */
     std::string TryInside(const QString& attempt, const QString& argument = {}) const
     {
         const std::string onMain = Try("inside", attempt, argument);
