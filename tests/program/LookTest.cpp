@@ -75,7 +75,8 @@ TEST_F(LookTest, ThatShowsNothingOfAPageIsAnErrorThatSaysSo)
     const Outcome far = Run({"one.pdf", "-o", "none.png", "--crop", "0,0,400000,400000mm"});
     EXPECT_EQ(far.exitCode, 2);
     EXPECT_EQ(far.complaints,
-              "pdfconvert: --crop has a number beyond a million points, which no page has\n");
+              "pdfconvert: --crop has a number beyond a million points, which no page has\n"
+              "Try 'pdfconvert --help'.\n");
     const Outcome run = Run({"one.pdf", "-o", "none.png", "--crop", "900,900,10,10"});
     EXPECT_EQ(run.exitCode, 7);
     EXPECT_EQ(run.complaints, "pdfconvert: one.pdf: page 1: the part that is wanted lies outside "
