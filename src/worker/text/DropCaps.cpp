@@ -1,6 +1,7 @@
 #include "DropCaps.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace Korvel::Worker {
 
@@ -9,6 +10,7 @@ namespace {
 constexpr double smallestInEms = 1.8;
 constexpr double widestGapInEms = 1.5;
 constexpr double gapOfWordInEms = 0.5;
+constexpr std::size_t most = 200; // a page of more single capitals has none that begin paragraphs
 
 /** Whether the line is the first of those that stand beside the letter. */
 bool Begins(const Run& cap, const Run& line)
@@ -22,6 +24,20 @@ bool Begins(const Run& cap, const Run& line)
 bool IsCapital(const Run& run)
 {
     return run.characters == 1 && run.words.front().text.front().isUpper();
+}
+
+/** The single capitals that are large enough beside some of the runs. */
+std::vector<std::size_t> FindCapitals(const std::vector<Run>& runs)
+{
+    double smallest = std::numeric_limits<double>::max();
+    for (const Run& run : runs)
+        smallest = std::min(smallest, run.em);
+    std::vector<std::size_t> capitals;
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        if (IsCapital(runs[i]) && runs[i].em >= smallestInEms * smallest)
+            capitals.push_back(i);
+    }
+    return capitals;
 }
 
 void Join(const Run& cap, Run& line)
@@ -41,10 +57,11 @@ void Join(const Run& cap, Run& line)
 
 void JoinDropCaps(std::vector<Run>& runs)
 {
+    const std::vector<std::size_t> capitals = FindCapitals(runs);
+    if (capitals.size() > most)
+        return;
     std::vector<bool> isJoined(runs.size());
-    for (std::size_t i = 0; i < runs.size(); ++i) {
-        if (!IsCapital(runs[i]))
-            continue;
+    for (const std::size_t i : capitals) {
         const auto line = std::find_if(runs.begin(), runs.end(), [&cap = runs[i]](const Run& one) {
             return Begins(cap, one);
         });

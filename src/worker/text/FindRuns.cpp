@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <tuple>
+#include <utility>
 
 #include <QHash>
 
@@ -202,18 +204,96 @@ bool IsSame(const Run& one, const Run& other)
                       [](const TextWord& a, const TextWord& b) { return a.text == b.text; });
 }
 
+QString TextOf(const Run& run)
+{
+    QString text;
+    for (const TextWord& word : run.words)
+        text += word.text + QLatin1Char(' ');
+    return text;
+}
+
+/** A cell of a grid of runs that say the same, about as wide as overprints are apart. */
+struct Cell
+{
+    int text = 0;
+    int level = 0;
+    qint64 column = 0;
+    qint64 row = 0;
+
+    bool operator==(const Cell& other) const
+    {
+        return std::tie(text, level, column, row) ==
+               std::tie(other.text, other.level, other.column, other.row);
+    }
+};
+
+uint qHash(const Cell& cell, uint seed)
+{
+    return qHashBits(&cell, sizeof(cell), seed);
+}
+
+/** Finds what a run is drawn over without a look at all runs that say the same. */
+class Overprints
+{
+public:
+    explicit Overprints(const std::vector<Run>& kept) : kept(kept) {}
+
+    /** Whether it is drawn over one that is kept; if not, it is the next one that is kept. */
+    bool IsKnown(const Run& run)
+    {
+        if (run.em < smallestEm)
+            return false;
+        const QString said = TextOf(run);
+        const int text = texts.insert(said, texts.value(said, texts.size())).value();
+        const int level = std::ilogb(run.em);
+        if (HasSame(run, CellOf(run, text, level)))
+            return true;
+        // Runs of almost one size may be of different levels.
+        for (int near = level - 1; near <= level + 1; ++near)
+            cells[CellOf(run, text, near)].push_back(kept.size());
+        return false;
+    }
+
+private:
+    static constexpr double smallestEm = 1e-4;
+    static constexpr double farthest = 1e15;
+
+    static Cell CellOf(const Run& run, int text, int level)
+    {
+        const double width = samePlace * std::ldexp(2, level);
+        const auto number = [width](double place) {
+            return qint64(std::clamp(std::floor(place / width), -farthest, farthest));
+        };
+        return {text, level, number(run.box.center().x()), number(run.box.center().y())};
+    }
+
+    bool HasSame(const Run& run, const Cell& middle) const
+    {
+        for (qint64 row = middle.row - 1; row <= middle.row + 1; ++row) {
+            for (qint64 column = middle.column - 1; column <= middle.column + 1; ++column) {
+                const auto cell = cells.find({middle.text, middle.level, column, row});
+                if (cell != cells.end() &&
+                    std::any_of(cell->begin(), cell->end(),
+                                [&](std::size_t other) { return IsSame(run, kept[other]); }))
+                    return true;
+            }
+        }
+        return false;
+    }
+
+    const std::vector<Run>& kept;
+    QHash<QString, int> texts;
+    QHash<Cell, std::vector<std::size_t>> cells;
+};
+
 /** What is drawn over a run that says the same makes it bold, or its shadow. */
 std::vector<Run> WithoutOverprints(std::vector<Run> runs)
 {
     std::vector<Run> kept;
-    QHash<QString, std::vector<std::size_t>> known;
+    Overprints overprints(kept);
     for (Run& run : runs) {
-        std::vector<std::size_t>& alike = known[run.words.front().text];
-        if (std::any_of(alike.begin(), alike.end(),
-                        [&](std::size_t other) { return IsSame(run, kept[other]); }))
-            continue;
-        alike.push_back(kept.size());
-        kept.push_back(std::move(run));
+        if (!overprints.IsKnown(run))
+            kept.push_back(std::move(run));
     }
     return kept;
 }

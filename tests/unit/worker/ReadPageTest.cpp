@@ -35,12 +35,12 @@ class ReadPageTest : public testing::Test
 {
 protected:
     /** A character of half an em, or of a whole one where it is wide, that begins there. */
-    void Put(char32_t code, double x, double baseline, double width = em / 2)
+    void Put(char32_t code, double x, double baseline, double width = em / 2, double size = em)
     {
         TextCharacter character;
         character.code = code;
-        character.box = QRectF(x, baseline - 0.8 * em, width, em);
-        character.fontSize = em;
+        character.box = QRectF(x, baseline - 0.8 * size, width, size);
+        character.fontSize = size;
         character.origin = QPointF(x, baseline);
         engine.drawn.characters.push_back(character);
     }
@@ -194,6 +194,40 @@ TEST_F(ReadPageTest, CellsOfSeveralLinesStayTogether)
     EXPECT_EQ(plain.toStdString(),
               "a cell of a table of two lines here and the one that is right beside it "
               "the next row's one has two lines, too as has the last of all of these cells");
+}
+
+TEST_F(ReadPageTest, LettersThatAreDrawnOverLaterAreReadOnce)
+{
+    PutLine("bold heading", 50, 100);
+    PutLine("text between them", 50, 130);
+    PutLine("bold heading", 51, 100.5);
+    PutLine("bold heading", 51, 160);
+    EXPECT_EQ(Plain(), "bold heading\n\ntext between them\n\nbold heading\n");
+}
+
+TEST_F(ReadPageTest, LettersThatAreDrawnOverInAlmostTheSameSizeAreReadOnce)
+{
+    Put('x', 50, 100, 5, 7.9999);
+    Put('y', 250, 100, 5, 8);
+    Put('x', 50.1, 100, 5, 8);
+    Put('y', 250.1, 100, 5, 7.9999);
+    EXPECT_EQ(Plain(), "x y\n");
+}
+
+TEST_F(ReadPageTest, AllOfManySingleLettersAreRead)
+{
+    constexpr int aside = 250;
+    for (int i = 0; i < aside * aside; ++i)
+        Put(i % 2 == 0 ? 'A' : 0x2714, 30.0 * (i % aside), 30.0 * (i / aside), 8,
+            i % 3 == 0 ? 20 : em);
+    EXPECT_EQ(QString::fromStdString(Plain()).remove(' ').remove('\n').size(), aside * aside);
+}
+
+TEST_F(ReadPageTest, LargeCapitalsBeginTheirParagraphs)
+{
+    Put('O', 50, 118, 18, 26);
+    PutLine("nce upon a time", 70, 104);
+    EXPECT_EQ(Plain(), "Once upon a time\n");
 }
 
 TEST_F(ReadPageTest, WithoutPlacesTheOrderIsTheEngines)
