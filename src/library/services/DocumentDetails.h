@@ -9,33 +9,35 @@ namespace Korvel::PDF {
 /** What is in a PDF, as far as its own objects tell; nothing of it is drawn. */
 struct DocumentDetails
 {
-    /** Pages from the first to the last one, counted from 1. */
+    /** Pages from the first to the last one. */
     struct Pages
     {
-        int first = 0;
-        int last = 0;
+        int first = 0; ///< counted from 1
+        int last = 0;  ///< likewise
     };
 
     /** Pages in a row that are alike. */
     struct Size
     {
-        Pages pages;
+        Pages pages; ///< which they are
         /** In points, of the crop box as it is shown, turned. */
         double width = 0;
-        double height = 0;
+        double height = 0; ///< likewise
         /** By how many degrees they are turned clockwise: 0, 90, 180 or 270. */
         int rotation = 0;
     };
 
+    /** A font that pages name. */
     struct Font
     {
         /** Without the letters that tell subsets from each other. */
         QString name;
         /** "Type1", "TrueType", "CIDFontType2" and so on. */
         QString type;
-        bool isEmbedded = false;
+        bool isEmbedded = false; ///< and not left to who shows the document
     };
 
+    /** A field for a signature. */
     struct Signature
     {
         /** The whole name of its field. */
@@ -46,9 +48,10 @@ struct DocumentDetails
         QString name;
     };
 
+    /** A file within the document. */
     struct Attachment
     {
-        QString name;
+        QString name; ///< as the document lists it
         /** As the document says; -1 where it does not. */
         qint64 bytes = -1;
     };
@@ -56,7 +59,7 @@ struct DocumentDetails
     /** Of each of the following there are so many at most; further ones are left away. */
     static constexpr int most = 5'000;
 
-    std::vector<Size> sizes;
+    std::vector<Size> sizes; ///< of all pages, in their order
     /** The pages whose content shows text, hidden text as of scans included. */
     std::vector<Pages> withText;
     /** The fonts of all pages, each once, by name. */
@@ -65,8 +68,8 @@ struct DocumentDetails
     int fields = 0;
     /** The form is described in XML (XFA) as well, which other programs may show in its place. */
     bool hasXfa = false;
-    std::vector<Signature> signatures;
-    std::vector<Attachment> attachments;
+    std::vector<Signature> signatures;   ///< and the fields that wait for one
+    std::vector<Attachment> attachments; ///< by name
 };
 
 } // namespace Korvel::PDF
