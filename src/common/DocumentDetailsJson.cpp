@@ -63,9 +63,17 @@ QJsonObject ToJson(const Details::Attachment& attachment)
     return object;
 }
 
+/** A number of bytes that a double holds exactly; -1 for all else. */
+qint64 ToBytes(const QJsonValue& value)
+{
+    constexpr double most = 9007199254740992; // 2 to the power of 53
+    const double bytes = value.toDouble(-1);
+    return bytes >= 0 && bytes <= most ? qint64(bytes) : -1;
+}
+
 void Read(const QJsonValue& value, Details::Attachment& attachment)
 {
-    attachment = {value["name"].toString(), qint64(value["bytes"].toDouble(-1))};
+    attachment = {value["name"].toString(), ToBytes(value["bytes"])};
 }
 
 template <typename T>

@@ -82,11 +82,34 @@ TEST_F(InspectTest, TellsWhichPagesHaveText)
     EXPECT_EQ(Json("drawing.pdf")["textPages"].toArray(), QJsonArray());
 }
 
+TEST_F(InspectTest, LooksForTextOnlyWhereThereAreFonts)
+{
+    WritePdf("without.pdf", "BT /F 9 Tf (x) Tj ET", "");
+    EXPECT_THAT(Lines("without.pdf"), Contains("  Text:          none"));
+    const QByteArray font = "/Font << /F << /Type /Font /Subtype /Type1 /BaseFont /Helvetica >> >>";
+    WritePdf("unused.pdf", "BI /W 1 /H 1 /BPC 8 /CS /G ID ' EI 0 0 9 9 re f % Tj", font);
+    EXPECT_THAT(Lines("unused.pdf"), Contains("  Text:          none"));
+    WritePdf("state.pdf", "/G gs BT (x) Tj ET", "/ExtGState << /G << /Font [5 0 R 9] >> >>", {},
+             "5 0 obj << /Type /Font /Subtype /Type1 /BaseFont /Helvetica >> endobj\n");
+    EXPECT_THAT(Lines("state.pdf"), Contains("  Text:          on all pages"));
+}
+
+TEST_F(InspectTest, TellsNoBytesOfAttachmentsThatNoNumberHoldsExactly)
+{
+    WritePdf("huge.pdf", "", "", "/Names << /EmbeddedFiles << /Names [(a) 5 0 R] >> >>",
+             "5 0 obj << /Type /Filespec /F (a) /UF (a) /EF << /F 6 0 R >> >> endobj\n"
+             "6 0 obj << /Params << /Size 1152921504606846976 >> /Length 1 >> stream\n"
+             "x\nendstream endobj\n");
+    EXPECT_EQ(Json("huge.pdf")["attachments"].toArray(), QJsonArray({QJsonObject{{"name", "a"}}}));
+}
+
 TEST_F(InspectTest, FindsTextOfFormsOnlyWhereTheyAreDrawn)
 {
-    const QByteArray form = "5 0 obj << /Type /XObject /Subtype /Form /BBox [0 0 9 9]"
-                            " /Resources << /XObject << /Self 5 0 R >> >> /Length 29 >> stream\n"
-                            "/Self Do BT (hidden) Tj ET   \nendstream endobj\n";
+    const QByteArray form =
+        "5 0 obj << /Type /XObject /Subtype /Form /BBox [0 0 9 9]"
+        " /Resources << /Font << /F << /Type /Font >> >> /XObject << /Self 5 0 R >> >>"
+        " /Length 29 >> stream\n"
+        "/Self Do BT (hidden) Tj ET   \nendstream endobj\n";
     const QByteArray resources = "/XObject << /Form 5 0 R >>";
     WritePdf("drawn.pdf", "q /Form Do Q", resources, {}, form);
     EXPECT_THAT(Lines("drawn.pdf"), Contains("  Text:          on all pages"));
