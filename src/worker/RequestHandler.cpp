@@ -239,6 +239,8 @@ void RequestHandler::WritePdf(NewFile& file, const QJsonObject& request)
     const std::vector<qint64> pages = Pages(request);
     // What fails may leave the document in a state of its own.
     std::unique_ptr<PdfDocument> document = std::move(source);
+    if (!document && reusable)
+        document = std::move(reusable);
     if (!document || !document->File().State().IsStillThatOf(input))
         document = std::make_unique<PdfDocument>(input, std::string());
     document->SavePages(file, {pages.begin(), pages.end()}, IsSet(request, Key::linearize));

@@ -121,6 +121,47 @@ TEST_F(PdfPagesTest, TellNothingOfPagesThatAreLeftOut)
         << "with pictures and fonts of its own page alone";
 }
 
+/** A root field above one field on each of two pages, and a button that leads to both of them. */
+const QByteArray fieldsOfOneRoot =
+    "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R/AcroForm<</Fields[5 0 R]/CO[6 0 R 7 0 R]>>>>"
+    "endobj\n2 0 obj<</Type/Pages/Kids[3 0 R 4 0 R]/Count 2/MediaBox[0 0 99 99]>>endobj\n"
+    "3 0 obj<</Type/Page/Parent 2 0 R/Annots[6 0 R 8 0 R]>>endobj\n"
+    "4 0 obj<</Type/Page/Parent 2 0 R/Annots[7 0 R]>>endobj\n"
+    "5 0 obj<</T(form)/FT/Tx/Kids[6 0 R 7 0 R 8 0 R]>>endobj\n"
+    "6 0 obj<</Type/Annot/Subtype/Widget/Rect[1 1 9 9]/Parent 5 0 R/T(one)/V(PUBLIC)>>endobj\n"
+    "7 0 obj<</Type/Annot/Subtype/Widget/Rect[1 1 9 9]/Parent 5 0 R/T(two)/V(SECRET)>>endobj\n"
+    "8 0 obj<</Type/Annot/Subtype/Widget/Rect[1 1 9 9]/Parent 5 0 R/T(all)/FT/Btn/Ff 65536"
+    "/A<</S/ResetForm/Fields[6 0 R 7 0 R]>>>>endobj\ntrailer<</Root 1 0 R>>\n";
+
+TEST_F(PdfPagesTest, HoldNoFieldsOfOtherPagesThatShareOneAboveThem)
+{
+    Write("form.pdf", fieldsOfOneRoot);
+    ASSERT_EQ(Run({"form.pdf", "-o", "p%d.pdf", "-j", "1"}).results.size(), 2);
+    for (const char* const name : {"p1.pdf", "p2.pdf"}) {
+        const bool isFirst = name == std::string("p1.pdf");
+        const QByteArray page = Unpacked(name);
+        ExpectSound(name);
+        EXPECT_EQ(page.contains("PUBLIC"), isFirst) << name;
+        EXPECT_EQ(page.contains("SECRET"), !isFirst) << name;
+        QStringList fields;
+        const QJsonObject lists = Lists(name);
+        for (const QJsonValue field : lists["acroform"]["fields"].toArray())
+            fields.append(field["fullname"].toString());
+        EXPECT_EQ(fields,
+                  isFirst ? QStringList({"form.one", "form.all"}) : QStringList("form.two"));
+    }
+}
+
+TEST_F(PdfPagesTest, HoldNoFieldsOfOtherPagesWhereFieldsLeadBackToThemselves)
+{
+    QByteArray circle = fieldsOfOneRoot;
+    Write("circle.pdf", circle.replace("<</T(form)", "<</Parent 6 0 R/T(form)")
+                            .replace("/Kids[6 0 R", "/Kids[5 0 R 6 0 R"));
+    ASSERT_EQ(Run({"circle.pdf", "-o", "one.pdf", "--pages", "1"}).results.size(), 1);
+    EXPECT_TRUE(Read("one.pdf").contains("PUBLIC"));
+    EXPECT_FALSE(Read("one.pdf").contains("SECRET"));
+}
+
 TEST_F(PdfPagesTest, AreOneForEachPageWhereTheTemplateHasANumber)
 {
     const Outcome run = Run({"listed.pdf", "-o", "out/%s-%02d.pdf", "-j", "2"});

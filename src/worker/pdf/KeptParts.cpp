@@ -49,26 +49,6 @@ void Hang(const std::vector<QPDFObjectHandle>& headings, QPDFObjectHandle above,
     above.replaceKey("/Count", QPDFObjectHandle::newInteger(isOpen ? seen : -seen));
 }
 
-/** The field at the top of another one, or of a widget. */
-QPDFObjectHandle FieldOf(QPDFObjectHandle field)
-{
-    for (int depth = 0; depth < deepest && field.getKey("/Parent").isDictionary(); ++depth)
-        field = field.getKey("/Parent");
-    return field;
-}
-
-/** The array with those of its items that are among `ids`, or below one that is. */
-QPDFObjectHandle Filtered(QPDFObjectHandle array, const std::set<QPDFObjGen>& ids)
-{
-    std::vector<QPDFObjectHandle> items;
-    for (int i = 0; array.isArray() && i < array.getArrayNItems(); ++i) {
-        QPDFObjectHandle item = array.getArrayItem(i);
-        if (item.isDictionary() && ids.count(FieldOf(item).getObjGen()) > 0)
-            items.push_back(item);
-    }
-    return QPDFObjectHandle::newArray(items);
-}
-
 } // namespace
 
 KeptParts::KeptParts(QPDF& pdf, const std::vector<QPDFObjectHandle>& pages)
@@ -165,32 +145,40 @@ QPDFObjectHandle KeptParts::Names()
     return names;
 }
 
-/** The fields at the top of those that the pages show. */
-std::set<QPDFObjGen> KeptParts::ShownFields()
+/** Whether the pages show parts of a form. */
+bool KeptParts::ShowFields()
 {
-    std::set<QPDFObjGen> fields;
     for (QPDFObjectHandle page : pages) {
         QPDFObjectHandle all = page.getKey("/Annots");
         for (int i = 0; all.isArray() && i < all.getArrayNItems(); ++i) {
-            QPDFObjectHandle annotation = all.getArrayItem(i);
-            if (annotation.isDictionaryOfType("", "/Widget"))
-                fields.insert(FieldOf(annotation).getObjGen());
+            if (all.getArrayItem(i).isDictionaryOfType("", "/Widget"))
+                return true;
         }
     }
-    return fields;
+    return false;
+}
+
+QPDFObjectHandle KeptParts::Fields(QPDFObjectHandle list)
+{
+    std::vector<QPDFObjectHandle> fields;
+    for (int i = 0; list.isArray() && i < list.getArrayNItems(); ++i) {
+        QPDFObjectHandle field = list.getArrayItem(i);
+        if (field.isIndirect() && field.isDictionary())
+            fields.push_back(field);
+    }
+    return QPDFObjectHandle::newArray(fields);
 }
 
 QPDFObjectHandle KeptParts::Form()
 {
     QPDFObjectHandle all = pdf.getRoot().getKey("/AcroForm");
-    const std::set<QPDFObjGen> shown = ShownFields();
-    if (!all.isDictionary() || shown.empty())
+    if (!all.isDictionary() || !ShowFields())
         return QPDFObjectHandle::newNull();
     QPDFObjectHandle form = all.shallowCopy();
     form.removeKey("/XFA"); // has what all fields hold
-    form.replaceKey("/Fields", Filtered(all.getKey("/Fields"), shown));
+    form.replaceKey("/Fields", Fields(all.getKey("/Fields")));
     if (all.hasKey("/CO"))
-        form.replaceKey("/CO", Filtered(all.getKey("/CO"), shown));
+        form.replaceKey("/CO", Fields(all.getKey("/CO")));
     return pdf.makeIndirectObject(form);
 }
 

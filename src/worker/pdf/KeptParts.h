@@ -10,7 +10,8 @@ namespace Korvel::Worker {
 
 /**
  * What a catalog lists for some pages of its document, without what it lists for others. Each is
- * made anew, and null where nothing is left; the document stays as it is. Throws libqpdf's own.
+ * made anew, and null where nothing is left; the document stays as it is. Other pages and the
+ * fields that only they show have to be nothing already. Throws libqpdf's own.
  */
 class KeptParts
 {
@@ -27,8 +28,11 @@ public:
     /** The trees of names, with those of places on these pages. */
     QPDFObjectHandle Names();
 
-    /** The form, with the fields that these pages show. */
+    /** The form, with the fields that are there. */
     QPDFObjectHandle Form();
+
+    /** Those of a list of fields that are there; none of what is no list. */
+    static QPDFObjectHandle Fields(QPDFObjectHandle list);
 
 private:
     KeptParts(const KeptParts&) = delete;
@@ -37,7 +41,7 @@ private:
     bool LeadsHere(QPDFObjectHandle destination);
     bool LeadsSomewhere(QPDFObjectHandle heading);
     std::vector<QPDFObjectHandle> Headings(QPDFObjectHandle above, int depth);
-    std::set<QPDFObjGen> ShownFields();
+    bool ShowFields();
 
     QPDF& pdf;
     const std::vector<QPDFObjectHandle> pages;

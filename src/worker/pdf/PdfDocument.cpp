@@ -3,7 +3,6 @@
 #include "DescribeEncryption.h"
 #include "NewFile.h"
 #include "OptionalContent.h"
-#include "PageSelection.h"
 #include "PathText.h"
 #include "PdfStructure.h"
 #include "RequestError.h"
@@ -12,7 +11,6 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
-#include <optional>
 #include <vector>
 
 #include <qpdf/Buffer.hh>
@@ -252,23 +250,43 @@ void PdfDocument::Save(NewFile& output)
 
 void PdfDocument::SavePages(NewFile& output, const std::set<qint64>& pages, bool isLinearized)
 {
-    const bool areAll = pages.empty() || pages.size() == pdf->getAllPages().size();
-    if (areAll && !isLinearized) {
-        Save(output);
-        return;
-    }
     try {
-        std::optional<PageSelection> selection;
-        if (!areAll)
-            selection.emplace(*pdf, pages);
-        Write(output, qpdf_o_preserve, isLinearized);
-        if (selection)
-            selection->PutBack();
+        if (AreAll(pages))
+            SaveAll(output, isLinearized);
+        else
+            SaveSome(output, pages, isLinearized);
     } catch (const RequestError&) {
         throw;
     } catch (const std::exception& error) {
         throw RequestError(Reason::Damaged, error.what());
     }
+}
+
+bool PdfDocument::AreAll(const std::set<qint64>& pages)
+{
+    const std::size_t count = selection ? selection->Count() : pdf->getAllPages().size();
+    return pages.empty() ||
+           (pages.size() == count && *pages.begin() == 1 && *pages.rbegin() == qint64(count));
+}
+
+void PdfDocument::SaveAll(NewFile& output, bool isLinearized)
+{
+    if (selection)
+        selection->PutBack();
+    selection.reset();
+    if (isLinearized)
+        Write(output, qpdf_o_preserve, isLinearized);
+    else
+        Save(output);
+}
+
+void PdfDocument::SaveSome(NewFile& output, const std::set<qint64>& pages, bool isLinearized)
+{
+    if (!selection)
+        selection = std::make_unique<PageSelection>(*pdf);
+    selection->Show(pages);
+    Write(output, qpdf_o_preserve, isLinearized);
+    selection->Hide();
 }
 
 void PdfDocument::Write(NewFile& output, qpdf_object_stream_e packing, bool isLinearized)

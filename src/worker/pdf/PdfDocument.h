@@ -3,6 +3,7 @@
 #include "DescribeDetails.h"
 #include "DocumentInfo.h"
 #include "MappedFile.h"
+#include "PageSelection.h"
 #include "PageView.h"
 
 #include <map>
@@ -65,7 +66,8 @@ public:
     void Save(NewFile& output);
 
     /**
-     * Writes some of its pages, with what the document lists for them, without encryption.
+     * Writes some of its pages, with what the document lists for them, without encryption. From
+     * then on only this function may be called, and none after it has thrown.
      *
      * @param pages         from 1; all of them when there are none
      * @param isLinearized  so that its first page can be shown before the rest has come
@@ -88,6 +90,9 @@ public:
 private:
     bool OpenOrRepair(const std::string& path, const std::vector<std::string>& passwords);
     bool Open(const std::string& path, const std::string& password, bool repair);
+    bool AreAll(const std::set<qint64>& pages);
+    void SaveAll(NewFile& output, bool isLinearized);
+    void SaveSome(NewFile& output, const std::set<qint64>& pages, bool isLinearized);
     void Write(NewFile& output, qpdf_object_stream_e packing, bool isLinearized);
     std::map<QString, QString> Properties();
     /** The version in the file's header, or a later one that the catalog names. */
@@ -95,6 +100,8 @@ private:
 
     const MappedFile file;
     std::unique_ptr<QPDF> pdf;
+    /** The pages that SavePages has written one after another. */
+    std::unique_ptr<PageSelection> selection;
     bool repaired = false;
     /** Whether another password than the empty one has opened it. */
     bool neededPassword = false;

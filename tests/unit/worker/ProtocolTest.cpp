@@ -430,6 +430,33 @@ TEST_F(ProtocolTest, LinearizesPdfsByTrueOrFalseAlone)
         EXPECT_EQ(pdf({{"linearize", value}}), "bad-request");
 }
 
+TEST_F(ProtocolTest, KnowsThePagesThatAPdfCanBeMadeOf)
+{
+    const auto pdf = [this](int pages, const QJsonArray& wanted) {
+        const QString output = Path("out.pdf");
+        QFile::remove(output);
+        return Outcome(Convert(Sample(pages), output, "pdf", {{"pages", wanted}}));
+    };
+    EXPECT_EQ(pdf(1, {7}), "no-such-page");
+    EXPECT_EQ(pdf(2, {1, 9}), "no-such-page");
+    EXPECT_EQ(pdf(2, {0, 1}), "no-such-page");
+    EXPECT_EQ(pdf(2, {2, 1}), "ok");
+}
+
+TEST_F(ProtocolTest, MakesTheSamePdfWhateverItHasMadeBefore)
+{
+    const QString sample = Sample(2);
+    const auto pdf = [this, &sample](const char* name, const QJsonObject& further) {
+        EXPECT_EQ(Outcome(Convert(sample, Path(name), "pdf", further)), "ok");
+        return ReadFile(Path(name));
+    };
+    const QByteArray all = pdf("all.pdf", {{"linearize", true}});
+    const QByteArray second = pdf("second.pdf", {{"pages", QJsonArray{2}}});
+    pdf("first.pdf", {{"pages", QJsonArray{1}}});
+    EXPECT_EQ(pdf("second-again.pdf", {{"pages", QJsonArray{2}}}), second);
+    EXPECT_EQ(pdf("all-again.pdf", {{"linearize", true}}), all);
+}
+
 TEST_F(ProtocolTest, TakesViewsOfPagesThatThereCanBe)
 {
     Sample(2);
