@@ -119,10 +119,10 @@ QRectF Part(const QJsonObject& request)
 int Turns(const QJsonObject& request)
 {
     constexpr int degreesATurn = 90;
-    constexpr int turnsInAll = 4;
+    constexpr int fullTurn = 360;
     const qint64 degrees =
         request.contains(Key::rotate) ? WholeNumber(request[Key::rotate], Key::rotate) : 0;
-    if (degrees < 0 || degrees >= turnsInAll * degreesATurn || degrees % degreesATurn != 0)
+    if (degrees < 0 || degrees >= fullTurn || degrees % degreesATurn != 0)
         Refuse(Key::rotate, " is none of 0, 90, 180 and 270");
     return int(degrees / degreesATurn);
 }
