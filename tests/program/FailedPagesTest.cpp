@@ -100,6 +100,22 @@ TEST_F(FailedPagesTest, AreInTheJournalAndCountInRunsThatGoOn)
     EXPECT_EQ(Run(arguments + QStringList{"--strict"}).exitCode, 7);
 }
 
+TEST_F(FailedPagesTest, AreConvertedWhenTheirDocumentIsRetried)
+{
+    MakeThreePages();
+    const QStringList arguments{"three.pdf", "-d", "out", "-r", "20", "--journal", "journal"};
+    EXPECT_EQ(Run(arguments).exitCode, 3);
+    EXPECT_EQ(Run(arguments + QStringList{"--retry-failed"}).exitCode, 3) << "they fail again";
+    MakeDocument("three.pdf", {whole, whole, whole});
+    EXPECT_EQ(Run(arguments).exitCode, 3) << "nothing is retried";
+    const Outcome again = Run(arguments + QStringList{"--retry-failed"});
+    EXPECT_EQ(again.exitCode, 0) << again.complaints;
+    EXPECT_EQ(again.results,
+              QStringList({"out/three-1.png", "out/three-2.png", "out/three-3.png"}));
+    EXPECT_EQ(WholePictures("out"), QStringList({"three-1.png", "three-2.png", "three-3.png"}));
+    EXPECT_EQ(Run(arguments).exitCode, 0);
+}
+
 TEST_F(FailedPagesTest, LeaveTheOthersOfATiffOfAllPages)
 {
     MakeThreePages();

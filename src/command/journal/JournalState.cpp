@@ -55,21 +55,24 @@ void JournalState::ReadPlanned(const QString& name, const QJsonObject& line)
     }
     Document& document = documents[name];
     document.standing = Standing::ToDo;
+    document.lacksPages = false;
     document.plan = plan;
 }
 
 void JournalState::ReadDone(const QString& name, const QJsonObject& line)
 {
     Document& document = documents[name];
-    for (const auto& [page, to] : document.plan.paths)
-        placed.remove(to);
     const QJsonArray results = line["results"].toArray();
     for (const QJsonValue& result : results) // the line of their plan may be lost
         planned[result.toObject()["path"].toString()] = name;
     document.standing = Standing::Done;
-    document.plan = {};
+    document.lacksPages = !line["failedPages"].toArray().isEmpty();
     hasRepaired = hasRepaired || line["repaired"].toBool();
-    hasFailedPages = hasFailedPages || !line["failedPages"].toArray().isEmpty();
+    if (document.lacksPages)
+        return; // its plan stays, should it be retried
+    for (const auto& [page, to] : document.plan.paths)
+        placed.remove(to);
+    document.plan = {};
 }
 
 std::set<QString> JournalState::FoldersInWork() const
@@ -87,7 +90,7 @@ JournalState::Standing JournalState::Take(const QString& name, bool retriesFaile
     Document& document = documents[name];
     if (std::exchange(document.isTaken, true))
         return Standing::Taken;
-    if (document.standing == Standing::Failed && retriesFailed)
+    if (retriesFailed && (document.standing == Standing::Failed || document.LacksPages()))
         document.standing = Standing::ToDo;
     return document.standing;
 }
@@ -113,6 +116,12 @@ bool JournalState::HasFailed() const
            std::any_of(documents.begin(), documents.end(), [](const Document& document) {
                return document.standing == Standing::Failed;
            });
+}
+
+bool JournalState::HasFailedPages() const
+{
+    return std::any_of(documents.begin(), documents.end(),
+                       [](const Document& document) { return document.LacksPages(); });
 }
 
 bool JournalState::IsDone(const QString& name) const

@@ -50,7 +50,10 @@ public:
     /** Where the results of documents lie, or were to lie, that are not done. */
     std::set<QString> FoldersInWork() const;
 
-    /** Takes a document up, and tells how it stands; one that has failed, when it is retried. */
+    /**
+     * Takes a document up, and tells how it stands; one that has failed, or lacks pages, is to be
+     * converted when it is retried.
+     */
     Standing Take(const QString& name, bool retriesFailed);
 
     /** What an earlier run has planned for a document that it has not converted. */
@@ -72,14 +75,19 @@ public:
     /** Whether a document was repaired before. */
     bool HasRepaired() const { return hasRepaired; }
 
-    /** Whether a document lacks pages that could not be converted. */
-    bool HasFailedPages() const { return hasFailedPages; }
+    /** Whether a document lacks pages that an earlier run could not convert. */
+    bool HasFailedPages() const;
 
     int PagesOf(const QString& name) const { return documents.value(name).plan.pages; }
     void SetPages(const QString& name, int pages) { documents[name].plan.pages = pages; }
 
     bool IsDone(const QString& name) const;
-    void SetDone(const QString& name) { documents[name].standing = Standing::Done; }
+    /** Says that this run has converted it, which tells itself of pages that are missing. */
+    void SetDone(const QString& name)
+    {
+        documents[name].standing = Standing::Done;
+        documents[name].lacksPages = false;
+    }
 
     /** Says that a document has failed; one without a name, by the reason, is none of the others.
      */
@@ -91,6 +99,9 @@ private:
         Standing standing = Standing::ToDo;
         Plan plan;
         bool isTaken = false;
+        bool lacksPages = false;
+
+        bool LacksPages() const { return standing == Standing::Done && lacksPages; }
     };
 
     void ReadBegun(const QJsonObject& line);
@@ -106,7 +117,6 @@ private:
     /** Every path that was ever planned -> name of the document. */
     std::map<QString, QString> planned;
     bool hasRepaired = false;
-    bool hasFailedPages = false;
     bool hasLostBeginning = false;
     bool hasNamelessFailed = false;
 };

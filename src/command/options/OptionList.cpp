@@ -228,7 +228,10 @@ std::vector<Option> Running()
              "done stays, what was in work is done again",
              {},
              ValueKind::File},
-            {{"--retry-failed"}, "", "Convert also what the journal says has failed"},
+            {{"--retry-failed"},
+             "",
+             "Convert also what the journal says has failed, or\n"
+             "lacks pages"},
             {{"--fail-fast"}, "", "Stop at the first document that fails"},
             {{"--strict"}, "", "End with 7 when a page could not be converted"},
             {{"--warning-exit-0"}, "", "End with 0 instead of 3 when there were warnings only"},
