@@ -8,11 +8,15 @@
 #include <QFile>
 #include <QImageReader>
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 namespace Korvel::App {
 namespace {
 
+using testing::Contains;
 using testing::HasSubstr;
+using testing::Not;
 
 class FailedPagesTest : public ProgramTest
 {
@@ -41,6 +45,14 @@ protected:
     }
 
     void MakeThreePages() const { MakeDocument("three.pdf", {whole, outside, whole}); }
+
+    Outcome Report(const QStringList& arguments) const
+    {
+        QProcess process;
+        process.setWorkingDirectory(Path(""));
+        process.start(PDFCONVERT, QStringList("report") + arguments);
+        return Finish(process);
+    }
 
     const QByteArray whole = "0 0 200 200";
     const QByteArray outside = "900 900 950 950";
@@ -98,6 +110,27 @@ TEST_F(FailedPagesTest, AreInTheJournalAndCountInRunsThatGoOn)
     EXPECT_EQ(again.exitCode, 3);
     EXPECT_EQ(again.results, QStringList());
     EXPECT_EQ(Run(arguments + QStringList{"--strict"}).exitCode, 7);
+}
+
+TEST_F(FailedPagesTest, AreInTheReportUntilTheyAreMadeUpFor)
+{
+    MakeThreePages();
+    const QStringList arguments{"three.pdf", "-d", "out", "-r", "20", "--journal", "journal"};
+    EXPECT_EQ(Run(arguments).exitCode, 3);
+    const Outcome report = Report({"journal"});
+    EXPECT_EQ(report.exitCode, 0) << report.complaints;
+    EXPECT_THAT(report.results, Contains("           1 done; 1 of them without some pages"));
+    EXPECT_THAT(report.results, Contains("           1 page of three.pdf: 2"));
+    const QByteArray json = Report({"journal", "--json"}).results.join('\n').toUtf8();
+    ExpectDescribed(json);
+    const QJsonArray lacking = QJsonDocument::fromJson(json)["lacking"].toArray();
+    EXPECT_EQ(lacking, QJsonArray({QJsonObject{{"file", "three.pdf"}, {"pages", QJsonArray{2}}}}));
+
+    MakeDocument("three.pdf", {whole, whole, whole});
+    EXPECT_EQ(Run(arguments + QStringList{"--retry-failed"}).exitCode, 0);
+    const Outcome again = Report({"journal"});
+    EXPECT_THAT(again.results, Contains("           1 done"));
+    EXPECT_THAT(again.results.join('\n').toStdString(), Not(HasSubstr("of three.pdf: 2")));
 }
 
 TEST_F(FailedPagesTest, AreConvertedWhenTheirDocumentIsRetried)

@@ -67,8 +67,8 @@ Exit codes:
 
 constexpr char reportDescription[] =
     "Adds the journals of any number of runs up: documents, pages, time, failures by\n"
-    "their reasons, the slowest documents. Journals are only read, also while a run\n"
-    "writes them.\n";
+    "their reasons, documents that lack pages, the slowest documents. Journals are\n"
+    "only read, also while a run writes them.\n";
 
 constexpr char reportUsage[] =
     "Usage: pdfconvert report JOURNAL... [--json] [--follow | --verify]\n";

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include <QDateTime>
 #include <QJsonArray>
@@ -67,6 +68,8 @@ void JournalTotals::TakeDocument(Document::State state, const QJsonObject& line)
     Count(document, -1);
     if (document.state == Document::Done)
         Forget(name);
+    if (std::exchange(document.lacksPages, false))
+        total.lacking.erase(name);
     document.state = state;
     if (state == Document::Planned)
         document.pages = line[QLatin1String("pages")].toInt();
@@ -101,8 +104,21 @@ void JournalTotals::TakeResults(Document& document, const QJsonObject& line)
     document.pages = pages > 0 ? pages : document.pages;
     document.files = results.size();
     document.repaired = line[QLatin1String("repaired")].toBool();
+    TakeLackingPages(document, line);
     total.AddSlow({line[QLatin1String("file")].toString(),
                    line[QLatin1String("seconds")].toDouble(), document.pages});
+}
+
+void JournalTotals::TakeLackingPages(Document& document, const QJsonObject& line)
+{
+    std::vector<int> pages;
+    for (const auto page : line[QLatin1String("failedPages")].toArray())
+        pages.push_back(page.toObject()[QLatin1String("page")].toInt());
+    if (pages.empty())
+        return;
+    document.lacksPages = true;
+    std::sort(pages.begin(), pages.end());
+    total.lacking.emplace(line[QLatin1String("file")].toString(), std::move(pages));
 }
 
 /** Counts a document in, or out again with a sign of -1. */

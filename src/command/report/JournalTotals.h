@@ -15,7 +15,8 @@ namespace Korvel::App {
 /**
  * Adds one journal up, line by line: a document is what the last line about it says.
  *
- * Holds 72 bytes of each document, on a machine of 64 bits, however long its name is.
+ * Holds 72 bytes of each document, on a machine of 64 bits, however long its name is, and the name
+ * of one that lacks pages.
  */
 class JournalTotals
 {
@@ -35,6 +36,7 @@ private:
 
         State state = Unknown;
         bool repaired = false;
+        bool lacksPages = false;
         std::int32_t files = 0;
         /** The document's pages while it is planned, those converted once it is done. */
         qint64 pages = 0;
@@ -56,6 +58,7 @@ private:
     void TakeDocument(Document::State state, const QJsonObject& line);
     void Forget(const QString& name);
     void TakeResults(Document& document, const QJsonObject& line);
+    void TakeLackingPages(Document& document, const QJsonObject& line);
     void Count(const Document& document, int sign);
 
     Totals total;

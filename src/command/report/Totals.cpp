@@ -50,6 +50,7 @@ Totals& Totals::operator+=(const Totals& other)
     done += other.done;
     repaired += other.repaired;
     skipped += other.skipped;
+    lacking.insert(other.lacking.begin(), other.lacking.end());
     for (const auto& [reason, count] : other.failed)
         failed[reason] += count;
     pages += other.pages;

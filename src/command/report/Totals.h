@@ -22,6 +22,8 @@ struct Totals
     /** Documents that are done with a warning, so that they want a look. */
     qint64 repaired = 0;
     qint64 skipped = 0;
+    /** The documents that are done without some of their pages, and which these are. */
+    std::multimap<QString, std::vector<int>> lacking;
     /** How many documents have failed, by their reasons. */
     std::map<QString, qint64> failed;
 

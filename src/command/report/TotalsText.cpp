@@ -9,12 +9,14 @@
 
 #include <QJsonArray>
 #include <QLocale>
+#include <QStringList>
 
 namespace Korvel::App {
 
 namespace {
 
 constexpr int columnWidth = 12;
+constexpr qint64 lackingAtMost = 20;
 
 using Reason = std::pair<QString, qint64>;
 
@@ -79,10 +81,14 @@ QString Row(const QString& number, const QString& text)
 
 QString Done(const Totals& totals)
 {
-    if (totals.repaired == 0)
-        return "done";
-    return QString("done; %1 of them repaired, which %2 a look")
-        .arg(Number(totals.repaired), QLatin1String(totals.repaired == 1 ? "wants" : "want"));
+    QString text = "done";
+    if (totals.repaired > 0)
+        text += QString("; %1 of them repaired, which %2 a look")
+                    .arg(Number(totals.repaired),
+                         QLatin1String(totals.repaired == 1 ? "wants" : "want"));
+    if (const auto lacking = qint64(totals.lacking.size()); lacking > 0)
+        text += QString("; %1 of them without some pages").arg(Number(lacking));
+    return text;
 }
 
 QString Runs(const Totals& totals)
@@ -105,6 +111,40 @@ QString FailuresText(const Totals& totals)
                     QString("  %1 %2").arg(Number(count), width).arg(WithoutControls(reason)));
     }
     return text;
+}
+
+/** Numbers in their order, those without a gap as a range. */
+QString Listed(const std::vector<int>& pages)
+{
+    QStringList ranges;
+    for (std::size_t first = 0, next = 0; first < pages.size(); first = next) {
+        const auto isNext = [&] {
+            return next < pages.size() && qint64(pages[next]) - pages[next - 1] == 1;
+        };
+        for (++next; isNext();)
+            ++next;
+        const QString begin = QString::number(pages[first]);
+        const QString end = QString::number(pages[next - 1]);
+        ranges.append(begin == end ? begin : begin + QLatin1Char('-') + end);
+    }
+    return ranges.join(QStringLiteral(", "));
+}
+
+QString LackingText(const Totals& totals)
+{
+    QString text;
+    qint64 listed = 0;
+    for (const auto& [file, pages] : totals.lacking) {
+        if (listed++ == lackingAtMost)
+            break;
+        const auto count = qint64(pages.size());
+        text +=
+            Row(Number(count), Noun(count, "page") +
+                                   QString(" of %1: %2").arg(WithoutControls(file), Listed(pages)));
+    }
+    if (const auto further = qint64(totals.lacking.size()) - lackingAtMost; further > 0)
+        text += Row(Number(further), Noun(further, "further document") + ", which --json names");
+    return text.isEmpty() ? text : "\nMissing, as they could not be converted:\n" + text;
 }
 
 QString SlowestText(const Totals& totals)
@@ -133,7 +173,7 @@ QString ToText(const Totals& totals)
            Row(Number(totals.pages),
                Noun(totals.pages, "page") + QString(", %1 a second").arg(Rate(totals))) +
            Row(Number(totals.files), Noun(totals.files, "file") + " of " + Size(totals.bytes)) +
-           SlowestText(totals);
+           LackingText(totals) + SlowestText(totals);
 }
 
 QString ToText(const Verified& verified)
@@ -157,6 +197,13 @@ QJsonObject ToJson(const Totals& totals)
     QJsonArray failures;
     for (const auto& [reason, count] : Sorted(totals.failed))
         failures.append(QJsonObject{{"reason", reason}, {"documents", count}});
+    QJsonArray lacking;
+    for (const auto& [file, pages] : totals.lacking) {
+        QJsonArray numbers;
+        for (const int page : pages)
+            numbers.append(page);
+        lacking.append(QJsonObject{{"file", file}, {"pages", numbers}});
+    }
     QJsonArray slowest;
     for (const Totals::Slow& document : totals.slowest)
         slowest.append(QJsonObject{
@@ -169,6 +216,7 @@ QJsonObject ToJson(const Totals& totals)
             {"pending", totals.pending},
             {"done", totals.done},
             {"repaired", totals.repaired},
+            {"lacking", lacking},
             {"skipped", totals.skipped},
             {"failed", totals.Failed()},
             {"failures", failures},

@@ -12,6 +12,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 using testing::Pair;
 
 constexpr char begun[] = R"({"event":"begun","time":"2026-11-22T09:00:00.000Z","version":1})";
@@ -106,6 +107,44 @@ TEST(JournalTotals, CountsADocumentThatIsDoneTwiceOnce)
     EXPECT_EQ(total.bytes, 2000);
     ASSERT_EQ(total.slowest.size(), 1u);
     EXPECT_EQ(total.slowest[0].seconds, 1);
+}
+
+TEST(JournalTotals, NamesThePagesThatDocumentsLackAsTheLastLineAboutThemHasThem)
+{
+    const QByteArray lacks = R"(,"failedPages":[{"page":5},{"page":2}])";
+    JournalTotals journal;
+    Take(journal, {begun, Done("a", 3, 1, lacks), Done("b", 1, 1), Done("c", 3, 1, lacks)});
+    EXPECT_THAT(journal.Total().lacking,
+                ElementsAre(Pair("a", ElementsAre(2, 5)), Pair("c", ElementsAre(2, 5))));
+    Take(journal, {Planned("a", 5), Done("c", 4, 1, R"(,"failedPages":[{"page":2}])")});
+    EXPECT_THAT(journal.Total().lacking, ElementsAre(Pair("c", ElementsAre(2))));
+    Take(journal, {Done("a", 5, 1), Failed("c", "damaged")});
+    EXPECT_THAT(journal.Total().lacking, ElementsAre());
+}
+
+TEST(JournalTotals, AddsDocumentsUpThatLackPagesAndHaveOneName)
+{
+    const std::vector<QByteArray> lines{begun, Done("a", 3, 1, R"(,"failedPages":[{"page":2}])")};
+    Totals total = Of(lines);
+    total += Of(lines);
+    EXPECT_EQ(total.lacking.size(), 2u);
+}
+
+TEST(JournalTotals, NamesTwentyDocumentsThatLackPagesInItsText)
+{
+    const QByteArray lacks = R"(,"failedPages":[{"page":1},{"page":2},{"page":3},{"page":7}])";
+    JournalTotals journal;
+    Take(journal, {begun});
+    for (int i = 10; i < 30; ++i)
+        Take(journal, {Done(QByteArray::number(i), 1, 1, lacks)});
+    const QString twenty = ToText(journal.Total());
+    EXPECT_THAT(twenty.toStdString(), HasSubstr("           4 pages of 29: 1-3, 7\n"));
+    EXPECT_THAT(twenty.toStdString(), Not(HasSubstr("further")));
+    Take(journal, {Done("30", 1, 1, lacks)});
+    const QString more = ToText(journal.Total());
+    EXPECT_THAT(more.toStdString(),
+                HasSubstr("           1 further document, which --json names\n"));
+    EXPECT_THAT(more.toStdString(), Not(HasSubstr("of 30")));
 }
 
 TEST(JournalTotals, CountsAllPagesOfADocumentWhoseResultHoldsThemAll)
