@@ -55,6 +55,14 @@ QByteArray Password(const QJsonObject& request)
                : QByteArray();
 }
 
+QJsonArray ToArray(const std::vector<qint64>& pages)
+{
+    QJsonArray array;
+    for (const qint64 page : pages)
+        array.append(page);
+    return array;
+}
+
 /** The pages that are wanted; none for all of them. */
 std::vector<qint64> Pages(const QJsonObject& request)
 {
@@ -185,7 +193,7 @@ QJsonObject RequestHandler::Convert(const QJsonObject& request)
         if (isPdf)
             WritePdf(file, request);
         else if (format == WorkerProtocol::Format::txt)
-            WriteText(file, request);
+            answer = WriteText(file, request);
         else if (format == WorkerProtocol::Format::tif && !request.contains(Key::page))
             answer = WriteTiff(file, request);
         else
@@ -247,10 +255,17 @@ void RequestHandler::WritePdf(NewFile& file, const QJsonObject& request)
     source = std::move(document);
 }
 
-void RequestHandler::WriteText(NewFile& file, const QJsonObject& request)
+/** Writes the text of pages; what the answer tells of it. */
+QJsonObject RequestHandler::WriteText(NewFile& file, const QJsonObject& request)
 {
-    const QByteArray text = RendererFor(input, {}).Text(Pages(request));
-    file.Write(text.constData(), std::size_t(text.size()));
+    const PagesText read = RendererFor(input, {}).Text(Pages(request));
+    file.Write(read.text.constData(), std::size_t(read.text.size()));
+    QJsonObject answer;
+    if (!read.withoutText.empty())
+        answer[Key::withoutText] = ToArray(read.withoutText);
+    if (!read.unmapped.empty())
+        answer[Key::unmapped] = ToArray(read.unmapped);
+    return answer;
 }
 
 void RequestHandler::WritePage(NewFile& file, const QJsonObject& request, const QString& format)

@@ -60,6 +60,17 @@ protected:
         "three.pdf: page 2: its crop box lies outside of its media box, or is empty";
 };
 
+TEST_F(FailedPagesTest, WithoutTextAreNamedOnce)
+{
+    MakeDocument("blank.pdf", QVector<QByteArray>(12, whole).toList());
+    const Outcome run = Run({"blank.pdf", "-o", "blank.txt"});
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_EQ(run.results, QStringList("blank.txt"));
+    EXPECT_THAT(run.complaints, HasSubstr("blank.pdf: no text is drawn on pages 1-12"));
+    EXPECT_EQ(Read("blank.txt"), QByteArray(12, '\f'));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
 TEST_F(FailedPagesTest, AreNamedAndTheOthersConverted)
 {
     MakeThreePages();

@@ -1,8 +1,10 @@
+#include "FilesBelow.h"
 #include "IsSanitized.h"
 #include "Program.h"
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <csignal>
 #include <random>
 
@@ -90,6 +92,26 @@ TEST_P(InterruptionTest, CleansUpRightAfterTheCopyHasAppeared)
     });
     Send(GetParam(), *process);
     ExpectCleanEnd(*process);
+}
+
+TEST_P(InterruptionTest, EndsATextBetweenItsPages)
+{
+    MakeSample("long.pdf", 2000);
+    QProcess process;
+    process.setWorkingDirectory(Path(""));
+    process.start(PDFCONVERT, {"--temp-dir", TempDir(), "long.pdf", "-o", "long.txt"});
+    WaitUntil(process, [this] {
+        const QStringList files = PDF::Test::FilesBelow(TempDir());
+        return std::any_of(files.begin(), files.end(), [](const QString& file) {
+            return file.contains(QLatin1String(".part-"));
+        });
+    });
+    Send(GetParam(), process);
+    const Outcome run = Finish(process);
+    EXPECT_EQ(run.exitCode, 128 + GetParam());
+    EXPECT_EQ(run.complaints, "pdfconvert: long.pdf: interrupted\n");
+    EXPECT_FALSE(QFile::exists(Path("long.txt")));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
 }
 
 TEST_P(InterruptionTest, LetsTheRunningPageEndAtTheFirstAndNotAtTheSecond)

@@ -28,7 +28,9 @@
 namespace Korvel::App {
 
 using PDF::Converter::AbstractConverter;
+using PDF::Converter::OnTextReport;
 using PDF::Converter::PageFanOut;
+using PDF::Converter::TextReport;
 using PDF::Converter::WorkerConverter;
 
 namespace {
@@ -38,6 +40,23 @@ namespace {
  * has put a file there, so only a file system that tells no truth comes to an end here.
  */
 constexpr int mostMoves = 1000;
+
+/** "page 3", or "pages 1-4, 7". */
+std::string ListedPages(std::vector<int> pages)
+{
+    std::sort(pages.begin(), pages.end());
+    std::string text = pages.size() == 1 ? "page " : "pages ";
+    for (std::size_t first = 0; first < pages.size();) {
+        std::size_t last = first;
+        while (last + 1 < pages.size() && pages[last + 1] == pages[last] + 1)
+            ++last;
+        text += (first == 0 ? "" : ", ") + std::to_string(pages[first]);
+        if (last > first)
+            text += '-' + std::to_string(pages[last]);
+        first = last + 1;
+    }
+    return text;
+}
 
 } // namespace
 
@@ -74,6 +93,8 @@ void Conversion::End(const std::exception_ptr& failure)
     chain.reset();
     document.ForgetPassword();
     run.console.End(work);
+    if (!failure)
+        TellTextReport();
     if (!failure)
         run.journal.Done(document.Name(), ResultsOf(results), double(sinceStart.elapsed()) / 1000,
                          document.Info().repaired, TellFailedPages());
@@ -156,6 +177,12 @@ AbstractConverter::Task Conversion::MakeTask()
     task.options["page_tasks"] = pages;
     task.options["page_failed"] = PageFanOut::OnPageFailure(
         [this](const PageFanOut::PageFailure& failure) { failures.push_back(failure); });
+    task.options["text_report"] = OnTextReport([this](const TextReport& report) {
+        textReport.withoutText.insert(textReport.withoutText.end(), report.withoutText.begin(),
+                                      report.withoutText.end());
+        textReport.unmapped.insert(textReport.unmapped.end(), report.unmapped.begin(),
+                                   report.unmapped.end());
+    });
     task.options.merge(LookOptions(options.pages));
     if (document.NeedsCopy()) {
         task.options["need_export"] = true;
@@ -261,8 +288,10 @@ QStringList Conversion::MadePaths() const
 
 Failure Conversion::WhyFailed(const PageFanOut::PageFailure& page) const
 {
-    const std::string what =
-        page.page > 0 ? "page " + std::to_string(page.page) : std::string("the document");
+    const std::string number = "page " + std::to_string(page.page);
+    const std::string what = page.page == 0            ? "the document"
+                             : planner.MakesPictures() ? number
+                                                       : "the text of " + number;
     return run.factory.WhyNotConverted(page.error, what, planner.MakesPictures(),
                                        page.why.toStdString());
 }
@@ -285,6 +314,19 @@ QJsonArray Conversion::TellFailedPages() const
                                  {"message", QString::fromStdString(why.what())}});
     }
     return pages;
+}
+
+/** Warns of pages whose text is missing, or is none, once for all of them. */
+void Conversion::TellTextReport() const
+{
+    if (!textReport.withoutText.empty())
+        run.console.Warn(document.Name(), "no-text",
+                         "no text is drawn on " + ListedPages(textReport.withoutText) +
+                             "; pictures of text are scans, and want recognition first");
+    if (!textReport.unmapped.empty())
+        run.console.Warn(document.Name(), "unmapped-text",
+                         "fonts do not say which characters they draw on " +
+                             ListedPages(textReport.unmapped) + "; their text is not to be used");
 }
 
 /** Some file systems take a file and then have no space for what is in it. */

@@ -4,6 +4,7 @@
 #include "PageFanOut.h"
 #include "PlannedDocument.h"
 #include "Run.h"
+#include "TextReport.h"
 
 #include <chrono>
 #include <exception>
@@ -67,6 +68,7 @@ private:
     QStringList MadePaths() const;
     Failure WhyFailed(const PDF::Converter::PageFanOut::PageFailure& page) const;
     bool HasFailed(int page) const;
+    void TellTextReport() const;
     QJsonArray TellFailedPages() const;
     void CheckResult(const PlannedResult& result) const;
     Failure NotWritten(const QString& path) const;
@@ -88,6 +90,8 @@ private:
     std::optional<Converter::ErrorType> error;
     /** The pages that have failed while others have not, as they came. */
     std::vector<PDF::Converter::PageFanOut::PageFailure> failures;
+    /** What the text of the document lacks. */
+    PDF::Converter::TextReport textReport;
     QTimer alarm;
     /** ConverterFactory::TimeOfCopies() as of when this document was last given time for them. */
     std::chrono::milliseconds timeOfCopies{0};

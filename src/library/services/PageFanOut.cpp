@@ -89,6 +89,7 @@ struct PageFanOut::Impl
     void PageFailed(Chain& chain, const QString& source, ErrorType error);
 
     Document& Release(Chain& chain);
+    bool IsWhole(const Chain& chain) const;
     double Progress(const QString& source) const;
     void ProceedLater();
     void Proceed();
@@ -207,6 +208,13 @@ PageFanOut::Impl::Document& PageFanOut::Impl::Release(Chain& chain)
     Document& document = documents.at(chain.source);
     --document.running;
     return document;
+}
+
+/** Whether the chain works on a document as a whole. */
+bool PageFanOut::Impl::IsWhole(const Chain& chain) const
+{
+    const Document& document = documents.at(chain.source);
+    return document.pages[std::size_t(chain.index)].page == 0;
 }
 
 double PageFanOut::Impl::Progress(const QString& source) const
@@ -371,6 +379,13 @@ void PageFanOut::StopAfterRunningPages()
             document.second.error = Cancelled;
     }
     impl->ProceedLater();
+    // Of a document that is one result no page is whole before all are.
+    const auto chains = impl->chains;
+    const QPointer<PageFanOut> self(this);
+    for (const std::shared_ptr<Impl::Chain>& chain : chains) {
+        if (self && chain->busy && impl->IsWhole(*chain))
+            chain->converter->CancelConvertation();
+    }
 }
 
 bool PageFanOut::CancelConvertation()

@@ -35,6 +35,8 @@ namespace Korvel::PDF::Converter {
  * - Failed with the first error of a page; Unknown for a page that an inner converter refused or
  *   threw at. No page is started after it; pages that were finished before stay where they are.
  *
+ * The document as a whole, which is page 0, ends at once where pages are stopped.
+ *
  * With the option "page_failed" (`PageFanOut::OnPageFailure`), a page that cannot be rendered,
  * takes too much memory or is too large does not end its document: the function is told, the other
  * pages are converted, and the page's path in Finished is empty. Failed comes when no page was

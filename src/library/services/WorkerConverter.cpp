@@ -3,8 +3,11 @@
 #include "RequestPath.h"
 #include "ResultFormat.h"
 #include "ServicesLog.h"
+#include "TextInParts.h"
+#include "TextReport.h"
 #include "WorkerProtocol.h"
 
+#include <algorithm>
 #include <optional>
 #include <vector>
 
@@ -168,6 +171,20 @@ AbstractConverter::ErrorType ToErrorType(Reason reason)
     return AbstractConverter::Unknown;
 }
 
+std::vector<int> ToPages(const QJsonValue& value)
+{
+    std::vector<int> pages;
+    for (const QJsonValue page : value.toArray())
+        pages.push_back(page.toInt());
+    std::sort(pages.begin(), pages.end());
+    return pages;
+}
+
+TextReport ReportOf(const QJsonObject& answer)
+{
+    return {ToPages(answer[Key::withoutText]), ToPages(answer[Key::unmapped])};
+}
+
 /** The error of a worker of another version, which knows further reasons, is unknown as well. */
 AbstractConverter::ErrorType ErrorOf(const QJsonObject& answer)
 {
@@ -199,6 +216,7 @@ WorkerConverter::WorkerConverter(const std::shared_ptr<WorkerPool>& pool) : pool
 
 WorkerConverter::~WorkerConverter()
 {
+    texts.clear();
     pool->End(this);
 }
 
@@ -213,9 +231,12 @@ bool WorkerConverter::ConvertFile(const Task& task)
     using Tell = std::function<void(const QString&)>;
     const auto tell = ValueOf<Tell>(task.options, "why_failed");
     const auto tellOfPage = ValueOf<OnPageFailed>(task.options, "missing_page");
+    const auto report = ValueOf<OnTextReport>(task.options, "text_report");
     const auto receiver = [this, later, source = task.source, result = task.destination, tell,
-                           tellOfPage](const QJsonObject& answer) {
-        later([this, source, result, tell, tellOfPage, answer] {
+                           tellOfPage, report](const QJsonObject& answer) {
+        later([this, source, result, tell, tellOfPage, report, answer] {
+            if (report && answer[Key::ok].toBool())
+                report(ReportOf(answer));
             if (tell && !answer[Key::ok].toBool())
                 tell(answer[Key::message].toString());
             TellFailedPages(answer, tellOfPage);
@@ -224,9 +245,39 @@ bool WorkerConverter::ConvertFile(const Task& task)
     };
     if (const std::optional<Reason> reason = Refusal(request))
         receiver(WorkerProtocol::FailureAnswer(*reason, "no path that names a file"));
+    else if (request[Key::format] == Format::txt && request[Key::pages].toArray().size() > 1)
+        AskInParts(task, request, receiver);
     else
         Ask(request, receiver);
     return true;
+}
+
+void WorkerConverter::AskInParts(const Task& task, const QJsonObject& request,
+                                 const WorkerProcess::Receiver& receiver)
+{
+    const auto tell = ValueOf<OnPageFailed>(task.options, "missing_page");
+    const quint64 number = ++lastText;
+    TextInParts::Receivers receivers;
+    const auto later = [this](auto&& call) {
+        QMetaObject::invokeMethod(this, call, Qt::QueuedConnection);
+    };
+    receivers.progress = [this, later, source = task.source](double part) {
+        later([this, source, part] { Q_EMIT ConvertationProgress(source, part); });
+    };
+    if (tell) {
+        receivers.pageFailed = [later, tell](int page, const QJsonObject& answer) {
+            later([=] { tell(page, ErrorOf(answer), answer[Key::message].toString()); });
+        };
+    }
+    receivers.ended = [this, later, number, receiver](const QJsonObject& answer) {
+        // It is destroyed later: it may be in the middle of its work.
+        later([this, number] { texts.erase(number); });
+        receiver(answer);
+    };
+    const auto text =
+        texts.emplace(number, std::make_unique<TextInParts>(*pool, request, pool->LargestResult(),
+                                                            std::move(receivers)));
+    text.first->second->Start();
 }
 
 /** Asks once more when the source was changed while it was read. */
@@ -260,6 +311,8 @@ void WorkerConverter::EmitOutcome(const QString& source, const QString& result,
 
 bool WorkerConverter::CancelConvertation()
 {
+    for (const auto& text : texts)
+        text.second->Fail(WorkerProtocol::FailureAnswer(Reason::Ended, "the request was ended"));
     pool->End(this);
     return true;
 }

@@ -5,8 +5,12 @@
 #include "WorkerPool.h"
 
 #include <functional>
+#include <map>
+#include <memory>
 
 namespace Korvel::PDF::Converter {
+
+class TextInParts;
 
 /**
  * Converts unencrypted PDFs in worker processes: one task, one result file.
@@ -36,6 +40,11 @@ namespace Korvel::PDF::Converter {
  *   have, unless "page" is given; all when both are absent
  * - "missing_page" (`WorkerConverter::OnPageFailed`): told of each page that such a "tif" lacks, as
  *   it could not be rendered; a task fails when none is left
+ * - "text_report" (`OnTextReport`): called with what a text lacks
+ *
+ * The processes of a pool read the text of many "pages" side by side; parts of it lie meanwhile
+ * beside the destination, under names that begin with its own. In the place of a missing page is
+ * the form feed that ends it.
  *
  *     AbstractConverter::Task task;
  *     task.source = "/docs/report.pdf";
@@ -94,9 +103,14 @@ private:
     Q_DISABLE_COPY_MOVE(WorkerConverter)
 
     void Ask(const QJsonObject& request, const WorkerProcess::Receiver& receiver);
+    void AskInParts(const Task& task, const QJsonObject& request,
+                    const WorkerProcess::Receiver& receiver);
     void EmitOutcome(const QString& source, const QString& result, const QJsonObject& answer);
 
     std::shared_ptr<WorkerPool> pool;
+    /** What is read in parts, by the order in which it came. */
+    std::map<quint64, std::unique_ptr<TextInParts>> texts;
+    quint64 lastText = 0;
 };
 
 } // namespace Korvel::PDF::Converter

@@ -18,7 +18,8 @@ constexpr std::chrono::milliseconds timeToStart(15);
 
 } // namespace
 
-WorkerPool::WorkerPool(const WorkerSettings& settings, int processes) : patience(this)
+WorkerPool::WorkerPool(const WorkerSettings& settings, int processes)
+    : largestResult(settings.largestResult), patience(this)
 {
     patience.setSingleShot(true);
     patience.setTimerType(Qt::PreciseTimer);

@@ -46,6 +46,12 @@ public:
     /** Path of the program that is run; empty when none was found. */
     QString Program() const { return workers.front().process->Program(); }
 
+    /** How many processes there are at most. */
+    int Processes() const { return int(workers.size()); }
+
+    /** WorkerSettings::largestResult */
+    int LargestResult() const { return largestResult; }
+
     /** Starts a process, if there is none, so that the first request need not wait for that. */
     void Prepare() { workers.front().process->Prepare(); }
 
@@ -114,6 +120,7 @@ private:
     void Answered(Worker& worker, Request request, const QJsonObject& answer);
     bool DoOthersWorkFor(Worker& worker, const QJsonObject& answer);
 
+    const int largestResult;
     std::vector<Worker> workers;
     /** Runs while requests wait that a further process may be started for. */
     QTimer patience;

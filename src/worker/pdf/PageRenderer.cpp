@@ -21,6 +21,9 @@ constexpr double pointsPerInch = 72;
 // pixels, and to draw it on one more would blur it.
 constexpr double smallestRest = 0.01;
 
+// One character of ten: some that say nothing are on many pages.
+constexpr int leastUnmapped = 10;
+
 double InPixels(double points, double dotsPerInch)
 {
     const double pixels = points * dotsPerInch / pointsPerInch;
@@ -160,13 +163,19 @@ std::vector<qint64> PageRenderer::AllUnlessNamed(const std::vector<qint64>& page
     return all;
 }
 
-QByteArray PageRenderer::Text(const std::vector<qint64>& pages)
+PagesText PageRenderer::Text(const std::vector<qint64>& pages)
 {
-    QByteArray text;
-    for (const qint64 page : AllUnlessNamed(pages))
-        text += PlainText(ReadPage(*engine, Check(page), false), true) + '\f';
+    PagesText read;
+    for (const qint64 page : AllUnlessNamed(pages)) {
+        const TextPage text = ReadPage(*engine, Check(page), false);
+        read.text += PlainText(text, true) + '\f';
+        if (text.drawn == 0)
+            read.withoutText.push_back(page);
+        else if (text.unmapped * leastUnmapped > text.drawn)
+            read.unmapped.push_back(page);
+    }
     RequireWhatWasRead();
-    return text;
+    return read;
 }
 
 } // namespace Korvel::Worker

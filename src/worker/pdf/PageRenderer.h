@@ -17,6 +17,16 @@
 
 namespace Korvel::Worker {
 
+/** The text of several pages, and which of them lack some; pages from 1. */
+struct PagesText
+{
+    QByteArray text;
+    /** On these no text is drawn. */
+    std::vector<qint64> withoutText;
+    /** The fonts of these do not say which characters they draw. */
+    std::vector<qint64> unmapped;
+};
+
 /** The pages of an unencrypted PDF, as pictures and as text. */
 class PageRenderer
 {
@@ -66,12 +76,12 @@ public:
                                       const PictureLook& look, std::uint64_t largest);
 
     /**
-     * The text of pages, each followed by a form feed; of all pages when none are named.
+     * The text of pages, each ended by a form feed; of all pages when none are named.
      *
      * @param pages  from 1
      * @throws RequestError  "no-such-page", "unreadable"
      */
-    QByteArray Text(const std::vector<qint64>& pages);
+    PagesText Text(const std::vector<qint64>& pages);
 
 private:
     /** The index of a page, from 0. */

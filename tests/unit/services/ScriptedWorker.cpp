@@ -113,8 +113,22 @@ QJsonObject Failure(const QJsonObject& request, const QString& reason)
 void Record(const QJsonObject& request)
 {
     const QString folder = QFileInfo(request["file"].toString()).path();
+    MakeResult(request);
     std::ofstream((folder + "/record.json").toStdString())
         << QJsonDocument(Success(request)).toJson().toStdString();
+    WriteLine(Success(request));
+}
+
+/** Makes a text of pages, which are their numbers, and dies of page 7. */
+void ReadPagesButTheSeventh(const QJsonObject& request)
+{
+    std::ofstream text(ClearedResultOf(request));
+    for (const QJsonValue page : request["pages"].toArray()) {
+        if (page.toInt() == 7)
+            ::raise(SIGKILL);
+        text << page.toInt() << '\f';
+    }
+    text.close();
     WriteLine(Success(request));
 }
 
@@ -186,6 +200,7 @@ const std::map<QString, Action>& Actions()
     static const std::map<QString, Action> actions{
         {"record", Record},
         {"ask-for-secret", AskForSecret},
+        {"read-pages-but-the-seventh", ReadPagesButTheSeventh},
         {"die",
          [](const QJsonObject&) {
              ::_exit(3);

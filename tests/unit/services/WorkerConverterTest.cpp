@@ -186,6 +186,35 @@ TEST_F(WorkerConverterTest, AsksForTheTextOfThePagesGiven)
     EXPECT_EQ(RequestFor(task)["pages"].toArray(), QJsonArray({4}));
 }
 
+TEST_F(WorkerConverterTest, TellsOfThePageThatATextLacksAndKeepsTheOthers)
+{
+    AbstractConverter::Task task = TaskOf("read-pages-but-the-seventh", "some.txt");
+    task.options["pages"] = std::vector<int>{5, 6, 7, 8, 9, 10};
+    std::vector<int> missing;
+    task.options["missing_page"] = WorkerConverter::OnPageFailed(
+        [&](int page, AbstractConverter::ErrorType error, const QString&) {
+            EXPECT_EQ(error, AbstractConverter::CannotRender);
+            missing.push_back(page);
+        });
+    EXPECT_EQ(recorder.Convert(task).back(), Finished("read-pages-but-the-seventh", "some.txt"));
+    EXPECT_EQ(missing, std::vector<int>{7});
+    QFile text("some.txt");
+    ASSERT_TRUE(text.open(QFile::ReadOnly));
+    EXPECT_EQ(text.readAll(), "5\f6\f\f8\f9\f10\f");
+    EXPECT_EQ(QDir().entryList({"some.txt*"}), QStringList("some.txt"));
+}
+
+TEST_F(WorkerConverterTest, FailsForATextOfWhichNoPageIsLeft)
+{
+    AbstractConverter::Task task = TaskOf("run-out-of-memory", "some.txt");
+    task.options["pages"] = std::vector<int>{5, 6};
+    task.options["missing_page"] =
+        WorkerConverter::OnPageFailed([](int, AbstractConverter::ErrorType, const QString&) {});
+    EXPECT_EQ(recorder.Convert(task).back(),
+              Failing("run-out-of-memory", AbstractConverter::OutOfMemory).back());
+    EXPECT_EQ(QDir().entryList({"some.txt*"}), QStringList());
+}
+
 TEST_F(WorkerConverterTest, TakesRelativePathsFromTheCurrentFolderAndReportsThemAsTheyWere)
 {
     EXPECT_EQ(recorder.Convert(TaskOf("record", "x/../1.png")), Succeeding("record", "x/../1.png"));
@@ -610,6 +639,32 @@ TEST_F(WorkerConverterRealTest, WritesTheTextOfPages)
     EXPECT_TRUE(Content("some.txt").contains("Page 3"));
     EXPECT_TRUE(Content("some.txt").contains("Page 1"));
     EXPECT_FALSE(Content("some.txt").contains("Page 2"));
+}
+
+TEST_F(WorkerConverterRealTest, JoinsTheTextOfManyPagesInTheirOrder)
+{
+    constexpr int count = 60;
+    MakeSamplePdf(folder.filePath("long.pdf"), count);
+    std::vector<int> pages;
+    for (int page = count; page > 0; --page)
+        pages.push_back(page);
+    Convert("long.pdf", "all.txt", {{"pages", pages}});
+    EXPECT_GT(recorder.lines.size(), 6U) << "it tells how far it has come";
+    const QList<QByteArray> texts = Content("all.txt").split('\f');
+    ASSERT_EQ(texts.size(), count + 1);
+    for (int i = 0; i < count; ++i)
+        EXPECT_TRUE(texts[i].startsWith("Page " + QByteArray::number(count - i) + '\n')) << i;
+    EXPECT_EQ(QDir(folder.path()).entryList({"all.txt*"}, QDir::Files), QStringList("all.txt"));
+}
+
+TEST_F(WorkerConverterRealTest, LeavesNothingOfATextOneOfWhosePagesIsNotThere)
+{
+    std::vector<int> pages;
+    for (int page = 1; page < 30; ++page)
+        pages.push_back(page);
+    EXPECT_EQ(Convert("plain.pdf", "all.txt", {{"pages", pages}}),
+              Failed("plain.pdf", AbstractConverter::CannotRender));
+    EXPECT_EQ(QDir(folder.path()).entryList({"all.txt*"}, QDir::Files), QStringList());
 }
 
 TEST_F(WorkerConverterRealTest, LeavesNoFileOfATaskThatFailed)
