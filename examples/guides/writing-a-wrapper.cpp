@@ -1,6 +1,7 @@
 #include "TimestampWrapper.h"
 #include "UpperCaseConverter.h"
 #include "UpperCaseFixture.h"
+#include "WrapperContract.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -18,6 +19,24 @@ public:
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Mine, ConverterContract, TimestampWrapperTest);
+
+class TimestampAroundTest : public WrapperFixture
+{
+public:
+    std::shared_ptr<AbstractConverter>
+    MakeWrapper(const std::shared_ptr<AbstractConverter>& inner) override
+    {
+        return std::make_shared<TimestampWrapper>(inner);
+    }
+
+    Task MakeTask() override
+    {
+        return {
+            QString(), QStringLiteral("/the/source.txt"), QStringLiteral("/the/result.txt"), {}};
+    }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Mine, WrapperContract, TimestampAroundTest);
 
 TEST_F(TimestampWrapperTest, AResultIsAsOldAsItsSource)
 {

@@ -4,7 +4,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
 #include <functional>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -99,12 +104,32 @@ public:
     /** Runs the event loop until the task has ended, or for as long as the fixture has patience. */
     void WaitForEnd(const QString& source)
     {
+        WaitUntil([&] { return CountEnds(source) > 0; });
+    }
+
+    /** Runs the event loop until `isDone` says so, or for as long as the fixture has patience. */
+    void WaitUntil(const std::function<bool()>& isDone)
+    {
         QTimer deadline;
         deadline.setSingleShot(true);
         deadline.start(patience);
-        while (CountEnds(source) == 0 && deadline.isActive())
+        while (!isDone() && deadline.isActive())
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
+
+    /**
+     * Calls a function from every slot that the signal has here, once it is noted down.
+     *
+     * @param name  such as "ConvertationStarted"; "Finished" is both
+     * @param act   called with the source
+     */
+    void InSlotOf(const std::string& name, std::function<void(const QString&)> act)
+    {
+        actions[name] = std::move(act);
+    }
+
+    /** Gives the converter away in the middle of its work, as a receiver may. */
+    void Delete() { converter.reset(); }
 
     /** Gives the converter a task that it must accept, and waits for its end. */
     void Convert(const Task& task) { WaitForEnd(StartAccepted(task)); }
@@ -149,6 +174,19 @@ public:
     {
         EXPECT_EQ(CountSignals(source, [](const Signal& s) { return s.name == "Failed"; }), 1)
             << "A task that fails must end by one Failed. Received for " << Describe(source);
+    }
+
+    /** Fails the running test unless the task, which succeeds, was told of before it ended. */
+    void ExpectStart(const QString& source) const
+    {
+        const auto first =
+            std::find_if(received.begin(), received.end(), [&](const Signal& signal) {
+                return signal.source == source &&
+                       (IsEnd(signal) || signal.name == "ConvertationStarted");
+            });
+        EXPECT_TRUE(first != received.end() && first->name == "ConvertationStarted")
+            << "ConvertationStarted must come before the end of a task that succeeds. Received for "
+            << Describe(source);
     }
 
     /** Fails the running test if a signal came after the task's terminal one. */
@@ -198,11 +236,18 @@ private:
                                  << source.toStdString() << '"';
                              received.push_back({name, source, {}});
                              (Keep(arguments), ...);
+                             if (const auto action = actions.find(name); action != actions.end())
+                                 action->second(source);
                          });
     }
 
     void Keep(const QString& resultFile) { received.back().results.append(resultFile); }
     void Keep(const QStringList& resultFiles) { received.back().results.append(resultFiles); }
+    void Keep(double progress)
+    {
+        EXPECT_TRUE(progress >= 0 && progress <= 1)
+            << "ConvertationProgress must count from 0 to 1, and not tell of " << progress;
+    }
     template <typename Other>
     void Keep(const Other&)
     {
@@ -227,6 +272,7 @@ private:
 
     std::set<QString> given;
     std::vector<Signal> received;
+    std::map<std::string, std::function<void(const QString&)>> actions;
     QObject receiver;
     std::shared_ptr<AbstractConverter> converter;
     const std::chrono::milliseconds patience;
@@ -258,12 +304,21 @@ private:
  * - The first argument of every signal is the source of a task that the converter was given.
  * - An accepted task ends by one Finished or Failed, and nothing is emitted for it afterwards.
  * - A refused task ends by neither.
+ * - ConvertationStarted comes before the end of a task that succeeds; ConvertationProgress counts
+ *   from 0 to 1.
  * - The results that Finished names exist, and are those of its own task.
+ * - A file that lies at the destination stays as it is.
  * - Tasks of different sources that are in hand at once are told apart.
  * - CancelConvertation leaves every task with one end, and ends nothing that was not accepted.
  * - GetSupportedFormats and DoesServiceAvailable may be called at any time.
  * - Failed can be received through a queued connection.
  * - The converter has no parent, since it is shared, and may be destroyed with tasks in hand.
+ * - A receiver may delete the converter in the slot of any signal, give it the next task there,
+ *   with the same source, too, or throw.
+ *
+ * The converter is deleted in slots in processes of their own, which the test program starts anew
+ * for that; with AddressSanitizer such a process dies of whatever is touched afterwards, without it
+ * of what happens to go wrong.
  *
  * "Afterwards" is while another task is converted, and until the converter is destroyed.
  */
@@ -271,6 +326,8 @@ template <typename Fixture>
 class ConverterContract : public Fixture
 {
 protected:
+    using Task = ConverterFixture::Task;
+
     /** Makes the converter. */
     void SetUp() override
     {
@@ -305,6 +362,31 @@ protected:
         run->Destroy();
     }
 
+    /**
+     * Has the converter deleted in the slot of a signal, if it comes; for a process of its own,
+     * which ends here, with 0 unless something has failed.
+     */
+    [[noreturn]] void DeleteInSlotOf(const std::string& signal, const Task& task)
+    {
+        bool isDeleted = false;
+        run->InSlotOf(signal, [&](const QString&) {
+            isDeleted = true;
+            run->Delete();
+        });
+        run->Start(task);
+        run->WaitUntil([&] { return isDeleted || run->CountEnds(task.source) > 0; });
+        QCoreApplication::processEvents(); // what the converter has left to the event loop
+        std::_Exit(Fixture::HasFailure() ? 1 : 0);
+    }
+
+    /** Fails the running test unless the converter may be deleted in the slot of the signal. */
+    void ExpectToBeDeletedInSlotOf(const std::string& signal, const Task& task)
+    {
+        testing::FLAGS_gtest_death_test_style = "threadsafe";
+        EXPECT_EXIT(DeleteInSlotOf(signal, task), testing::ExitedWithCode(0), "")
+            << "A receiver may delete the converter in the slot of " << signal;
+    }
+
     /** The fixture. */
     ConverterFixture& application = *this;
     /** The converter of this test. */
@@ -327,6 +409,27 @@ TYPED_TEST_P(ConverterContract, ATaskThatSucceedsEndsOnce)
     this->run->ExpectOneEnd(task.source);
     this->run->ExpectSuccess(task.source);
     this->run->ExpectNothingAfterTheEnd(task.source);
+}
+
+TYPED_TEST_P(ConverterContract, ATaskThatSucceedsHasBegun)
+{
+    const auto task = this->application.SucceedingTask();
+    this->run->Convert(task);
+    this->run->ExpectStart(task.source);
+}
+
+TYPED_TEST_P(ConverterContract, AFileAtTheDestinationStays)
+{
+    const auto task = this->application.SucceedingTask();
+    if (!this->application.ResultsAreFiles() || task.destination.isEmpty())
+        GTEST_SKIP() << "the results are no files";
+    const std::string path = task.destination.toStdString();
+    std::ofstream(path) << "of the user";
+    this->run->Convert(task);
+    std::ifstream file(path);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "of the user")
+        << "A converter must not replace the file that lies at the destination, \"" << path << '"';
+    this->run->ExpectOneEnd(task.source);
 }
 
 TYPED_TEST_P(ConverterContract, ResultsExist)
@@ -434,10 +537,60 @@ TYPED_TEST_P(ConverterContract, MayBeDestroyedWithTasksInHand)
             << "A task must not end twice when its converter is destroyed";
 }
 
-REGISTER_TYPED_TEST_SUITE_P(ConverterContract, HasNoParent, ATaskThatSucceedsEndsOnce, ResultsExist,
+TYPED_TEST_P(ConverterContract, MayBeDeletedInASlot)
+{
+    const auto task = this->application.SucceedingTask();
+    for (const char* const signal :
+         {"ConvertationStarted", "ConvertationProgress", "ConvertationFinished", "UploadProgress",
+          "DownloadProgress", "Finished"})
+        this->ExpectToBeDeletedInSlotOf(signal, task);
+    if (const auto failing = this->application.FailingTask())
+        this->ExpectToBeDeletedInSlotOf("Failed", *failing);
+}
+
+TYPED_TEST_P(ConverterContract, TakesTheNextTaskInTheSlotOfAnEnd)
+{
+    const auto task = this->application.SucceedingTask();
+    auto next = task;
+    next.destination = this->application.SucceedingTask().destination;
+    bool isTaken = true;
+    this->run->InSlotOf("Finished", [&](const QString& source) {
+        if (this->run->CountEnds(source) == 1)
+            isTaken = this->run->Start(next);
+    });
+    this->run->Start(task);
+    this->run->WaitUntil([&] { return !isTaken || this->run->CountEnds(task.source) > 1; });
+    EXPECT_TRUE(isTaken && this->run->CountEnds(task.source) == 2)
+        << "A converter must take the next task in the slot of a terminal signal, with the same "
+        << "source, too, and end it; ends: " << this->run->CountEnds(task.source);
+}
+
+TYPED_TEST_P(ConverterContract, WorksOnWhenAReceiverHasThrown)
+{
+    class Thrown : public std::exception
+    {
+    };
+    const auto task = this->application.SucceedingTask();
+    this->run->InSlotOf("Finished", [&](const QString& source) {
+        if (source == task.source)
+            throw Thrown();
+    });
+    try {
+        this->run->Convert(task);
+    } catch (const Thrown&) {
+    }
+    const auto next = this->application.SucceedingTask();
+    this->run->Convert(next);
+    EXPECT_EQ(this->run->CountEnds(next.source), 1)
+        << "A converter must work on when a receiver has thrown in the slot of a terminal signal";
+}
+
+REGISTER_TYPED_TEST_SUITE_P(ConverterContract, HasNoParent, ATaskThatSucceedsEndsOnce,
+                            ATaskThatSucceedsHasBegun, AFileAtTheDestinationStays, ResultsExist,
                             ATaskThatFailsEndsOnce, ATaskThatIsRefusedDoesNotEnd,
                             TasksInHandAtOnceAreToldApart, CancellingLeavesEveryTaskWithOneEnd,
                             CancellingEndsNothingThatHasEnded, QuestionsDisturbNothing,
-                            MayBeDestroyedWithTasksInHand);
+                            MayBeDestroyedWithTasksInHand, MayBeDeletedInASlot,
+                            TakesTheNextTaskInTheSlotOfAnEnd, WorksOnWhenAReceiverHasThrown);
 
 } // namespace Korvel::PDF::TestKit

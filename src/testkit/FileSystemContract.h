@@ -95,13 +95,15 @@ private:
  *     INSTANTIATE_TYPED_TEST_SUITE_P(Mine, FileSystemContract, MyFileSystemTest);
  *
  * - No operation throws, whatever path it is given.
- * - The folder for temporary files exists, and its text ends in no separator.
+ * - The folder for temporary files exists, and its text ends in no separator; nobody else can
+ *   look into it.
  * - Exists tells of files and of folders.
  * - CreateFolder creates one folder; where something is, or the parent is missing, it answers
  * false.
  * - Move brings a file to another path, byte by byte, to another volume as well. It never replaces;
  *   when it answers false, nothing has changed at either path.
- * - RemoveFolder takes everything inside with it, and nothing beside it.
+ * - RemoveFolder takes everything inside with it, and nothing beside it; it never
+ *   follows a link.
  * - A path that is empty, too long or holds a NUL names nothing, and nothing can be made there.
  * - Names are UTF-8.
  *
@@ -165,6 +167,17 @@ TYPED_TEST_P(FileSystemContract, TheTempFolderEndsInNoSeparator)
     EXPECT_TRUE(!temp.empty() && temp.back() != '/')
         << "IFileSystem::GetTempFolder must answer a path without a trailing separator, not \""
         << temp << '"';
+}
+
+TYPED_TEST_P(FileSystemContract, TheTempFolderIsPrivate)
+{
+    using std::filesystem::perms;
+    std::error_code problem;
+    const auto status = std::filesystem::status(this->files.GetTempFolder().utf8string(), problem);
+    if (!std::filesystem::is_directory(this->folder, problem))
+        GTEST_SKIP() << "its folder for temporary files is none of the system's";
+    EXPECT_EQ(status.permissions() & (perms::group_all | perms::others_all), perms::none)
+        << "IFileSystem::GetTempFolder must answer a folder that nobody else can look into";
 }
 
 TYPED_TEST_P(FileSystemContract, ExistsTellsOfAFile)
@@ -352,6 +365,23 @@ TYPED_TEST_P(FileSystemContract, RemoveFolderTakesNothingBesideTheFolder)
             << kept;
 }
 
+TYPED_TEST_P(FileSystemContract, RemoveFolderFollowsNoLink)
+{
+    for (const char* name : {"folder", "neighbour"})
+        EXPECT_TRUE(this->files.CreateFolder(this->Path(name)));
+    this->Make("neighbour/file", "content");
+    std::error_code problem;
+    for (const char* link : {"link", "folder/link"})
+        std::filesystem::create_directory_symlink(this->Text("neighbour"), this->Text(link),
+                                                  problem);
+    if (problem)
+        GTEST_SKIP() << "links cannot be made there";
+    for (const char* folder : {"link", "folder"})
+        this->files.RemoveFolder(this->Path(folder));
+    EXPECT_TRUE(this->files.Exists(this->Path("neighbour/file")))
+        << "IFileSystem::RemoveFolder must never follow a link";
+}
+
 TYPED_TEST_P(FileSystemContract, RemoveFolderOfAMissingFolderAnswersFalse)
 {
     EXPECT_FALSE(this->files.RemoveFolder(this->Path("missing")))
@@ -440,15 +470,18 @@ TYPED_TEST_P(FileSystemContract, NamesAreUtf8)
         << "IFileSystem::RemoveFolder must take a name for UTF-8";
 }
 
-REGISTER_TYPED_TEST_SUITE_P(
-    FileSystemContract, TheTempFolderExists, TheTempFolderEndsInNoSeparator, ExistsTellsOfAFile,
-    ExistsTellsOfAFolder, CreateFolderMakesAFolderThatTakesFiles,
-    CreateFolderAnswersFalseWhereSomethingIs, CreateFolderAnswersFalseWhenTheParentIsMissing,
-    MoveBringsTheFileToItsNewPath, MoveKeepsEveryByte, MoveGoesToAnotherVolume,
-    MoveNeverReplacesAFile, MoveNeverReplacesAFolder, MoveOntoItselfAnswersFalseAndKeepsTheFile,
-    MoveOfAMissingFileAnswersFalse, MoveIntoAMissingFolderAnswersFalse,
-    RemoveFolderTakesEverythingInside, RemoveFolderTakesAnEmptyFolder,
-    RemoveFolderTakesNothingBesideTheFolder, RemoveFolderOfAMissingFolderAnswersFalse,
-    NoPathLetsAnOperationThrow, AnEmptyPathNamesNothing, ANulDoesNotEndAPath, NamesAreUtf8);
+REGISTER_TYPED_TEST_SUITE_P(FileSystemContract, TheTempFolderExists, TheTempFolderEndsInNoSeparator,
+                            TheTempFolderIsPrivate, ExistsTellsOfAFile, ExistsTellsOfAFolder,
+                            CreateFolderMakesAFolderThatTakesFiles,
+                            CreateFolderAnswersFalseWhereSomethingIs,
+                            CreateFolderAnswersFalseWhenTheParentIsMissing,
+                            MoveBringsTheFileToItsNewPath, MoveKeepsEveryByte,
+                            MoveGoesToAnotherVolume, MoveNeverReplacesAFile,
+                            MoveNeverReplacesAFolder, MoveOntoItselfAnswersFalseAndKeepsTheFile,
+                            MoveOfAMissingFileAnswersFalse, MoveIntoAMissingFolderAnswersFalse,
+                            RemoveFolderTakesEverythingInside, RemoveFolderTakesAnEmptyFolder,
+                            RemoveFolderTakesNothingBesideTheFolder, RemoveFolderFollowsNoLink,
+                            RemoveFolderOfAMissingFolderAnswersFalse, NoPathLetsAnOperationThrow,
+                            AnEmptyPathNamesNothing, ANulDoesNotEndAPath, NamesAreUtf8);
 
 } // namespace Korvel::PDF::TestKit

@@ -4,6 +4,7 @@
 #include "IPDFProvider.h"
 
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <string>
@@ -137,7 +138,8 @@ private:
  * - Every future has a state and becomes ready while the caller blocks; none holds an exception.
  * - What cannot be opened is answered by a negative id: a missing file, a folder, another kind of
  *   file, a missing or wrong password.
- * - A saved copy opens without a password. What cannot be written is answered by false.
+ * - A saved copy opens without a password, its owner alone can read it, and it lies behind no link.
+ *   What cannot be written is answered by false.
  * - A document stays open until it is closed, and no longer, whatever becomes of handles and of
  *   other documents, those opened from the same file included.
  * - CloseDocument goes ahead without its future; of what is not open it answers false.
@@ -234,6 +236,29 @@ TYPED_TEST_P(PdfProviderContract, ASavedCopyOpensWithoutAPassword)
         this->caller.Close(opened);
         this->caller.Close(document);
     }
+}
+
+TYPED_TEST_P(PdfProviderContract, ASavedCopyIsPrivate)
+{
+    using std::filesystem::perms;
+    const DocumentHandle document = this->OpenPlain();
+    EXPECT_TRUE(this->caller.Save(document, this->InFolder("copy.pdf")));
+    std::error_code problem;
+    const auto status = std::filesystem::status(this->InFolder("copy.pdf"), problem);
+    EXPECT_EQ(status.permissions() & (perms::group_all | perms::others_all), perms::none)
+        << "IPDFProvider::SaveDocument must write a file that its owner alone can read";
+    this->caller.Close(document);
+}
+
+TYPED_TEST_P(PdfProviderContract, ASavedCopyFollowsNoLink)
+{
+    const DocumentHandle document = this->OpenPlain();
+    const std::string target = this->InFolder("elsewhere.pdf");
+    std::filesystem::create_symlink(target, this->InFolder("link.pdf"));
+    this->caller.Save(document, this->InFolder("link.pdf"));
+    EXPECT_FALSE(std::filesystem::exists(target))
+        << "IPDFProvider::SaveDocument must follow no link";
+    this->caller.Close(document);
 }
 
 TYPED_TEST_P(PdfProviderContract, WhatCannotBeWrittenIsNotSaved)
@@ -339,14 +364,12 @@ TYPED_TEST_P(PdfProviderContract, DestroyingAFutureComesBack)
     this->caller.Drop(this->caller.StartClose(document));
 }
 
-REGISTER_TYPED_TEST_SUITE_P(PdfProviderContract, OpensAndClosesADocument,
-                            OpensAnEncryptedDocumentWithItsPassword,
-                            AnEncryptedDocumentDoesNotOpenWithoutItsPassword,
-                            WhatIsNoDocumentDoesNotOpen, ASavedCopyOpensWithoutAPassword,
-                            WhatCannotBeWrittenIsNotSaved,
-                            ADocumentIsOpenUntilItIsClosedWhateverBecomesOfItsHandles,
-                            WhatIsNotOpenIsNotClosed, DocumentsAreIndependent,
-                            SeveralDocumentsAreWorkedOnAtOnce, ClosesWithoutTheFuture,
-                            DestroyingAFutureComesBack);
+REGISTER_TYPED_TEST_SUITE_P(
+    PdfProviderContract, OpensAndClosesADocument, OpensAnEncryptedDocumentWithItsPassword,
+    AnEncryptedDocumentDoesNotOpenWithoutItsPassword, WhatIsNoDocumentDoesNotOpen,
+    ASavedCopyOpensWithoutAPassword, ASavedCopyIsPrivate, ASavedCopyFollowsNoLink,
+    WhatCannotBeWrittenIsNotSaved, ADocumentIsOpenUntilItIsClosedWhateverBecomesOfItsHandles,
+    WhatIsNotOpenIsNotClosed, DocumentsAreIndependent, SeveralDocumentsAreWorkedOnAtOnce,
+    ClosesWithoutTheFuture, DestroyingAFutureComesBack);
 
 } // namespace Korvel::PDF::TestKit

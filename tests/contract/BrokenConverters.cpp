@@ -5,10 +5,13 @@
 #include "CopyingConverterFixture.h"
 
 #include <chrono>
+#include <csignal>
+#include <set>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <QCoreApplication>
+#include <QPointer>
 
 namespace Korvel::PDF::Test {
 
@@ -187,6 +190,84 @@ struct HasAParent : BrokenConverter
     HasAParent() { setParent(QCoreApplication::instance()); }
 };
 
+struct TellsNoStart : BrokenConverter
+{
+    void Work(const Task& task) override
+    {
+        QFile::copy(task.source, task.destination);
+        Q_EMIT Finished(task.source, task.destination);
+    }
+};
+
+struct CountsToAHundred : BrokenConverter
+{
+    void Work(const Task& task) override
+    {
+        Q_EMIT ConvertationProgress(task.source, 100);
+        CopyingConverter::Work(task);
+    }
+};
+
+struct Overwrites : BrokenConverter
+{
+    void Work(const Task& task) override
+    {
+        if (QFile::exists(task.source))
+            QFile::remove(task.destination);
+        CopyingConverter::Work(task);
+    }
+};
+
+/** What lives is known outside, so that to touch what does not is sure to end the process. */
+struct DiesWhenDeleted : BrokenConverter
+{
+    DiesWhenDeleted() { isAlive = true; }
+    ~DiesWhenDeleted() override { isAlive = false; }
+    void Work(const Task& task) override
+    {
+        CopyingConverter::Work(task);
+        if (!isAlive)
+            std::raise(SIGKILL);
+    }
+    static inline bool isAlive = false;
+};
+
+struct ForgetsTheNext : EndlessConverter
+{
+    bool ConvertFile(const Task& task) override
+    {
+        const bool isAccepted = CopyingConverter::ConvertFile(task);
+        if (isAccepted)
+            known.insert(task.source);
+        return isAccepted;
+    }
+    void Work(const Task& task) override
+    {
+        if (known.count(task.source) == 0)
+            return;
+        const QPointer<ForgetsTheNext> self(this);
+        CopyingConverter::Work(task);
+        if (self)
+            known.erase(task.source);
+    }
+    std::set<QString> known;
+};
+
+struct StaysBusyWhenThrownThrough : EndlessConverter
+{
+    void Work(const Task& task) override
+    {
+        if (isBusy)
+            return;
+        isBusy = true;
+        const QPointer<StaysBusyWhenThrownThrough> self(this);
+        CopyingConverter::Work(task);
+        if (self)
+            isBusy = false;
+    }
+    bool isBusy = false;
+};
+
 } // namespace
 
 using namespace TestKit; // the macro needs more of it than the suite
@@ -216,5 +297,12 @@ INSTANTIATE_TYPED_TEST_SUITE_P(CancelsWhatHasEnded, ConverterContract,
                                ConverterOf<CancelsWhatHasEnded>);
 INSTANTIATE_TYPED_TEST_SUITE_P(StopsWhenAsked, ConverterContract, ConverterOf<StopsWhenAsked>);
 INSTANTIATE_TYPED_TEST_SUITE_P(HasAParent, ConverterContract, ConverterOf<HasAParent>);
+INSTANTIATE_TYPED_TEST_SUITE_P(TellsNoStart, ConverterContract, ConverterOf<TellsNoStart>);
+INSTANTIATE_TYPED_TEST_SUITE_P(CountsToAHundred, ConverterContract, ConverterOf<CountsToAHundred>);
+INSTANTIATE_TYPED_TEST_SUITE_P(Overwrites, ConverterContract, ConverterOf<Overwrites>);
+INSTANTIATE_TYPED_TEST_SUITE_P(DiesWhenDeleted, ConverterContract, ConverterOf<DiesWhenDeleted>);
+INSTANTIATE_TYPED_TEST_SUITE_P(ForgetsTheNext, ConverterContract, ConverterOf<ForgetsTheNext>);
+INSTANTIATE_TYPED_TEST_SUITE_P(StaysBusyWhenThrownThrough, ConverterContract,
+                               ConverterOf<StaysBusyWhenThrownThrough>);
 
 } // namespace Korvel::PDF::Test

@@ -192,6 +192,28 @@ struct CutsAtTheNul : FolderFileSystem
     }
 };
 
+struct LetsOthersLookIn : FolderFileSystem
+{
+    explicit LetsOthersLookIn(const std::string& folder) : FolderFileSystem(folder)
+    {
+        std::filesystem::permissions(folder, std::filesystem::perms(0755));
+    }
+};
+
+struct FollowsLinks : FolderFileSystem
+{
+    using FolderFileSystem::FolderFileSystem;
+    bool RemoveFolder(const ioPath& folder) override
+    {
+        std::error_code error;
+        for (const auto& entry :
+             std::filesystem::recursive_directory_iterator(folder.utf8string(), error))
+            if (entry.is_symlink())
+                std::filesystem::remove_all(std::filesystem::read_symlink(entry.path()), error);
+        return FolderFileSystem::RemoveFolder(folder);
+    }
+};
+
 template <typename Broken>
 class ProviderOf : public FakePdfProviderFixture<Broken>
 {
@@ -307,6 +329,27 @@ struct SavesNothing : BrokenProvider
     }
 };
 
+struct SavesForEverybody : BrokenProvider
+{
+    std::future<bool> SaveDocument(const DocumentHandle& document, const ioPath& file) override
+    {
+        const bool isSaved = BrokenProvider::SaveDocument(document, file).get();
+        std::error_code error;
+        std::filesystem::permissions(file.utf8string(), std::filesystem::perms(0644), error);
+        return Ready(isSaved);
+    }
+};
+
+struct SavesThroughLinks : BrokenProvider
+{
+    std::future<bool> SaveDocument(const DocumentHandle& document, const ioPath& file) override
+    {
+        std::error_code error;
+        const auto target = std::filesystem::read_symlink(file.utf8string(), error);
+        return BrokenProvider::SaveDocument(document, error ? file : ioPath(target.string()));
+    }
+};
+
 struct ClosesTheOthers : BrokenProvider
 {
     std::future<bool> CloseDocument(const DocumentHandle& document) override
@@ -350,6 +393,8 @@ INSTANTIATE_TYPED_TEST_SUITE_P(RemovesEmptyFolders, FileSystemContract,
                                FilesOf<RemovesEmptyFolders>);
 INSTANTIATE_TYPED_TEST_SUITE_P(EndsInASeparator, FileSystemContract, FilesOf<EndsInASeparator>);
 INSTANTIATE_TYPED_TEST_SUITE_P(CutsAtTheNul, FileSystemContract, FilesOf<CutsAtTheNul>);
+INSTANTIATE_TYPED_TEST_SUITE_P(LetsOthersLookIn, FileSystemContract, FilesOf<LetsOthersLookIn>);
+INSTANTIATE_TYPED_TEST_SUITE_P(FollowsLinks, FileSystemContract, FilesOf<FollowsLinks>);
 
 INSTANTIATE_TYPED_TEST_SUITE_P(HasNoState, PdfProviderContract, ProviderOf<HasNoState>);
 INSTANTIATE_TYPED_TEST_SUITE_P(ThrowsInTheFuture, PdfProviderContract,
@@ -366,6 +411,10 @@ INSTANTIATE_TYPED_TEST_SUITE_P(AsksForNoPassword, PdfProviderContract,
 INSTANTIATE_TYPED_TEST_SUITE_P(KeepsTheEncryption, PdfProviderContract,
                                ProviderOf<KeepsTheEncryption>);
 INSTANTIATE_TYPED_TEST_SUITE_P(SavesNothing, PdfProviderContract, ProviderOf<SavesNothing>);
+INSTANTIATE_TYPED_TEST_SUITE_P(SavesForEverybody, PdfProviderContract,
+                               ProviderOf<SavesForEverybody>);
+INSTANTIATE_TYPED_TEST_SUITE_P(SavesThroughLinks, PdfProviderContract,
+                               ProviderOf<SavesThroughLinks>);
 INSTANTIATE_TYPED_TEST_SUITE_P(ClosesTheOthers, PdfProviderContract, ProviderOf<ClosesTheOthers>);
 INSTANTIATE_TYPED_TEST_SUITE_P(ClosesWhatIsClosed, PdfProviderContract,
                                ProviderOf<ClosesWhatIsClosed>);

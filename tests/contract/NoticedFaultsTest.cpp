@@ -37,6 +37,13 @@ const std::map<std::string, std::string> faults{
      "IFileSystem::GetTempFolder must answer a path without a trailing separator"},
     {"CutsAtTheNul", "IFileSystem::RemoveFolder must not remove what stands before a NUL"},
 
+    {"LetsOthersLookIn",
+     "IFileSystem::GetTempFolder must answer a folder that nobody else can look into"},
+    {"FollowsLinks", "IFileSystem::RemoveFolder must never follow a link"},
+
+    {"SavesForEverybody",
+     "IPDFProvider::SaveDocument must write a file that its owner alone can read"},
+    {"SavesThroughLinks", "IPDFProvider::SaveDocument must follow no link"},
     {"HasNoState", "Every future of an IPDFProvider must have a state"},
     {"ThrowsInTheFuture",
      "An IPDFProvider must report failures as values, not as exceptions. It threw: cannot be "
@@ -72,7 +79,30 @@ const std::map<std::string, std::string> faults{
     {"ForgetsTheCancelled", "A task that was accepted must end by exactly one Finished or Failed"},
     {"CancelsWhatHasEnded", "A task that was accepted must end by exactly one Finished or Failed"},
     {"StopsWhenAsked", "A task that succeeds must end by one Finished"},
-    {"HasAParent", "A converter must have no parent"}};
+    {"HasAParent", "A converter must have no parent"},
+    {"TellsNoStart", "ConvertationStarted must come before the end of a task that succeeds"},
+    {"CountsToAHundred", "ConvertationProgress must count from 0 to 1"},
+    {"Overwrites", "A converter must not replace the file that lies at the destination"},
+    {"DiesWhenDeleted", "A receiver may delete the converter in the slot of Finished"},
+    {"ForgetsTheNext", "A converter must take the next task in the slot of a terminal signal"},
+    {"StaysBusyWhenThrownThrough", "A converter must work on when a receiver has thrown"},
+
+    {"ForgetsASignal", "A wrapper must pass ConvertationFinished on once"},
+    {"ConnectsInAnotherOrder",
+     "A wrapper must connect to the eight signals of its inner converter once, in this order"},
+    {"ConnectsTwice", "A wrapper must pass Finished on once"},
+    {"ChangesTheSource", "A wrapper must pass Failed on once, under the caller's source"},
+    {"RecordsTooLate", "A wrapper must pass Finished on once, under the caller's source"},
+    {"AnswersForItself",
+     "DoesServiceAvailable of a wrapper must answer what its inner converter does"},
+    {"CancelsNothing", "CancelConvertation of a wrapper must answer what its inner converter does"},
+    {"HasFormatsOfItsOwn",
+     "GetSupportedFormats of a wrapper must answer what its inner converter does"},
+    {"HidesRefusals", "A wrapper must answer false when its inner converter has refused the task"},
+    {"OwnsItsInner", "A wrapper must not own its inner converter"},
+    {"KeepsItsInner", "A wrapper must let its share of the inner converter go"},
+    {"DiesWithItsInner",
+     "A wrapper must live through a signal from the destructor of its inner converter"}};
 
 /** What the kit has said, by the object that it was said of: the first part of a suite's name. */
 class Findings : public testing::EmptyTestEventListener

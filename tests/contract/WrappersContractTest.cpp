@@ -6,6 +6,7 @@
 #include "FolderFileSystem.h"
 #include "TempFileWrapper.h"
 #include "UnencryptDocWrapper.h"
+#include "WrapperContract.h"
 
 #include <thread>
 #include <vector>
@@ -80,11 +81,12 @@ public:
     }
 };
 
-class WrapperTest : public CopyingConverterFixture
-{
-protected:
-    using Inner = std::shared_ptr<AbstractConverter>;
+using Inner = std::shared_ptr<AbstractConverter>;
 
+/** What the wrappers work with. */
+class Services
+{
+public:
     Inner PutTempFileWrapperAround(const Inner& inner)
     {
         return std::make_shared<TempFileWrapper>(names, inner, files);
@@ -104,12 +106,18 @@ private:
         std::make_shared<FolderFileSystem>(temp.path().toStdString());
 };
 
+class WrapperTest : public CopyingConverterFixture
+{
+protected:
+    Services services;
+};
+
 class TempFileWrapperTest : public WrapperTest
 {
 public:
     std::shared_ptr<AbstractConverter> MakeConverter() override
     {
-        return PutTempFileWrapperAround(std::make_shared<CopyingConverter>());
+        return services.PutTempFileWrapperAround(std::make_shared<CopyingConverter>());
     }
 };
 
@@ -118,7 +126,7 @@ class UnencryptDocWrapperTest : public WrapperTest
 public:
     std::shared_ptr<AbstractConverter> MakeConverter() override
     {
-        return PutUnencryptDocWrapperAround(std::make_shared<CopyingConverter>());
+        return services.PutUnencryptDocWrapperAround(std::make_shared<CopyingConverter>());
     }
 };
 
@@ -127,8 +135,8 @@ class UnencryptAroundTempFileTest : public WrapperTest
 public:
     std::shared_ptr<AbstractConverter> MakeConverter() override
     {
-        return PutUnencryptDocWrapperAround(
-            PutTempFileWrapperAround(std::make_shared<ThreadedConverter>()));
+        return services.PutUnencryptDocWrapperAround(
+            services.PutTempFileWrapperAround(std::make_shared<ThreadedConverter>()));
     }
 };
 
@@ -137,8 +145,49 @@ class TempFileAroundUnencryptTest : public WrapperTest
 public:
     std::shared_ptr<AbstractConverter> MakeConverter() override
     {
-        return PutTempFileWrapperAround(
-            PutUnencryptDocWrapperAround(std::make_shared<ImpatientConverter>()));
+        return services.PutTempFileWrapperAround(
+            services.PutUnencryptDocWrapperAround(std::make_shared<ImpatientConverter>()));
+    }
+};
+
+/** Gives wrappers tasks that they hand on, with a document that can be unencrypted. */
+class InnerTest : public TestKit::WrapperFixture
+{
+public:
+    Task MakeTask() override
+    {
+        const QString number = QString::number(++count);
+        const QString source = folder.filePath("source " + number);
+        FakePdfProvider::MakeDocument(source.toStdString(), "secret");
+        return {"copy",
+                source,
+                folder.filePath("copy " + number),
+                {{"need_export", true}, {"password", std::string("secret")}}};
+    }
+
+protected:
+    Services services;
+
+private:
+    QTemporaryDir folder;
+    int count = 0;
+};
+
+class TempFileInnerTest : public InnerTest
+{
+public:
+    Inner MakeWrapper(const Inner& inner) override
+    {
+        return services.PutTempFileWrapperAround(inner);
+    }
+};
+
+class UnencryptDocInnerTest : public InnerTest
+{
+public:
+    Inner MakeWrapper(const Inner& inner) override
+    {
+        return services.PutUnencryptDocWrapperAround(inner);
     }
 };
 
@@ -154,5 +203,7 @@ INSTANTIATE_TYPED_TEST_SUITE_P(UnencryptAroundTempFile, ConverterContract,
                                UnencryptAroundTempFileTest);
 INSTANTIATE_TYPED_TEST_SUITE_P(TempFileAroundUnencrypt, ConverterContract,
                                TempFileAroundUnencryptTest);
+INSTANTIATE_TYPED_TEST_SUITE_P(TempFileWrapper, WrapperContract, TempFileInnerTest);
+INSTANTIATE_TYPED_TEST_SUITE_P(UnencryptDocWrapper, WrapperContract, UnencryptDocInnerTest);
 
 } // namespace Korvel::PDF::Test

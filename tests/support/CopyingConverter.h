@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <QFile>
+#include <QPointer>
 #include <QTimer>
 
 namespace Korvel::PDF::Test {
@@ -25,8 +26,10 @@ public:
 
     bool CancelConvertation() override
     {
+        const QPointer<CopyingConverter> self(this);
         for (const Task& task : std::exchange(inHand, {}))
-            Q_EMIT Failed(task.source, Cancelled);
+            if (self)
+                Q_EMIT Failed(task.source, Cancelled);
         return true;
     }
 
@@ -37,9 +40,13 @@ protected:
     /** Copies, and emits every signal of the task. */
     virtual void Work(const Task& task)
     {
+        const QPointer<CopyingConverter> self(this); // a receiver may delete it
         Q_EMIT ConvertationStarted(task.source);
-        const bool isCopied = QFile::copy(task.source, task.destination);
-        Q_EMIT ConvertationFinished(task.source);
+        const bool isCopied = self && QFile::copy(task.source, task.destination);
+        if (self)
+            Q_EMIT ConvertationFinished(task.source);
+        if (!self)
+            return;
         if (isCopied)
             Q_EMIT Finished(task.source, task.destination);
         else

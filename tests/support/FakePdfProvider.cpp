@@ -2,6 +2,7 @@
 
 #include "Futures.h"
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -66,7 +67,12 @@ std::future<bool> FakePdfProvider::SaveDocument(const DocumentHandle& document, 
         return save();
     if (documents.count(document.id) == 0)
         return Ready(false);
-    return Ready(MakeDocument(file.utf8string(), ""));
+    std::error_code missing;
+    if (std::filesystem::is_symlink(file.utf8string(), missing) ||
+        !MakeDocument(file.utf8string(), ""))
+        return Ready(false);
+    std::filesystem::permissions(file.utf8string(), std::filesystem::perms(0600));
+    return Ready(true);
 }
 
 std::future<bool> FakePdfProvider::CloseDocument(const DocumentHandle& document)

@@ -2,7 +2,8 @@
 
 #include "AbstractConverter.h"
 
-#include <fstream>
+#include <QFile>
+#include <QPointer>
 
 /** The application's own converter. */
 class TextConverter : public Korvel::PDF::Converter::AbstractConverter
@@ -12,8 +13,16 @@ class TextConverter : public Korvel::PDF::Converter::AbstractConverter
 public:
     bool ConvertFile(const Task& task) override
     {
-        std::ofstream(task.destination.toStdString()) << "converted";
-        Q_EMIT Finished(task.source, task.destination);
+        const QPointer<TextConverter> self(this); // a receiver may delete the converter
+        Q_EMIT ConvertationStarted(task.source);
+        if (!self)
+            return true;
+        QFile result(task.destination);
+        if (result.open(QIODevice::WriteOnly | QIODevice::NewOnly) &&
+            result.write("converted") == 9 && result.flush())
+            Q_EMIT Finished(task.source, task.destination);
+        else
+            Q_EMIT Failed(task.source, CannotWrite);
         return true;
     }
     bool CancelConvertation() override { return false; }
