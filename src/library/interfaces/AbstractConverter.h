@@ -74,7 +74,8 @@ public:
         UnsupportedFormat, ///< the wanted kind of result is not one that the converter makes
         SourceChanged,     ///< the source was changed by somebody while it was read
         ResultTooLarge,    ///< the result is larger than is allowed
-        Unconfined         ///< the machine lacks what the converter is to be confined by
+        Unconfined,        ///< the machine lacks what the converter is to be confined by
+        InvalidOption      ///< an option of the task is unknown, or its value of another type
     };
     Q_ENUM(ErrorType)
 

@@ -1,6 +1,8 @@
 #include "PageFanOut.h"
 
+#include "OptionError.h"
 #include "ServicesLog.h"
+#include "TaskOptions.h"
 
 #include <algorithm>
 #include <exception>
@@ -13,15 +15,21 @@ namespace Korvel::PDF::Converter {
 
 namespace {
 
-/** Whether the converter takes the task; the event loop asks, which no exception must leave. */
-bool Accepts(AbstractConverter& converter, const AbstractConverter::Task& task)
+/** Why the converter does not take the task; the event loop asks, which nothing thrown may leave.
+ */
+std::optional<AbstractConverter::ErrorType> Refusal(AbstractConverter& converter,
+                                                    const AbstractConverter::Task& task)
 {
     try {
-        return converter.ConvertFile(task);
+        if (converter.ConvertFile(task))
+            return std::nullopt;
+    } catch (const OptionError& error) {
+        qCWarning(servicesLog) << "cannot convert" << task.source << error.what();
+        return AbstractConverter::InvalidOption;
     } catch (const std::exception& error) {
         qCWarning(servicesLog) << "cannot convert" << task.source << error.what();
-        return false;
     }
+    return AbstractConverter::Unknown;
 }
 
 /** Whether other pages of the document may do better. */
@@ -266,8 +274,9 @@ void PageFanOut::Impl::HandOut(std::shared_ptr<Chain>& place)
     const std::shared_ptr<Chain> chain = place;
     const Task task = TakePage(*chain, source);
     const QPointer<PageFanOut> self(fanOut);
-    if (!Accepts(*chain->converter, task) && self)
-        PageFailed(*chain, source, Unknown);
+    const std::optional<ErrorType> refusal = Refusal(*chain->converter, task);
+    if (refusal && self)
+        PageFailed(*chain, source, *refusal);
 }
 
 /** Whether there is a chain for the document in that place, which a new one may take. */
@@ -354,14 +363,13 @@ bool PageFanOut::ConvertFile(const Task& task)
     document.number = ++impl->lastDocument;
     document.task = task;
     document.pages = {PageTask{0, task.destination}};
-    if (const auto pages = task.options.find("page_tasks"); pages != task.options.end()) {
-        document.pages = std::any_cast<std::vector<PageTask>>(pages->second);
-        document.task.options.erase("page_tasks");
-    }
-    if (const auto told = task.options.find("page_failed"); told != task.options.end()) {
-        document.pageFailed = std::any_cast<OnPageFailure>(told->second);
-        document.task.options.erase("page_failed");
-    }
+    TaskOptions options(task.options);
+    if (auto pages = options.Find<std::vector<PageTask>>("page_tasks"))
+        document.pages = std::move(*pages);
+    if (auto told = options.Find<OnPageFailure>("page_failed"))
+        document.pageFailed = std::move(*told);
+    document.task.options.erase("page_tasks");
+    document.task.options.erase("page_failed");
     if (document.pages.empty())
         return false;
     for (std::size_t page = 0; page < document.pages.size(); ++page)

@@ -32,8 +32,9 @@ namespace Korvel::PDF::Converter {
  * - ConvertationFinished once, and then one of
  * - Finished with the final path of every page, in the order of "page_tasks"; the path is empty for
  *   a result that was made and could not be put in its place
- * - Failed with the first error of a page; Unknown for a page that an inner converter refused or
- *   threw at. No page is started after it; pages that were finished before stay where they are.
+ * - Failed with the first error of a page; InvalidOption for one whose options an inner converter
+ *   did not take, Unknown for one that it refused or threw at otherwise. No page is started after
+ *   it; pages that were finished before stay where they are.
  *
  * The document as a whole, which is page 0, ends at once where pages are stopped.
  *
@@ -94,7 +95,7 @@ public:
      * Starts a document.
      *
      * @return false when a document with this source is in hand, or "page_tasks" is empty
-     * @throws std::bad_cast  "page_tasks" holds a value of another type
+     * @throws OptionError  "page_tasks" or "page_failed" holds a value of another type
      */
     bool ConvertFile(const Task& task) override;
 

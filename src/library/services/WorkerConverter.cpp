@@ -3,6 +3,7 @@
 #include "RequestPath.h"
 #include "ResultFormat.h"
 #include "ServicesLog.h"
+#include "TaskOptions.h"
 #include "TextInParts.h"
 #include "TextReport.h"
 #include "WorkerProtocol.h"
@@ -46,58 +47,42 @@ QString FormatOf(const AbstractConverter::Task& task)
     return format == FormatsBySuffix().end() ? QString() : format->second;
 }
 
-using Options = decltype(AbstractConverter::Task::options);
-
-/** The option's value, or null when it is not there. */
-template <typename T>
-const T* Find(const Options& options, const char* name)
+void AddPictureOptions(QJsonObject& request, TaskOptions& options)
 {
-    const auto option = options.find(name);
-    return option == options.end() ? nullptr : &std::any_cast<const T&>(option->second);
-}
-
-/** The option's value, or an empty one when it is not there. */
-template <typename T>
-T ValueOf(const Options& options, const char* name)
-{
-    const T* const value = Find<T>(options, name);
-    return value ? *value : T();
-}
-
-void AddPictureOptions(QJsonObject& request, const Options& options)
-{
-    if (const auto* dpi = Find<double>(options, "resolution"))
+    if (const auto dpi = options.Find<double>("resolution"))
         request[Key::resolution] = *dpi;
-    if (const auto* size = Find<QSize>(options, "size"))
+    if (const auto size = options.Find<QSize>("size"))
         request[Key::size] = QJsonArray{size->width(), size->height()};
-    if (const auto* gray = Find<bool>(options, "gray"))
+    if (const auto gray = options.Find<bool>("gray"))
         request[Key::gray] = *gray;
-    if (const auto* transparent = Find<bool>(options, "transparent"))
+    if (const auto transparent = options.Find<bool>("transparent"))
         request[Key::transparent] = *transparent;
-    if (const auto* mono = Find<QString>(options, "mono"))
+    if (const auto mono = options.Find<QString>("mono"))
         request[Key::mono] = *mono;
-    if (const auto* quality = Find<int>(options, "quality"))
+    if (const auto quality = options.Find<int>("quality"))
         request[Key::quality] = *quality;
-    if (const auto* compression = Find<QString>(options, "compression"))
+    if (const auto compression = options.Find<QString>("compression"))
         request[Key::compression] = *compression;
 }
 
-void AddView(QJsonObject& request, const Options& options)
+void AddView(QJsonObject& request, TaskOptions& options)
 {
-    if (const auto* box = Find<QString>(options, "box"))
+    if (const auto box = options.Find<QString>("box"))
         request[Key::box] = *box;
-    if (const auto* part = Find<QRectF>(options, "crop"))
+    if (const auto part = options.Find<QRectF>("crop"))
         request[Key::crop] = QJsonArray{part->x(), part->y(), part->width(), part->height()};
-    if (const auto* degrees = Find<int>(options, "rotate"))
+    if (const auto degrees = options.Find<int>("rotate"))
         request[Key::rotate] = *degrees;
 }
 
-void AddPages(QJsonObject& request, const Options& options)
+void AddPages(QJsonObject& request, TaskOptions& options)
 {
-    if (const auto* page = Find<int>(options, "page")) {
+    const auto page = options.Find<int>("page");
+    const auto pages = options.Find<std::vector<int>>("pages");
+    if (page) {
         request[Key::page] = *page;
         request[Key::pages] = QJsonArray{*page};
-    } else if (const auto* pages = Find<std::vector<int>>(options, "pages")) {
+    } else if (pages) {
         QJsonArray numbers;
         for (const int number : *pages)
             numbers.append(number);
@@ -105,17 +90,17 @@ void AddPages(QJsonObject& request, const Options& options)
     }
 }
 
-QJsonObject ConvertRequest(const AbstractConverter::Task& task)
+QJsonObject ConvertRequest(const AbstractConverter::Task& task, TaskOptions& options)
 {
     QJsonObject request{{Key::op, Operation::convert},
                         {Key::file, RequestPath(task.source)},
                         {Key::output, RequestPath(task.destination)},
                         {Key::format, FormatOf(task)}};
-    AddPictureOptions(request, task.options);
-    AddView(request, task.options);
-    if (const auto* linearize = Find<bool>(task.options, "linearize"))
+    AddPictureOptions(request, options);
+    AddView(request, options);
+    if (const auto linearize = options.Find<bool>("linearize"))
         request[Key::linearize] = *linearize;
-    AddPages(request, task.options);
+    AddPages(request, options);
     return request;
 }
 
@@ -226,12 +211,17 @@ bool WorkerConverter::ConvertFile(const Task& task)
     const auto later = [this](auto&& emission) {
         QMetaObject::invokeMethod(this, emission, Qt::QueuedConnection);
     };
-    const QJsonObject request = ConvertRequest(task);
-    later([this, source = task.source] { Q_EMIT ConvertationStarted(source); });
     using Tell = std::function<void(const QString&)>;
-    const auto tell = ValueOf<Tell>(task.options, "why_failed");
-    const auto tellOfPage = ValueOf<OnPageFailed>(task.options, "missing_page");
-    const auto report = ValueOf<OnTextReport>(task.options, "text_report");
+    TaskOptions options(task.options);
+    const QJsonObject request = ConvertRequest(task, options);
+    const Tell tell = options.Find<Tell>("why_failed").value_or(Tell());
+    const OnPageFailed tellOfPage =
+        options.Find<OnPageFailed>("missing_page").value_or(OnPageFailed());
+    const OnTextReport report = options.Find<OnTextReport>("text_report").value_or(OnTextReport());
+    for (const char* const ofWrappers : {"need_export", "password"})
+        options.Allow(ofWrappers);
+    options.RequireNoOther();
+    later([this, source = task.source] { Q_EMIT ConvertationStarted(source); });
     const auto receiver = [this, later, source = task.source, result = task.destination, tell,
                            tellOfPage, report](const QJsonObject& answer) {
         later([this, source, result, tell, tellOfPage, report, answer] {
@@ -255,7 +245,8 @@ bool WorkerConverter::ConvertFile(const Task& task)
 void WorkerConverter::AskInParts(const Task& task, const QJsonObject& request,
                                  const WorkerProcess::Receiver& receiver)
 {
-    const auto tell = ValueOf<OnPageFailed>(task.options, "missing_page");
+    const auto tell =
+        TaskOptions(task.options).Find<OnPageFailed>("missing_page").value_or(OnPageFailed());
     const quint64 number = ++lastText;
     TextInParts::Receivers receivers;
     const auto later = [this](auto&& call) {

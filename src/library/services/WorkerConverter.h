@@ -41,10 +41,15 @@ class TextInParts;
  * - "missing_page" (`WorkerConverter::OnPageFailed`): told of each page that such a "tif" lacks, as
  *   it could not be rendered; a task fails when none is left
  * - "text_report" (`OnTextReport`): called with what a text lacks
+ * - "linearize" (`bool`): of the format "pdf", the file is laid out for being shown while it loads
+ * - "why_failed" (`std::function<void(const QString&)>`): told what the worker says of a failure,
+ *   before Failed
  *
  * The processes of a pool read the text of many "pages" side by side; parts of it lie meanwhile
  * beside the destination, under names that begin with its own. In the place of a missing page is
  * the form feed that ends it.
+ *
+ * A page as a picture:
  *
  *     AbstractConverter::Task task;
  *     task.source = "/docs/report.pdf";
@@ -83,7 +88,8 @@ public:
     /**
      * Accepts every task; what is wrong with one is told by Failed.
      *
-     * @throws std::bad_cast  an option holds a value of another type than given above
+     * @throws OptionError  an option is none of those above, nor one of UnencryptDocWrapper's, or
+     *                      holds a value of another type; whole numbers do for a `double`
      */
     bool ConvertFile(const Task& task) override;
 

@@ -1,6 +1,7 @@
 #include "WorkerConverter.h"
 
 #include "ConverterSignals.h"
+#include "OptionError.h"
 #include "SamplePdf.h"
 #include "Sanitizers.h"
 #include "WorkerTestTools.h"
@@ -104,6 +105,17 @@ class WorkerConverterTest : public testing::Test
 protected:
     WorkerConverterTest() { EXPECT_TRUE(QDir::setCurrent(folder.path())); }
     ~WorkerConverterTest() override { EXPECT_TRUE(QDir::setCurrent(before)); }
+
+    /** The option that the converter does not take; none when it takes the task. */
+    std::string OptionAtFault(const AbstractConverter::Task& task)
+    {
+        try {
+            recorder.converter->ConvertFile(task);
+            return {};
+        } catch (const Converter::OptionError& error) {
+            return error.Option();
+        }
+    }
 
     /** What the scripted worker wrote down about a task whose source is "record". */
     QJsonObject RequestFor(AbstractConverter::Task task)
@@ -342,11 +354,55 @@ TEST_F(WorkerConverterTest, FailsForPathsThatNoRequestCanCarry)
     EXPECT_TRUE(ChildProcesses().empty()) << "the worker was asked";
 }
 
+TEST_F(WorkerConverterTest, ThrowsForAnUnknownOptionAndEmitsNothing)
+{
+    AbstractConverter::Task task = TaskOf("answer");
+    task.options["resoluton"] = 72.0;
+    EXPECT_EQ(OptionAtFault(task), "resoluton");
+    QCoreApplication::processEvents();
+    EXPECT_EQ(recorder.lines, Lines{});
+}
+
+TEST_F(WorkerConverterTest, SaysWhatTypeAnOptionMustHave)
+{
+    const std::map<std::string, std::pair<std::any, const char*>> wrong{
+        {"gray", {QString("yes"), "the option \"gray\" must be of the type bool, and is QString"}},
+        {"pages", {3, "the option \"pages\" must be of the type std::vector<int>, and is int"}},
+        {"page", {std::any(), "the option \"page\" must be of the type int, and is empty"}}};
+    for (const auto& [name, told] : wrong) {
+        AbstractConverter::Task task = TaskOf("answer");
+        task.options[name] = told.first;
+        try {
+            recorder.converter->ConvertFile(task);
+            ADD_FAILURE() << name;
+        } catch (const Converter::OptionError& error) {
+            EXPECT_STREQ(error.what(), told.second);
+        }
+    }
+}
+
+TEST_F(WorkerConverterTest, TakesWholeNumbersForFractions)
+{
+    for (const std::any& value : {std::any(72), std::any(72.0F), std::any(72.0)}) {
+        AbstractConverter::Task task = TaskOf("answer");
+        task.options["resolution"] = value;
+        EXPECT_EQ(recorder.Convert(task), Succeeding("answer"));
+    }
+}
+
+TEST_F(WorkerConverterTest, TakesTheOptionsOfTheWrapperThatUnencrypts)
+{
+    AbstractConverter::Task task = TaskOf("answer");
+    task.options["need_export"] = true;
+    task.options["password"] = std::string("secret");
+    EXPECT_EQ(recorder.Convert(task), Succeeding("answer"));
+}
+
 TEST_F(WorkerConverterTest, ThrowsForAnOptionOfAnotherTypeAndEmitsNothing)
 {
     const std::map<std::string, std::vector<std::any>> wrong{
         {"page", {std::string("3"), 3.0, 3U, std::any()}},
-        {"resolution", {72, 72.0F, std::string("72")}},
+        {"resolution", {72U, std::string("72"), std::any()}},
         {"size", {QSizeF(20, 20), 20, std::vector<int>{20, 20}}},
         {"gray", {1, std::string("true"), std::any()}},
         {"box", {std::string("trim"), "trim", 1}},
@@ -362,6 +418,7 @@ TEST_F(WorkerConverterTest, ThrowsForAnOptionOfAnotherTypeAndEmitsNothing)
             AbstractConverter::Task task = TaskOf("answer");
             task.options[name] = value;
             EXPECT_THROW(recorder.converter->ConvertFile(task), std::bad_cast) << name;
+            EXPECT_EQ(OptionAtFault(task), name);
         }
     }
     QCoreApplication::processEvents();
