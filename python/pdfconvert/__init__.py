@@ -8,9 +8,9 @@
 Each document is opened in a sandboxed process of its own. Every error is a PdfConvertError.
 """
 
-from ._documents import Encryption, Info, info, pages, save, text
+from ._documents import Encryption, Info, PageSize, info, pages, save, text
 from .errors import (ConversionError, InputError, InstallationError, OutputError, PasswordError, PdfConvertError,
                      TimedOutError, UsageError)
 
 __all__ = ["ConversionError", "Encryption", "Info", "InputError", "InstallationError", "OutputError",
-           "PasswordError", "PdfConvertError", "TimedOutError", "UsageError", "info", "pages", "save", "text"]
+           "PageSize", "PasswordError", "PdfConvertError", "TimedOutError", "UsageError", "info", "pages", "save", "text"]

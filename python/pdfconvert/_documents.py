@@ -34,23 +34,38 @@ class Encryption:
 
 
 @dataclasses.dataclass(frozen=True)
+class PageSize:
+    """Of the pages from `first` to `last`: width and height in points as they are shown, which is turned
+    clockwise by `rotation` degrees."""
+
+    first: int
+    last: int
+    width: float
+    height: float
+    rotation: int
+
+
+@dataclasses.dataclass(frozen=True)
 class Info:
     """What a document is. `properties` holds its title and the like, as they stand in it;
-    `repaired` says that it was damaged and could be read all the same."""
+    `repaired` says that it was damaged and could be read all the same. `page_sizes` has an entry for
+    each row of pages that are alike, of 5,000 rows at most."""
 
     pages: int
     pdf_version: str
     repaired: bool
     properties: dict[str, str]
     encryption: Encryption | None
+    page_sizes: list[PageSize]
 
 
 def pages(path: Path, *, dpi: float = 150, first: int = 1, last: int | None = None,
-          password: str | None = None, gray: bool = False, size: tuple[int, int] | None = None,
-          jobs: int | None = None, timeout: int | None = None) -> Iterator[Image.Image]:
+          password: str | None = None, gray: bool = False, transparent: bool = False,
+          size: tuple[int, int] | None = None, jobs: int | None = None,
+          timeout: int | None = None) -> Iterator[Image.Image]:
     """Yields the pages from `first` to `last` (or the last there is) as pictures, each once it is done.
 
-    They are of mode RGB, or L with `gray`, at `dpi` dots per inch, or as large as fits into `size`.
+    They are of mode RGB, L with `gray` or RGBA with `transparent`, at `dpi` dots per inch, or as large as fits into `size`.
     `jobs` pages are drawn at once (as many as there are processors); a few of them wait, packed, in
     memory, whatever number the document has. `timeout` is in seconds, for up to 32 pages.
 
@@ -60,8 +75,9 @@ def pages(path: Path, *, dpi: float = 150, first: int = 1, last: int | None = No
     if first < 1 or (last is not None and last < first):
         raise UsageError(f"pages from {first} to {last}: there are none", "usage")
     options = _option("--resolution", dpi) if size is None else _option("--size", "{}x{}".format(*size))
-    options += ["--gray"] * gray + _option("--jobs", jobs) + _option("--timeout", timeout)
-    return _Pages(path, options, "L" if gray else "RGB", password).between(first, last)
+    options += _colors(gray, transparent) + _option("--jobs", jobs) + _option("--timeout", timeout)
+    mode = "L" if gray else "RGBA" if transparent else "RGB"
+    return _Pages(path, options, mode, password).between(first, last)
 
 
 def text(path: Path, *, first: int = 1, last: int | None = None, password: str | None = None) -> str:
@@ -80,22 +96,24 @@ def info(path: Path, *, password: str | None = None, timeout: int | None = None)
     encryption = document["encryption"]
     return Info(document["pages"], document["pdfVersion"], document["repaired"], document["properties"],
                 encryption and Encryption(encryption["method"], encryption["bits"], encryption["openedWith"],
-                                          encryption["permissions"]))
+                                          encryption["permissions"]),
+                [PageSize(**size) for size in document["pageSizes"]])
 
 
 def save(path: Path, output: Path, *, dpi: float | None = None, first: int = 1, last: int | None = None,
-         password: str | None = None, gray: bool = False, size: tuple[int, int] | None = None,
-         quality: int | None = None, jobs: int | None = None, timeout: int | None = None,
+         password: str | None = None, gray: bool = False, transparent: bool = False,
+         size: tuple[int, int] | None = None, quality: int | None = None, jobs: int | None = None, timeout: int | None = None,
          on_exists: Literal["number", "fail", "skip", "overwrite"] = "number") -> list[pathlib.Path]:
     """Converts into files, and answers with their paths, in the order of the pages.
 
     The suffix of `output` gives the format: png, jpg, tif, bmp, webp, txt, or pdf, which is a copy
     without encryption. It is a template as of the command: %d stands for the page, %% for a percent
-    sign. `dpi`, `gray` and `size` are for pictures, `quality` for jpg and webp.
+    sign. `dpi`, `gray` and `size` are for pictures, `transparent` for png, tif and webp, `quality` for jpg
+    and webp.
     """
     measures = "{}x{}".format(*size) if size else None
     arguments = (["--output", operand(output), "--on-exists", on_exists] + _range(first, last)
-                 + _option("--resolution", dpi) + _option("--size", measures) + ["--gray"] * gray
+                 + _option("--resolution", dpi) + _option("--size", measures) + _colors(gray, transparent)
                  + _option("--quality", quality) + _option("--jobs", jobs) + _option("--timeout", timeout))
     with Run([*arguments, operand(path)], password) as run:
         run.finish()
@@ -225,6 +243,10 @@ class _PageRun(Run):
 
 def _option(name: str, value: float | str | None) -> list[str]:
     return [] if value is None else [name, str(value)]
+
+
+def _colors(gray: bool, transparent: bool) -> list[str]:
+    return ["--gray"] * gray + ["--transparent"] * transparent
 
 
 def _range(first: int, last: int | None) -> list[str]:

@@ -13,6 +13,8 @@ import time
 import types
 import weakref
 
+from .errors import OutputError
+
 _PREFIX = "pdfconvert-python-"
 _SHARED_MEMORY = "/dev/shm"
 _LEAST_FREE = 256 << 20  # bytes; containers often have 64 MB, which large pictures would fill
@@ -20,16 +22,21 @@ _STILL_BEING_MADE = 60  # seconds in which a folder may lack its lock
 
 
 class PrivateFolder:
-    """A folder of mode 0700, in memory where there is room, removed at the end of the block.
+    """A folder of mode 0700, in memory where there is room for so many bytes and some more, removed at the
+    end of the block.
 
     It is also removed when the interpreter ends in between. One whose interpreter was killed is
     removed by the next to be made: it is known by that nobody has it locked.
     """
 
-    def __init__(self) -> None:
-        parent = _parent()
+    def __init__(self, room: int = 0) -> None:
+        parent = _parent(room)
         _remove_forgotten(parent)
-        self.path = pathlib.Path(tempfile.mkdtemp(prefix=_PREFIX, dir=parent))
+        try:
+            self.path = pathlib.Path(tempfile.mkdtemp(prefix=_PREFIX, dir=parent))
+        except OSError as wrong:
+            raise OutputError(f"no folder for temporary files can be made in {parent}: {wrong.strerror}; name "
+                              "another one by TMPDIR", "no-temporary-folder") from wrong
         lock = os.open(self.path, os.O_RDONLY | os.O_DIRECTORY)
         fcntl.flock(lock, fcntl.LOCK_EX)
         self._remove = weakref.finalize(self, _remove, self.path, lock, os.getpid())
@@ -42,10 +49,10 @@ class PrivateFolder:
         self._remove()
 
 
-def _parent() -> str:
+def _parent(room: int) -> str:
     with contextlib.suppress(OSError):
         memory = os.statvfs(_SHARED_MEMORY)
-        if memory.f_bavail * memory.f_frsize >= _LEAST_FREE and os.access(_SHARED_MEMORY, os.W_OK | os.X_OK):
+        if memory.f_bavail * memory.f_frsize >= _LEAST_FREE + room and os.access(_SHARED_MEMORY, os.W_OK | os.X_OK):
             return _SHARED_MEMORY
     return tempfile.gettempdir()
 

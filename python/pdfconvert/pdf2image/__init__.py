@@ -32,9 +32,12 @@ Size = int | tuple[int | None, int | None] | tuple[int] | None
 Answer = TypeVar("Answer")
 
 _SUFFIXES = {"ppm": "ppm", "jpeg": "jpg", "jpg": "jpg", "png": "png", "tiff": "tif", "tif": "tif"}
+_TRANSPARENT = ("png", "tif")
 _FORMATS = {"ppm": "PPM", "jpg": "JPEG", "png": "PNG", "tif": "TIFF"}
 _LONGEST_SIDE = 65000  # of a picture, in pixels
 _JPEG_QUALITY = 75  # as of pdftoppm
+_PAPERS = [("letter", 612.0, 792.0), *((f"A{n}", 72 / 0.0254 * 2 ** (-n / 2 - 0.25),
+                                        72 / 0.0254 * 2 ** (-n / 2 + 0.25)) for n in range(7))]
 _PERMISSIONS = {"print": "print", "copy": "copy", "modify": "change", "annotate": "addNotes"}
 _PDF_DATE = re.compile(r"(?:D:)?(\d{4})(\d\d)?(\d\d)?(\d\d)?(\d\d)?(\d\d)?(?:Z|([+-])(\d\d)'?(\d\d)?)?")
 
@@ -48,9 +51,10 @@ def convert_from_path(
         paths_only: bool = False, use_pdftocairo: bool = False, timeout: float | None = None,
         hide_annotations: bool = False) -> list[Any]:
     """The pages as a list of pictures or, with `paths_only`, of the paths of their files."""
-    _refuse(transparent=transparent, poppler_path=poppler_path, use_pdftocairo=use_pdftocairo,
-            hide_annotations=hide_annotations, paths_only=paths_only and output_folder is None)
     suffix = _suffix(fmt)
+    transparent = transparent and suffix in _TRANSPARENT
+    _refuse(transparent=transparent and grayscale, poppler_path=poppler_path, use_pdftocairo=use_pdftocairo,
+            hide_annotations=hide_annotations, paths_only=paths_only and output_folder is None)
     quality = _quality(jpegopt)
     with _exceptions(PDFPageCountError):
         password, info = _opened(pdf_path, userpw, ownerpw, timeout)
@@ -62,7 +66,7 @@ def convert_from_path(
         return []
     drawing = _Drawing(pdf_path, suffix, quality, size, {
         "first": first, "last": first if single_file else last, "password": password, "dpi": dpi,
-        "gray": grayscale, "jobs": thread_count, "timeout": _seconds(timeout)})
+        "gray": grayscale, "transparent": transparent, "jobs": thread_count, "timeout": _seconds(timeout)})
     with _exceptions(PDFSyntaxError):
         if output_folder is None:
             return drawing.in_memory()
@@ -81,15 +85,16 @@ def pdfinfo_from_path(
         rawdates: bool = False, timeout: float | None = None, first_page: int | None = None,
         last_page: int | None = None) -> dict[str, Any]:
     """What the document is, under the names that pdfinfo has for it; "Pages" is a number."""
-    _refuse(poppler_path=poppler_path, first_page=first_page, last_page=last_page)
+    _refuse(poppler_path=poppler_path)
     with _exceptions(PDFPageCountError):
         _, info = _opened(pdf_path, userpw, ownerpw, timeout)
     names = ("Title", "Subject", "Keywords", "Author", "Creator", "Producer", "CreationDate", "ModDate")
     facts: dict[str, Any] = {name: info.properties[name].strip() for name in names if name in info.properties}
     if not rawdates:
         facts.update({name: _date(facts[name]) for name in ("CreationDate", "ModDate") if name in facts})
-    return facts | {"Pages": info.pages, "Encrypted": _encrypted(info.encryption),
-                    "File size": f"{os.stat(pdf_path).st_size} bytes", "PDF version": info.pdf_version}
+    return facts | _sizes(info, first_page, last_page) | {
+        "Pages": info.pages, "Encrypted": _encrypted(info.encryption),
+        "File size": f"{os.stat(pdf_path).st_size} bytes", "PDF version": info.pdf_version}
 
 
 def pdfinfo_from_bytes(pdf_bytes: bytes, *arguments: Any, **options: Any) -> dict[str, Any]:
@@ -104,7 +109,7 @@ class _Drawing:
         self._path = path
         self._suffix = suffix
         self._quality: dict[str, Any] = {"quality": quality} if suffix == "jpg" else {}
-        self._mode = "L" if options["gray"] else "RGB"
+        self._mode = "L" if options["gray"] else "RGBA" if options["transparent"] else "RGB"
         box, self._exact = _box(size)
         self._options = options if box is None else options | {"size": box}
 
@@ -173,13 +178,11 @@ def _box(size: Size) -> tuple[tuple[int, int] | None, tuple[int, int] | None]:
 
 def _refuse(**arguments: Any) -> None:
     reasons = {
-        "transparent": "pages are drawn on white",
+        "transparent": "gray pages are drawn on white",
         "poppler_path": "nothing of poppler is used; pdfconvert is found by PATH",
         "use_pdftocairo": "nothing of poppler is used",
         "hide_annotations": "annotations are drawn",
         "paths_only": "it needs output_folder",
-        "first_page": "sizes of pages are not told",
-        "last_page": "sizes of pages are not told",
     }
     for name, value in arguments.items():
         if value:
@@ -238,14 +241,41 @@ def _exceptions(otherwise: type[PdfConvertError]) -> Iterator[None]:
 
 
 def _with_file(content: bytes, function: Callable[[Path], Answer]) -> Answer:
-    with PrivateFolder() as folder:
+    with PrivateFolder(len(content)) as folder:
         path = folder.path / "bytes.pdf"
-        path.write_bytes(content)
+        try:
+            path.write_bytes(content)
+        except OSError as wrong:
+            raise OutputError(f"the document in memory cannot be stored in {folder.path.parent}: {wrong.strerror}; "
+                              "free some space, or name another folder by TMPDIR", "no-temporary-space") from wrong
         try:
             return function(path)
         except PdfConvertError as error:
             error.args = (str(error).replace(str(path), "the document in memory"),)
             raise
+
+
+def _sizes(info: _documents.Info, first_page: int | None, last_page: int | None) -> dict[str, str]:
+    """The size of the first page or, where pages are named, of each of those, as pdfinfo words it."""
+    are_named = bool(first_page or last_page)
+    first = max(first_page or 1, 1)
+    last = min(last_page or first, info.pages) if are_named else 1
+    facts: dict[str, str] = {}
+    for size in info.page_sizes:
+        for page in range(max(first, size.first), min(last, size.last) + 1):
+            name = f"Page {page:4} " if are_named else "Page "
+            facts[f"{name}size"] = _size(size)
+            facts[f"{name}rot"] = str(size.rotation)
+    return facts
+
+
+def _size(size: _documents.PageSize) -> str:
+    width, height = (size.width, size.height) if size.rotation % 180 == 0 else (size.height, size.width)
+    words = f"{width:g} x {height:g} pts"
+    for name, short, long in _PAPERS:
+        if abs(min(width, height) - short) < 1 and abs(max(width, height) - long) < 1:
+            return f"{words} ({name})"
+    return words
 
 
 def _encrypted(encryption: _documents.Encryption | None) -> str:

@@ -281,10 +281,19 @@ def test_text_ends_each_page_with_a_form_feed(twenty, secret):
 
 def test_info_tells_what_a_document_is(tmp_path):
     path = make_pdf(tmp_path / "titled.pdf", (100,), information="/Title(Minutes)")
-    assert pdfconvert.info(path) == pdfconvert.Info(1, "1.4", False, {"Title": "Minutes"}, None)
+    assert pdfconvert.info(path) == pdfconvert.Info(1, "1.4", False, {"Title": "Minutes"}, None,
+                                                    [pdfconvert.PageSize(1, 1, 100, 120, 0)])
     encryption = pdfconvert.info(encrypt(path, tmp_path / "locked.pdf", "", "stable")).encryption
     assert (encryption.method, encryption.bits, encryption.opened_with) == ("AES", 256, "empty")
     assert encryption.permissions["print"]
+
+
+def test_transparent_pages_are_on_nothing(twenty, tmp_path):
+    [page] = pdfconvert.pages(twenty, dpi=72, last=1, transparent=True)
+    assert (page.mode, page.getpixel((0, 0)), page.getpixel((20, 100))) == ("RGBA", (0, 0, 0, 0), (255, 0, 0, 255))
+    [path] = pdfconvert.save(twenty, tmp_path / "page.webp", dpi=72, last=1, transparent=True)
+    with Image.open(path) as picture:
+        assert picture.convert("RGBA").getpixel((0, 0))[3] == 0
 
 
 def test_save_numbers_what_is_there_unless_told_otherwise(twenty, tmp_path):

@@ -2,7 +2,11 @@
 
 import inspect
 import itertools
+import os
+import resource
 import subprocess
+import tempfile
+import types
 
 import pytest
 from PIL import Image, ImageChops, ImageStat
@@ -134,17 +138,64 @@ def test_the_quality_of_jpegs_is_honoured(twelve, tmp_path):
 
 
 @pytest.mark.parametrize("arguments", [
-    {"transparent": True}, {"poppler_path": "/opt/poppler"}, {"use_pdftocairo": True}, {"hide_annotations": True},
+    {"transparent": True, "grayscale": True, "fmt": "png"}, {"poppler_path": "/opt/poppler"}, {"use_pdftocairo": True}, {"hide_annotations": True},
     {"paths_only": True}, {"fmt": "gif"}, {"jpegopt": {"progressive": True}}, {"jpegopt": {"optimize": "y"}}])
 def test_what_cannot_be_honoured_is_refused_by_name(twelve, arguments):
     with pytest.raises(pdfconvert.UsageError, match=next(iter(arguments))):
         convert_from_path(twelve, **arguments)
 
 
-@pytest.mark.parametrize("arguments", [{"poppler_path": "/opt"}, {"first_page": 1}, {"last_page": 2}])
-def test_what_information_cannot_honour_is_refused_by_name(twelve, arguments):
-    with pytest.raises(pdfconvert.UsageError, match=next(iter(arguments))):
-        pdfinfo_from_path(twelve, **arguments)
+def test_what_information_cannot_honour_is_refused_by_name(twelve):
+    with pytest.raises(pdfconvert.UsageError, match="poppler_path"):
+        pdfinfo_from_path(twelve, poppler_path="/opt")
+
+
+@pytest.mark.parametrize("first, last", [(None, None), (2, 4), (None, 2), (11, 99), (12, 12)])
+def test_sizes_of_pages_are_those_of_pdfinfo(twelve, first, last):
+    options = [*(["-f", str(first)] if first else []), *(["-l", str(last)] if last else [])]
+    theirs = pdfinfo(twelve, *options)
+    ours = pdfinfo_from_path(twelve, first_page=first, last_page=last)
+    assert {name: value for name, value in ours.items() if name.startswith("Page ")} == {
+        name: value for name, value in theirs.items() if name.startswith("Page ")}
+
+
+def test_a_first_page_alone_is_the_one_whose_size_is_told(twelve):
+    sizes = {name: value for name, value in pdfinfo_from_path(twelve, first_page=3).items() if name.startswith("Page ")}
+    assert sizes == {"Page    3 size": "203 x 120 pts", "Page    3 rot": "0"}
+
+
+@pytest.mark.parametrize("box", ["0 0 595 842", "0 0 842 595", "0 0 612 792", "0 0 595.276 841.89", "0 0 2384 3370",
+                                 "10 20 110.5 220.25", "0 0 298 420", "0 0 297 210", "0 0 300 421.4"])
+@pytest.mark.parametrize("rotation", [0, 90, 270])
+def test_papers_are_called_as_by_pdfinfo(tmp_path, box, rotation):
+    path = make_pdf(tmp_path / "paper.pdf", [100])
+    path.write_text(path.read_text().replace("[0 0 100 120]", f"[{box}]/Rotate {rotation}"))
+    theirs = pdfinfo(path)
+    ours = pdfinfo_from_path(path)
+    for name in ("Page size", "Page rot"):
+        assert ours[name] == theirs[name]
+
+
+@pytest.mark.parametrize("fmt, option", [("png", "-png"), ("tiff", "-tiff")])
+@pytest.mark.parametrize("size", [None, (300, 300)])
+def test_transparent_pages_are_on_nothing_as_those_of_pdftocairo(twelve, tmp_path, fmt, option, size):
+    (tmp_path / "theirs").mkdir()
+    options = ["-scale-to-x", "300", "-scale-to-y", "300"] if size else ["-r", "200"]
+    subprocess.run(["pdftocairo", "-transp", option, "-l", "1", *options, twelve, tmp_path / "theirs" / "page"],
+                   check=True)
+    [path] = (tmp_path / "theirs").iterdir()
+    for folder in (None, tmp_path):
+        [our] = convert_from_path(twelve, 200, fmt=fmt, transparent=True, last_page=1, size=size, output_folder=folder)
+        with Image.open(path) as their:
+            assert (our.mode, our.size) == ("RGBA", their.size)
+            assert our.getpixel((0, 0))[3] == their.convert("RGBA").getpixel((0, 0))[3] == 0
+            assert our.getchannel("A").getextrema() == (0, 255)
+
+
+@pytest.mark.parametrize("fmt, mode", [("ppm", "RGB"), ("jpeg", "RGB")])
+def test_formats_that_know_no_transparency_are_on_white_as_in_that_library(twelve, fmt, mode):
+    [picture] = convert_from_path(twelve, 72, fmt=fmt, transparent=True, last_page=1)
+    assert (picture.mode, picture.getpixel((0, 0))) == (mode, (255, 255, 255))
 
 
 def test_the_number_of_threads_is_that_of_pages_drawn_at_once(twelve, tmp_path, command):
@@ -197,6 +248,40 @@ def test_bytes_are_converted_like_a_file(twelve):
     assert [picture.width - 200 for picture in pictures] == list(range(2, 13))
     assert {(picture.mode, picture.format) for picture in pictures} == {("RGB", "PNG")}
     assert folders() <= before
+
+
+def test_bytes_lie_on_the_disk_where_memory_has_no_room_for_them(twelve, tmp_path, monkeypatch):
+    content = twelve.read_bytes()
+    free = os.statvfs("/dev/shm")
+    monkeypatch.setattr(os, "statvfs", lambda path: types.SimpleNamespace(
+        f_bavail=((256 << 20) + len(content) - 1) // free.f_frsize, f_frsize=free.f_frsize))
+    monkeypatch.setattr(tempfile, "tempdir", str(tmp_path))
+    seen = []
+    monkeypatch.setattr("pdfconvert.pdf2image.convert_from_path", seen.append)
+    convert_from_bytes(content)
+    assert seen[0].parent.parent == tmp_path
+    assert not seen[0].parent.exists()
+
+
+def test_bytes_that_nothing_has_room_for_are_an_error_that_says_what_to_do(twelve):
+    before = folders()
+    limit = resource.getrlimit(resource.RLIMIT_FSIZE)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (1000, limit[1]))
+    try:
+        with pytest.raises(pdfconvert.OutputError, match="the document in memory cannot be stored.*TMPDIR") as caught:
+            pdfinfo_from_bytes(twelve.read_bytes())
+    finally:
+        resource.setrlimit(resource.RLIMIT_FSIZE, limit)
+    assert caught.value.reason == "no-temporary-space"
+    assert folders() <= before
+
+
+def test_a_folder_for_temporary_files_that_is_not_there_is_named(twelve, monkeypatch):
+    monkeypatch.setattr(os, "access", lambda *arguments: False)
+    monkeypatch.setattr(tempfile, "tempdir", "/nowhere")
+    with pytest.raises(pdfconvert.OutputError, match="/nowhere.*TMPDIR") as caught:
+        pdfinfo_from_bytes(twelve.read_bytes())
+    assert caught.value.reason == "no-temporary-folder"
 
 
 def test_a_damaged_document_is_an_error_when_strict(tmp_path):
