@@ -60,7 +60,7 @@ void RenderPage(Worker::PageRenderer& renderer, qint64 page)
         // the page's fault
     }
     try {
-        Fuzz::Require(renderer.Text({page}).text.endsWith('\f'), "a page's text is ended");
+        Fuzz::Require(renderer.Text({page}, {}).text.endsWith('\f'), "a page's text is ended");
     } catch (const Worker::RequestError&) {
         // the page's fault
     }

@@ -16,11 +16,12 @@ struct ResultFormat
 
 /** All of them, in the order in which people are told of them. */
 inline constexpr ResultFormat resultFormats[] = {
-    {"png", WorkerProtocol::Format::png, true},   {"jpg", WorkerProtocol::Format::jpg, true},
-    {"jpeg", WorkerProtocol::Format::jpg, true},  {"tif", WorkerProtocol::Format::tif, true},
-    {"tiff", WorkerProtocol::Format::tif, true},  {"bmp", WorkerProtocol::Format::bmp, true},
-    {"webp", WorkerProtocol::Format::webp, true}, {"txt", WorkerProtocol::Format::txt, false},
-    {"pdf", WorkerProtocol::Format::pdf, false}};
+    {"png", WorkerProtocol::Format::png, true},    {"jpg", WorkerProtocol::Format::jpg, true},
+    {"jpeg", WorkerProtocol::Format::jpg, true},   {"tif", WorkerProtocol::Format::tif, true},
+    {"tiff", WorkerProtocol::Format::tif, true},   {"bmp", WorkerProtocol::Format::bmp, true},
+    {"webp", WorkerProtocol::Format::webp, true},  {"txt", WorkerProtocol::Format::txt, false},
+    {"json", WorkerProtocol::Format::json, false}, {"tsv", WorkerProtocol::Format::tsv, false},
+    {"hocr", WorkerProtocol::Format::hocr, false}, {"pdf", WorkerProtocol::Format::pdf, false}};
 
 /** Whether pictures of a format, by its name, can have one bit for each pixel. */
 template <typename Name>

@@ -39,6 +39,9 @@ inline constexpr char gray[] = "gray";
 inline constexpr char quality[] = "quality";
 inline constexpr char compression[] = "compression";
 inline constexpr char linearize[] = "linearize";
+inline constexpr char dehyphenate[] = "dehyphenate";
+inline constexpr char layout[] = "layout";
+inline constexpr char part[] = "part";
 inline constexpr char box[] = "box";
 inline constexpr char crop[] = "crop";
 inline constexpr char rotate[] = "rotate";
@@ -87,6 +90,9 @@ inline constexpr char tif[] = "tif";
 inline constexpr char bmp[] = "bmp";
 inline constexpr char webp[] = "webp";
 inline constexpr char txt[] = "txt";
+inline constexpr char json[] = "json";
+inline constexpr char tsv[] = "tsv";
+inline constexpr char hocr[] = "hocr";
 inline constexpr char pdf[] = "pdf";
 } // namespace Format
 

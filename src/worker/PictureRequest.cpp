@@ -15,16 +15,6 @@ namespace Key = WorkerProtocol::Key;
 
 namespace {
 
-double Resolution(const QJsonObject& request)
-{
-    using namespace WorkerProtocol;
-    const double resolution =
-        request.contains(Key::resolution) ? request[Key::resolution].toDouble() : defaultResolution;
-    if (!(resolution >= lowestResolution && resolution <= highestResolution))
-        Refuse(Key::resolution, " is out of range");
-    return resolution;
-}
-
 /** 0 where it follows from the other one. */
 int Side(const QJsonValue& side)
 {
@@ -137,7 +127,7 @@ PageView ViewOf(const QJsonObject& request)
 PictureLook LookOf(const QJsonObject& request, const QString& format)
 {
     PictureLook look;
-    look.dotsPerInch = Resolution(request);
+    look.dotsPerInch = ResolutionOf(request);
     look.size = Size(request);
     look.pixels = PixelsOf(request);
     look.blackAndWhite = BlackAndWhiteOf(request);

@@ -7,6 +7,8 @@
 #include "PictureRequest.h"
 #include "RequestError.h"
 #include "RequestValues.h"
+#include "TextFrame.h"
+#include "TextRequest.h"
 #include "WritePicture.h"
 
 #include <cstring>
@@ -184,7 +186,8 @@ QJsonObject RequestHandler::Convert(const QJsonObject& request)
     const QString format = request[Key::format].toString();
     const std::string output = Path(request, Key::output);
     const bool isPdf = format == WorkerProtocol::Format::pdf;
-    if (!isPdf && format != WorkerProtocol::Format::txt && !IsPictureFormat(format))
+    const bool isText = FindTextFrame(format);
+    if (!isPdf && !isText && !IsPictureFormat(format))
         throw RequestError(Reason::UnsupportedFormat, "no such format");
     const FileState before = TakeUp(Path(request, Key::file));
     return WhileUnchanged(before, [&] {
@@ -192,8 +195,8 @@ QJsonObject RequestHandler::Convert(const QJsonObject& request)
         QJsonObject answer;
         if (isPdf)
             WritePdf(file, request);
-        else if (format == WorkerProtocol::Format::txt)
-            answer = WriteText(file, request);
+        else if (isText)
+            answer = WriteText(file, request, format);
         else if (format == WorkerProtocol::Format::tif && !request.contains(Key::page))
             answer = WriteTiff(file, request);
         else
@@ -256,9 +259,11 @@ void RequestHandler::WritePdf(NewFile& file, const QJsonObject& request)
 }
 
 /** Writes the text of pages; what the answer tells of it. */
-QJsonObject RequestHandler::WriteText(NewFile& file, const QJsonObject& request)
+QJsonObject RequestHandler::WriteText(NewFile& file, const QJsonObject& request,
+                                      const QString& format)
 {
-    const PagesText read = RendererFor(input, {}).Text(Pages(request));
+    const TextLook look = TextLookOf(request, format);
+    const PagesText read = RendererFor(input, {}).Text(Pages(request), look);
     file.Write(read.text.constData(), std::size_t(read.text.size()));
     QJsonObject answer;
     if (!read.withoutText.empty())

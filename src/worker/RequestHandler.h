@@ -39,7 +39,7 @@ private:
     QJsonObject Convert(const QJsonObject& request);
     FileState TakeUp(const std::string& path);
     void WritePdf(NewFile& file, const QJsonObject& request);
-    QJsonObject WriteText(NewFile& file, const QJsonObject& request);
+    QJsonObject WriteText(NewFile& file, const QJsonObject& request, const QString& format);
     void WritePage(NewFile& file, const QJsonObject& request, const QString& format);
     QJsonObject WriteTiff(NewFile& file, const QJsonObject& request);
     void Finish(NewFile& result, const FileState& before) const;

@@ -34,6 +34,16 @@ qint64 NumberWithin(const QJsonValue& value, const char* name, qint64 highest)
     return number;
 }
 
+double ResolutionOf(const QJsonObject& request)
+{
+    using namespace WorkerProtocol;
+    const double resolution =
+        request.contains(Key::resolution) ? request[Key::resolution].toDouble() : defaultResolution;
+    if (!(resolution >= lowestResolution && resolution <= highestResolution))
+        Refuse(Key::resolution, " is out of range");
+    return resolution;
+}
+
 bool IsSet(const QJsonObject& request, const char* name)
 {
     if (request.contains(name) && !request[name].isBool())

@@ -14,6 +14,9 @@ qint64 WholeNumber(const QJsonValue& value, const char* name);
 /** A whole number from 1 to `highest`. */
 qint64 NumberWithin(const QJsonValue& value, const char* name, qint64 highest);
 
+/** Dots per inch; the usual ones where the request names none. */
+double ResolutionOf(const QJsonObject& request);
+
 /** False where the member is not there. */
 bool IsSet(const QJsonObject& request, const char* name);
 

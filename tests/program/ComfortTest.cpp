@@ -49,8 +49,9 @@ TEST_F(ComfortTest, CompletesOptionsTheirWordsAndFilesInBash)
     EXPECT_THAT(Completions({"--pass"}), Not(Contains("--output")));
     EXPECT_THAT(Completions({"--on-exists", ""}),
                 testing::ElementsAre("number", "fail", "skip", "overwrite"));
-    EXPECT_THAT(Completions({"-f", "t"}), testing::ElementsAre("tif", "tiff", "txt"));
-    EXPECT_THAT(Completions({"--format", "=", "t"}), testing::ElementsAre("tif", "tiff", "txt"));
+    EXPECT_THAT(Completions({"-f", "t"}), testing::ElementsAre("tif", "tiff", "txt", "tsv"));
+    EXPECT_THAT(Completions({"--format", "=", "t"}),
+                testing::ElementsAre("tif", "tiff", "txt", "tsv"));
     EXPECT_THAT(Completions({"--progress", "="}), Contains("plain")) << "of all words";
     EXPECT_THAT(Completions({"--password-file", "n"}), testing::ElementsAre("notes.txt"));
     EXPECT_THAT(Completions({"--password-file", "=", "n"}), testing::ElementsAre("notes.txt"));

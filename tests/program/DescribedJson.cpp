@@ -7,10 +7,10 @@
 
 namespace Korvel::App {
 
-void ExpectDescribed(const QByteArray& json)
+void ExpectDescribed(const QByteArray& json, const QString& schema)
 {
     QProcess validator;
-    validator.start("/usr/bin/python3", {VALIDATE_JSON, JSON_SCHEMA});
+    validator.start("/usr/bin/python3", {VALIDATE_JSON, schema});
     validator.write(json);
     validator.closeWriteChannel();
     validator.waitForFinished();

@@ -9,8 +9,11 @@
 
 namespace Korvel::App {
 
-/** Expects that docs/pdfconvert.schema.json describes every member of JSON values, as it is. */
-void ExpectDescribed(const QByteArray& json);
+/**
+ * Expects that a schema describes every member of JSON values, as it is:
+ * docs/pdfconvert.schema.json where none is named.
+ */
+void ExpectDescribed(const QByteArray& json, const QString& schema = QStringLiteral(JSON_SCHEMA));
 
 /** The document that a run with --json has closed with, which is described. */
 QJsonObject Closing(const Outcome& run);

@@ -12,6 +12,7 @@
 #include "PageRanges.h"
 #include "Planner.h"
 #include "ResultFileSystem.h"
+#include "TextFrame.h"
 #include "WorkerConverter.h"
 
 #include <algorithm>
@@ -192,7 +193,7 @@ AbstractConverter::Task Conversion::MakeTask()
         task.options["linearize"] = true;
     const bool wantsSome = task.type == QLatin1String("pdf") && !options.pages.ranges.empty();
     const bool joinsPictures = planner.MakesPictures() && results.front().page == 0;
-    if (task.type == QLatin1String("txt") || wantsSome || joinsPictures)
+    if (FindTextFrame(task.type) || wantsSome || joinsPictures)
         task.options["pages"] =
             PageRanges::Parse(options.pages.ranges).Choose(document.Info().pages);
     task.options["missing_page"] = WorkerConverter::OnPageFailed(

@@ -41,6 +41,8 @@ Options LookOptions(const PageOptions& pages)
         options["quality"] = pages.quality;
     if (!pages.compression.empty())
         options["compression"] = QString::fromStdString(pages.compression);
+    options["dehyphenate"] = !pages.keepsHyphens;
+    options["layout"] = pages.isLaidOut;
     return options;
 }
 

@@ -39,7 +39,9 @@ QJsonObject JournalSettings(const OutputOptions& output, const PageOptions& page
             {"rotate", QString::fromStdString(pages.rotation)},
             {"mono", pages.mono},
             {"dither", pages.dithers},
-            {"transparent", pages.transparent}};
+            {"transparent", pages.transparent},
+            {"no-dehyphenate", pages.keepsHyphens},
+            {"layout", pages.isLaidOut}};
 }
 
 std::string Differences(const QJsonObject& before, const QJsonObject& now)

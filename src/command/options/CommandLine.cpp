@@ -132,6 +132,9 @@ void AddPages(OptionAdder& add, PageOptions& pages)
     add.Value("--quality", pages.quality)
         ->transform(InRange(1, WorkerProtocol::highestQuality, "a quality"));
     add.Word("--compression", pages.compression);
+    ExcludeEachOther({add.Flag("--dehyphenate", pages.dehyphenates),
+                      add.Flag("--no-dehyphenate", pages.keepsHyphens),
+                      add.Flag("--layout", pages.isLaidOut)});
 }
 
 void AddPasswords(OptionAdder& add, PasswordOptions& passwords)

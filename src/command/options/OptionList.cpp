@@ -25,12 +25,21 @@ std::vector<std::string> Formats()
     return formats;
 }
 
-/** The words as a sentence lists them. */
+/** The words as a sentence lists them, in lines that the help has room for. */
 std::string Listed(const std::vector<std::string>& words)
 {
+    constexpr std::size_t longest = 54;
     std::string text = words.front();
-    for (std::size_t i = 1; i < words.size(); ++i)
-        text += (i + 1 < words.size() ? ", " : " or ") + words[i];
+    std::size_t begin = 0;
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        const bool isLast = i + 1 == words.size();
+        const std::string next = (isLast ? "or " : "") + words[i] + (isLast ? "" : ",");
+        text += isLast ? "" : ",";
+        const bool fits = text.size() - begin + 1 + next.size() <= longest;
+        text += (fits ? " " : "\n");
+        begin = fits ? begin : text.size();
+        text += isLast ? "or " + words[i] : words[i];
+    }
     return text;
 }
 
@@ -88,8 +97,8 @@ std::vector<Option> Output()
              "as -o says or as with -d"},
             {{"-f", "--format"},
              "FORMAT",
-             Listed(Formats()) + ",\n"
-                                 "whatever the suffix; png with -d or --beside alone",
+             Listed(Formats()) + ", whatever the suffix; png\n"
+                                 "with -d or --beside alone",
              Formats()},
             {{"--linearize"},
              "",
@@ -115,8 +124,9 @@ std::vector<Option> Pages()
              "the document at the latest"},
             {{"-r", "--resolution"},
              "DPI",
-             "Resolution of pictures in dots per inch, from 1 to\n"
-             "4800; 150 without this"},
+             "Resolution of pictures, and of the pixels that an\n"
+             "hocr counts in, in dots per inch, from 1 to 4800; 150\n"
+             "without this"},
             {{"--size"}, "WxH", "Make pictures as large as fits into W x H pixels"},
             {{"--width"}, "N", "Make pictures N pixels wide, as high as follows"},
             {{"--height"}, "N", "Make pictures N pixels high, as wide as follows"},
@@ -157,7 +167,16 @@ std::vector<Option> Pages()
              "WHAT",
              "How png pictures are packed: fast (the default), or\n"
              "small, a quarter smaller but slower to make",
-             {"fast", "small"}}};
+             {"fast", "small"}},
+            {{"--dehyphenate"},
+             "",
+             "Put words together that are parted at the end of a\n"
+             "line; txt, and so without this"},
+            {{"--no-dehyphenate"}, "", "Leave them parted"},
+            {{"--layout"},
+             "",
+             "Keep columns of a txt beside each other, as on the\n"
+             "page"}};
 }
 
 std::vector<Option> Passwords()

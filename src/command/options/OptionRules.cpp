@@ -70,6 +70,10 @@ bool Counts(const std::string& option, const QString& format)
         return QStringList{"jpg", "jpeg", "webp"}.contains(format);
     if (option == "--compression")
         return format == QLatin1String("png");
+    if (option == "--dehyphenate" || option == "--no-dehyphenate" || option == "--layout")
+        return format == QLatin1String("txt");
+    if (option == "--resolution" && format == QLatin1String("hocr"))
+        return true;
     if (option == "--linearize")
         return format == QLatin1String("pdf");
     return ofPictures.count(option) == 0 || OutputTemplate::IsPictureFormat(format);

@@ -38,6 +38,11 @@ struct PageOptions
     int quality = 0;
     /** How a PNG is compressed, "fast" or "small"; empty for the default. */
     std::string compression;
+    /** Whether words are put together that are parted at the end of a line, as said or not said. */
+    bool dehyphenates = false;
+    bool keepsHyphens = false;
+    /** Whether a text keeps words where they stand on the page. */
+    bool isLaidOut = false;
 };
 
 } // namespace Korvel::App

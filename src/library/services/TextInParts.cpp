@@ -64,6 +64,7 @@ TextInParts::TextInParts(WorkerPool& pool, const QJsonObject& request, int large
       request(request),
       largestBytes(qint64(largest) << 20),
       receivers(std::move(receivers)),
+      frame(*FindTextFrame(request[Key::format].toString())),
       result(request[Key::output].toString())
 {
     const std::vector<int> pages = PagesOf(request);
@@ -89,7 +90,7 @@ TextInParts::~TextInParts()
 
 void TextInParts::Start()
 {
-    if (result.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+    if (result.open(QIODevice::WriteOnly | QIODevice::NewOnly) && result.write(frame.head) >= 0)
         AskForMore();
     else
         End(WorkerProtocol::FailureAnswer(Reason::CannotWrite, result.errorString()));
@@ -116,6 +117,7 @@ void TextInParts::Ask(const std::shared_ptr<Part>& part)
     part->path = result.fileName() + QStringLiteral(".part-%1").arg(++lastPart);
     QJsonObject message = request;
     message[Key::output] = part->path;
+    message[Key::part] = true;
     message[Key::pages] = ToArray(part->pages);
     pool.Ask(this, message, [this, part](const QJsonObject& answer) { Answered(part, answer); });
 }
@@ -188,7 +190,7 @@ void TextInParts::JoinReady()
         pagesDone += part->pages.size();
     }
     if (parts.empty()) {
-        if (result.flush())
+        if (result.write(frame.foot) >= 0 && result.flush())
             End(joined);
         else
             End(WorkerProtocol::FailureAnswer(Reason::CannotWrite, result.errorString()));
@@ -198,23 +200,24 @@ void TextInParts::JoinReady()
     AskForMore();
 }
 
+bool TextInParts::Append(const Part& part)
+{
+    constexpr qint64 atOnce = 1 << 16;
+    QFile text(part.path);
+    bool isWritten = text.open(QIODevice::ReadOnly) &&
+                     (!std::exchange(hasPages, true) || result.write(frame.between) >= 0);
+    while (isWritten && !text.atEnd()) {
+        const QByteArray some = text.read(atOnce);
+        isWritten = !some.isEmpty() && result.write(some) == some.size();
+    }
+    text.remove();
+    return isWritten;
+}
+
 /** False where that has ended the text. */
 bool TextInParts::Join(const Part& part)
 {
-    constexpr char endOfPage = '\f';
-    constexpr qint64 atOnce = 1 << 16;
-    bool isWritten = true;
-    if (part.hasFailed) {
-        isWritten = result.putChar(endOfPage);
-    } else {
-        QFile text(part.path);
-        isWritten = text.open(QIODevice::ReadOnly);
-        while (isWritten && !text.atEnd()) {
-            const QByteArray some = text.read(atOnce);
-            isWritten = !some.isEmpty() && result.write(some) == some.size();
-        }
-        text.remove();
-    }
+    const bool isWritten = part.hasFailed ? result.write(frame.missing) >= 0 : Append(part);
     if (isWritten && (largestBytes == 0 || result.pos() <= largestBytes))
         return true;
     End(isWritten ? WorkerProtocol::FailureAnswer(Reason::TooLarge, "the text is too large")

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TextFrame.h"
 #include "WorkerPool.h"
 #include "WorkerProtocol.h"
 
@@ -35,7 +36,7 @@ public:
     };
 
     /**
-     * @param request  for the text of pages, as the worker takes it; names them
+     * @param request  for a text of pages, as the worker takes it; names them
      * @param largest  how many MiB the result may have, 0 for no limit
      */
     TextInParts(WorkerPool& pool, const QJsonObject& request, int largest, Receivers receivers);
@@ -70,6 +71,7 @@ private:
     void Failed(const std::shared_ptr<Part>& part, const QJsonObject& answer);
     void AskOneByOne(const std::shared_ptr<Part>& part);
     void JoinReady();
+    bool Append(const Part& part);
     bool Join(const Part& part);
     void End(const QJsonObject& answer);
 
@@ -77,6 +79,7 @@ private:
     const QJsonObject request;
     const qint64 largestBytes;
     Receivers receivers;
+    const TextFrame& frame;
     QFile result;
     /** Those that are not joined yet, in the order of their pages. */
     Parts parts;
@@ -86,6 +89,7 @@ private:
     int lastPart = 0;
     std::optional<QJsonObject> firstFailure;
     QJsonObject joined;
+    bool hasPages = false;
     bool hasEnded = false;
 };
 

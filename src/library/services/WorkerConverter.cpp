@@ -4,6 +4,7 @@
 #include "ResultFormat.h"
 #include "ServicesLog.h"
 #include "TaskOptions.h"
+#include "TextFrame.h"
 #include "TextInParts.h"
 #include "TextReport.h"
 #include "WorkerProtocol.h"
@@ -65,6 +66,14 @@ void AddPictureOptions(QJsonObject& request, TaskOptions& options)
         request[Key::compression] = *compression;
 }
 
+void AddTextOptions(QJsonObject& request, TaskOptions& options)
+{
+    if (const auto dehyphenate = options.Find<bool>("dehyphenate"))
+        request[Key::dehyphenate] = *dehyphenate;
+    if (const auto layout = options.Find<bool>("layout"))
+        request[Key::layout] = *layout;
+}
+
 void AddView(QJsonObject& request, TaskOptions& options)
 {
     if (const auto box = options.Find<QString>("box"))
@@ -97,6 +106,7 @@ QJsonObject ConvertRequest(const AbstractConverter::Task& task, TaskOptions& opt
                         {Key::output, RequestPath(task.destination)},
                         {Key::format, FormatOf(task)}};
     AddPictureOptions(request, options);
+    AddTextOptions(request, options);
     AddView(request, options);
     if (const auto linearize = options.Find<bool>("linearize"))
         request[Key::linearize] = *linearize;
@@ -112,6 +122,11 @@ std::optional<Reason> Refusal(const QJsonObject& request)
     if (request[Key::output].toString().isEmpty())
         return Reason::CannotWrite;
     return std::nullopt;
+}
+
+bool IsOfManyPages(const QJsonObject& request)
+{
+    return request[Key::pages].toArray().size() > 1;
 }
 
 AbstractConverter::ErrorType ToErrorType(Reason reason)
@@ -235,7 +250,7 @@ bool WorkerConverter::ConvertFile(const Task& task)
     };
     if (const std::optional<Reason> reason = Refusal(request))
         receiver(WorkerProtocol::FailureAnswer(*reason, "no path that names a file"));
-    else if (request[Key::format] == Format::txt && request[Key::pages].toArray().size() > 1)
+    else if (IsOfManyPages(request) && FindTextFrame(request[Key::format].toString()))
         AskInParts(task, request, receiver);
     else
         Ask(request, receiver);

@@ -15,8 +15,9 @@ class TextInParts;
 /**
  * Converts unencrypted PDFs in worker processes: one task, one result file.
  *
- * A task's `type` is the format ("png", "jpg", "tif", "bmp", "webp", "txt", "pdf"); when it is
- * empty the suffix of the destination is. The destination must not exist. Options:
+ * A task's `type` is the format ("png", "jpg", "tif", "bmp", "webp", "txt", "json", "tsv", "hocr",
+ * "pdf"); when it is empty the suffix of the destination is. The destination must not exist.
+ * Options:
  * - "page" (`int`, from 1): the one page that is wanted; needed for the picture formats but "tif"
  * - "resolution" (`double`, dots per inch, from 1 to 4800): 150 when absent
  * - "size" (`QSize`, from 1 to 65000 each way): in place of "resolution", the pixels into which the
@@ -38,8 +39,11 @@ class TextInParts;
  *   "small" makes files about a quarter smaller in several times the time
  * - "pages" (`std::vector<int>`, from 1): the pages whose text is wanted, or which one "tif" is to
  *   have, unless "page" is given; all when both are absent
- * - "missing_page" (`WorkerConverter::OnPageFailed`): told of each page that such a "tif" lacks, as
- *   it could not be rendered; a task fails when none is left
+ * - "missing_page" (`WorkerConverter::OnPageFailed`): told of each page that such a "tif" or a text
+ * lacks, as it could not be rendered; a task fails when none is left
+ * - "dehyphenate" (`bool`): of a "txt", whether words that are parted at the end of a line are put
+ *   together; true when absent
+ * - "layout" (`bool`): of a "txt", whether words are kept where they stand on the page
  * - "text_report" (`OnTextReport`): called with what a text lacks
  * - "linearize" (`bool`): of the format "pdf", the file is laid out for being shown while it loads
  * - "why_failed" (`std::function<void(const QString&)>`): told what the worker says of a failure,

@@ -21,6 +21,9 @@ constexpr int rowsBeyond = 1;
 // PDFium keeps some 5 kB of each page that it has loaded until the document is closed.
 constexpr int mostPagesOfADocument = 500;
 
+// Fonts of which a document has some letters alone are called "ABCDEF+Name".
+constexpr std::size_t subsetTag = 7;
+
 int BitmapFormatOf(PixelFormat format)
 {
     if (format == PixelFormat::Gray)
@@ -201,10 +204,11 @@ DrawnCharacters PdfiumEngine::Characters(int page, bool wantsFonts)
     for (int i = 0; i < count; ++i) {
         TextCharacter character = Character(i, shown);
         if (wantsFonts) {
-            const auto known = std::find(drawn.fonts.begin(), drawn.fonts.end(), FontOf(i));
+            const std::string font = FontOf(i);
+            const auto known = std::find(drawn.fonts.begin(), drawn.fonts.end(), font);
             character.font = int(known - drawn.fonts.begin());
             if (known == drawn.fonts.end())
-                drawn.fonts.push_back(FontOf(i));
+                drawn.fonts.push_back(font);
         }
         drawn.characters.push_back(character);
     }
@@ -277,7 +281,9 @@ std::string PdfiumEngine::FontOf(int character) const
     std::array<char, 256> name = {};
     int flags = 0;
     pdfium.TextGetFontInfo(text, character, name.data(), name.size() - 1, &flags);
-    return name.data();
+    const std::string whole = QString::fromUtf8(name.data()).toStdString();
+    const bool isOfSubset = whole.size() > subsetTag && whole[subsetTag - 1] == '+';
+    return isOfSubset ? whole.substr(subsetTag) : whole;
 }
 
 /** What takes points of the page to points from the top left of what is shown. */

@@ -1,9 +1,10 @@
 #include "PageRenderer.h"
 
-#include "PlainText.h"
+#include "PageText.h"
 #include "ReadPage.h"
 #include "RequestError.h"
 #include "ShowPages.h"
+#include "TextFrame.h"
 #include "TiffWriter.h"
 #include "WritePicture.h"
 
@@ -163,17 +164,28 @@ std::vector<qint64> PageRenderer::AllUnlessNamed(const std::vector<qint64>& page
     return all;
 }
 
-PagesText PageRenderer::Text(const std::vector<qint64>& pages)
+PagesText PageRenderer::Text(const std::vector<qint64>& pages, const TextLook& look)
 {
+    if (NeedsPlaces(look) && !engine->KnowsPlaces())
+        throw RequestError(Reason::CannotRender,
+                           "Qt PDF does not tell where characters stand; use PDFium");
+    const TextFrame& frame = *FindTextFrame(look.format);
     PagesText read;
+    if (!look.isPart)
+        read.text = frame.head;
+    bool isFirst = true;
     for (const qint64 page : AllUnlessNamed(pages)) {
-        const TextPage text = ReadPage(*engine, Check(page), false);
-        read.text += PlainText(text, true) + '\f';
+        const TextPage text = ReadPage(*engine, Check(page), NeedsFonts(look));
+        if (!std::exchange(isFirst, false))
+            read.text += frame.between;
+        read.text += PageText(text, page, look);
         if (text.drawn == 0)
             read.withoutText.push_back(page);
         else if (text.unmapped * leastUnmapped > text.drawn)
             read.unmapped.push_back(page);
     }
+    if (!look.isPart)
+        read.text += frame.foot;
     RequireWhatWasRead();
     return read;
 }

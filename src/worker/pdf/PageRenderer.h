@@ -7,6 +7,7 @@
 #include "PageView.h"
 #include "PdfDocument.h"
 #include "PictureLook.h"
+#include "TextLook.h"
 
 #include <cstdint>
 #include <memory>
@@ -76,12 +77,13 @@ public:
                                       const PictureLook& look, std::uint64_t largest);
 
     /**
-     * The text of pages, each ended by a form feed; of all pages when none are named.
+     * The text of pages; of all pages when none are named.
      *
      * @param pages  from 1
-     * @throws RequestError  "no-such-page", "unreadable"
+     * @throws RequestError  "no-such-page", "unreadable"; "cannot-render", also where the engine
+     *                       does not tell what a text of this kind needs
      */
-    PagesText Text(const std::vector<qint64>& pages);
+    PagesText Text(const std::vector<qint64>& pages, const TextLook& look);
 
 private:
     /** The index of a page, from 0. */

@@ -559,7 +559,8 @@ TEST_F(WorkerConverterTest, WorksOnTheThreadThatItWasMovedTo)
 
 TEST_F(WorkerConverterTest, ListsTheFormatsThatItMakes)
 {
-    const QStringList suffixes{"bmp", "jpeg", "jpg", "pdf", "png", "tif", "tiff", "txt", "webp"};
+    const QStringList suffixes{"bmp", "hocr", "jpeg", "jpg", "json", "pdf",
+                               "png", "tif",  "tiff", "tsv", "txt",  "webp"};
     EXPECT_EQ(recorder.converter->GetSupportedFormats(),
               (std::map<QString, QStringList>{{"pdf", suffixes}}));
 }
