@@ -22,6 +22,11 @@ install(FILES
   ${PROJECT_BINARY_DIR}/ConvertWrappersConfigVersion.cmake
   DESTINATION ${package_dir} COMPONENT Development)
 
+configure_file(${CMAKE_CURRENT_LIST_DIR}/convertwrappers-version.h.in
+  ${PROJECT_BINARY_DIR}/include/ConvertWrappers/convertwrappers-version.h @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/include/ConvertWrappers/convertwrappers-version.h
+  DESTINATION ${CONVERTWRAPPERS_INCLUDEDIR} COMPONENT Development)
+
 # The guides, with the pages that they lead to, and their programs.
 set(development_docs ${CMAKE_INSTALL_DATADIR}/doc/libconvertwrappers-dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${development_docs} COMPONENT Development

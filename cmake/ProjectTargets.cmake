@@ -62,7 +62,14 @@ function(project_library name)
   target_include_directories(${name} PUBLIC
     $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}>
     $<BUILD_INTERFACE:${CMAKE_CURRENT_BINARY_DIR}>
-    $<INSTALL_INTERFACE:${CONVERTWRAPPERS_INCLUDEDIR}>)
+    $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+    $<INSTALL_INTERFACE:${CONVERTWRAPPERS_INCLUDEDIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  # <ConvertWrappers/Name.h>, as they are installed.
+  foreach(header IN LISTS arg_HEADERS)
+    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/include/ConvertWrappers/${header}
+      CONTENT "#include \"${CMAKE_CURRENT_SOURCE_DIR}/${header}\"\n")
+  endforeach()
   target_compile_features(${name} PUBLIC cxx_std_17)
   target_link_options(${name} PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
   set_target_properties(${name} PROPERTIES

@@ -1,5 +1,6 @@
 #include "PageFanOut.h"
 
+#include "CopiedDocuments.h"
 #include "OptionError.h"
 #include "ServicesLog.h"
 #include "TaskOptions.h"
@@ -24,10 +25,12 @@ std::optional<AbstractConverter::ErrorType> Refusal(AbstractConverter& converter
         if (converter.ConvertFile(task))
             return std::nullopt;
     } catch (const OptionError& error) {
-        qCWarning(servicesLog) << "cannot convert" << task.source << error.what();
+        qCWarning(servicesLog) << "cannot convert" << CopiedDocuments::NameOf(task.source)
+                               << error.what();
         return AbstractConverter::InvalidOption;
     } catch (const std::exception& error) {
-        qCWarning(servicesLog) << "cannot convert" << task.source << error.what();
+        qCWarning(servicesLog) << "cannot convert" << CopiedDocuments::NameOf(task.source)
+                               << error.what();
     }
     return AbstractConverter::Unknown;
 }
@@ -292,7 +295,8 @@ bool PageFanOut::Impl::Serve(Document& document, std::shared_ptr<Chain>& place)
         place->document = document.number;
         return true;
     } catch (const std::exception& error) {
-        qCWarning(servicesLog) << "cannot convert" << document.task.source << error.what();
+        qCWarning(servicesLog) << "cannot convert" << CopiedDocuments::NameOf(document.task.source)
+                               << error.what();
         document.error = Unknown;
         ProceedLater();
         return false;

@@ -1,5 +1,6 @@
 #include "WorkerConverter.h"
 
+#include "CopiedDocuments.h"
 #include "RequestPath.h"
 #include "ResultFormat.h"
 #include "ServicesLog.h"
@@ -302,7 +303,9 @@ void WorkerConverter::EmitOutcome(const QString& source, const QString& result,
 {
     const QPointer<WorkerConverter> self(this);
     if (!answer[Key::ok].toBool()) {
-        qCWarning(servicesLog) << "cannot convert" << source << answer[Key::message];
+        if (WorkerProtocol::ReasonOf(answer) != Reason::Ended) // which somebody has asked for
+            qCWarning(servicesLog) << "cannot convert" << CopiedDocuments::NameOf(source)
+                                   << answer[Key::message].toString();
         Q_EMIT ConvertationFinished(source);
         if (self)
             Q_EMIT Failed(source, ErrorOf(answer));

@@ -1,5 +1,6 @@
 #include "WorkerPdfProvider.h"
 
+#include "CopiedDocuments.h"
 #include "DocumentInfoJson.h"
 #include "RequestPath.h"
 #include "ServicesLog.h"
@@ -430,12 +431,14 @@ std::future<bool> WorkerPdfProvider::SaveDocument(const DocumentHandle& document
 
     impl->Ask(document.id,
               {{Key::op, Operation::save}, {Key::document, qint64(document.id)}, {Key::file, path}},
-              [state = impl.get(), reply, source](const QJsonObject& answer) {
+              [state = impl.get(), reply, source, copy = file](const QJsonObject& answer) {
                   if (!answer[Key::ok].toBool()) {
-                      qCWarning(servicesLog) << "cannot save:" << answer[Key::message];
+                      qCWarning(servicesLog) << "cannot save" << QString::fromStdString(source)
+                                             << answer[Key::message].toString();
                       state->KeepSaveFailure(source, ToSaveFailure(ReasonOf(answer)));
                       return;
                   }
+                  CopiedDocuments::Remember(copy.utf8string(), source);
                   state->KeepSaved(source);
                   reply->Set(true);
               });

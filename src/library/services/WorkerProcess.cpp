@@ -13,6 +13,7 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -144,6 +145,29 @@ QString LibraryFolder()
     return QFileInfo(QFile::decodeName(info.dli_fname)).absolutePath();
 }
 
+/** Where the program is looked for, in this order. */
+QStringList FoldersOfProgram()
+{
+    QStringList folders{QCoreApplication::applicationDirPath()};
+    for (const char* const fromLibrary : {WORKER_FROM_LIBRARY})
+        folders.append(QDir::cleanPath(LibraryFolder() + '/' + QLatin1String(fromLibrary)));
+    return folders;
+}
+
+QString ProgramName()
+{
+    return QStringLiteral("pdfconvert-worker");
+}
+
+/** Why there is no process, as far as that is known before one is started. */
+QString WhyNotStarted(const QString& program, const QString& error)
+{
+    if (!program.isEmpty())
+        return "cannot start a worker: " + error;
+    return "cannot start a worker: there is no program " + ProgramName() + " in " +
+           FoldersOfProgram().join(QStringLiteral(", nor in "));
+}
+
 } // namespace
 
 WorkerProcess::WorkerProcess(const WorkerSettings& settings)
@@ -163,10 +187,9 @@ WorkerProcess::~WorkerProcess()
 
 QString WorkerProcess::FindProgram()
 {
-    const QString name = QStringLiteral("/pdfconvert-worker");
-    const QString libexec = LibraryFolder() + QStringLiteral("/" LIBEXEC_FROM_LIBRARY);
-    for (const QString& folder : {QCoreApplication::applicationDirPath(), libexec}) {
-        const QFileInfo program(folder + name);
+    const QStringList folders = FoldersOfProgram();
+    for (const QString& folder : folders) {
+        const QFileInfo program(folder + '/' + ProgramName());
         if (program.isFile() && program.isExecutable())
             return program.filePath();
     }
@@ -400,8 +423,7 @@ void WorkerProcess::ProcessChanged()
     if (!self || !process || process->state() != QProcess::NotRunning)
         return;
     if (process->error() == QProcess::FailedToStart)
-        Fail(WordFor(Reason::NotStarted),
-             QStringLiteral("cannot start a worker: ") + process->errorString());
+        Fail(WordFor(Reason::NotStarted), WhyNotStarted(settings.program, process->errorString()));
     else if (process->exitStatus() == QProcess::NormalExit &&
              (process->exitCode() == WorkerProtocol::notStartedExitCode ||
               process->exitCode() == notLoadedExitCode))

@@ -87,7 +87,9 @@ public:
 
     /**
      * The worker program, looked for beside the running program and in the libexec folder that was
-     * installed with this library; empty when it is in neither.
+     * installed with this library; of a library that was built within another project, where that
+     * has its programs made, too. Empty when it is nowhere; a request that fails for that says
+     * where it was looked for.
      */
     static QString FindProgram();
 

@@ -1,4 +1,5 @@
-// Prints where the library finds the worker, seen from wherever this program lies.
+// Prints where the library finds the worker, seen from wherever this program lies; where it finds
+// none, why no request can be sent.
 
 #include "WorkerProcess.h"
 
@@ -10,6 +11,14 @@
 int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
-    std::cout << QFile::encodeName(Korvel::PDF::WorkerProcess::FindProgram()).toStdString();
+    Korvel::PDF::WorkerProcess worker;
+    std::cout << QFile::encodeName(worker.Program()).toStdString();
+    if (worker.Program().isEmpty()) {
+        worker.Ask({{"op", "open"}}, [](const QJsonObject& answer) {
+            std::cerr << answer["message"].toString().toStdString();
+            QCoreApplication::quit();
+        });
+        return QCoreApplication::exec();
+    }
     return 0;
 }

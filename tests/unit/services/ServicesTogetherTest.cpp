@@ -4,7 +4,9 @@
 #include "SamplePdf.h"
 #include "SessionFolder.h"
 #include "UuidFileNameGenerator.h"
+#include "WorkerConverter.h"
 #include "WorkerPdfProvider.h"
+#include "WorkerTestTools.h"
 
 #include <fstream>
 #include <memory>
@@ -70,6 +72,25 @@ protected:
 };
 
 } // namespace
+
+TEST_F(ServicesTogetherTest, AWarningOfACopyNamesTheDocumentThatItIsOf)
+{
+    const QString source = PlainDocument();
+    const ioPath copy = FreshCopy();
+    ASSERT_TRUE(provider.SaveDocument(Open(ToPath(source)), copy).get());
+    Converter::WorkerConverter converter({REAL_WORKER});
+    Converter::AbstractConverter::Task task;
+    task.source = QString::fromStdString(copy.utf8string());
+    task.destination = NonAscii(QStringLiteral(".png"));
+    task.options["page"] = 2;
+    bool hasFailed = false;
+    QObject::connect(&converter, &Converter::AbstractConverter::Failed, [&] { hasFailed = true; });
+    const MessageCapture log;
+    ASSERT_TRUE(converter.ConvertFile(task));
+    EXPECT_TRUE(WaitUntil([&] { return hasFailed; }));
+    EXPECT_NE(log.Text().find("cannot convert \"" + source.toStdString() + '"'), std::string::npos)
+        << log.Text();
+}
 
 TEST_F(ServicesTogetherTest, StemsOfOneGeneratorAreNotThoseOfAnother)
 {

@@ -459,6 +459,17 @@ TEST_F(WorkerConverterTest, CancelEndsEveryTaskInHandWithCancelled)
     EXPECT_EQ(recorder.Convert(TaskOf("answer")), Succeeding("answer"));
 }
 
+TEST_F(WorkerConverterTest, WarnsOfFailuresAndOfNoCancel)
+{
+    const MessageCapture log;
+    recorder.Convert(TaskOf("fail-with-damaged"));
+    EXPECT_NE(log.Text().find("cannot convert \"fail-with-damaged\""), std::string::npos);
+    EXPECT_TRUE(recorder.converter->ConvertFile(TaskOf("fall-silent")));
+    EXPECT_TRUE(recorder.converter->CancelConvertation());
+    EXPECT_TRUE(WaitUntil([this] { return recorder.lines.size() >= 6; }));
+    EXPECT_EQ(log.Text().find("fall-silent"), std::string::npos) << log.Text();
+}
+
 TEST_F(WorkerConverterTest, CancelRightAfterConvertFileEndsTheTask)
 {
     EXPECT_TRUE(recorder.converter->ConvertFile(TaskOf("answer")));

@@ -858,11 +858,26 @@ protected:
         finder.setProcessEnvironment(environment);
         finder.start(folder.filePath("FindWorker"), QStringList());
         EXPECT_TRUE(finder.waitForFinished());
+        complaint = QString::fromUtf8(finder.readAllStandardError());
         return QFile::decodeName(finder.readAllStandardOutput());
     }
 
     const QTemporaryDir folder;
+    /** What the program has complained of last. */
+    QString complaint;
 };
+
+TEST_F(FindProgramTest, SaysWhereAMissingProgramWasLookedFor)
+{
+    const QString libraries = folder.filePath(LIBDIR);
+    EXPECT_TRUE(QDir().mkpath(libraries));
+    EXPECT_TRUE(QFile::copy(QFileInfo(CONVERTER_SERVICES).canonicalFilePath(),
+                            libraries + "/" + QFileInfo(CONVERTER_SERVICES).fileName()));
+    EXPECT_EQ(Find(libraries), QString());
+    EXPECT_TRUE(complaint.contains("there is no program pdfconvert-worker in " + folder.path() +
+                                   ", nor in " + folder.filePath(LIBEXECDIR)))
+        << complaint.toStdString();
+}
 
 TEST_F(FindProgramTest, FindsNothingWhereThereIsNone)
 {

@@ -9,9 +9,14 @@
 
 #include <iostream>
 
+#include <ConvertWrappers/convertwrappers-version.h>
+#include <ConvertWrappers/PageFanOut.h>
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QTemporaryDir>
+
+static_assert(CONVERTWRAPPERS_VERSION >= CONVERTWRAPPERS_VERSION_CHECK(0, 1, 0));
 
 using namespace Korvel::PDF;
 using namespace Korvel::PDF::Converter;
