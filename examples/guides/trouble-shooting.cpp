@@ -1,6 +1,7 @@
 // Says what is wrong with the installation or a document: trouble-shooting DOCUMENT.pdf [PASSWORD]
 
 #include "SessionFolder.h"
+#include "ToText.h"
 #include "WorkerConverter.h"
 #include "WorkerPdfProvider.h"
 
@@ -26,43 +27,6 @@ bool IsInstallationSound()
 //! [installation]
 
 //! [document]
-const char* Explain(OpenFailure why)
-{
-    switch (why) {
-    case OpenFailure::None:
-        return "it opens";
-    case OpenFailure::Unreadable:
-        return "it is missing, no regular file, or must not be read";
-    case OpenFailure::Empty:
-        return "it has no bytes";
-    case OpenFailure::NotAPdf:
-        return "it is a file of another kind";
-    case OpenFailure::Damaged:
-        return "it is damaged beyond repair";
-    case OpenFailure::NoPassword:
-        return "it needs a password";
-    case OpenFailure::WrongPassword:
-        return "the password does not open it";
-    case OpenFailure::UnsupportedEncryption:
-        return "its encryption is not supported";
-    case OpenFailure::OutOfMemory:
-        return "it needs more than WorkerSettings::memoryLimit";
-    case OpenFailure::TimedOut:
-        return "it takes longer than WorkerSettings::deadline";
-    case OpenFailure::WorkerFailed:
-        return "the worker died";
-    case OpenFailure::NotStarted:
-        return "no worker could be started";
-    case OpenFailure::Changed:
-        return "somebody changed it while it was read";
-    case OpenFailure::Unconfined:
-        return "the system cannot confine a worker as WorkerSettings::requiresSandbox wants it";
-    case OpenFailure::TooManyPages:
-        return "it lists more pages than a file of its size can hold";
-    }
-    return "for a reason that is new";
-}
-
 OpenFailure TryToOpen(const std::string& path, const std::string& password)
 {
     WorkerPdfProvider provider;
@@ -81,6 +45,6 @@ int main(int argc, char** argv)
     if (!IsInstallationSound())
         return 1;
     const OpenFailure failure = TryToOpen(argv[1], argc > 2 ? argv[2] : "");
-    qInfo("%s: %s", argv[1], Explain(failure));
+    qInfo("%s %s", argv[1], qPrintable(ToText(failure)));
     return failure == OpenFailure::None ? 0 : 1;
 }

@@ -55,7 +55,6 @@ inline constexpr char failed[] = "failed";
 inline constexpr char released[] = "released";
 inline constexpr char withoutText[] = "withoutText";
 inline constexpr char unmapped[] = "unmapped";
-inline constexpr char worn[] = "worn";
 inline constexpr char missing[] = "missing";
 inline constexpr char encrypted[] = "encrypted";
 inline constexpr char encryption[] = "encryption";

@@ -263,16 +263,13 @@ QJsonObject RequestHandler::WriteText(NewFile& file, const QJsonObject& request,
                                       const QString& format)
 {
     const TextLook look = TextLookOf(request, format);
-    PageRenderer& from = RendererFor(input, {});
-    const PagesText read = from.Text(Pages(request), look);
+    const PagesText read = RendererFor(input, {}).Text(Pages(request), look);
     file.Write(read.text.constData(), std::size_t(read.text.size()));
     QJsonObject answer;
     if (!read.withoutText.empty())
         answer[Key::withoutText] = ToArray(read.withoutText);
     if (!read.unmapped.empty())
         answer[Key::unmapped] = ToArray(read.unmapped);
-    if (from.IsWorn())
-        answer[Key::worn] = true;
     return answer;
 }
 

@@ -279,8 +279,7 @@ QStringList Conversion::MadePaths() const
     run.interruption.Check();
     if (isLate)
         throw Failure(ExitCode::TimedOut, "timed-out",
-                      std::string("takes longer than --timeout allows") +
-                          (results.front().page > 0 ? "; its finished pages are there" : ""));
+                      "takes longer than --timeout allows; its finished pages are there");
     if (!failures.empty() && failures.front().error == error)
         throw WhyFailed(failures.front()); // as no page is left
     throw run.factory.WhyNotConverted(error.value_or(AbstractConverter::Unknown),

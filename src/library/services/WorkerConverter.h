@@ -53,7 +53,7 @@ class TextInParts;
  * beside the destination, under names that begin with its own. In the place of a missing page is
  * the form feed that ends it.
  *
- * A page as a picture:
+ * PictureOptions, TextOptions and PageSelection set them by their types. A page as a picture:
  *
  *     AbstractConverter::Task task;
  *     task.source = "/docs/report.pdf";

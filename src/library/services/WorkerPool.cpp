@@ -159,8 +159,6 @@ void WorkerPool::HandOut(Worker& worker, Request request)
     QJsonObject message = request.message;
     const auto answered = [this, &worker, request = std::move(request)](const QJsonObject& answer) {
         worker.asker = nullptr;
-        if (answer[WorkerProtocol::Key::worn].toBool())
-            worker.process->Release();
         Answered(worker, request, answer);
     };
     worker.process->Ask(std::move(message), answered);

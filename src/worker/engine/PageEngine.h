@@ -87,9 +87,6 @@ public:
      */
     virtual DrawnCharacters Characters(int page, bool wantsFonts) = 0;
 
-    /** Whether what it has read keeps so much memory for good that another process should go on. */
-    virtual bool IsWorn() const { return false; }
-
 protected:
     PageEngine() = default;
 

@@ -13,9 +13,6 @@ namespace {
 
 constexpr double mostPixels = 256.0 * 1024 * 1024; // a gigabyte at four bytes each
 
-// Qt PDF keeps some 190 kB of each page whose text it has read, for good.
-constexpr int mostTexts = 128;
-
 /** A page as it is drawn, on nothing. */
 QImage DrawAlone(QPdfDocument& document, int page, const QSize& size)
 {
@@ -75,13 +72,7 @@ DrawRows QtPdfEngine::Draw(int page, const PictureShape& shape)
 
 QString QtPdfEngine::Text(int page)
 {
-    ++textsRead;
     return document.getAllText(page).text();
-}
-
-bool QtPdfEngine::IsWorn() const
-{
-    return textsRead >= mostTexts;
 }
 
 } // namespace Korvel::Worker

@@ -24,13 +24,10 @@ public:
     /** None: to tell of them would load the page for each. */
     DrawnCharacters Characters(int /*page*/, bool /*wantsFonts*/) override { return {}; }
 
-    bool IsWorn() const override;
-
 private:
     WatchedFile file;
     QBuffer buffer;
     QPdfDocument document;
-    int textsRead = 0;
 };
 
 } // namespace Korvel::Worker

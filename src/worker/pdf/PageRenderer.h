@@ -85,9 +85,6 @@ public:
      */
     PagesText Text(const std::vector<qint64>& pages, const TextLook& look);
 
-    /** Whether another process should go on with the document. */
-    bool IsWorn() const { return engine->IsWorn(); }
-
 private:
     /** The index of a page, from 0. */
     int Check(qint64 page) const;

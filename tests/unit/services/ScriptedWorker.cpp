@@ -201,12 +201,6 @@ const std::map<QString, Action>& Actions()
         {"record", Record},
         {"ask-for-secret", AskForSecret},
         {"read-pages-but-the-seventh", ReadPagesButTheSeventh},
-        {"wear-out",
-         [](const QJsonObject& request) {
-             QJsonObject answer = Success(request);
-             answer["worn"] = true;
-             WriteLine(answer);
-         }},
         {"die",
          [](const QJsonObject&) {
              ::_exit(3);

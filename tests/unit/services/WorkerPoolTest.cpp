@@ -117,18 +117,6 @@ TEST_F(WorkerPoolTest, LeavesAProcessAtItsFile)
     EXPECT_NE(processes[1], processes[2]);
 }
 
-TEST_F(WorkerPoolTest, GoesOnWithAnotherChildWhereOneIsWorn)
-{
-    WorkerPool pool({ScriptedWorker()}, 1);
-    Ask(pool, "first", "/nowhere/a", {{"do", "wear-out"}});
-    Ask(pool, "second", "/nowhere/a", {{"do", "answer"}});
-    Ask(pool, "third", "/nowhere/a", {{"do", "answer"}});
-    Wait(3);
-    EXPECT_EQ(reasons, std::vector<std::string>(3));
-    EXPECT_NE(processes[0], processes[1]);
-    EXPECT_EQ(processes[1], processes[2]);
-}
-
 TEST_F(WorkerPoolTest, WakesTheProcessThatHasLookedAtTheFile)
 {
     WorkerPool pool({ScriptedWorker()}, 2);
