@@ -35,6 +35,7 @@ inline constexpr char page[] = "page";
 inline constexpr char pages[] = "pages";
 inline constexpr char resolution[] = "resolution";
 inline constexpr char size[] = "size";
+inline constexpr char asIs[] = "asIs";
 inline constexpr char gray[] = "gray";
 inline constexpr char quality[] = "quality";
 inline constexpr char compression[] = "compression";

@@ -276,7 +276,27 @@ QJsonObject RequestHandler::WriteText(NewFile& file, const QJsonObject& request,
 void RequestHandler::WritePage(NewFile& file, const QJsonObject& request, const QString& format)
 {
     const PictureLook look = LookOf(request, format);
-    RendererFor(input, ViewOf(request)).Write(file, Number(request, Key::page), look);
+    const PageView view = ViewOf(request);
+    const qint64 page = Number(request, Key::page);
+    const bool isAsIs = IsSet(request, Key::asIs);
+    if (isAsIs && (format != WorkerProtocol::Format::jpg || !view.IsPlain() ||
+                   look.pixels != PixelFormat::Bgrx || look.size.isValid()))
+        Refuse(Key::asIs, " goes with whole pages as jpg, in their own colors and size");
+    if (!isAsIs || !WriteScan(file, page))
+        RendererFor(input, view).Write(file, page, look);
+}
+
+/** Writes the JPEG that the page is nothing but; false where it is another one. */
+bool RequestHandler::WriteScan(NewFile& file, qint64 page)
+{
+    if (!scans && reusable)
+        scans = std::move(reusable);
+    if (!scans || !scans->File().State().IsStillThatOf(input))
+        scans = std::make_unique<PdfDocument>(input, std::string());
+    const std::shared_ptr<Buffer> jpeg = scans->Jpeg(page);
+    if (jpeg)
+        file.Write(reinterpret_cast<const char*>(jpeg->getBuffer()), jpeg->getSize());
+    return bool(jpeg);
 }
 
 /** What the answer tells of it. */

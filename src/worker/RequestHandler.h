@@ -41,6 +41,7 @@ private:
     void WritePdf(NewFile& file, const QJsonObject& request);
     QJsonObject WriteText(NewFile& file, const QJsonObject& request, const QString& format);
     void WritePage(NewFile& file, const QJsonObject& request, const QString& format);
+    bool WriteScan(NewFile& file, qint64 page);
     QJsonObject WriteTiff(NewFile& file, const QJsonObject& request);
     void Finish(NewFile& result, const FileState& before) const;
     template <typename Work>
@@ -66,6 +67,8 @@ private:
     std::vector<std::unique_ptr<PdfDocument>> closed;
     /** What pages were last written of as a PDF, as others are likely to be asked for next. */
     std::unique_ptr<PdfDocument> source;
+    /** What pages were last looked for in that are nothing but a JPEG. */
+    std::unique_ptr<PdfDocument> scans;
     /** One that was closed and can be drawn without being opened anew. */
     std::unique_ptr<PdfDocument> reusable;
     /** The renderer of the last converted document, whose pages are likely to be asked for next. */

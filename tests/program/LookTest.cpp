@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <QBuffer>
 #include <QImage>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -103,6 +104,45 @@ TEST_F(LookTest, OfAnotherKindIsNotThatOfTheJournal)
     EXPECT_EQ(other.exitCode, 2);
     EXPECT_THAT(other.complaints, HasSubstr("crop was '1,2,30,40mm' and is '1,2,30,41mm'"));
     EXPECT_THAT(other.complaints, HasSubstr("mono was 'false' and is 'true'"));
+}
+
+/** A picture of its own colors as a JPEG. */
+QByteArray Jpeg()
+{
+    QImage picture(96, 48, QImage::Format_RGB32);
+    picture.fill(QColor(200, 80, 20));
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    picture.save(&buffer, "jpg");
+    return bytes;
+}
+
+TEST_F(LookTest, OfAScanIsThatOfItsOwnFile)
+{
+    MakeScannedPdf(Path("scans.pdf"), {{Jpeg()}, {Jpeg(), "/Scan Do"}});
+    EncryptPdf(Path("scans.pdf"), Path("secret.pdf"), Encryption::Aes256, "user", "owner");
+    const QStringList asIs{"-f", "jpg", "-r", "native"};
+    ASSERT_EQ(Run(asIs + QStringList{"scans.pdf", "-d", "out"}).exitCode, 0);
+    EXPECT_EQ(Read("out/scans-1.jpg"), Jpeg());
+    EXPECT_EQ(QImage(Path("out/scans-2.jpg")).size(), QSize(600, 300)) << "it is no scan";
+    ASSERT_EQ(Run(asIs + QStringList{"secret.pdf", "-d", "out", "--password", "user"}).exitCode, 0);
+    EXPECT_EQ(Read("out/secret-1.jpg"), Jpeg());
+}
+
+TEST_F(LookTest, OfAScanIsRefusedWhereItCannotBeItsOwn)
+{
+    const Outcome png = Run({"scans.pdf", "-d", "out", "-r", "native"});
+    EXPECT_EQ(png.exitCode, 2);
+    EXPECT_THAT(png.complaints, HasSubstr("-r native goes with jpg only"));
+    const QStringList changes[] = {
+        {"--gray"}, {"--rotate", "90"}, {"--box", "trim"}, {"--crop", "1,2,3,4"}};
+    for (const QStringList& change : changes) {
+        const Outcome run = Run(QStringList{"scans.pdf", "-o", "a.jpg", "-r", "native"} + change);
+        EXPECT_EQ(run.exitCode, 2);
+        EXPECT_THAT(run.complaints, HasSubstr("-r native takes pages as they are"));
+    }
+    const Outcome other = Run({"scans.pdf", "-o", "a.jpg", "-r", "natively"});
+    EXPECT_THAT(other.complaints, HasSubstr("'natively' is not a resolution from 1 to 4800"));
 }
 
 TEST_F(LookTest, OfPicturesCostsBytesByItsQuality)

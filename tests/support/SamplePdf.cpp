@@ -261,6 +261,15 @@ void ChangeBytes(const QString& path, const std::function<void(QByteArray&)>& ch
     file.write(bytes);
 }
 
+/** A dictionary of such members, of which others stand in place of those of the same keys. */
+QPDFObjectHandle Dictionary(const std::string& members, const std::string& others)
+{
+    QPDFObjectHandle dictionary = QPDFObjectHandle::parse("<<" + members + ">>");
+    for (const auto& [key, value] : QPDFObjectHandle::parse("<<" + others + ">>").getDictAsMap())
+        dictionary.replaceKey(key, value);
+    return dictionary;
+}
+
 } // namespace
 
 QColor SampleColour(int page)
@@ -396,6 +405,33 @@ void MakePagesOfSizes(const QString& path, const std::vector<QSizeF>& sizes)
         }
         pdf.removePage(page);
     });
+}
+
+void MakeScannedPdf(const QString& path, const std::vector<ScannedPage>& pages)
+{
+    QPDF pdf;
+    pdf.emptyPDF();
+    for (const ScannedPage& scanned : pages) {
+        const QImage shown = QImage::fromData(scanned.jpeg);
+        QPDFObjectHandle picture = QPDFObjectHandle::newStream(
+            &pdf, std::string(scanned.jpeg.constData(), std::size_t(scanned.jpeg.size())));
+        const std::string size =
+            "/Width " + std::to_string(shown.width()) + "/Height " + std::to_string(shown.height());
+        const std::string colors = shown.isGrayscale() ? "/DeviceGray" : "/DeviceRGB";
+        picture.replaceDict(Dictionary("/Subtype/Image/Filter/DCTDecode/BitsPerComponent 8" + size +
+                                           "/ColorSpace" + colors,
+                                       scanned.picture));
+        QPDFObjectHandle page = pdf.makeIndirectObject(
+            Dictionary("/Type/Page/MediaBox[0 0 288 144]/Resources<</Font<</F<</Type/Font/Subtype"
+                       "/Type1/BaseFont/Helvetica>>>>/XObject<<>>>>",
+                       scanned.page));
+        page.getKey("/Resources").getKey("/XObject").replaceKey("/Scan", picture);
+        page.replaceKey("/Contents", QPDFObjectHandle::newStream(&pdf, scanned.content));
+        pdf.addPage(page, false);
+    }
+    QPDFWriter writer(pdf, path.toLocal8Bit().constData());
+    writer.setStreamDataMode(qpdf_s_preserve);
+    writer.write();
 }
 
 void MakePdfWithoutPages(const QString& path)

@@ -91,6 +91,19 @@ void MakePdfOfSize(const QString& path, const QSizeF& size);
 /** With a page of each size, in points; all show the beginning of the same A4 page. */
 void MakePagesOfSizes(const QString& path, const std::vector<QSizeF>& sizes);
 
+/** What a page is like that shows a JPEG, 288 points wide and 144 high. */
+struct ScannedPage
+{
+    QByteArray jpeg;
+    std::string content = "q 288 0 0 144 0 0 cm /Scan Do Q";
+    /** Members of the picture and of the page as PDF has them, in place of what they would be. */
+    std::string picture = {};
+    std::string page = {};
+};
+
+/** Makes a document of such pages. */
+void MakeScannedPdf(const QString& path, const std::vector<ScannedPage>& pages);
+
 void MakePdfWithoutPages(const QString& path);
 
 /** Damage of a kind that can be repaired, to a file that QPdfWriter or libqpdf has made. */

@@ -37,6 +37,8 @@ Options LookOptions(const PageOptions& pages)
         options["size"] = pages.size;
     else
         options["resolution"] = pages.resolution;
+    if (pages.isNative)
+        options["as_is"] = true;
     if (pages.quality > 0)
         options["quality"] = pages.quality;
     if (!pages.compression.empty())

@@ -33,6 +33,7 @@ QJsonObject JournalSettings(const OutputOptions& output, const PageOptions& page
             {"quality", pages.quality},
             {"compression", QString::fromStdString(pages.compression)},
             {"resolution", pages.size.isValid() ? 0 : pages.resolution},
+            {"native", pages.isNative},
             {"size", SizeOf(pages)},
             {"box", QString::fromStdString(pages.box)},
             {"crop", pages.part ? pages.part->ToText() : QString()},

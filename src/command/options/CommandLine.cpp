@@ -93,6 +93,24 @@ void ExcludeEachOther(const std::vector<CLI::Option*>& options)
     }
 }
 
+/** Complains about a text that is neither the word nor a resolution. */
+CLI::Validator ResolutionOr(const std::string& word)
+{
+    const CLI::Validator isResolution = InRange(WorkerProtocol::lowestResolution,
+                                                WorkerProtocol::highestResolution, "a resolution");
+    const auto check = [isResolution, word](std::string& text) {
+        return text == word ? std::string() : isResolution(text);
+    };
+    return CLI::Validator(check, {});
+}
+
+void SetResolution(const std::string& text, PageOptions& pages)
+{
+    pages.isNative = text == "native";
+    if (!pages.isNative)
+        pages.resolution = std::stod(text);
+}
+
 /** How large pictures are: four ways of which one can be chosen. */
 void AddSizes(OptionAdder& add, PageOptions& pages)
 {
@@ -104,9 +122,8 @@ void AddSizes(OptionAdder& add, PageOptions& pages)
     };
     const CLI::Validator isSide = InRange(1, WorkerProtocol::longestSide, "a number of pixels");
     ExcludeEachOther(
-        {add.Value("--resolution", pages.resolution)
-             ->transform(InRange(WorkerProtocol::lowestResolution,
-                                 WorkerProtocol::highestResolution, "a resolution")),
+        {add.Read("--resolution", [&pages](const std::string& text) { SetResolution(text, pages); })
+             ->transform(ResolutionOr("native")),
          add.Read("--size", [&pages](const std::string& text) { pages.size = ToSize(text); })
              ->check(ProblemOfSize),
          add.Read("--width", setWidth)->transform(isSide),

@@ -126,7 +126,8 @@ std::vector<Option> Pages()
              "DPI",
              "Resolution of pictures, and of the pixels that an\n"
              "hocr counts in, in dots per inch, from 1 to 4800; 150\n"
-             "without this"},
+             "without this. native makes a page that is nothing but\n"
+             "one JPEG a jpg of those very bytes, and others of 150"},
             {{"--size"}, "WxH", "Make pictures as large as fits into W x H pixels"},
             {{"--width"}, "N", "Make pictures N pixels wide, as high as follows"},
             {{"--height"}, "N", "Make pictures N pixels high, as wide as follows"},

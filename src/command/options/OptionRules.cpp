@@ -85,10 +85,21 @@ bool IsTooFar(const QRectF& part)
     return std::max({part.x(), part.y(), part.width(), part.height()}) > WorkerProtocol::mostPoints;
 }
 
+void CheckNative(const PageOptions& pages, const QString& format)
+{
+    RefuseIf(pages.isNative && OutputTemplate::NameOf(format) != WorkerProtocol::Format::jpg,
+             "-r native goes with jpg only, which is what it takes out of pages");
+    const bool isChanged =
+        pages.gray || pages.part || !pages.box.empty() || !pages.rotation.empty();
+    RefuseIf(pages.isNative && isChanged,
+             "-r native takes pages as they are; leave --gray, --box, --crop and --rotate away");
+}
+
 void CheckLook(const PageOptions& pages, const QString& format)
 {
     RefuseIf(pages.part && IsTooFar(pages.part->InPoints(pages.resolution)),
              "--crop has a number beyond a million points, which no page has");
+    CheckNative(pages, format);
     RefuseIf(pages.dithers && !pages.mono, "--dither goes with --mono only");
     RefuseIf(
         pages.part && pages.part->unit == PagePart::Unit::Pixels && pages.size.isValid(),

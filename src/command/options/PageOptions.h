@@ -17,6 +17,8 @@ struct PageOptions
     std::string ranges;
     /** The resolution of pictures in dots per inch. */
     double resolution = WorkerProtocol::defaultResolution;
+    /** Pages that are nothing but a JPEG become its bytes; the resolution is for the others. */
+    bool isNative = false;
     /**
      * Pixels that a picture is to fit into, in place of the resolution; where one is 0, as many as
      * follow from the other. Not valid for none.

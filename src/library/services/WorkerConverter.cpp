@@ -55,6 +55,8 @@ void AddPictureOptions(QJsonObject& request, TaskOptions& options)
         request[Key::resolution] = *dpi;
     if (const auto size = options.Find<QSize>("size"))
         request[Key::size] = QJsonArray{size->width(), size->height()};
+    if (const auto isAsIs = options.Find<bool>("as_is"))
+        request[Key::asIs] = *isAsIs;
     if (const auto gray = options.Find<bool>("gray"))
         request[Key::gray] = *gray;
     if (const auto transparent = options.Find<bool>("transparent"))

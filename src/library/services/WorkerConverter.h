@@ -23,6 +23,8 @@ class TextInParts;
  * - "size" (`QSize`, from 1 to 65000 each way): in place of "resolution", the pixels into which the
  *   page is to fit; it becomes as large as its shape allows. One of both may be 0: as many as
  * follow from the other
+ * - "as_is" (`bool`): of the format "jpg", a page that is nothing but one JPEG becomes the bytes of
+ *   that; neither with "size", "box", "crop" and "rotate" nor with "gray"
  * - "box" (`QString`, "crop", "media", "trim", "bleed" or "art"): the box of the page that is
  * shown; its crop box when absent, and where the page has no such box
  * - "crop" (`QRectF`, in points): the part of that box which is shown, from the top left of the

@@ -1,6 +1,7 @@
 #include "PdfDocument.h"
 
 #include "DescribeEncryption.h"
+#include "LoneJpeg.h"
 #include "NewFile.h"
 #include "OptionalContent.h"
 #include "PathText.h"
@@ -13,7 +14,6 @@
 #include <limits>
 #include <vector>
 
-#include <qpdf/Buffer.hh>
 #include <qpdf/Pipeline.hh>
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
 #include <qpdf/QPDFExc.hh>
@@ -312,6 +312,20 @@ void PdfDocument::Write(NewFile& output, qpdf_object_stream_e packing, bool isLi
 bool PdfDocument::HidesAnnotations()
 {
     return HasHiddenAnnotations(*pdf);
+}
+
+std::shared_ptr<Buffer> PdfDocument::Jpeg(qint64 page)
+{
+    const std::vector<QPDFObjectHandle>& pages = pdf->getAllPages();
+    if (page < 1 || page > qint64(pages.size()))
+        throw RequestError(Reason::NoSuchPage, "there is no page " + std::to_string(page));
+    try {
+        return LoneJpeg(QPDFPageObjectHelper(pages[std::size_t(page - 1)]));
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {
+        return nullptr; // an engine may be able to draw it
+    }
 }
 
 QByteArray PdfDocument::ForRendering(const PageView& view)

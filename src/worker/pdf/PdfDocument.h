@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include <qpdf/Buffer.hh>
 #include <qpdf/QPDF.hh>
 
 #include <QByteArray>
@@ -84,6 +85,15 @@ public:
      * @throws std::exception  libqpdf's own
      */
     QByteArray ForRendering(const PageView& view);
+
+    /**
+     * The JPEG that a page is nothing but, as LoneJpeg has it; null where the page is another one.
+     *
+     * @param page  from 1
+     * @throws RequestError  "no-such-page"
+     * @throws std::bad_alloc
+     */
+    std::shared_ptr<Buffer> Jpeg(qint64 page);
 
     const MappedFile& File() const { return file; }
 

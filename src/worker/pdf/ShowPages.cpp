@@ -1,5 +1,7 @@
 #include "ShowPages.h"
 
+#include "PageBoxes.h"
+
 #include <cmath>
 
 #include <qpdf/QPDFPageDocumentHelper.hh>
@@ -16,35 +18,6 @@ constexpr double degreesATurn = 90;
 
 /** The names of the boxes in the order of PageView::Box. */
 constexpr const char* boxNames[] = {"crop", "media", "trim", "bleed", "art"};
-constexpr const char* boxKeys[] = {"/CropBox", "/MediaBox", "/TrimBox", "/BleedBox", "/ArtBox"};
-
-const char* KeyOf(PageView::Box box)
-{
-    return boxKeys[std::size_t(box)];
-}
-
-/**
- * A box of the page in the coordinates of PDF, whose y goes up, so that the rectangle's bottom is
- * the highest; `otherwise` where it has none.
- */
-QRectF BoxOf(QPDFPageObjectHelper& page, PageView::Box box, const QRectF& otherwise)
-{
-    QPDFObjectHandle found = page.getAttribute(KeyOf(box), false);
-    if (!found.isRectangle())
-        return otherwise;
-    const QPDFObjectHandle::Rectangle corners = found.getArrayAsRectangle();
-    const QRectF rectangle(QPointF(corners.llx, corners.lly), QPointF(corners.urx, corners.ury));
-    return rectangle.isEmpty() ? otherwise : rectangle;
-}
-
-int TurnsOf(QPDFPageObjectHelper& page)
-{
-    QPDFObjectHandle rotation = page.getAttribute("/Rotate", false);
-    const double degrees =
-        rotation.isNumber() ? std::fmod(rotation.getNumericValue(), turnsInAll * degreesATurn) : 0;
-    const int turns = std::isfinite(degrees) ? int(degrees / degreesATurn) : 0;
-    return (turns + turnsInAll) % turnsInAll;
-}
 
 /** From the top left of what is shown of a box to the coordinates of PDF. */
 QPointF ToPdf(const QPointF& point, const QRectF& box, int turns)
@@ -76,8 +49,7 @@ QPDFObjectHandle ToArray(const QRectF& box)
 void ShowBox(QPDFPageObjectHelper& page, const PageView& view)
 {
     using Box = PageView::Box;
-    const QRectF letter(0, 0, 612, 792); // as engines have it where there is no media box
-    const QRectF media = BoxOf(page, Box::Media, letter);
+    const QRectF media = MediaBoxOf(page);
     const QRectF crop = BoxOf(page, Box::Crop, media);
     QRectF shown = BoxOf(page, view.box, view.box == Box::Media ? media : crop) & media;
     if (!view.part.isNull())

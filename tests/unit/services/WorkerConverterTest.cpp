@@ -154,6 +154,7 @@ TEST_F(WorkerConverterTest, AsksTheWorkerForTheTask)
     task.options["resolution"] = 72.5;
     task.options["size"] = QSize(800, 600);
     task.options["gray"] = true;
+    task.options["as_is"] = false;
     task.options["box"] = QStringLiteral("trim");
     task.options["crop"] = QRectF(1, 2.5, 3, 4);
     task.options["rotate"] = 90;
@@ -171,6 +172,7 @@ TEST_F(WorkerConverterTest, AsksTheWorkerForTheTask)
     EXPECT_EQ(request["resolution"].toDouble(), 72.5);
     EXPECT_EQ(request["size"].toArray(), QJsonArray({800, 600}));
     EXPECT_EQ(request["gray"], QJsonValue(true));
+    EXPECT_EQ(request["asIs"], QJsonValue(false));
     EXPECT_EQ(request["box"].toString(), "trim");
     EXPECT_EQ(request["crop"].toArray(), QJsonArray({1, 2.5, 3, 4}));
     EXPECT_EQ(request["rotate"].toInt(), 90);
@@ -185,7 +187,7 @@ TEST_F(WorkerConverterTest, LeavesOptionsAwayThatTheTaskDoesNotHave)
 {
     const QJsonObject request = RequestFor(TaskOf({}, "all.txt"));
     for (const char* name : {"page", "pages", "resolution", "size", "gray", "quality",
-                             "compression", "box", "crop", "rotate", "mono", "transparent"})
+                             "compression", "box", "crop", "rotate", "mono", "transparent", "asIs"})
         EXPECT_FALSE(request.contains(name)) << name;
 }
 
@@ -405,6 +407,7 @@ TEST_F(WorkerConverterTest, ThrowsForAnOptionOfAnotherTypeAndEmitsNothing)
         {"resolution", {72U, std::string("72"), std::any()}},
         {"size", {QSizeF(20, 20), 20, std::vector<int>{20, 20}}},
         {"gray", {1, std::string("true"), std::any()}},
+        {"as_is", {1, std::string("true")}},
         {"box", {std::string("trim"), "trim", 1}},
         {"crop", {QRect(1, 2, 3, 4), std::vector<double>{1, 2, 3, 4}}},
         {"rotate", {90.0, std::string("90")}},
