@@ -110,6 +110,84 @@ def page_goals(rows):
                          max(ratios(rows, TWO, POPPLER, "bytes")))]
 
 
+def real_goals(rows):
+    """Of documents that others made."""
+    def mean(what, ours, peer, goal):
+        return Goal(what, mean_ratio(rows, peer, ours), goal,
+                    processor=mean_ratio(rows, peer, ours, "processor"))
+
+    def least(what, some, peer, ours, goal):
+        return [Goal(what, min(ratios(some, peer, ours)), goal)] if some else []
+    sizes = ratios(rows, TWO, POPPLER, "bytes")
+    return [mean("2 workers than pdftoppm, geometric mean", TWO, POPPLER, 25),
+            mean("2 workers than mutool draw, geometric mean", TWO, MUPDF, 5),
+            mean("2 workers than 2 mutool draw, geometric mean", TWO, TWO_MUPDF, 2.6),
+            mean("1 worker than pdftoppm, geometric mean", ONE, POPPLER, 16),
+            *least("2 workers than 2 mutool draw, the least from 2 pages on",
+                   [row for row in rows if row["pages"] >= 2], TWO_MUPDF, TWO, 1.2),
+            *least("2 workers than 1, the least from 10 pages on",
+                   [row for row in rows if row["pages"] >= 10], ONE, TWO, 1.8),
+            Goal("bytes, of pdftoppm's, geometric mean", statistics.geometric_mean(sizes), 1,
+                 at_most=True),
+            Goal("bytes, of pdftoppm's, the most of all documents", max(sizes), 1.3, at_most=True)]
+
+
+def measure_real(bench, corpus):
+    """Pages of documents out of packages, those kept out of all choices by themselves."""
+    rows = [dict(measure_document(bench, document.path), kept=document.is_kept_out)
+            for document in corpus]
+    print_pages(rows)
+    return [(title, real_goals(some), some) for title, some in
+            (("Documents that others made", [row for row in rows if not row["kept"]]),
+             ("Those of packages kept out of all choices", [row for row in rows if row["kept"]]))
+            if some]
+
+
+# Many small documents
+
+def first_pages(bench, corpus, count):
+    """A page each of the documents that others made, again and again; a list of the files."""
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="small-", dir=bench.folder))
+    pages = []
+    for number, document in enumerate(corpus):
+        page = folder / f"page-{number}"
+        done = subprocess.run(["qpdf", "--warning-exit-0", document.path, "--pages", ".", "1", "--",
+                               page], check=False, stderr=subprocess.DEVNULL)
+        pages += [page] if done.returncode == 0 else []
+    names = [folder / f"{number}.pdf" for number in range(count)]
+    for number, name in enumerate(names):
+        shutil.copy(pages[number % len(pages)], name)
+    listed = bench.folder / "small"
+    listed.write_bytes(b"".join(os.fsencode(name) + b"\0" for name in names))
+    return folder, listed
+
+
+def measure_small(bench, corpus, count=500):
+    folder, names = first_pages(bench, corpus, count)
+    ours = ["--from-list", names, "-0", "-d", ".", "-j", "2", "-f"]
+    kinds = {"PNG": ("mutool draw", 4, {
+                COMMAND: [bench.pdfconvert(*ours, "png", "-o", "%s.png", password=False)],
+                "mutool draw": one_by_one(names, 'exec mutool draw -q -r 150 -o "${1##*/}.png" "$1"')}),
+             "text": ("pdftotext", 1.5, {
+                COMMAND: [bench.pdfconvert(*ours, "txt", password=False)],
+                "pdftotext": one_by_one(names, 'exec pdftotext "$1" "${1##*/}.txt"')})}
+    goals, kept = [], {}
+    for kind, (peer, goal, programs) in kinds.items():
+        runs = take_turns(programs, min(bench.rounds, 3), bench.folder)
+        if any(one.files != count for of_name in runs.values() for one in of_name):
+            raise RuntimeError(f"not every program made {count} files of {kind}")
+        kept[kind] = {name: {what: median(of_name, what) for what in ("seconds", "processor")}
+                      for name, of_name in runs.items()}
+        of_kind = {what: kept[kind][peer][what] / kept[kind][COMMAND][what]
+                   for what in ("seconds", "processor")}
+        goals.append(Goal(f"{kind}, than {peer} two at a time", of_kind["seconds"], goal,
+                          processor=of_kind["processor"]))
+        goals.append(Goal(f"{kind}, processor time of a document",
+                          kept[kind][COMMAND]["processor"] / count * 1000, unit="ms"))
+    shutil.rmtree(folder)
+    return goals, kept
+
+
 def measure_pages(bench, corpus):
     rows = [measure_document(bench, document.resolve()) for document in corpus]
     print_pages(rows)

@@ -1,6 +1,5 @@
 """Texts of documents that others made, beside the texts that their authors made of the same sources."""
 
-import gzip
 import hashlib
 import pathlib
 import re
@@ -8,6 +7,8 @@ import statistics
 import subprocess
 import time
 import unicodedata
+
+from measure.packages import plain, unpack
 
 DOC = "usr/share/doc"
 GUIDE = "cs de en fr it ja ko pt ru sv vi zh_CN".split()
@@ -29,25 +30,6 @@ def sources():
     yield from (("debian-history", f"debian-history/docs/project-history.{language}") for language in HISTORY)
     yield "maint-guide", "maint-guide/maint-guide.en"
     yield "debian-faq", "debian/FAQ/debian-faq.en"
-
-
-def unpack(package, folder):
-    """The package's files, downloaded and not installed; None where the archive does not have it."""
-    root = folder / package
-    if not root.exists():
-        subprocess.run(["apt-get", "download", "-qq", package], cwd=folder, check=False,
-                       stderr=subprocess.DEVNULL)
-        found = sorted(folder.glob(f"{package}_*.deb"))
-        if not found:
-            return None
-        subprocess.run(["dpkg-deb", "-x", found[0], root], check=True)
-    return root
-
-
-def plain(path):
-    """The file, or what its compressed form holds."""
-    packed = path.with_name(path.name + ".gz")
-    return gzip.decompress(packed.read_bytes()) if packed.exists() else path.read_bytes()
 
 
 def decoded(raw, language):
