@@ -1,5 +1,7 @@
 #include "PlainText.h"
 
+#include <algorithm>
+
 #include <QSet>
 #include <QString>
 #include <QStringList>
@@ -47,10 +49,26 @@ bool IsAddress(const QString& word)
     return word.contains(QLatin1String("://"));
 }
 
+/** Whether both are of capitals alone, and no names of a few letters. */
+bool AreOfCapitals(const QString& end, const QString& start)
+{
+    constexpr int fewest = 3;
+    const auto isNone = [](QChar one) {
+        return one.isLower() || one.isDigit();
+    };
+    const auto isCapital = [](QChar one) {
+        return one.isUpper();
+    };
+    return std::count_if(start.begin(), start.end(), isCapital) >= fewest &&
+           std::all_of(end.begin(), end.end() - 1, isCapital) &&
+           std::none_of(start.begin(), start.end(), isNone);
+}
+
 bool IsParted(const QString& end, const QString& start)
 {
     return end.size() > 1 && end.endsWith(hyphen) &&
-           (end[end.size() - 2].isLetter() || IsAddress(end)) && start.front().isLower();
+           (end[end.size() - 2].isLetter() || IsAddress(end)) &&
+           (start.front().isLower() || AreOfCapitals(end, start));
 }
 
 QString Joined(const QString& end, const QString& start, const QSet<QString>& hyphenated)

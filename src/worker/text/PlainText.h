@@ -12,7 +12,8 @@ namespace Korvel::Worker {
  *
  * @param dehyphenates  whether a word that is parted at the end of a line is put together. Its
  *                      hyphen stays where the page has the word with the hyphen elsewhere, where
- *                      the word has another one, and before a capital letter or a digit.
+ *                      the word has another one, and before a capital letter or a digit,
+ *                      unless the word is of capitals.
  */
 QByteArray PlainText(const TextPage& page, bool dehyphenates);
 

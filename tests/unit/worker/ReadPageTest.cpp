@@ -230,6 +230,15 @@ TEST_F(ReadPageTest, LargeCapitalsBeginTheirParagraphs)
     EXPECT_EQ(Plain(), "Once upon a time\n");
 }
 
+TEST_F(ReadPageTest, WordsOfCapitalsThatArePartedArePutTogether)
+{
+    PutLine("THIS IS NO WAR-", 50, 100);
+    PutLine("RANTY, AND ISO-", 50, 112);
+    PutLine("UK and Xag-", 50, 124);
+    PutLine("Group stay", 50, 136);
+    EXPECT_EQ(Plain(), "THIS IS NO WARRANTY,\nAND ISO-\nUK and Xag-\nGroup stay\n");
+}
+
 TEST_F(ReadPageTest, WithoutPlacesTheOrderIsTheEngines)
 {
     engine.knowsPlaces = false;
