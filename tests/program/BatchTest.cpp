@@ -49,6 +49,28 @@ TEST_F(BatchTest, EndsWithTheCodeThatAllItsFailuresShare)
     EXPECT_EQ(Run({"secret.pdf", "bad.pdf", "-d", "out"}).exitCode, 10);
 }
 
+TEST_F(BatchTest, TellsOfDocumentsInTheirOrderHoweverManyAreOpenedAtOnce)
+{
+    MakeSample("one.pdf", 1);
+    MakeSample("secret.pdf", 2, "pw");
+    MakeSample("other.pdf", 1, "other");
+    Write("bad.pdf", "no PDF");
+    Write("map", "other.pdf\tother\nsecret.pdf\tpw\n");
+    const QStringList inputs{"one.pdf",  "bad.pdf",   "secret.pdf", "one.pdf",
+                             "none.pdf", "other.pdf", "bad.pdf",    "secret.pdf"};
+    const QStringList arguments =
+        inputs + QStringList{"--password-map", "map", "-d", "out", "-f", "txt", "--dry-run"};
+    const Outcome oneByOne = Run(arguments + QStringList{"-j", "1"});
+    EXPECT_EQ(oneByOne.results, QStringList({"out/one.txt", "out/secret.txt", "out/one(2).txt",
+                                             "out/other.txt", "out/secret(2).txt"}));
+    for (const char* jobs : {"2", "3", "8", "20"}) {
+        const Outcome sideBySide = Run(arguments + QStringList{"-j", jobs});
+        EXPECT_EQ(sideBySide.results, oneByOne.results) << jobs;
+        EXPECT_EQ(sideBySide.complaints, oneByOne.complaints) << jobs;
+        EXPECT_EQ(sideBySide.exitCode, 10);
+    }
+}
+
 TEST_F(BatchTest, StopsAtTheFirstFailureWhenThatIsWanted)
 {
     MakeSample("one.pdf", 1);

@@ -89,6 +89,25 @@ TEST_F(ScarcityTest, OfProcessesIsTold)
     EXPECT_EQ(ExpectResultsOrReason("--nproc=40"), 0);
 }
 
+TEST_F(ScarcityTest, OfProcessesHasDocumentsOpenedOneAfterAnother)
+{
+    for (const char* name : {"1.pdf", "2.pdf", "3.pdf", "4.pdf"})
+        ASSERT_TRUE(QFile::copy(Path("two.pdf"), Path(name)));
+    const QStringList arguments{Path("1.pdf"), Path("2.pdf"), Path("3.pdf"), Path("4.pdf"),
+                                "--dry-run",   "-d",          "pages"};
+    int opened = 0;
+    for (int processes = 4; processes <= 20; ++processes) {
+        const QString limit = QStringLiteral("--nproc=%1").arg(processes);
+        if (RunUnder({limit}, arguments + QStringList{"-j", "1"}).exitCode != 0)
+            continue;
+        const Outcome run = RunUnder({limit}, arguments + QStringList{"-j", "4"});
+        EXPECT_EQ(run.exitCode, 0) << processes << ' ' << run.complaints;
+        EXPECT_EQ(run.results.size(), 8);
+        ++opened;
+    }
+    EXPECT_GE(opened, 5);
+}
+
 TEST_F(ScarcityTest, OfProcessesEndsNothingElseOfTheUser)
 {
     QProcess other;

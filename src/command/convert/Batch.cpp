@@ -110,8 +110,12 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
     factory.PrepareWorkers(inputs.size(), !options.run.isDry && !options.run.inspects);
     if (!options.run.inspects)
         planner = std::make_unique<Planner>(run, inputs);
-    for (const Input& input : inputs) {
-        const bool isWell = !IsToDo(input) || OpenAndPlan(input);
+    auto next = inputs.begin();
+    atOnce = factory.Jobs();
+    for (Documents begun; BeginNext(next, inputs.end(), begun);) {
+        GiveUpWhatLacksWorkers(begun);
+        const bool isWell = OpenAndPlan(std::move(begun.front()));
+        begun.pop_front();
         TellMissingFilters();
         if (!isWell && options.run.failsFast) {
             documents.clear();
@@ -134,12 +138,36 @@ void Batch::TellMissingFilters()
                      "(--require-sandbox converts nothing then)");
 }
 
-bool Batch::OpenAndPlan(const Input& input)
+/** Has as many documents being opened as are converted at once; false when none is left. */
+bool Batch::BeginNext(std::vector<Input>::const_iterator& next,
+                      const std::vector<Input>::const_iterator& end, Documents& begun)
 {
-    std::unique_ptr<Document> document;
+    for (; next != end && begun.size() < atOnce; ++next) {
+        if (!IsToDo(*next))
+            continue;
+        // Passwords come straight to the heap: nobody clears what is left of one on the stack.
+        begun.push_back(std::make_unique<Document>(*next));
+        begun.back()->Begin(*passwords, factory);
+    }
+    return !begun.empty();
+}
+
+/** Opens one after another where the machine has no room for as many workers. */
+void Batch::GiveUpWhatLacksWorkers(const Documents& begun)
+{
+    if (begun.size() == 1 || !begun.front()->LacksWorker(factory))
+        return;
+    atOnce = 1;
+    for (const std::unique_ptr<Document>& document : begun)
+        document->GiveUp(factory);
+}
+
+bool Batch::OpenAndPlan(std::unique_ptr<Document> document)
+{
+    const Input input = document->GetInput();
     const auto open = [&] {
         interruption.Check();
-        document = Document::Open(input, *passwords, factory);
+        document->Open(*passwords, factory);
     };
     if (!Attempt(input, open))
         return false;

@@ -7,6 +7,7 @@
 #include "Run.h"
 #include "Tally.h"
 
+#include <deque>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -49,12 +50,17 @@ private:
     Batch(const Batch&) = delete;
     Batch& operator=(const Batch&) = delete;
 
+    using Documents = std::deque<std::unique_ptr<Document>>;
+
     std::unique_ptr<Passwords> ReadPasswords();
     ExitCode ConvertInputs();
     void SayWhatToKnow();
     std::vector<Input> Collect();
     void OpenAndPlan(const std::vector<Input>& inputs);
-    bool OpenAndPlan(const Input& input);
+    bool BeginNext(std::vector<Input>::const_iterator& next,
+                   const std::vector<Input>::const_iterator& end, Documents& begun);
+    void GiveUpWhatLacksWorkers(const Documents& begun);
+    bool OpenAndPlan(std::unique_ptr<Document> document);
     void TellMissingFilters();
     bool IsToDo(const Input& input);
     void CheckStandardOutput() const;
@@ -81,6 +87,8 @@ private:
     std::unique_ptr<Planner> planner;
     /** The inputs that could be opened and planned. */
     std::vector<PlannedDocument> documents;
+    /** How many are opened side by side. */
+    std::size_t atOnce = 1;
     /** Name of the input in work; empty when it is none in particular. */
     QString inWork;
     /** The machine had no room for a worker, and so not all inputs came to their end. */

@@ -112,19 +112,19 @@ ConverterFactory::ConverterFactory(const RunOptions& options, OnExists onExists,
 void ConverterFactory::PrepareWorkers(std::size_t documents, bool willConvert)
 {
     provider->Prepare();
-    keepsWorker = willConvert && documents == 1;
-    if (willConvert && !keepsWorker)
-        workers->Prepare();
+    isToConvert = willConvert;
+    toOpen = documents;
 }
 
 void ConverterFactory::Close(const PDF::DocumentHandle& document, bool needsCopy)
 {
-    if (keepsWorker && !needsCopy) {
+    const bool isLast = isToConvert && ++closed == toOpen;
+    if (isLast && !needsCopy) {
         workers->Adopt(provider->TakeWorker(document));
         return;
     }
-    provider->CloseDocument(document);
-    if (keepsWorker)
+    provider->CloseDocument(document).wait(); // so that the next one finds its worker free
+    if (isLast)
         workers->Prepare();
 }
 

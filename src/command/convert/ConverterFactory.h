@@ -59,8 +59,8 @@ public:
     ~ConverterFactory();
 
     /**
-     * Starts workers to open and, if that is to come, to convert documents, so that the first one
-     * need not wait for them. The worker that opens an only document goes on to convert it.
+     * Starts a worker to open documents, so that the first one need not wait for it. If documents
+     * are to be converted, the worker that opens the last one goes on to do that.
      */
     void PrepareWorkers(std::size_t documents, bool willConvert);
 
@@ -152,8 +152,9 @@ private:
     /** The fan-outs of the chains that are there. */
     std::vector<QPointer<PDF::Converter::PageFanOut>> fanOuts;
     std::chrono::milliseconds timeOfCopies{0};
-    /** Whether the one worker that runs is to convert what it opens. */
-    bool keepsWorker = false;
+    bool isToConvert = false;
+    std::size_t toOpen = 0;
+    std::size_t closed = 0;
     /** Receives calls from the signals' thread. */
     QObject mainThread;
 };

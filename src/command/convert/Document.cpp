@@ -46,26 +46,36 @@ bool IsForWantOfPassword(PDF::OpenFailure why)
 
 } // namespace
 
-std::unique_ptr<Document> Document::Open(const Input& input, Passwords& passwords,
-                                         ConverterFactory& factory)
+void Document::Begin(const Passwords& passwords, ConverterFactory& factory)
+{
+    try {
+        CheckInput(input);
+    } catch (const Failure&) {
+        return; // which is told when it is to be opened
+    }
+    const std::string path = input.path.toStdString();
+    state = SourceState(path);
+    begunWith = passwords.LikeliestFor(input);
+    begun = factory.PdfProvider().OpenDocument(ioPath(path), begunWith);
+}
+
+void Document::Open(Passwords& passwords, ConverterFactory& factory)
 {
     CheckInput(input);
-    // The password comes straight to the heap: nobody clears what is left of it on the stack.
-    std::unique_ptr<Document> document(new Document(input));
     try {
-        document->OpenUnchanged(passwords, factory);
+        OpenUnchanged(passwords, factory);
     } catch (const Failure&) {
-        if (document->IsUnchanged())
+        if (IsUnchanged())
             throw;
-        document->OpenUnchanged(passwords, factory);
+        OpenUnchanged(passwords, factory);
     }
-    return document;
 }
 
 void Document::OpenUnchanged(Passwords& passwords, ConverterFactory& factory)
 {
     const std::string path = input.path.toStdString();
-    state = SourceState(path);
+    if (!begun.valid())
+        state = SourceState(path);
     if (!passwords.Find(input, [&](const auto& tried) { return TakesPassword(tried, factory); }))
         throw WhyNotOpened(passwords, factory);
     if (!IsUnchanged())
@@ -90,7 +100,7 @@ bool Document::TakesPassword(const std::string& tried, ConverterFactory& factory
 {
     const ioPath path(input.path.toStdString());
     PDF::WorkerPdfProvider& provider = factory.PdfProvider();
-    const PDF::DocumentHandle handle = provider.OpenDocument(path, tried).get();
+    const PDF::DocumentHandle handle = OpenWith(tried, factory);
     factory.CheckForSignal();
     if (auto described = provider.Describe(handle)) {
         info = std::move(*described);
@@ -101,6 +111,34 @@ bool Document::TakesPassword(const std::string& tried, ConverterFactory& factory
     if (const PDF::OpenFailure why = provider.WhyOpenFailed(path); !IsForWantOfPassword(why))
         throw factory.WhyNotOpened(input.path.toStdString());
     return false;
+}
+
+bool Document::LacksWorker(ConverterFactory& factory)
+{
+    if (!begun.valid())
+        return false;
+    begun.wait();
+    return factory.PdfProvider().WhyOpenFailed(ioPath(input.path.toStdString())) ==
+           PDF::OpenFailure::NotStarted;
+}
+
+void Document::GiveUp(ConverterFactory& factory)
+{
+    if (begun.valid())
+        factory.PdfProvider().CloseDocument(begun.get()).wait();
+    ::explicit_bzero(begunWith.data(), begunWith.size());
+}
+
+/** What was begun counts when it was with that password. */
+PDF::DocumentHandle Document::OpenWith(const std::string& tried, ConverterFactory& factory)
+{
+    const bool isBegun = tried == begunWith;
+    if (begun.valid() && isBegun) {
+        ::explicit_bzero(begunWith.data(), begunWith.size());
+        return begun.get();
+    }
+    GiveUp(factory);
+    return factory.PdfProvider().OpenDocument(ioPath(input.path.toStdString()), tried).get();
 }
 
 void Document::ForgetPassword()

@@ -5,6 +5,7 @@
 #include "SourceState.h"
 #include "WorkerPdfProvider.h"
 
+#include <future>
 #include <memory>
 #include <string>
 
@@ -20,14 +21,27 @@ class Passwords;
 class Document
 {
 public:
+    explicit Document(const Input& input) : input(input) {}
+
     /**
-     * Opens the document of an input, with the password that is found for it.
+     * Has a worker begin to open it, with the likeliest of its passwords. Several are opened side
+     * by side so; each keeps a worker until it is opened.
+     */
+    void Begin(const Passwords& passwords, ConverterFactory& factory);
+
+    /** Whether that failed, as the machine had no room for one more worker. Waits for it. */
+    bool LacksWorker(ConverterFactory& factory);
+
+    /** Leaves it as it was before that was begun, and its worker to others. */
+    void GiveUp(ConverterFactory& factory);
+
+    /**
+     * Opens it, with the password that is found for it.
      *
      * @throws Failure      it is none that can be converted, or no password opens it
      * @throws Interrupted  a signal came meanwhile
      */
-    static std::unique_ptr<Document> Open(const Input& input, Passwords& passwords,
-                                          ConverterFactory& factory);
+    void Open(Passwords& passwords, ConverterFactory& factory);
 
     const Input& GetInput() const { return input; }
 
@@ -49,17 +63,20 @@ public:
     void ForgetPassword();
 
 private:
-    explicit Document(const Input& input) : input(input) {}
     Document(const Document&) = delete;
     Document& operator=(const Document&) = delete;
 
     void OpenUnchanged(Passwords& passwords, ConverterFactory& factory);
     Failure WhyNotOpened(const Passwords& passwords, const ConverterFactory& factory) const;
     bool TakesPassword(const std::string& tried, ConverterFactory& factory);
+    PDF::DocumentHandle OpenWith(const std::string& tried, ConverterFactory& factory);
 
     const Input input;
     /** From before it was opened. */
     SourceState state;
+    /** What was begun, and with what; invalid once that is taken. */
+    std::future<PDF::DocumentHandle> begun;
+    std::string begunWith;
     PDF::DocumentInfo info;
     std::string password;
 };

@@ -43,6 +43,9 @@ public:
      */
     bool Find(const Input& input, const std::function<bool(const std::string&)>& opens);
 
+    /** What Find tries first. */
+    std::string LikeliestFor(const Input& input) const { return KnownFor(input).front(); }
+
     /** The map of passwords if it should hold one for the input, and does not; else empty. */
     std::string MapWithout(const Input& input) const;
 
