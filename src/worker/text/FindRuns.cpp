@@ -175,11 +175,13 @@ Run MakeRun(Glyphs& glyphs)
     run.baseline = glyphs.front().baseline;
     bool hasMarks = false;
     const double spacing = Spacing(glyphs);
+    std::size_t letter = 0; // marks stand anywhere above or below it
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
         const Glyph& glyph = glyphs[i];
-        if (i == 0 || EndsWord(glyphs[i - 1], glyph, spacing))
+        if (i == 0 || EndsWord(glyphs[letter], glyph, spacing))
             run.words.push_back({{}, {}, 0, glyph.font});
         AppendTo(run.words.back(), glyph);
+        letter = IsCombining(glyph.code) ? letter : i;
         if (glyph.em > run.em) {
             run.em = glyph.em;
             run.baseline = glyph.baseline;

@@ -81,15 +81,40 @@ bool GoesOn(const RunLine& before, const RunLine& line)
            (last.text.back().isLower() || last.text.back() == '-' || last.text.back() == ',');
 }
 
+/** Whether the word goes on where the other one ends, from right to left. */
+bool IsRestOf(const TextWord& word, const TextWord& rest)
+{
+    constexpr double touching = 0.1; // in ems
+    const auto letter = std::find_if_not(word.text.rbegin(), word.text.rend(),
+                                         [](QChar one) { return IsCombining(one.unicode()); });
+    return letter != word.text.rend() && IsRightToLeft(letter->unicode()) &&
+           IsRightToLeft(rest.text.front().unicode()) &&
+           std::abs(word.box.left() - rest.box.right()) < touching * std::min(word.size, rest.size);
+}
+
+/** Words whose letters are drawn in parts, as where a font moves marks, are put together. */
+std::vector<TextWord> WordsOf(const RunLine& line)
+{
+    std::vector<TextWord> words;
+    for (const Run* const run : line.runs) {
+        for (const TextWord& word : run->words) {
+            if (words.empty() || &word != &run->words.front() || !IsRestOf(words.back(), word)) {
+                words.push_back(word);
+                continue;
+            }
+            words.back().text += word.text;
+            words.back().box |= word.box;
+        }
+    }
+    return words;
+}
+
 TextLine ToTextLine(const RunLine& line, const Affine& shown)
 {
     TextLine text;
-    for (const Run* const run : line.runs) {
-        for (TextWord word : run->words) {
-            word.box = shown.Map(word.box);
-            text.words.push_back(std::move(word));
-        }
-    }
+    text.words = WordsOf(line);
+    for (TextWord& word : text.words)
+        word.box = shown.Map(word.box);
     text.box = shown.Map(line.box);
     return text;
 }

@@ -4,6 +4,7 @@
 #include "FindGlyphs.h"
 #include "FindRuns.h"
 #include "Paragraphs.h"
+#include "PlaceMarks.h"
 #include "ReadingOrder.h"
 
 #include <iterator>
@@ -40,8 +41,9 @@ TextPage ReadCharacters(PageEngine& engine, int page, bool wantsFonts)
 {
     TextPage text;
     DrawnCharacters drawn = engine.Characters(page, wantsFonts);
-    const PageGlyphs glyphs = FindGlyphs(drawn.characters);
-    for (const Writing& writing : glyphs.writings) {
+    PageGlyphs glyphs = FindGlyphs(drawn.characters);
+    for (Writing& writing : glyphs.writings) {
+        PlaceMarks(writing.glyphs);
         std::vector<Run> runs = FindRuns(writing.glyphs);
         JoinDropCaps(runs);
         std::vector<TextBlock> blocks = FindParagraphs(InReadingOrder(runs), writing.Back());

@@ -230,6 +230,19 @@ TEST_F(ReadPageTest, LargeCapitalsBeginTheirParagraphs)
     EXPECT_EQ(Plain(), "Once upon a time\n");
 }
 
+TEST_F(ReadPageTest, MarksThatAreDrawnApartFromTheirLettersJoinThem)
+{
+    for (const int place : {0, 1, 2, 3}) // from left to right
+        Put(QStringLiteral("\u0623\u062f\u0633\u0645")[place].unicode(), 60 + 5 * place, 100);
+    Put(' ', 63, 100, 0); // as the engine puts it in
+    Put(0x64e, 62, 101, 0);
+    Put(0x628, 55, 100); // the word goes on before that
+    Put(0x650, 53, 100, 0);
+    Put(0x64a, 50, 100);
+    EXPECT_EQ(Plain(),
+              QStringLiteral("\u0645\u0633\u062f\u0623\u064e\u0628\u0650\u064a\n").toStdString());
+}
+
 TEST_F(ReadPageTest, WordsOfCapitalsThatArePartedArePutTogether)
 {
     PutLine("THIS IS NO WAR-", 50, 100);

@@ -1,0 +1,119 @@
+#include "PlaceMarks.h"
+
+#include "Script.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <optional>
+#include <utility>
+
+namespace Korvel::Worker {
+
+namespace {
+
+// In ems.
+constexpr double farthest = 0.25;
+constexpr double farthestBaseline = 0.6;
+constexpr double sameBaseline = 0.005;
+
+constexpr std::size_t mostMarks = 8;                // of one letter
+constexpr std::size_t mostComparisons = 10'000'000; // a page of more marks keeps them as drawn
+
+using Glyphs = std::vector<Glyph>;
+
+bool IsMark(const Glyph& glyph)
+{
+    return IsCombining(glyph.code);
+}
+
+/** How far the mark is beside the letter, in points; nothing where it is not at it. */
+std::optional<double> DistanceOf(const Glyph& mark, const Glyph& letter)
+{
+    const double em = std::max(mark.em, letter.em);
+    const double place = mark.box.center().x();
+    const double beside = std::max({0.0, letter.box.left() - place, place - letter.box.right()});
+    if (IsMark(letter) || beside > farthest * em ||
+        std::abs(mark.baseline - letter.baseline) > farthestBaseline * em)
+        return std::nullopt;
+    return beside;
+}
+
+/** Whether it is drawn right before or after a letter that it stands at. */
+bool IsAtNeighbor(const Glyphs& glyphs, std::size_t index)
+{
+    std::size_t before = index;
+    while (before > 0 && index - before < mostMarks && IsMark(glyphs[before]))
+        --before;
+    std::size_t after = index;
+    while (after + 1 < glyphs.size() && after - index < mostMarks && IsMark(glyphs[after]))
+        ++after;
+    const Glyph& mark = glyphs[index];
+    const auto fromBefore = DistanceOf(mark, glyphs[before]);
+    const auto fromAfter = DistanceOf(mark, glyphs[after]);
+    const bool isOnLine = std::abs(mark.baseline - glyphs[after].baseline) < sameBaseline * mark.em;
+    return fromBefore == 0.0 || fromAfter == 0.0 ||
+           (fromBefore && mark.before == Glyph::Before::Nothing) || (fromAfter && isOnLine);
+}
+
+std::optional<std::size_t> LetterOf(const Glyphs& glyphs, const Glyph& mark)
+{
+    std::optional<std::size_t> nearest;
+    double least = 0;
+    for (std::size_t i = 0; i < glyphs.size(); ++i) {
+        const auto distance = DistanceOf(mark, glyphs[i]);
+        if (distance && (!nearest || *distance < least)) {
+            nearest = i;
+            least = *distance;
+        }
+    }
+    return nearest;
+}
+
+/** Whether letters from there on are drawn from left to right. */
+bool GoesRight(const Glyphs& glyphs, std::size_t letter)
+{
+    const auto next =
+        std::find_if_not(glyphs.begin() + std::ptrdiff_t(letter) + 1, glyphs.end(), IsMark);
+    return next != glyphs.end() && next->box.center().x() > glyphs[letter].box.center().x();
+}
+
+} // namespace
+
+void PlaceMarks(Glyphs& glyphs)
+{
+    std::vector<std::size_t> strays;
+    for (std::size_t i = 0; i < glyphs.size(); ++i) {
+        if (IsMark(glyphs[i]) && !IsAtNeighbor(glyphs, i))
+            strays.push_back(i);
+    }
+    if (strays.empty() || strays.size() * glyphs.size() > mostComparisons)
+        return;
+    std::multimap<std::size_t, Glyph> marks;
+    std::vector<bool> isMoved(glyphs.size());
+    for (const std::size_t stray : strays) {
+        if (const auto letter = LetterOf(glyphs, glyphs[stray])) {
+            marks.emplace(*letter, glyphs[stray]);
+            isMoved[stray] = true;
+        }
+    }
+    Glyphs placed;
+    for (std::size_t i = 0; i < glyphs.size(); ++i) {
+        if (isMoved[i])
+            continue;
+        const auto [first, last] = marks.equal_range(i);
+        const std::size_t begin = placed.size();
+        placed.push_back(glyphs[i]);
+        for (auto mark = first; mark != last; ++mark) {
+            placed.push_back(mark->second);
+            placed.back().before = Glyph::Before::Nothing;
+        }
+        if (first != last && GoesRight(glyphs, i)) {
+            std::reverse(placed.begin() + std::ptrdiff_t(begin), placed.end());
+            std::swap(placed[begin].before, placed.back().before);
+        }
+    }
+    glyphs = std::move(placed);
+}
+
+} // namespace Korvel::Worker
