@@ -38,7 +38,8 @@ TextExtractor::~TextExtractor()
 bool TextExtractor::ConvertFile(const Task& task)
 {
     if (works.count(task.source) > 0 ||
-        QFileInfo(task.destination).suffix() != QLatin1String("txt"))
+        QFileInfo(task.destination).suffix() != QLatin1String("txt") ||
+        QFileInfo::exists(task.destination))
         return false;
     auto* const process = new TextProcess(this);
     works[task.source] = {task.destination, process, false};

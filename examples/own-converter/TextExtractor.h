@@ -9,8 +9,8 @@
 /**
  * Extracts the text of unencrypted PDFs by the program pdftotext, a process for each task.
  *
- * Knows nothing of passwords and replaces what lies at the destination: the wrappers around it see
- * to both.
+ * Knows nothing of passwords, and pdftotext replaces what is put at the destination meanwhile: the
+ * wrappers around it see to both.
  */
 class TextExtractor : public Korvel::PDF::Converter::AbstractConverter
 {
@@ -22,7 +22,7 @@ public:
     /** Ends the processes; tasks in hand end without a signal. */
     ~TextExtractor() override;
 
-    /** Refuses a source that is in hand, and results that are no text. */
+    /** Refuses a source that is in hand, results that are no text, and files that are there. */
     bool ConvertFile(const Task& task) override;
 
     /** Every task in hand ends with Failed and `Cancelled`, from the event loop. */
