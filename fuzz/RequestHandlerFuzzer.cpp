@@ -81,7 +81,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     try {
         constexpr std::uint64_t largestFile = 16 << 20;
-        Worker::RequestHandler requests([](const std::string&) {}, largestFile);
+        Worker::RequestHandler requests([](const std::vector<std::string>&) {}, largestFile);
         for (const std::string& line : Fuzz::Lines(Fuzz::Text(data, size)))
             RequireAnswer(requests, line);
     } catch (const std::bad_alloc&) {

@@ -33,6 +33,7 @@ inline constexpr char output[] = "output";
 inline constexpr char format[] = "format";
 inline constexpr char page[] = "page";
 inline constexpr char pages[] = "pages";
+inline constexpr char merge[] = "merge";
 inline constexpr char resolution[] = "resolution";
 inline constexpr char size[] = "size";
 inline constexpr char asIs[] = "asIs";

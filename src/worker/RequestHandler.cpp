@@ -76,6 +76,35 @@ std::vector<qint64> Pages(const QJsonObject& request)
     return pages;
 }
 
+/** The files to merge, and the pages of each. */
+std::vector<PagesOfFile> Parts(const QJsonObject& request)
+{
+    const auto toPart = [](const QJsonObject& from) {
+        const std::vector<qint64> pages = Pages(from);
+        return PagesOfFile{Path(from, Key::file), {pages.begin(), pages.end()}};
+    };
+    std::vector<PagesOfFile> parts{toPart(request)};
+    for (const QJsonValue part : request[Key::merge].toArray())
+        parts.push_back(toPart(part.toObject()));
+    return parts;
+}
+
+/** What fails while a file is changed, for which `require` throws, has failed because of that. */
+template <typename Require, typename Work>
+QJsonObject While(const Require& require, const Work& work)
+{
+    try {
+        QJsonObject answer = work();
+        require();
+        return answer;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {
+        require();
+        throw;
+    }
+}
+
 QJsonObject ToJson(const std::vector<FailedPage>& pages)
 {
     QJsonArray failed;
@@ -88,8 +117,9 @@ QJsonObject ToJson(const std::vector<FailedPage>& pages)
 
 } // namespace
 
-RequestHandler::RequestHandler(std::function<void(const std::string& file)> enterSandbox,
-                               std::uint64_t largestFile)
+RequestHandler::RequestHandler(
+    std::function<void(const std::vector<std::string>& files)> enterSandbox,
+    std::uint64_t largestFile)
     : enterSandbox(std::move(enterSandbox)), largestFile(largestFile)
 {
 }
@@ -186,6 +216,8 @@ QJsonObject RequestHandler::Convert(const QJsonObject& request)
     const QString format = request[Key::format].toString();
     const std::string output = Path(request, Key::output);
     const bool isPdf = format == WorkerProtocol::Format::pdf;
+    if (isPdf && request.contains(Key::merge))
+        return Merge(request);
     const bool isText = FindTextFrame(format);
     if (!isPdf && !isText && !IsPictureFormat(format))
         throw RequestError(Reason::UnsupportedFormat, "no such format");
@@ -206,6 +238,29 @@ QJsonObject RequestHandler::Convert(const QJsonObject& request)
     });
 }
 
+QJsonObject RequestHandler::Merge(const QJsonObject& request)
+{
+    const std::vector<PagesOfFile> parts = Parts(request);
+    std::vector<std::string> files;
+    std::vector<FileState> states;
+    for (const PagesOfFile& part : parts) {
+        files.push_back(part.file);
+        states.push_back(FileState::Of(part.file));
+    }
+    const auto require = [&] {
+        for (std::size_t i = 0; i < files.size(); ++i)
+            states[i].Require(files[i]);
+    };
+    TakeUp(files);
+    return While(require, [&] {
+        NewFile file(Path(request, Key::output), byUmask, largestFile);
+        PdfDocument::Merge(file, parts, IsSet(request, Key::linearize));
+        require();
+        file.Keep();
+        return QJsonObject();
+    });
+}
+
 /** Keeps a result that was made of one state of the file. */
 void RequestHandler::Finish(NewFile& result, const FileState& before) const
 {
@@ -213,32 +268,28 @@ void RequestHandler::Finish(NewFile& result, const FileState& before) const
     result.Keep();
 }
 
-/** What fails while the file is changed has failed because of that. */
 template <typename Work>
 QJsonObject RequestHandler::WhileUnchanged(const FileState& before, const Work& work) const
 {
-    try {
-        QJsonObject answer = work();
-        before.Require(input);
-        return answer;
-    } catch (const std::bad_alloc&) {
-        throw;
-    } catch (const std::exception&) {
-        before.Require(input);
-        throw;
-    }
+    return While([&] { before.Require(input); }, work);
 }
 
-/** Enters the sandbox, which holds for one file; the file's state now. */
 FileState RequestHandler::TakeUp(const std::string& path)
 {
-    const FileState now = FileState::Of(path);
-    if (input.empty()) {
-        enterSandbox(path);
-        input = path;
+    return TakeUp(std::vector<std::string>{path});
+}
+
+/** Enters the sandbox, which holds for these files; the state of the first one now. */
+FileState RequestHandler::TakeUp(const std::vector<std::string>& files)
+{
+    const FileState now = FileState::Of(files.front());
+    if (inputs.empty()) {
+        enterSandbox(files);
+        inputs = files;
+        input = files.front();
         atEntry = now;
     }
-    if (path != input)
+    if (files != inputs)
         throw RequestError(Reason::BadRequest, "this process serves another file");
     if (!now.IsOfFileOf(atEntry))
         throw RequestError(Reason::Changed, "another file has taken its place");

@@ -22,10 +22,11 @@ class RequestHandler
 {
 public:
     /**
-     * @param enterSandbox  called with the one file that is looked at, before it is opened
+     * @param enterSandbox  called with the file that is looked at, before it is opened, and with
+     *                      those that are merged with it
      * @param largestFile   how many bytes a file may have that is written
      */
-    RequestHandler(std::function<void(const std::string& file)> enterSandbox,
+    RequestHandler(std::function<void(const std::vector<std::string>& files)> enterSandbox,
                    std::uint64_t largestFile);
 
     /** The answer to one line of input. Throws nothing but std::bad_alloc. */
@@ -37,7 +38,9 @@ private:
     QJsonObject Save(const QJsonObject& request);
     QJsonObject Close(const QJsonObject& request);
     QJsonObject Convert(const QJsonObject& request);
+    QJsonObject Merge(const QJsonObject& request);
     FileState TakeUp(const std::string& path);
+    FileState TakeUp(const std::vector<std::string>& files);
     void WritePdf(NewFile& file, const QJsonObject& request);
     QJsonObject WriteText(NewFile& file, const QJsonObject& request, const QString& format);
     void WritePage(NewFile& file, const QJsonObject& request, const QString& format);
@@ -49,10 +52,12 @@ private:
     PageRenderer& RendererFor(const std::string& path, const PageView& view);
     std::unique_ptr<PageRenderer> OpenToDraw(const std::string& path, const PageView& view);
 
-    const std::function<void(const std::string& file)> enterSandbox;
+    const std::function<void(const std::vector<std::string>& files)> enterSandbox;
     const std::uint64_t largestFile;
     /** The one file; empty before the first request that names one. */
     std::string input;
+    /** That one, and those that are merged with it. */
+    std::vector<std::string> inputs;
     /** Its state when the sandbox was entered, which lets no other file be read. */
     FileState atEntry = FileState({});
     struct Held

@@ -17,6 +17,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -130,8 +131,9 @@ int main(int argc, char** argv)
         EndWhereSourceIsShortened();
         ForkForEachDocument(::fileno(answers));
         sandbox.SetLimits();
-        RequestHandler requests([&sandbox](const std::string& file) { sandbox.Enter(file); },
-                                LargestFile(arguments->settings));
+        RequestHandler requests(
+            [&sandbox](const std::vector<std::string>& files) { sandbox.Enter(files); },
+            LargestFile(arguments->settings));
         const int code = AnswerAll(requests, answers, sandbox);
         // The end of the process gives the document's memory back most quickly.
         if (!IS_SANITIZED)

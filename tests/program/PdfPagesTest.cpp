@@ -1,13 +1,10 @@
-#include "Program.h"
+#include "PdfProgramTest.h"
 #include "SamplePdf.h"
 
 #include <gmock/gmock.h>
 
 #include <QDir>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace Korvel::App {
 namespace {
@@ -15,69 +12,12 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 
-/** PDFs of pages of PDFs, which qpdf looks at. */
-class PdfPagesTest : public ProgramTest
+/** PDFs of pages of PDFs. */
+class PdfPagesTest : public PdfProgramTest
 {
 protected:
     PdfPagesTest() { MakeListedPdf(Path("listed.pdf"), 4); }
-
-    /** What qpdf says of a file; it has to end well. */
-    QByteArray Qpdf(const QStringList& arguments) const
-    {
-        QProcess qpdf;
-        qpdf.setWorkingDirectory(Path(""));
-        qpdf.start("qpdf", arguments);
-        EXPECT_TRUE(qpdf.waitForFinished());
-        EXPECT_EQ(qpdf.exitCode(), 0) << qpdf.readAllStandardError().toStdString();
-        return qpdf.readAllStandardOutput();
-    }
-
-    void ExpectSound(const QString& name) const
-    {
-        EXPECT_THAT(Qpdf({"--check", name}).toStdString(), HasSubstr("No syntax or stream"));
-    }
-
-    QJsonObject Lists(const QString& name) const
-    {
-        return QJsonDocument::fromJson(Qpdf({"--json=2", name})).object();
-    }
-
-    /** All that a file says, nothing packed. */
-    QByteArray Unpacked(const QString& name) const
-    {
-        return Qpdf({"--qdf", "--object-streams=disable", name, "-"});
-    }
-
-    int PageCount(const QString& name) const
-    {
-        return Qpdf({"--show-npages", name}).trimmed().toInt();
-    }
-
-    /** The text of a document, a page each. */
-    QStringList Texts(const QString& name) const
-    {
-        const Outcome run = Run({name, "-o", name + ".txt", "--on-exists", "overwrite"});
-        EXPECT_EQ(run.exitCode, 0) << run.complaints;
-        QStringList first;
-        for (const QByteArray& page : Read(name + ".txt").split('\f'))
-            first.append(QString::fromUtf8(page.trimmed()).section('\n', 0, 0));
-        first.removeLast();
-        return first;
-    }
 };
-
-/** Headings, those below another one indented. */
-QStringList Titles(const QJsonArray& outlines, const QString& indent = {})
-{
-    QStringList titles;
-    for (const QJsonValue outline : outlines) {
-        const int page = outline["destpageposfrom1"].toInt();
-        titles.append(indent + outline["title"].toString() +
-                      (page > 0 ? QStringLiteral(" %1").arg(page) : QString()));
-        titles += Titles(outline["kids"].toArray(), indent + ' ');
-    }
-    return titles;
-}
 
 TEST_F(PdfPagesTest, HaveTheChosenPagesInTheirOrder)
 {
@@ -91,19 +31,11 @@ TEST_F(PdfPagesTest, HaveTheChosenPagesInTheirOrder)
 TEST_F(PdfPagesTest, KeepWhatTheDocumentListsForThem)
 {
     ASSERT_EQ(Run({"listed.pdf", "-o", "some.pdf", "--pages", "2-3"}).exitCode, 0);
-    const QJsonObject lists = Lists("some.pdf");
-    EXPECT_EQ(Titles(lists["outlines"].toArray()),
-              QStringList({"One", " One below 2", "Two 1", "Out"}));
-    QStringList labels;
-    for (const QJsonValue page : lists["pagelabels"].toArray())
-        labels.append(QString::fromUtf8(
-            QJsonDocument(page["label"].toObject()).toJson(QJsonDocument::Compact)));
-    EXPECT_EQ(labels, QStringList({R"({"/S":"/r","/St":2})", R"({"/S":"/D","/St":1})"}));
-    QStringList fields;
-    for (const QJsonValue field : lists["acroform"]["fields"].toArray())
-        fields.append(field["fullname"].toString() + '=' + field["value"].toString());
-    EXPECT_EQ(fields, QStringList({"field 2=u:value 2", "field 3=u:value 3"}));
-    EXPECT_TRUE(lists["attachments"].toObject().contains("notes.txt"));
+    EXPECT_EQ(Titles("some.pdf"), QStringList({"One", " One below 2", "Two 1", "Out"}));
+    EXPECT_EQ(Labels("some.pdf"),
+              QStringList({R"({"/S":"/r","/St":2})", R"({"/S":"/D","/St":1})"}));
+    EXPECT_EQ(Fields("some.pdf"), QStringList({"field 2=u:value 2", "field 3=u:value 3"}));
+    EXPECT_TRUE(Lists("some.pdf")["attachments"].toObject().contains("notes.txt"));
     EXPECT_THAT(Run({"some.pdf", "--inspect"}).results, Contains("  Title:         Sample"));
 }
 

@@ -84,19 +84,21 @@ void Console::End(int number)
     progress.End(number);
 }
 
-bool Console::Finished(const QString& name, const std::vector<Result>& results)
+bool Console::Finished(const QString& name, const std::vector<Result>& results,
+                       const QStringList& inputs)
 {
     // The files' sizes are of use to programs only.
-    return WritePaths(name, results, IsForPrograms() ? ToJson(results) : QJsonArray());
+    return WritePaths(name, results, IsForPrograms() ? ToJson(results) : QJsonArray(), inputs);
 }
 
-bool Console::Planned(const QString& name, const std::vector<Result>& results)
+bool Console::Planned(const QString& name, const std::vector<Result>& results,
+                      const QStringList& inputs)
 {
-    return WritePaths(name, results, PlannedToJson(results));
+    return WritePaths(name, results, PlannedToJson(results), inputs);
 }
 
 bool Console::WritePaths(const QString& name, const std::vector<Result>& results,
-                         const QJsonArray& described)
+                         const QJsonArray& described, const QStringList& inputs)
 {
     Erase();
     QString lines;
@@ -104,7 +106,9 @@ bool Console::WritePaths(const QString& name, const std::vector<Result>& results
         lines += result.path + QLatin1Char('\n');
     if (!json && !WriteResult(lines))
         return false;
-    const QJsonObject members{{"file", name}, {"results", described}};
+    QJsonObject members{{"file", name}, {"results", described}};
+    if (!inputs.isEmpty())
+        members["inputs"] = QJsonArray::fromStringList(inputs);
     Emit("finished", members);
     Keep(members, true);
     return true;

@@ -14,6 +14,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
+#include <QStringList>
 
 namespace Korvel {
 namespace PDF {
@@ -51,11 +52,17 @@ public:
     /** The conversion is over; what has come of it is told by others. */
     void End(int work);
 
-    /** Says that the results are in place; false when standard output did not take their paths. */
-    bool Finished(const QString& name, const std::vector<Result>& results);
+    /**
+     * Says that the results are in place; false when standard output did not take their paths.
+     *
+     * @param inputs  what they were made of, where that is not the one of that name
+     */
+    bool Finished(const QString& name, const std::vector<Result>& results,
+                  const QStringList& inputs = {});
 
-    /** Says where the results would be; false when standard output did not take their paths. */
-    bool Planned(const QString& name, const std::vector<Result>& results);
+    /** Says where the results would be, as Finished does. */
+    bool Planned(const QString& name, const std::vector<Result>& results,
+                 const QStringList& inputs = {});
 
     /** Writes what a file holds to standard output; false when that did not take it whole. */
     bool Content(const QString& name, const QString& file);
@@ -93,7 +100,7 @@ private:
     Console& operator=(const Console&) = delete;
 
     bool WritePaths(const QString& name, const std::vector<Result>& results,
-                    const QJsonArray& described);
+                    const QJsonArray& described, const QStringList& inputs);
     bool IsForPrograms() const { return json || style == ProgressStyle::Json; }
     bool WriteResult(const QString& text) const;
     bool WriteFile(const QString& path) const;

@@ -6,6 +6,7 @@
 #include "Inputs.h"
 #include "Interruption.h"
 #include "Options.h"
+#include "PageRanges.h"
 #include "Passwords.h"
 #include "Terminal.h"
 #include "WorkerPdfProvider.h"
@@ -122,6 +123,8 @@ void Batch::OpenAndPlan(const std::vector<Input>& inputs)
             break;
         }
     }
+    if (options.output.merges && !documents.empty())
+        Merge();
     passwords.reset();
     console.DrawnBy(factory.PdfProvider().Engine());
 }
@@ -177,8 +180,37 @@ bool Batch::OpenAndPlan(std::unique_ptr<Document> document)
         if (document->Info().repaired)
             console.Warn(input.name, "repaired",
                          "is damaged and was repaired; look the result over");
-        auto results = planner ? planner->Plan(*document) : std::vector<PlannedResult>();
+        auto results = Plan(*document);
         documents.push_back({std::move(document), std::move(results)});
+    });
+}
+
+/** What of the document is planned by itself: nothing where it is merged, or nothing is made. */
+std::vector<PlannedResult> Batch::Plan(const Document& document)
+{
+    if (planner && !options.output.merges)
+        return planner->Plan(document);
+    if (options.output.merges)
+        PageRanges::Parse(options.pages.ranges).Choose(document.Info().pages);
+    return {};
+}
+
+/** Makes one of all documents, or none where one of them has failed. */
+void Batch::Merge()
+{
+    std::vector<PlannedDocument> all = std::exchange(documents, {});
+    if (!tally.failures.empty())
+        return;
+    PlannedDocument merged = std::move(all.front());
+    const std::string& path = options.output.path;
+    merged.whole = Input();
+    merged.whole->name =
+        options.output.IsStandardOutput() ? "standard output" : QString::fromStdString(path);
+    for (auto one = all.begin() + 1; one != all.end(); ++one)
+        merged.further.push_back(std::move(one->document));
+    Attempt(*merged.whole, [&] {
+        merged.results = planner->Plan(*merged.document);
+        documents.push_back(std::move(merged));
     });
 }
 
@@ -217,7 +249,7 @@ void Batch::TellOnly()
 {
     for (const PlannedDocument& planned : documents) {
         interruption.Check();
-        const bool isTold = Attempt(planned.document->GetInput(), [&] { TellResults(planned); });
+        const bool isTold = Attempt(planned.Named(), [&] { TellResults(planned); });
         if (!journal.IsSound() || (!isTold && options.run.failsFast))
             break;
     }
@@ -239,13 +271,13 @@ void Batch::ConvertAll()
 /** Tells what has come of a document; false when it has failed. */
 bool Batch::Tell(const PlannedDocument& planned, const std::exception_ptr& failure)
 {
-    const Input& input = planned.document->GetInput();
+    const Input& input = planned.Named();
     try {
         return Attempt(input, [&] {
             if (failure)
                 std::rethrow_exception(failure);
             TellResults(planned);
-            ++(planned.results.empty() ? tally.skipped : tally.converted);
+            (planned.results.empty() ? tally.skipped : tally.converted) += planned.All().size();
         });
     } catch (const Interrupted&) {
         isInterrupted = true;
@@ -265,14 +297,16 @@ void Batch::TellResults(const PlannedDocument& planned)
 
 bool Batch::WriteResults(const PlannedDocument& planned)
 {
-    const QString& name = planned.document->Name();
+    const QString& name = planned.Named().name;
+    const QStringList inputs = planned.MergedNames();
     if (options.run.inspects)
         return console.Describe(name, planned.document->Info());
     const std::vector<Result> results = ResultsOf(planned.results);
     if (!options.output.IsStandardOutput())
-        return options.run.isDry ? console.Planned(name, results) : console.Finished(name, results);
+        return options.run.isDry ? console.Planned(name, results, inputs)
+                                 : console.Finished(name, results, inputs);
     if (options.run.isDry)
-        return console.Planned(name, {{0, "-"}});
+        return console.Planned(name, {{0, "-"}}, inputs);
     return console.Content(name, results.front().path);
 }
 
@@ -323,6 +357,8 @@ ExitCode Batch::Code() const
         return ExitCode::Internal;
     if (journal.HasFailed())
         return ExitCode::PartlyFailed;
+    if (!tally.failures.empty() && options.output.merges)
+        return tally.failures.front();
     if (!tally.failures.empty())
         return journal.IsOff() ? tally.CodeOfFailures() : ExitCode::PartlyFailed;
     const bool lacksPages = console.FailedPages() > 0 || journal.HasFailedPages();

@@ -61,6 +61,8 @@ private:
                    const std::vector<Input>::const_iterator& end, Documents& begun);
     void GiveUpWhatLacksWorkers(const Documents& begun);
     bool OpenAndPlan(std::unique_ptr<Document> document);
+    std::vector<PlannedResult> Plan(const Document& document);
+    void Merge();
     void TellMissingFilters();
     bool IsToDo(const Input& input);
     void CheckStandardOutput() const;

@@ -7,6 +7,7 @@
 #include "Journal.h"
 #include "LocalFileSystem.h"
 #include "LookOptions.h"
+#include "MergeTask.h"
 #include "Options.h"
 #include "PageFanOut.h"
 #include "PageRanges.h"
@@ -62,7 +63,11 @@ std::string ListedPages(std::vector<int> pages)
 } // namespace
 
 Conversion::Conversion(const Run& run, Planner& planner, PlannedDocument& planned)
-    : run(run), planner(planner), document(*planned.document), results(planned.results)
+    : run(run),
+      planner(planner),
+      planned(planned),
+      document(*planned.document),
+      results(planned.results)
 {
 }
 
@@ -92,7 +97,8 @@ void Conversion::Later(const std::function<void()>& step)
 void Conversion::End(const std::exception_ptr& failure)
 {
     chain.reset();
-    document.ForgetPassword();
+    for (Document* const source : planned.All())
+        source->ForgetPassword();
     run.console.End(work);
     if (!failure)
         TellTextReport();
@@ -109,22 +115,31 @@ void Conversion::Begin()
         End(nullptr);
         return;
     }
-    RequireSource();
+    RequireSources();
     PrepareFolders();
-    work = run.console.Begin(document.Name(), int(results.size()));
+    work = run.console.Begin(planned.Named().name, int(results.size()));
     StartChain();
 }
 
-/** Throws unless the document is the one that was opened, or was replaced by its own result. */
-void Conversion::RequireSource() const
+void Conversion::RequireSources() const
 {
-    const std::string source = document.GetInput().path.toStdString();
-    const auto hasReplacedIt = [&source](const PlannedResult& result) {
+    for (const Document* const source : planned.All())
+        RequireSource(*source);
+}
+
+/** Throws unless the document is the one that was opened, or was replaced by its own result. */
+void Conversion::RequireSource(const Document& source) const
+{
+    const std::string path = source.GetInput().path.toStdString();
+    const auto hasReplacedIt = [&path](const PlannedResult& result) {
         std::error_code ignored;
-        return std::filesystem::equivalent(result.wanted.toStdString(), source, ignored);
+        return std::filesystem::equivalent(result.wanted.toStdString(), path, ignored);
     };
-    if (!document.IsUnchanged() && std::none_of(results.begin(), results.end(), hasReplacedIt))
-        throw ChangedFailure();
+    if (source.IsUnchanged() || std::any_of(results.begin(), results.end(), hasReplacedIt))
+        return;
+    const Failure changed = ChangedFailure();
+    const std::string name = planned.whole ? source.Name().toStdString() + ": " : std::string();
+    throw Failure(changed.code, changed.reason, name + changed.what());
 }
 
 void Conversion::PrepareFolders() const
@@ -160,7 +175,7 @@ void Conversion::StartChain()
     timeOfCopies = run.factory.TimeOfCopies(); // where its own copy counts
     if (!isStarted) {
         run.interruption.Check();
-        RequireSource();
+        RequireSources();
         throw CopyFailure();
     }
 }
@@ -170,7 +185,6 @@ AbstractConverter::Task Conversion::MakeTask()
     const Options& options = run.options;
     AbstractConverter::Task task;
     task.type = planner.Format();
-    task.source = document.GetInput().path;
     task.destination = results.front().path;
     std::vector<PageFanOut::PageTask> pages;
     for (const PlannedResult& result : results)
@@ -185,22 +199,32 @@ AbstractConverter::Task Conversion::MakeTask()
                                    report.unmapped.end());
     });
     task.options.merge(LookOptions(options.pages));
-    if (document.NeedsCopy()) {
-        task.options["need_export"] = true;
-        task.options["password"] = document.Password();
-    }
     if (options.output.isLinearized)
         task.options["linearize"] = true;
-    const bool wantsSome = task.type == QLatin1String("pdf") && !options.pages.ranges.empty();
-    const bool joinsPictures = planner.MakesPictures() && results.front().page == 0;
-    if (FindTextFrame(task.type) || wantsSome || joinsPictures)
-        task.options["pages"] =
-            PageRanges::Parse(options.pages.ranges).Choose(document.Info().pages);
+    if (planned.whole)
+        MergeInto(task, planned, options.pages.ranges, run.factory);
+    else
+        AddSource(task);
     task.options["missing_page"] = WorkerConverter::OnPageFailed(
         [this](int page, AbstractConverter::ErrorType reason, const QString& why) {
             failures.push_back({page, reason, why});
         });
     return task;
+}
+
+/** Adds the one document, and the pages that a result of several is to have. */
+void Conversion::AddSource(AbstractConverter::Task& task) const
+{
+    const std::string& ranges = run.options.pages.ranges;
+    task.source = document.GetInput().path;
+    if (document.NeedsCopy()) {
+        task.options["need_export"] = true;
+        task.options["password"] = document.Password();
+    }
+    const bool wantsSome = task.type == QLatin1String("pdf") && !ranges.empty();
+    const bool joinsPictures = planner.MakesPictures() && results.front().page == 0;
+    if (FindTextFrame(task.type) || wantsSome || joinsPictures)
+        task.options["pages"] = PageRanges::Parse(ranges).Choose(document.Info().pages);
 }
 
 /** Why there is no copy of the document without encryption or damage. */
@@ -252,7 +276,7 @@ void Conversion::TimeIsUp()
 /** Takes the final paths of what was made; what other programs were quicker with goes elsewhere. */
 void Conversion::Finish()
 {
-    RequireSource();
+    RequireSources();
     const QStringList made = MadePaths();
     std::vector<PlannedResult*> refused;
     for (std::size_t i = 0; i < results.size(); ++i) {
@@ -309,7 +333,7 @@ QJsonArray Conversion::TellFailedPages() const
     QJsonArray pages;
     for (const PageFanOut::PageFailure& page : failures) {
         const Failure why = WhyFailed(page);
-        run.console.Warn(document.Name(), why.reason, why.what(), page.page);
+        run.console.Warn(planned.Named().name, why.reason, why.what(), page.page);
         pages.append(QJsonObject{{"page", page.page},
                                  {"reason", QString::fromLatin1(why.reason)},
                                  {"message", QString::fromStdString(why.what())}});

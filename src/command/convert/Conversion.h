@@ -57,10 +57,12 @@ private:
     void Later(const std::function<void()>& step);
     void End(const std::exception_ptr& failure);
     void Begin();
-    void RequireSource() const;
+    void RequireSources() const;
+    void RequireSource(const Document& source) const;
     void PrepareFolders() const;
     void StartChain();
     Converter::Task MakeTask();
+    void AddSource(Converter::Task& task) const;
     Failure CopyFailure() const;
     void ConnectToChain();
     void TimeIsUp();
@@ -77,6 +79,7 @@ private:
 
     const Run run;
     Planner& planner;
+    PlannedDocument& planned;
     Document& document;
     std::vector<PlannedResult>& results;
 

@@ -77,6 +77,7 @@ void AddOutput(OptionAdder& add, Given& given)
     add.Value("--output", output.path);
     add.Flag("--beside", output.isBeside)->excludes(add.Value("--directory", given.folder));
     add.WordOfAnyCase("--format", output.format);
+    add.Flag("--merge", output.merges);
     add.Flag("--linearize", output.isLinearized);
     add.Word("--on-exists", output.onExists);
     add.Flag("--dry-run", given.options.run.isDry);

@@ -100,6 +100,11 @@ std::vector<Option> Output()
              Listed(Formats()) + ", whatever the suffix; png\n"
                                  "with -d or --beside alone",
              Formats()},
+            {{"--merge"},
+             "",
+             "Make one PDF of all inputs, in their order, with the\n"
+             "pages that --pages chooses of each; -o names it, and\n"
+             "there is none when an input fails"},
             {{"--linearize"},
              "",
              "Make PDFs that a browser shows before all of them\n"

@@ -137,6 +137,26 @@ void CheckPlaces(const Options& options)
              "%p does not go with --beside, as the input's folder is there already");
 }
 
+void CheckMerge(const Options& options, const QString& format)
+{
+    const OutputOptions& output = options.output;
+    if (!output.merges)
+        return;
+    RefuseIf(output.isBeside, "--merge makes one PDF, and inputs lie in many folders; leave "
+                              "--beside away");
+    RefuseIf(!options.journal.path.empty(),
+             "--merge makes one PDF or none, so there is nothing to go on with; leave --journal "
+             "away");
+    RefuseIf(format != QLatin1String("pdf"),
+             "--merge makes a PDF; end the name of -o with .pdf, or choose pdf with -f");
+    if (output.IsStandardOutput())
+        return;
+    const auto path = OutputTemplate::Parse(QString::fromStdString(output.path),
+                                            QString::fromStdString(output.format));
+    RefuseIf(path.HasInputName() || path.HasPageNumber() || path.HasFolder(),
+             "--merge makes one PDF; name it with -o, without %s, %d and %p");
+}
+
 void CheckOutput(const Options& options, const std::set<std::string>& named)
 {
     const OutputOptions& output = options.output;
@@ -151,6 +171,7 @@ void CheckOutput(const Options& options, const std::set<std::string>& named)
     for (const std::string& option : named)
         RefuseIf(!Counts(option, format),
                  option + " changes nothing of " + format.toStdString() + "; leave it away");
+    CheckMerge(options, format);
     CheckLook(options.pages, format);
 }
 

@@ -15,6 +15,8 @@ struct OutputOptions
     bool isBeside = false;
     /** Format of the results; empty for the one that the template's suffix tells. */
     std::string format;
+    /** All inputs become one PDF. */
+    bool merges = false;
     /** PDFs are made so that their first pages can be shown before the rest has come. */
     bool isLinearized = false;
     OnExists onExists = OnExists::Number;

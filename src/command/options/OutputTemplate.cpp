@@ -107,6 +107,11 @@ bool OutputTemplate::HasFolder() const
     return HasPlace(Piece::InputFolder);
 }
 
+bool OutputTemplate::HasInputName() const
+{
+    return HasPlace(Piece::InputName);
+}
+
 QString OutputTemplate::Path(const QString& input, int page, const QString& folder) const
 {
     QString path;

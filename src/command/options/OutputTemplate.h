@@ -44,6 +44,9 @@ public:
     /** Whether it has a place for the input's folder. */
     bool HasFolder() const;
 
+    /** Whether it has a place for the input's name. */
+    bool HasInputName() const;
+
     /**
      * The path of a result.
      *

@@ -87,6 +87,29 @@ void AddView(QJsonObject& request, TaskOptions& options)
         request[Key::rotate] = *degrees;
 }
 
+QJsonArray ToJson(const std::vector<int>& pages)
+{
+    QJsonArray numbers;
+    for (const int page : pages)
+        numbers.append(page);
+    return numbers;
+}
+
+void AddMerged(QJsonObject& request, TaskOptions& options)
+{
+    const auto sources = options.Find<std::vector<WorkerConverter::MergedSource>>("merge");
+    if (!sources)
+        return;
+    QJsonArray merged;
+    for (const WorkerConverter::MergedSource& source : *sources) {
+        QJsonObject entry{{Key::file, RequestPath(source.source)}};
+        if (!source.pages.empty())
+            entry[Key::pages] = ToJson(source.pages);
+        merged.append(entry);
+    }
+    request[Key::merge] = merged;
+}
+
 void AddPages(QJsonObject& request, TaskOptions& options)
 {
     const auto page = options.Find<int>("page");
@@ -95,10 +118,7 @@ void AddPages(QJsonObject& request, TaskOptions& options)
         request[Key::page] = *page;
         request[Key::pages] = QJsonArray{*page};
     } else if (pages) {
-        QJsonArray numbers;
-        for (const int number : *pages)
-            numbers.append(number);
-        request[Key::pages] = numbers;
+        request[Key::pages] = ToJson(*pages);
     }
 }
 
@@ -114,6 +134,7 @@ QJsonObject ConvertRequest(const AbstractConverter::Task& task, TaskOptions& opt
     if (const auto linearize = options.Find<bool>("linearize"))
         request[Key::linearize] = *linearize;
     AddPages(request, options);
+    AddMerged(request, options);
     return request;
 }
 

@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <vector>
 
 namespace Korvel::PDF::Converter {
 
@@ -41,6 +42,8 @@ class TextInParts;
  *   "small" makes files about a quarter smaller in several times the time
  * - "pages" (`std::vector<int>`, from 1): the pages whose text is wanted, or which one "tif" is to
  *   have, unless "page" is given; all when both are absent
+ * - "merge" (`std::vector<WorkerConverter::MergedSource>`): of the format "pdf", the unencrypted
+ *   PDFs whose pages come behind those of the source, each with what it lists
  * - "missing_page" (`WorkerConverter::OnPageFailed`): told of each page that such a "tif" or a text
  * lacks, as it could not be rendered; a task fails when none is left
  * - "dehyphenate" (`bool`): of a "txt", whether words that are parted at the end of a line are put
@@ -81,6 +84,15 @@ public:
      * @param why    what the worker says of that
      */
     using OnPageFailed = std::function<void(int page, ErrorType error, const QString& why)>;
+
+    /** A document that is merged with others. */
+    struct MergedSource
+    {
+        /** Path of the PDF. */
+        QString source;
+        /** The pages that are wanted, from 1; all when there are none. */
+        std::vector<int> pages;
+    };
 
     /** With a worker process of its own. */
     explicit WorkerConverter(const WorkerSettings& settings = {});

@@ -75,6 +75,8 @@ QString FileOf(const QJsonObject& request)
     const QString operation = request[Key::op].toString();
     if (operation != Operation::open && operation != Operation::convert)
         return {};
+    if (request.contains(Key::merge)) // its child may read files that no other request looks at
+        return QStringLiteral("merge %1").arg(request[Key::id].toDouble());
     const QString path = request[Key::file].toString();
     struct stat status = {};
     ::stat(path.toStdString().c_str(), &status);

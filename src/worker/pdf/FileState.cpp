@@ -3,6 +3,7 @@
 #include "RequestError.h"
 
 #include <csignal>
+#include <map>
 
 #include <unistd.h>
 
@@ -10,19 +11,20 @@ namespace Korvel::Worker {
 
 namespace {
 
-/** The file that the handler of SIGBUS looks at. */
-struct Mapped
+/** The files that the handler of SIGBUS looks at, and how long they were. */
+std::map<std::string, off_t>& Mapped()
 {
-    std::string path;
-    off_t size = 0;
-};
-Mapped lastMapped;
+    static std::map<std::string, off_t> mapped;
+    return mapped;
+}
 
 void EndIfShortened(int)
 {
     struct stat now = {};
-    if (::stat(lastMapped.path.c_str(), &now) == 0 && now.st_size < lastMapped.size)
-        EndAsChanged();
+    for (const auto& [path, size] : Mapped()) {
+        if (::stat(path.c_str(), &now) == 0 && now.st_size < size)
+            EndAsChanged();
+    }
     __builtin_trap(); // the disk has failed, or the program has a fault
 }
 
@@ -79,7 +81,7 @@ void EndWhereSourceIsShortened()
 
 void ExpectShortening(const std::string& path, off_t size)
 {
-    lastMapped = {path, size};
+    Mapped()[path] = size;
 }
 
 } // namespace Korvel::Worker

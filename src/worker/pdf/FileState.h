@@ -38,8 +38,8 @@ private:
 [[noreturn]] void EndAsChanged();
 
 /**
- * Ends the process like that when it meets the end of a file that was shortened since it was mapped
- * into memory.
+ * Ends the process like that when it meets the end of a file and one was shortened since it was
+ * mapped into memory.
  */
 void EndWhereSourceIsShortened();
 

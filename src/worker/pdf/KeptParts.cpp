@@ -1,6 +1,7 @@
 #include "KeptParts.h"
 
-#include <algorithm>
+#include "HangHeadings.h"
+
 #include <string>
 
 #include <qpdf/QPDFNameTreeObjectHelper.hh>
@@ -8,9 +9,6 @@
 namespace Korvel::Worker {
 
 namespace {
-
-/** Deeper ones are cut off: only damaged and hostile documents have them. */
-constexpr int deepest = 64;
 
 /** Where a heading leads in its own document; null for nowhere. */
 QPDFObjectHandle DestinationOf(QPDFObjectHandle heading)
@@ -20,33 +18,6 @@ QPDFObjectHandle DestinationOf(QPDFObjectHandle heading)
         return heading.getKey("/Dest");
     return action.getKey("/S").isNameAndEquals("/GoTo") ? action.getKey("/D")
                                                         : QPDFObjectHandle::newNull();
-}
-
-/** How many headings below one are seen; negative where they are folded away. */
-long long CountOf(QPDFObjectHandle heading)
-{
-    QPDFObjectHandle count = heading.getKey("/Count");
-    return count.isInteger() ? count.getIntValue() : 0;
-}
-
-/** Puts headings in a row below another one. */
-void Hang(const std::vector<QPDFObjectHandle>& headings, QPDFObjectHandle above, bool isOpen)
-{
-    if (headings.empty())
-        return;
-    auto seen = static_cast<long long>(headings.size());
-    for (std::size_t i = 0; i < headings.size(); ++i) {
-        QPDFObjectHandle heading = headings[i];
-        seen += std::max(0LL, CountOf(heading));
-        heading.replaceKey("/Parent", above);
-        if (i > 0)
-            heading.replaceKey("/Prev", headings[i - 1]);
-        if (i + 1 < headings.size())
-            heading.replaceKey("/Next", headings[i + 1]);
-    }
-    above.replaceKey("/First", headings.front());
-    above.replaceKey("/Last", headings.back());
-    above.replaceKey("/Count", QPDFObjectHandle::newInteger(isOpen ? seen : -seen));
 }
 
 } // namespace
@@ -84,7 +55,7 @@ QPDFObjectHandle KeptParts::Outlines()
         return QPDFObjectHandle::newNull();
     QPDFObjectHandle outlines = pdf.makeIndirectObject(QPDFObjectHandle::newDictionary());
     outlines.replaceKey("/Type", QPDFObjectHandle::newName("/Outlines"));
-    Hang(headings, outlines, true);
+    HangHeadings(headings, outlines, true);
     return outlines;
 }
 
@@ -95,19 +66,16 @@ std::vector<QPDFObjectHandle> KeptParts::Headings(QPDFObjectHandle above, int de
     for (; next.isDictionary() && seen.insert(next.getObjGen()).second;
          next = next.getKey("/Next")) {
         const auto below =
-            depth < deepest ? Headings(next, depth + 1) : std::vector<QPDFObjectHandle>();
+            depth < deepestHeading ? Headings(next, depth + 1) : std::vector<QPDFObjectHandle>();
         const bool leads = LeadsSomewhere(next);
         if (!leads && below.empty())
             continue;
-        QPDFObjectHandle heading = pdf.makeIndirectObject(next.shallowCopy());
-        for (const char* const key :
-             {"/Parent", "/Prev", "/Next", "/First", "/Last", "/Count", "/SE"})
-            heading.removeKey(key);
+        QPDFObjectHandle heading = LooseHeading(pdf, next);
         if (!leads) {
             heading.removeKey("/Dest");
             heading.removeKey("/A");
         }
-        Hang(below, heading, CountOf(next) > 0);
+        HangHeadings(below, heading, IsOpenHeading(next));
         headings.push_back(heading);
     }
     return headings;

@@ -2,6 +2,7 @@
 
 #include "DescribeEncryption.h"
 #include "LoneJpeg.h"
+#include "MergedPdf.h"
 #include "NewFile.h"
 #include "OptionalContent.h"
 #include "PathText.h"
@@ -20,8 +21,6 @@
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFWriter.hh>
 #include <qpdf/QUtil.hh>
-
-#include <QVersionNumber>
 
 #include <malloc.h>
 
@@ -218,20 +217,19 @@ PDF::DocumentInfo PdfDocument::Description()
     if (info.encrypted)
         info.encryption = DescribeEncryption(*pdf, neededPassword);
     info.repaired = repaired;
-    info.version = Version();
+    info.version = Version().toString();
     info.properties = Properties();
     return info;
 }
 
-QString PdfDocument::Version()
+QVersionNumber PdfDocument::Version()
 {
     const auto parse = [](const std::string& version) {
         return QVersionNumber::fromString(QString::fromStdString(version));
     };
     QPDFObjectHandle later = pdf->getRoot().getKey("/Version");
     const QVersionNumber inHeader = parse(pdf->getPDFVersion());
-    return (later.isName() ? std::max(inHeader, parse(later.getName().substr(1))) : inHeader)
-        .toString();
+    return later.isName() ? std::max(inHeader, parse(later.getName().substr(1))) : inHeader;
 }
 
 bool PdfDocument::HasForm()
@@ -282,14 +280,54 @@ void PdfDocument::SaveAll(NewFile& output, bool isLinearized)
 
 void PdfDocument::SaveSome(NewFile& output, const std::set<qint64>& pages, bool isLinearized)
 {
-    if (!selection)
-        selection = std::make_unique<PageSelection>(*pdf);
-    selection->Show(pages);
+    Choose(pages);
     Write(output, qpdf_o_preserve, isLinearized);
     selection->Hide();
 }
 
-void PdfDocument::Write(NewFile& output, qpdf_object_stream_e packing, bool isLinearized)
+/** Leaves the document these pages for the time being. */
+void PdfDocument::Choose(const std::set<qint64>& pages)
+{
+    if (!selection)
+        selection = std::make_unique<PageSelection>(*pdf);
+    selection->Show(pages);
+}
+
+void PdfDocument::Merge(NewFile& output, const std::vector<PagesOfFile>& files, bool isLinearized)
+{
+    std::vector<std::unique_ptr<PdfDocument>> documents;
+    std::unique_ptr<MergedPdf> merged;
+    QVersionNumber version;
+    const auto take = [&](const PagesOfFile& part) {
+        documents.push_back(std::make_unique<PdfDocument>(part.file, std::string()));
+        PdfDocument& document = *documents.back();
+        version = std::max(version, document.Version());
+        if (!document.AreAll(part.pages))
+            document.Choose(part.pages);
+        if (!merged) {
+            merged = std::make_unique<MergedPdf>(*document.pdf);
+            return;
+        }
+        merged->Append(*document.pdf);
+        document.selection.reset();
+        document.pdf.reset(); // its file stays, which streams are read from
+    };
+    for (const PagesOfFile& part : files) {
+        try {
+            take(part);
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception& error) {
+            throw RequestError(Reason::CannotRender, part.file + ": " + error.what());
+        }
+    }
+    merged->Finish();
+    documents.front()->Write(output, qpdf_o_generate, isLinearized,
+                             {version.majorVersion(), version.minorVersion()});
+}
+
+void PdfDocument::Write(NewFile& output, qpdf_object_stream_e packing, bool isLinearized,
+                        const PDFVersion& atLeast)
 {
     KeepFreedBlocks();
     ToFile pipeline(output);
@@ -299,6 +337,7 @@ void PdfDocument::Write(NewFile& output, qpdf_object_stream_e packing, bool isLi
         writer.setStreamDataMode(qpdf_s_preserve);
         writer.setObjectStreamMode(packing);
         writer.setLinearization(isLinearized);
+        writer.setMinimumPDFVersion(atLeast);
         writer.setDeterministicID(true); // by what is written, in place of the time and the path
         writer.setOutputPipeline(&pipeline);
         writer.write();

@@ -4,6 +4,7 @@
 #include "DocumentInfo.h"
 #include "MappedFile.h"
 #include "PageSelection.h"
+#include "PagesOfFile.h"
 #include "PageView.h"
 
 #include <map>
@@ -17,6 +18,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QVersionNumber>
 
 namespace Korvel::Worker {
 
@@ -77,6 +79,16 @@ public:
     void SavePages(NewFile& output, const std::set<qint64>& pages, bool isLinearized);
 
     /**
+     * Writes documents that need no password as one, in their order.
+     *
+     * @param files         at least one
+     * @param isLinearized  so that its first page can be shown before the rest has come
+     * @throws RequestError  "cannot-render": what is amiss with which file; "cannot-write",
+     *                       "damaged"
+     */
+    static void Merge(NewFile& output, const std::vector<PagesOfFile>& files, bool isLinearized);
+
+    /**
      * The document as it is to be drawn: without encryption, form fields made content, annotations
      * of hidden optional content omitted.
      *
@@ -103,10 +115,12 @@ private:
     bool AreAll(const std::set<qint64>& pages);
     void SaveAll(NewFile& output, bool isLinearized);
     void SaveSome(NewFile& output, const std::set<qint64>& pages, bool isLinearized);
-    void Write(NewFile& output, qpdf_object_stream_e packing, bool isLinearized);
+    void Choose(const std::set<qint64>& pages);
+    void Write(NewFile& output, qpdf_object_stream_e packing, bool isLinearized,
+               const PDFVersion& atLeast = {});
     std::map<QString, QString> Properties();
     /** The version in the file's header, or a later one that the catalog names. */
-    QString Version();
+    QVersionNumber Version();
 
     const MappedFile file;
     std::unique_ptr<QPDF> pdf;

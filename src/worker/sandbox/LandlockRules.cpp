@@ -96,7 +96,8 @@ bool RestrictThreadOfPool(int rules)
 
 } // namespace
 
-bool LimitFileAccess(const std::string& input, const std::string& folder, bool hasThreadOfPool)
+bool LimitFileAccess(const std::vector<std::string>& inputs, const std::string& folder,
+                     bool hasThreadOfPool)
 {
     const int version = LandlockVersion();
     if (version == 0)
@@ -105,7 +106,8 @@ bool LimitFileAccess(const std::string& input, const std::string& folder, bool h
     const PDF::FileDescriptor ruleset(
         int(::syscall(SYS_landlock_create_ruleset, &handled, sizeof(handled), 0)));
     const int rules = ruleset.Number();
-    Allow(rules, input, S_IFREG, LANDLOCK_ACCESS_FS_READ_FILE);
+    for (const std::string& input : inputs)
+        Allow(rules, input, S_IFREG, LANDLOCK_ACCESS_FS_READ_FILE);
     for (const char* const fonts : readFolders)
         Allow(rules, fonts, S_IFDIR, toReadFolder);
     if (!folder.empty())

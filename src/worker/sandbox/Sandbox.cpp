@@ -81,11 +81,11 @@ void Sandbox::LimitTime() const
     LimitProcessorTime(settings.timeLimit);
 }
 
-void Sandbox::Enter(const std::string& input)
+void Sandbox::Enter(const std::vector<std::string>& inputs)
 {
     using namespace WorkerProtocol::Measure;
     measures.push_back(
-        {fileAccess, LimitFileAccess(input, settings.folder, settings.hasThreadOfPool)});
+        {fileAccess, LimitFileAccess(inputs, settings.folder, settings.hasThreadOfPool)});
     measures.push_back({systemCalls, filter.Load()});
     std::string all;
     for (const std::string& name : Missing()) {

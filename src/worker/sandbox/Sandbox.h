@@ -12,7 +12,8 @@ namespace Korvel::Worker {
 /**
  * Keeps a process from doing damage, whatever a document makes of it.
  *
- * One process looks at one document only, as what it may do can only become less.
+ * One process looks at one document only, or at those of which one is made, as what it may do can
+ * only become less.
  */
 class Sandbox
 {
@@ -31,11 +32,11 @@ public:
     void LimitTime() const;
 
     /**
-     * Leaves the process nothing but what it takes to read the file `input`, or none, and to write
+     * Leaves the process nothing but what it takes to read the files `inputs`, if any, and to write
      * results. Complains to standard error of what cannot be on this machine, and ends the process
      * where all has to be. After SetLimits; called once.
      */
-    void Enter(const std::string& input);
+    void Enter(const std::vector<std::string>& inputs);
 
     /** The names of the measures that are not in force. */
     std::vector<std::string> Missing() const;

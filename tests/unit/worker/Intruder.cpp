@@ -346,7 +346,7 @@ int main(int argc, char** argv)
         settings.hasThreadOfPool = where != "alone";
         Sandbox sandbox(settings);
         sandbox.SetLimits();
-        sandbox.Enter(argv[3]);
+        sandbox.Enter({argv[3]});
     }
     const int error = where == "pool" ? OnThreadOfPool(attempt) : attempt();
     std::puts(error == 0 ? "done" : ::strerrorname_np(error));
