@@ -21,13 +21,20 @@ using testing::Not;
 class FailedPagesTest : public ProgramTest
 {
 protected:
-    /** A document whose pages have these crop boxes, and a media box of 200 by 200 points. */
-    void MakeDocument(const QString& name, const QByteArrayList& cropBoxes) const
+    /**
+     * A document whose pages have these crop boxes, and a media box of 200 by 200 points; on each
+     * of them the same is drawn.
+     */
+    void MakeDocument(const QString& name, const QByteArrayList& cropBoxes,
+                      const QByteArray& drawn = {}) const
     {
-        QByteArrayList objects{"<</Type/Catalog/Pages 2 0 R>>", ""};
+        QByteArrayList objects{"<</Type/Catalog/Pages 2 0 R>>", "",
+                               "<</Length " + QByteArray::number(drawn.size()) + ">>\nstream\n" +
+                                   drawn + "\nendstream"};
         QByteArray kids;
         for (const QByteArray& box : cropBoxes) {
-            objects << "<</Type/Page/Parent 2 0 R/MediaBox[0 0 200 200]/CropBox[" + box + "]>>";
+            objects << "<</Type/Page/Parent 2 0 R/Contents 3 0 R/MediaBox[0 0 200 200]/CropBox[" +
+                           box + "]>>";
             kids += QByteArray::number(objects.size()) + " 0 R ";
         }
         objects[1] =
@@ -62,13 +69,24 @@ protected:
 
 TEST_F(FailedPagesTest, WithoutTextAreNamedOnce)
 {
-    MakeDocument("blank.pdf", QVector<QByteArray>(12, whole).toList());
-    const Outcome run = Run({"blank.pdf", "-o", "blank.txt"});
+    MakeDocument("scan.pdf", QVector<QByteArray>(12, whole).toList(), "0 0 50 50 re f");
+    const Outcome run = Run({"scan.pdf", "-o", "scan.txt"});
     EXPECT_EQ(run.exitCode, 3);
-    EXPECT_EQ(run.results, QStringList("blank.txt"));
-    EXPECT_THAT(run.complaints, HasSubstr("blank.pdf: no text is drawn on pages 1-12"));
-    EXPECT_EQ(Read("blank.txt"), QByteArray(12, '\f'));
+    EXPECT_EQ(run.results, QStringList("scan.txt"));
+    EXPECT_THAT(run.complaints, HasSubstr("scan.pdf: no text is drawn on pages 1-12"));
+    EXPECT_EQ(Read("scan.txt"), QByteArray(12, '\f'));
     EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(FailedPagesTest, ThatAreBlankLackNoText)
+{
+    MakeDocument("blank.pdf", {whole, whole});
+    for (const char* engine : {"pdfium", "qt"}) {
+        const Outcome run = Run({"blank.pdf", "-o", QString(engine) + ".txt", "--engine", engine});
+        EXPECT_EQ(run.exitCode, 0) << engine;
+        EXPECT_EQ(run.complaints, "") << engine;
+        EXPECT_EQ(Read(QString(engine) + ".txt"), "\f\f") << engine;
+    }
 }
 
 TEST_F(FailedPagesTest, AreNamedAndTheOthersConverted)

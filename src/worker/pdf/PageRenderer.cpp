@@ -25,6 +25,14 @@ constexpr double smallestRest = 0.01;
 // One character of ten: some that say nothing are on many pages.
 constexpr int leastUnmapped = 10;
 
+// A scan shows at any size; a thin line or a dot leaves a trace of gray on a larger pixel.
+constexpr double enoughToSeeAnything = 18;
+
+bool IsWhite(unsigned char gray)
+{
+    return gray == 255;
+}
+
 double InPixels(double points, double dotsPerInch)
 {
     const double pixels = points * dotsPerInch / pointsPerInch;
@@ -164,6 +172,27 @@ std::vector<qint64> PageRenderer::AllUnlessNamed(const std::vector<qint64>& page
     return all;
 }
 
+/** Whether a page shows nothing at all; one that cannot be drawn may show something. */
+bool PageRenderer::IsBlank(int index)
+{
+    PictureLook look;
+    look.pixels = PixelFormat::Gray;
+    look.dotsPerInch = enoughToSeeAnything;
+    try {
+        const PictureShape shape = ShapeOf(index, look);
+        bool isBlank = true;
+        ForEachPiece(shape, engine->Draw(index, shape), [&](int, const Rows& rows) {
+            for (int row = 0; row < rows.count; ++row) {
+                const unsigned char* const pixels = rows.first + row * rows.stride;
+                isBlank &= std::all_of(pixels, pixels + shape.width, IsWhite);
+            }
+        });
+        return isBlank;
+    } catch (const RequestError&) {
+        return false;
+    }
+}
+
 PagesText PageRenderer::Text(const std::vector<qint64>& pages, const TextLook& look)
 {
     if (NeedsPlaces(look) && !engine->KnowsPlaces())
@@ -179,7 +208,7 @@ PagesText PageRenderer::Text(const std::vector<qint64>& pages, const TextLook& l
         if (!std::exchange(isFirst, false))
             read.text += frame.between;
         read.text += PageText(text, page, look);
-        if (text.drawn == 0)
+        if (text.drawn == 0 && !IsBlank(Check(page)))
             read.withoutText.push_back(page);
         else if (text.unmapped * leastUnmapped > text.drawn)
             read.unmapped.push_back(page);

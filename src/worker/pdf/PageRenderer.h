@@ -22,7 +22,7 @@ namespace Korvel::Worker {
 struct PagesText
 {
     QByteArray text;
-    /** On these no text is drawn. */
+    /** On these something is drawn, and no text: scans. */
     std::vector<qint64> withoutText;
     /** The fonts of these do not say which characters they draw. */
     std::vector<qint64> unmapped;
@@ -92,6 +92,7 @@ private:
     PictureShape ShapeOf(int index, const PictureLook& look);
     std::uint64_t MostBytes(const std::vector<qint64>& pages, const PictureLook& look);
     DrawRows Draw(int index, const PictureShape& shape, const PictureLook& look);
+    bool IsBlank(int index);
     void RequireWhatWasRead() const;
 
     const std::string path;
