@@ -37,6 +37,33 @@ TEST_F(OutputTest, InAFolderIsNamedAfterItsInput)
               QStringList({"out/1/my report.v2.jpg", "out/2/my report.v2.jpg"}));
 }
 
+TEST_F(OutputTest, AndInputsMayHaveNamesThatBeginWithADash)
+{
+    MakeSample("-qt", 1);
+    EXPECT_EQ(Run({"./-qt", "-o", "./-qt.png", "-r", "20"}).results, QStringList("./-qt.png"));
+    EXPECT_EQ(Run({"--output=-qt-2.png", "-r", "20", "--", "-qt"}).results,
+              QStringList("-qt-2.png"));
+    EXPECT_EQ(WholePictures("."), QStringList({"-qt-2.png", "-qt.png"}));
+}
+
+TEST_F(OutputTest, ComesFromNoProgramOfTheWorkingFolderWhereTheWorkerIsMissing)
+{
+    MakeSample("a.pdf", 1);
+    for (const char* const name : {"-qt", "pdfconvert-worker", "pdfconvert-worker-qt"}) {
+        const QFile script(Write(name, "#!/bin/sh\ntouch was-run\n"));
+        ASSERT_EQ(::chmod(script.fileName().toUtf8().constData(), 0755), 0);
+    }
+    QDir(Path("")).mkdir("bin");
+    ASSERT_TRUE(QFile::copy(PDFCONVERT, Path("bin/pdfconvert")));
+    QProcess alone;
+    alone.setWorkingDirectory(Path(""));
+    alone.start(Path("bin/pdfconvert"), {"a.pdf", "-o", "a.png", "--engine", "qt"});
+    const Outcome run = Finish(alone);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.complaints, HasSubstr("pdfconvert-worker is not where it was installed"));
+    EXPECT_FALSE(QFile::exists(Path("was-run")));
+}
+
 TEST_F(OutputTest, HasTheGivenFormatWhateverItsSuffix)
 {
     MakeSample("one.pdf", 1);
