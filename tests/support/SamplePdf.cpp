@@ -429,7 +429,8 @@ void MakeScannedPdf(const QString& path, const std::vector<ScannedPage>& pages)
         page.replaceKey("/Contents", QPDFObjectHandle::newStream(&pdf, scanned.content));
         pdf.addPage(page, false);
     }
-    QPDFWriter writer(pdf, path.toLocal8Bit().constData());
+    const QByteArray file = path.toUtf8(); // the writer keeps the pointer
+    QPDFWriter writer(pdf, file.constData());
     writer.setStreamDataMode(qpdf_s_preserve);
     writer.write();
 }
