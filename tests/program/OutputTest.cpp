@@ -43,6 +43,7 @@ TEST_F(OutputTest, AndInputsMayHaveNamesThatBeginWithADash)
     EXPECT_EQ(Run({"./-qt", "-o", "./-qt.png", "-r", "20"}).results, QStringList("./-qt.png"));
     EXPECT_EQ(Run({"--output=-qt-2.png", "-r", "20", "--", "-qt"}).results,
               QStringList("-qt-2.png"));
+    ASSERT_TRUE(QFile::remove(Path("-qt")));
     EXPECT_EQ(WholePictures("."), QStringList({"-qt-2.png", "-qt.png"}));
 }
 
@@ -54,7 +55,11 @@ TEST_F(OutputTest, ComesFromNoProgramOfTheWorkingFolderWhereTheWorkerIsMissing)
         ASSERT_EQ(::chmod(script.fileName().toUtf8().constData(), 0755), 0);
     }
     QDir(Path("")).mkdir("bin");
+    QDir(Path("")).mkdir("lib");
     ASSERT_TRUE(QFile::copy(PDFCONVERT, Path("bin/pdfconvert")));
+    const QDir libraries(QFileInfo(PDFCONVERT).path() + "/../lib");
+    for (const QString& name : libraries.entryList({"lib*.so*"}, QDir::Files))
+        ASSERT_TRUE(QFile::copy(libraries.filePath(name), Path("lib/" + name)));
     QProcess alone;
     alone.setWorkingDirectory(Path(""));
     alone.start(Path("bin/pdfconvert"), {"a.pdf", "-o", "a.png", "--engine", "qt"});
