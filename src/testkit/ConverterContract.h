@@ -326,6 +326,7 @@ template <typename Fixture>
 class ConverterContract : public Fixture
 {
 protected:
+    /** What the converter is given. */
     using Task = ConverterFixture::Task;
 
     /** Makes the converter. */

@@ -46,13 +46,17 @@ public:
     std::vector<Task> given;
     /** The signals that were connected to, in order. */
     std::vector<std::string> connections;
-    /** Its answers. */
+    /** What ConvertFile answers. */
     bool accepts = true;
+    /** What CancelConvertation answers. */
     bool cancels = true;
+    /** What DoesServiceAvailable answers. */
     bool isAvailable = true;
+    /** What GetSupportedFormats answers. */
     std::map<QString, QStringList> formats;
     /** What it does meanwhile, if set. */
     std::function<void(const Task&)> whenAsked;
+    /** What its destructor does, if set. */
     std::function<void()> whenDestroyed;
 
 protected:
@@ -100,7 +104,9 @@ template <typename Fixture>
 class WrapperContract : public Fixture
 {
 protected:
+    /** What is wrapped. */
     using AbstractConverter = Converter::AbstractConverter;
+    /** What it is given. */
     using Task = AbstractConverter::Task;
 
     /** Wraps a new inner converter, and receives the wrapper's signals. */

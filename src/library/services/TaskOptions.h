@@ -15,6 +15,7 @@ namespace Korvel::PDF::Converter {
 class TaskOptions
 {
 public:
+    /** Values by their names. */
     using Options = decltype(AbstractConverter::Task::options);
 
     /** @param options  live longer than this */

@@ -44,6 +44,7 @@ public:
     /** Ends the requests, and removes what is not joined yet. */
     ~TextInParts();
 
+    /** Asks for the first parts; the receivers are told of the rest. */
     void Start();
 
     /** Ends the text with this answer. */
