@@ -82,15 +82,19 @@ TextInParts::TextInParts(WorkerPool& pool, const QJsonObject& request, int large
 
 TextInParts::~TextInParts()
 {
-    hasEnded = true;
+    if (!std::exchange(hasEnded, true))
+        RemoveResult();
     pool.End(this);
-    for (const std::shared_ptr<Part>& part : parts)
-        QFile::remove(part->path);
+    for (const std::shared_ptr<Part>& part : parts) {
+        if (part->isAsked)
+            QFile::remove(part->path);
+    }
 }
 
 void TextInParts::Start()
 {
-    if (result.open(QIODevice::WriteOnly | QIODevice::NewOnly) && result.write(frame.head) >= 0)
+    isMade = result.open(QIODevice::WriteOnly | QIODevice::NewOnly);
+    if (isMade && result.write(frame.head) >= 0)
         AskForMore();
     else
         End(WorkerProtocol::FailureAnswer(Reason::CannotWrite, result.errorString()));
@@ -146,7 +150,10 @@ void TextInParts::Done(Part& part, const QJsonObject& answer)
 /** A page that fails leaves the others their text; which of several it is, each tells alone. */
 void TextInParts::Failed(const std::shared_ptr<Part>& part, const QJsonObject& answer)
 {
-    QFile::remove(part->path);
+    if (WorkerProtocol::ReasonOf(answer) == Reason::CannotWrite)
+        part->isAsked = false; // what lies there may be somebody else's
+    else
+        QFile::remove(part->path);
     if (!IsPagesOwn(answer)) {
         End(answer);
         return;
@@ -225,14 +232,23 @@ bool TextInParts::Join(const Part& part)
     return false;
 }
 
+/** A file that was there before stays. */
+void TextInParts::RemoveResult()
+{
+    result.close();
+    if (isMade)
+        result.remove();
+}
+
 void TextInParts::End(const QJsonObject& answer)
 {
     if (std::exchange(hasEnded, true))
         return;
     pool.End(this);
-    result.close();
-    if (!answer[Key::ok].toBool())
-        result.remove();
+    if (answer[Key::ok].toBool())
+        result.close();
+    else
+        RemoveResult();
     const auto ended = std::move(receivers.ended);
     ended(answer); // which may destroy this
 }

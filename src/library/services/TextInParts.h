@@ -74,6 +74,7 @@ private:
     void JoinReady();
     bool Append(const Part& part);
     bool Join(const Part& part);
+    void RemoveResult();
     void End(const QJsonObject& answer);
 
     WorkerPool& pool;
@@ -90,6 +91,8 @@ private:
     int lastPart = 0;
     std::optional<QJsonObject> firstFailure;
     QJsonObject joined;
+    /** Whether the result's file is ours. */
+    bool isMade = false;
     bool hasPages = false;
     bool hasEnded = false;
 };

@@ -713,6 +713,22 @@ TEST_F(WorkerConverterRealTest, WritesTheTextOfPages)
     EXPECT_FALSE(Content("some.txt").contains("Page 2"));
 }
 
+TEST_F(WorkerConverterRealTest, LeavesFilesThatAreThereWhereTextWouldGo)
+{
+    const std::map<std::string, std::any> pages{{"pages", std::vector<int>{3, 1}}};
+    for (const char* const name : {"taken.txt", "some.txt.part-1"}) {
+        QFile file(folder.filePath(name));
+        ASSERT_TRUE(file.open(QFile::WriteOnly) && file.write("of somebody else") > 0);
+    }
+    EXPECT_EQ(Convert("plain.pdf", "taken.txt", pages),
+              Failed("plain.pdf", AbstractConverter::CannotWrite));
+    EXPECT_EQ(Convert("plain.pdf", "some.txt", pages),
+              Failed("plain.pdf", AbstractConverter::CannotWrite));
+    EXPECT_EQ(Content("taken.txt"), "of somebody else");
+    EXPECT_EQ(Content("some.txt.part-1"), "of somebody else");
+    EXPECT_FALSE(QFile::exists(folder.filePath("some.txt")));
+}
+
 TEST_F(WorkerConverterRealTest, JoinsTheTextOfManyPagesInTheirOrder)
 {
     constexpr int count = 60;
