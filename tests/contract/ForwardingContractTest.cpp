@@ -114,6 +114,18 @@ TEST_F(RetryWrapperTest, TriesSoOftenAndThenTellsTheLastFailure)
     EXPECT_EQ(inner->given.size(), 3U);
 }
 
+TEST_F(RetryWrapperTest, RefusesASourceThatIsInHand)
+{
+    ASSERT_TRUE(wrapper.ConvertFile(TaskOf("a")));
+    EXPECT_FALSE(wrapper.ConvertFile(TaskOf("a")));
+    Fail(AbstractConverter::TimedOut);
+    ASSERT_EQ(inner->given.size(), 2U);
+    EXPECT_FALSE(wrapper.ConvertFile(TaskOf("a"))) << "it is tried again";
+    Q_EMIT inner->Finished("a", QString("b"));
+    EXPECT_TRUE(wrapper.ConvertFile(TaskOf("a")));
+    EXPECT_TRUE(failed.isEmpty());
+}
+
 TEST_F(RetryWrapperTest, TriesNothingAgainThatWasCancelled)
 {
     ASSERT_TRUE(wrapper.ConvertFile(TaskOf("a")));

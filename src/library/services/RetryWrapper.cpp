@@ -19,13 +19,24 @@ RetryWrapper::RetryWrapper(const std::shared_ptr<AbstractConverter>& inner, Sett
 bool RetryWrapper::ConvertFile(const Task& task)
 {
     const QString source = task.source;
+    if (attempts.count(source) > 0)
+        return false; // signals could not tell one from the other
     const quint64 number = ++lastNumber;
     attempts[source] = {task, number};
     const QPointer<RetryWrapper> self(this);
-    const bool isStarted = ForwardingConverter::ConvertFile(task);
-    if (!isStarted && self && attempts.count(source) > 0 && attempts[source].number == number)
-        attempts.erase(source);
-    return isStarted;
+    const auto forget = [&] {
+        if (self && attempts.count(source) > 0 && attempts[source].number == number)
+            attempts.erase(source);
+    };
+    try {
+        const bool isStarted = ForwardingConverter::ConvertFile(task);
+        if (!isStarted)
+            forget();
+        return isStarted;
+    } catch (...) {
+        forget();
+        throw;
+    }
 }
 
 bool RetryWrapper::CancelConvertation()
