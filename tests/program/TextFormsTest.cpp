@@ -27,10 +27,11 @@ class TextFormsTest : public ProgramTest
 {
 protected:
     /** Makes a document of pages of 600 by 800 points on which these are drawn in 10 points. */
-    void MakeDocument(const QString& name, const std::vector<std::vector<Placed>>& pages) const
+    void MakeDocument(const QString& name, const std::vector<std::vector<Placed>>& pages,
+                      const QByteArray& font = "Courier") const
     {
         QByteArrayList objects{"<</Type/Catalog/Pages 2 0 R>>", "",
-                               "<</Type/Font/Subtype/Type1/BaseFont/Courier>>"};
+                               "<</Type/Font/Subtype/Type1/BaseFont/" + font + ">>"};
         QByteArray kids;
         for (const std::vector<Placed>& page : pages) {
             QByteArray content;
@@ -101,6 +102,18 @@ void ExpectPlaced(const QJsonObject& word, double left, double baseline, double 
     EXPECT_NEAR(box[2].toDouble(), width, 1);
     EXPECT_EQ(word["font"].toString(), "Courier");
     EXPECT_NEAR(word["size"].toDouble(), 10, 2);
+}
+
+TEST_F(TextFormsTest, AreWhateverAFontIsCalled)
+{
+    MakeDocument("one.pdf", {{{72, 700, "Hello"}}}, "Hel#09vet#0Aica#01");
+    EXPECT_EQ(Run({"one.pdf", "-o", "one.tsv"}).exitCode, 0);
+    EXPECT_THAT(Read("one.tsv").toStdString(), HasSubstr("\tHelvetica\tHello\n"));
+    EXPECT_EQ(Run({"one.pdf", "-o", "one.hocr"}).exitCode, 0);
+    QXmlStreamReader hocr(Read("one.hocr"));
+    while (!hocr.atEnd())
+        hocr.readNext();
+    EXPECT_FALSE(hocr.hasError()) << hocr.errorString().toStdString();
 }
 
 TEST_F(TextFormsTest, AsJsonHaveTheWordsAndWhereTheyStand)

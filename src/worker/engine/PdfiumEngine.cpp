@@ -281,7 +281,13 @@ std::string PdfiumEngine::FontOf(int character) const
     std::array<char, 256> name = {};
     int flags = 0;
     pdfium.TextGetFontInfo(text, character, name.data(), name.size() - 1, &flags);
-    const std::string whole = QString::fromUtf8(name.data()).toStdString();
+    QString printable = QString::fromUtf8(name.data());
+    const auto isControl = [](QChar one) {
+        return one.category() == QChar::Other_Control;
+    };
+    printable.resize(
+        int(std::remove_if(printable.begin(), printable.end(), isControl) - printable.begin()));
+    const std::string whole = printable.toStdString();
     const bool isOfSubset = whole.size() > subsetTag && whole[subsetTag - 1] == '+';
     return isOfSubset ? whole.substr(subsetTag) : whole;
 }
