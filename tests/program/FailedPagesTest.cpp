@@ -178,6 +178,31 @@ TEST_F(FailedPagesTest, AreConvertedWhenTheirDocumentIsRetried)
     EXPECT_EQ(Run(arguments).exitCode, 0);
 }
 
+TEST_F(FailedPagesTest, AreLackingStillWhereOtherPagesGoToOtherNames)
+{
+    MakeThreePages();
+    const QStringList arguments{"three.pdf", "-d", "out", "-r", "20", "--journal", "journal"};
+    EXPECT_EQ(Run(arguments).exitCode, 3);
+    Write("out/three-1.png", "of somebody else");
+    EXPECT_EQ(Run(arguments + QStringList{"--retry-failed"}).exitCode, 3);
+    EXPECT_EQ(Read("out/three-1.png"), "of somebody else");
+    EXPECT_EQ(Run(arguments + QStringList{"--retry-failed"}).exitCode, 3);
+    EXPECT_THAT(Report({"journal"}).results, Contains("           1 page of three.pdf: 2"));
+    const Outcome verified = Report({"journal", "--verify"});
+    EXPECT_THAT(verified.complaints + verified.results.join('\n').toStdString(),
+                HasSubstr("out/three-1.png"));
+}
+
+TEST_F(FailedPagesTest, CostNoResultWhereTheDocumentThatIsRetriedIsAnotherOne)
+{
+    MakeThreePages();
+    const QStringList arguments{"three.pdf", "-d", "out", "-r", "20", "--journal", "journal"};
+    EXPECT_EQ(Run(arguments).exitCode, 3);
+    MakeDocument("three.pdf", {outside, outside});
+    EXPECT_EQ(Run(arguments + QStringList{"--retry-failed"}).exitCode, 10);
+    EXPECT_EQ(WholePictures("out"), QStringList({"three-1.png", "three-3.png"}));
+}
+
 TEST_F(FailedPagesTest, LeaveTheOthersOfATiffOfAllPages)
 {
     MakeThreePages();

@@ -282,8 +282,10 @@ void Conversion::Finish()
     for (std::size_t i = 0; i < results.size(); ++i) {
         PlannedResult& result = results[i];
         const QString place = std::exchange(result.path, made.value(int(i)));
-        if (HasFailed(result.page))
+        if (HasFailed(result.page)) {
+            lacking.push_back({result.page, place});
             continue;
+        }
         if (!result.path.isEmpty()) {
             CheckResult(result);
         } else if (IsToGoElsewhere(place)) {
@@ -403,7 +405,9 @@ void Conversion::MoveElsewhere(std::vector<PlannedResult*> refused)
             taken.append(result->path);
             planner.PlanAnew(*result, document.Name());
         }
-        run.journal.PlannedAnew(document.Name(), ResultsOf(results));
+        std::vector<Result> plan = ResultsOf(results);
+        plan.insert(plan.end(), lacking.begin(), lacking.end());
+        run.journal.PlannedAnew(document.Name(), plan);
         std::vector<PlannedResult*> again;
         for (PlannedResult* const result : refused) {
             const ioPath from(taken.takeFirst().toStdString());

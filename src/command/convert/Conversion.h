@@ -93,6 +93,8 @@ private:
     std::optional<Converter::ErrorType> error;
     /** The pages that have failed while others have not, as they came. */
     std::vector<PDF::Converter::PageFanOut::PageFailure> failures;
+    /** Where these were to go. */
+    std::vector<Result> lacking;
     /** What the text of the document lacks. */
     PDF::Converter::TextReport textReport;
     QTimer alarm;

@@ -138,11 +138,12 @@ bool Planner::CanBeOf(const Input& input, const Journal::Plan& earlier) const
     });
 }
 
-/** Makes room for the plan of a document that is another one now. */
+/** Makes room for the plan of a document that is another one now; finished results stay until then.
+ */
 void Planner::GiveUp(const Journal::Plan& earlier)
 {
     for (const auto& [page, path] : earlier.paths) {
-        if (run.journal.HasPlaced(path))
+        if (!earlier.isConverted && run.journal.HasPlaced(path))
             QFile::remove(path);
         planned.Remove(path);
     }

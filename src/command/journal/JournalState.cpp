@@ -68,8 +68,10 @@ void JournalState::ReadDone(const QString& name, const QJsonObject& line)
     document.standing = Standing::Done;
     document.lacksPages = !line["failedPages"].toArray().isEmpty();
     hasRepaired = hasRepaired || line["repaired"].toBool();
-    if (document.lacksPages)
-        return; // its plan stays, should it be retried
+    if (document.lacksPages) {
+        document.plan.isConverted = true;
+        return; // it stays, should the document be retried
+    }
     for (const auto& [page, to] : document.plan.paths)
         placed.remove(to);
     document.plan = {};

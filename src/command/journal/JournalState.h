@@ -33,6 +33,8 @@ public:
         int pages = 0;
         /** The paths by page, 0 for the document as a whole, without what was left away. */
         std::map<int, QString> paths;
+        /** Whether the document was converted to these, but for pages that it lacks. */
+        bool isConverted = false;
     };
 
     /** Takes in a line that an earlier run has written. */

@@ -90,11 +90,27 @@ void Verification::Take(const QJsonObject& line)
     if (event == QLatin1String("begun"))
         folder = line["settings"].toObject()["folder"].toString();
     else if (event == QLatin1String("placing"))
-        files[line["path"].toString()] = sum;
+        TakePlacing(line["path"].toString(), sum);
     else if (event == QLatin1String("refused") && file != files.end() && file->second == sum)
-        files.erase(file);
+        TakeRefused(file);
     else if (event == QLatin1String("done"))
         TakeDone(line);
+}
+
+void Verification::TakePlacing(const QString& path, const Checksum& sum)
+{
+    if (const auto file = files.find(path); file != files.end())
+        before[path] = file->second;
+    files[path] = sum;
+}
+
+/** What lay there before was not replaced. */
+void Verification::TakeRefused(Files::iterator file)
+{
+    if (const auto earlier = before.find(file->first); earlier != before.end())
+        file->second = earlier->second;
+    else if (done.count(file->first) == 0)
+        files.erase(file);
 }
 
 void Verification::TakeDone(const QJsonObject& line)

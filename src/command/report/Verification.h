@@ -53,12 +53,18 @@ public:
     Verified Verify(const std::function<void()>& pause) const;
 
 private:
+    using Files = std::map<QString, Checksum>;
+
+    void TakePlacing(const QString& path, const Checksum& sum);
+    void TakeRefused(Files::iterator file);
     void TakeDone(const QJsonObject& line);
 
     /** The working folder of the runs. */
     QString folder;
     /** What was put in place last, by path; without a checksum where the line of that is lost. */
-    std::map<QString, Checksum> files;
+    Files files;
+    /** What was to be replaced, by its path. */
+    Files before;
     /** Paths of documents that are done. */
     std::set<QString> done;
 };
