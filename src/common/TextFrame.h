@@ -38,7 +38,7 @@ inline constexpr TextFrame textFrames[] = {
      "<body>\n",
      "", "</body>\n</html>\n", ""}};
 
-/** That of a format by the name that the worker has for it; null for one that is no text. */
+/** The frame of a format by its name in requests; null for one that is no text. */
 template <typename Name>
 const TextFrame* FindTextFrame(const Name& format)
 {

@@ -391,7 +391,7 @@ void PageFanOut::StopAfterRunningPages()
             document.second.error = Cancelled;
     }
     impl->ProceedLater();
-    // Of a document that is one result no page is whole before all are.
+    // No page of a document that is one result is whole before all are.
     const auto chains = impl->chains;
     const QPointer<PageFanOut> self(this);
     for (const std::shared_ptr<Impl::Chain>& chain : chains) {

@@ -14,7 +14,7 @@ namespace Korvel::PDF {
  *
  *     qWarning() << file << ToText(provider.WhyOpenFailed(file));
  *
- * Of a value that is none of the enumeration it says that the reason is unknown. Thread-safe.
+ * A value that is none of the enumeration is called an unknown reason. Thread-safe.
  */
 CONVERTERSERVICES_EXPORT QString ToText(OpenFailure failure);
 
@@ -24,7 +24,7 @@ namespace Converter {
  * What to tell people of a task that has failed, in English: the rest of a sentence that begins
  * with the name of the document or page, such as "took longer than it was given".
  *
- * Of a value that is none of the enumeration it gives the number. Thread-safe.
+ * A value that is none of the enumeration is told by its number. Thread-safe.
  */
 CONVERTERSERVICES_EXPORT QString ToText(AbstractConverter::ErrorType error);
 
