@@ -91,18 +91,26 @@ TEST_F(ScarcityTest, OfProcessesIsTold)
 
 TEST_F(ScarcityTest, OfProcessesHasDocumentsOpenedOneAfterAnother)
 {
-    for (const char* name : {"1.pdf", "2.pdf", "3.pdf", "4.pdf"})
+    QStringList inputs;
+    for (const char* name : {"1.pdf", "2.pdf", "3.pdf", "4.pdf"}) {
         ASSERT_TRUE(QFile::copy(Path("two.pdf"), Path(name)));
-    const QStringList arguments{Path("1.pdf"), Path("2.pdf"), Path("3.pdf"), Path("4.pdf"),
-                                "--dry-run",   "-d",          "pages"};
+        inputs.append(Path(name));
+    }
     int opened = 0;
     for (int processes = 4; processes <= 20; ++processes) {
         const QString limit = QStringLiteral("--nproc=%1").arg(processes);
-        if (RunUnder({limit}, arguments + QStringList{"-j", "1"}).exitCode != 0)
+        const auto openWith = [&](int count, int jobs) {
+            return RunUnder({limit},
+                            inputs.mid(0, count) + QStringList{"--dry-run", "-d", "pages", "-j",
+                                                               QString::number(jobs)});
+        };
+        if (openWith(4, 1).exitCode != 0)
             continue;
-        const Outcome run = RunUnder({limit}, arguments + QStringList{"-j", "4"});
-        EXPECT_EQ(run.exitCode, 0) << processes << ' ' << run.complaints;
-        EXPECT_EQ(run.results.size(), 8);
+        for (const int count : {2, 4}) {
+            const Outcome run = openWith(count, count);
+            EXPECT_EQ(run.exitCode, 0) << processes << ' ' << run.complaints;
+            EXPECT_EQ(run.results.size(), 2 * count);
+        }
         ++opened;
     }
     EXPECT_GE(opened, 5);

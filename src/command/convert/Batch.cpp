@@ -158,7 +158,7 @@ bool Batch::BeginNext(std::vector<Input>::const_iterator& next,
 /** Opens one after another where the machine has no room for as many workers. */
 void Batch::GiveUpWhatLacksWorkers(const Documents& begun)
 {
-    if (begun.size() == 1 || !begun.front()->LacksWorker(factory))
+    if (atOnce == 1 || !begun.front()->LacksWorker(factory))
         return;
     atOnce = 1;
     for (const std::unique_ptr<Document>& document : begun)

@@ -196,7 +196,8 @@ struct WorkerPdfProvider::Impl
         void Release(qint64 document)
         {
             auto released = byDocument.extract(document);
-            if (!released || int(idle.size()) >= QThread::idealThreadCount())
+            const bool isOfUse = released && released.mapped()->IsStarted();
+            if (!isOfUse || int(idle.size()) >= QThread::idealThreadCount())
                 return;
             released.mapped()->Release();
             idle.push_back(std::move(released.mapped()));
