@@ -314,7 +314,7 @@ QJsonObject RequestHandler::WriteText(NewFile& file, const QJsonObject& request,
                                       const QString& format)
 {
     const TextLook look = TextLookOf(request, format);
-    const PagesText read = RendererFor(input, {}).Text(Pages(request), look);
+    const PagesText read = RendererFor(input, {}, PageUse::Text).Text(Pages(request), look);
     file.Write(read.text.constData(), std::size_t(read.text.size()));
     QJsonObject answer;
     if (!read.withoutText.empty())
@@ -334,7 +334,7 @@ void RequestHandler::WritePage(NewFile& file, const QJsonObject& request, const 
                    look.pixels != PixelFormat::Bgrx || look.size.isValid()))
         Refuse(Key::asIs, " goes with whole pages as jpg, in their own colors and size");
     if (!isAsIs || !WriteScan(file, page))
-        RendererFor(input, view).Write(file, page, look);
+        RendererFor(input, view, PageUse::Pictures).Write(file, page, look);
 }
 
 /** Writes the JPEG that the page is nothing but; false where it is another one. */
@@ -354,28 +354,29 @@ bool RequestHandler::WriteScan(NewFile& file, qint64 page)
 QJsonObject RequestHandler::WriteTiff(NewFile& file, const QJsonObject& request)
 {
     const PictureLook look = LookOf(request, WorkerProtocol::Format::tif);
-    return ToJson(
-        RendererFor(input, ViewOf(request)).WriteTiff(file, Pages(request), look, largestFile));
+    return ToJson(RendererFor(input, ViewOf(request), PageUse::Pictures)
+                      .WriteTiff(file, Pages(request), look, largestFile));
 }
 
-PageRenderer& RequestHandler::RendererFor(const std::string& path, const PageView& view)
+PageRenderer& RequestHandler::RendererFor(const std::string& path, const PageView& view,
+                                          PageUse use)
 {
-    if (!renderer || !renderer->Serves(path, view)) {
+    if (!renderer || !renderer->Serves(path, view, use)) {
         renderer.reset();
-        renderer = OpenToDraw(path, view);
+        renderer = OpenToDraw(path, view, use);
     }
     return *renderer;
 }
 
 std::unique_ptr<PageRenderer> RequestHandler::OpenToDraw(const std::string& path,
-                                                         const PageView& view)
+                                                         const PageView& view, PageUse use)
 {
     if (const auto opened = std::move(reusable)) {
-        auto ofOpened = std::make_unique<PageRenderer>(path, view, std::move(*opened));
-        if (ofOpened->Serves(path, view))
+        auto ofOpened = std::make_unique<PageRenderer>(path, view, use, std::move(*opened));
+        if (ofOpened->Serves(path, view, use))
             return ofOpened;
     }
-    return std::make_unique<PageRenderer>(path, view);
+    return std::make_unique<PageRenderer>(path, view, use);
 }
 
 } // namespace Korvel::Worker

@@ -49,8 +49,9 @@ private:
     void Finish(NewFile& result, const FileState& before) const;
     template <typename Work>
     QJsonObject WhileUnchanged(const FileState& before, const Work& work) const;
-    PageRenderer& RendererFor(const std::string& path, const PageView& view);
-    std::unique_ptr<PageRenderer> OpenToDraw(const std::string& path, const PageView& view);
+    PageRenderer& RendererFor(const std::string& path, const PageView& view, PageUse use);
+    std::unique_ptr<PageRenderer> OpenToDraw(const std::string& path, const PageView& view,
+                                             PageUse use);
 
     const std::function<void(const std::vector<std::string>& files)> enterSandbox;
     const std::uint64_t largestFile;

@@ -60,25 +60,30 @@ double ResolutionToFit(const QSizeF& points, const QSize& pixels)
 
 } // namespace
 
-PageRenderer::PageRenderer(const std::string& path, const PageView& view)
-    : PageRenderer(path, view, PdfDocument(path, std::string()))
+PageRenderer::PageRenderer(const std::string& path, const PageView& view, PageUse use)
+    : PageRenderer(path, view, use, PdfDocument(path, std::string()))
 {
 }
 
-PageRenderer::PageRenderer(const std::string& path, const PageView& view, PdfDocument&& opened)
-    : path(path), view(view), file(opened.File().State()), engine(MakePageEngine())
+PageRenderer::PageRenderer(const std::string& path, const PageView& view, PageUse use,
+                           PdfDocument&& opened)
+    : path(path), view(view), use(use), file(opened.File().State()), engine(MakePageEngine())
 {
+    const bool isForText = use == PageUse::Text;
     const bool wantsPreparation = opened.IsEncrypted() || opened.IsRepaired() || opened.HasForm() ||
-                                  opened.HidesAnnotations() || !view.IsPlain();
+                                  opened.HidesAnnotations() || !view.IsPlain() ||
+                                  (isForText && opened.HasOtherText());
     if (!wantsPreparation && engine->Open(path))
         return;
-    if (!engine->Open(opened.ForRendering(view)))
+    if (!engine->Open(isForText ? opened.ForReading() : opened.ForRendering(view)))
         throw RequestError(Reason::Damaged, "it cannot be opened to be drawn");
 }
 
-bool PageRenderer::Serves(const std::string& other, const PageView& wanted) const
+bool PageRenderer::Serves(const std::string& otherPath, const PageView& wantedView,
+                          PageUse wantedUse) const
 {
-    return other == path && wanted == view && file.IsStillThatOf(path) && !engine->HasFailed();
+    return otherPath == path && wantedView == view && wantedUse == use &&
+           file.IsStillThatOf(path) && !engine->HasFailed();
 }
 
 /** Fails where reading has failed: engines draw what they can read, and nothing for the rest. */

@@ -4,6 +4,7 @@
 #include "FileState.h"
 #include "Output.h"
 #include "PageEngine.h"
+#include "PageUse.h"
 #include "PageView.h"
 #include "PdfDocument.h"
 #include "PictureLook.h"
@@ -33,25 +34,31 @@ class PageRenderer
 {
 public:
     /**
-     * @param view  what is shown of the pages
+     * @param view  what is shown of the pages; for text, pages are shown as they say
+     * @param use   what the pages are for
      * @throws RequestError         why it cannot be opened
      * @throws std::exception  libqpdf's own: it cannot be made ready to be drawn
      */
-    explicit PageRenderer(const std::string& path, const PageView& view = {});
+    explicit PageRenderer(const std::string& path, const PageView& view = {},
+                          PageUse use = PageUse::Pictures);
 
     /**
      * Takes over a document that is open already.
      *
      * @param path    the file's
      * @param view    what is shown of the pages
+     * @param use     what the pages are for
      * @param opened  of that file, and without a password; of no use afterwards
      * @throws RequestError         it cannot be drawn
      * @throws std::exception  libqpdf's own: it cannot be made ready to be drawn
      */
-    PageRenderer(const std::string& path, const PageView& view, PdfDocument&& opened);
+    PageRenderer(const std::string& path, const PageView& view, PageUse use, PdfDocument&& opened);
 
-    /** Whether `path` names the file that was opened, unchanged since, and shows its pages so. */
-    bool Serves(const std::string& path, const PageView& view) const;
+    /**
+     * Whether `path` names the file that was opened, unchanged since, and shows its pages so, for
+     * this use.
+     */
+    bool Serves(const std::string& path, const PageView& view, PageUse use) const;
 
     /**
      * Writes a page on white, or on nothing, annotations and form fields drawn, with its
@@ -97,6 +104,7 @@ private:
 
     const std::string path;
     const PageView view;
+    const PageUse use;
     const FileState file;
     std::unique_ptr<PageEngine> engine;
 };

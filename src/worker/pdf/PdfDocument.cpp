@@ -1,5 +1,6 @@
 #include "PdfDocument.h"
 
+#include "AnnotationsAsContent.h"
 #include "DescribeEncryption.h"
 #include "LoneJpeg.h"
 #include "MergedPdf.h"
@@ -11,14 +12,11 @@
 #include "ShowPages.h"
 
 #include <algorithm>
-#include <iterator>
 #include <limits>
 #include <vector>
 
 #include <qpdf/Pipeline.hh>
-#include <qpdf/QPDFAcroFormDocumentHelper.hh>
 #include <qpdf/QPDFExc.hh>
-#include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFWriter.hh>
 #include <qpdf/QUtil.hh>
 
@@ -40,60 +38,6 @@ std::vector<std::string> Candidates(const std::string& password)
             candidates.push_back(encoded);
     }
     return candidates;
-}
-
-bool IsField(QPDFObjectHandle annotation)
-{
-    return annotation.isDictionaryOfType("", "/Widget");
-}
-
-bool ShowsField(QPDFObjectHandle page)
-{
-    QPDFObjectHandle all = page.getKey("/Annots");
-    for (int i = 0; all.isArray() && i < all.getArrayNItems(); ++i) {
-        if (IsField(all.getArrayItem(i)))
-            return true;
-    }
-    return false;
-}
-
-/** Leaves a page only its form fields, and answers its other annotations. */
-QPDFObjectHandle TakeOtherAnnotations(QPDFObjectHandle page)
-{
-    QPDFObjectHandle fields = QPDFObjectHandle::newArray();
-    QPDFObjectHandle others = QPDFObjectHandle::newArray();
-    QPDFObjectHandle all = page.getKey("/Annots");
-    for (int i = 0; all.isArray() && i < all.getArrayNItems(); ++i) {
-        QPDFObjectHandle annotation = all.getArrayItem(i);
-        (IsField(annotation) ? fields : others).appendItem(annotation);
-    }
-    page.replaceKey("/Annots", fields);
-    return others;
-}
-
-/** libqpdf makes appearances only where the document asks for it. */
-void MakeMissingAppearances(QPDF& pdf)
-{
-    QPDFAcroFormDocumentHelper form(pdf);
-    form.generateAppearancesIfNeeded();
-    for (const QPDFPageObjectHelper& page : QPDFPageDocumentHelper(pdf).getAllPages()) {
-        for (QPDFAnnotationObjectHelper& widget : form.getWidgetAnnotationsForPage(page)) {
-            if (!widget.getAppearanceDictionary().isDictionary())
-                form.getFieldForAnnotation(widget).generateAppearance(widget);
-        }
-    }
-}
-
-/** Makes form fields content. libqpdf would drop other annotations that Qt PDF draws. */
-void MakeFieldsContent(QPDF& pdf)
-{
-    MakeMissingAppearances(pdf);
-    std::vector<QPDFObjectHandle> pages = pdf.getAllPages();
-    std::vector<QPDFObjectHandle> others;
-    std::transform(pages.begin(), pages.end(), std::back_inserter(others), TakeOtherAnnotations);
-    QPDFPageDocumentHelper(pdf).flattenAnnotations(0, an_hidden | an_no_view);
-    for (std::size_t i = 0; i < pages.size(); ++i)
-        pages[i].replaceKey("/Annots", others[i]);
 }
 
 /**
@@ -234,8 +178,7 @@ QVersionNumber PdfDocument::Version()
 
 bool PdfDocument::HasForm()
 {
-    const std::vector<QPDFObjectHandle> pages = pdf->getAllPages();
-    return std::any_of(pages.begin(), pages.end(), ShowsField);
+    return HasFields(*pdf);
 }
 
 void PdfDocument::Save(NewFile& output)
@@ -367,12 +310,30 @@ std::shared_ptr<Buffer> PdfDocument::Jpeg(qint64 page)
     }
 }
 
+bool PdfDocument::HasOtherText()
+{
+    return HasAnnotationsOfText(*pdf) || HasHiddenContent(*pdf);
+}
+
 QByteArray PdfDocument::ForRendering(const PageView& view)
 {
     RemoveHiddenAnnotations(*pdf);
     MakeFieldsContent(*pdf);
     if (!view.IsPlain())
         ShowPages(*pdf, view);
+    return InMemory();
+}
+
+QByteArray PdfDocument::ForReading()
+{
+    RemoveHiddenAnnotations(*pdf);
+    MakeAnnotationsOfTextContent(*pdf);
+    RemoveHiddenText(*pdf);
+    return InMemory();
+}
+
+QByteArray PdfDocument::InMemory()
+{
     // Streams are not preserved: libqpdf would leave the appearances that it has made empty.
     QPDFWriter writer(*pdf);
     writer.setPreserveEncryption(false);

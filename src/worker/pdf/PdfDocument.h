@@ -62,6 +62,12 @@ public:
     bool HidesAnnotations();
 
     /**
+     * Whether its pages themselves have other text than is shown: annotations draw some, or hidden
+     * optional content has some. Throws as Description does.
+     */
+    bool HasOtherText();
+
+    /**
      * Writes it without encryption; one that is sound and not encrypted byte by byte.
      *
      * @throws RequestError  "cannot-write", "damaged"
@@ -99,6 +105,12 @@ public:
     QByteArray ForRendering(const PageView& view);
 
     /**
+     * The document as its text is to be read: as it is drawn, annotations that draw text made
+     * content as well, and text of hidden optional content omitted. Throws as ForRendering does.
+     */
+    QByteArray ForReading();
+
+    /**
      * The JPEG that a page is nothing but, as LoneJpeg has it; null where the page is another one.
      *
      * @param page  from 1
@@ -116,6 +128,7 @@ private:
     void SaveAll(NewFile& output, bool isLinearized);
     void SaveSome(NewFile& output, const std::set<qint64>& pages, bool isLinearized);
     void Choose(const std::set<qint64>& pages);
+    QByteArray InMemory();
     void Write(NewFile& output, qpdf_object_stream_e packing, bool isLinearized,
                const PDFVersion& atLeast = {});
     std::map<QString, QString> Properties();

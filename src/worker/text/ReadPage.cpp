@@ -7,6 +7,7 @@
 #include "PlaceMarks.h"
 #include "ReadingOrder.h"
 
+#include <algorithm>
 #include <iterator>
 
 #include <QStringList>
@@ -37,10 +38,24 @@ TextPage ReadLines(PageEngine& engine, int page)
     return text;
 }
 
+/** Leaves away what stands beside the page. */
+void KeepShown(std::vector<TextCharacter>& characters, const QSizeF& size)
+{
+    const QRectF shown(QPointF(0, 0), size);
+    const auto isBeside = [&shown](const TextCharacter& character) {
+        const QRectF& box = character.box;
+        return !(box.right() > shown.left() && box.left() < shown.right() &&
+                 box.bottom() > shown.top() && box.top() < shown.bottom());
+    };
+    characters.erase(std::remove_if(characters.begin(), characters.end(), isBeside),
+                     characters.end());
+}
+
 TextPage ReadCharacters(PageEngine& engine, int page, bool wantsFonts)
 {
     TextPage text;
     DrawnCharacters drawn = engine.Characters(page, wantsFonts);
+    KeepShown(drawn.characters, engine.PageSize(page));
     PageGlyphs glyphs = FindGlyphs(drawn.characters);
     for (Writing& writing : glyphs.writings) {
         PlaceMarks(writing.glyphs);
