@@ -181,7 +181,8 @@ using Attempt = std::function<int(const std::string& argument)>;
 
 const std::map<std::string, Attempt>& Attempts()
 {
-    constexpr std::size_t muchMemory = std::size_t(2) << 30;
+    // Were it a constant, Clang would make all of these objects while it compiles.
+    static const volatile std::size_t muchMemory = std::size_t(2) << 30;
     static const std::map<std::string, Attempt> attempts{
         {"read", Read},
         {"list", List},
