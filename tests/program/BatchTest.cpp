@@ -1,8 +1,12 @@
 #include "Program.h"
 
+#include <cstdio>
+#include <functional>
+
 #include <gmock/gmock.h>
 
 #include <QDir>
+#include <QFile>
 
 #include <sys/stat.h>
 
@@ -282,6 +286,93 @@ TEST_F(BatchTest, UsesNoMoreWorkersThanItIsAllowed)
     EXPECT_EQ(Finish(*process).exitCode, 0);
     EXPECT_GE(most, 1);
     EXPECT_LE(most, 2) << "one that opens documents, one that converts pages";
+}
+
+/** What another program makes of a document that was planned, while one before it is converted. */
+class ChangedDocumentTest : public BatchTest
+{
+protected:
+    ChangedDocumentTest()
+    {
+        MakeSample("first.pdf", 60);
+        Write("pw", "pw");
+    }
+
+    Outcome ConvertAndMeanwhile(const std::function<void()>& change,
+                                const QStringList& further = {})
+    {
+        QFile::remove(Path("second.pdf"));
+        MakeSample("second.pdf", 2, "pw");
+        const auto process = Start(QStringList{"first.pdf", "second.pdf", "-d", "out", "-r", "100",
+                                               "-j", "1", "--password-file", "pw"} +
+                                   further);
+        process->closeWriteChannel();
+        while (QDir(Path("out")).isEmpty() && !process->waitForFinished(1)) {
+        }
+        EXPECT_FALSE(QFile::exists(Path("out/second-1.png")));
+        change();
+        return Finish(*process);
+    }
+
+    void Replace(const char* by) const
+    {
+        EXPECT_EQ(::rename(Path(by).toUtf8().constData(), Path("second.pdf").toUtf8().constData()),
+                  0);
+    }
+};
+
+TEST_F(ChangedDocumentTest, IsPlannedAnew)
+{
+    for (const QStringList& further : {QStringList(), QStringList{"--journal", "journal"}}) {
+        MakeSample("other.pdf", 11, "pw");
+        const Outcome run = ConvertAndMeanwhile([this] { Replace("other.pdf"); }, further);
+        EXPECT_EQ(run.exitCode, 0) << run.complaints;
+        EXPECT_EQ(run.results.size(), 60 + 11);
+        EXPECT_EQ(run.results.value(70), "out/second-11.png");
+        EXPECT_EQ(WholePictures("out").size(), 60 + 11);
+        EXPECT_EQ(LeftInTempDir(), QStringList());
+        QDir(Path("out")).removeRecursively();
+    }
+}
+
+TEST_F(ChangedDocumentTest, KeepsTheNamesOfPagesThatItHasStill)
+{
+    MakeSample("other.pdf", 2);
+    const Outcome run = ConvertAndMeanwhile([this] { Replace("other.pdf"); });
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    EXPECT_EQ(run.results.mid(60), QStringList({"out/second-1.png", "out/second-2.png"}));
+}
+
+TEST_F(ChangedDocumentTest, IsWarnedOfWhereItIsDamagedNow)
+{
+    MakeSample("other.pdf", 3);
+    Write("other.pdf", Read("other.pdf").replace("startxref", "startxxxx"));
+    const Outcome run = ConvertAndMeanwhile([this] { Replace("other.pdf"); });
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_THAT(run.complaints, HasSubstr("second.pdf: is damaged and was repaired"));
+    EXPECT_EQ(WholePictures("out").size(), 60 + 3);
+}
+
+TEST_F(ChangedDocumentTest, IsToldAsWhatItIsWhereItCannotBeConvertedAnyMore)
+{
+    const auto becomes = [this](const QByteArray& content) {
+        Write("other.pdf", content);
+        const Outcome run = ConvertAndMeanwhile([this] { Replace("other.pdf"); });
+        EXPECT_EQ(run.exitCode, 10);
+        EXPECT_EQ(run.results.size(), 60);
+        QDir(Path("out")).removeRecursively();
+        return run.complaints;
+    };
+    EXPECT_THAT(becomes("no document"), HasSubstr("second.pdf: is not a PDF"));
+    EXPECT_THAT(becomes(""), HasSubstr("second.pdf: is an empty file"));
+}
+
+TEST_F(ChangedDocumentTest, IsMissedWhereItIsGone)
+{
+    const Outcome run = ConvertAndMeanwhile([this] { QFile::remove(Path("second.pdf")); });
+    EXPECT_EQ(run.exitCode, 10);
+    EXPECT_THAT(run.complaints, HasSubstr("second.pdf: No such file or directory"));
+    EXPECT_EQ(run.results.size(), 60);
 }
 
 } // namespace

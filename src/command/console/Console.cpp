@@ -170,6 +170,11 @@ void Console::Warn(const QString& name, const char* reason, const std::string& m
         warned.append(members);
 }
 
+void Console::WarnOfRepair(const QString& name)
+{
+    Warn(name, "repaired", "is damaged and was repaired; look the result over");
+}
+
 void Console::Note(const std::string& message)
 {
     if (!quiet)

@@ -76,6 +76,9 @@ public:
     /** Says, unless it is to be quiet, that a result wants a look, or lacks a page. */
     void Warn(const QString& name, const char* reason, const std::string& message, int page = 0);
 
+    /** Warns that a document was damaged. */
+    void WarnOfRepair(const QString& name);
+
     /** How many pages there was reason to warn of: those that could not be converted. */
     int FailedPages() const { return failedPages; }
 

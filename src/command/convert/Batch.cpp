@@ -178,8 +178,7 @@ bool Batch::OpenAndPlan(std::unique_ptr<Document> document)
         journal.UseEngine(factory.PdfProvider().Engine(), options.run.engine.has_value());
     return Attempt(input, [&] {
         if (document->Info().repaired)
-            console.Warn(input.name, "repaired",
-                         "is damaged and was repaired; look the result over");
+            console.WarnOfRepair(input.name);
         auto results = Plan(*document);
         documents.push_back({std::move(document), std::move(results)});
     });

@@ -111,35 +111,65 @@ void Conversion::End(const std::exception_ptr& failure)
 
 void Conversion::Begin()
 {
+    if (!results.empty())
+        TakeUpChanges();
     if (results.empty()) {
         End(nullptr);
         return;
     }
-    RequireSources();
     PrepareFolders();
     work = run.console.Begin(planned.Named().name, int(results.size()));
     StartChain();
 }
 
-void Conversion::RequireSources() const
+/** Opens sources anew that have changed since they were, and plans what is made of them. */
+void Conversion::TakeUpChanges()
 {
-    for (const Document* const source : planned.All())
-        RequireSource(*source);
+    bool isPlanned = true;
+    for (Document* const source : planned.All()) {
+        if (IsAsPlanned(*source))
+            continue;
+        try {
+            source->OpenAnew(run.factory);
+        } catch (const Failure& failure) {
+            throw FailureIn(*source, failure);
+        }
+        if (source->Info().repaired)
+            run.console.WarnOfRepair(source->Name());
+        isPlanned = planned.whole.has_value(); // which is one result, whatever is in it
+    }
+    if (isPlanned)
+        return;
+    results = planner.PlanAnew(document, results);
+    if (run.options.output.IsStandardOutput() && results.size() > 1)
+        throw ChangedFailure();
 }
 
-/** Throws unless the document is the one that was opened, or was replaced by its own result. */
-void Conversion::RequireSource(const Document& source) const
+/** Throws unless the documents are those that were opened. */
+void Conversion::RequireSources() const
+{
+    for (const Document* const source : planned.All()) {
+        if (!IsAsPlanned(*source))
+            throw FailureIn(*source, ChangedFailure());
+    }
+}
+
+/** Whether the document is the one that was opened, or was replaced by its own result. */
+bool Conversion::IsAsPlanned(const Document& source) const
 {
     const std::string path = source.GetInput().path.toStdString();
     const auto hasReplacedIt = [&path](const PlannedResult& result) {
         std::error_code ignored;
         return std::filesystem::equivalent(result.wanted.toStdString(), path, ignored);
     };
-    if (source.IsUnchanged() || std::any_of(results.begin(), results.end(), hasReplacedIt))
-        return;
-    const Failure changed = ChangedFailure();
+    return source.IsUnchanged() || std::any_of(results.begin(), results.end(), hasReplacedIt);
+}
+
+/** The failure of a source, which is named where there are several. */
+Failure Conversion::FailureIn(const Document& source, const Failure& failure) const
+{
     const std::string name = planned.whole ? source.Name().toStdString() + ": " : std::string();
-    throw Failure(changed.code, changed.reason, name + changed.what());
+    return {failure.code, failure.reason, name + failure.what()};
 }
 
 void Conversion::PrepareFolders() const

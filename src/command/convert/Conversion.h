@@ -57,8 +57,10 @@ private:
     void Later(const std::function<void()>& step);
     void End(const std::exception_ptr& failure);
     void Begin();
+    void TakeUpChanges();
     void RequireSources() const;
-    void RequireSource(const Document& source) const;
+    bool IsAsPlanned(const Document& source) const;
+    Failure FailureIn(const Document& source, const Failure& failure) const;
     void PrepareFolders() const;
     void StartChain();
     Converter::Task MakeTask();

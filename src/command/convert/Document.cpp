@@ -95,8 +95,32 @@ bool Document::IsUnchanged() const
     return SourceState(input.path.toStdString()) == state;
 }
 
+void Document::OpenAnew(ConverterFactory& factory)
+{
+    CheckInput(input);
+    state = SourceState(input.path.toStdString());
+    const auto handle = Describe(password, factory);
+    if (!handle)
+        throw factory.WhyNotOpened(input.path.toStdString());
+    factory.PdfProvider().CloseDocument(*handle).wait();
+    if (!IsUnchanged())
+        throw ChangedFailure();
+}
+
 /** Throws when it is not the password that is amiss. */
 bool Document::TakesPassword(const std::string& tried, ConverterFactory& factory)
+{
+    const auto handle = Describe(tried, factory);
+    if (!handle)
+        return false;
+    factory.Close(*handle, NeedsCopy());
+    password = tried;
+    return true;
+}
+
+/** Opens the document; none where another password may do so. */
+std::optional<PDF::DocumentHandle> Document::Describe(const std::string& tried,
+                                                      ConverterFactory& factory)
 {
     const ioPath path(input.path.toStdString());
     PDF::WorkerPdfProvider& provider = factory.PdfProvider();
@@ -104,13 +128,11 @@ bool Document::TakesPassword(const std::string& tried, ConverterFactory& factory
     factory.CheckForSignal();
     if (auto described = provider.Describe(handle)) {
         info = std::move(*described);
-        factory.Close(handle, NeedsCopy());
-        password = tried;
-        return true;
+        return handle;
     }
     if (const PDF::OpenFailure why = provider.WhyOpenFailed(path); !IsForWantOfPassword(why))
-        throw factory.WhyNotOpened(input.path.toStdString());
-    return false;
+        throw factory.WhyNotOpened(path.utf8string());
+    return std::nullopt;
 }
 
 bool Document::LacksWorker(ConverterFactory& factory)

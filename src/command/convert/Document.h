@@ -7,6 +7,7 @@
 
 #include <future>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Korvel::App {
@@ -43,6 +44,14 @@ public:
      */
     void Open(Passwords& passwords, ConverterFactory& factory);
 
+    /**
+     * Opens it as it is now, with the password that it was opened with before.
+     *
+     * @throws Failure      it is none that can be converted any more, or not with that password
+     * @throws Interrupted  a signal came meanwhile
+     */
+    void OpenAnew(ConverterFactory& factory);
+
     const Input& GetInput() const { return input; }
 
     /** Whether the file is still the one that was opened, and as it was then. */
@@ -69,6 +78,8 @@ private:
     void OpenUnchanged(Passwords& passwords, ConverterFactory& factory);
     Failure WhyNotOpened(const Passwords& passwords, const ConverterFactory& factory) const;
     bool TakesPassword(const std::string& tried, ConverterFactory& factory);
+    std::optional<PDF::DocumentHandle> Describe(const std::string& tried,
+                                                ConverterFactory& factory);
     PDF::DocumentHandle OpenWith(const std::string& tried, ConverterFactory& factory);
 
     const Input input;

@@ -100,6 +100,14 @@ std::vector<PlannedResult> Planner::Plan(const Document& document)
     return results;
 }
 
+std::vector<PlannedResult> Planner::PlanAnew(const Document& document,
+                                             const std::vector<PlannedResult>& before)
+{
+    for (const PlannedResult& result : before)
+        planned.Remove(result.path);
+    return Plan(document);
+}
+
 QString Planner::PathOf(const OutputTemplate& path, const Input& input, int page) const
 {
     QString name = path.Path(input.baseName, page, input.folder);

@@ -49,6 +49,10 @@ public:
      */
     std::vector<PlannedResult> Plan(const Document& document);
 
+    /** Plans a document anew that is another one than was planned; throws as Plan does. */
+    std::vector<PlannedResult> PlanAnew(const Document& document,
+                                        const std::vector<PlannedResult>& before);
+
     /** Chooses another place for a result of a document, as somebody else has put a file there. */
     void PlanAnew(PlannedResult& result, const QString& document);
 
