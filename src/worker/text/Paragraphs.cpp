@@ -24,20 +24,31 @@ bool HaveOneSize(const RunLine& one, const RunLine& other)
     return std::max(one.em, other.em) <= otherSize * std::min(one.em, other.em);
 }
 
-/** The distance that most lines of the region have from the line before. */
-std::optional<double> UsualPitch(const Region& region)
+/** How far lines are apart, and their em. */
+struct Pitch
 {
-    std::vector<double> pitches;
+    double distance;
+    double em;
+
+    /** That of lines of this em: larger ones are farther apart. */
+    double Of(double other) const { return distance * std::max(1.0, other / em); }
+};
+
+/** The distance that most lines of the region have from the line before. */
+std::optional<Pitch> UsualPitch(const Region& region)
+{
+    std::vector<Pitch> pitches;
     for (std::size_t i = 1; i < region.size(); ++i) {
         const double pitch = PitchOf(region[i - 1], region[i]);
         if (HaveOneSize(region[i - 1], region[i]) && pitch > 0 &&
             pitch < widestPitchInEms * region[i].em)
-            pitches.push_back(pitch);
+            pitches.push_back({pitch, region[i].em});
     }
     if (pitches.empty())
         return std::nullopt;
     const auto middle = pitches.begin() + std::ptrdiff_t(pitches.size() / 2);
-    std::nth_element(pitches.begin(), middle, pitches.end());
+    std::nth_element(pitches.begin(), middle, pitches.end(),
+                     [](const Pitch& a, const Pitch& b) { return a.distance < b.distance; });
     return *middle;
 }
 
@@ -55,7 +66,7 @@ bool IsIndented(const Region& region, std::size_t index)
            std::abs(after - before) < 0.3 * line.em;
 }
 
-bool BeginsParagraph(const Region& region, std::size_t index, std::optional<double> usualPitch)
+bool BeginsParagraph(const Region& region, std::size_t index, std::optional<Pitch> usualPitch)
 {
     const RunLine& before = region[index - 1];
     const RunLine& line = region[index];
@@ -63,7 +74,7 @@ bool BeginsParagraph(const Region& region, std::size_t index, std::optional<doub
     const double pitch = PitchOf(before, line);
     if (pitch <= 0)
         return true; // it goes on in another cell
-    const double usual = usualPitch.value_or(1.5 * em);
+    const double usual = usualPitch ? usualPitch->Of(em) : 1.5 * em;
     return pitch > std::max(widerThanUsual * usual, usual + 0.25 * em) ||
            !HaveOneSize(before, line) || IsIndented(region, index);
 }
@@ -126,7 +137,7 @@ std::vector<TextBlock> FindParagraphs(const std::vector<Region>& regions, const 
     std::vector<TextBlock> blocks;
     const RunLine* before = nullptr;
     for (const Region& region : regions) {
-        const std::optional<double> usualPitch = UsualPitch(region);
+        const std::optional<Pitch> usualPitch = UsualPitch(region);
         for (std::size_t i = 0; i < region.size(); ++i) {
             TextLine line = ToTextLine(region[i], shown);
             const bool begins = i > 0 ? BeginsParagraph(region, i, usualPitch)

@@ -130,10 +130,81 @@ bool AreColumns(const Runs& band, const Sides& sides, double river)
     return left.isProse && right.isProse && crossings >= fewer;
 }
 
+/** From where to where something stands, seen from the side. */
+struct Extent
+{
+    double top;
+    double bottom;
+
+    double Height() const { return bottom - top; }
+};
+
+/** The heights at which something stands, parted by white over the whole width, from the top. */
+std::vector<Extent> ExtentsOf(Runs runs)
+{
+    std::sort(runs.begin(), runs.end(),
+              [](const Run* a, const Run* b) { return a->box.top() < b->box.top(); });
+    std::vector<Extent> extents;
+    for (const Run* const run : runs) {
+        if (extents.empty() || run->box.top() > extents.back().bottom)
+            extents.push_back({run->box.top(), run->box.bottom()});
+        else
+            extents.back().bottom = std::max(extents.back().bottom, run->box.bottom());
+    }
+    return extents;
+}
+
+/** Whether the first of them is one row with more white below it than there is further on. */
+bool StandsApart(const Extent& row, const Extent& next, const Extent* afterNext, double em)
+{
+    constexpr double highest = 1.6; // in ems
+    constexpr double farther = 1.5;
+    const auto white = [](const Extent& a, const Extent& b) {
+        return std::max(b.top - a.bottom, a.top - b.bottom);
+    };
+    return row.Height() <= highest * em && white(row, next) >= whiteBetweenPartsInEms * em &&
+           (!afterNext || white(row, next) >= farther * white(next, *afterNext));
+}
+
+/** A page without the rows that stand apart at its ends, as running heads do, and these. */
+struct Page
+{
+    Runs head;
+    Runs body;
+    Runs foot;
+};
+
+Page PartHeads(const Runs& runs, double em)
+{
+    const std::vector<Extent> extents = ExtentsOf(runs);
+    const std::size_t count = extents.size();
+    const bool isLong = count > 2;
+    const bool hasHead =
+        count > 1 && StandsApart(extents[0], extents[1], isLong ? &extents[2] : nullptr, em);
+    const bool hasFoot =
+        isLong && StandsApart(extents[count - 1], extents[count - 2], &extents[count - 3], em);
+    Page page;
+    for (const Run* const run : runs) {
+        const double place = run->box.center().y();
+        const bool isHead = hasHead && place < extents[0].bottom;
+        const bool isFoot = hasFoot && place > extents[count - 1].top;
+        (isHead ? page.head : isFoot ? page.foot : page.body).push_back(run);
+    }
+    return page;
+}
+
 class Cutter
 {
 public:
     explicit Cutter(bool isRightToLeft) : isRightToLeft(isRightToLeft) {}
+
+    /** Cuts a page. Its heads would be columns' first lines else. */
+    void Cut(const Runs& runs)
+    {
+        const Page page = PartHeads(runs, UsualEm(runs));
+        for (const Runs& part : {page.head, page.body, page.foot})
+            Cut(part, 0);
+    }
 
     void Cut(const Runs& runs, int depth)
     {
@@ -352,7 +423,7 @@ std::vector<Region> InReadingOrder(const std::vector<Run>& runs)
     for (const Run& run : runs)
         all.push_back(&run);
     Cutter cutter(IsRightToLeft(all));
-    cutter.Cut(all, 0);
+    cutter.Cut(all);
     return cutter.regions;
 }
 

@@ -3,8 +3,11 @@
 #include "SamplePdf.h"
 #include "WorkerFixture.h"
 
+#include <algorithm>
 #include <functional>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 #include <QFont>
 #include <QJsonArray>
@@ -13,6 +16,8 @@
 
 namespace Korvel::Worker {
 namespace {
+
+using testing::StartsWith;
 
 /** A text on a page, and where its first line begins, in points from the top left. */
 struct Placed
@@ -132,6 +137,29 @@ TEST_F(TextTest, OfColumnsEndsWhereALineReachesOverThem)
                   "\n\nthe third\ncolumn\nthe fourth\ncolumn\n");
 }
 
+TEST_F(TextTest, OfColumnsHasTheRunningHeadBeforeThemAndTheFootBehind)
+{
+    SKIP_WITHOUT_PLACES();
+    const QString white = QStringLiteral("\n\n\n");
+    const auto column = [&white](const char* upper, const char* lower) {
+        return Column(upper) + white + Column(lower);
+    };
+    const QString text = QString::fromStdString(TextOf({{40, 20, "chapter one"},
+                                                        {460, 20, "of many"},
+                                                        {40, 90, column("first", "second")},
+                                                        {300, 90, column("third", "fourth")},
+                                                        {40, 400, "a date"},
+                                                        {500, 400, "12"}}));
+    const QStringList expected{"chapter one of many", Column("first"),  Column("second"),
+                               Column("third"),       Column("fourth"), "a date 12"};
+    const auto isEmpty = [](const QString& line) {
+        return line.isEmpty();
+    };
+    QStringList lines = text.split('\n');
+    lines.erase(std::remove_if(lines.begin(), lines.end(), isEmpty), lines.end());
+    EXPECT_EQ(lines.join('\n').toStdString(), expected.join('\n').toStdString());
+}
+
 TEST_F(TextTest, StaysAsItIsDrawnWhereNeitherComesFirst)
 {
     SKIP_WITHOUT_PLACES();
@@ -173,6 +201,20 @@ TEST_F(TextTest, HasAnEmptyLineBetweenParagraphs)
     EXPECT_EQ(TextOf({{40, 50, "one line\nand another\nand a third"},
                       {40, 110, "a paragraph\nof its own"}}),
               "one line\nand another\nand a third\n\na paragraph\nof its own\n");
+}
+
+TEST_F(TextTest, KeepsTheLinesOfALargeHeadingTogether)
+{
+    SKIP_WITHOUT_PLACES();
+    const std::string text = TextOfPainted([](QPainter& painter) {
+        painter.setFont(QFont(QStringLiteral("DejaVu Sans"), 16));
+        painter.drawText(QPointF(40, 50), "A heading of");
+        painter.drawText(QPointF(40, 70), "two large lines");
+        painter.setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+        for (int line = 0; line < 5; ++line)
+            painter.drawText(QPointF(40, 90 + 11 * line), "a line below it");
+    });
+    EXPECT_THAT(text, StartsWith("A heading of\ntwo large lines\n\na line below it\na line"));
 }
 
 TEST_F(TextTest, OfATableComesRowByRow)
