@@ -18,12 +18,13 @@ public:
     bool Open(const QByteArray& /*bytes*/) override { return true; }
     bool HasFailed() const override { return false; }
     int PageCount() const override { return 1; }
-    QSizeF PageSize(int /*page*/) override { return {600, 800}; }
+    QSizeF PageSize(int /*page*/) override { return size; }
     DrawRows Draw(int /*page*/, const PictureShape& /*shape*/) override { return {}; }
     bool KnowsPlaces() const override { return knowsPlaces; }
     QString Text(int /*page*/) override { return text; }
     DrawnCharacters Characters(int /*page*/, bool /*wantsFonts*/) override { return drawn; }
 
+    QSizeF size{600, 800};
     bool knowsPlaces = true;
     QString text;
     DrawnCharacters drawn;
@@ -217,8 +218,10 @@ TEST_F(ReadPageTest, LettersThatAreDrawnOverInAlmostTheSameSizeAreReadOnce)
 TEST_F(ReadPageTest, AllOfManySingleLettersAreRead)
 {
     constexpr int aside = 250;
+    constexpr double apart = 30;
+    engine.size = {apart * aside, apart * aside};
     for (int i = 0; i < aside * aside; ++i)
-        Put(i % 2 == 0 ? 'A' : 0x2714, 30.0 * (i % aside), 30.0 * (i / aside), 8,
+        Put(i % 2 == 0 ? 'A' : 0x2714, apart * (i % aside), apart * (i / aside), 8,
             i % 3 == 0 ? 20 : em);
     EXPECT_EQ(QString::fromStdString(Plain()).remove(' ').remove('\n').size(), aside * aside);
 }
