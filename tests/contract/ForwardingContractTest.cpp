@@ -155,6 +155,17 @@ TEST_F(RetryWrapperTest, TellsTheFailureBeforeWhenAFurtherTryIsRefused)
     EXPECT_EQ(failed[0][1].value<AbstractConverter::ErrorType>(), AbstractConverter::TimedOut);
 }
 
+TEST_F(RetryWrapperTest, TellsTheFailureBeforeWhateverAFurtherTryThrows)
+{
+    ASSERT_TRUE(wrapper.ConvertFile(TaskOf("a")));
+    inner->whenAsked = [](const Task&) {
+        throw 1;
+    };
+    Q_EMIT inner->Failed("a", AbstractConverter::TimedOut);
+    ASSERT_TRUE(failed.wait());
+    EXPECT_EQ(failed[0][1].value<AbstractConverter::ErrorType>(), AbstractConverter::TimedOut);
+}
+
 TEST(RetryWrapperSettingsTest, SayWhichFailuresAreTriedAgain)
 {
     const auto inner = std::make_shared<TestKit::InnerConverter>();
@@ -199,6 +210,19 @@ TEST_F(LimitWrapperTest, EndsWhatIsRefusedLater)
     for (const char* source : {"a", "b", "c"})
         EXPECT_TRUE(wrapper.ConvertFile(TaskOf(source)));
     inner->accepts = false;
+    Q_EMIT inner->Finished("a", QString("a.out"));
+    QCoreApplication::processEvents();
+    ASSERT_EQ(failed.size(), 1);
+    EXPECT_EQ(failed[0][0].toString(), "c");
+}
+
+TEST_F(LimitWrapperTest, EndsWhatThrowsLaterWhateverThatIs)
+{
+    for (const char* source : {"a", "b", "c"})
+        EXPECT_TRUE(wrapper.ConvertFile(TaskOf(source)));
+    inner->whenAsked = [](const Task&) {
+        throw 1;
+    };
     Q_EMIT inner->Finished("a", QString("a.out"));
     QCoreApplication::processEvents();
     ASSERT_EQ(failed.size(), 1);

@@ -57,6 +57,8 @@ std::optional<AbstractConverter::ErrorType> LimitWrapper::Refusal(const Task& ta
                                << error.what();
         if (dynamic_cast<const OptionError*>(&error))
             why = InvalidOption;
+    } catch (...) {
+        qCWarning(servicesLog) << "cannot convert" << CopiedDocuments::NameOf(task.source);
     }
     return why;
 }

@@ -92,6 +92,8 @@ void RetryWrapper::TryAgain(const QString& source, quint64 number, ErrorType err
     } catch (const std::exception& problem) {
         qCWarning(servicesLog) << "cannot convert" << CopiedDocuments::NameOf(source)
                                << problem.what();
+    } catch (...) {
+        qCWarning(servicesLog) << "cannot convert" << CopiedDocuments::NameOf(source);
     }
     if (isStarted || !self)
         return;
