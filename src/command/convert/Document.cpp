@@ -55,7 +55,7 @@ void Document::Begin(const Passwords& passwords, ConverterFactory& factory)
     }
     const std::string path = input.path.toStdString();
     state = SourceState(path);
-    begunWith = passwords.LikeliestFor(input);
+    begunWith = passwords.KnownFor(input).front();
     begun = factory.PdfProvider().OpenDocument(ioPath(path), begunWith);
 }
 

@@ -162,7 +162,6 @@ bool Passwords::Find(const Input& input, const std::function<bool(const std::str
     return false;
 }
 
-/** The passwords to try for an input before anything is asked. */
 std::vector<std::string> Passwords::KnownFor(const Input& input) const
 {
     std::vector<std::string> given;

@@ -43,8 +43,11 @@ public:
      */
     bool Find(const Input& input, const std::function<bool(const std::string&)>& opens);
 
-    /** What Find tries first. */
-    std::string LikeliestFor(const Input& input) const { return KnownFor(input).front(); }
+    /**
+     * What Find tries before it asks, the likeliest first; on the heap, where passwords are
+     * overwritten when they are freed.
+     */
+    std::vector<std::string> KnownFor(const Input& input) const;
 
     /** The map of passwords if it should hold one for the input, and does not; else empty. */
     std::string MapWithout(const Input& input) const;
@@ -53,7 +56,6 @@ private:
     Passwords(const Passwords&) = delete;
     Passwords& operator=(const Passwords&) = delete;
 
-    std::vector<std::string> KnownFor(const Input& input) const;
     std::optional<std::string> AskFor(const Input& input, bool again) const;
     void Remember(const std::string& password);
     bool IsGivenFor(const Input& input) const;
