@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QColor>
 #include <QRect>
 #include <QSizeF>
@@ -103,6 +104,13 @@ struct ScannedPage
 
 /** Makes a document of such pages. */
 void MakeScannedPdf(const QString& path, const std::vector<ScannedPage>& pages);
+
+/**
+ * Makes a document whose pages have these crop boxes, and a media box of 200 by 200 points; on each
+ * of them the same is drawn. A page whose crop box lies outside cannot be converted.
+ */
+void MakePdfOfCropBoxes(const QString& path, const QByteArrayList& cropBoxes,
+                        const QByteArray& drawn = {});
 
 void MakePdfWithoutPages(const QString& path);
 

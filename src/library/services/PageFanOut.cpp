@@ -87,6 +87,8 @@ struct PageFanOut::Impl
         bool WorksOn(const QString& other) const { return busy && source == other; }
     };
 
+    using Tell = std::function<void(const QString&)>;
+
     Impl(PageFanOut* fanOut, MakeChain makeChain) : fanOut(fanOut), makeChain(std::move(makeChain))
     {
     }
@@ -107,6 +109,7 @@ struct PageFanOut::Impl
     void HandOut(std::shared_ptr<Chain>& place);
     bool Serve(Document& document, std::shared_ptr<Chain>& place);
     Task TakePage(Chain& chain, const QString& source);
+    static Tell TellToo(Chain& chain, const Tell* own);
     void End(const QString& source);
 
     PageFanOut* const fanOut;
@@ -319,12 +322,20 @@ AbstractConverter::Task PageFanOut::Impl::TakePage(Chain& chain, const QString& 
         task.options["page"] = document.pages[index].page;
     chain.why.clear();
     if (document.pageFailed)
-        task.options["why_failed"] = std::function<void(const QString&)>(
-            [weak = chain.weak_from_this()](const QString& why) {
-                if (const std::shared_ptr<Chain> told = weak.lock())
-                    told->why = why;
-            });
+        task.options["why_failed"] =
+            TellToo(chain, std::any_cast<Tell>(&task.options["why_failed"]));
     return task;
+}
+
+/** Tells the chain as well what the document's own receiver is told. */
+PageFanOut::Impl::Tell PageFanOut::Impl::TellToo(Chain& chain, const Tell* own)
+{
+    return [weak = chain.weak_from_this(), tell = own ? *own : Tell()](const QString& why) {
+        if (const std::shared_ptr<Chain> told = weak.lock())
+            told->why = why;
+        if (tell)
+            tell(why);
+    };
 }
 
 /** Reports the end of a document. Touches nothing after the last emission. */

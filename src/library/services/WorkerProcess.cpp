@@ -165,7 +165,7 @@ QString ProgramName()
 QString WhyNotStarted(const QString& program, const QString& error)
 {
     if (!program.isEmpty())
-        return "cannot start a worker: " + error;
+        return "cannot start a worker: " + program + ": " + error;
     return "cannot start a worker: there is no program " + ProgramName() + " in " +
            FoldersOfProgram().join(QStringLiteral(", nor in "));
 }

@@ -4,7 +4,7 @@
 
 #include <sys/stat.h>
 
-namespace Korvel::App {
+namespace Korvel {
 
 /** Which file a path names, and what tells its content from an earlier one; of none, all zeros. */
 class SourceState
@@ -31,4 +31,4 @@ private:
     struct stat status = {};
 };
 
-} // namespace Korvel::App
+} // namespace Korvel

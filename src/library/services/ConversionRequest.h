@@ -1,0 +1,69 @@
+#pragma once
+
+#include "PageSelection.h"
+#include "PictureOptions.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include <QString>
+
+namespace Korvel::PDF::Converter {
+
+/**
+ * What a PdfConverter is to make of a document, and where the results go. A plain value.
+ *
+ *     ConversionRequest request{"/docs/report.pdf", "/out/report.png"}; // report-1.png ...
+ *     request.pages = {{1, 2, 3}};
+ *     request.pictures.resolution = 72;
+ *
+ * No character of a path has a meaning: "%1" and "(a" are names as any others. A result whose name
+ * is taken gets a numbered one, such as report-1(2).png; nothing is ever overwritten. Folders that
+ * are missing are made. Relative paths are taken from the working folder, which stays as it is
+ * while the conversion runs.
+ */
+struct ConversionRequest
+{
+    /** Path of the PDF. */
+    QString document;
+
+    /**
+     * Path of the result. Where several pages become a picture each, their numbers go before its
+     * suffix, in as many digits as the last page of the document has: report-01.png. Pages of a tif
+     * become one file.
+     */
+    QString result = {};
+
+    /**
+     * The formats are "png", "jpg", "tif", "bmp", "webp", "txt", "json", "tsv", "hocr" and "pdf".
+     * Empty for the suffix of the result.
+     */
+    QString format = {};
+
+    /** The pages that are wanted. */
+    PageSelection pages = {};
+
+    /** How pictures are to look. */
+    PictureOptions pictures = {};
+
+    /**
+     * In place of `result`, the path of each page's result, whatever the format: so one can bear
+     * the page's number wherever that is wanted. Called with the number, from 1, on a thread of the
+     * converter's own.
+     */
+    std::function<QString(int page)> resultOfPage = {};
+
+    /**
+     * Called for the password of an encrypted document, with the number of the attempt, from 1,
+     * until one opens it. Answers it in UTF-8, or nothing to give up; without this function that is
+     * the answer. A PdfConversion calls it on its own thread, PdfConverter::Convert on another one;
+     * it may take its time.
+     */
+    std::function<std::optional<std::string>(int attempt)> askForPassword = {};
+
+    /** Whether a page that fails ends the conversion, in place of being left away. */
+    bool endsAtBadPage = false;
+};
+
+} // namespace Korvel::PDF::Converter

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "AbstractConverter.h"
+
+#include <optional>
+#include <vector>
+
+#include <QMetaType>
+#include <QString>
+
+namespace Korvel::PDF::Converter {
+
+/**
+ * What has become of a document that a PdfConverter was given. A plain value.
+ *
+ *     if (result.error)
+ *         qWarning() << result.errorText; // /docs/secret.pdf needs a password
+ *
+ * Texts are in English, and whole sentences without a full stop.
+ */
+struct ConversionResult
+{
+    /** A file that was made. */
+    struct Page
+    {
+        /** From 1; 0 for the document as a whole. */
+        int page = 0;
+        /** Where it lies. */
+        QString path;
+    };
+
+    /** A page that has failed while others have not. */
+    struct Failure
+    {
+        /** From 1; 0 for the document as a whole. */
+        int page = 0;
+        /** Why it failed. */
+        AbstractConverter::ErrorType error = AbstractConverter::Unknown;
+        /** What to tell people of it, which names document and page. */
+        QString text;
+    };
+
+    /** Of what a warning is. */
+    enum class Warning {
+        Repaired,     ///< the document is damaged and was repaired; the result may lack something
+        NoText,       ///< pages on which no text is drawn
+        UnmappedText, ///< pages whose fonts do not say which characters they draw
+        LessConfined  ///< this machine lacks measures by which documents are confined
+    };
+
+    /** Something that the user should know of a document that was converted. */
+    struct Note
+    {
+        /** Of what it is. */
+        Warning warning = Warning::Repaired;
+        /** What to tell people of it, which names the document. */
+        QString text;
+    };
+
+    /** The files in the order of the pages that were wanted; those that were made before an error,
+     * too. */
+    std::vector<Page> pages = {};
+
+    /** The pages that are missing, in the order in which they failed. */
+    std::vector<Failure> failures = {};
+
+    /** What the user should know. */
+    std::vector<Note> warnings = {};
+
+    /** Why the document has failed; nothing when it has not. */
+    std::optional<AbstractConverter::ErrorType> error = {};
+
+    /** What to tell people of that, which names the document; empty when it has not failed. */
+    QString errorText = {};
+};
+
+} // namespace Korvel::PDF::Converter
+
+Q_DECLARE_METATYPE(Korvel::PDF::Converter::ConversionResult)
+Q_DECLARE_METATYPE(Korvel::PDF::Converter::ConversionResult::Warning)

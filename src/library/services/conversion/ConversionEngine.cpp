@@ -1,0 +1,289 @@
+#include "ConversionEngine.h"
+
+#include "ConversionFailure.h"
+#include "ConversionServices.h"
+#include "OptionError.h"
+#include "ToText.h"
+#include "WorkerPdfProvider.h"
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
+namespace Korvel::PDF::Converter {
+
+namespace {
+
+QString CancelledText(const ConversionRequest& request)
+{
+    return request.document + QLatin1Char(' ') + ToText(AbstractConverter::Cancelled);
+}
+
+void Clear(std::string& password)
+{
+    ::explicit_bzero(password.data(), password.size());
+    password.clear();
+}
+
+} // namespace
+
+ConversionEngine::ConversionEngine(const PdfConverter::Settings& settings)
+    : settings(settings), context(std::make_unique<QObject>())
+{
+    thread.setObjectName(QStringLiteral("PdfConverter"));
+    context->moveToThread(&thread);
+}
+
+ConversionEngine::~ConversionEngine()
+{
+    Stop();
+}
+
+quint64 ConversionEngine::NewNumber()
+{
+    const std::lock_guard lock(mutex);
+    return ++lastNumber;
+}
+
+/** Whether the thread runs, which the first conversion starts; the caller has the lock. */
+bool ConversionEngine::IsStarted()
+{
+    if (!isStopped && !thread.isRunning())
+        thread.start();
+    return !isStopped && thread.isRunning();
+}
+
+void ConversionEngine::Submit(quint64 number, const ConversionRequest& request,
+                              const std::shared_ptr<ConversionListener>& listener)
+{
+    std::unique_lock lock(mutex);
+    if (!IsStarted()) {
+        ConversionResult result;
+        result.error = isStopped ? AbstractConverter::Cancelled : AbstractConverter::Unknown;
+        result.errorText = isStopped
+                               ? CancelledText(request)
+                               : request.document + QStringLiteral(" was not opened, as there is "
+                                                                   "no room for another thread");
+        lock.unlock();
+        listener->Ended(result);
+        return;
+    }
+    Post([this, number, request, listener] {
+        entries[number].job = std::make_unique<ConversionJob>(request, listener);
+        waiting.push_back(number);
+        Serve();
+    });
+}
+
+void ConversionEngine::Post(std::function<void()> function)
+{
+    QMetaObject::invokeMethod(context.get(), std::move(function), Qt::QueuedConnection);
+}
+
+void ConversionEngine::Cancel(quint64 number)
+{
+    Post([this, number] { CancelNow(number); });
+}
+
+void ConversionEngine::GivePassword(quint64 number, std::optional<std::string> password)
+{
+    Post([this, number, password = std::move(password)] { TakePassword(number, password); });
+}
+
+/** Begins conversions that wait, as long as there is room. */
+void ConversionEngine::Serve()
+{
+    while (working < ProcessesOf(settings)) {
+        // Why a document was not opened is told by its path, so that is opened once at a time.
+        const auto next = std::find_if(waiting.begin(), waiting.end(), [this](quint64 number) {
+            return !IsBeingOpened(entries.at(number).job->Request().document);
+        });
+        if (next == waiting.end())
+            return;
+        const quint64 number = *next;
+        waiting.erase(next);
+        Begin(entries.at(number), number);
+    }
+}
+
+bool ConversionEngine::IsBeingOpened(const QString& document) const
+{
+    return std::any_of(entries.begin(), entries.end(), [&document](const auto& other) {
+        return other.second.isOpening && other.second.job->Request().document == document;
+    });
+}
+
+void ConversionEngine::Begin(Entry& entry, quint64 number)
+{
+    entry.isWorking = true;
+    ++working;
+    try {
+        if (!services)
+            services = std::make_shared<ConversionServices>(settings);
+        Open(entry, number);
+    } catch (const ConversionFailure& failure) {
+        Fail(number, failure.error,
+             entry.job->Request().document + QStringLiteral(" was not opened: ") + failure.text);
+    } catch (const std::system_error& problem) {
+        Fail(number, AbstractConverter::Unknown,
+             entry.job->Request().document + QStringLiteral(" was not opened: ") +
+                 QString::fromUtf8(problem.what()));
+    }
+}
+
+void ConversionEngine::Open(Entry& entry, quint64 number)
+{
+    entry.isOpening = true;
+    CallAside([this, number, request = entry.job->Request(),
+               password = std::exchange(entry.password, {}), shared = services]() mutable {
+        const auto outcome = std::make_shared<Outcome>(TryToPrepare(request, password, *shared));
+        Post([this, number, outcome] { Prepared(number, *outcome); });
+    });
+}
+
+ConversionEngine::Outcome ConversionEngine::TryToPrepare(const ConversionRequest& request,
+                                                         std::string& password,
+                                                         ConversionServices& services)
+{
+    Outcome outcome;
+    try {
+        outcome.document = Prepare(request, password, services);
+    } catch (const ConversionFailure& failure) {
+        outcome.error = failure.error;
+        outcome.text = failure.text;
+    } catch (const OptionError& error) {
+        outcome.error = AbstractConverter::InvalidOption;
+        outcome.text = request.document + QStringLiteral(": ") + QString::fromUtf8(error.what());
+    } catch (const std::exception& error) {
+        outcome.text = request.document + QStringLiteral(": ") + QString::fromUtf8(error.what());
+    }
+    Clear(password);
+    return outcome;
+}
+
+void ConversionEngine::Prepared(quint64 number, Outcome& outcome)
+{
+    const auto found = entries.find(number);
+    if (found == entries.end())
+        return; // cancelled
+    Entry& entry = found->second;
+    entry.isOpening = false;
+    if (outcome.document)
+        Convert(entry, number, std::move(*outcome.document));
+    else if (outcome.error == AbstractConverter::PasswordRequiredOrWrong &&
+             entry.job->Request().askForPassword)
+        AskForPassword(entry, outcome.text);
+    else
+        Fail(number, outcome.error, outcome.text);
+    Serve();
+}
+
+void ConversionEngine::AskForPassword(Entry& entry, const QString& refusal)
+{
+    entry.refusal = refusal;
+    entry.isWorking = false;
+    --working;
+    entry.job->Listener()->PasswordWanted(++entry.attempts);
+}
+
+void ConversionEngine::TakePassword(quint64 number, std::optional<std::string> password)
+{
+    const auto found = entries.find(number);
+    if (found == entries.end())
+        return; // cancelled
+    if (!password) {
+        Fail(number, AbstractConverter::PasswordRequiredOrWrong, found->second.refusal);
+        return;
+    }
+    found->second.password = std::move(*password);
+    waiting.push_front(number);
+    Serve();
+}
+
+void ConversionEngine::Convert(Entry& entry, quint64 number, PreparedDocument document)
+{
+    ConversionJob& job = *entry.job;
+    try {
+        job.Convert(std::move(document), services, [this, number] { End(number); });
+    } catch (const ConversionFailure& failure) {
+        Fail(number, failure.error, failure.text);
+    } catch (const std::exception& error) {
+        Fail(number, AbstractConverter::Unknown,
+             job.Request().document + QStringLiteral(": ") + QString::fromUtf8(error.what()));
+    }
+}
+
+void ConversionEngine::CancelNow(quint64 number)
+{
+    const auto found = entries.find(number);
+    if (found == entries.end() || found->second.job->CancelChain())
+        return;
+    Fail(number, AbstractConverter::Cancelled, CancelledText(found->second.job->Request()));
+}
+
+void ConversionEngine::Fail(quint64 number, AbstractConverter::ErrorType error, const QString& text)
+{
+    entries.at(number).job->Fail(error, text);
+    End(number);
+}
+
+void ConversionEngine::End(quint64 number)
+{
+    auto ended = entries.extract(number);
+    Entry& entry = ended.mapped();
+    if (entry.isWorking)
+        --working;
+    Clear(entry.password);
+    waiting.erase(std::remove(waiting.begin(), waiting.end(), number), waiting.end());
+    const std::shared_ptr<ConversionListener> listener = entry.job->Listener();
+    const ConversionResult result = entry.job->TakeResult();
+    entry.job.reset(); // so that nothing temporary is left when its end is told
+    listener->Ended(result);
+    Post([this] { Serve(); });
+}
+
+void ConversionEngine::CallAside(std::function<void()> function)
+{
+    const quint64 aside = ++lastAside;
+    asides.emplace(aside, std::thread([this, aside, function = std::move(function)] {
+                       function();
+                       Post([this, aside] { Join(aside); });
+                   }));
+}
+
+void ConversionEngine::Join(quint64 aside)
+{
+    const auto ended = asides.extract(aside);
+    if (ended)
+        ended.mapped().join();
+}
+
+void ConversionEngine::EndAll()
+{
+    while (!entries.empty()) {
+        const quint64 number = entries.begin()->first;
+        Fail(number, AbstractConverter::Cancelled,
+             CancelledText(entries.at(number).job->Request()));
+    }
+    if (services)
+        services->provider->Shutdown();
+    while (!asides.empty())
+        Join(asides.begin()->first);
+    services.reset();
+    const std::lock_guard lock(mutex); // shows all of this to whoever waits
+    thread.quit();
+}
+
+void ConversionEngine::Stop()
+{
+    {
+        const std::lock_guard lock(mutex);
+        if (std::exchange(isStopped, true) || !thread.isRunning())
+            return;
+    }
+    Post([this] { EndAll(); });
+    thread.wait();
+    const std::lock_guard lock(mutex);
+}
+
+} // namespace Korvel::PDF::Converter

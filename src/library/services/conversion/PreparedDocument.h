@@ -1,0 +1,39 @@
+#pragma once
+
+#include "ConversionResult.h"
+#include "ResultPlan.h"
+#include "SourceState.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <QStringList>
+
+namespace Korvel::PDF::Converter {
+
+class ConversionServices;
+class TemporaryFile;
+
+/** A document that was opened, with a plan for its results, and a copy where that is converted. */
+struct PreparedDocument
+{
+    ResultPlan plan;
+    /** From before it was opened. */
+    SourceState state;
+    /** Without encryption and damage; null when the document itself is converted. */
+    std::shared_ptr<const TemporaryFile> copy;
+    std::vector<ConversionResult::Note> warnings;
+};
+
+/**
+ * Prepares a document. Blocks as long as that takes, on a thread of its own.
+ *
+ * @throws ConversionFailure  it cannot be opened, copied or planned; `PasswordRequiredOrWrong` when
+ *                            another password may open it
+ * @throws OptionError        it has no such pages
+ */
+PreparedDocument Prepare(const ConversionRequest& request, const std::string& password,
+                         ConversionServices& services);
+
+} // namespace Korvel::PDF::Converter

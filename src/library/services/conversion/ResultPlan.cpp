@@ -1,0 +1,102 @@
+#include "ResultPlan.h"
+
+#include "ConversionFailure.h"
+#include "LocalFileSystem.h"
+#include "RequestPath.h"
+#include "ResultFormat.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace Korvel::PDF::Converter {
+
+namespace {
+
+/** With the dot; empty for none. */
+QString SuffixOf(const QString& path)
+{
+    const int dot = path.lastIndexOf(QLatin1Char('.'));
+    return dot > path.lastIndexOf(QLatin1Char('/')) ? path.mid(dot) : QString();
+}
+
+QString Insert(const QString& path, const QString& text)
+{
+    const QString suffix = SuffixOf(path);
+    return path.left(path.size() - suffix.size()) + text + suffix;
+}
+
+QString NumberedPath(const QString& path, int page, int lastPage)
+{
+    const int digits = QString::number(lastPage).size();
+    const QString number = QString::number(page).rightJustified(digits, QLatin1Char('0'));
+    return Insert(path, QLatin1Char('-') + number);
+}
+
+const ResultFormat& FormatOf(const ConversionRequest& request)
+{
+    const QString example = request.resultOfPage ? request.resultOfPage(1) : request.result;
+    const QString wanted =
+        (request.format.isEmpty() ? SuffixOf(example).mid(1) : request.format).toLower();
+    const auto format = std::find_if(std::begin(resultFormats), std::end(resultFormats),
+                                     [&](const ResultFormat& one) { return wanted == one.suffix; });
+    if (format == std::end(resultFormats))
+        throw ConversionFailure(
+            AbstractConverter::UnsupportedFormat,
+            request.format.isEmpty()
+                ? QStringLiteral("the suffix of %1 is that of no format").arg(example)
+                : QStringLiteral("there is no format %1").arg(request.format));
+    return *format;
+}
+
+void RequireName(const QString& path)
+{
+    if (RequestPath(path).isNull())
+        throw ConversionFailure(AbstractConverter::CannotWrite,
+                                QStringLiteral("no result can be called \"%1\"").arg(path));
+}
+
+} // namespace
+
+ResultPlan::ResultPlan(const ConversionRequest& request, int pages, LocalFileSystem& files)
+{
+    const ResultFormat& known = FormatOf(request);
+    format = known.name;
+    const std::vector<int> chosen = request.pages.Of(pages);
+    const bool joins = !known.isPicture || format == QLatin1String(WorkerProtocol::Format::tif);
+    if (request.resultOfPage || (!joins && chosen.size() != 1)) {
+        AddForEachPage(request, chosen, pages);
+    } else if (known.isPicture && chosen.size() == 1) {
+        results.push_back({chosen.front(), request.result, {}});
+    } else {
+        results.push_back({0, request.result, {}});
+        if (format != QLatin1String(WorkerProtocol::Format::pdf) || !request.pages.pages.empty())
+            joinedPages = chosen;
+    }
+    for (Result& result : results) {
+        RequireName(result.wanted);
+        PlanAnew(result, files);
+    }
+}
+
+void ResultPlan::AddForEachPage(const ConversionRequest& request, const std::vector<int>& chosen,
+                                int pages)
+{
+    for (const int page : chosen) {
+        const QString path = request.resultOfPage ? request.resultOfPage(page)
+                                                  : NumberedPath(request.result, page, pages);
+        results.push_back({page, path, {}});
+    }
+}
+
+/** The wanted path, or the first of name(2).suffix, name(3).suffix ... that is free. */
+void ResultPlan::PlanAnew(Result& result, LocalFileSystem& files)
+{
+    QString path = result.wanted;
+    for (int number = 2; planned.contains(path) || files.Exists(ioPath(path.toStdString()));
+         ++number)
+        path = Insert(result.wanted, QStringLiteral("(%1)").arg(number));
+    planned.insert(path);
+    result.path = path;
+}
+
+} // namespace Korvel::PDF::Converter
