@@ -212,6 +212,21 @@ TEST_F(TextFormsTest, KeepTheLayoutOfThePage)
                                         "right two\n\nend\n\f");
 }
 
+TEST_F(TextFormsTest, KeepOneSpaceWhereALineIsStretched)
+{
+    MakeDocument("one.pdf", {{{72, 700, "all"},
+                              {97, 700, "are"},
+                              {122, 700, "far"},
+                              {147, 700, "off."},
+                              {181, 700, "Or"},
+                              {200, 700, "not"},
+                              {72, 688, "a"},
+                              {86, 688, "b"},
+                              {102, 688, "c"},
+                              {117, 688, "d"}}});
+    EXPECT_EQ(TextOf({"--layout"}), "all are far off. Or not\na b c d\n\f");
+}
+
 TEST_F(TextFormsTest, JoinWordsThatAreParted)
 {
     MakeDocument("one.pdf", {{{72, 700, "a hyphen-"}, {72, 688, "ated word"}}});

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <numeric>
 #include <tuple>
 #include <utility>
 
@@ -122,7 +123,9 @@ bool EndsWord(const Glyph& one, const Glyph& next, double spacing)
         return false;
     const double gap = Gap(one, next);
     const double em = std::max(one.em, next.em);
-    if (IsIdeographic(one.code) && IsIdeographic(next.code))
+    const bool isTight = (IsIdeographic(one.code) && IsIdeographic(next.code)) ||
+                         IsIdeographicBegin(one.code) || IsIdeographicEnd(next.code);
+    if (isTight)
         return gap > gapOfIdeographs * em;
     const bool isSeen = next.before != Glyph::Before::Nothing;
     return next.before == Glyph::Before::Space ||
@@ -160,6 +163,41 @@ void PutInLogicalOrder(Glyphs& run)
     }
 }
 
+bool IsPunctuation(const Glyph& glyph)
+{
+    return !QChar::isLetterOrNumber(glyph.code) && !QChar::isMark(glyph.code);
+}
+
+/** Whether glyphs are drawn from left to right, as punctuation is between other scripts. */
+bool GoesRight(const Glyph& first, const Glyph& last)
+{
+    return first.box.left() <= last.box.left();
+}
+
+/** Reads punctuation that is drawn from left to right within words of the right-to-left. */
+void TurnPunctuationAround(Glyphs& run)
+{
+    for (auto first = run.begin(); first != run.end();) {
+        first = std::find_if(first, run.end(), IsPunctuation);
+        const auto last = std::find_if_not(first, run.end(), IsPunctuation);
+        if (last - first > 1 && GoesRight(*first, *(last - 1))) {
+            const Glyph::Before before = std::exchange(first->before, Glyph::Before::Nothing);
+            std::reverse(first, last);
+            std::for_each(first, last,
+                          [](Glyph& glyph) { glyph.code = QChar::mirroredChar(glyph.code); });
+            first->before = before;
+        }
+        first = last;
+    }
+}
+
+int DirectionOf(const Glyphs& run)
+{
+    return std::accumulate(run.begin(), run.end(), 0, [](int sum, const Glyph& glyph) {
+        return sum + DirectionOf(glyph.code);
+    });
+}
+
 void AppendTo(TextWord& word, const Glyph& glyph)
 {
     word.text += QString::fromUcs4(&glyph.code, 1);
@@ -172,6 +210,9 @@ Run MakeRun(Glyphs& glyphs)
     JoinAccents(glyphs);
     PutInLogicalOrder(glyphs);
     Run run;
+    run.direction = DirectionOf(glyphs);
+    if (run.IsRightToLeft())
+        TurnPunctuationAround(glyphs);
     run.baseline = glyphs.front().baseline;
     bool hasMarks = false;
     const double spacing = Spacing(glyphs);
@@ -187,10 +228,11 @@ Run MakeRun(Glyphs& glyphs)
             run.baseline = glyph.baseline;
         }
         run.box |= glyph.box;
-        run.direction += DirectionOf(glyph.code);
         hasMarks = hasMarks || IsCombining(glyph.code);
     }
     run.characters = int(glyphs.size());
+    run.isPunctuation = GoesRight(glyphs.front(), glyphs.back()) &&
+                        std::all_of(glyphs.begin(), glyphs.end(), IsPunctuation);
     if (hasMarks) {
         for (TextWord& word : run.words)
             word.text = word.text.normalized(QString::NormalizationForm_C);

@@ -37,18 +37,40 @@ int ColumnsOf(const QString& text)
     return columns;
 }
 
-bool GoesOn(const TextWord& word, const TextWord& next)
+/** How far the words are apart, in ems. */
+double GapBetween(const TextWord& word, const TextWord& next)
 {
     const double gap =
         std::max(next.box.left() - word.box.right(), word.box.left() - next.box.right());
-    return gap < widestSpaceInEms * std::max(word.size, next.size);
+    return gap / std::max({word.size, next.size, smallestWidth});
+}
+
+/** The widest gap of the line that is a space, in ems: lines that are justified stretch theirs. */
+double WidestSpace(const TextLine& line)
+{
+    constexpr std::size_t fewest = 3;
+    constexpr double widestStretched = 1.5;
+    constexpr double widerThanOthers = 2; // at the end of a sentence
+    constexpr double alike = 1.3;
+    std::vector<double> gaps;
+    for (std::size_t i = 1; i < line.words.size(); ++i)
+        gaps.push_back(GapBetween(line.words[i - 1], line.words[i]));
+    if (gaps.size() < fewest)
+        return widestSpaceInEms;
+    std::sort(gaps.begin(), gaps.end());
+    const double usual = gaps[gaps.size() / 2];
+    if (usual < widestStretched && gaps.back() <= alike * usual)
+        return std::max(widestSpaceInEms, alike * usual);
+    return usual < widestSpaceInEms ? std::max(widestSpaceInEms, widerThanOthers * usual)
+                                    : widestSpaceInEms;
 }
 
 void AddPieces(const TextLine& line, std::vector<Piece>& pieces)
 {
+    const double widest = WidestSpace(line);
     const TextWord* before = nullptr;
     for (const TextWord& word : line.words) {
-        if (before && GoesOn(*before, word)) {
+        if (before && GapBetween(*before, word) <= widest) {
             pieces.back().text += QLatin1Char(' ') + word.text;
             pieces.back().box |= word.box;
         } else {

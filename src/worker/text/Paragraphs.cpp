@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <utility>
 
 namespace Korvel::Worker {
 
@@ -92,31 +93,126 @@ bool GoesOn(const RunLine& before, const RunLine& line)
            (last.text.back().isLower() || last.text.back() == '-' || last.text.back() == ',');
 }
 
-/** Whether the word goes on where the other one ends, from right to left. */
-bool IsRestOf(const TextWord& word, const TextWord& rest)
+bool IsMark(QChar character)
 {
-    constexpr double touching = 0.1; // in ems
-    const auto letter = std::find_if_not(word.text.rbegin(), word.text.rend(),
-                                         [](QChar one) { return IsCombining(one.unicode()); });
-    return letter != word.text.rend() && IsRightToLeft(letter->unicode()) &&
-           IsRightToLeft(rest.text.front().unicode()) &&
-           std::abs(word.box.left() - rest.box.right()) < touching * std::min(word.size, rest.size);
+    return IsCombining(character.unicode());
+}
+
+/** Whether the letters that the two words have where they meet are both written leftwards. */
+bool MeetLeftwards(const QString& word, const QString& rest)
+{
+    const auto last = std::find_if_not(word.rbegin(), word.rend(), IsMark);
+    const auto first = std::find_if_not(rest.begin(), rest.end(), IsMark);
+    return last != word.rend() && first != rest.end() && IsRightToLeft(last->unicode()) &&
+           IsRightToLeft(first->unicode());
+}
+
+/** Whether the word goes on where the other one ends, in a line from the right in either direction.
+ */
+bool IsRestOf(const TextWord& word, const TextWord& rest, bool isOfLeftwardsLine)
+{
+    if (!isOfLeftwardsLine && !MeetLeftwards(word.text, rest.text))
+        return false;
+    // In ems. A mark may stand beside its letter, over the next one.
+    constexpr double touching = 0.1;
+    constexpr double widthOfMark = 0.6;
+    const bool meetAtMark = IsMark(word.text.back()) || IsMark(rest.text.front());
+    const double em = std::min(word.size, rest.size);
+    const double gap = (word.box.left() - rest.box.right()) / em;
+    const double gapRightwards = (rest.box.left() - word.box.right()) / em;
+    return (gap < touching && gap > (meetAtMark ? -widthOfMark : -touching)) ||
+           (isOfLeftwardsLine && std::abs(gapRightwards) < touching);
+}
+
+/** A word of punctuation as it is read from right to left. */
+void TurnAround(TextWord& word)
+{
+    QString turned;
+    for (const QChar one : word.text)
+        turned.prepend(one.mirroredChar());
+    word.text = turned;
+}
+
+bool IsLeftwards(const RunLine& line)
+{
+    long direction = 0;
+    for (const Run* const run : line.runs)
+        direction += run->direction;
+    return direction < 0;
+}
+
+/** Whether it stands between runs that are written rightwards. */
+bool IsWithinRightwards(const RunLine& line, std::size_t run)
+{
+    return run > 0 && run + 1 < line.runs.size() && line.runs[run - 1]->direction > 0 &&
+           line.runs[run + 1]->direction > 0;
+}
+
+/** Puts marks at the beginning of a word, as they may be drawn, behind its first letter. */
+void PutMarksBehindLetter(QString& word)
+{
+    const auto letter = std::find_if_not(word.begin(), word.end(), IsMark);
+    if (letter != word.end() && IsRightToLeft(letter->unicode()))
+        std::rotate(word.begin(), letter, letter + 1);
+}
+
+/** The words of the line's runs, those that begin a run marked. */
+std::vector<std::pair<TextWord, bool>> WordsOfRuns(const RunLine& line, bool isLeftwards)
+{
+    std::vector<std::pair<TextWord, bool>> words;
+    for (std::size_t i = 0; i < line.runs.size(); ++i) {
+        const Run& run = *line.runs[i];
+        const bool isTurned = isLeftwards && run.isPunctuation && !IsWithinRightwards(line, i);
+        const std::size_t first = words.size();
+        for (const TextWord& word : run.words) {
+            words.emplace_back(word, words.size() == first);
+            if (isTurned && word.text.size() > 1)
+                TurnAround(words.back().first);
+        }
+    }
+    return words;
+}
+
+/**
+ * Engines tell a bracket beside what is written rightwards as it looks, which is the other way
+ * round in a line from right to left: there, two that open are one pair.
+ */
+void PairBrackets(std::vector<std::pair<TextWord, bool>>& words)
+{
+    QString open;
+    for (auto& [word, beginsRun] : words) {
+        for (QChar& one : word.text) {
+            if (one.category() == QChar::Punctuation_Open) {
+                if (!open.isEmpty() && open.back() == one)
+                    one = one.mirroredChar();
+                else
+                    open += one;
+            }
+            if (one.category() == QChar::Punctuation_Close && !open.isEmpty() &&
+                open.back() == one.mirroredChar())
+                open.chop(1);
+        }
+    }
 }
 
 /** Words whose letters are drawn in parts, as where a font moves marks, are put together. */
 std::vector<TextWord> WordsOf(const RunLine& line)
 {
+    const bool isLeftwards = IsLeftwards(line);
+    std::vector<std::pair<TextWord, bool>> parts = WordsOfRuns(line, isLeftwards);
+    if (isLeftwards)
+        PairBrackets(parts);
     std::vector<TextWord> words;
-    for (const Run* const run : line.runs) {
-        for (const TextWord& word : run->words) {
-            if (words.empty() || &word != &run->words.front() || !IsRestOf(words.back(), word)) {
-                words.push_back(word);
-                continue;
-            }
-            words.back().text += word.text;
-            words.back().box |= word.box;
+    for (auto& [word, beginsRun] : parts) {
+        if (words.empty() || !beginsRun || !IsRestOf(words.back(), word, isLeftwards)) {
+            words.push_back(std::move(word));
+            continue;
         }
+        words.back().text += word.text;
+        words.back().box |= word.box;
     }
+    for (TextWord& word : words)
+        PutMarksBehindLetter(word.text);
     return words;
 }
 

@@ -371,13 +371,19 @@ void SortLine(RunLine& line, bool isRightToLeft)
     const auto isAgainst = [isRightToLeft](const Run* run) {
         return isRightToLeft ? run->direction > 0 : run->direction < 0;
     };
+    const auto isWith = [isRightToLeft](const Run* run) {
+        return isRightToLeft ? run->direction < 0 : run->direction > 0;
+    };
     if (isRightToLeft)
         std::reverse(runs.begin(), runs.end());
     for (auto first = runs.begin(); first != runs.end();) {
         first = std::find_if(first, runs.end(), isAgainst);
-        const auto last = std::find_if_not(first, runs.end(), isAgainst);
+        auto last = std::find_if(first, runs.end(), isWith);
+        const auto end = last;
+        while (last != first && !isAgainst(*(last - 1)))
+            --last; // what is neither belongs to them only between two of them
         std::reverse(first, last);
-        first = last;
+        first = end;
     }
 }
 

@@ -20,6 +20,9 @@ struct Run
     /** How many more letters are written to the right than to the left. */
     int direction = 0;
 
+    /** Whether it is of punctuation alone, which is drawn from left to right wherever it stands. */
+    bool isPunctuation = false;
+
     bool IsRightToLeft() const { return direction < 0; }
 };
 

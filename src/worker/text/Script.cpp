@@ -27,6 +27,18 @@ constexpr Range ideographic[] = {
     {0x2e80, 0x2fdf}, {0x3001, 0x303f}, {0x3041, 0x30ff}, {0x3105, 0x312f}, {0x31f0, 0x31ff},
     {0x3400, 0x9fff}, {0xf900, 0xfaff}, {0xfe30, 0xfe4f}, {0xff01, 0xff9f}, {0x20000, 0x3ffff}};
 
+constexpr char32_t ideographicBegins[] = {0x3008, 0x300a, 0x300c, 0x300e, 0x3010,
+                                          0x3014, 0xff08, 0xff3b, 0xff5b};
+constexpr char32_t ideographicEnds[] = {0x3001, 0x3002, 0x3009, 0x300b, 0x300d, 0x300f,
+                                        0x3011, 0x3015, 0xff01, 0xff09, 0xff0c, 0xff0e,
+                                        0xff1a, 0xff1b, 0xff1f, 0xff3d, 0xff5d};
+
+template <std::size_t count>
+bool IsOneOf(const char32_t (&codes)[count], char32_t code)
+{
+    return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
+}
+
 struct Accent
 {
     char32_t alone;
@@ -54,6 +66,16 @@ bool IsLeftToRight(char32_t code)
 bool IsIdeographic(char32_t code)
 {
     return IsWithin(ideographic, code);
+}
+
+bool IsIdeographicBegin(char32_t code)
+{
+    return IsOneOf(ideographicBegins, code);
+}
+
+bool IsIdeographicEnd(char32_t code)
+{
+    return IsOneOf(ideographicEnds, code);
 }
 
 bool IsCombining(char32_t code)

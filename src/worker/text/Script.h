@@ -11,6 +11,12 @@ bool IsLeftToRight(char32_t code);
 /** Whether it is of a script that has no spaces between words: Chinese, Japanese. */
 bool IsIdeographic(char32_t code);
 
+/** Whether it is a bracket of such a script that opens; white in front of it is its own. */
+bool IsIdeographicBegin(char32_t code);
+
+/** Whether it is a full stop, a comma or a bracket of such a script that ends something. */
+bool IsIdeographicEnd(char32_t code);
+
 /** Whether it stands on, or hangs below, the letter before it. */
 bool IsCombining(char32_t code);
 

@@ -4,8 +4,11 @@
 #include "PlainText.h"
 
 #include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
+
+#include <QStringList>
 
 namespace Korvel::Worker {
 namespace {
@@ -220,9 +223,10 @@ TEST_F(ReadPageTest, AllOfManySingleLettersAreRead)
     constexpr int aside = 250;
     constexpr double apart = 30;
     engine.size = {apart * aside, apart * aside};
-    for (int i = 0; i < aside * aside; ++i)
-        Put(i % 2 == 0 ? 'A' : 0x2714, apart * (i % aside), apart * (i / aside), 8,
-            i % 3 == 0 ? 20 : em);
+    for (int i = 0; i < aside * aside; ++i) {
+        const int row = i / aside;
+        Put(i % 2 == 0 ? 'A' : 0x2714, apart * (i % aside), apart * row, 8, i % 3 == 0 ? 20 : em);
+    }
     EXPECT_EQ(QString::fromStdString(Plain()).remove(' ').remove('\n').size(), aside * aside);
 }
 
@@ -244,6 +248,66 @@ TEST_F(ReadPageTest, MarksThatAreDrawnApartFromTheirLettersJoinThem)
     Put(0x64a, 50, 100);
     EXPECT_EQ(Plain(),
               QStringLiteral("\u0645\u0633\u062f\u0623\u064e\u0628\u0650\u064a\n").toStdString());
+}
+
+TEST_F(ReadPageTest, LettersThatAreDrawnApartAreAWordAlsoWhereTheyMeetAtAMark)
+{
+    Put(0x641, 100, 100); // a letter and its mark, then the rest of the word
+    Put(0x64e, 99, 100, 0);
+    PutLine("x", 300, 200);
+    Put(0x650, 97, 100, 0);
+    Put(0x64a, 95, 100);
+    PutLine("x", 300, 220);
+    Put(0x628, 87, 100); // the next word
+    EXPECT_EQ(QString::fromStdString(Plain()).split('\n').first(),
+              QStringLiteral("\u0641\u064e\u0650\u064a \u0628"));
+}
+
+TEST_F(ReadPageTest, BracketsAroundOtherScriptsCloseInLinesFromTheRight)
+{
+    for (const int place : {0, 1, 2, 3})
+        Put(QStringLiteral("\u0634\u0628\u06a9\u0647")[place].unicode(), 195 - 5 * place, 100);
+    Put('(', 170, 100); // as it is read, where the engine has mirrored it
+    PutLine("CTAN", 150, 100);
+    Put(0x60c, 140, 100); // as they are drawn, where the engine has not
+    Put('(', 145, 100);
+    for (const int place : {0, 1})
+        Put(QStringLiteral("\u062f\u0631")[place].unicode(), 130 - 5 * place, 100);
+    EXPECT_EQ(Plain(),
+              QStringLiteral("\u0634\u0628\u06a9\u0647 (CTAN)\u060c \u062f\u0631\n").toStdString());
+}
+
+TEST_F(ReadPageTest, AddressesInLinesFromTheRightStayAsTheyAre)
+{
+    const auto putHebrew = [this](double right) {
+        for (const int place : {0, 1, 2, 3, 4, 5})
+            Put(0x5d0 + char32_t(place), right - 5 * (place + 1), 100);
+    };
+    putHebrew(300);
+    for (const auto& [text, x] :
+         std::vector<std::pair<const char*, double>>{{"org", 205}, {".", 200}, {"www", 185}})
+        PutLine(text, x, 100); // in parts, from the right
+    putHebrew(175);
+    EXPECT_EQ(Plain(), QStringLiteral("\u05d0\u05d1\u05d2\u05d3\u05d4\u05d5 www.org "
+                                      "\u05d0\u05d1\u05d2\u05d3\u05d4\u05d5\n")
+                           .toStdString());
+}
+
+TEST_F(ReadPageTest, MarksThatAreDrawnBeforeTheFirstLetterAreItsMarks)
+{
+    Put(0x64e, 101, 100, 0);
+    Put(0x623, 100, 100);
+    Put(0x628, 95, 100);
+    EXPECT_EQ(Plain(), QStringLiteral("\u0623\u064e\u0628\n").toStdString());
+}
+
+TEST_F(ReadPageTest, IdeographicPunctuationFollowsWithoutASpace)
+{
+    Put(0x3042, 100, 100, 10);
+    Put('2', 110, 97, 4, 7); // a superscript
+    Put(0xff0c, 116, 100, 10);
+    Put(0x3042, 126, 100, 10);
+    EXPECT_EQ(Plain(), QStringLiteral("\u30422\uff0c\u3042\n").toStdString());
 }
 
 TEST_F(ReadPageTest, WordsOfCapitalsThatArePartedArePutTogether)
