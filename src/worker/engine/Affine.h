@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 
 #include <QPointF>
@@ -33,13 +32,12 @@ struct Affine
     /** The smallest upright box around the box where it goes. */
     QRectF Map(const QRectF& box) const
     {
-        const QPointF ends[] = {Map(box.topLeft()), Map(box.topRight()), Map(box.bottomLeft()),
-                                Map(box.bottomRight())};
-        const auto [left, right] =
-            std::minmax({ends[0].x(), ends[1].x(), ends[2].x(), ends[3].x()});
-        const auto [top, bottom] =
-            std::minmax({ends[0].y(), ends[1].y(), ends[2].y(), ends[3].y()});
-        return {left, top, right - left, bottom - top};
+        const double width =
+            std::abs(along.x() * box.width()) + std::abs(across.x() * box.height());
+        const double height =
+            std::abs(along.y() * box.width()) + std::abs(across.y() * box.height());
+        const QPointF center = Map(box.center());
+        return {center.x() - width / 2, center.y() - height / 2, width, height};
     }
 };
 

@@ -199,10 +199,11 @@ DrawnCharacters PdfiumEngine::Characters(int page, bool wantsFonts)
     LoadText(page);
     DrawnCharacters drawn;
     const Affine shown = Shown();
+    const double turnOfPage = std::atan2(shown.along.y(), shown.along.x());
     const int count = pdfium.TextCountChars(text);
     drawn.characters.reserve(std::size_t(std::max(0, count)));
     for (int i = 0; i < count; ++i) {
-        TextCharacter character = Character(i, shown);
+        TextCharacter character = Character(i, shown, turnOfPage);
         if (wantsFonts) {
             const std::string font = FontOf(i);
             const auto known = std::find(drawn.fonts.begin(), drawn.fonts.end(), font);
@@ -215,7 +216,7 @@ DrawnCharacters PdfiumEngine::Characters(int page, bool wantsFonts)
     return drawn;
 }
 
-TextCharacter PdfiumEngine::Character(int number, const Affine& shown) const
+TextCharacter PdfiumEngine::Character(int number, const Affine& shown, double turnOfPage) const
 {
     TextCharacter character;
     character.code = char32_t(pdfium.TextGetUnicode(text, number));
@@ -224,11 +225,10 @@ TextCharacter PdfiumEngine::Character(int number, const Affine& shown) const
     pdfium.TextGetCharOrigin(text, number, &x, &y);
     character.origin = shown.Map(QPointF(x, y));
     const double angle = double(pdfium.TextGetCharAngle(text, number));
-    const double ofPage = std::atan2(shown.along.y(), shown.along.x());
     constexpr int round = 360;
-    const int turned = int(std::lround(qRadiansToDegrees(ofPage + angle))) % round;
+    const int turned = int(std::lround(qRadiansToDegrees(turnOfPage + angle))) % round;
     character.turned = (turned + round) % round;
-    if (std::abs(std::sin(angle)) < 0.01 && std::cos(angle) > 0)
+    if (angle == 0 || (std::abs(std::sin(angle)) < 0.01 && std::cos(angle) > 0))
         PlaceUpright(character, number, shown);
     else
         PlaceTurned(character, number, shown);
@@ -240,9 +240,9 @@ void PdfiumEngine::PlaceUpright(TextCharacter& character, int number, const Affi
 {
     Pdfium::FloatRectangle loose;
     pdfium.TextGetLooseCharBox(text, number, &loose);
-    QRectF box = QRectF(QPointF(double(loose.left), double(loose.top)),
-                        QPointF(double(loose.right), double(loose.bottom)))
-                     .normalized();
+    const auto [left, right] = std::minmax({double(loose.left), double(loose.right)});
+    const auto [top, bottom] = std::minmax({double(loose.bottom), double(loose.top)});
+    QRectF box(left, top, right - left, bottom - top);
     const QRectF inked = Inked(number);
     if (box.height() < inked.height() / 2) // fonts of type 3 say nothing of their height
         box |= inked;

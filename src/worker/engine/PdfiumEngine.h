@@ -41,7 +41,7 @@ private:
     void Close();
     void CloseText();
     void DrawBand(const PictureShape& shape, int first, const Rows& into);
-    TextCharacter Character(int number, const Affine& shown) const;
+    TextCharacter Character(int number, const Affine& shown, double turnOfPage) const;
     void PlaceUpright(TextCharacter& character, int number, const Affine& shown) const;
     void PlaceTurned(TextCharacter& character, int number, const Affine& shown) const;
     QRectF Inked(int character) const;

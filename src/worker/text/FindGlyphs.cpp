@@ -67,8 +67,9 @@ std::vector<TextCharacter> WithWholeCodes(const std::vector<TextCharacter>& char
             QChar::isLowSurrogate(character.code))
             whole.back().code =
                 QChar::surrogateToUcs4(ushort(whole.back().code), ushort(character.code));
-        else if (IsUnmapped(character.code) || IsParting(character.code) ||
-                 QChar::isHighSurrogate(character.code) || !IsInvisible(character.code))
+        else if (IsPlain(character.code) || IsUnmapped(character.code) ||
+                 IsParting(character.code) || QChar::isHighSurrogate(character.code) ||
+                 !IsInvisible(character.code))
             whole.push_back(character);
     }
     return whole;
@@ -212,9 +213,10 @@ PageGlyphs FindGlyphs(const std::vector<TextCharacter>& drawn)
         if (character.box.isEmpty() && !IsCombining(character.code))
             continue; // an end of a line that the engine has put in
         ++page.drawn;
-        if (IsUnmapped(character.code) && !IsParting(character.code))
+        const bool isPlain = IsPlain(character.code);
+        if (!isPlain && IsUnmapped(character.code) && !IsParting(character.code))
             ++page.unmapped;
-        if (IsParting(character.code) || !IsInvisible(character.code)) {
+        if (isPlain || IsParting(character.code) || !IsInvisible(character.code)) {
             Writing& writing = WritingOf(page, character.turned, isVertical[i]);
             Append(writing, character, std::exchange(before, Glyph::Before::Nothing));
         }

@@ -61,8 +61,10 @@ bool IsDrawnOver(const Glyphs& run, const Glyph& next)
     constexpr std::ptrdiff_t fewBack = 3;
     const auto begin = run.end() - std::min(fewBack, std::ptrdiff_t(run.size()));
     return std::any_of(begin, run.end(), [&next](const Glyph& one) {
+        if (one.code != next.code)
+            return false;
         const QPointF apart = one.box.center() - next.box.center();
-        return one.code == next.code && apart.manhattanLength() < samePlace * next.em &&
+        return apart.manhattanLength() < samePlace * next.em &&
                apart.manhattanLength() < next.box.width() / 2;
     });
 }
@@ -110,6 +112,7 @@ double Spacing(const Glyphs& run)
     if (run.size() < fewest)
         return 0;
     std::vector<double> gaps;
+    gaps.reserve(run.size());
     for (std::size_t i = 1; i < run.size(); ++i)
         gaps.push_back(Gap(run[i - 1], run[i]) / std::max(run[i].em, 0.01));
     const auto middle = gaps.begin() + std::ptrdiff_t(gaps.size() / 2);
@@ -198,10 +201,21 @@ int DirectionOf(const Glyphs& run)
     });
 }
 
+QRectF Around(const QRectF& one, const QRectF& other)
+{
+    const double left = std::min(one.left(), other.left());
+    const double top = std::min(one.top(), other.top());
+    return {left, top, std::max(one.right(), other.right()) - left,
+            std::max(one.bottom(), other.bottom()) - top};
+}
+
 void AppendTo(TextWord& word, const Glyph& glyph)
 {
-    word.text += QString::fromUcs4(&glyph.code, 1);
-    word.box |= glyph.box;
+    if (QChar::requiresSurrogates(glyph.code))
+        word.text += QString::fromUcs4(&glyph.code, 1);
+    else
+        word.text += QChar(ushort(glyph.code));
+    word.box = word.text.size() == 1 ? glyph.box : Around(word.box, glyph.box);
     word.size = std::max(word.size, glyph.em);
 }
 
@@ -227,9 +241,11 @@ Run MakeRun(Glyphs& glyphs)
             run.em = glyph.em;
             run.baseline = glyph.baseline;
         }
-        run.box |= glyph.box;
         hasMarks = hasMarks || IsCombining(glyph.code);
     }
+    run.box = run.words.front().box;
+    for (const TextWord& word : run.words)
+        run.box = Around(run.box, word.box);
     run.characters = int(glyphs.size());
     run.isPunctuation = GoesRight(glyphs.front(), glyphs.back()) &&
                         std::all_of(glyphs.begin(), glyphs.end(), IsPunctuation);

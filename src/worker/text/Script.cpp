@@ -52,46 +52,65 @@ constexpr Accent accents[] = {{0x60, 0x300},  {0xb4, 0x301},  {0x5e, 0x302},  {0
 
 } // namespace
 
+// Most characters are told from their code alone, without a look at Qt's tables.
+
 bool IsRightToLeft(char32_t code)
 {
+    constexpr char32_t first = 0x590;
+    if (code < first)
+        return false;
     const QChar::Direction direction = QChar::direction(code);
     return direction == QChar::DirR || direction == QChar::DirAL;
 }
 
 bool IsLeftToRight(char32_t code)
 {
+    if (IsPlain(code))
+        return (code >= 'a' && code <= 'z') || (code >= 'A' && code <= 'Z');
     return QChar::direction(code) == QChar::DirL;
 }
 
 bool IsIdeographic(char32_t code)
 {
-    return IsWithin(ideographic, code);
+    return code >= ideographic[0].first && IsWithin(ideographic, code);
 }
 
 bool IsIdeographicBegin(char32_t code)
 {
-    return IsOneOf(ideographicBegins, code);
+    return IsIdeographic(code) && IsOneOf(ideographicBegins, code);
 }
 
 bool IsIdeographicEnd(char32_t code)
 {
-    return IsOneOf(ideographicEnds, code);
+    return IsIdeographic(code) && IsOneOf(ideographicEnds, code);
 }
 
 bool IsCombining(char32_t code)
 {
-    return QChar::category(code) == QChar::Mark_NonSpacing;
+    constexpr char32_t first = 0x300;
+    return code >= first && QChar::category(code) == QChar::Mark_NonSpacing;
 }
 
 char32_t CombiningFormOf(char32_t accent)
 {
+    constexpr char32_t last = 0x2dd;
+    const bool isLetter = accent > '`' && accent < '~';
+    if (accent < '^' || isLetter || accent > last)
+        return 0;
     const auto found = std::find_if(std::begin(accents), std::end(accents),
                                     [accent](const Accent& one) { return one.alone == accent; });
     return found == std::end(accents) ? 0 : found->combining;
 }
 
+bool IsPlain(char32_t code)
+{
+    return code > ' ' && code <= '~';
+}
+
 bool IsSpace(char32_t code)
 {
+    if (IsPlain(code))
+        return false;
     return code == '\t' || code == '\n' || code == '\r' ||
            QChar::category(code) == QChar::Separator_Space;
 }

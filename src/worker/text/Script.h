@@ -23,6 +23,9 @@ bool IsCombining(char32_t code);
 /** The combining form of an accent that is drawn as a character of its own; 0 for none. */
 char32_t CombiningFormOf(char32_t accent);
 
+/** Whether it is one of ASCII that can be seen. */
+bool IsPlain(char32_t code);
+
 bool IsSpace(char32_t code);
 
 /** Whether it is a letter's hyphen, however fonts call it. */
