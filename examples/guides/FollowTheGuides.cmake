@@ -24,8 +24,8 @@ run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/installed)
 
 file(COPY ${GUIDES}/getting-started DESTINATION ${WORK_DIR})
 build(getting-started)
-run(getting-started/build/getting-started ${DOCUMENT} geheim page.png)
-if(NOT EXISTS ${WORK_DIR}/page.png)
+run(getting-started/build/getting-started ${DOCUMENT} page.png)
+if(NOT EXISTS ${WORK_DIR}/page-1.png)
   message(FATAL_ERROR "no picture")
 endif()
 

@@ -43,6 +43,30 @@ protected:
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
 };
 
+TEST_F(ExamplesTest, ManyDocumentsAreConvertedWithThePasswordsThatAreTyped)
+{
+    MakeSample("in.pdf", 2);
+    MakeSample("secret.pdf", 1, "correct horse");
+    const auto process = StartExample("many-documents", {"pages", "in.pdf", "secret.pdf"});
+    process->write("wrong\ncorrect horse\n");
+    process->closeWriteChannel();
+    Outcome outcome = Finish(*process);
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.complaints;
+    outcome.results.sort();
+    EXPECT_EQ(outcome.results,
+              QStringList({"pages/in-1.png", "pages/in-2.png", "pages/secret.png"}));
+    EXPECT_EQ(WholePictures("pages"), QStringList({"in-1.png", "in-2.png", "secret.png"}));
+}
+
+TEST_F(ExamplesTest, ManyDocumentsAreConvertedBesideOneThatFails)
+{
+    MakeSample("in.pdf", 1);
+    Write("empty.pdf", "");
+    const Outcome outcome = RunExample("many-documents", {"pages", "empty.pdf", "in.pdf"});
+    ExpectComplaint(outcome, "empty.pdf is empty");
+    EXPECT_EQ(outcome.results, QStringList("pages/in.png"));
+}
+
 TEST_F(ExamplesTest, APlainCommandMakesAPictureOfEveryPage)
 {
     MakeSample("secret.pdf", 3, "correct horse");
