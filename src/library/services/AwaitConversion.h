@@ -58,10 +58,10 @@ private:
     /** The coroutine, and this with it, may come to its end while the watcher emits. */
     struct DeleteLater
     {
-        void operator()(QFutureWatcher<ConversionResult>* watcher) const
+        void operator()(QFutureWatcher<ConversionResult>* leaving) const
         {
-            watcher->disconnect();
-            watcher->deleteLater();
+            leaving->disconnect();
+            leaving->deleteLater();
         }
     };
 
