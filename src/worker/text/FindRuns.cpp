@@ -215,7 +215,7 @@ void AppendTo(TextWord& word, const Glyph& glyph)
         word.text += QString::fromUcs4(&glyph.code, 1);
     else
         word.text += QChar(ushort(glyph.code));
-    word.box = word.text.size() == 1 ? glyph.box : Around(word.box, glyph.box);
+    word.box = word.box.isNull() ? glyph.box : Around(word.box, glyph.box);
     word.size = std::max(word.size, glyph.em);
 }
 

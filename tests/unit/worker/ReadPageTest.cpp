@@ -105,6 +105,15 @@ TEST_F(ReadPageTest, LigaturesAreTheirLetters)
     EXPECT_EQ(Plain(), "office\n");
 }
 
+TEST_F(ReadPageTest, WordsThatBeginWithALetterOfMathematicsLieWhereTheyAreDrawn)
+{
+    Put(0x1d465, 300, 400);
+    Put('y', 305, 400);
+    const TextBlock block = Read().blocks.at(0);
+    EXPECT_EQ(block.box, QRectF(300, 392, 10, 10));
+    EXPECT_EQ(block.lines.at(0).words.at(0).box, block.box);
+}
+
 TEST_F(ReadPageTest, LettersOfOneBoxAreALigature)
 {
     Put('a', 50, 100);
