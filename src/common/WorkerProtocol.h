@@ -55,6 +55,7 @@ inline constexpr char message[] = "message";
 inline constexpr char engine[] = "engine";
 inline constexpr char failed[] = "failed";
 inline constexpr char released[] = "released";
+inline constexpr char worn[] = "worn";
 inline constexpr char withoutText[] = "withoutText";
 inline constexpr char unmapped[] = "unmapped";
 inline constexpr char missing[] = "missing";

@@ -314,13 +314,16 @@ QJsonObject RequestHandler::WriteText(NewFile& file, const QJsonObject& request,
                                       const QString& format)
 {
     const TextLook look = TextLookOf(request, format);
-    const PagesText read = RendererFor(input, {}, PageUse::Text).Text(Pages(request), look);
+    PageRenderer& pages = RendererFor(input, {}, PageUse::Text);
+    const PagesText read = pages.Text(Pages(request), look);
     file.Write(read.text.constData(), std::size_t(read.text.size()));
     QJsonObject answer;
     if (!read.withoutText.empty())
         answer[Key::withoutText] = ToArray(read.withoutText);
     if (!read.unmapped.empty())
         answer[Key::unmapped] = ToArray(read.unmapped);
+    if (pages.IsWorn())
+        answer[Key::worn] = true;
     return answer;
 }
 

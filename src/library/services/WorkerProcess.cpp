@@ -404,6 +404,8 @@ void WorkerProcess::Answer(const QJsonObject& answer)
     waiting = false;
     const Request request = std::move(requests.front());
     requests.pop_front();
+    if (answer[Key::worn].toBool() && process && !fileInHand.isEmpty())
+        requests.push_front(ToRelease());
     const QPointer<WorkerProcess> self(this);
     request.receiver(answer);
     if (self)

@@ -87,6 +87,9 @@ public:
      */
     virtual DrawnCharacters Characters(int page, bool wantsFonts) = 0;
 
+    /** Whether it has kept so much memory for good that another process is to go on. */
+    virtual bool IsWorn() const { return false; }
+
 protected:
     PageEngine() = default;
 

@@ -11,6 +11,7 @@ namespace Korvel::Worker {
 
 namespace {
 
+constexpr int mostTexts = 128;                     // of which each takes some 300 kB
 constexpr double mostPixels = 256.0 * 1024 * 1024; // a gigabyte at four bytes each
 
 /** A page as it is drawn, on nothing. */
@@ -72,7 +73,13 @@ DrawRows QtPdfEngine::Draw(int page, const PictureShape& shape)
 
 QString QtPdfEngine::Text(int page)
 {
+    ++texts;
     return document.getAllText(page).text();
+}
+
+bool QtPdfEngine::IsWorn() const
+{
+    return texts >= mostTexts;
 }
 
 } // namespace Korvel::Worker

@@ -20,6 +20,7 @@ public:
     DrawRows Draw(int page, const PictureShape& shape) override;
     bool KnowsPlaces() const override { return false; }
     QString Text(int page) override;
+    bool IsWorn() const override;
 
     /** None: to tell of them would load the page for each. */
     DrawnCharacters Characters(int /*page*/, bool /*wantsFonts*/) override { return {}; }
@@ -28,6 +29,8 @@ private:
     WatchedFile file;
     QBuffer buffer;
     QPdfDocument document;
+    /** How many pages' text was read, whose memory Qt PDF never gives back. */
+    int texts = 0;
 };
 
 } // namespace Korvel::Worker

@@ -92,6 +92,9 @@ public:
      */
     PagesText Text(const std::vector<qint64>& pages, const TextLook& look);
 
+    /** Whether another process is to go on, as this one does not get its memory back. */
+    bool IsWorn() const { return engine->IsWorn(); }
+
 private:
     /** The index of a page, from 0. */
     int Check(qint64 page) const;

@@ -221,6 +221,12 @@ const std::map<QString, Action>& Actions()
          [](const QJsonObject&) {
              ::raise(SIGXCPU);
          }},
+        {"wear-out",
+         [](const QJsonObject& request) {
+             QJsonObject answer = Success(request);
+             answer["worn"] = true;
+             WriteLine(answer);
+         }},
         {"answer-and-die",
          [](const QJsonObject& request) {
              WriteLine(Success(request));

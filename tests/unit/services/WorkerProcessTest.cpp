@@ -455,6 +455,23 @@ TEST(WorkerProcessTest, TakesASecondAnswerForRubbish)
     EXPECT_TRUE(answers.byName["third"]["ok"].toBool());
 }
 
+TEST(WorkerProcessTest, TakesANewProcessWhereOneSaysThatItIsWorn)
+{
+    const QTemporaryDir folder;
+    const auto ask = [&folder](const char* what) {
+        return QJsonObject{{"op", "convert"},
+                           {"file", folder.filePath("document")},
+                           {"output", folder.filePath("result")},
+                           {"do", what}};
+    };
+    WorkerProcess worker({ScriptedWorker()});
+    const int first = AskAndWait(worker, ask("make-result"))["pid"].toInt();
+    EXPECT_EQ(AskAndWait(worker, ask("wear-out"))["pid"].toInt(), first);
+    const QJsonObject next = AskAndWait(worker, ask("make-result"));
+    EXPECT_TRUE(next["ok"].toBool());
+    EXPECT_NE(next["pid"].toInt(), first);
+}
+
 TEST(WorkerProcessTest, EndsAWorkerThatTalksUnasked)
 {
     WorkerProcess worker({ScriptedWorker(), longDeadline});
