@@ -55,6 +55,15 @@ static int Tell(const ConversionResult& result)
     return result.error ? 1 : 0;
 }
 
+static int TellText(const ConversionResult& result)
+{
+    //! [text]
+    for (const ConversionResult::Page& text : result.pages)
+        qInfo("%s", text.bytes.constData());
+    //! [text]
+    return result.error ? Tell(result) : 0;
+}
+
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
@@ -70,12 +79,15 @@ int main(int argc, char** argv)
     //! [cancel]
     ShowAll(slow);
 
+    //! [memory]
     ConversionRequest textRequest = request;
-    textRequest.result = folder + "/text.txt";
+    textRequest.isInMemory = true; // no file is made
+    textRequest.format = QStringLiteral("txt");
+    //! [memory]
     //! [future]
     QFutureWatcher<ConversionResult> watcher;
     QObject::connect(&watcher, &QFutureWatcherBase::finished,
-                     [&watcher] { QCoreApplication::exit(Tell(watcher.result())); });
+                     [&watcher] { QCoreApplication::exit(TellText(watcher.result())); });
     //! [future]
     QObject::connect(&slow, &PdfConversion::Ended, [&] {
         Tell(slow.Result());

@@ -58,9 +58,16 @@ struct ConversionRequest
      * Called for the password of an encrypted document, with the number of the attempt, from 1,
      * until one opens it. Answers it in UTF-8, or nothing to give up; without this function that is
      * the answer. A PdfConversion calls it on its own thread, PdfConverter::Convert on another one;
-     * it may take its time.
+     * it may take its time, and throws nothing.
      */
     std::function<std::optional<std::string>(int attempt)> askForPassword = {};
+
+    /**
+     * Whether results are handed over as bytes, in place of files: in ConversionResult::Page, and
+     * by PdfConversion::PageFinished. There are no paths then, and `format` has to be set. The
+     * bytes stay as long as the result of the conversion does.
+     */
+    bool isInMemory = false;
 
     /** Whether a page that fails ends the conversion, in place of being left away. */
     bool endsAtBadPage = false;

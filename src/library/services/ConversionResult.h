@@ -1,10 +1,12 @@
 #pragma once
 
 #include "AbstractConverter.h"
+#include "DocumentInfo.h"
 
 #include <optional>
 #include <vector>
 
+#include <QByteArray>
 #include <QMetaType>
 #include <QString>
 
@@ -20,13 +22,15 @@ namespace Korvel::PDF::Converter {
  */
 struct ConversionResult
 {
-    /** A file that was made. */
+    /** A result that was made. */
     struct Page
     {
         /** From 1; 0 for the document as a whole. */
         int page = 0;
-        /** Where it lies. */
-        QString path;
+        /** Where it lies; empty where it was wanted in memory. */
+        QString path = {};
+        /** What is in it, where it was wanted in memory. */
+        QByteArray bytes = {};
     };
 
     /** A page that has failed while others have not. */
@@ -57,8 +61,11 @@ struct ConversionResult
         QString text;
     };
 
-    /** The files in the order of the pages that were wanted; those that were made before an error,
-     * too. */
+    /** What the document says of itself; nothing when it was not opened. */
+    std::optional<DocumentInfo> document = {};
+
+    /** The results in the order of the pages that were wanted; those that were made before an
+     * error, too. */
     std::vector<Page> pages = {};
 
     /** The pages that are missing, in the order in which they failed. */

@@ -20,6 +20,7 @@ struct PdfConversion::Impl
     Impl(PdfConversion& conversion, const std::shared_ptr<ConversionEngine>& engine,
          ConversionRequest request);
 
+    void Told(const DocumentInfo& document);
     void Told(const ConversionResult::Page& page);
     void Told(const ConversionResult::Failure& failure);
     void Told(const ConversionResult::Note& note);
@@ -47,6 +48,10 @@ public:
         receiver = nullptr;
     }
 
+    void Opened(const DocumentInfo& document) override
+    {
+        Post([document](PdfConversion& to) { to.impl->Told(document); });
+    }
     void Progressed(double part) override
     {
         Post([part](PdfConversion& to) { Q_EMIT to.Progress(part); });
@@ -99,10 +104,19 @@ PdfConversion::Impl::Impl(PdfConversion& conversion,
 
 // A receiver may destroy the conversion, so nothing comes after an emission.
 
+void PdfConversion::Impl::Told(const DocumentInfo& document)
+{
+    result.document = document;
+    Q_EMIT conversion.Opened(document);
+}
+
 void PdfConversion::Impl::Told(const ConversionResult::Page& page)
 {
     result.pages.push_back(page);
-    Q_EMIT conversion.PageFinished(page.page, page.path);
+    if (request.isInMemory)
+        Q_EMIT conversion.PageMade(page.page, page.bytes);
+    else
+        Q_EMIT conversion.PageFinished(page.page, page.path);
 }
 
 void PdfConversion::Impl::Told(const ConversionResult::Failure& failure)
@@ -140,6 +154,7 @@ PdfConversion::PdfConversion(PdfConverter& converter, ConversionRequest request,
     // What a queued connection looks the types of the signals up by.
     qRegisterMetaType<AbstractConverter::ErrorType>(
         "Korvel::PDF::Converter::AbstractConverter::ErrorType");
+    qRegisterMetaType<DocumentInfo>("Korvel::PDF::DocumentInfo");
     qRegisterMetaType<ConversionResult::Warning>("Korvel::PDF::Converter::ConversionResult::"
                                                  "Warning");
 }

@@ -77,6 +77,18 @@ Q_SIGNALS:
     /** How far it is, from 0 to 1, and never back. */
     void Progress(double part);
 
+    /** The document is open, and this is what it says of itself. Once at most. */
+    void Opened(const Korvel::PDF::DocumentInfo& document);
+
+    /**
+     * A result is whole, where it is wanted in memory. Once for each, in the order in which they
+     * are made.
+     *
+     * @param page   from 1; 0 for the document as a whole
+     * @param bytes  what a file would hold; QImage::fromData makes a picture of it
+     */
+    void PageMade(int page, const QByteArray& bytes);
+
     /**
      * A result is whole, and in its place. Once for each, in the order in which they are made.
      *
@@ -114,3 +126,5 @@ private:
 };
 
 } // namespace Korvel::PDF::Converter
+
+Q_DECLARE_METATYPE(Korvel::PDF::DocumentInfo)

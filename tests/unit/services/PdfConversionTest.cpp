@@ -64,6 +64,63 @@ TEST_F(PdfConversionTest, NumbersPagesInAsManyDigitsAsTheLastOneHas)
     EXPECT_EQ(PathsOf(Convert(request)), QStringList({Path("out-02.png"), Path("out-10.png")}));
 }
 
+TEST_F(PdfConversionTest, HandsPicturesOverInMemoryAndMakesNoFile)
+{
+    ConversionRequest request = RequestOf(Secret("secret.pdf", 3), {});
+    std::vector<int> attempts;
+    request.askForPassword = Passwords({"geheim"}, attempts);
+    request.isInMemory = true;
+    request.format = "png";
+    const QStringList before = QDir(folder.path()).entryList();
+    PdfConversion conversion(converter, request);
+    std::map<int, QImage> pictures;
+    QObject::connect(&conversion, &PdfConversion::PageMade, [&](int page, const QByteArray& bytes) {
+        pictures[page] = QImage::fromData(bytes, "png");
+    });
+    const Course course(conversion);
+    ASSERT_TRUE(RunToEnd(conversion));
+    EXPECT_EQ(conversion.Error(), std::nullopt) << conversion.ErrorText().toStdString();
+    EXPECT_EQ(course.Signals(), QStringList("ended"));
+    ASSERT_EQ(pictures.size(), 3u);
+    for (const auto& [page, picture] : pictures) {
+        const double scale = 20.0 / 72;
+        const QPoint patch(int(samplePatch.center().x() * scale),
+                           int(samplePatch.center().y() * scale));
+        EXPECT_EQ(picture.pixel(patch), SampleColour(page).rgb()) << page;
+    }
+    EXPECT_EQ(QDir(folder.path()).entryList(), before);
+    EXPECT_EQ(TemporaryFiles(), QStringList());
+}
+
+TEST_F(PdfConversionTest, HandsATextOverInMemory)
+{
+    ConversionRequest request = RequestOf(Sample("in.pdf", 2), {});
+    request.isInMemory = true;
+    request.format = "txt";
+    const ConversionResult result = Convert(request);
+    ASSERT_EQ(result.pages.size(), 1u) << result.errorText.toStdString();
+    EXPECT_EQ(result.pages[0].page, 0);
+    EXPECT_EQ(result.pages[0].path, QString());
+    EXPECT_TRUE(result.pages[0].bytes.contains("Page 2"));
+}
+
+TEST_F(PdfConversionTest, TellsWhatTheDocumentSaysOfItself)
+{
+    PdfConversion conversion(converter, RequestOf(Sample("in.pdf", 2), Path("out.png")));
+    QStringList signalled;
+    QObject::connect(&conversion, &PdfConversion::Opened, [&](const DocumentInfo& document) {
+        EXPECT_EQ(document.pages, 2);
+        EXPECT_EQ(document.properties.at("Title"), "Sample");
+        signalled << "opened";
+    });
+    QObject::connect(&conversion, &PdfConversion::PageFinished, [&] { signalled << "page"; });
+    ASSERT_TRUE(RunToEnd(conversion));
+    EXPECT_EQ(signalled, QStringList({"opened", "page", "page"}));
+    ASSERT_TRUE(conversion.Result().document);
+    EXPECT_EQ(conversion.Result().document->pages, 2);
+    EXPECT_FALSE(Convert(RequestOf(Path("none.pdf"), Path("out.png"))).document);
+}
+
 TEST_F(PdfConversionTest, TakesAPathAsItIsWhereThereIsOneResult)
 {
     const QString document = Sample("in.pdf", 2);

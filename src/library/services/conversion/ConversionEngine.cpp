@@ -28,7 +28,7 @@ void Clear(std::string& password)
 } // namespace
 
 ConversionEngine::ConversionEngine(const PdfConverter::Settings& settings)
-    : settings(settings), context(std::make_unique<QObject>())
+    : settings(settings), thread(mutex), context(std::make_unique<QObject>())
 {
     thread.setObjectName(QStringLiteral("PdfConverter"));
     context->moveToThread(&thread);
@@ -136,8 +136,10 @@ void ConversionEngine::Open(Entry& entry, quint64 number)
     entry.isOpening = true;
     CallAside([this, number, request = entry.job->Request(),
                password = std::exchange(entry.password, {}), shared = services]() mutable {
-        const auto outcome = std::make_shared<Outcome>(TryToPrepare(request, password, *shared));
-        Post([this, number, outcome] { Prepared(number, *outcome); });
+        Post([this, number,
+              outcome = std::make_shared<Outcome>(TryToPrepare(request, password, *shared))] {
+            Prepared(number, *outcome);
+        });
     });
 }
 
@@ -270,7 +272,6 @@ void ConversionEngine::EndAll()
     while (!asides.empty())
         Join(asides.begin()->first);
     services.reset();
-    const std::lock_guard lock(mutex); // shows all of this to whoever waits
     thread.quit();
 }
 
@@ -283,6 +284,12 @@ void ConversionEngine::Stop()
     }
     Post([this] { EndAll(); });
     thread.wait();
+    const std::lock_guard lock(mutex);
+}
+
+void ConversionEngine::Thread::run()
+{
+    exec();
     const std::lock_guard lock(mutex);
 }
 

@@ -71,6 +71,19 @@ private:
         QString refusal;
     };
 
+    /** Locks the mutex at its end: that shows what it did to whoever locks it after having waited.
+     */
+    class Thread : public QThread
+    {
+    public:
+        explicit Thread(std::mutex& mutex) : mutex(mutex) {}
+
+    private:
+        void run() override;
+
+        std::mutex& mutex;
+    };
+
     struct Outcome
     {
         std::optional<PreparedDocument> document;
@@ -109,7 +122,7 @@ private:
     std::map<quint64, std::thread> asides;
     quint64 lastAside = 0;
 
-    QThread thread;
+    Thread thread;
     /** Lives there. */
     const std::unique_ptr<QObject> context;
 };

@@ -47,6 +47,8 @@ void ConversionJob::Convert(PreparedDocument document, std::shared_ptr<Conversio
     prepared = std::move(document);
     services = std::move(shared);
     done = std::move(whenDone);
+    result.document = prepared.info;
+    listener->Opened(prepared.info);
     for (const ConversionResult::Note& note : prepared.warnings)
         Warn(note.warning, note.text);
     if (prepared.plan.Results().empty()) {
@@ -64,10 +66,9 @@ void ConversionJob::Convert(PreparedDocument document, std::shared_ptr<Conversio
 
 std::shared_ptr<AbstractConverter> ConversionJob::MakeChain()
 {
-    placed = std::make_shared<PlacedResults>(services->files, prepared.plan,
-                                             [this](const ResultPlan::Result& made) {
-                                                 listener->PageFinished({made.page, made.path});
-                                             });
+    placed = std::make_shared<PlacedResults>(
+        services->files, prepared.plan,
+        [this](const ResultPlan::Result& made) { listener->PageFinished(ToPage(made)); });
     const auto makeChain = [shared = services, files = placed] {
         return std::make_shared<TempFileWrapper>(
             shared->names, std::make_shared<WorkerConverter>(shared->pool), files);
@@ -88,7 +89,7 @@ void ConversionJob::ConnectToChain()
     };
     AbstractConverter* const sender = chain.get();
     QObject::connect(sender, &AbstractConverter::ConvertationProgress, &context,
-                     [this](const QString&, double progress) { listener->Progressed(progress); });
+                     [this](const QString&, double part) { Progressed(part); });
     QObject::connect(sender, &AbstractConverter::Failed, &context,
                      [this, finishLater](const QString&, AbstractConverter::ErrorType error) {
                          chainError = error;
@@ -151,6 +152,12 @@ void ConversionJob::PageFailed(int page, AbstractConverter::ErrorType error, con
     fanOut->StopAfterRunningPages();
 }
 
+void ConversionJob::Progressed(double part)
+{
+    progress = part;
+    listener->Progressed(part);
+}
+
 void ConversionJob::Warn(ConversionResult::Warning warning, const QString& text)
 {
     result.warnings.push_back({warning, text});
@@ -183,8 +190,8 @@ void ConversionJob::Finish()
             ChainFailed(*chainError);
         else
             RequireResults();
-        if (!result.error)
-            listener->Progressed(1); // pages that are left away have told of none
+        if (!result.error && progress < 1)
+            Progressed(1); // pages that are left away have told of none
     } catch (const ConversionFailure& failure) {
         Fail(failure.error, failure.text);
     }
@@ -246,9 +253,15 @@ ConversionResult ConversionJob::TakeResult()
 {
     for (const ResultPlan::Result& one : prepared.plan.Results()) {
         if (one.isPlaced)
-            result.pages.push_back({one.page, one.path});
+            result.pages.push_back(ToPage(one));
     }
     return std::move(result);
+}
+
+ConversionResult::Page ConversionJob::ToPage(const ResultPlan::Result& made) const
+{
+    const bool isInMemory = prepared.plan.IsInMemory();
+    return {made.page, isInMemory ? QString() : made.path, made.bytes};
 }
 
 QString ConversionJob::About(int page) const

@@ -58,6 +58,7 @@ private:
     Task MakeTask();
     void AddTellers(Task& task);
     void AddPages(Task& task) const;
+    void Progressed(double part);
     void PageFailed(int page, AbstractConverter::ErrorType error, const QString& why);
     void Warn(ConversionResult::Warning warning, const QString& text);
     void Reported(const TextReport& report);
@@ -65,6 +66,7 @@ private:
     void Finish();
     void RequireSource() const;
     void RequireResults() const;
+    ConversionResult::Page ToPage(const ResultPlan::Result& made) const;
     QString About(int page) const;
 
     const ConversionRequest request;
@@ -80,6 +82,7 @@ private:
     QString why;
     std::optional<AbstractConverter::ErrorType> chainError;
     bool isCancelled = false;
+    double progress = 0;
     /** Receives the chain's signals; goes first. */
     QObject context;
 };

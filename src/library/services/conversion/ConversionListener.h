@@ -10,6 +10,7 @@ class ConversionListener
 public:
     virtual ~ConversionListener() = default;
 
+    virtual void Opened(const DocumentInfo& document) = 0;
     virtual void Progressed(double part) = 0;
     virtual void PageFinished(const ConversionResult::Page& page) = 0;
     virtual void PageFailed(const ConversionResult::Failure& failure) = 0;

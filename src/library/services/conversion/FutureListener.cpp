@@ -2,6 +2,9 @@
 
 #include "ConversionEngine.h"
 
+#include <optional>
+#include <system_error>
+
 namespace Korvel::PDF::Converter {
 
 namespace {
@@ -32,15 +35,19 @@ void FutureListener::Progressed(double part)
 }
 
 // A future has one result, which tells of these.
+void FutureListener::Opened(const DocumentInfo&) {}
 void FutureListener::PageFinished(const ConversionResult::Page&) {}
 void FutureListener::PageFailed(const ConversionResult::Failure&) {}
 void FutureListener::Warned(const ConversionResult::Note&) {}
 
 void FutureListener::PasswordWanted(int attempt)
 {
-    engine.CallAside([&engine = engine, number = number, ask = request.askForPassword, attempt] {
-        engine.GivePassword(number, ask(attempt));
-    });
+    try {
+        engine.CallAside([&engine = engine, number = number, ask = request.askForPassword,
+                          attempt] { engine.GivePassword(number, ask(attempt)); });
+    } catch (const std::system_error&) {
+        engine.GivePassword(number, std::nullopt); // there is no room for another thread
+    }
 }
 
 void FutureListener::Ended(const ConversionResult& result)

@@ -21,6 +21,7 @@ public:
 
     QFuture<ConversionResult> Future() { return promise.future(); }
 
+    void Opened(const DocumentInfo& document) override;
     void Progressed(double part) override;
     void PageFinished(const ConversionResult::Page& page) override;
     void PageFailed(const ConversionResult::Failure& failure) override;

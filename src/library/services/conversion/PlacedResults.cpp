@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include <QFile>
 #include <QFileInfo>
 
 namespace Korvel::PDF::Converter {
@@ -51,19 +52,38 @@ bool PlacedResults::Move(const ioPath& from, const ioPath& to)
     const auto result = std::find_if(results.begin(), results.end(), [&wanted](const auto& one) {
         return !one.isPlaced && one.path == wanted;
     });
-    if (result == results.end() || (result->page == 0 && !takesWhole) || !Place(from, *result))
+    if (result == results.end() || (result->page == 0 && !takesWhole))
         return false;
-    // Some file systems take a file and then have no space for what is in it.
-    if (QFileInfo(result->path).size() == 0) {
-        whyRefused = QStringLiteral("%1 is missing or empty").arg(result->path);
+    if (plan.IsInMemory() ? !Read(from, *result) : !Place(from, *result))
         return false;
-    }
     result->isPlaced = true;
     placed(*result);
     return true;
 }
 
+bool PlacedResults::Read(const ioPath& from, ResultPlan::Result& result)
+{
+    QFile file(QString::fromStdString(from.utf8string()));
+    if (file.open(QFile::ReadOnly))
+        result.bytes = file.readAll();
+    file.remove();
+    if (result.bytes.isEmpty())
+        whyRefused = QStringLiteral("cannot read what was made: ") + file.errorString();
+    return !result.bytes.isEmpty();
+}
+
 bool PlacedResults::Place(const ioPath& from, ResultPlan::Result& result)
+{
+    if (!MoveTo(from, result))
+        return false;
+    // Some file systems take a file and then have no space for what is in it.
+    if (QFileInfo(result.path).size() > 0)
+        return true;
+    whyRefused = QStringLiteral("%1 is missing or empty").arg(result.path);
+    return false;
+}
+
+bool PlacedResults::MoveTo(const ioPath& from, ResultPlan::Result& result)
 {
     for (int move = 0; move < mostMoves; ++move) {
         const ioPath to(result.path.toStdString());

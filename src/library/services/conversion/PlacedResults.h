@@ -13,8 +13,9 @@ class LocalFileSystem;
 namespace Korvel::PDF::Converter {
 
 /**
- * Puts every result where the plan wants it, and where another program has taken that place
- * meanwhile, where the plan wants it then. Used on the engine's thread.
+ * Hands results over as bytes, or puts every result where the plan wants it, and where another
+ * program has taken that place meanwhile, where the plan wants it then. Used on the engine's
+ * thread.
  *
  * It says that nothing exists, so that TempFileWrapper, which asks before it moves, takes no
  * numbered name of its own.
@@ -43,6 +44,8 @@ public:
     const QString& WhyRefused() const { return whyRefused; }
 
 private:
+    bool Read(const ioPath& from, ResultPlan::Result& result);
+    bool MoveTo(const ioPath& from, ResultPlan::Result& result);
     bool Place(const ioPath& from, ResultPlan::Result& result);
 
     const std::shared_ptr<LocalFileSystem> files;

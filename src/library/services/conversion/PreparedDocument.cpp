@@ -167,7 +167,9 @@ PreparedDocument Prepare(const ConversionRequest& request, const std::string& pa
         throw WhyNotOpened(request.document, provider);
     prepared.warnings = WarningsOf(request.document, *info, provider);
     prepared.plan = ResultPlan(request, info->pages, *services.files);
-    PrepareFolders(prepared.plan, services);
+    prepared.info = *info;
+    if (!request.isInMemory)
+        PrepareFolders(prepared.plan, services);
     if (info->encrypted || info->repaired)
         prepared.copy = MakeCopy(request.document, handle, services);
     return prepared;

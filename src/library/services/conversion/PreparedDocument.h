@@ -18,6 +18,7 @@ class TemporaryFile;
 /** A document that was opened, with a plan for its results, and a copy where that is converted. */
 struct PreparedDocument
 {
+    DocumentInfo info;
     ResultPlan plan;
     /** From before it was opened. */
     SourceState state;

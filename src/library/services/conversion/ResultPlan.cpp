@@ -60,10 +60,12 @@ void RequireName(const QString& path)
 ResultPlan::ResultPlan(const ConversionRequest& request, int pages, LocalFileSystem& files)
 {
     const ResultFormat& known = FormatOf(request);
+    isInMemory = request.isInMemory;
     format = known.name;
     const std::vector<int> chosen = request.pages.Of(pages);
     const bool joins = !known.isPicture || format == QLatin1String(WorkerProtocol::Format::tif);
-    if (request.resultOfPage || (!joins && chosen.size() != 1)) {
+    const bool isOfEach = request.resultOfPage && !isInMemory;
+    if (isOfEach || (!joins && chosen.size() != 1)) {
         AddForEachPage(request, chosen, pages);
     } else if (known.isPicture && chosen.size() == 1) {
         results.push_back({chosen.front(), request.result, {}});
@@ -73,6 +75,10 @@ ResultPlan::ResultPlan(const ConversionRequest& request, int pages, LocalFileSys
             joinedPages = chosen;
     }
     for (Result& result : results) {
+        if (isInMemory) {
+            result.path = QStringLiteral("%1.%2").arg(result.page).arg(QLatin1String(known.suffix));
+            continue;
+        }
         RequireName(result.wanted);
         PlanAnew(result, files);
     }

@@ -26,6 +26,8 @@ public:
         /** Where it goes, or has gone. */
         QString path;
         bool isPlaced = false;
+        /** What is in it, where it is wanted in memory. */
+        QByteArray bytes = {};
     };
 
     /** Of nothing. */
@@ -37,6 +39,9 @@ public:
      * @throws OptionError        the document has no such pages
      */
     ResultPlan(const ConversionRequest& request, int pages, LocalFileSystem& files);
+
+    /** Whether results are handed over as bytes; their paths name nothing then. */
+    bool IsInMemory() const { return isInMemory; }
 
     /** The format by the worker's name of it. */
     const QString& Format() const { return format; }
@@ -54,6 +59,7 @@ private:
     void AddForEachPage(const ConversionRequest& request, const std::vector<int>& chosen,
                         int pages);
 
+    bool isInMemory = false;
     QString format;
     std::vector<Result> results;
     /** Where results go, or were to go. */
