@@ -67,6 +67,37 @@ bool IsIndented(const Region& region, std::size_t index)
            std::abs(after - before) < 0.3 * line.em;
 }
 
+/** How far most lines reach where they are prose, from left to right; nothing for others. */
+std::optional<double> RightEdge(const Region& region)
+{
+    constexpr std::size_t fewest = 5;
+    constexpr double near = 2; // in ems
+    constexpr double mostLines = 0.6;
+    if (region.size() < fewest)
+        return std::nullopt;
+    std::vector<double> ends;
+    for (const RunLine& line : region)
+        ends.push_back(line.box.right());
+    std::sort(ends.begin(), ends.end());
+    const double edge = ends[ends.size() * 9 / 10];
+    const auto reaching = std::count_if(region.begin(), region.end(), [edge](const RunLine& line) {
+        return line.box.right() > edge - near * line.em;
+    });
+    if (double(reaching) < mostLines * double(region.size()))
+        return std::nullopt;
+    return edge;
+}
+
+/** Whether a sentence ends with the line, much before others do, and the next line begins one. */
+bool EndsEarly(const RunLine& line, const RunLine& next, double rightEdge)
+{
+    constexpr double mostOfWidth = 0.75;
+    const QString& last = line.runs.back()->words.back().text;
+    const QChar first = next.runs.front()->words.front().text.front();
+    return line.box.right() - next.box.left() < mostOfWidth * (rightEdge - next.box.left()) &&
+           QStringLiteral(".!?").contains(last.back()) && first.isUpper();
+}
+
 bool BeginsParagraph(const Region& region, std::size_t index, std::optional<Pitch> usualPitch)
 {
     const RunLine& before = region[index - 1];
@@ -234,9 +265,12 @@ std::vector<TextBlock> FindParagraphs(const std::vector<Region>& regions, const 
     const RunLine* before = nullptr;
     for (const Region& region : regions) {
         const std::optional<Pitch> usualPitch = UsualPitch(region);
+        const std::optional<double> rightEdge = RightEdge(region);
         for (std::size_t i = 0; i < region.size(); ++i) {
             TextLine line = ToTextLine(region[i], shown);
-            const bool begins = i > 0 ? BeginsParagraph(region, i, usualPitch)
+            const bool endsEarly =
+                i > 0 && rightEdge && EndsEarly(region[i - 1], region[i], *rightEdge);
+            const bool begins = i > 0 ? endsEarly || BeginsParagraph(region, i, usualPitch)
                                       : !before || !GoesOn(*before, region[i]);
             before = &region[i];
             if (begins)

@@ -217,6 +217,15 @@ TEST_F(TextTest, KeepsTheLinesOfALargeHeadingTogether)
     EXPECT_THAT(text, StartsWith("A heading of\ntwo large lines\n\na line below it\na line"));
 }
 
+TEST_F(TextTest, HasAParagraphBehindALineThatASentenceEndsEarly)
+{
+    SKIP_WITHOUT_PLACES();
+    const std::string full = "A line of prose that reaches as far as others do\n";
+    const std::string text = TextOf(
+        {{40, 50, QString::fromStdString(full + full + "and ends.\n" + full + full + full)}});
+    EXPECT_EQ(text, full + full + "and ends.\n\n" + full + full + full);
+}
+
 TEST_F(TextTest, OfATableComesRowByRow)
 {
     SKIP_WITHOUT_PLACES();
