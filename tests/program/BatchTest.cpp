@@ -7,6 +7,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <sys/stat.h>
 
@@ -73,6 +76,69 @@ TEST_F(BatchTest, TellsOfDocumentsInTheirOrderHoweverManyAreOpenedAtOnce)
         EXPECT_EQ(sideBySide.complaints, oneByOne.complaints) << jobs;
         EXPECT_EQ(sideBySide.exitCode, 10);
     }
+}
+
+TEST_F(BatchTest, MakesTheSameOfDocumentsHoweverManyAreConvertedAtOnce)
+{
+    MakeSample("one.pdf", 1);
+    MakeSample("five.pdf", 5);
+    Write("bad.pdf", "no PDF");
+    const QStringList inputs{"one.pdf",  "bad.pdf", "five.pdf", "one.pdf", "none.pdf",
+                             "five.pdf", "one.pdf", "bad.pdf",  "one.pdf", "five.pdf"};
+    const auto run = [&](const char* jobs) {
+        return Run(inputs + QStringList{"-d", QStringLiteral("out-%1").arg(jobs), "-r", "30",
+                                        "--no-input", "-j", jobs});
+    };
+    const Outcome oneByOne = run("1");
+    EXPECT_EQ(oneByOne.exitCode, 10);
+    EXPECT_EQ(oneByOne.results.size(), 19);
+    EXPECT_EQ(oneByOne.results.back(), "out-1/five-5(3).png");
+    for (const char* jobs : {"2", "3", "8", "20"}) {
+        const Outcome sideBySide = run(jobs);
+        const QString folder = QStringLiteral("out-%1/").arg(jobs);
+        EXPECT_EQ(QStringList(sideBySide.results).replaceInStrings(folder, "out-1/"),
+                  oneByOne.results);
+        EXPECT_EQ(WholePictures(folder).size(), 19);
+        EXPECT_EQ(sideBySide.exitCode, 10);
+    }
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
+TEST_F(BatchTest, ConvertsDocumentsWhileOthersAreStillToBeOpened)
+{
+    const QStringList inputs{"1.pdf", "2.pdf", "3.pdf", "4.pdf", "bad.pdf"};
+    for (const QString& input : inputs)
+        MakeSample(input, 1);
+    Write("bad.pdf", "no PDF");
+    const auto complaintsOf = [&](const QStringList& further) {
+        const Outcome run =
+            Run(inputs + QStringList{"-d", "out", "-j", "1", "--no-input", "--progress", "json"} +
+                further);
+        EXPECT_EQ(run.results.size(), 4);
+        return QString::fromStdString(run.complaints);
+    };
+    const auto isFailedFirst = [](const QString& complaints) {
+        return complaints.indexOf("\"failed\"") < complaints.indexOf("\"finished\"");
+    };
+    EXPECT_FALSE(isFailedFirst(complaintsOf({"-f", "txt"})));
+    EXPECT_TRUE(isFailedFirst(complaintsOf({"-f", "pdf"}))) << "its results may be inputs";
+    EXPECT_TRUE(isFailedFirst(complaintsOf({"-f", "txt", "--journal", "journal"})));
+    Write("password", "pw");
+    EXPECT_TRUE(isFailedFirst(complaintsOf({"-f", "txt", "--password-file", "password"})))
+        << "passwords are held until all documents are open";
+}
+
+TEST_F(BatchTest, NamesWhatCouldNotBeOpenedFirstInItsClosingDocument)
+{
+    MakeSample("one.pdf", 1);
+    const Outcome run = Run({"one.pdf", "none.pdf", "one.pdf", "worse.pdf", "-d", "out", "-f",
+                             "txt", "-j", "1", "--json", "--no-input"});
+    const QJsonArray documents =
+        QJsonDocument::fromJson(run.results.join('\n').toUtf8()).object()["documents"].toArray();
+    QStringList names;
+    for (const QJsonValue document : documents)
+        names.append(document.toObject()["file"].toString());
+    EXPECT_EQ(names, QStringList({"none.pdf", "worse.pdf", "one.pdf", "one.pdf"}));
 }
 
 TEST_F(BatchTest, StopsAtTheFirstFailureWhenThatIsWanted)

@@ -116,6 +116,34 @@ TEST_F(ScarcityTest, OfProcessesHasDocumentsOpenedOneAfterAnother)
     EXPECT_GE(opened, 5);
 }
 
+TEST_F(ScarcityTest, OfProcessesHasDocumentsConvertedOneAfterAnother)
+{
+    QStringList inputs;
+    for (const char* name : {"1.pdf", "2.pdf", "3.pdf"}) {
+        ASSERT_TRUE(QFile::copy(Path("two.pdf"), Path(name)));
+        inputs.append(Path(name));
+    }
+    int converted = 0;
+    for (int processes = 4; processes <= 20; ++processes) {
+        const auto convertWith = [&](const QStringList& some, const char* jobs) {
+            QDir(Path("out/pages")).removeRecursively();
+            return RunUnder({QStringLiteral("--nproc=%1").arg(processes)},
+                            some +
+                                QStringList{"-d", "pages", "-r", "30", "--no-input", "-j", jobs});
+        };
+        if (convertWith(inputs.mid(0, 1), "1").exitCode != 0)
+            continue;
+        for (const char* jobs : {"1", "3"}) {
+            const Outcome run = convertWith(inputs, jobs);
+            EXPECT_EQ(run.exitCode, 0) << processes << ' ' << run.complaints;
+            EXPECT_EQ(WholePictures("out/pages").size(), 6);
+        }
+        ++converted;
+    }
+    EXPECT_GE(converted, 5);
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
 TEST_F(ScarcityTest, OfProcessesEndsNothingElseOfTheUser)
 {
     QProcess other;

@@ -5,6 +5,8 @@
 #include "Streams.h"
 #include "Text.h"
 
+#include <utility>
+
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -49,7 +51,8 @@ Console::~Console()
 void Console::Expect(int documentCount, int results)
 {
     progress.Expect(documentCount, results);
-    sinceShown.start();
+    if (!sinceShown.isValid())
+        sinceShown.start();
 }
 
 int Console::Begin(const QString& name, int results)
@@ -135,14 +138,28 @@ bool Console::Describe(const QString& name, const PDF::DocumentInfo& info)
 
 void Console::Failed(const QString& name, const Failure& failure)
 {
+    Keep(Complain(name, failure), false);
+}
+
+void Console::NotPlanned(const QString& name, const Failure& failure)
+{
+    QJsonObject document = Complain(name, failure);
+    document["ok"] = false;
+    if (json)
+        notPlanned.append(document);
+}
+
+/** As the closing document tells it. */
+QJsonObject Console::Complain(const QString& name, const Failure& failure)
+{
     const std::string message =
         (name.isEmpty() ? std::string() : name.toStdString() + ": ") + failure.what();
     Print(message, Terminal::Color::Red);
-    const QJsonObject members{{"file", name.isEmpty() ? QJsonValue() : name},
-                              {"reason", QString::fromLatin1(failure.reason)},
-                              {"message", QString::fromStdString(message)}};
+    QJsonObject members{{"file", name.isEmpty() ? QJsonValue() : name},
+                        {"reason", QString::fromLatin1(failure.reason)},
+                        {"message", QString::fromStdString(message)}};
     Emit("failed", members);
-    Keep(members, false);
+    return members;
 }
 
 /** Keeps what the closing document is to say, if there will be one. */
@@ -196,9 +213,12 @@ bool Console::Close(int exitCode)
     Erase();
     if (!json)
         return true;
+    QJsonArray all = notPlanned;
+    for (const QJsonValue document : std::as_const(documents))
+        all.append(document);
     QJsonObject closing{{"version", jsonVersion},
                         {"exitCode", exitCode},
-                        {"documents", documents},
+                        {"documents", all},
                         {"warnings", warned},
                         {"notes", notes}};
     if (!engine.isEmpty())

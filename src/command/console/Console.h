@@ -37,7 +37,7 @@ public:
     Console(const ConsoleOptions& options, const Interruption& interruption);
     ~Console();
 
-    /** Says how much there is to convert. */
+    /** Says how much there is to convert, or that there is more or less than it was said. */
     void Expect(int documents, int results);
 
     /** Says that a document's conversion to `results` files begins; a number for it. */
@@ -72,6 +72,9 @@ public:
 
     /** Says what went wrong, with an input or, with an empty `name`, in all. */
     void Failed(const QString& name, const Failure& failure);
+
+    /** Says why an input could not be opened or planned, which the closing document begins with. */
+    void NotPlanned(const QString& name, const Failure& failure);
 
     /** Says, unless it is to be quiet, that a result wants a look, or lacks a page. */
     void Warn(const QString& name, const char* reason, const std::string& message, int page = 0);
@@ -111,6 +114,7 @@ private:
     void Print(const std::string& message, std::optional<Terminal::Color> color = {});
     void Emit(const char* event, QJsonObject members);
     void Keep(QJsonObject document, bool isOk);
+    QJsonObject Complain(const QString& name, const Failure& failure);
     void Draw(const QString& text);
     void Erase();
 
@@ -127,6 +131,7 @@ private:
     bool isDrawn = false;
     /** What the closing document is to say. */
     QJsonArray documents;
+    QJsonArray notPlanned;
     QJsonArray warned;
     QJsonArray notes;
     QString engine;

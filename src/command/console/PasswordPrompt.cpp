@@ -83,4 +83,9 @@ std::optional<std::string> AskForPassword(const std::string& prompt,
     throw Failure(ExitCode::Password, "password-not-given", "no password was entered");
 }
 
+bool CanAskForPassword()
+{
+    return PDF::FileDescriptor(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)).Number() >= 0;
+}
+
 } // namespace Korvel::App

@@ -17,4 +17,7 @@ class Interruption;
 std::optional<std::string> AskForPassword(const std::string& prompt,
                                           const Interruption& interruption);
 
+/** Whether there is a terminal to ask on. */
+bool CanAskForPassword();
+
 } // namespace Korvel::App

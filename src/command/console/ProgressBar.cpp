@@ -35,7 +35,8 @@ void ProgressBar::Expect(int documents, int pages)
 {
     expectedDocuments = documents;
     expectedPages = pages;
-    sinceBegin.start();
+    if (!sinceBegin.isValid())
+        sinceBegin.start();
 }
 
 int ProgressBar::Begin(const QString& name, int pages)

@@ -21,7 +21,7 @@ public:
         QElapsedTimer sinceBegin;
     };
 
-    /** Says how much there is to convert; the time counts from now on. */
+    /** Says how much there is to convert, or anew; the time counts from the first call on. */
     void Expect(int documents, int pages);
 
     /** Says that a document's conversion begins; a number for it. */

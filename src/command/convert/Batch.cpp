@@ -12,8 +12,10 @@
 #include "WorkerPdfProvider.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
+#include <QElapsedTimer>
 #include <QFileInfo>
 
 #include <unistd.h>
@@ -67,8 +69,10 @@ ExitCode Batch::Convert()
 ExitCode Batch::ConvertInputs()
 {
     SayWhatToKnow();
-    const std::vector<Input> inputs = Collect();
-    OpenAndPlan(inputs);
+    inputs = Collect();
+    PrepareToOpen();
+    if (!convertsMeanwhile)
+        OpenAndPlanAll();
     CheckStandardOutput();
     journal.Check(); // nothing is made without it
     if (options.run.isDry || options.run.inspects)
@@ -99,34 +103,105 @@ std::vector<Input> Batch::Collect()
         makeFolder = [this] {
             return factory.MakePrivateFolder();
         };
-    std::vector<Input> inputs = CollectInputs(
+    return CollectInputs(
         options.input, makeFolder, [this](const std::string& note) { console.Note(note); },
         interruption);
-    tally.inputs = inputs.size();
-    return inputs;
 }
 
-void Batch::OpenAndPlan(const std::vector<Input>& inputs)
+void Batch::PrepareToOpen()
 {
-    factory.PrepareWorkers(inputs.size(), !options.run.isDry && !options.run.inspects);
+    using Next = ConverterFactory::Next;
+    tally.inputs = inputs.size();
+    next = inputs.cbegin();
     if (!options.run.inspects)
         planner = std::make_unique<Planner>(run, inputs);
-    auto next = inputs.begin();
-    atOnce = factory.Jobs();
-    for (Documents begun; BeginNext(next, inputs.end(), begun);) {
-        GiveUpWhatLacksWorkers(begun);
-        const bool isWell = OpenAndPlan(std::move(begun.front()));
-        begun.pop_front();
-        TellMissingFilters();
-        if (!isWell && options.run.failsFast) {
+    convertsMeanwhile = CanConvertMeanwhile();
+    factory.PrepareWorkers(inputs.size(), options.run.isDry || options.run.inspects ? Next::Open
+                                          : convertsMeanwhile ? Next::ConvertMeanwhile
+                                                              : Next::ConvertAfterwards);
+}
+
+/**
+ * Whether documents may be converted while others are still to be opened: not where one of them may
+ * keep all others from being converted, where a result may be read as an input, or where passwords
+ * would be held meanwhile, or asked for in the middle of the work.
+ */
+bool Batch::CanConvertMeanwhile() const
+{
+    const OutputOptions& output = options.output;
+    return inputs.size() > 1 && planner && planner->DrawsPages() && journal.IsOff() &&
+           !options.run.isDry && !options.run.failsFast && !output.merges &&
+           !output.IsStandardOutput() && !passwords->MayBeUsed();
+}
+
+void Batch::OpenAndPlanAll()
+{
+    while (BeginNext()) {
+        if (FindsNoRoom())
+            continue;
+        auto document = OpenAndPlan();
+        if (document) {
+            documents.push_back(std::move(*document));
+        } else if (options.run.failsFast) {
             documents.clear();
-            break;
+            begun.clear();
+            next = inputs.cend();
         }
     }
     if (options.output.merges && !documents.empty())
         Merge();
     passwords.reset();
-    console.DrawnBy(factory.PdfProvider().Engine());
+}
+
+std::optional<PlannedDocument> Batch::Next(bool mayWait)
+{
+    return convertsMeanwhile ? OpenAndPlanNext(mayWait) : TakePlanned();
+}
+
+bool Batch::IsAtEnd() const
+{
+    return documents.empty() && begun.empty() && next == inputs.cend();
+}
+
+std::optional<PlannedDocument> Batch::TakePlanned()
+{
+    if (documents.empty())
+        return std::nullopt;
+    PlannedDocument first = std::move(documents.front());
+    documents.pop_front();
+    return first;
+}
+
+/** The time that it takes is kept from documents that are being converted. */
+std::optional<PlannedDocument> Batch::OpenAndPlanNext(bool mayWait)
+{
+    QElapsedTimer opening;
+    opening.start();
+    std::optional<PlannedDocument> document;
+    while (!document && (mayWait || !lacksRoom)) {
+        if (lacksRoom)
+            factory.LendWorker();
+        if (!BeginNext() || (!mayWait && begun.front()->IsWaitedFor()))
+            break;
+        if (!FindsNoRoom())
+            document = OpenAndPlan();
+    }
+    if (document && !lacksRoom)
+        BeginNext(); // which is opened meanwhile
+    if (document)
+        ExpectThoseToCome(*document);
+    factory.AddTimeHeldUp(std::chrono::milliseconds(opening.elapsed()));
+    return document;
+}
+
+/** By those that were planned so far. */
+void Batch::ExpectThoseToCome(const PlannedDocument& document)
+{
+    plannedResults += document.results.size();
+    ++plannedDocuments;
+    const std::size_t toCome = begun.size() + std::size_t(inputs.cend() - next);
+    console.Expect(int(plannedDocuments + toCome),
+                   int(plannedResults + toCome * plannedResults / plannedDocuments));
 }
 
 /** Says once in a run that the machine lacks what confines workers most. */
@@ -141,11 +216,16 @@ void Batch::TellMissingFilters()
                      "(--require-sandbox converts nothing then)");
 }
 
-/** Has as many documents being opened as are converted at once; false when none is left. */
-bool Batch::BeginNext(std::vector<Input>::const_iterator& next,
-                      const std::vector<Input>::const_iterator& end, Documents& begun)
+/**
+ * Has as many documents being opened as are converted at once or, while that many are, half as
+ * many; false when none is left.
+ */
+bool Batch::BeginNext()
 {
-    for (; next != end && begun.size() < atOnce; ++next) {
+    const std::size_t jobs = factory.Jobs();
+    const std::size_t isUsed = convertsMeanwhile ? std::min(plannedDocuments, jobs / 2) : 0;
+    const std::size_t most = lacksRoom ? 1 : jobs - isUsed;
+    for (; next != inputs.cend() && begun.size() < most; ++next) {
         if (!IsToDo(*next))
             continue;
         // Passwords come straight to the heap: nobody clears what is left of one on the stack.
@@ -155,33 +235,42 @@ bool Batch::BeginNext(std::vector<Input>::const_iterator& next,
     return !begun.empty();
 }
 
-/** Opens one after another where the machine has no room for as many workers. */
-void Batch::GiveUpWhatLacksWorkers(const Documents& begun)
+/**
+ * Whether it turns out that the machine has no room for one more worker. From then on documents are
+ * opened one after another.
+ */
+bool Batch::FindsNoRoom()
 {
-    if (atOnce == 1 || !begun.front()->LacksWorker(factory))
-        return;
-    atOnce = 1;
+    if (lacksRoom || !begun.front()->LacksWorker(factory))
+        return false;
+    lacksRoom = true;
     for (const std::unique_ptr<Document>& document : begun)
         document->GiveUp(factory);
+    return true;
 }
 
-bool Batch::OpenAndPlan(std::unique_ptr<Document> document)
+/** Opens and plans the first of those that were begun; nothing when that fails. */
+std::optional<PlannedDocument> Batch::OpenAndPlan()
 {
-    const Input input = document->GetInput();
+    PlannedDocument document{std::move(begun.front()), {}};
+    const Input& input = document.Named();
     const auto open = [&] {
         interruption.Check();
-        document->Open(*passwords, factory);
+        document.document->Open(*passwords, factory);
     };
-    if (!Attempt(input, open))
-        return false;
-    if (planner && planner->DrawsPages())
-        journal.UseEngine(factory.PdfProvider().Engine(), options.run.engine.has_value());
-    return Attempt(input, [&] {
-        if (document->Info().repaired)
+    const auto plan = [&] {
+        if (document.document->Info().repaired)
             console.WarnOfRepair(input.name);
-        auto results = Plan(*document);
-        documents.push_back({std::move(document), std::move(results)});
-    });
+        document.results = Plan(*document.document);
+    };
+    const bool isOpened = Attempt(input, open, &Console::NotPlanned);
+    console.DrawnBy(factory.PdfProvider().Engine());
+    if (isOpened && planner && planner->DrawsPages())
+        journal.UseEngine(factory.PdfProvider().Engine(), options.run.engine.has_value());
+    const bool isPlanned = isOpened && Attempt(input, plan, &Console::NotPlanned);
+    begun.pop_front(); // not before: where a signal comes it counts as not begun
+    TellMissingFilters();
+    return isPlanned ? std::optional(std::move(document)) : std::nullopt;
 }
 
 /** What of the document is planned by itself: nothing where it is merged, or nothing is made. */
@@ -197,7 +286,7 @@ std::vector<PlannedResult> Batch::Plan(const Document& document)
 /** Makes one of all documents, or none where one of them has failed. */
 void Batch::Merge()
 {
-    std::vector<PlannedDocument> all = std::exchange(documents, {});
+    std::deque<PlannedDocument> all = std::exchange(documents, {});
     if (!tally.failures.empty())
         return;
     PlannedDocument merged = std::move(all.front());
@@ -207,10 +296,13 @@ void Batch::Merge()
         options.output.IsStandardOutput() ? "standard output" : QString::fromStdString(path);
     for (auto one = all.begin() + 1; one != all.end(); ++one)
         merged.further.push_back(std::move(one->document));
-    Attempt(*merged.whole, [&] {
-        merged.results = planner->Plan(*merged.document);
-        documents.push_back(std::move(merged));
-    });
+    Attempt(
+        *merged.whole,
+        [&] {
+            merged.results = planner->Plan(*merged.document);
+            documents.push_back(std::move(merged));
+        },
+        &Console::Failed);
 }
 
 /** Takes an input up; false when an earlier run, or this one, has done so to an end. */
@@ -248,7 +340,8 @@ void Batch::TellOnly()
 {
     for (const PlannedDocument& planned : documents) {
         interruption.Check();
-        const bool isTold = Attempt(planned.Named(), [&] { TellResults(planned); });
+        const bool isTold = Attempt(
+            planned.Named(), [&] { TellResults(planned); }, &Console::Failed);
         if (!journal.IsSound() || (!isTold && options.run.failsFast))
             break;
     }
@@ -257,9 +350,13 @@ void Batch::TellOnly()
 
 void Batch::ConvertAll()
 {
-    Conversions conversions(
-        run, *planner, documents,
-        [this](const auto& planned, const auto& failure) { return Tell(planned, failure); });
+    std::size_t expected = 0;
+    for (const PlannedDocument& document : documents)
+        expected += document.results.size();
+    console.Expect(int(documents.size()), int(expected));
+    Conversions conversions(run, *planner, *this, [this](const auto& planned, const auto& failure) {
+        return Tell(planned, failure);
+    });
     conversions.ConvertAll();
     if (isInterrupted)
         interruption.Check();
@@ -272,12 +369,15 @@ bool Batch::Tell(const PlannedDocument& planned, const std::exception_ptr& failu
 {
     const Input& input = planned.Named();
     try {
-        return Attempt(input, [&] {
-            if (failure)
-                std::rethrow_exception(failure);
-            TellResults(planned);
-            (planned.results.empty() ? tally.skipped : tally.converted) += planned.All().size();
-        });
+        return Attempt(
+            input,
+            [&] {
+                if (failure)
+                    std::rethrow_exception(failure);
+                TellResults(planned);
+                (planned.results.empty() ? tally.skipped : tally.converted) += planned.All().size();
+            },
+            &Console::Failed);
     } catch (const Interrupted&) {
         isInterrupted = true;
         TellInterruption(input.name);
@@ -297,20 +397,20 @@ void Batch::TellResults(const PlannedDocument& planned)
 bool Batch::WriteResults(const PlannedDocument& planned)
 {
     const QString& name = planned.Named().name;
-    const QStringList inputs = planned.MergedNames();
+    const QStringList merged = planned.MergedNames();
     if (options.run.inspects)
         return console.Describe(name, planned.document->Info());
     const std::vector<Result> results = ResultsOf(planned.results);
     if (!options.output.IsStandardOutput())
-        return options.run.isDry ? console.Planned(name, results, inputs)
-                                 : console.Finished(name, results, inputs);
+        return options.run.isDry ? console.Planned(name, results, merged)
+                                 : console.Finished(name, results, merged);
     if (options.run.isDry)
-        return console.Planned(name, {{0, "-"}}, inputs);
+        return console.Planned(name, {{0, "-"}}, merged);
     return console.Content(name, results.front().path);
 }
 
 /** Takes one step with an input; false when it failed, which is reported. */
-bool Batch::Attempt(const Input& input, const std::function<void()>& step)
+bool Batch::Attempt(const Input& input, const std::function<void()>& step, Report report)
 {
     inWork = input.name;
     try {
@@ -318,24 +418,26 @@ bool Batch::Attempt(const Input& input, const std::function<void()>& step)
         inWork.clear();
         return true;
     } catch (const Failure& failure) {
-        Fail(input, failure);
+        Fail(input, failure, report);
     } catch (const Interrupted&) {
         throw;
     } catch (const std::exception& error) {
-        Fail(input, Failure(ExitCode::Internal, "internal",
-                            std::string("unexpected error: ") + error.what()));
+        Fail(input,
+             Failure(ExitCode::Internal, "internal",
+                     std::string("unexpected error: ") + error.what()),
+             report);
     }
     inWork.clear();
     return false;
 }
 
-void Batch::Fail(const Input& input, const Failure& failure)
+void Batch::Fail(const Input& input, const Failure& failure, Report report)
 {
     if (IsOfMachine(failure))
         lacksWorkers = true;  // the same command goes on where the machine has room again
     else if (!input.isFolder) // what is in it is looked for by each run
         journal.Failed(input.name, failure.reason, failure.what());
-    console.Failed(input.name, failure);
+    (console.*report)(input.name, failure);
     tally.failures.push_back(failure.code);
 }
 

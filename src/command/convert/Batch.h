@@ -2,7 +2,7 @@
 
 #include "ConverterFactory.h"
 #include "Journal.h"
-#include "PlannedDocument.h"
+#include "PlannedDocuments.h"
 #include "Planner.h"
 #include "Run.h"
 #include "Tally.h"
@@ -11,6 +11,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <QString>
@@ -22,10 +23,10 @@ class Interruption;
 class Passwords;
 
 /**
- * Carries out a command line: opens every input, plans every result's path, and then converts the
- * documents. Used on the main thread.
+ * Carries out a command line: opens every input, plans every result's path, and then, or meanwhile,
+ * converts the documents. Used on the main thread.
  */
-class Batch
+class Batch : private PlannedDocuments
 {
 public:
     /**
@@ -36,7 +37,7 @@ public:
      */
     Batch(const Options& options, Console& console, Interruption& interruption);
 
-    ~Batch();
+    ~Batch() override;
 
     /**
      * What went wrong with an input is reported, and the others go on.
@@ -50,17 +51,21 @@ private:
     Batch(const Batch&) = delete;
     Batch& operator=(const Batch&) = delete;
 
-    using Documents = std::deque<std::unique_ptr<Document>>;
-
     std::unique_ptr<Passwords> ReadPasswords();
     ExitCode ConvertInputs();
     void SayWhatToKnow();
     std::vector<Input> Collect();
-    void OpenAndPlan(const std::vector<Input>& inputs);
-    bool BeginNext(std::vector<Input>::const_iterator& next,
-                   const std::vector<Input>::const_iterator& end, Documents& begun);
-    void GiveUpWhatLacksWorkers(const Documents& begun);
-    bool OpenAndPlan(std::unique_ptr<Document> document);
+    std::optional<PlannedDocument> Next(bool mayWait) override;
+    bool IsAtEnd() const override;
+    bool CanConvertMeanwhile() const;
+    void PrepareToOpen();
+    void OpenAndPlanAll();
+    std::optional<PlannedDocument> TakePlanned();
+    std::optional<PlannedDocument> OpenAndPlanNext(bool mayWait);
+    bool BeginNext();
+    bool FindsNoRoom();
+    std::optional<PlannedDocument> OpenAndPlan();
+    void ExpectThoseToCome(const PlannedDocument& planned);
     std::vector<PlannedResult> Plan(const Document& document);
     void Merge();
     void TellMissingFilters();
@@ -71,8 +76,10 @@ private:
     bool Tell(const PlannedDocument& planned, const std::exception_ptr& failure);
     void TellResults(const PlannedDocument& planned);
     bool WriteResults(const PlannedDocument& planned);
-    bool Attempt(const Input& input, const std::function<void()>& step);
-    void Fail(const Input& input, const Failure& failure);
+    using Report = void (Console::*)(const QString& name, const Failure& failure);
+
+    bool Attempt(const Input& input, const std::function<void()>& step, Report report);
+    void Fail(const Input& input, const Failure& failure, Report report);
     void TellEndingAtOnce();
     void TellInterruption(const QString& name);
     ExitCode Code() const;
@@ -87,10 +94,20 @@ private:
     const Run run;
     /** Null when nothing is to be made. */
     std::unique_ptr<Planner> planner;
-    /** The inputs that could be opened and planned. */
-    std::vector<PlannedDocument> documents;
-    /** How many are opened side by side. */
-    std::size_t atOnce = 1;
+    std::vector<Input> inputs;
+    /** The next input that is to be opened. */
+    std::vector<Input>::const_iterator next;
+    /** Those that are being opened. */
+    std::deque<std::unique_ptr<Document>> begun;
+    /** The inputs that could be opened and planned, and are not being converted yet. */
+    std::deque<PlannedDocument> documents;
+    /** How many were planned, and how many results they are to have. */
+    std::size_t plannedDocuments = 0;
+    std::size_t plannedResults = 0;
+    /** Documents are converted while others are still to be opened. */
+    bool convertsMeanwhile = false;
+    /** The machine has no room for as many workers as could be used. */
+    bool lacksRoom = false;
     /** Name of the input in work; empty when it is none in particular. */
     QString inWork;
     /** The machine had no room for a worker, and so not all inputs came to their end. */

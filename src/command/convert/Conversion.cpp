@@ -201,8 +201,8 @@ void Conversion::StartChain()
     QElapsedTimer copying;
     copying.start();
     const bool isStarted = chain->ConvertFile(MakeTask());
-    run.factory.AddTimeOfCopy(std::chrono::milliseconds(copying.elapsed()));
-    timeOfCopies = run.factory.TimeOfCopies(); // where its own copy counts
+    run.factory.AddTimeHeldUp(std::chrono::milliseconds(copying.elapsed()));
+    timeHeldUp = run.factory.TimeHeldUp(); // where its own copy counts
     if (!isStarted) {
         run.interruption.Check();
         RequireSources();
@@ -294,9 +294,9 @@ void Conversion::ConnectToChain()
 /** Time in which copies of other documents kept this one from going on is given back to it. */
 void Conversion::TimeIsUp()
 {
-    const auto before = std::exchange(timeOfCopies, run.factory.TimeOfCopies());
-    if (timeOfCopies > before) {
-        alarm.start(timeOfCopies - before);
+    const auto before = std::exchange(timeHeldUp, run.factory.TimeHeldUp());
+    if (timeHeldUp > before) {
+        alarm.start(timeHeldUp - before);
         return;
     }
     isLate = true;

@@ -100,8 +100,8 @@ private:
     /** What the text of the document lacks. */
     PDF::Converter::TextReport textReport;
     QTimer alarm;
-    /** ConverterFactory::TimeOfCopies() as of when this document was last given time for them. */
-    std::chrono::milliseconds timeOfCopies{0};
+    /** ConverterFactory::TimeHeldUp() as of when this document was last given time for them. */
+    std::chrono::milliseconds timeHeldUp{0};
     bool isLate = false;
     /** Receives the calls that come later. */
     QObject context;

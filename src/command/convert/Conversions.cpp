@@ -3,31 +3,38 @@
 #include "Console.h"
 #include "ConverterFactory.h"
 #include "Failure.h"
+#include "Interrupted.h"
 #include "Interruption.h"
 #include "Journal.h"
 #include "Options.h"
 
+#include <chrono>
 #include <utility>
 
 namespace Korvel::App {
 
-Conversions::Conversions(const Run& run, Planner& planner, std::vector<PlannedDocument>& documents,
+namespace {
+
+constexpr std::chrono::milliseconds untilAgain(2);
+
+} // namespace
+
+Conversions::Conversions(const Run& run, Planner& planner, PlannedDocuments& documents,
                          Receiver receiver)
     : run(run), planner(planner), documents(documents), receiver(std::move(receiver))
 {
+    again.setSingleShot(true);
+    again.setInterval(untilAgain);
+    QObject::connect(&again, &QTimer::timeout, &again, [this] { StartDocuments(); });
 }
 
 void Conversions::ConvertAll()
 {
-    std::size_t results = 0;
-    for (const PlannedDocument& document : documents)
-        results += document.results.size();
-    run.console.Expect(int(documents.size()), int(results));
     StartDocuments();
     if (!running.empty() && loop.exec() != 0)
         throw Failure(ExitCode::Internal, "internal",
                       "the work was broken off by an unexpected error (-v 1 tells more)");
-    if (started < documents.size())
+    if (!documents.IsAtEnd())
         run.interruption.Check();
 }
 
@@ -37,17 +44,32 @@ bool Conversions::IsToStop() const
            !run.journal.IsSound();
 }
 
+/** Nothing where there is none, or none yet, or the work is to stop. */
+std::optional<PlannedDocument> Conversions::Next()
+{
+    if (running.size() == run.factory.Jobs() || IsToStop())
+        return std::nullopt;
+    try {
+        return documents.Next(running.empty());
+    } catch (const Interrupted&) {
+        return std::nullopt; // what is being converted is brought to its end
+    }
+}
+
 void Conversions::StartDocuments()
 {
-    while (running.size() < run.factory.Jobs() && started < documents.size() && !IsToStop()) {
+    while (auto next = Next()) {
         const std::size_t index = started++;
-        auto conversion = std::make_unique<Conversion>(run, planner, documents[index]);
+        PlannedDocument& document = open.emplace(index, std::move(*next)).first->second;
+        auto conversion = std::make_unique<Conversion>(run, planner, document);
         Conversion& starting = *running.emplace(index, std::move(conversion)).first->second;
         starting.Start(
             [this, index](const std::exception_ptr& failure) { DocumentEnded(index, failure); });
     }
     if (running.empty())
         loop.quit();
+    else if (running.size() < run.factory.Jobs() && !documents.IsAtEnd() && !IsToStop())
+        again.start();
 }
 
 void Conversions::DocumentEnded(std::size_t index, const std::exception_ptr& failure)
@@ -56,7 +78,8 @@ void Conversions::DocumentEnded(std::size_t index, const std::exception_ptr& fai
     ended[index] = failure;
     hasAnyFailed = hasAnyFailed || failure;
     while (const auto next = ended.extract(told)) {
-        const bool isWell = receiver(documents[told++], next.mapped());
+        const auto document = open.extract(told++);
+        const bool isWell = receiver(document.mapped(), next.mapped());
         hasAnyFailed = hasAnyFailed || !isWell;
     }
     StartDocuments();

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Conversion.h"
-#include "PlannedDocument.h"
+#include "PlannedDocuments.h"
 #include "Run.h"
 
 #include <cstddef>
@@ -9,17 +9,18 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <vector>
+#include <optional>
 
 #include <QEventLoop>
+#include <QTimer>
 
 namespace Korvel::App {
 
 class Planner;
 
 /**
- * Converts documents that are planned, some of them side by side, and tells of their ends in the
- * documents' order. Used on the main thread.
+ * Converts documents, some of them side by side, and tells of their ends in the documents' order.
+ * Used on the main thread.
  */
 class Conversions
 {
@@ -31,9 +32,8 @@ public:
      */
     using Receiver = std::function<bool(const PlannedDocument&, const std::exception_ptr&)>;
 
-    /** @param documents  get the final paths of their results; they live longer */
-    Conversions(const Run& run, Planner& planner, std::vector<PlannedDocument>& documents,
-                Receiver receiver);
+    /** @param documents  where they come from */
+    Conversions(const Run& run, Planner& planner, PlannedDocuments& documents, Receiver receiver);
 
     /**
      * Converts them until a signal comes, until the journal cannot be written or, where that is
@@ -49,14 +49,17 @@ private:
     Conversions& operator=(const Conversions&) = delete;
 
     bool IsToStop() const;
+    std::optional<PlannedDocument> Next();
     void StartDocuments();
     void DocumentEnded(std::size_t index, const std::exception_ptr& failure);
 
     const Run run;
     Planner& planner;
-    std::vector<PlannedDocument>& documents;
+    PlannedDocuments& documents;
     const Receiver receiver;
 
+    /** Those that were started and not told about yet, by their indices. */
+    std::map<std::size_t, PlannedDocument> open;
     /** What is being converted, by the documents' indices. */
     std::map<std::size_t, std::unique_ptr<Conversion>> running;
     /** How many documents have been started, and were told about. */
@@ -65,6 +68,8 @@ private:
     /** What went wrong with those, by their indices, that ended and were not told about yet. */
     std::map<std::size_t, std::exception_ptr> ended;
     bool hasAnyFailed = false;
+    /** Looks whether the next document has been opened by now. */
+    QTimer again;
     QEventLoop loop;
 };
 

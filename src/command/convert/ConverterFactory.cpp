@@ -109,23 +109,29 @@ ConverterFactory::ConverterFactory(const RunOptions& options, OnExists onExists,
     });
 }
 
-void ConverterFactory::PrepareWorkers(std::size_t documents, bool willConvert)
+void ConverterFactory::PrepareWorkers(std::size_t documents, Next nextOfWorkers)
 {
     provider->Prepare();
-    isToConvert = willConvert;
+    next = nextOfWorkers;
     toOpen = documents;
 }
 
-void ConverterFactory::Close(const PDF::DocumentHandle& document, bool needsCopy)
+void ConverterFactory::Close(const PDF::DocumentHandle& document, const QString& file,
+                             bool needsCopy)
 {
-    const bool isLast = isToConvert && ++closed == toOpen;
-    if (isLast && !needsCopy) {
-        workers->Adopt(provider->TakeWorker(document));
+    const bool isLast = ++closed == toOpen && next != Next::Open;
+    if (!needsCopy && (isLast || next == Next::ConvertMeanwhile)) {
+        provider->TakeBack(workers->Adopt(provider->TakeWorker(document), file));
         return;
     }
     provider->CloseDocument(document).wait(); // so that the next one finds its worker free
     if (isLast)
         workers->Prepare();
+}
+
+void ConverterFactory::LendWorker()
+{
+    provider->TakeBack(workers->GiveAway());
 }
 
 void ConverterFactory::EndWork(bool atOnce)

@@ -58,18 +58,29 @@ public:
     /** Ends the workers, and removes everything temporary. */
     ~ConverterFactory();
 
-    /**
-     * Starts a worker to open documents, so that the first one need not wait for it. If documents
-     * are to be converted, the worker that opens the last one goes on to do that.
-     */
-    void PrepareWorkers(std::size_t documents, bool willConvert);
+    /** What becomes of the workers that have opened documents. */
+    enum class Next {
+        /** They open others; nothing is converted. */
+        Open,
+        /** They open others, and the last one goes on to convert its document. */
+        ConvertAfterwards,
+        /** Each goes on to convert its document, and opens another one when that is done. */
+        ConvertMeanwhile
+    };
+
+    /** Starts a worker to open documents, so that the first one need not wait for it. */
+    void PrepareWorkers(std::size_t documents, Next nextOfWorkers);
 
     /**
      * Closes a document that the provider has opened.
      *
+     * @param file       where it lies
      * @param needsCopy  whether it is opened once more, to be copied, before it is converted
      */
-    void Close(const PDF::DocumentHandle& document, bool needsCopy);
+    void Close(const PDF::DocumentHandle& document, const QString& file, bool needsCopy);
+
+    /** Has a worker that converts nothing at the moment open documents, if there is one. */
+    void LendWorker();
 
     /** How many documents or pages are converted at once. */
     std::size_t Jobs() const { return jobs; }
@@ -111,11 +122,11 @@ public:
     std::function<void()> whenEndingAtOnce;
 
     /**
-     * How long copies of documents have kept the main thread, and so all other documents, from
-     * going on.
+     * How long the copies of documents, and opening them, have kept the main thread, and so all
+     * others, from going on.
      */
-    std::chrono::milliseconds TimeOfCopies() const { return timeOfCopies; }
-    void AddTimeOfCopy(std::chrono::milliseconds time) { timeOfCopies += time; }
+    std::chrono::milliseconds TimeHeldUp() const { return timeHeldUp; }
+    void AddTimeHeldUp(std::chrono::milliseconds time) { timeHeldUp += time; }
 
     /**
      *     UnencryptDocWrapper( PageFanOut( TempFileWrapper( WorkerConverter ) x jobs ) )
@@ -151,8 +162,8 @@ private:
     const std::shared_ptr<PDF::WorkerPool> workers;
     /** The fan-outs of the chains that are there. */
     std::vector<QPointer<PDF::Converter::PageFanOut>> fanOuts;
-    std::chrono::milliseconds timeOfCopies{0};
-    bool isToConvert = false;
+    std::chrono::milliseconds timeHeldUp{0};
+    Next next = Next::Open;
     std::size_t toOpen = 0;
     std::size_t closed = 0;
     /** Receives calls from the signals' thread. */

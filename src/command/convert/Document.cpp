@@ -5,6 +5,7 @@
 #include "Passwords.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -113,7 +114,7 @@ bool Document::TakesPassword(const std::string& tried, ConverterFactory& factory
     const auto handle = Describe(tried, factory);
     if (!handle)
         return false;
-    factory.Close(*handle, NeedsCopy());
+    factory.Close(*handle, input.path, NeedsCopy());
     password = tried;
     return true;
 }
@@ -133,6 +134,11 @@ std::optional<PDF::DocumentHandle> Document::Describe(const std::string& tried,
     if (const PDF::OpenFailure why = provider.WhyOpenFailed(path); !IsForWantOfPassword(why))
         throw factory.WhyNotOpened(path.utf8string());
     return std::nullopt;
+}
+
+bool Document::IsWaitedFor() const
+{
+    return begun.valid() && begun.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
 }
 
 bool Document::LacksWorker(ConverterFactory& factory)

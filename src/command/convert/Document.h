@@ -30,6 +30,9 @@ public:
      */
     void Begin(const Passwords& passwords, ConverterFactory& factory);
 
+    /** Whether that is still going on. */
+    bool IsWaitedFor() const;
+
     /** Whether that failed, as the machine had no room for one more worker. Waits for it. */
     bool LacksWorker(ConverterFactory& factory);
 

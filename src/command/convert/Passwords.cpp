@@ -145,6 +145,11 @@ std::string Passwords::MapWithout(const Input& input) const
     return IsGivenFor(input) ? std::string() : map;
 }
 
+bool Passwords::MayBeUsed() const
+{
+    return general || !byPath.empty() || !typed.empty() || (mayAsk && CanAskForPassword());
+}
+
 bool Passwords::Find(const Input& input, const std::function<bool(const std::string&)>& opens)
 {
     const std::vector<std::string> known = KnownFor(input);

@@ -49,6 +49,9 @@ public:
      */
     std::vector<std::string> KnownFor(const Input& input) const;
 
+    /** Whether any is known, or somebody can be asked for one. */
+    bool MayBeUsed() const;
+
     /** The map of passwords if it should hold one for the input, and does not; else empty. */
     std::string MapWithout(const Input& input) const;
 

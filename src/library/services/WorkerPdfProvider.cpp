@@ -195,12 +195,16 @@ struct WorkerPdfProvider::Impl
         /** Has the process let go of the document. A receiver of the process's own may call it. */
         void Release(qint64 document)
         {
-            auto released = byDocument.extract(document);
-            const bool isOfUse = released && released.mapped()->IsStarted();
-            if (!isOfUse || int(idle.size()) >= QThread::idealThreadCount())
+            if (auto released = byDocument.extract(document))
+                KeepIdle(std::move(released.mapped()));
+        }
+
+        void KeepIdle(std::unique_ptr<WorkerProcess> worker)
+        {
+            if (!worker->IsStarted() || int(idle.size()) >= QThread::idealThreadCount())
                 return;
-            released.mapped()->Release();
-            idle.push_back(std::move(released.mapped()));
+            worker->Release();
+            idle.push_back(std::move(worker));
         }
 
         /** Gives the process of a document away, to another thread; null where it has none. */
@@ -480,6 +484,19 @@ std::unique_ptr<WorkerProcess> WorkerPdfProvider::TakeWorker(const DocumentHandl
                   });
               });
     return isGiven.get() ? std::move(*given) : nullptr;
+}
+
+void WorkerPdfProvider::TakeBack(std::unique_ptr<WorkerProcess> worker)
+{
+    if (!worker)
+        return;
+    worker->moveToThread(&impl->thread);
+    const auto given = std::make_shared<std::unique_ptr<WorkerProcess>>(std::move(worker));
+    impl->Later([state = impl.get(), given] {
+        if (!state->shutDown)
+            state->workers->KeepIdle(std::move(*given));
+        given->reset();
+    });
 }
 
 std::optional<DocumentInfo> WorkerPdfProvider::Describe(const DocumentHandle& document) const

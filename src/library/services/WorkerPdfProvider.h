@@ -57,6 +57,14 @@ public:
      */
     std::unique_ptr<WorkerProcess> TakeWorker(const DocumentHandle& document);
 
+    /**
+     * Takes a worker back that TakeWorker has given away, to open further documents with; what it
+     * has in hand is let go of.
+     *
+     * @param worker  of the calling thread, and asked nothing any more; null for none
+     */
+    void TakeBack(std::unique_ptr<WorkerProcess> worker);
+
     /** What was learned of a document when it was opened; nothing after it has been closed. */
     std::optional<DocumentInfo> Describe(const DocumentHandle& document) const;
 

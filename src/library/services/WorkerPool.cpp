@@ -19,7 +19,7 @@ constexpr std::chrono::milliseconds timeToStart(15);
 } // namespace
 
 WorkerPool::WorkerPool(const WorkerSettings& settings, int processes)
-    : largestResult(settings.largestResult), patience(this)
+    : settings(settings), patience(this)
 {
     patience.setSingleShot(true);
     patience.setTimerType(Qt::PreciseTimer);
@@ -42,13 +42,48 @@ WorkerPool::~WorkerPool()
     } while (!waiting.empty() || IsBusy()); // receivers may have asked for more meanwhile
 }
 
-void WorkerPool::Adopt(std::unique_ptr<WorkerProcess> process)
+std::unique_ptr<WorkerProcess> WorkerPool::Adopt(std::unique_ptr<WorkerProcess> process,
+                                                 const QString& file)
 {
-    if (!process)
-        return;
-    process->setParent(this);
-    workers.front().process = std::move(process);
-    workers.front().isSound = true;
+    Worker* const place = process ? PlaceToAdopt() : nullptr;
+    if (!place)
+        return process;
+    std::swap(place->process, process);
+    place->process->setParent(this);
+    place->file = file;
+    place->isKept = true;
+    place->isSound = true;
+    place->isOut = false;
+    process->setParent(nullptr);
+    return process->IsStarted() ? std::move(process) : nullptr;
+}
+
+/** One where nothing is started, else one that is free; null for none. */
+WorkerPool::Worker* WorkerPool::PlaceToAdopt()
+{
+    Worker* place = nullptr;
+    for (Worker& worker : workers) {
+        if (!worker.asker && !worker.process->IsStarted())
+            return &worker;
+        if (!worker.asker && !worker.isKept)
+            place = &worker;
+    }
+    return place;
+}
+
+std::unique_ptr<WorkerProcess> WorkerPool::GiveAway()
+{
+    for (Worker& worker : workers) {
+        if (worker.asker || worker.isKept || !worker.process->IsStarted())
+            continue;
+        auto given = std::make_unique<WorkerProcess>(settings);
+        std::swap(worker.process, given);
+        worker.process->setParent(this);
+        worker.file.clear();
+        given->setParent(nullptr);
+        return given;
+    }
+    return nullptr;
 }
 
 bool WorkerPool::IsBusy() const
@@ -154,6 +189,7 @@ void WorkerPool::Serve()
 
 void WorkerPool::HandOut(Worker& worker, Request request)
 {
+    worker.isKept = false;
     worker.asker = request.asker;
     worker.file = request.file;
     QJsonObject message = request.message;

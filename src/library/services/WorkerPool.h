@@ -50,17 +50,25 @@ public:
     int Processes() const { return int(workers.size()); }
 
     /** WorkerSettings::largestResult */
-    int LargestResult() const { return largestResult; }
+    int LargestResult() const { return settings.largestResult; }
 
     /** Starts a process, if there is none, so that the first request need not wait for that. */
     void Prepare() { workers.front().process->Prepare(); }
 
     /**
-     * Takes a process that runs, and serves this thread, for the first one.
+     * Takes a process that runs, and serves this thread, for a free one, or for one that is not
+     * started yet. It is kept for requests for its file.
      *
-     * @param process  null for none; no request has been sent before
+     * @param process  null for none
+     * @param file     what it has in hand, as requests name it
+     * @return the process whose place it has got, if that was started, or it itself where none is
+     *         free; null for none
      */
-    void Adopt(std::unique_ptr<WorkerProcess> process);
+    std::unique_ptr<WorkerProcess> Adopt(std::unique_ptr<WorkerProcess> process,
+                                         const QString& file);
+
+    /** Gives a free process away that is started; null for none. */
+    std::unique_ptr<WorkerProcess> GiveAway();
 
     /**
      * What a request failed with that no process could be started for, or none that has all
@@ -96,6 +104,8 @@ private:
         const void* asker = nullptr;
         /** Path of the file that it looks at. */
         QString file;
+        /** It was adopted, and has not been asked since. */
+        bool isKept = false;
         /** It has answered since it was started. */
         bool isSound = false;
         /** It could not be started, and others do its work. */
@@ -111,6 +121,7 @@ private:
     };
 
     bool IsBusy() const;
+    Worker* PlaceToAdopt();
     Choice ChooseFor(const Worker& worker);
     bool MayServe(const Worker& worker) const;
     bool CanStartMore() const;
@@ -120,7 +131,7 @@ private:
     void Answered(Worker& worker, Request request, const QJsonObject& answer);
     bool DoOthersWorkFor(Worker& worker, const QJsonObject& answer);
 
-    const int largestResult;
+    const WorkerSettings settings;
     std::vector<Worker> workers;
     /** Runs while requests wait that a further process may be started for. */
     QTimer patience;

@@ -494,6 +494,28 @@ TEST_F(WorkerPdfProviderTest, MayBeDestroyedOnAnotherThread)
     EXPECT_EQ(Get(std::move(silent)).id, -1);
 }
 
+TEST_F(WorkerPdfProviderTest, OpensFurtherDocumentsByAWorkerThatItIsGivenBack)
+{
+    const DocumentHandle first = Open(provider, PathTo("answer"));
+    std::unique_ptr<WorkerProcess> worker = provider.TakeWorker(first);
+    ASSERT_TRUE(worker);
+    const std::vector<int> processes = ChildProcesses();
+    provider.TakeBack(std::move(worker));
+    provider.TakeBack(nullptr);
+    EXPECT_GE(Open(provider, PathTo("answer")).id, 0);
+    EXPECT_EQ(ChildProcesses(), processes);
+}
+
+TEST(WorkerPdfProviderShutdownTest, EndsAWorkerThatIsGivenBackAfterwards)
+{
+    WorkerPdfProvider provider({ScriptedWorker()});
+    std::unique_ptr<WorkerProcess> worker = provider.TakeWorker(Open(provider, PathTo("answer")));
+    provider.Shutdown();
+    EXPECT_EQ(ChildProcesses().size(), 1U);
+    provider.TakeBack(std::move(worker));
+    EXPECT_TRUE(WaitUntil([] { return ChildProcesses().empty(); }));
+}
+
 TEST(WorkerPdfProviderShutdownTest, AnswersABlockedOpenAtOnce)
 {
     WorkerPdfProvider provider({ScriptedWorker()});

@@ -87,7 +87,7 @@ TEST_F(WorkerPoolTest, GoesOnWithTheProcessThatHasOpenedTheDocument)
     const DocumentHandle document = provider.OpenDocument(ioPath(file.toStdString()), "").get();
     const std::vector<int> opener = ChildProcesses();
     WorkerPool pool({ScriptedWorker()}, 2);
-    pool.Adopt(provider.TakeWorker(document));
+    EXPECT_EQ(pool.Adopt(provider.TakeWorker(document), file), nullptr);
     EXPECT_FALSE(provider.Describe(document));
     Ask(pool, "first", file);
     Ask(pool, "second", file);
@@ -100,9 +100,88 @@ TEST_F(WorkerPoolTest, StartsAProcessWhereNoneWasAdopted)
 {
     WorkerPdfProvider provider({ScriptedWorker()});
     WorkerPool pool({ScriptedWorker()}, 1);
-    pool.Adopt(provider.TakeWorker({}));
+    EXPECT_EQ(pool.Adopt(provider.TakeWorker({}), "/nowhere/a"), nullptr);
     Ask(pool, "first", "/nowhere/a");
     Wait(1);
+    EXPECT_EQ(reasons.back(), "");
+}
+
+TEST_F(WorkerPoolTest, KeepsEachAdoptedProcessForItsFile)
+{
+    const QString a = MakeFile("answer.a");
+    const QString b = MakeFile("answer.b");
+    WorkerPdfProvider provider({ScriptedWorker()});
+    const DocumentHandle first = provider.OpenDocument(ioPath(a.toStdString()), "").get();
+    const DocumentHandle second = provider.OpenDocument(ioPath(b.toStdString()), "").get();
+    const std::vector<int> openers = ChildProcesses();
+    WorkerPool pool({ScriptedWorker()}, 2);
+    EXPECT_EQ(pool.Adopt(provider.TakeWorker(first), a), nullptr);
+    EXPECT_EQ(pool.Adopt(provider.TakeWorker(second), b), nullptr);
+    for (const QString& file : {b, a, b, a}) {
+        Ask(pool, "", file);
+        Wait(processes.size() + 1); // else one that is free would help the other
+    }
+    EXPECT_EQ(processes[0], processes[2]);
+    EXPECT_EQ(processes[1], processes[3]);
+    EXPECT_NE(processes[0], processes[1]);
+    EXPECT_EQ(ChildProcesses(), openers);
+}
+
+TEST_F(WorkerPoolTest, HandsTheProcessBackInWhosePlaceItTakesAnother)
+{
+    const QString file = MakeFile("answer.a");
+    WorkerPdfProvider provider({ScriptedWorker()});
+    WorkerPool pool({ScriptedWorker()}, 1);
+    Ask(pool, "other", "/nowhere/other");
+    Wait(1);
+    const DocumentHandle document = provider.OpenDocument(ioPath(file.toStdString()), "").get();
+    const std::vector<int> both = ChildProcesses();
+    std::unique_ptr<WorkerProcess> old = pool.Adopt(provider.TakeWorker(document), file);
+    ASSERT_TRUE(old);
+    EXPECT_TRUE(old->IsStarted());
+    provider.TakeBack(std::move(old));
+    Ask(pool, "adopted", file);
+    Wait(2);
+    EXPECT_NE(processes[0], processes[1]);
+    EXPECT_GE(provider.OpenDocument(ioPath(MakeFile("answer.b").toStdString()), "").get().id, 0);
+    EXPECT_EQ(ChildProcesses(), both) << "what was handed back has opened it";
+}
+
+TEST_F(WorkerPoolTest, HandsAProcessBackThatItHasNoPlaceFor)
+{
+    const QString a = MakeFile("answer.a");
+    const QString b = MakeFile("answer.b");
+    WorkerPdfProvider provider({ScriptedWorker()});
+    const DocumentHandle first = provider.OpenDocument(ioPath(a.toStdString()), "").get();
+    const DocumentHandle second = provider.OpenDocument(ioPath(b.toStdString()), "").get();
+    WorkerPool pool({ScriptedWorker()}, 1);
+    EXPECT_EQ(pool.Adopt(provider.TakeWorker(first), a), nullptr);
+    std::unique_ptr<WorkerProcess> process = provider.TakeWorker(second);
+    const WorkerProcess* const given = process.get();
+    process = pool.Adopt(std::move(process), b);
+    EXPECT_EQ(process.get(), given) << "the first one has not been asked yet";
+    Ask(pool, "a", a, Meeting());
+    process = pool.Adopt(std::move(process), b);
+    EXPECT_EQ(process.get(), given) << "the first one is at work";
+    Go();
+    Wait(1);
+    process = pool.Adopt(std::move(process), b);
+    EXPECT_TRUE(process);
+    EXPECT_NE(process.get(), given);
+}
+
+TEST_F(WorkerPoolTest, GivesAwayAFreeProcessAlone)
+{
+    WorkerPool pool({ScriptedWorker()}, 1);
+    EXPECT_EQ(pool.GiveAway(), nullptr) << "none is started";
+    Ask(pool, "first", "/nowhere/a", Meeting());
+    EXPECT_EQ(pool.GiveAway(), nullptr) << "it is at work";
+    Go();
+    Wait(1);
+    EXPECT_TRUE(pool.GiveAway());
+    EXPECT_TRUE(ChildProcesses().empty()) << "nobody has taken it";
+    Ask(pool, "second", "/nowhere/a");
+    Wait(2);
     EXPECT_EQ(reasons.back(), "");
 }
 
