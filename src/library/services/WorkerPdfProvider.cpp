@@ -491,8 +491,8 @@ void WorkerPdfProvider::TakeBack(std::unique_ptr<WorkerProcess> worker)
     if (!worker)
         return;
     worker->moveToThread(&impl->thread);
-    const auto given = std::make_shared<std::unique_ptr<WorkerProcess>>(std::move(worker));
-    impl->Later([state = impl.get(), given] {
+    impl->Later([state = impl.get(),
+                 given = std::make_shared<std::unique_ptr<WorkerProcess>>(std::move(worker))] {
         if (!state->shutDown)
             state->workers->KeepIdle(std::move(*given));
         given->reset();
