@@ -14,15 +14,6 @@ namespace {
 
 using testing::HasSubstr;
 
-/** A PDF without a table of its objects, which is repaired. */
-QByteArray PdfOf(const QByteArrayList& objects)
-{
-    QByteArray bytes = "%PDF-1.7\n";
-    for (int i = 0; i < objects.size(); ++i)
-        bytes += QByteArray::number(i + 1) + " 0 obj" + objects[i] + "endobj\n";
-    return bytes + "trailer<</Root 1 0 R>>\n";
-}
-
 /** One PDF of several. */
 class MergeTest : public PdfProgramTest
 {
@@ -71,7 +62,7 @@ TEST_F(MergeTest, ListsWhatEachInputLists)
 
 TEST_F(MergeTest, LeadsLinksWhereTheyLedInTheirOwnDocument)
 {
-    const QByteArrayList objects{
+    QByteArrayList objects{
         "<</Type/Catalog/Pages 2 0 R/Names<</Dests<</Names[(far)[5 0 R/Fit](near)[3 0 R/Fit]]>>>>"
         ">>",
         "<</Type/Pages/Kids[3 0 R 5 0 R]/Count 2/MediaBox[0 0 99 99]>>",
@@ -82,9 +73,10 @@ TEST_F(MergeTest, LeadsLinksWhereTheyLedInTheirOwnDocument)
         "<</Type/Annot/Subtype/Link/Rect[1 1 9 9]/Dest[5 0 R/Fit]>>",
         "<</Type/Annot/Subtype/Link/Rect[1 1 9 9]/Dest(other)>>"};
     Write("c.pdf", PdfOf(objects));
-    Write("other.pdf", PdfOf(objects).replace("(near)", "(other)"));
+    objects[0].replace("(near)", "(other)");
+    Write("other.pdf", PdfOf(objects));
     const Outcome run = Merge({"other.pdf", "c.pdf"});
-    ASSERT_EQ(run.exitCode, 3) << run.complaints;
+    ASSERT_EQ(run.exitCode, 0) << run.complaints;
     ExpectSound("all.pdf");
     const QJsonObject lists = Lists("all.pdf");
     const QJsonValue pages = lists["pages"];
@@ -107,15 +99,16 @@ TEST_F(MergeTest, LeadsLinksWhereTheyLedInTheirOwnDocument)
 
 TEST_F(MergeTest, HidesTheLayersThatWereHidden)
 {
-    const QByteArrayList objects{
+    QByteArrayList objects{
         "<</Type/Catalog/Pages 2 0 R/OCProperties<</OCGs[4 0 R 5 0 R]/D<</OFF[5 0 R]>>>>>>",
         "<</Type/Pages/Kids[3 0 R]/Count 1/MediaBox[0 0 99 99]>>",
         "<</Type/Page/Parent 2 0 R/Resources<</Properties<</A 4 0 R/B 5 0 R>>>>>>",
         "<</Type/OCG/Name(shown)>>", "<</Type/OCG/Name(hidden)>>"};
     Write("off.pdf", PdfOf(objects));
-    Write("on.pdf", PdfOf(objects).replace("/OFF[5 0 R]", "/BaseState/OFF/ON[4 0 R]"));
+    objects[0].replace("/OFF[5 0 R]", "/BaseState/OFF/ON[4 0 R]");
+    Write("on.pdf", PdfOf(objects));
     const auto hidden = [this](const QStringList& inputs) {
-        EXPECT_EQ(Merge(inputs, {"--on-exists", "overwrite"}).exitCode, 3);
+        EXPECT_EQ(Merge(inputs, {"--on-exists", "overwrite"}).exitCode, 0);
         ExpectSound("all.pdf");
         const QByteArray all = Unpacked("all.pdf");
         EXPECT_EQ(all.count("(shown)"), 2);
@@ -251,7 +244,7 @@ TEST_F(MergeTest, TakesManyHeadingsInARowAndThoseThatLeadInACircle)
         objects.append("<</Title(heading)/Dest[3 0 R/Fit]/Parent 4 0 R/Next " +
                        QByteArray::number(i + 1 < count ? objects.size() + 2 : 5) + " 0 R>>");
     Write("many.pdf", PdfOf(objects));
-    EXPECT_EQ(Merge({"a.pdf", "many.pdf"}).exitCode, 3);
+    EXPECT_EQ(Merge({"a.pdf", "many.pdf"}).exitCode, 0);
     ExpectSound("all.pdf");
     EXPECT_EQ(Titles("all.pdf").size(), count + 4);
 }

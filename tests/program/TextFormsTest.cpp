@@ -1,5 +1,6 @@
 #include "DescribedJson.h"
 #include "Program.h"
+#include "SamplePdf.h"
 
 #include <set>
 #include <vector>
@@ -38,8 +39,7 @@ protected:
             for (const Placed& placed : page)
                 content += "BT /F 10 Tf " + QByteArray::number(placed.x) + ' ' +
                            QByteArray::number(placed.y) + " Td (" + placed.text + ") Tj ET\n";
-            objects << "<</Length " + QByteArray::number(content.size()) + ">>stream\n" + content +
-                           "endstream";
+            objects << PdfStream(content);
             objects << "<</Type/Page/Parent 2 0 R/MediaBox[0 0 600 800]"
                        "/Resources<</Font<</F 3 0 R>>>>/Contents " +
                            QByteArray::number(objects.size()) + " 0 R>>";
@@ -47,7 +47,7 @@ protected:
         }
         objects[1] = "<</Type/Pages/Kids[" + kids + "]/Count " +
                      QByteArray::number(int(pages.size())) + ">>";
-        Write(name, Joined(objects));
+        Write(name, PdfOf(objects));
     }
 
     /** The format's text of a document whose every page says its number. */
@@ -74,21 +74,6 @@ protected:
     {
         ExpectDescribed(json, TEXT_SCHEMA);
         return QJsonDocument::fromJson(json).object()["pages"].toArray();
-    }
-
-private:
-    static QByteArray Joined(const QByteArrayList& objects)
-    {
-        QByteArray bytes = "%PDF-1.4\n";
-        QByteArray table = "0000000000 65535 f \n";
-        for (int i = 0; i < objects.size(); ++i) {
-            table += QByteArray::number(bytes.size()).rightJustified(10, '0') + " 00000 n \n";
-            bytes += QByteArray::number(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
-        }
-        const QByteArray size = QByteArray::number(objects.size() + 1);
-        const QByteArray start = QByteArray::number(bytes.size());
-        return bytes + "xref\n0 " + size + '\n' + table + "trailer<</Size " + size +
-               "/Root 1 0 R>>\nstartxref\n" + start + "\n%%EOF\n";
     }
 };
 

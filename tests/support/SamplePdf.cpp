@@ -435,12 +435,30 @@ void MakeScannedPdf(const QString& path, const std::vector<ScannedPage>& pages)
     writer.write();
 }
 
+QByteArray PdfStream(const QByteArray& data, const QByteArray& dictionary)
+{
+    return "<<" + dictionary + "/Length " + QByteArray::number(data.size()) + ">>stream\n" + data +
+           "\nendstream";
+}
+
+QByteArray PdfOf(const QByteArrayList& objects)
+{
+    QByteArray bytes = "%PDF-1.7\n";
+    QByteArray table = "0000000000 65535 f \n";
+    for (int i = 0; i < objects.size(); ++i) {
+        table += QByteArray::number(bytes.size()).rightJustified(10, '0') + " 00000 n \n";
+        bytes += QByteArray::number(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+    }
+    const QByteArray size = QByteArray::number(objects.size() + 1);
+    const QByteArray start = QByteArray::number(bytes.size());
+    return bytes + "xref\n0 " + size + '\n' + table + "trailer<</Size " + size +
+           "/Root 1 0 R>>\nstartxref\n" + start + "\n%%EOF\n";
+}
+
 void MakePdfOfCropBoxes(const QString& path, const QByteArrayList& cropBoxes,
                         const QByteArray& drawn)
 {
-    QByteArrayList objects{"<</Type/Catalog/Pages 2 0 R>>", "",
-                           "<</Length " + QByteArray::number(drawn.size()) + ">>\nstream\n" +
-                               drawn + "\nendstream"};
+    QByteArrayList objects{"<</Type/Catalog/Pages 2 0 R>>", "", PdfStream(drawn)};
     QByteArray kids;
     for (const QByteArray& box : cropBoxes) {
         objects << "<</Type/Page/Parent 2 0 R/Contents 3 0 R/MediaBox[0 0 200 200]/CropBox[" + box +
@@ -449,17 +467,8 @@ void MakePdfOfCropBoxes(const QString& path, const QByteArrayList& cropBoxes,
     }
     objects[1] =
         "<</Type/Pages/Kids[" + kids + "]/Count " + QByteArray::number(cropBoxes.size()) + ">>";
-    QByteArray bytes = "%PDF-1.4\n";
-    QByteArray table = "0000000000 65535 f \n";
-    for (int i = 0; i < objects.size(); ++i) {
-        table += QByteArray::number(bytes.size()).rightJustified(10, '0') + " 00000 n \n";
-        bytes += QByteArray::number(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
-    }
-    const QByteArray size = QByteArray::number(objects.size() + 1);
-    const QByteArray start = QByteArray::number(bytes.size());
-    bytes += "xref\n0 " + size + '\n' + table + "trailer<</Size " + size +
-             "/Root 1 0 R>>\nstartxref\n" + start + "\n%%EOF\n";
     QFile file(path);
+    const QByteArray bytes = PdfOf(objects);
     if (!file.open(QFile::WriteOnly) || file.write(bytes) != bytes.size())
         throw std::runtime_error("cannot write " + path.toStdString());
 }

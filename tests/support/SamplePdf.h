@@ -105,6 +105,12 @@ struct ScannedPage
 /** Makes a document of such pages. */
 void MakeScannedPdf(const QString& path, const std::vector<ScannedPage>& pages);
 
+/** A stream that is not packed, with further members of its dictionary. */
+QByteArray PdfStream(const QByteArray& data, const QByteArray& dictionary = {});
+
+/** A document of these objects, numbered from one; the first one is its catalog. */
+QByteArray PdfOf(const QByteArrayList& objects);
+
 /**
  * Makes a document whose pages have these crop boxes, and a media box of 200 by 200 points; on each
  * of them the same is drawn. A page whose crop box lies outside cannot be converted.

@@ -489,40 +489,20 @@ TEST_F(MemoryTest, IsEnoughForAPictureThatIsDrawnInBands)
               EngineUnderTest() == "qt" ? "out of memory" : "ok");
 }
 
-/** A document without whatever makes it repaired before it is drawn. */
-QByteArray PdfOf(const QList<QByteArray>& objects)
-{
-    QByteArray pdf = "%PDF-1.7\n";
-    QByteArray places = "0000000000 65535 f \n";
-    for (int i = 0; i < objects.size(); ++i) {
-        places += QByteArray::number(pdf.size()).rightJustified(10, '0') + " 00000 n \n";
-        pdf += QByteArray::number(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
-    }
-    const QByteArray count = QByteArray::number(objects.size() + 1);
-    const QByteArray at = QByteArray::number(pdf.size());
-    return pdf + "xref\n0 " + count + '\n' + places + "trailer\n<< /Root 1 0 R /Size " + count +
-           " >>\nstartxref\n" + at + "\n%%EOF\n";
-}
-
-QByteArray Stream(const QByteArray& dictionary, const QByteArray& data)
-{
-    return "<< " + dictionary + " /Length " + QByteArray::number(data.size()) + " >>\nstream\n" +
-           data + "\nendstream";
-}
-
 TEST_F(MemoryTest, IsTooSmallForAPictureOnThePage)
 {
     const int side = 4000;
     const QByteArray black = qCompress(QByteArray(side * side * 6, '0') + '>').mid(4);
     const QString file = WriteFile(
         "picture.pdf",
-        PdfOf({"<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-               "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 99 99] /Contents 4 0 R "
-               "/Resources << /XObject << /Picture 5 0 R >> >> >>",
-               Stream("", "99 0 0 99 0 0 cm /Picture Do"),
-               Stream("/Type /XObject /Subtype /Image /Width 4000 /Height 4000 /ColorSpace "
-                      "/DeviceRGB /BitsPerComponent 8 /Filter [/FlateDecode /ASCIIHexDecode]",
-                      black)}));
+        PdfOf(
+            {"<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+             "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 99 99] /Contents 4 0 R "
+             "/Resources << /XObject << /Picture 5 0 R >> >> >>",
+             PdfStream("99 0 0 99 0 0 cm /Picture Do"),
+             PdfStream(black,
+                       "/Type /XObject /Subtype /Image /Width 4000 /Height 4000 /ColorSpace "
+                       "/DeviceRGB /BitsPerComponent 8 /Filter [/FlateDecode /ASCIIHexDecode]")}));
     EXPECT_EQ(Outcome(160, file, "png", 72), "out of memory");
     EXPECT_EQ(Render(file).pixelColor(50, 50), QColor(Qt::black));
 }
@@ -533,7 +513,7 @@ TEST_F(MemoryTest, HoldsASmallPngInTheMakingBesideThePictureOnly)
         "coloured.pdf",
         PdfOf({"<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
                "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 600 600] /Contents 4 0 R >>",
-               Stream("", "1 0 0 rg 100 100 400 400 re f")}));
+               PdfStream("1 0 0 rg 100 100 400 400 re f")}));
     // 137 MiB of pixels and 103 MiB of rows, beside about 100 MiB that all pages take.
     EXPECT_EQ(Outcome(390, file, "png", 720, "small"), "ok");
 }
