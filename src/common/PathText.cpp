@@ -20,6 +20,12 @@ std::optional<std::string> ToPathBytes(const QString& text)
     return QString::fromStdString(bytes) == text ? std::optional(bytes) : std::nullopt;
 }
 
+QString SuffixOf(const QString& path)
+{
+    const int dot = path.lastIndexOf(QLatin1Char('.'));
+    return dot > path.lastIndexOf(QLatin1Char('/')) ? path.mid(dot) : QString();
+}
+
 bool HoldsNul(const std::string& path)
 {
     return path.find('\0') != std::string::npos;

@@ -22,6 +22,9 @@ QString ToPathText(const std::string& bytes);
  */
 std::optional<std::string> ToPathBytes(const QString& text);
 
+/** The dot and what follows it at the end of a path; empty when its name has none. */
+QString SuffixOf(const QString& path);
+
 /** Whether the system would see another path than this one: it ends a path at a NUL. */
 bool HoldsNul(const std::string& path);
 

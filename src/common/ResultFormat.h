@@ -23,6 +23,17 @@ inline constexpr ResultFormat resultFormats[] = {
     {"json", WorkerProtocol::Format::json, false}, {"tsv", WorkerProtocol::Format::tsv, false},
     {"hocr", WorkerProtocol::Format::hocr, false}, {"pdf", WorkerProtocol::Format::pdf, false}};
 
+/** The one that a suffix asks for, in small letters; null for none. */
+template <typename Suffix>
+const ResultFormat* FindResultFormat(const Suffix& suffix)
+{
+    for (const ResultFormat& format : resultFormats) {
+        if (suffix == format.suffix)
+            return &format;
+    }
+    return nullptr;
+}
+
 /** Whether pictures of a format, by its name, can have one bit for each pixel. */
 template <typename Name>
 bool CanBeBlackAndWhite(const Name& name)

@@ -142,7 +142,7 @@ bool Planner::CanBeOf(const Input& input, const Journal::Plan& earlier) const
     const WantedPaths wanted = WantedFor(input, earlier.pages);
     return std::all_of(earlier.paths.begin(), earlier.paths.end(), [&wanted](const auto& result) {
         const auto found = wanted.find(result.first);
-        return found != wanted.end() && IsNumbered(result.second, found->second);
+        return found != wanted.end() && PDF::Converter::IsNumbered(result.second, found->second);
     });
 }
 

@@ -74,7 +74,7 @@ private:
     const Run run;
     const OutputTemplate output;
     InputFiles sources;
-    PlannedPaths planned;
+    PDF::Converter::PlannedPaths planned;
 };
 
 } // namespace Korvel::App

@@ -1,6 +1,7 @@
 #include "OutputTemplate.h"
 
 #include "Failure.h"
+#include "PathText.h"
 #include "ResultFormat.h"
 
 #include <algorithm>
@@ -30,17 +31,14 @@ QStringList OutputTemplate::Formats()
 
 bool OutputTemplate::IsPictureFormat(const QString& format)
 {
-    return std::any_of(
-        std::begin(resultFormats), std::end(resultFormats),
-        [&format](const ResultFormat& known) { return known.isPicture && format == known.suffix; });
+    const ResultFormat* const known = FindResultFormat(format);
+    return known && known->isPicture;
 }
 
 QString OutputTemplate::NameOf(const QString& format)
 {
-    const auto known = std::find_if(
-        std::begin(resultFormats), std::end(resultFormats),
-        [&format](const ResultFormat& candidate) { return format == candidate.suffix; });
-    return known == std::end(resultFormats) ? QString() : QString(known->name);
+    const ResultFormat* const known = FindResultFormat(format);
+    return known ? QString(known->name) : QString();
 }
 
 OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedFormat)
@@ -141,12 +139,6 @@ OutputTemplate OutputTemplate::WithPageNumber(int lastPage) const
     last.digits = QString::number(lastPage).size();
     result.pieces.push_back({tail, Piece::Nothing, 1});
     return result;
-}
-
-QString SuffixOf(const QString& path)
-{
-    const int dot = path.lastIndexOf(QLatin1Char('.'));
-    return dot > path.lastIndexOf(QLatin1Char('/')) ? path.mid(dot) : QString();
 }
 
 } // namespace Korvel::App

@@ -78,7 +78,4 @@ private:
     QString format;
 };
 
-/** The dot and what follows it at the end of a path; empty when its name has none. */
-QString SuffixOf(const QString& path);
-
 } // namespace Korvel::App

@@ -8,6 +8,7 @@
 #include "TextFrame.h"
 #include "TextInParts.h"
 #include "TextReport.h"
+#include "ToErrorType.h"
 #include "WorkerProtocol.h"
 
 #include <algorithm>
@@ -29,24 +30,12 @@ using WorkerProtocol::Reason;
 
 namespace {
 
-/** The formats by the suffixes that ask for them. */
-const std::map<QString, QString>& FormatsBySuffix()
-{
-    static const std::map<QString, QString> formats = [] {
-        std::map<QString, QString> bySuffix;
-        for (const ResultFormat& format : resultFormats)
-            bySuffix[format.suffix] = format.name;
-        return bySuffix;
-    }();
-    return formats;
-}
-
 /** The format that the task asks for; a null one when it is none that the worker makes. */
 QString FormatOf(const AbstractConverter::Task& task)
 {
     const QString wanted = task.type.isEmpty() ? QFileInfo(task.destination).suffix() : task.type;
-    const auto format = FormatsBySuffix().find(wanted.toLower());
-    return format == FormatsBySuffix().end() ? QString() : format->second;
+    const ResultFormat* const format = FindResultFormat(wanted.toLower());
+    return format ? QString::fromLatin1(format->name) : QString();
 }
 
 void AddPictureOptions(QJsonObject& request, TaskOptions& options)
@@ -151,48 +140,6 @@ std::optional<Reason> Refusal(const QJsonObject& request)
 bool IsOfManyPages(const QJsonObject& request)
 {
     return request[Key::pages].toArray().size() > 1;
-}
-
-AbstractConverter::ErrorType ToErrorType(Reason reason)
-{
-    switch (reason) {
-    case Reason::Unreadable:
-    case Reason::Empty:
-    case Reason::NotAPdf:
-    case Reason::Damaged:
-    case Reason::TooManyPages:
-    case Reason::UnsupportedEncryption:
-        return AbstractConverter::CannotOpenSource;
-    case Reason::NoPassword:
-    case Reason::WrongPassword:
-        return AbstractConverter::PasswordRequiredOrWrong;
-    case Reason::NoSuchPage:
-    case Reason::CannotRender:
-    case Reason::Died:
-    case Reason::Rubbish:
-        return AbstractConverter::CannotRender;
-    case Reason::CannotWrite:
-        return AbstractConverter::CannotWrite;
-    case Reason::TooLarge:
-        return AbstractConverter::ResultTooLarge;
-    case Reason::Ended:
-        return AbstractConverter::Cancelled;
-    case Reason::TimedOut:
-        return AbstractConverter::TimedOut;
-    case Reason::OutOfMemory:
-        return AbstractConverter::OutOfMemory;
-    case Reason::UnsupportedFormat:
-        return AbstractConverter::UnsupportedFormat;
-    case Reason::Changed:
-        return AbstractConverter::SourceChanged;
-    case Reason::Unconfined:
-        return AbstractConverter::Unconfined;
-    case Reason::BadRequest:
-    case Reason::NoSuchDocument:
-    case Reason::NotStarted:
-        break;
-    }
-    return AbstractConverter::Unknown;
 }
 
 std::vector<int> ToPages(const QJsonValue& value)
@@ -352,8 +299,9 @@ bool WorkerConverter::CancelConvertation()
 std::map<QString, QStringList> WorkerConverter::GetSupportedFormats() const
 {
     QStringList suffixes;
-    for (const auto& format : FormatsBySuffix())
-        suffixes.append(format.first);
+    for (const ResultFormat& format : resultFormats)
+        suffixes.append(QString::fromLatin1(format.suffix));
+    suffixes.sort();
     return {{Format::pdf, suffixes}};
 }
 

@@ -4,6 +4,7 @@
 #include "DocumentInfoJson.h"
 #include "RequestPath.h"
 #include "ServicesLog.h"
+#include "ToErrorType.h"
 #include "WorkerProtocol.h"
 
 #include <algorithm>
@@ -47,87 +48,6 @@ private:
     std::promise<T> promise;
     T value;
 };
-
-OpenFailure ToOpenFailure(Reason reason)
-{
-    switch (reason) {
-    case Reason::Unreadable:
-        return OpenFailure::Unreadable;
-    case Reason::Empty:
-        return OpenFailure::Empty;
-    case Reason::NotAPdf:
-        return OpenFailure::NotAPdf;
-    case Reason::Damaged:
-        return OpenFailure::Damaged;
-    case Reason::NoPassword:
-        return OpenFailure::NoPassword;
-    case Reason::WrongPassword:
-        return OpenFailure::WrongPassword;
-    case Reason::UnsupportedEncryption:
-        return OpenFailure::UnsupportedEncryption;
-    case Reason::OutOfMemory:
-        return OpenFailure::OutOfMemory;
-    case Reason::TimedOut:
-        return OpenFailure::TimedOut;
-    case Reason::TooManyPages:
-        return OpenFailure::TooManyPages;
-    case Reason::NotStarted:
-        return OpenFailure::NotStarted;
-    case Reason::Unconfined:
-        return OpenFailure::Unconfined;
-    case Reason::Changed:
-        return OpenFailure::Changed;
-    case Reason::NoSuchDocument:
-    case Reason::NoSuchPage:
-    case Reason::UnsupportedFormat:
-    case Reason::CannotRender:
-    case Reason::CannotWrite:
-    case Reason::TooLarge:
-    case Reason::BadRequest:
-    case Reason::Died:
-    case Reason::Rubbish:
-    case Reason::Ended:
-        break;
-    }
-    return OpenFailure::WorkerFailed;
-}
-
-SaveFailure ToSaveFailure(Reason reason)
-{
-    switch (reason) {
-    case Reason::CannotWrite:
-        return SaveFailure::CannotWrite;
-    case Reason::TooLarge:
-        return SaveFailure::TooLarge;
-    case Reason::Damaged:
-        return SaveFailure::Damaged;
-    case Reason::OutOfMemory:
-        return SaveFailure::OutOfMemory;
-    case Reason::TimedOut:
-        return SaveFailure::TimedOut;
-    case Reason::Changed:
-        return SaveFailure::Changed;
-    case Reason::Unreadable:
-    case Reason::Empty:
-    case Reason::NotAPdf:
-    case Reason::NoPassword:
-    case Reason::WrongPassword:
-    case Reason::UnsupportedEncryption:
-    case Reason::NoSuchDocument:
-    case Reason::NoSuchPage:
-    case Reason::UnsupportedFormat:
-    case Reason::CannotRender:
-    case Reason::TooManyPages:
-    case Reason::BadRequest:
-    case Reason::NotStarted:
-    case Reason::Unconfined:
-    case Reason::Died:
-    case Reason::Rubbish:
-    case Reason::Ended:
-        break;
-    }
-    return SaveFailure::WorkerFailed;
-}
 
 /** Why an answer says that a request failed: an answer without a known reason is the worker's
  * fault. */

@@ -4,6 +4,7 @@
 #include "ConversionServices.h"
 #include "LocalFileSystem.h"
 #include "PreparedCopy.h"
+#include "ToErrorType.h"
 #include "ToText.h"
 #include "WorkerPdfProvider.h"
 #include "WorkerProtocol.h"
@@ -22,58 +23,6 @@
 namespace Korvel::PDF::Converter {
 
 namespace {
-
-using ErrorType = AbstractConverter::ErrorType;
-
-ErrorType ToErrorType(OpenFailure why)
-{
-    switch (why) {
-    case OpenFailure::NoPassword:
-    case OpenFailure::WrongPassword:
-        return AbstractConverter::PasswordRequiredOrWrong;
-    case OpenFailure::OutOfMemory:
-        return AbstractConverter::OutOfMemory;
-    case OpenFailure::TimedOut:
-        return AbstractConverter::TimedOut;
-    case OpenFailure::Changed:
-        return AbstractConverter::SourceChanged;
-    case OpenFailure::Unconfined:
-        return AbstractConverter::Unconfined;
-    case OpenFailure::None:
-    case OpenFailure::NotStarted:
-        return AbstractConverter::Unknown;
-    case OpenFailure::Unreadable:
-    case OpenFailure::Empty:
-    case OpenFailure::NotAPdf:
-    case OpenFailure::Damaged:
-    case OpenFailure::UnsupportedEncryption:
-    case OpenFailure::WorkerFailed:
-    case OpenFailure::TooManyPages:
-        break;
-    }
-    return AbstractConverter::CannotOpenSource;
-}
-
-ErrorType ToErrorType(SaveFailure why)
-{
-    switch (why) {
-    case SaveFailure::CannotWrite:
-        return AbstractConverter::CannotWrite;
-    case SaveFailure::OutOfMemory:
-        return AbstractConverter::OutOfMemory;
-    case SaveFailure::TimedOut:
-        return AbstractConverter::TimedOut;
-    case SaveFailure::Changed:
-        return AbstractConverter::SourceChanged;
-    case SaveFailure::TooLarge:
-        return AbstractConverter::ResultTooLarge;
-    case SaveFailure::None:
-    case SaveFailure::Damaged:
-    case SaveFailure::WorkerFailed:
-        break;
-    }
-    return AbstractConverter::CannotRender;
-}
 
 ConversionFailure WhyNotOpened(const QString& document, const WorkerPdfProvider& provider)
 {

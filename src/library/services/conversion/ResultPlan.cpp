@@ -2,34 +2,20 @@
 
 #include "ConversionFailure.h"
 #include "LocalFileSystem.h"
+#include "PathText.h"
 #include "RequestPath.h"
 #include "ResultFormat.h"
-
-#include <algorithm>
-#include <iterator>
 
 namespace Korvel::PDF::Converter {
 
 namespace {
 
-/** With the dot; empty for none. */
-QString SuffixOf(const QString& path)
-{
-    const int dot = path.lastIndexOf(QLatin1Char('.'));
-    return dot > path.lastIndexOf(QLatin1Char('/')) ? path.mid(dot) : QString();
-}
-
-QString Insert(const QString& path, const QString& text)
-{
-    const QString suffix = SuffixOf(path);
-    return path.left(path.size() - suffix.size()) + text + suffix;
-}
-
 QString NumberedPath(const QString& path, int page, int lastPage)
 {
     const int digits = QString::number(lastPage).size();
     const QString number = QString::number(page).rightJustified(digits, QLatin1Char('0'));
-    return Insert(path, QLatin1Char('-') + number);
+    const QString suffix = SuffixOf(path);
+    return path.left(path.size() - suffix.size()) + QLatin1Char('-') + number + suffix;
 }
 
 const ResultFormat& FormatOf(const ConversionRequest& request)
@@ -37,9 +23,8 @@ const ResultFormat& FormatOf(const ConversionRequest& request)
     const QString example = request.resultOfPage ? request.resultOfPage(1) : request.result;
     const QString wanted =
         (request.format.isEmpty() ? SuffixOf(example).mid(1) : request.format).toLower();
-    const auto format = std::find_if(std::begin(resultFormats), std::end(resultFormats),
-                                     [&](const ResultFormat& one) { return wanted == one.suffix; });
-    if (format == std::end(resultFormats))
+    const ResultFormat* const format = FindResultFormat(wanted);
+    if (!format)
         throw ConversionFailure(
             AbstractConverter::UnsupportedFormat,
             request.format.isEmpty()
@@ -94,15 +79,10 @@ void ResultPlan::AddForEachPage(const ConversionRequest& request, const std::vec
     }
 }
 
-/** The wanted path, or the first of name(2).suffix, name(3).suffix ... that is free. */
 void ResultPlan::PlanAnew(Result& result, LocalFileSystem& files)
 {
-    QString path = result.wanted;
-    for (int number = 2; planned.contains(path) || files.Exists(ioPath(path.toStdString()));
-         ++number)
-        path = Insert(result.wanted, QStringLiteral("(%1)").arg(number));
-    planned.insert(path);
-    result.path = path;
+    result.path = planned.FindFree(result.wanted, files);
+    planned.Add(result.path, {});
 }
 
 } // namespace Korvel::PDF::Converter

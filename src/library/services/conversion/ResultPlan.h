@@ -1,10 +1,9 @@
 #pragma once
 
 #include "ConversionRequest.h"
+#include "PlannedPaths.h"
 
 #include <vector>
-
-#include <QSet>
 
 namespace Korvel::PDF {
 class LocalFileSystem;
@@ -63,7 +62,7 @@ private:
     QString format;
     std::vector<Result> results;
     /** Where results go, or were to go. */
-    QSet<QString> planned;
+    PlannedPaths planned;
     std::vector<int> joinedPages;
 };
 

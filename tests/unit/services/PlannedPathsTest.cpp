@@ -9,11 +9,11 @@
 #include <QFile>
 #include <QTemporaryDir>
 
-namespace Korvel::App {
+namespace Korvel::PDF::Converter {
 namespace {
 
 /** Counts what it is asked, and has nothing. */
-class EmptyFileSystem : public PDF::IFileSystem
+class EmptyFileSystem : public IFileSystem
 {
 public:
     ioPath GetTempFolder() override { return {}; }
@@ -56,7 +56,7 @@ protected:
     PlannedPaths plan;
     std::string error;
     QTemporaryDir folder;
-    PDF::LocalFileSystem fileSystem{PDF::SessionFolder::Create(folder.path().toStdString(), error)};
+    LocalFileSystem fileSystem{SessionFolder::Create(folder.path().toStdString(), error)};
 };
 
 TEST_F(PlannedPathsTest, IsTheWantedOneWhenNothingIsThere)
@@ -103,4 +103,4 @@ TEST_F(PlannedPathsTest, CountsADanglingLinkAsTaken)
 }
 
 } // namespace
-} // namespace Korvel::App
+} // namespace Korvel::PDF::Converter

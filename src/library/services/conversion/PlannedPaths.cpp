@@ -1,11 +1,11 @@
 #include "PlannedPaths.h"
 
 #include "IFileSystem.h"
-#include "OutputTemplate.h"
+#include "PathText.h"
 
 #include <QRegularExpression>
 
-namespace Korvel::App {
+namespace Korvel::PDF::Converter {
 
 void PlannedPaths::Remove(const QString& path)
 {
@@ -19,7 +19,7 @@ QString PlannedPaths::InputOf(const QString& path) const
     return found == inputs.end() ? QString() : found->second;
 }
 
-QString PlannedPaths::FindFree(const QString& wanted, PDF::IFileSystem& fileSystem)
+QString PlannedPaths::FindFree(const QString& wanted, IFileSystem& fileSystem)
 {
     const auto isFree = [&](const QString& path) {
         return inputs.count(path) == 0 && !fileSystem.Exists(ioPath(path.toStdString()));
@@ -48,4 +48,4 @@ bool IsNumbered(const QString& path, const QString& wanted)
     return form.match(path).hasMatch();
 }
 
-} // namespace Korvel::App
+} // namespace Korvel::PDF::Converter

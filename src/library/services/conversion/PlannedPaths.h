@@ -6,12 +6,11 @@
 
 #include <QString>
 
-namespace Korvel {
-namespace PDF {
+namespace Korvel::PDF {
 class IFileSystem;
 }
 
-namespace App {
+namespace Korvel::PDF::Converter {
 
 /** Where results are to go, and from which input each is made. */
 class PlannedPaths
@@ -34,7 +33,7 @@ public:
      * to which no result goes. Literal: no character of the name has a meaning. What has been found
      * taken counts as taken from then on, so that many equal names cost no more than others.
      */
-    QString FindFree(const QString& wanted, PDF::IFileSystem& fileSystem);
+    QString FindFree(const QString& wanted, IFileSystem& fileSystem);
 
 private:
     std::map<QString, QString> inputs;
@@ -45,5 +44,4 @@ private:
 /** Whether `path` is `wanted`, or it with a number as FindFree gives it. */
 bool IsNumbered(const QString& path, const QString& wanted);
 
-} // namespace App
-} // namespace Korvel
+} // namespace Korvel::PDF::Converter
