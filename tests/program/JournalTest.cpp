@@ -254,9 +254,9 @@ TEST_F(JournalTest, LeavesAFileAloneThatIsLikeTheOneThatItRefused)
     const QString theirs = Write("out/a-1.png", page);
     ASSERT_EQ(Run(inOrder).exitCode, 0);
     ASSERT_EQ(Contents("out").size(), 4);
-    TakeBack(4); // ended, done, the page under its new name, and that name
-    ASSERT_EQ(Journal().last()["event"], "placing");
-    ASSERT_EQ(Contents("out").size(), 3);
+    TakeBack(6); // ended, done, the pages, and the plan with a new name for the first one
+    ASSERT_EQ(Journal().last()["event"], "refused");
+    ASSERT_EQ(Contents("out").size(), 1);
     EXPECT_EQ(Run(inOrder).exitCode, 0);
     EXPECT_EQ(Contents("out").size(), 4) << "the page is missing";
     EXPECT_EQ(Read("out/a-1(2).png"), page);

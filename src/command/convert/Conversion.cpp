@@ -9,15 +9,11 @@
 #include "LookOptions.h"
 #include "MergeTask.h"
 #include "Options.h"
-#include "PageFanOut.h"
 #include "PageRanges.h"
 #include "Planner.h"
-#include "ResultFileSystem.h"
 #include "TextFrame.h"
-#include "WorkerConverter.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <utility>
@@ -25,23 +21,11 @@
 #include <QFileInfo>
 #include <QPointer>
 
-#include <unistd.h>
-
 namespace Korvel::App {
 
-using PDF::Converter::AbstractConverter;
-using PDF::Converter::OnTextReport;
-using PDF::Converter::PageFanOut;
 using PDF::Converter::TextReport;
-using PDF::Converter::WorkerConverter;
 
 namespace {
-
-/**
- * How often a result is moved for whose place another program was quicker each time. Each of them
- * has put a file there, so only a file system that tells no truth comes to an end here.
- */
-constexpr int mostMoves = 1000;
 
 /** "page 3", or "pages 1-4, 7". */
 std::string ListedPages(std::vector<int> pages)
@@ -75,27 +59,30 @@ void Conversion::Start(Receiver whenEnded)
 {
     ended = std::move(whenEnded);
     sinceStart.start();
-    Later([this] { Begin(); });
+    const auto begin = [this] {
+        Take([this] { Begin(); });
+    };
+    QMetaObject::invokeMethod(&context, begin, Qt::QueuedConnection);
 }
 
-/** Takes a step from the event loop; what it throws ends the conversion. */
-void Conversion::Later(const std::function<void()>& step)
+/** Takes a step; what it throws ends the conversion. */
+void Conversion::Take(const std::function<void()>& step)
 {
-    const auto take = [this, step] {
-        const QPointer<QObject> self(&context);
-        try {
-            step();
-        } catch (...) {
-            if (!self)
-                throw; // it was told already how it has ended
-            End(std::current_exception());
-        }
-    };
-    QMetaObject::invokeMethod(&context, take, Qt::QueuedConnection);
+    const QPointer<QObject> self(&context);
+    try {
+        step();
+    } catch (...) {
+        if (!self)
+            throw; // it was told already how it has ended
+        End(std::current_exception());
+    }
 }
 
 void Conversion::End(const std::exception_ptr& failure)
 {
+    alarm.stop();
+    if (chain)
+        failures = chain->Failures();
     chain.reset();
     for (Document* const source : planned.All())
         source->ForgetPassword();
@@ -117,7 +104,8 @@ void Conversion::Begin()
         End(nullptr);
         return;
     }
-    PrepareFolders();
+    for (const QString& folder : run.factory.PrepareFolders(results))
+        run.journal.Keep(folder);
     work = run.console.Begin(planned.Named().name, int(results.size()));
     StartChain();
 }
@@ -172,35 +160,14 @@ Failure Conversion::FailureIn(const Document& source, const Failure& failure) co
     return {failure.code, failure.reason, name + failure.what()};
 }
 
-void Conversion::PrepareFolders() const
-{
-    std::string prepared;
-    for (const PlannedResult& result : results) {
-        const std::string folder = QFileInfo(result.path).path().toStdString();
-        if (folder == prepared)
-            continue;
-        std::error_code problem;
-        std::filesystem::create_directories(folder, problem);
-        if (problem)
-            throw Failure(ExitCode::Output, "cannot-write",
-                          "cannot make the folder " + folder + ": " + problem.message());
-        if (::access(folder.c_str(), W_OK | X_OK) != 0)
-            throw Failure(ExitCode::Output, "cannot-write",
-                          "cannot write into the folder " + folder + ": " + std::strerror(errno));
-        run.journal.Keep(QString::fromStdString(folder));
-        run.factory.SweepTarget(folder);
-        prepared = folder;
-    }
-}
-
 void Conversion::StartChain()
 {
     run.interruption.Check(); // a chain that is made after a signal does not hear it
-    chain = run.factory.MakeChain(results.size());
-    ConnectToChain();
+    chain = run.factory.MakeChain(results, *this);
+    StartAlarm();
     QElapsedTimer copying;
     copying.start();
-    const bool isStarted = chain->ConvertFile(MakeTask());
+    const bool isStarted = chain->Start(MakeTask());
     run.factory.AddTimeHeldUp(std::chrono::milliseconds(copying.elapsed()));
     timeHeldUp = run.factory.TimeHeldUp(); // where its own copy counts
     if (!isStarted) {
@@ -210,40 +177,23 @@ void Conversion::StartChain()
     }
 }
 
-AbstractConverter::Task Conversion::MakeTask()
+Conversion::Task Conversion::MakeTask() const
 {
     const Options& options = run.options;
-    AbstractConverter::Task task;
+    Task task;
     task.type = planner.Format();
-    task.destination = results.front().path;
-    std::vector<PageFanOut::PageTask> pages;
-    for (const PlannedResult& result : results)
-        pages.push_back({result.page, result.path});
-    task.options["page_tasks"] = pages;
-    task.options["page_failed"] = PageFanOut::OnPageFailure(
-        [this](const PageFanOut::PageFailure& failure) { failures.push_back(failure); });
-    task.options["text_report"] = OnTextReport([this](const TextReport& report) {
-        textReport.withoutText.insert(textReport.withoutText.end(), report.withoutText.begin(),
-                                      report.withoutText.end());
-        textReport.unmapped.insert(textReport.unmapped.end(), report.unmapped.begin(),
-                                   report.unmapped.end());
-    });
-    task.options.merge(LookOptions(options.pages));
+    task.options = LookOptions(options.pages);
     if (options.output.isLinearized)
         task.options["linearize"] = true;
     if (planned.whole)
         MergeInto(task, planned, options.pages.ranges, run.factory);
     else
         AddSource(task);
-    task.options["missing_page"] = WorkerConverter::OnPageFailed(
-        [this](int page, AbstractConverter::ErrorType reason, const QString& why) {
-            failures.push_back({page, reason, why});
-        });
     return task;
 }
 
 /** Adds the one document, and the pages that a result of several is to have. */
-void Conversion::AddSource(AbstractConverter::Task& task) const
+void Conversion::AddSource(Task& task) const
 {
     const std::string& ranges = run.options.pages.ranges;
     task.source = document.GetInput().path;
@@ -267,28 +217,14 @@ Failure Conversion::CopyFailure() const
     return FailureOf(provider.WhySaveFailed(source));
 }
 
-void Conversion::ConnectToChain()
+void Conversion::StartAlarm()
 {
-    AbstractConverter* const sender = chain.get();
-    if (const double timeout = run.options.run.timeout; timeout > 0) {
-        QObject::connect(&alarm, &QTimer::timeout, sender, [this] { TimeIsUp(); });
-        alarm.setSingleShot(true);
-        alarm.start(int(timeout * 1000));
-    }
-    QObject::connect(
-        sender, &AbstractConverter::ConvertationProgress, &context,
-        [this](const QString&, double progress) { run.console.Progress(work, progress); });
-    // The chain is in the middle of its work, and is destroyed by what comes later.
-    QObject::connect(sender, &AbstractConverter::Failed, &context,
-                     [this](const QString&, AbstractConverter::ErrorType reason) {
-                         error = reason;
-                         Later([this] { Finish(); });
-                     });
-    QObject::connect(sender, qOverload<const QString&, QStringList>(&AbstractConverter::Finished),
-                     &context, [this](const QString&, const QStringList& made) {
-                         paths = made;
-                         Later([this] { Finish(); });
-                     });
+    const double timeout = run.options.run.timeout;
+    if (timeout <= 0)
+        return;
+    QObject::connect(&alarm, &QTimer::timeout, &context, [this] { TimeIsUp(); });
+    alarm.setSingleShot(true);
+    alarm.start(int(timeout * 1000));
 }
 
 /** Time in which copies of other documents kept this one from going on is given back to it. */
@@ -300,50 +236,84 @@ void Conversion::TimeIsUp()
         return;
     }
     isLate = true;
-    chain->CancelConvertation();
+    chain->Cancel();
 }
 
-/** Takes the final paths of what was made; what other programs were quicker with goes elsewhere. */
+void Conversion::Progressed(double part)
+{
+    run.console.Progress(work, part);
+}
+
+void Conversion::Reported(const TextReport& report)
+{
+    textReport.withoutText.insert(textReport.withoutText.end(), report.withoutText.begin(),
+                                  report.withoutText.end());
+    textReport.unmapped.insert(textReport.unmapped.end(), report.unmapped.begin(),
+                               report.unmapped.end());
+}
+
+bool Conversion::PlanAnew(PlannedResult& result)
+{
+    if (run.options.output.onExists != OnExists::Number || !IsTaken(result.path))
+        return false;
+    planner.PlanAnew(result, document.Name());
+    run.journal.PlannedAnew(document.Name(), ResultsOf(results));
+    return true;
+}
+
+void Conversion::Refused(const PlannedResult& result, Refusal why, int problem)
+{
+    refused.emplace(result.page, WhyRefused(result, why, problem));
+}
+
+void Conversion::Ended()
+{
+    Take([this] { Finish(); });
+}
+
+/** Leaves away what was not made, or is not wanted. */
 void Conversion::Finish()
 {
     RequireSources();
-    const QStringList made = MadePaths();
-    std::vector<PlannedResult*> refused;
-    for (std::size_t i = 0; i < results.size(); ++i) {
-        PlannedResult& result = results[i];
-        const QString place = std::exchange(result.path, made.value(int(i)));
-        if (HasFailed(result.page)) {
-            lacking.push_back({result.page, place});
+    RequireConverted();
+    for (PlannedResult& result : results) {
+        if (result.isPlaced)
             continue;
-        }
-        if (!result.path.isEmpty()) {
-            CheckResult(result);
-        } else if (IsToGoElsewhere(place)) {
-            result.path = place;
-            refused.push_back(&result);
-        }
+        if (!chain->HasFailed(result.page))
+            RequireLeftAway(result);
+        result.path.clear();
     }
-    MoveElsewhere(std::move(refused));
     End(nullptr);
 }
 
-/** Throws where the chain did not come to them. */
-QStringList Conversion::MadePaths() const
+/** Throws unless it is wanted that the result is put nowhere. */
+void Conversion::RequireLeftAway(const PlannedResult& result) const
 {
-    if (paths)
-        return *paths;
+    const auto told = refused.find(result.page);
+    const auto failure =
+        told == refused.end() ? WhyRefused(result, Refusal::CannotWrite, 0) : told->second;
+    if (failure)
+        throw Failure(*failure);
+}
+
+/** Throws where the chain did not come to its end. */
+void Conversion::RequireConverted() const
+{
+    const auto& error = chain->Error();
+    if (!error)
+        return;
     run.interruption.Check();
     if (isLate)
         throw Failure(ExitCode::TimedOut, "timed-out",
                       "takes longer than --timeout allows; its finished pages are there");
-    if (!failures.empty() && failures.front().error == error)
-        throw WhyFailed(failures.front()); // as no page is left
-    throw run.factory.WhyNotConverted(error.value_or(AbstractConverter::Unknown),
-                                      results.front().page > 0 ? "a page" : "the document",
+    const std::vector<PageFailure>& ofPages = chain->Failures();
+    if (!ofPages.empty() && ofPages.front().error == *error)
+        throw WhyFailed(ofPages.front()); // as no page is left
+    throw run.factory.WhyNotConverted(*error, results.front().page > 0 ? "a page" : "the document",
                                       planner.MakesPictures(), {});
 }
 
-Failure Conversion::WhyFailed(const PageFanOut::PageFailure& page) const
+Failure Conversion::WhyFailed(const PageFailure& page) const
 {
     const std::string number = "page " + std::to_string(page.page);
     const std::string what = page.page == 0            ? "the document"
@@ -353,17 +323,11 @@ Failure Conversion::WhyFailed(const PageFanOut::PageFailure& page) const
                                        page.why.toStdString());
 }
 
-bool Conversion::HasFailed(int page) const
-{
-    return std::any_of(failures.begin(), failures.end(),
-                       [page](const auto& failure) { return failure.page == page; });
-}
-
 /** Warns of the pages that are missing; as the journal writes them. */
 QJsonArray Conversion::TellFailedPages() const
 {
     QJsonArray pages;
-    for (const PageFanOut::PageFailure& page : failures) {
+    for (const PageFailure& page : failures) {
         const Failure why = WhyFailed(page);
         run.console.Warn(planned.Named().name, why.reason, why.what(), page.page);
         pages.append(QJsonObject{{"page", page.page},
@@ -386,68 +350,36 @@ void Conversion::TellTextReport() const
                              ListedPages(textReport.unmapped) + "; their text is not to be used");
 }
 
-/** Some file systems take a file and then have no space for what is in it. */
-void Conversion::CheckResult(const PlannedResult& result) const
+/** Whether somebody else has put a file at the path of a result. */
+bool Conversion::IsTaken(const QString& path) const
 {
-    if (QFileInfo(result.path).size() == 0)
-        throw Failure(ExitCode::Output, "cannot-write",
-                      "its result " + result.path.toStdString() + " is missing or empty");
+    return !run.journal.HasPlaced(path) &&
+           run.factory.FileSystem().Exists(ioPath(path.toStdString()));
 }
 
-/** A result that cannot be moved to `path`, for a reason that is no file there. */
-Failure Conversion::NotWritten(const QString& path) const
+/** Why a result is put nowhere; nothing where it is to be left away. */
+std::optional<Failure> Conversion::WhyRefused(const PlannedResult& result, Refusal why,
+                                              int problem) const
 {
-    const QFileInfo there(path);
-    const std::string why = run.factory.Results().WhyRefused(ioPath(path.toStdString()));
-    const bool isFolder = there.isDir() && !there.isSymLink();
-    return {ExitCode::Output, "cannot-write",
-            "cannot write " + path.toStdString() +
-                (isFolder      ? "; a folder has that name"
-                 : why.empty() ? std::string()
-                               : ": " + why)};
-}
-
-/** Whether a result that could not be moved to `path` is to go elsewhere; false when to nowhere. */
-bool Conversion::IsToGoElsewhere(const QString& path) const
-{
+    const auto complain = [](const std::string& what) {
+        return Failure(ExitCode::Output, "cannot-write", what);
+    };
+    const std::string path = result.path.toStdString();
     const OnExists onExists = run.options.output.onExists;
-    const bool isTaken =
-        !run.journal.HasPlaced(path) && run.factory.FileSystem().Exists(ioPath(path.toStdString()));
-    if (!isTaken || onExists == OnExists::Overwrite)
-        throw NotWritten(path);
-    if (onExists == OnExists::Fail)
-        throw ExistsFailure(path);
-    return onExists == OnExists::Number;
-}
-
-/** Moves results to places chosen anew; they lie where they were made as long as the chain lives.
- */
-void Conversion::MoveElsewhere(std::vector<PlannedResult*> refused)
-{
-    for (int move = 0; !refused.empty(); ++move) {
-        run.interruption.Check();
-        if (move == mostMoves)
-            throw Failure(ExitCode::Output, "cannot-write",
-                          "cannot write " + refused.front()->wanted.toStdString() +
-                              "; other programs keep taking the name");
-        QStringList taken;
-        for (PlannedResult* const result : refused) {
-            taken.append(result->path);
-            planner.PlanAnew(*result, document.Name());
-        }
-        std::vector<Result> plan = ResultsOf(results);
-        plan.insert(plan.end(), lacking.begin(), lacking.end());
-        run.journal.PlannedAnew(document.Name(), plan);
-        std::vector<PlannedResult*> again;
-        for (PlannedResult* const result : refused) {
-            const ioPath from(taken.takeFirst().toStdString());
-            if (run.factory.Results().MoveElsewhere(from, ioPath(result->path.toStdString())))
-                CheckResult(*result);
-            else if (IsToGoElsewhere(result->path))
-                again.push_back(result);
-        }
-        refused = again;
-    }
+    if (why == Refusal::Empty)
+        return complain("its result " + path + " is missing or empty");
+    if (why == Refusal::KeepsBeingTaken)
+        return complain("cannot write " + result.wanted.toStdString() +
+                        "; other programs keep taking the name");
+    if (IsTaken(result.path) && onExists == OnExists::Fail)
+        return ExistsFailure(result.path);
+    if (IsTaken(result.path) && onExists == OnExists::Skip)
+        return std::nullopt;
+    const QFileInfo there(result.path);
+    if (there.isDir() && !there.isSymLink())
+        return complain("cannot write " + path + "; a folder has that name");
+    return complain("cannot write " + path +
+                    (problem == 0 ? std::string() : std::string(": ") + std::strerror(problem)));
 }
 
 } // namespace Korvel::App

@@ -1,33 +1,31 @@
 #pragma once
 
-#include "AbstractConverter.h"
-#include "PageFanOut.h"
+#include "DocumentChain.h"
+#include "Failure.h"
 #include "PlannedDocument.h"
 #include "Run.h"
-#include "TextReport.h"
 
 #include <chrono>
 #include <exception>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include <QElapsedTimer>
 #include <QObject>
-#include <QStringList>
 #include <QTimer>
 
 namespace Korvel::App {
 
-class Failure;
 class Planner;
 
 /**
  * Makes the results of a document through a chain of its own, and puts them in their places. Used
  * on the main thread, whose event loop runs meanwhile.
  */
-class Conversion
+class Conversion : private PDF::Converter::ChainListener
 {
 public:
     /** Receives what went wrong; null when nothing did. */
@@ -52,32 +50,35 @@ private:
     Conversion(const Conversion&) = delete;
     Conversion& operator=(const Conversion&) = delete;
 
-    using Converter = PDF::Converter::AbstractConverter;
+    using PageFailure = PDF::Converter::PageFanOut::PageFailure;
+    using Task = PDF::Converter::DocumentChain::Task;
 
-    void Later(const std::function<void()>& step);
+    void Take(const std::function<void()>& step);
     void End(const std::exception_ptr& failure);
     void Begin();
     void TakeUpChanges();
     void RequireSources() const;
     bool IsAsPlanned(const Document& source) const;
     Failure FailureIn(const Document& source, const Failure& failure) const;
-    void PrepareFolders() const;
     void StartChain();
-    Converter::Task MakeTask();
-    void AddSource(Converter::Task& task) const;
+    Task MakeTask() const;
+    void AddSource(Task& task) const;
     Failure CopyFailure() const;
-    void ConnectToChain();
+    void StartAlarm();
     void TimeIsUp();
+    void Progressed(double part) override;
+    void Reported(const PDF::Converter::TextReport& report) override;
+    bool PlanAnew(PlannedResult& result) override;
+    void Refused(const PlannedResult& result, Refusal why, int problem) override;
+    void Ended() override;
     void Finish();
-    QStringList MadePaths() const;
-    Failure WhyFailed(const PDF::Converter::PageFanOut::PageFailure& page) const;
-    bool HasFailed(int page) const;
+    void RequireConverted() const;
+    void RequireLeftAway(const PlannedResult& result) const;
+    Failure WhyFailed(const PageFailure& page) const;
     void TellTextReport() const;
     QJsonArray TellFailedPages() const;
-    void CheckResult(const PlannedResult& result) const;
-    Failure NotWritten(const QString& path) const;
-    bool IsToGoElsewhere(const QString& path) const;
-    void MoveElsewhere(std::vector<PlannedResult*> refused);
+    bool IsTaken(const QString& path) const;
+    std::optional<Failure> WhyRefused(const PlannedResult& result, Refusal why, int problem) const;
 
     const Run run;
     Planner& planner;
@@ -89,14 +90,11 @@ private:
     QElapsedTimer sinceStart;
     /** The console's number for this conversion. */
     int work = 0;
-    std::shared_ptr<Converter> chain;
-    /** The final paths, empty where a result could not be moved. */
-    std::optional<QStringList> paths;
-    std::optional<Converter::ErrorType> error;
-    /** The pages that have failed while others have not, as they came. */
-    std::vector<PDF::Converter::PageFanOut::PageFailure> failures;
-    /** Where these were to go. */
-    std::vector<Result> lacking;
+    std::shared_ptr<PDF::Converter::DocumentChain> chain;
+    /** What the chain has told at its end of pages that have failed while others have not. */
+    std::vector<PageFailure> failures;
+    /** Why results are put nowhere, by their pages; nothing for those that are left away. */
+    std::map<int, std::optional<Failure>> refused;
     /** What the text of the document lacks. */
     PDF::Converter::TextReport textReport;
     QTimer alarm;

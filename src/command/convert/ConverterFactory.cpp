@@ -1,31 +1,24 @@
 #include "ConverterFactory.h"
 
+#include "ConversionFailure.h"
 #include "Descriptors.h"
 #include "Interruption.h"
 #include "KeepTemporaries.h"
 #include "LocalFileSystem.h"
-#include "PageFanOut.h"
 #include "ResultFileSystem.h"
 #include "RunOptions.h"
 #include "SessionFolder.h"
-#include "TempFileWrapper.h"
-#include "UnencryptDocWrapper.h"
 #include "UuidFileNameGenerator.h"
-#include "WorkerConverter.h"
 #include "WorkerPdfProvider.h"
-#include "WorkerProtocol.h"
+#include "WorkerPool.h"
 
 #include <algorithm>
-
-#include <QThread>
+#include <utility>
 
 namespace Korvel::App {
 
 using PDF::Converter::AbstractConverter;
-using PDF::Converter::PageFanOut;
-using PDF::Converter::TempFileWrapper;
-using PDF::Converter::UnencryptDocWrapper;
-using PDF::Converter::WorkerConverter;
+using PDF::Converter::DocumentChain;
 
 namespace {
 
@@ -65,15 +58,14 @@ std::size_t JobsOf(const RunOptions& options)
 {
     constexpr int descriptors = 32;
     constexpr int descriptorsOfJob = 16; // two processes, one of which is being started
-    const int jobs = std::max(options.jobs > 0 ? options.jobs : QThread::idealThreadCount(), 1);
+    const int jobs = PDF::Converter::ProcessesFor(options.jobs);
     NeedDescriptors(descriptors + jobs * descriptorsOfJob);
     return std::size_t(jobs);
 }
 
-PDF::WorkerSettings ToSettings(const RunOptions& options, const std::string& folder)
+PDF::WorkerSettings ToSettings(const RunOptions& options)
 {
     PDF::WorkerSettings settings;
-    settings.folder = QString::fromStdString(folder);
     if (options.timeout > 0)
         settings.deadline =
             std::chrono::milliseconds(std::chrono::milliseconds::rep(options.timeout * 1000));
@@ -92,26 +84,21 @@ ConverterFactory::ConverterFactory(const RunOptions& options, OnExists onExists,
                                    Interruption& interruption, const Passwords&, Journal& journal)
     : jobs(JobsOf(options)),
       interruption(interruption),
-      names(std::make_shared<PDF::UuidFileNameGenerator>()),
-      session(MakeSessionFolder(options)),
-      workerSettings(ToSettings(options, session->Path())),
-      fileSystem(std::make_shared<PDF::LocalFileSystem>(session)),
-      results(std::make_shared<ResultFileSystem>(fileSystem, onExists, journal)),
-      fileSystemOfPages(MakeFileSystemOfPages(options, results)),
-      provider(std::make_shared<PDF::WorkerPdfProvider>(workerSettings)),
-      copyProvider(MakeCopyProvider(options, provider)),
-      workers(std::make_shared<PDF::WorkerPool>(workerSettings, int(jobs)))
+      services(MakeSessionFolder(options), ToSettings(options), int(jobs)),
+      fileSystemOfPages(MakeFileSystemOfPages(
+          options, std::make_shared<ResultFileSystem>(services.files, onExists, journal))),
+      copyProvider(MakeCopyProvider(options, services.provider))
 {
     interruption.OnSignal([this, signals = 0]() mutable {
         // The provider is told at once, since the main thread may be waiting for its answer.
-        provider->Shutdown();
+        services.provider->Shutdown();
         QMetaObject::invokeMethod(&mainThread, [this, again = ++signals > 1] { EndWork(again); });
     });
 }
 
 void ConverterFactory::PrepareWorkers(std::size_t documents, Next nextOfWorkers)
 {
-    provider->Prepare();
+    services.provider->Prepare();
     next = nextOfWorkers;
     toOpen = documents;
 }
@@ -121,29 +108,30 @@ void ConverterFactory::Close(const PDF::DocumentHandle& document, const QString&
 {
     const bool isLast = ++closed == toOpen && next != Next::Open;
     if (!needsCopy && (isLast || next == Next::ConvertMeanwhile)) {
-        provider->TakeBack(workers->Adopt(provider->TakeWorker(document), file));
+        services.provider->TakeBack(
+            services.pool->Adopt(services.provider->TakeWorker(document), file));
         return;
     }
-    provider->CloseDocument(document).wait(); // so that the next one finds its worker free
+    services.provider->CloseDocument(document).wait(); // so that the next one finds its worker free
     if (isLast)
-        workers->Prepare();
+        services.pool->Prepare();
 }
 
 void ConverterFactory::LendWorker()
 {
-    provider->TakeBack(workers->GiveAway());
+    services.provider->TakeBack(services.pool->GiveAway());
 }
 
 void ConverterFactory::EndWork(bool atOnce)
 {
     if (atOnce && whenEndingAtOnce)
         whenEndingAtOnce();
-    const auto working = fanOuts;
-    for (const QPointer<PageFanOut>& fanOut : working) {
-        if (fanOut && atOnce)
-            fanOut->CancelConvertation();
-        else if (fanOut)
-            fanOut->StopAfterRunningPages();
+    for (const std::weak_ptr<DocumentChain>& one : chains) {
+        const std::shared_ptr<DocumentChain> chain = one.lock();
+        if (chain && atOnce)
+            chain->Cancel();
+        else if (chain)
+            chain->StopAfterRunningPages();
     }
 }
 
@@ -154,44 +142,34 @@ ConverterFactory::~ConverterFactory()
 
 const std::string& ConverterFactory::TempFolder() const
 {
-    return session->Path();
+    return services.session->Path();
 }
 
 std::string ConverterFactory::MakePrivateFolder()
 {
-    std::string path = TempFolder() + '/' + names->GenerateFileName();
-    if (!fileSystem->CreateFolder(ioPath(path)))
+    std::string path = services.FreshPath();
+    if (!services.files->CreateFolder(ioPath(path)))
         throw Failure(ExitCode::Output, "no-temporary-folder",
                       "cannot make a folder for temporary files in " + TempFolder() +
                           "; choose another with --temp-dir");
     return path;
 }
 
-QStringList ConverterFactory::MissingFilters() const
-{
-    QStringList filters{WorkerProtocol::Measure::fileAccess, WorkerProtocol::Measure::systemCalls};
-    const QStringList missing = provider->MissingMeasures();
-    const auto isThere = [&missing](const QString& filter) {
-        return !missing.contains(filter);
-    };
-    filters.erase(std::remove_if(filters.begin(), filters.end(), isThere), filters.end());
-    return filters;
-}
-
 Failure ConverterFactory::WhyNotOpened(const std::string& path) const
 {
-    const PDF::OpenFailure why = provider->WhyOpenFailed(ioPath(path));
+    const PDF::OpenFailure why = services.provider->WhyOpenFailed(ioPath(path));
     if (why == PDF::OpenFailure::Unconfined)
-        return UnconfinedFailure(provider->WhyNotStarted());
-    return why == PDF::OpenFailure::NotStarted ? NotStartedFailure(provider->WhyNotStarted())
-                                               : FailureOf(why);
+        return UnconfinedFailure(services.provider->WhyNotStarted());
+    return why == PDF::OpenFailure::NotStarted
+               ? NotStartedFailure(services.provider->WhyNotStarted())
+               : FailureOf(why);
 }
 
 Failure ConverterFactory::WhyNotConverted(AbstractConverter::ErrorType error,
                                           const std::string& what, bool isPicture,
                                           const std::string& why) const
 {
-    const QString whyNotStarted = workers->WhyNotStarted();
+    const QString whyNotStarted = services.pool->WhyNotStarted();
     if (error == AbstractConverter::Unconfined)
         return UnconfinedFailure(whyNotStarted);
     return error == AbstractConverter::Unknown && !whyNotStarted.isEmpty()
@@ -199,10 +177,14 @@ Failure ConverterFactory::WhyNotConverted(AbstractConverter::ErrorType error,
                : FailureOf(error, what, isPicture, why);
 }
 
-void ConverterFactory::SweepTarget(const std::string& folder)
+std::set<QString>
+ConverterFactory::PrepareFolders(const std::vector<PDF::Converter::PlannedResult>& results)
 {
-    if (sweptTargets.insert(folder).second)
-        PDF::LocalFileSystem::Sweep(folder);
+    try {
+        return services.PrepareFolders(results);
+    } catch (const PDF::Converter::ConversionFailure& failure) {
+        throw Failure(ExitCode::Output, "cannot-write", failure.what());
+    }
 }
 
 void ConverterFactory::CheckForSignal() const
@@ -210,16 +192,18 @@ void ConverterFactory::CheckForSignal() const
     interruption.Check();
 }
 
-std::shared_ptr<AbstractConverter> ConverterFactory::MakeChain(std::size_t pages)
+std::shared_ptr<DocumentChain>
+ConverterFactory::MakeChain(std::vector<PDF::Converter::PlannedResult>& results,
+                            PDF::Converter::ChainListener& listener)
 {
-    const auto makeChain = [this] {
-        return std::make_shared<TempFileWrapper>(names, std::make_shared<WorkerConverter>(workers),
-                                                 fileSystemOfPages);
+    auto chain = std::make_shared<DocumentChain>(services, fileSystemOfPages, copyProvider, results,
+                                                 listener);
+    const auto isGone = [](const std::weak_ptr<DocumentChain>& one) {
+        return one.expired();
     };
-    const auto fanOut = std::make_shared<PageFanOut>(makeChain, int(std::min(pages, jobs)));
-    fanOuts.erase(std::remove(fanOuts.begin(), fanOuts.end(), nullptr), fanOuts.end());
-    fanOuts.emplace_back(fanOut.get());
-    return std::make_shared<UnencryptDocWrapper>(names, fanOut, copyProvider, fileSystem);
+    chains.erase(std::remove_if(chains.begin(), chains.end(), isGone), chains.end());
+    chains.push_back(chain);
+    return chain;
 }
 
 } // namespace Korvel::App

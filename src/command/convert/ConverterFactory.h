@@ -1,10 +1,10 @@
 #pragma once
 
-#include "AbstractConverter.h"
+#include "ConversionServices.h"
+#include "DocumentChain.h"
 #include "FailureMessages.h"
 #include "IPDFProvider.h"
 #include "OnExists.h"
-#include "WorkerProcess.h"
 
 #include <chrono>
 #include <functional>
@@ -14,20 +14,13 @@
 #include <vector>
 
 #include <QObject>
-#include <QPointer>
 #include <QStringList>
 
 namespace Korvel {
 namespace PDF {
 class IFileSystem;
 class LocalFileSystem;
-class SessionFolder;
-class UuidFileNameGenerator;
 class WorkerPdfProvider;
-class WorkerPool;
-namespace Converter {
-class PageFanOut;
-} // namespace Converter
 } // namespace PDF
 
 namespace App {
@@ -35,7 +28,6 @@ namespace App {
 class Interruption;
 class Journal;
 class Passwords;
-class ResultFileSystem;
 struct RunOptions;
 
 /**
@@ -96,17 +88,19 @@ public:
      */
     std::string MakePrivateFolder();
 
-    /** Removes what killed runs have left in a folder of results, once in a run. */
-    void SweepTarget(const std::string& folder);
+    /**
+     * Makes the folders that results go to ready to be written into.
+     *
+     * @return their paths
+     * @throws Failure  Output: one is not
+     */
+    std::set<QString> PrepareFolders(const std::vector<PDF::Converter::PlannedResult>& results);
 
-    /** What results are moved by. */
-    ResultFileSystem& Results() { return *results; }
-
-    PDF::LocalFileSystem& FileSystem() { return *fileSystem; }
-    PDF::WorkerPdfProvider& PdfProvider() { return *provider; }
+    PDF::LocalFileSystem& FileSystem() { return *services.files; }
+    PDF::WorkerPdfProvider& PdfProvider() { return *services.provider; }
 
     /** Which filters the worker did without that was asked last to open a document. */
-    QStringList MissingFilters() const;
+    QStringList MissingFilters() const { return services.MissingFilters(); }
 
     /** What to tell of a document that the provider could not open. */
     Failure WhyNotOpened(const std::string& path) const;
@@ -129,14 +123,12 @@ public:
     void AddTimeHeldUp(std::chrono::milliseconds time) { timeHeldUp += time; }
 
     /**
-     *     UnencryptDocWrapper( PageFanOut( TempFileWrapper( WorkerConverter ) x jobs ) )
-     *
      * A fresh one for every document; the workers are shared. A signal ends what the chains do when
      * the pages that are being converted are done, and a second one ends it at once.
-     *
-     * @param pages  how many there are to convert
      */
-    std::shared_ptr<PDF::Converter::AbstractConverter> MakeChain(std::size_t pages);
+    std::shared_ptr<PDF::Converter::DocumentChain>
+    MakeChain(std::vector<PDF::Converter::PlannedResult>& results,
+              PDF::Converter::ChainListener& listener);
 
 private:
     void EndWork(bool atOnce);
@@ -146,22 +138,13 @@ private:
 
     const std::size_t jobs;
     Interruption& interruption;
-    const std::shared_ptr<PDF::UuidFileNameGenerator> names;
-    const std::shared_ptr<PDF::SessionFolder> session;
-    /** With these, workers write into the session folder alone. */
-    const PDF::WorkerSettings workerSettings;
-    const std::shared_ptr<PDF::LocalFileSystem> fileSystem;
-    const std::shared_ptr<ResultFileSystem> results;
+    PDF::Converter::ConversionServices services;
     /** What the chains of pages move results by, and remove their private folders. */
     const std::shared_ptr<PDF::IFileSystem> fileSystemOfPages;
-    std::set<std::string> sweptTargets;
-    const std::shared_ptr<PDF::WorkerPdfProvider> provider;
     /** What saves the unencrypted copies. */
     const std::shared_ptr<PDF::IPDFProvider> copyProvider;
-    /** What all documents are converted by. */
-    const std::shared_ptr<PDF::WorkerPool> workers;
-    /** The fan-outs of the chains that are there. */
-    std::vector<QPointer<PDF::Converter::PageFanOut>> fanOuts;
+    /** Those that were made, and may be gone. */
+    std::vector<std::weak_ptr<PDF::Converter::DocumentChain>> chains;
     std::chrono::milliseconds timeHeldUp{0};
     Next next = Next::Open;
     std::size_t toOpen = 0;

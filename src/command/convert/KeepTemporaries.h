@@ -10,7 +10,7 @@ namespace Korvel::App {
 // Both are what --keep-temp comes to: nothing temporary is removed.
 
 /** Forwards to another file system, and removes no folder. */
-class KeepingFileSystem : public ForwardingFileSystem
+class KeepingFileSystem : public PDF::Converter::ForwardingFileSystem
 {
 public:
     explicit KeepingFileSystem(std::shared_ptr<PDF::IFileSystem> inner)

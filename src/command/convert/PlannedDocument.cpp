@@ -18,4 +18,14 @@ QStringList PlannedDocument::MergedNames() const
     return whole ? names : QStringList();
 }
 
+std::vector<Result> ResultsOf(const std::vector<PlannedResult>& planned)
+{
+    std::vector<Result> results;
+    for (const PlannedResult& result : planned) {
+        if (!result.path.isEmpty())
+            results.push_back({result.page, result.path});
+    }
+    return results;
+}
+
 } // namespace Korvel::App

@@ -2,6 +2,7 @@
 
 #include "Document.h"
 #include "PlannedResult.h"
+#include "Result.h"
 
 #include <memory>
 #include <optional>
@@ -10,6 +11,8 @@
 #include <QStringList>
 
 namespace Korvel::App {
+
+using PDF::Converter::PlannedResult;
 
 /** A document that is open to the run, or several that become one, and what is to be made of it. */
 struct PlannedDocument
@@ -31,5 +34,8 @@ struct PlannedDocument
     /** The inputs' names where several become one; empty elsewhere. */
     QStringList MergedNames() const;
 };
+
+/** The results that are not left away. */
+std::vector<Result> ResultsOf(const std::vector<PlannedResult>& planned);
 
 } // namespace Korvel::App

@@ -5,7 +5,6 @@
 #include "LocalFileSystem.h"
 #include "Options.h"
 #include "PageRanges.h"
-#include "ResultFileSystem.h"
 
 #include <algorithm>
 #include <climits>
@@ -211,9 +210,7 @@ QString Planner::FindPlace(const QString& wanted)
  */
 QString Planner::FindFree(const QString& wanted)
 {
-    if (run.journal.IsDamaged())
-        return planned.FindFree(wanted, run.factory.Results());
-    return planned.FindFree(wanted, run.factory.FileSystem());
+    return planned.FindFree(wanted, run.journal.IsDamaged() ? nullptr : &run.factory.FileSystem());
 }
 
 /** What is read may be replaced by its own result, and by no other. */

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "Document.h"
 #include "InputFiles.h"
 #include "Journal.h"
 #include "OutputTemplate.h"
+#include "PlannedDocument.h"
 #include "PlannedPaths.h"
-#include "PlannedResult.h"
 #include "Run.h"
 #include "WorkerProtocol.h"
 

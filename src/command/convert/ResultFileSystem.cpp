@@ -3,7 +3,6 @@
 #include "Journal.h"
 
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 namespace Korvel::App {
@@ -14,34 +13,19 @@ ResultFileSystem::ResultFileSystem(std::shared_ptr<PDF::LocalFileSystem> files, 
 {
 }
 
-bool ResultFileSystem::Exists(const ioPath&)
-{
-    return false;
-}
-
 bool ResultFileSystem::Move(const ioPath& from, const ioPath& to)
 {
     const QString target = QString::fromStdString(to.utf8string());
-    if (!journal.Placing(QString::fromStdString(from.utf8string()), target))
+    if (!journal.Placing(QString::fromStdString(from.utf8string()), target)) {
+        errno = 0;
         return false;
+    }
     if (PutInPlace(from, to))
         return true;
-    const std::string why = std::strerror(errno);
+    const int problem = errno;
     journal.Refused(target);
-    refused[to.utf8string()] = {from, why};
+    errno = problem;
     return false;
-}
-
-bool ResultFileSystem::MoveElsewhere(const ioPath& planned, const ioPath& to)
-{
-    const auto result = refused.extract(planned.utf8string());
-    return result && Move(result.mapped().from, to);
-}
-
-std::string ResultFileSystem::WhyRefused(const ioPath& to) const
-{
-    const auto found = refused.find(to.utf8string());
-    return found == refused.end() ? std::string() : found->second.why;
 }
 
 bool ResultFileSystem::Replaces(const ioPath& path) const

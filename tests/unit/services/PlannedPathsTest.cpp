@@ -34,11 +34,11 @@ TEST(PlannedPaths, OfEqualNamesCostNoMoreThanOthers)
     EmptyFileSystem fileSystem;
     PlannedPaths plan;
     for (int i = 0; i < 1000; ++i)
-        plan.Add(plan.FindFree("a.png", fileSystem), "a.pdf");
+        plan.Add(plan.FindFree("a.png", &fileSystem), "a.pdf");
     EXPECT_EQ(plan.InputOf("a(1000).png"), "a.pdf");
     EXPECT_EQ(plan.Count(), 1000U);
     plan.Remove("a(7).png");
-    EXPECT_EQ(plan.FindFree("a.png", fileSystem), "a(7).png");
+    EXPECT_EQ(plan.FindFree("a.png", &fileSystem), "a(7).png");
     EXPECT_LT(fileSystem.questions, 2000);
 }
 
@@ -61,16 +61,16 @@ protected:
 
 TEST_F(PlannedPathsTest, IsTheWantedOneWhenNothingIsThere)
 {
-    EXPECT_EQ(plan.FindFree(Path("a.png"), fileSystem), Path("a.png"));
+    EXPECT_EQ(plan.FindFree(Path("a.png"), &fileSystem), Path("a.png"));
 }
 
 TEST_F(PlannedPathsTest, IsTheFirstFreeNumberFromTwo)
 {
     Make("a.png");
-    EXPECT_EQ(plan.FindFree(Path("a.png"), fileSystem), Path("a(2).png"));
+    EXPECT_EQ(plan.FindFree(Path("a.png"), &fileSystem), Path("a(2).png"));
     Make("a(2).png");
     Make("a(4).png");
-    EXPECT_EQ(plan.FindFree(Path("a.png"), fileSystem), Path("a(3).png"));
+    EXPECT_EQ(plan.FindFree(Path("a.png"), &fileSystem), Path("a(3).png"));
 }
 
 TEST_F(PlannedPathsTest, KeepsOutOfThePlan)
@@ -78,28 +78,28 @@ TEST_F(PlannedPathsTest, KeepsOutOfThePlan)
     Make("a.png");
     plan.Add(Path("a(2).png"), "a.pdf");
     plan.Add(Path("b.png"), "b.pdf");
-    EXPECT_EQ(plan.FindFree(Path("a.png"), fileSystem), Path("a(3).png"));
-    EXPECT_EQ(plan.FindFree(Path("b.png"), fileSystem), Path("b(2).png"));
+    EXPECT_EQ(plan.FindFree(Path("a.png"), &fileSystem), Path("a(3).png"));
+    EXPECT_EQ(plan.FindFree(Path("b.png"), &fileSystem), Path("b(2).png"));
 }
 
 TEST_F(PlannedPathsTest, TakesEveryCharacterOfTheNameLiterally)
 {
     for (const QString base : {"out(3)", "[draft]", "a+b", "C++", "What?", "a|b", "a(b", "x.*"}) {
         Make(base + ".png");
-        EXPECT_EQ(plan.FindFree(Path(base + ".png"), fileSystem), Path(base + "(2).png"));
+        EXPECT_EQ(plan.FindFree(Path(base + ".png"), &fileSystem), Path(base + "(2).png"));
     }
 }
 
 TEST_F(PlannedPathsTest, PutsTheNumberAtTheEndOfANameWithoutASuffix)
 {
     Make("page");
-    EXPECT_EQ(plan.FindFree(Path("page"), fileSystem), Path("page(2)"));
+    EXPECT_EQ(plan.FindFree(Path("page"), &fileSystem), Path("page(2)"));
 }
 
 TEST_F(PlannedPathsTest, CountsADanglingLinkAsTaken)
 {
     ASSERT_TRUE(QFile::link(Path("nowhere"), Path("a.png")));
-    EXPECT_EQ(plan.FindFree(Path("a.png"), fileSystem), Path("a(2).png"));
+    EXPECT_EQ(plan.FindFree(Path("a.png"), &fileSystem), Path("a(2).png"));
 }
 
 } // namespace

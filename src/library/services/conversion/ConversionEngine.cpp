@@ -3,6 +3,7 @@
 #include "ConversionFailure.h"
 #include "ConversionServices.h"
 #include "OptionError.h"
+#include "SessionFolder.h"
 #include "ToText.h"
 #include "WorkerPdfProvider.h"
 
@@ -17,6 +18,20 @@ namespace {
 QString CancelledText(const ConversionRequest& request)
 {
     return request.document + QLatin1Char(' ') + ToText(AbstractConverter::Cancelled);
+}
+
+std::shared_ptr<const SessionFolder> MakeSession(const PdfConverter::Settings& settings)
+{
+    const std::string parent = settings.tempFolder.isEmpty() ? SessionFolder::DefaultParent()
+                                                             : settings.tempFolder.toStdString();
+    std::string error;
+    std::shared_ptr<const SessionFolder> session = SessionFolder::Create(parent, error);
+    if (!session)
+        throw ConversionFailure(
+            AbstractConverter::CannotWrite,
+            QStringLiteral("there is no folder for temporary files in %1: %2")
+                .arg(QString::fromStdString(parent), QString::fromStdString(error)));
+    return session;
 }
 
 void Clear(std::string& password)
@@ -93,7 +108,7 @@ void ConversionEngine::GivePassword(quint64 number, std::optional<std::string> p
 /** Begins conversions that wait, as long as there is room. */
 void ConversionEngine::Serve()
 {
-    while (working < ProcessesOf(settings)) {
+    while (working < ProcessesFor(settings.processes)) {
         // Why a document was not opened is told by its path, so that is opened once at a time.
         const auto next = std::find_if(waiting.begin(), waiting.end(), [this](quint64 number) {
             return !IsBeingOpened(entries.at(number).job->Request().document);
@@ -119,7 +134,8 @@ void ConversionEngine::Begin(Entry& entry, quint64 number)
     ++working;
     try {
         if (!services)
-            services = std::make_shared<ConversionServices>(settings);
+            services = std::make_shared<ConversionServices>(MakeSession(settings), settings.worker,
+                                                            ProcessesFor(settings.processes));
         Open(entry, number);
     } catch (const ConversionFailure& failure) {
         Fail(number, failure.error,

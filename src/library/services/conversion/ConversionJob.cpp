@@ -3,16 +3,11 @@
 #include "ConversionFailure.h"
 #include "ConversionServices.h"
 #include "LocalFileSystem.h"
-#include "PlacedResults.h"
 #include "PreparedCopy.h"
-#include "TempFileWrapper.h"
 #include "ToText.h"
-#include "UnencryptDocWrapper.h"
-#include "UuidFileNameGenerator.h"
-#include "WorkerConverter.h"
 #include "WorkerPool.h"
 
-#include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include <QStringList>
@@ -51,105 +46,63 @@ void ConversionJob::Convert(PreparedDocument document, std::shared_ptr<Conversio
     listener->Opened(prepared.info);
     for (const ConversionResult::Note& note : prepared.warnings)
         Warn(note.warning, note.text);
-    if (prepared.plan.Results().empty()) {
-        QMetaObject::invokeMethod(
-            &context, [this] { Finish(); }, Qt::QueuedConnection);
-        return;
-    }
-    chain = MakeChain();
-    ConnectToChain();
-    if (!chain->ConvertFile(MakeTask()))
+    const auto copies = std::make_shared<PreparedCopy>(prepared.copy, services->files);
+    ChainListener& self = *this;
+    chain = std::make_unique<DocumentChain>(*services, services->files, copies,
+                                            prepared.plan.Results(), self);
+    if (!chain->Start(MakeTask()))
         throw ConversionFailure(AbstractConverter::CannotWrite,
                                 request.document + QStringLiteral(" could not be copied into the "
                                                                   "folder for temporary files"));
 }
 
-std::shared_ptr<AbstractConverter> ConversionJob::MakeChain()
+DocumentChain::Task ConversionJob::MakeTask() const
 {
-    placed = std::make_shared<PlacedResults>(
-        services->files, prepared.plan,
-        [this](const ResultPlan::Result& made) { listener->PageFinished(ToPage(made)); });
-    const auto makeChain = [shared = services, files = placed] {
-        return std::make_shared<TempFileWrapper>(
-            shared->names, std::make_shared<WorkerConverter>(shared->pool), files);
-    };
-    const auto pages = int(prepared.plan.Results().size());
-    fanOut = std::make_shared<PageFanOut>(makeChain, std::min(pages, services->pool->Processes()));
-    const auto provider = std::make_shared<PreparedCopy>(prepared.copy, services->files);
-    return std::make_shared<UnencryptDocWrapper>(services->names, fanOut, provider,
-                                                 services->files);
-}
-
-/** The chain is in the middle of its work when it tells its end, and destroyed by what follows. */
-void ConversionJob::ConnectToChain()
-{
-    const auto finishLater = [this] {
-        QMetaObject::invokeMethod(
-            &context, [this] { Finish(); }, Qt::QueuedConnection);
-    };
-    AbstractConverter* const sender = chain.get();
-    QObject::connect(sender, &AbstractConverter::ConvertationProgress, &context,
-                     [this](const QString&, double part) { Progressed(part); });
-    QObject::connect(sender, &AbstractConverter::Failed, &context,
-                     [this, finishLater](const QString&, AbstractConverter::ErrorType error) {
-                         chainError = error;
-                         finishLater();
-                     });
-    QObject::connect(sender, qOverload<const QString&, QStringList>(&AbstractConverter::Finished),
-                     &context, finishLater);
-}
-
-AbstractConverter::Task ConversionJob::MakeTask()
-{
-    Task task;
+    DocumentChain::Task task;
     task.type = prepared.plan.Format();
     task.source = request.document;
-    task.destination = prepared.plan.Results().front().path;
     if (prepared.copy)
         task.options["need_export"] = true;
     request.pictures.PutInto(task);
-    AddPages(task);
-    AddTellers(task);
+    if (!prepared.plan.JoinedPages().empty())
+        task.options["pages"] = prepared.plan.JoinedPages();
     return task;
 }
 
-void ConversionJob::AddPages(Task& task) const
+void ConversionJob::PageFailed(const PageFanOut::PageFailure& failure)
 {
-    std::vector<PageFanOut::PageTask> pages;
-    for (const ResultPlan::Result& one : prepared.plan.Results())
-        pages.push_back({one.page, one.path});
-    task.options["page_tasks"] = pages;
-    if (!prepared.plan.JoinedPages().empty())
-        task.options["pages"] = prepared.plan.JoinedPages();
-}
-
-void ConversionJob::AddTellers(Task& task)
-{
-    task.options["page_failed"] =
-        PageFanOut::OnPageFailure([this](const PageFanOut::PageFailure& failure) {
-            PageFailed(failure.page, failure.error, failure.why);
-        });
-    task.options["missing_page"] = WorkerConverter::OnPageFailed(
-        [this](int page, AbstractConverter::ErrorType error, const QString& told) {
-            PageFailed(page, error, told);
-        });
-    task.options["text_report"] =
-        OnTextReport([this](const TextReport& report) { Reported(report); });
-    task.options["why_failed"] =
-        std::function<void(const QString&)>([this](const QString& told) { why = told; });
-}
-
-void ConversionJob::PageFailed(int page, AbstractConverter::ErrorType error, const QString& told)
-{
-    QString text = About(page) + QLatin1Char(' ') + ToText(error);
-    if (!told.isEmpty())
-        text += QStringLiteral(": ") + told;
-    result.failures.push_back({page, error, text});
+    QString text = About(failure.page) + QLatin1Char(' ') + ToText(failure.error);
+    if (!failure.why.isEmpty())
+        text += QStringLiteral(": ") + failure.why;
+    result.failures.push_back({failure.page, failure.error, text});
     listener->PageFailed(result.failures.back());
-    if (!request.endsAtBadPage)
-        return;
-    placed->RefuseWhole();
-    fanOut->StopAfterRunningPages();
+    if (request.endsAtBadPage)
+        chain->StopAtBadPage();
+}
+
+bool ConversionJob::PlanAnew(PlannedResult& planned)
+{
+    prepared.plan.PlanAnew(planned, *services->files);
+    return true;
+}
+
+void ConversionJob::Placed(const PlannedResult& made)
+{
+    listener->PageFinished(ToPage(made));
+}
+
+void ConversionJob::Refused(const PlannedResult& planned, Refusal refusal, int problem)
+{
+    const QString told = QString::fromLocal8Bit(std::strerror(problem));
+    if (refusal == Refusal::Unreadable)
+        whyRefused = QStringLiteral("cannot read what was made: ") + told;
+    else if (refusal == Refusal::Empty)
+        whyRefused = QStringLiteral("%1 is missing or empty").arg(planned.path);
+    else if (refusal == Refusal::CannotWrite)
+        whyRefused = QStringLiteral("cannot write %1: %2").arg(planned.path, told);
+    else
+        whyRefused = QStringLiteral("cannot write %1; other programs keep taking the name")
+                         .arg(planned.wanted);
 }
 
 void ConversionJob::Progressed(double part)
@@ -179,15 +132,15 @@ void ConversionJob::Reported(const TextReport& report)
 bool ConversionJob::CancelChain()
 {
     isCancelled = true;
-    return chain && chain->CancelConvertation();
+    return chain && chain->Cancel();
 }
 
-void ConversionJob::Finish()
+void ConversionJob::Ended()
 {
     try {
         RequireSource();
-        if (chainError)
-            ChainFailed(*chainError);
+        if (chain->Error())
+            ChainFailed(*chain->Error());
         else
             RequireResults();
         if (!result.error && progress < 1)
@@ -218,8 +171,7 @@ void ConversionJob::ChainFailed(AbstractConverter::ErrorType error)
         return;
     }
     QString text = request.document + QLatin1Char(' ') + ToText(error);
-    if (error == AbstractConverter::Cancelled)
-        why.clear();
+    const QString why = error == AbstractConverter::Cancelled ? QString() : chain->Why();
     const bool isNotStarted =
         error == AbstractConverter::Unconfined || error == AbstractConverter::Unknown;
     const QString whyNotStarted = isNotStarted ? services->pool->WhyNotStarted() : QString();
@@ -231,15 +183,11 @@ void ConversionJob::ChainFailed(AbstractConverter::ErrorType error)
 /** Throws where a result was made, and could not be put in its place. */
 void ConversionJob::RequireResults() const
 {
-    for (const ResultPlan::Result& one : prepared.plan.Results()) {
-        const auto isOfIt = [&one](const auto& failure) {
-            return failure.page == one.page;
-        };
-        const bool hasFailed = std::any_of(result.failures.begin(), result.failures.end(), isOfIt);
-        if (!one.isPlaced && !hasFailed)
+    for (const PlannedResult& one : prepared.plan.Results()) {
+        if (!one.isPlaced && !chain->HasFailed(one.page))
             throw ConversionFailure(AbstractConverter::CannotWrite,
                                     request.document + QStringLiteral(" is not whole: ") +
-                                        placed->WhyRefused());
+                                        whyRefused);
     }
 }
 
@@ -251,17 +199,16 @@ void ConversionJob::Fail(AbstractConverter::ErrorType error, const QString& text
 
 ConversionResult ConversionJob::TakeResult()
 {
-    for (const ResultPlan::Result& one : prepared.plan.Results()) {
+    for (const PlannedResult& one : prepared.plan.Results()) {
         if (one.isPlaced)
             result.pages.push_back(ToPage(one));
     }
     return std::move(result);
 }
 
-ConversionResult::Page ConversionJob::ToPage(const ResultPlan::Result& made) const
+ConversionResult::Page ConversionJob::ToPage(const PlannedResult& made)
 {
-    const bool isInMemory = prepared.plan.IsInMemory();
-    return {made.page, isInMemory ? QString() : made.path, made.bytes};
+    return {made.page, made.isInMemory ? QString() : made.path, made.bytes};
 }
 
 QString ConversionJob::About(int page) const

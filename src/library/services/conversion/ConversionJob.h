@@ -2,31 +2,26 @@
 
 #include "ConversionListener.h"
 #include "ConversionRequest.h"
-#include "PageFanOut.h"
+#include "DocumentChain.h"
 #include "PreparedDocument.h"
-#include "TextReport.h"
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
-
-#include <QObject>
 
 namespace Korvel::PDF::Converter {
 
 class ConversionServices;
-class PlacedResults;
 
 /**
  * Converts a document that was prepared, and gathers what becomes of it. Used on the engine's
  * thread.
  */
-class ConversionJob
+class ConversionJob : private ChainListener
 {
 public:
     ConversionJob(ConversionRequest request, std::shared_ptr<ConversionListener> listener);
-    ~ConversionJob();
+    ~ConversionJob() override;
 
     const ConversionRequest& Request() const { return request; }
     const std::shared_ptr<ConversionListener>& Listener() const { return listener; }
@@ -51,22 +46,19 @@ private:
     ConversionJob(const ConversionJob&) = delete;
     ConversionJob& operator=(const ConversionJob&) = delete;
 
-    using Task = AbstractConverter::Task;
-
-    std::shared_ptr<AbstractConverter> MakeChain();
-    void ConnectToChain();
-    Task MakeTask();
-    void AddTellers(Task& task);
-    void AddPages(Task& task) const;
-    void Progressed(double part);
-    void PageFailed(int page, AbstractConverter::ErrorType error, const QString& why);
+    DocumentChain::Task MakeTask() const;
+    void Progressed(double part) override;
+    void PageFailed(const PageFanOut::PageFailure& failure) override;
+    void Reported(const TextReport& report) override;
+    bool PlanAnew(PlannedResult& planned) override;
+    void Placed(const PlannedResult& made) override;
+    void Refused(const PlannedResult& planned, Refusal refusal, int problem) override;
+    void Ended() override;
     void Warn(ConversionResult::Warning warning, const QString& text);
-    void Reported(const TextReport& report);
     void ChainFailed(AbstractConverter::ErrorType error);
-    void Finish();
     void RequireSource() const;
     void RequireResults() const;
-    ConversionResult::Page ToPage(const ResultPlan::Result& made) const;
+    static ConversionResult::Page ToPage(const PlannedResult& made);
     QString About(int page) const;
 
     const ConversionRequest request;
@@ -75,16 +67,11 @@ private:
     std::function<void()> done;
     std::shared_ptr<ConversionServices> services;
     PreparedDocument prepared;
-    std::shared_ptr<PlacedResults> placed;
-    std::shared_ptr<PageFanOut> fanOut;
-    std::shared_ptr<AbstractConverter> chain;
-    /** What the chain says of why the document has failed. */
-    QString why;
-    std::optional<AbstractConverter::ErrorType> chainError;
+    std::unique_ptr<DocumentChain> chain;
+    /** Why a result could not be put in its place; empty when each could. */
+    QString whyRefused;
     bool isCancelled = false;
     double progress = 0;
-    /** Receives the chain's signals; goes first. */
-    QObject context;
 };
 
 } // namespace Korvel::PDF::Converter

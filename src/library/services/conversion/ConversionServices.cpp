@@ -6,28 +6,22 @@
 #include "UuidFileNameGenerator.h"
 #include "WorkerPdfProvider.h"
 #include "WorkerPool.h"
+#include "WorkerProtocol.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <utility>
 
+#include <QFileInfo>
 #include <QThread>
+
+#include <unistd.h>
 
 namespace Korvel::PDF::Converter {
 
 namespace {
-
-std::shared_ptr<const SessionFolder> MakeSession(const PdfConverter::Settings& settings)
-{
-    const std::string parent = settings.tempFolder.isEmpty() ? SessionFolder::DefaultParent()
-                                                             : settings.tempFolder.toStdString();
-    std::string error;
-    std::shared_ptr<const SessionFolder> session = SessionFolder::Create(parent, error);
-    if (!session)
-        throw ConversionFailure(
-            AbstractConverter::CannotWrite,
-            QStringLiteral("there is no folder for temporary files in %1: %2")
-                .arg(QString::fromStdString(parent), QString::fromStdString(error)));
-    return session;
-}
 
 WorkerSettings Confined(WorkerSettings worker, const SessionFolder& session)
 {
@@ -37,12 +31,13 @@ WorkerSettings Confined(WorkerSettings worker, const SessionFolder& session)
 
 } // namespace
 
-ConversionServices::ConversionServices(const PdfConverter::Settings& settings)
-    : session(MakeSession(settings)),
+ConversionServices::ConversionServices(std::shared_ptr<const SessionFolder> folder,
+                                       WorkerSettings worker, int processes)
+    : session(std::move(folder)),
       files(std::make_shared<LocalFileSystem>(session)),
       names(std::make_shared<UuidFileNameGenerator>()),
-      provider(std::make_shared<WorkerPdfProvider>(Confined(settings.worker, *session))),
-      pool(std::make_shared<WorkerPool>(Confined(settings.worker, *session), ProcessesOf(settings)))
+      provider(std::make_shared<WorkerPdfProvider>(Confined(worker, *session))),
+      pool(std::make_shared<WorkerPool>(Confined(std::move(worker), *session), processes))
 {
 }
 
@@ -53,8 +48,29 @@ std::string ConversionServices::FreshPath() const
     return session->Path() + '/' + names->GenerateFileName();
 }
 
-void ConversionServices::SweepTarget(const std::string& folder)
+std::set<QString> ConversionServices::PrepareFolders(const std::vector<PlannedResult>& results)
 {
+    std::set<QString> folders;
+    for (const PlannedResult& result : results) {
+        const auto folder = folders.insert(QFileInfo(result.path).path());
+        if (folder.second)
+            PrepareFolder(folder.first->toStdString());
+    }
+    return folders;
+}
+
+void ConversionServices::PrepareFolder(const std::string& folder)
+{
+    const auto complain = [&folder](const std::string& what, const std::string& why) {
+        throw ConversionFailure(AbstractConverter::CannotWrite,
+                                QString::fromStdString(what + folder + ": " + why));
+    };
+    std::error_code problem;
+    std::filesystem::create_directories(folder, problem);
+    if (problem)
+        complain("cannot make the folder ", problem.message());
+    if (::access(folder.c_str(), W_OK | X_OK) != 0)
+        complain("cannot write into the folder ", std::strerror(errno));
     {
         const std::lock_guard lock(mutex);
         if (!swept.insert(folder).second)
@@ -63,9 +79,20 @@ void ConversionServices::SweepTarget(const std::string& folder)
     LocalFileSystem::Sweep(folder);
 }
 
-int ProcessesOf(const PdfConverter::Settings& settings)
+QStringList ConversionServices::MissingFilters() const
 {
-    return std::max(settings.processes > 0 ? settings.processes : QThread::idealThreadCount(), 1);
+    QStringList filters{WorkerProtocol::Measure::fileAccess, WorkerProtocol::Measure::systemCalls};
+    const QStringList missing = provider->MissingMeasures();
+    const auto isThere = [&missing](const QString& filter) {
+        return !missing.contains(filter);
+    };
+    filters.erase(std::remove_if(filters.begin(), filters.end(), isThere), filters.end());
+    return filters;
+}
+
+int ProcessesFor(int wanted)
+{
+    return std::max(wanted > 0 ? wanted : QThread::idealThreadCount(), 1);
 }
 
 } // namespace Korvel::PDF::Converter

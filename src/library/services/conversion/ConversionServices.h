@@ -1,11 +1,15 @@
 #pragma once
 
-#include "PdfConverter.h"
+#include "PlannedResult.h"
+#include "WorkerSettings.h"
 
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
+#include <vector>
+
+#include <QStringList>
 
 namespace Korvel::PDF {
 class LocalFileSystem;
@@ -18,21 +22,31 @@ class WorkerPool;
 namespace Korvel::PDF::Converter {
 
 /**
- * What the conversions of a converter share. Made, used and destroyed on the engine's thread; all
- * but the pool is used by others, too.
+ * What conversions share: a folder for what is temporary, and the worker processes, which can write
+ * into it alone. Made, used and destroyed on one thread; all but the pool is used by others, too.
  */
 class ConversionServices
 {
 public:
-    /** @throws ConversionFailure  there is no folder for temporary files */
-    explicit ConversionServices(const PdfConverter::Settings& settings);
+    /** @param processes  how many convert at once */
+    ConversionServices(std::shared_ptr<const SessionFolder> session, WorkerSettings worker,
+                       int processes);
     ~ConversionServices();
 
-    /** A path in the private folder at which nothing is. */
+    /** A path in the session folder at which nothing is. */
     std::string FreshPath() const;
 
-    /** Removes what killed processes have left in a folder of results, once. */
-    void SweepTarget(const std::string& folder);
+    /**
+     * Makes the folders that results go to, where they are missing, and removes what killed
+     * processes have left in them, once.
+     *
+     * @return their paths
+     * @throws ConversionFailure  nothing can be written into one
+     */
+    std::set<QString> PrepareFolders(const std::vector<PlannedResult>& results);
+
+    /** Which filters the worker did without that was asked last to open a document. */
+    QStringList MissingFilters() const;
 
     const std::shared_ptr<const SessionFolder> session;
     const std::shared_ptr<LocalFileSystem> files;
@@ -44,11 +58,14 @@ private:
     ConversionServices(const ConversionServices&) = delete;
     ConversionServices& operator=(const ConversionServices&) = delete;
 
+    void PrepareFolder(const std::string& folder);
+
     std::mutex mutex;
     std::set<std::string> swept;
 };
 
-/** How many processes such settings ask for. */
-int ProcessesOf(const PdfConverter::Settings& settings);
+/** How many processes convert at once where so many are wanted; below one, as many as there are
+ * processors. */
+int ProcessesFor(int wanted);
 
 } // namespace Korvel::PDF::Converter

@@ -1,10 +1,7 @@
 #include "PlacedResults.h"
 
-#include "LocalFileSystem.h"
-
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 #include <QFile>
@@ -19,20 +16,10 @@ constexpr int mostMoves = 1000;
 
 } // namespace
 
-PlacedResults::PlacedResults(std::shared_ptr<LocalFileSystem> files, ResultPlan& plan,
-                             OnPlaced placed)
-    : files(std::move(files)), plan(plan), placed(std::move(placed))
+PlacedResults::PlacedResults(std::shared_ptr<IFileSystem> files,
+                             std::vector<PlannedResult>& results, ChainListener& listener)
+    : ForwardingFileSystem(std::move(files)), results(results), listener(listener)
 {
-}
-
-ioPath PlacedResults::GetTempFolder()
-{
-    return files->GetTempFolder();
-}
-
-bool PlacedResults::RemoveFolder(const ioPath& folder)
-{
-    return files->RemoveFolder(folder);
 }
 
 bool PlacedResults::Exists(const ioPath&)
@@ -40,66 +27,55 @@ bool PlacedResults::Exists(const ioPath&)
     return false;
 }
 
-bool PlacedResults::CreateFolder(const ioPath& folder)
-{
-    return files->CreateFolder(folder);
-}
-
 bool PlacedResults::Move(const ioPath& from, const ioPath& to)
 {
     const QString wanted = QString::fromStdString(to.utf8string());
-    auto& results = plan.Results();
     const auto result = std::find_if(results.begin(), results.end(), [&wanted](const auto& one) {
         return !one.isPlaced && one.path == wanted;
     });
     if (result == results.end() || (result->page == 0 && !takesWhole))
         return false;
-    if (plan.IsInMemory() ? !Read(from, *result) : !Place(from, *result))
+    if (const auto refusal = result->isInMemory ? Read(from, *result) : Place(from, *result)) {
+        listener.Refused(*result, *refusal, errno);
         return false;
+    }
     result->isPlaced = true;
-    placed(*result);
+    listener.Placed(*result);
     return true;
 }
 
-bool PlacedResults::Read(const ioPath& from, ResultPlan::Result& result)
+std::optional<PlacedResults::Refusal> PlacedResults::Read(const ioPath& from, PlannedResult& result)
 {
     QFile file(QString::fromStdString(from.utf8string()));
     if (file.open(QFile::ReadOnly))
         result.bytes = file.readAll();
+    const int problem = errno;
     file.remove();
-    if (result.bytes.isEmpty())
-        whyRefused = QStringLiteral("cannot read what was made: ") + file.errorString();
-    return !result.bytes.isEmpty();
+    errno = problem;
+    return result.bytes.isEmpty() ? std::optional(Refusal::Unreadable) : std::nullopt;
 }
 
-bool PlacedResults::Place(const ioPath& from, ResultPlan::Result& result)
-{
-    if (!MoveTo(from, result))
-        return false;
-    // Some file systems take a file and then have no space for what is in it.
-    if (QFileInfo(result.path).size() > 0)
-        return true;
-    whyRefused = QStringLiteral("%1 is missing or empty").arg(result.path);
-    return false;
-}
-
-bool PlacedResults::MoveTo(const ioPath& from, ResultPlan::Result& result)
+std::optional<PlacedResults::Refusal> PlacedResults::Place(const ioPath& from,
+                                                           PlannedResult& result)
 {
     for (int move = 0; move < mostMoves; ++move) {
         const ioPath to(result.path.toStdString());
-        if (files->Move(from, to))
-            return true;
-        const int problem = errno;
-        if (problem != EEXIST && !files->Exists(to)) {
-            whyRefused = QStringLiteral("cannot write %1: %2")
-                             .arg(result.path, QString::fromLocal8Bit(std::strerror(problem)));
-            return false;
+        if (inner->Move(from, to)) {
+            // Some file systems take a file and then have no space for what is in it.
+            const bool isEmpty = QFileInfo(result.path).size() == 0;
+            return isEmpty ? std::optional(Refusal::Empty) : std::nullopt;
         }
-        plan.PlanAnew(result, *files);
+        const int problem = errno;
+        const bool isTaken = problem == EEXIST || inner->Exists(to);
+        errno = problem;
+        if (!isTaken)
+            return Refusal::CannotWrite;
+        if (!listener.PlanAnew(result)) {
+            errno = problem;
+            return Refusal::Taken;
+        }
     }
-    whyRefused =
-        QStringLiteral("cannot write %1; other programs keep taking the name").arg(result.wanted);
-    return false;
+    return Refusal::KeepsBeingTaken;
 }
 
 } // namespace Korvel::PDF::Converter

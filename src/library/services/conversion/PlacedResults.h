@@ -1,57 +1,46 @@
 #pragma once
 
-#include "IFileSystem.h"
-#include "ResultPlan.h"
+#include "ChainListener.h"
+#include "ForwardingFileSystem.h"
 
-#include <functional>
 #include <memory>
-
-namespace Korvel::PDF {
-class LocalFileSystem;
-}
+#include <optional>
+#include <vector>
 
 namespace Korvel::PDF::Converter {
 
 /**
- * Hands results over as bytes, or puts every result where the plan wants it, and where another
- * program has taken that place meanwhile, where the plan wants it then. Used on the engine's
- * thread.
+ * Reads results, or puts each where it is planned, and where another program has taken that place
+ * meanwhile, where it is planned then. Used on the chain's thread.
  *
  * It says that nothing exists, so that TempFileWrapper, which asks before it moves, takes no
- * numbered name of its own.
+ * numbered name of its own: a name is no regular expression, by which it would look for one.
  */
-class PlacedResults : public IFileSystem
+class PlacedResults : public ForwardingFileSystem
 {
 public:
-    using OnPlaced = std::function<void(const ResultPlan::Result& result)>;
-
     /**
-     * @param plan    lives longer than this
-     * @param placed  called for each result that is in its place
+     * @param files     moves results, and tells what is there
+     * @param results   live longer than this
+     * @param listener  plans anew, and is told what has become of each
      */
-    PlacedResults(std::shared_ptr<LocalFileSystem> files, ResultPlan& plan, OnPlaced placed);
+    PlacedResults(std::shared_ptr<IFileSystem> files, std::vector<PlannedResult>& results,
+                  ChainListener& listener);
 
-    ioPath GetTempFolder() override;
-    bool RemoveFolder(const ioPath& folder) override;
     bool Exists(const ioPath& path) override;
     bool Move(const ioPath& from, const ioPath& to) override;
-    bool CreateFolder(const ioPath& folder) override;
 
     /** From now on a result of several pages is put nowhere, as one of them is missing. */
     void RefuseWhole() { takesWhole = false; }
 
-    /** Why a result could not be put in its place; empty when each could. */
-    const QString& WhyRefused() const { return whyRefused; }
-
 private:
-    bool Read(const ioPath& from, ResultPlan::Result& result);
-    bool MoveTo(const ioPath& from, ResultPlan::Result& result);
-    bool Place(const ioPath& from, ResultPlan::Result& result);
+    using Refusal = ChainListener::Refusal;
 
-    const std::shared_ptr<LocalFileSystem> files;
-    ResultPlan& plan;
-    const OnPlaced placed;
-    QString whyRefused;
+    static std::optional<Refusal> Read(const ioPath& from, PlannedResult& result);
+    std::optional<Refusal> Place(const ioPath& from, PlannedResult& result);
+
+    std::vector<PlannedResult>& results;
+    ChainListener& listener;
     bool takesWhole = true;
 };
 

@@ -19,10 +19,11 @@ QString PlannedPaths::InputOf(const QString& path) const
     return found == inputs.end() ? QString() : found->second;
 }
 
-QString PlannedPaths::FindFree(const QString& wanted, IFileSystem& fileSystem)
+QString PlannedPaths::FindFree(const QString& wanted, IFileSystem* fileSystem)
 {
     const auto isFree = [&](const QString& path) {
-        return inputs.count(path) == 0 && !fileSystem.Exists(ioPath(path.toStdString()));
+        return inputs.count(path) == 0 &&
+               !(fileSystem && fileSystem->Exists(ioPath(path.toStdString())));
     };
     const QString suffix = SuffixOf(wanted);
     const QString head = wanted.left(wanted.size() - suffix.size());

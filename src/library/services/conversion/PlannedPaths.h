@@ -32,8 +32,10 @@ public:
      * `wanted`, or the first of "name(2).suffix", "name(3).suffix" ... at which nothing exists and
      * to which no result goes. Literal: no character of the name has a meaning. What has been found
      * taken counts as taken from then on, so that many equal names cost no more than others.
+     *
+     * @param fileSystem  tells what exists; null where nothing does
      */
-    QString FindFree(const QString& wanted, IFileSystem& fileSystem);
+    QString FindFree(const QString& wanted, IFileSystem* fileSystem);
 
 private:
     std::map<QString, QString> inputs;

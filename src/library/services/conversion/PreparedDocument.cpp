@@ -7,18 +7,10 @@
 #include "ToErrorType.h"
 #include "ToText.h"
 #include "WorkerPdfProvider.h"
-#include "WorkerProtocol.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
 #include <utility>
 
-#include <QFileInfo>
 #include <QScopeGuard>
-
-#include <unistd.h>
 
 namespace Korvel::PDF::Converter {
 
@@ -43,52 +35,20 @@ ConversionFailure WhyNotSaved(const QString& document, const WorkerPdfProvider& 
 }
 
 std::vector<ConversionResult::Note> WarningsOf(const QString& document, const DocumentInfo& info,
-                                               const WorkerPdfProvider& provider)
+                                               const ConversionServices& services)
 {
     std::vector<ConversionResult::Note> warnings;
     if (info.repaired)
         warnings.push_back(
             {ConversionResult::Warning::Repaired,
              document + QStringLiteral(" is damaged and was repaired; look the result over")});
-    QStringList missing = provider.MissingMeasures();
-    const QStringList filters{WorkerProtocol::Measure::fileAccess,
-                              WorkerProtocol::Measure::systemCalls};
-    missing.erase(std::remove_if(missing.begin(), missing.end(),
-                                 [&](const QString& one) { return !filters.contains(one); }),
-                  missing.end());
-    if (!missing.isEmpty())
+    if (const QStringList missing = services.MissingFilters(); !missing.isEmpty())
         warnings.push_back({ConversionResult::Warning::LessConfined,
                             document +
                                 QStringLiteral(" was opened without what confines workers: "
                                                "this machine lacks ") +
                                 missing.join(QStringLiteral(", "))});
     return warnings;
-}
-
-void PrepareFolder(const std::string& folder, ConversionServices& services)
-{
-    const auto complain = [&folder](const std::string& what, const std::string& why) {
-        throw ConversionFailure(AbstractConverter::CannotWrite,
-                                QString::fromStdString(what + folder + ": " + why));
-    };
-    std::error_code problem;
-    std::filesystem::create_directories(folder, problem);
-    if (problem)
-        complain("cannot make the folder ", problem.message());
-    if (::access(folder.c_str(), W_OK | X_OK) != 0)
-        complain("cannot write into the folder ", std::strerror(errno));
-    services.SweepTarget(folder);
-}
-
-void PrepareFolders(const ResultPlan& plan, ConversionServices& services)
-{
-    std::string prepared;
-    for (const ResultPlan::Result& result : plan.Results()) {
-        const std::string folder = QFileInfo(result.path).path().toStdString();
-        if (folder != prepared)
-            PrepareFolder(folder, services);
-        prepared = folder;
-    }
 }
 
 std::shared_ptr<const TemporaryFile> MakeCopy(const QString& document, const DocumentHandle& handle,
@@ -114,11 +74,11 @@ PreparedDocument Prepare(const ConversionRequest& request, const std::string& pa
     const std::optional<DocumentInfo> info = provider.Describe(handle);
     if (!info)
         throw WhyNotOpened(request.document, provider);
-    prepared.warnings = WarningsOf(request.document, *info, provider);
+    prepared.warnings = WarningsOf(request.document, *info, services);
     prepared.plan = ResultPlan(request, info->pages, *services.files);
     prepared.info = *info;
     if (!request.isInMemory)
-        PrepareFolders(prepared.plan, services);
+        services.PrepareFolders(prepared.plan.Results());
     if (info->encrypted || info->repaired)
         prepared.copy = MakeCopy(request.document, handle, services);
     return prepared;

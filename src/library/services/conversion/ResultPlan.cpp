@@ -45,11 +45,10 @@ void RequireName(const QString& path)
 ResultPlan::ResultPlan(const ConversionRequest& request, int pages, LocalFileSystem& files)
 {
     const ResultFormat& known = FormatOf(request);
-    isInMemory = request.isInMemory;
     format = known.name;
     const std::vector<int> chosen = request.pages.Of(pages);
     const bool joins = !known.isPicture || format == QLatin1String(WorkerProtocol::Format::tif);
-    const bool isOfEach = request.resultOfPage && !isInMemory;
+    const bool isOfEach = request.resultOfPage && !request.isInMemory;
     if (isOfEach || (!joins && chosen.size() != 1)) {
         AddForEachPage(request, chosen, pages);
     } else if (known.isPicture && chosen.size() == 1) {
@@ -59,8 +58,9 @@ ResultPlan::ResultPlan(const ConversionRequest& request, int pages, LocalFileSys
         if (format != QLatin1String(WorkerProtocol::Format::pdf) || !request.pages.pages.empty())
             joinedPages = chosen;
     }
-    for (Result& result : results) {
-        if (isInMemory) {
+    for (PlannedResult& result : results) {
+        result.isInMemory = request.isInMemory;
+        if (result.isInMemory) {
             result.path = QStringLiteral("%1.%2").arg(result.page).arg(QLatin1String(known.suffix));
             continue;
         }
@@ -79,9 +79,9 @@ void ResultPlan::AddForEachPage(const ConversionRequest& request, const std::vec
     }
 }
 
-void ResultPlan::PlanAnew(Result& result, LocalFileSystem& files)
+void ResultPlan::PlanAnew(PlannedResult& result, LocalFileSystem& files)
 {
-    result.path = planned.FindFree(result.wanted, files);
+    result.path = planned.FindFree(result.wanted, &files);
     planned.Add(result.path, {});
 }
 

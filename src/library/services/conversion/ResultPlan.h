@@ -2,6 +2,7 @@
 
 #include "ConversionRequest.h"
 #include "PlannedPaths.h"
+#include "PlannedResult.h"
 
 #include <vector>
 
@@ -15,20 +16,6 @@ namespace Korvel::PDF::Converter {
 class ResultPlan
 {
 public:
-    /** One result. */
-    struct Result
-    {
-        /** From 1; 0 for the document as a whole. */
-        int page = 0;
-        /** Where it goes when nothing is there. */
-        QString wanted;
-        /** Where it goes, or has gone. */
-        QString path;
-        bool isPlaced = false;
-        /** What is in it, where it is wanted in memory. */
-        QByteArray bytes = {};
-    };
-
     /** Of nothing. */
     ResultPlan() = default;
 
@@ -39,28 +26,24 @@ public:
      */
     ResultPlan(const ConversionRequest& request, int pages, LocalFileSystem& files);
 
-    /** Whether results are handed over as bytes; their paths name nothing then. */
-    bool IsInMemory() const { return isInMemory; }
-
     /** The format by the worker's name of it. */
     const QString& Format() const { return format; }
 
-    const std::vector<Result>& Results() const { return results; }
-    std::vector<Result>& Results() { return results; }
+    const std::vector<PlannedResult>& Results() const { return results; }
+    std::vector<PlannedResult>& Results() { return results; }
 
     /** The pages that one result is to have; empty where each result has its own. */
     const std::vector<int>& JoinedPages() const { return joinedPages; }
 
     /** Chooses another place for a result, as somebody has put a file there. */
-    void PlanAnew(Result& result, LocalFileSystem& files);
+    void PlanAnew(PlannedResult& result, LocalFileSystem& files);
 
 private:
     void AddForEachPage(const ConversionRequest& request, const std::vector<int>& chosen,
                         int pages);
 
-    bool isInMemory = false;
     QString format;
-    std::vector<Result> results;
+    std::vector<PlannedResult> results;
     /** Where results go, or were to go. */
     PlannedPaths planned;
     std::vector<int> joinedPages;

@@ -3,11 +3,12 @@
 #include "IFileSystem.h"
 
 #include <memory>
+#include <utility>
 
-namespace Korvel::App {
+namespace Korvel::PDF::Converter {
 
 /** Forwards everything to another file system; base of those that do something differently. */
-class ForwardingFileSystem : public PDF::IFileSystem
+class ForwardingFileSystem : public IFileSystem
 {
 public:
     ioPath GetTempFolder() override { return inner->GetTempFolder(); }
@@ -17,11 +18,9 @@ public:
     bool CreateFolder(const ioPath& folder) override { return inner->CreateFolder(folder); }
 
 protected:
-    explicit ForwardingFileSystem(std::shared_ptr<PDF::IFileSystem> inner) : inner(std::move(inner))
-    {
-    }
+    explicit ForwardingFileSystem(std::shared_ptr<IFileSystem> inner) : inner(std::move(inner)) {}
 
-    const std::shared_ptr<PDF::IFileSystem> inner;
+    const std::shared_ptr<IFileSystem> inner;
 };
 
-} // namespace Korvel::App
+} // namespace Korvel::PDF::Converter
