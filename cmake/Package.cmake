@@ -1,16 +1,16 @@
-# What else is installed for those who build against the libraries: find_package(ConvertWrappers),
-# and pkg-config's files.
+# What else is installed for those who build against the libraries: find_package(ConvertWrappers)
+# or find_package(ConvertWrappersQt6), and pkg-config's files.
 
 include(CMakePackageConfigHelpers)
 
-set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ConvertWrappers)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${CONVERTWRAPPERS_PACKAGE})
 configure_package_config_file(
   ${CMAKE_CURRENT_LIST_DIR}/ConvertWrappersConfig.cmake.in
-  ${PROJECT_BINARY_DIR}/ConvertWrappersConfig.cmake
+  ${PROJECT_BINARY_DIR}/${CONVERTWRAPPERS_PACKAGE}Config.cmake
   INSTALL_DESTINATION ${package_dir}
   NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(
-  ${PROJECT_BINARY_DIR}/ConvertWrappersConfigVersion.cmake
+  ${PROJECT_BINARY_DIR}/${CONVERTWRAPPERS_PACKAGE}ConfigVersion.cmake
   COMPATIBILITY SameMinorVersion) # as the number in the libraries' SONAME
 
 foreach(targets ConvertWrappersTargets ConvertWrappersTestKitTargets)
@@ -18,8 +18,8 @@ foreach(targets ConvertWrappersTargets ConvertWrappersTestKitTargets)
     COMPONENT Development)
 endforeach()
 install(FILES
-  ${PROJECT_BINARY_DIR}/ConvertWrappersConfig.cmake
-  ${PROJECT_BINARY_DIR}/ConvertWrappersConfigVersion.cmake
+  ${PROJECT_BINARY_DIR}/${CONVERTWRAPPERS_PACKAGE}Config.cmake
+  ${PROJECT_BINARY_DIR}/${CONVERTWRAPPERS_PACKAGE}ConfigVersion.cmake
   DESTINATION ${package_dir} COMPONENT Development)
 
 configure_file(${CMAKE_CURRENT_LIST_DIR}/convertwrappers-version.h.in
@@ -40,6 +40,10 @@ function(project_pkg_config name description)
   file(RELATIVE_PATH prefix ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
   string(REGEX REPLACE "/$" "" prefix "${prefix}")
   list(TRANSFORM ARGN PREPEND -l)
+  list(TRANSFORM ARGN APPEND "${CONVERTWRAPPERS_SUFFIX}")
+  if(CONVERTWRAPPERS_QT EQUAL 6)
+    string(APPEND name -qt6)
+  endif()
   list(JOIN ARGN " " libraries)
   configure_file(cmake/package.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${pkgconfig_dir}

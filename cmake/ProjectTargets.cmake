@@ -18,13 +18,34 @@ if(NOT CMAKE_LIBRARY_OUTPUT_DIRECTORY)
   set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 endif()
 
+# Everything is built against one Qt. What is made for Qt 6 has names of its own wherever it is
+# installed, so that it can lie beside what is made for Qt 5.
+set(CONVERTWRAPPERS_QT 5 CACHE STRING "The major version of Qt: 5 or 6")
+set_property(CACHE CONVERTWRAPPERS_QT PROPERTY STRINGS 5 6)
+if(CONVERTWRAPPERS_QT EQUAL 5)
+  set(CONVERTWRAPPERS_QT_VERSION 5.15)
+  set(CONVERTWRAPPERS_SUFFIX "")
+elseif(CONVERTWRAPPERS_QT EQUAL 6)
+  set(CONVERTWRAPPERS_QT_VERSION 6.4)
+  set(CONVERTWRAPPERS_SUFFIX Qt6)
+else()
+  message(FATAL_ERROR "CONVERTWRAPPERS_QT is '${CONVERTWRAPPERS_QT}', but there are 5 and 6.")
+endif()
+
+set(CONVERTWRAPPERS_PACKAGE ConvertWrappers${CONVERTWRAPPERS_SUFFIX})
+
 # Before 1.0 a minor version may break what is linked to it; from then on it is the major alone.
 set(CONVERTWRAPPERS_SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 
 # With the number, the workers of libraries that are installed side by side are, too.
 set(CONVERTWRAPPERS_LIBEXECDIR
-  ${CMAKE_INSTALL_LIBEXECDIR}/ConvertWrappers-${CONVERTWRAPPERS_SOVERSION})
-set(CONVERTWRAPPERS_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/ConvertWrappers)
+  ${CMAKE_INSTALL_LIBEXECDIR}/${CONVERTWRAPPERS_PACKAGE}-${CONVERTWRAPPERS_SOVERSION})
+# Headers are included as <ConvertWrappers/Name.h> from here, or flat from the folder within.
+set(CONVERTWRAPPERS_INCLUDEDIR_ABOVE ${CMAKE_INSTALL_INCLUDEDIR})
+if(CONVERTWRAPPERS_SUFFIX)
+  string(APPEND CONVERTWRAPPERS_INCLUDEDIR_ABOVE /${CONVERTWRAPPERS_PACKAGE})
+endif()
+set(CONVERTWRAPPERS_INCLUDEDIR ${CONVERTWRAPPERS_INCLUDEDIR_ABOVE}/ConvertWrappers)
 
 # With the base directory, a clone elsewhere finds what this one has compiled: sources are given to
 # the compiler by their path from where it runs then.
@@ -64,7 +85,7 @@ function(project_library name)
     $<BUILD_INTERFACE:${CMAKE_CURRENT_BINARY_DIR}>
     $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
     $<INSTALL_INTERFACE:${CONVERTWRAPPERS_INCLUDEDIR}>
-    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    $<INSTALL_INTERFACE:${CONVERTWRAPPERS_INCLUDEDIR_ABOVE}>)
   # <ConvertWrappers/Name.h>, as they are installed.
   foreach(header IN LISTS arg_HEADERS)
     file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/include/ConvertWrappers/${header}
@@ -73,6 +94,7 @@ function(project_library name)
   target_compile_features(${name} PUBLIC cxx_std_17)
   target_link_options(${name} PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
   set_target_properties(${name} PROPERTIES
+    OUTPUT_NAME ${name}${CONVERTWRAPPERS_SUFFIX}
     VERSION ${PROJECT_VERSION}
     SOVERSION ${CONVERTWRAPPERS_SOVERSION}
     LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map

@@ -4,6 +4,7 @@
 #include "Console.h"
 #include "Descriptors.h"
 #include "FailureMessages.h"
+#include "FileNames.h"
 #include "Interruption.h"
 #include "Logging.h"
 #include "RawArguments.h"
@@ -16,7 +17,6 @@
 #include <system_error>
 
 #include <QCoreApplication>
-#include <QTextCodec>
 
 #include <fcntl.h>
 #include <glog/logging.h>
@@ -109,9 +109,8 @@ int Start(int argc, char** argv)
     NeedDescriptors(fewestDescriptors);
     std::signal(SIGPIPE, SIG_IGN); // from here on something would be left behind
     Interruption interruption;
+    Korvel::NameFilesInUtf8();
     Application application(argc, argv);
-    // File names are UTF-8 whatever the locale says.
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     StartLogging(argv[0], parsed.options->console.verbosity);
     Console console(parsed.options->console, interruption);
     const int code = CarryOut(*parsed.options, console, interruption);

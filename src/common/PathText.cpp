@@ -22,7 +22,7 @@ std::optional<std::string> ToPathBytes(const QString& text)
 
 QString SuffixOf(const QString& path)
 {
-    const int dot = path.lastIndexOf(QLatin1Char('.'));
+    const auto dot = path.lastIndexOf(QLatin1Char('.'));
     return dot > path.lastIndexOf(QLatin1Char('/')) ? path.mid(dot) : QString();
 }
 

@@ -1,6 +1,7 @@
 #include "AnswerChannel.h"
 #include "Arguments.h"
 #include "Engine.h"
+#include "FileNames.h"
 #include "FileState.h"
 #include "ForkServer.h"
 #include "NotStarted.h"
@@ -22,7 +23,6 @@
 #include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QTextCodec>
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -116,9 +116,8 @@ int main(int argc, char** argv)
     std::FILE* const answers = arguments->wantsVersion ? stdout : TakeStandardOutput();
     if (!answers)
         return 1;
+    Korvel::NameFilesInUtf8();
     QCoreApplication application(argc, argv);
-    // File names are UTF-8 whatever the locale says.
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     std::ios::sync_with_stdio(false);
     SandboxSettings settings = arguments->settings;
     settings.hasThreadOfPool = UsesThreadOfPool();

@@ -122,8 +122,7 @@ TEST_P(InterruptionTest, LetsTheRunningPageEndAtTheFirstAndNotAtTheSecond)
         QProcess process;
         process.setWorkingDirectory(Path(""));
         process.start(PDFCONVERT,
-                      {"--temp-dir", TempDir(), "plain.pdf", "-o", output, "-r", "1400",
-                       "--progress", "none"}); // a busy machine takes more than five seconds
+                      {"--temp-dir", TempDir(), "plain.pdf", "-o", output, "-r", "1400"});
         // What opens the document goes on to draw its page, which takes longer by far.
         WaitUntil(process, [&] {
             const QStringList workers = Children(process);

@@ -32,12 +32,13 @@ QFont Font(int points)
 /** A picture as a camera would give one: no two neighbours quite alike. */
 QImage Picture()
 {
+    using Share = decltype(QColor().hueF()); // double in Qt 5, float in Qt 6
     QImage picture(160, 120, QImage::Format_RGB32);
     for (int y = 0; y < picture.height(); ++y) {
         for (int x = 0; x < picture.width(); ++x) {
             const double wave = 0.5 + 0.5 * std::sin(x / 9.0) * std::cos(y / 7.0);
-            picture.setPixelColor(x, y,
-                                  QColor::fromHsvF(wave, 0.6, 0.4 + 0.6 * y / picture.height()));
+            const double light = 0.4 + 0.6 * y / picture.height();
+            picture.setPixelColor(x, y, QColor::fromHsvF(Share(wave), Share(0.6), Share(light)));
         }
     }
     return picture;
@@ -481,7 +482,7 @@ void MakePdfWithoutPages(const QString& path)
 void BreakCrossReferences(const QString& path)
 {
     ChangeBytes(path, [](QByteArray& bytes) {
-        const int number = bytes.lastIndexOf("startxref") + int(qstrlen("startxref\n"));
+        const auto number = bytes.lastIndexOf("startxref") + int(qstrlen("startxref\n"));
         bytes.replace(number, bytes.indexOf('\n', number) - number, "7");
     });
 }

@@ -11,8 +11,13 @@ QT_WARNING_PUSH
 QT_WARNING_DISABLE_DEPRECATED
 
 /** Q_OBJECT defines them inline; a caller that does not inline them finds them in the library. */
-[[gnu::used]] const Translate exported[]{TempFileWrapper::tr, TempFileWrapper::trUtf8,
-                                         UnencryptDocWrapper::tr, UnencryptDocWrapper::trUtf8};
+[[gnu::used]] const Translate exported[]
+{
+    TempFileWrapper::tr, UnencryptDocWrapper::tr,
+#if QT_VERSION_MAJOR < 6
+        TempFileWrapper::trUtf8, UnencryptDocWrapper::trUtf8
+#endif
+};
 
 QT_WARNING_POP
 

@@ -24,6 +24,7 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace Korvel::PDF {
 
@@ -170,6 +171,12 @@ QString WhyNotStarted(const QString& program, const QString& error)
            FoldersOfProgram().join(QStringLiteral(", nor in "));
 }
 
+/** Of each that it fails to start, Qt 6.4 keeps a descriptor. It looks for a bare name itself. */
+bool IsNoProgram(const QString& program)
+{
+    return program.contains('/') && ::access(QFile::encodeName(program).constData(), X_OK) != 0;
+}
+
 } // namespace
 
 WorkerProcess::WorkerProcess(const WorkerSettings& settings)
@@ -253,13 +260,16 @@ void WorkerProcess::Start()
     when(&QProcess::errorOccurred, &WorkerProcess::ProcessChanged);
     when(qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &WorkerProcess::ProcessChanged);
     process->setProcessEnvironment(Environment());
-    if (!StartProcess(process, settings.program, Arguments())) {
-        const auto tell = [this] {
-            Fail(WordFor(Reason::NotStarted),
-                 "cannot start a worker: the system has no room for another process");
+    const auto tell = [this](const QString& why) {
+        const auto fail = [this, why] {
+            Fail(WordFor(Reason::NotStarted), why);
         };
-        QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
-    }
+        QMetaObject::invokeMethod(this, fail, Qt::QueuedConnection);
+    };
+    if (IsNoProgram(settings.program))
+        tell(WhyNotStarted(settings.program, qt_error_string()));
+    else if (!StartProcess(process, settings.program, Arguments()))
+        tell("cannot start a worker: the system has no room for another process");
 }
 
 void WorkerProcess::Discard()
@@ -300,7 +310,7 @@ void WorkerProcess::SendRequest(const QJsonObject& message)
     if (const QString file = FileOf(message); !file.isEmpty())
         fileInHand = file;
     const QByteArray line = QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n';
-    longestLine = std::max(longestLine, line.size());
+    longestLine = std::max(longestLine, int(line.size()));
     if (process->isOpen()) // else starting has failed, which is told later
         process->write(line);
 }

@@ -80,7 +80,7 @@ bool PdfiumEngine::OpenDocument()
         access.parameter = &file;
         document = pdfium.LoadCustomDocument(&access, nullptr);
     } else {
-        document = pdfium.LoadMemDocument(bytes.constData(), bytes.size(), nullptr);
+        document = pdfium.LoadMemDocument(bytes.constData(), int(bytes.size()), nullptr);
     }
     return document;
 }
@@ -191,7 +191,8 @@ QString PdfiumEngine::Text(int page)
         return {};
     std::vector<unsigned short> codes(std::size_t(count) * 2 + 1); // some may take two
     const int written = pdfium.TextGetText(text, 0, count, codes.data());
-    return QString::fromUtf16(codes.data(), std::max(0, written - 1));
+    return QString::fromUtf16(reinterpret_cast<const char16_t*>(codes.data()),
+                              std::max(0, written - 1));
 }
 
 DrawnCharacters PdfiumEngine::Characters(int page, bool wantsFonts)

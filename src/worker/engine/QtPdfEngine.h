@@ -16,7 +16,7 @@ public:
     bool Open(const QByteArray& bytes) override;
     bool HasFailed() const override { return file.HasFailed(); }
     int PageCount() const override { return document.pageCount(); }
-    QSizeF PageSize(int page) override { return document.pageSize(page); }
+    QSizeF PageSize(int page) override;
     DrawRows Draw(int page, const PictureShape& shape) override;
     bool KnowsPlaces() const override { return false; }
     QString Text(int page) override;
@@ -26,14 +26,9 @@ public:
     DrawnCharacters Characters(int /*page*/, bool /*wantsFonts*/) override { return {}; }
 
 private:
-    bool Load(QIODevice& bytes);
-    void LoadAnew();
-
     WatchedFile file;
     QBuffer buffer;
     QPdfDocument document;
-    /** How many pages were drawn since the document was loaded. */
-    int pictures = 0;
     /** How many pages' text was read, whose memory Qt PDF never gives back. */
     int texts = 0;
 };

@@ -64,8 +64,8 @@ void CoverPasswords(QPDFAcroFormDocumentHelper& form)
     for (QPDFFormFieldObjectHelper& field : form.getFormFields()) {
         if (field.getFieldType() != "/Tx" || (field.getFlags() & ff_tx_password) == 0)
             continue;
-        const int length = QString::fromStdString(field.getValueAsString()).size();
-        field.setV(std::string(std::size_t(length), '*'), false);
+        const auto length = std::size_t(QString::fromStdString(field.getValueAsString()).size());
+        field.setV(std::string(length, '*'), false);
     }
 }
 

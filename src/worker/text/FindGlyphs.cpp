@@ -171,11 +171,12 @@ void Append(Writing& writing, const TextCharacter& character, Glyph::Before befo
         return;
     }
     const QVector<uint> letters = LettersOf(code);
-    const double width = glyph.box.width() / std::max(1, letters.size());
+    const int count = int(letters.size());
+    const double width = glyph.box.width() / std::max(1, count);
     glyph.box.setWidth(width);
     const double step = StepOf(code, glyph.box);
     if (step < 0)
-        glyph.box.translate(-step * (letters.size() - 1), 0);
+        glyph.box.translate(-step * (count - 1), 0);
     for (const uint letter : letters) {
         glyph.code = letter;
         writing.glyphs.push_back(glyph);
@@ -230,7 +231,7 @@ PageGlyphs FindGlyphs(const std::vector<TextCharacter>& drawn)
 QString CleanLine(const QString& line, int& drawn, int& unmapped)
 {
     QString clean;
-    for (const uint code : line.toUcs4()) {
+    for (const char32_t code : line.toUcs4()) {
         drawn += IsSpace(code) ? 0 : 1;
         const bool isHyphen = IsParting(code) || IsHyphen(code);
         if (IsUnmapped(code) && !isHyphen && !IsSpace(code))

@@ -287,7 +287,9 @@ struct Cell
     }
 };
 
-uint qHash(const Cell& cell, uint seed)
+using Hash = decltype(qHashBits(nullptr, 0));
+
+Hash qHash(const Cell& cell, Hash seed)
 {
     return qHashBits(&cell, sizeof(cell), seed);
 }
@@ -304,7 +306,7 @@ public:
         if (run.em < smallestEm)
             return false;
         const QString said = TextOf(run);
-        const int text = texts.insert(said, texts.value(said, texts.size())).value();
+        const int text = texts.insert(said, texts.value(said, int(texts.size()))).value();
         const int level = std::ilogb(run.em);
         if (HasSame(run, CellOf(run, text, level)))
             return true;

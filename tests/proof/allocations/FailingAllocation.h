@@ -16,7 +16,8 @@ bool AreReplacedByValgrind();
  * and if wanted all that follow. Those that QObject::connect makes itself do not fail.
  *
  * A program that links this has allocation functions of its own: malloc's family, by which Qt
- * allocates too, or where a sanitizer needs that for itself, operator new and delete only.
+ * allocates too. Where a sanitizer needs that for itself, and with Qt 6, which would not survive,
+ * it has operator new and delete only.
  */
 class FailingAllocation
 {

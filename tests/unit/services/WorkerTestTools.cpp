@@ -123,9 +123,9 @@ bool HasEnded(int pid)
 
 int CountOpenDescriptors()
 {
-    return QDir("/proc/self/fd")
-        .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
-        .size();
+    return int(QDir("/proc/self/fd")
+                   .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+                   .size());
 }
 
 MessageCapture::MessageCapture()

@@ -42,7 +42,7 @@ struct TwoPages
         int number = 0;
         for (const QByteArray& object : objects) {
             ++number;
-            const int offset = number == misplaced ? place : file.size();
+            const int offset = number == misplaced ? place : int(file.size());
             table += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
             file += QByteArray::number(number) + " 0 obj\n" + object + "\nendobj\n";
         }
@@ -74,11 +74,11 @@ QByteArray PackedPages(int count)
     }
     const QByteArray packed = qCompress(places + content, 9).mid(4); // without the length
     QByteArray file = "%PDF-1.5\n";
-    const int objectStream = file.size();
+    const int objectStream = int(file.size());
     file += "4 0 obj\n<< /Type /ObjStm /N 3 /First " + QByteArray::number(places.size()) +
             " /Filter /FlateDecode /Length " + QByteArray::number(packed.size()) + " >>\nstream\n" +
             packed + "\nendstream\nendobj\n";
-    const int table = file.size();
+    const int table = int(file.size());
     const auto within = [](int index) {
         return ToBytes({2, 0, 0, 4, index});
     };
@@ -191,7 +191,7 @@ TEST_F(PdfStructureTest, ListsNoMorePagesThanTheBytesOfTheFileCanHold)
 TEST_F(PdfStructureTest, IsReadFromFilesLargerThanHalfOfTheMemory)
 {
     QByteArray bytes = TwoPages().Bytes();
-    const int table = bytes.indexOf("xref");
+    const auto table = bytes.indexOf("xref");
     constexpr qint64 size = qint64(600) * 1024 * 1024;
     QFile file(Path("large.pdf"));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));

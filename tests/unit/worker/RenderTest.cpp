@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(Formats, FormatTest, testing::Values("png", "jpg", "tif
 /** The resolution that a WebP tells in its Exif chunk, across and down; 0 for none. */
 QPair<double, double> WebpResolution(const QByteArray& webp)
 {
-    const int chunk = webp.indexOf("EXIF");
+    const auto chunk = webp.indexOf("EXIF");
     if (chunk < 0)
         return {};
     const QByteArray exif =
@@ -316,8 +316,8 @@ TEST_F(RenderTest, DrawsFormFieldsThatOnlyThePageLists)
 {
     MakeFormPdf(Path("form.pdf"));
     QByteArray bytes = ReadFile(Path("form.pdf"));
-    const int listed = bytes.indexOf("/Fields [ ") + int(qstrlen("/Fields [ "));
-    const int end = bytes.indexOf(']', listed);
+    const auto listed = bytes.indexOf("/Fields [ ") + int(qstrlen("/Fields [ "));
+    const auto end = bytes.indexOf(']', listed);
     ASSERT_GT(end, listed);
     bytes.replace(listed, end - listed, QByteArray(end - listed, ' '));
     EXPECT_GT(DarkPixels(Render(WriteFile("form.pdf", bytes)), sampleField), 100);

@@ -61,7 +61,7 @@ std::string Told(const QImage& picture, const Encoding& encoding, double dotsPer
 QByteArray PixelsOf(const QByteArray& webp)
 {
     const QByteArray kind = webp.contains("VP8L") ? "VP8L" : "VP8 ";
-    const int begin = webp.indexOf(kind) + 8;
+    const auto begin = webp.indexOf(kind) + 8;
     const auto size = qFromLittleEndian<quint32>(webp.constData() + begin - 4);
     return webp.mid(begin, int(size));
 }
@@ -70,12 +70,16 @@ class FormatTest : public testing::TestWithParam<Encoding>
 {
 };
 
+constexpr bool isQt5 = QT_VERSION_MAJOR == 5;
+
 void RequireFileOfQt(const QImage& picture, const Encoding& encoding, double dotsPerInch)
 {
     const QByteArray ours = Written(picture, encoding, dotsPerInch);
     const QByteArray theirs = WrittenByQt(picture, encoding, dotsPerInch);
     if (encoding.format == "webp") // into which Qt writes no resolution
         EXPECT_TRUE(PixelsOf(ours) == PixelsOf(theirs)) << Told(picture, encoding, dotsPerInch);
+    else if (encoding.format == "tif" && picture.format() == QImage::Format_Grayscale8 && !isQt5)
+        EXPECT_EQ(QImage::fromData(ours), QImage::fromData(theirs)); // with a tag more by Qt 6
     else
         EXPECT_TRUE(ours == theirs) << Told(picture, encoding, dotsPerInch);
 }

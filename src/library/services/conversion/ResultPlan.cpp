@@ -12,7 +12,7 @@ namespace {
 
 QString NumberedPath(const QString& path, int page, int lastPage)
 {
-    const int digits = QString::number(lastPage).size();
+    const auto digits = QString::number(lastPage).size();
     const QString number = QString::number(page).rightJustified(digits, QLatin1Char('0'));
     const QString suffix = SuffixOf(path);
     return path.left(path.size() - suffix.size()) + QLatin1Char('-') + number + suffix;
