@@ -12,7 +12,8 @@ namespace Korvel::Worker {
 
 namespace {
 
-constexpr int mostTexts = 128;                     // of which each takes some 300 kB
+constexpr int mostTexts = 128;               // of which each takes some 300 kB for good
+constexpr int mostPicturesOfADocument = 500; // of which each takes some 5 kB until it is closed
 constexpr double mostPixels = 256.0 * 1024 * 1024; // a gigabyte at four bytes each
 
 #if QT_VERSION_MAJOR < 6
@@ -75,22 +76,34 @@ QImage DrawPage(QPdfDocument& document, int page, const PictureShape& shape)
 bool QtPdfEngine::Open(const std::string& path)
 {
     file.setFileName(QString::fromStdString(path));
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    document.load(&file);
-    return document.status() == QPdfDocument::Status::Ready;
+    return file.open(QIODevice::ReadOnly) && Load(file);
 }
 
 bool QtPdfEngine::Open(const QByteArray& bytes)
 {
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
-    document.load(&buffer);
+    return Load(buffer);
+}
+
+bool QtPdfEngine::Load(QIODevice& bytes)
+{
+    pictures = 0;
+    document.load(&bytes);
     return document.status() == QPdfDocument::Status::Ready;
+}
+
+/** Gives back what Qt PDF has kept of the pages that it has drawn. */
+void QtPdfEngine::LoadAnew()
+{
+    document.close();
+    Load(file.isOpen() ? static_cast<QIODevice&>(file) : buffer); // what fails to draw tells of it
 }
 
 DrawRows QtPdfEngine::Draw(int page, const PictureShape& shape)
 {
+    if (++pictures > mostPicturesOfADocument)
+        LoadAnew();
     return [this, page, shape, picture = QImage()](int first) mutable {
         if (picture.isNull())
             picture = DrawPage(document, page, shape);

@@ -26,9 +26,14 @@ public:
     DrawnCharacters Characters(int /*page*/, bool /*wantsFonts*/) override { return {}; }
 
 private:
+    bool Load(QIODevice& bytes);
+    void LoadAnew();
+
     WatchedFile file;
     QBuffer buffer;
     QPdfDocument document;
+    /** How many pages were drawn since the document was loaded. */
+    int pictures = 0;
     /** How many pages' text was read, whose memory Qt PDF never gives back. */
     int texts = 0;
 };
