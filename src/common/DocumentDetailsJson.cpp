@@ -1,5 +1,7 @@
 #include "DocumentDetailsJson.h"
 
+#include <utility>
+
 #include <QJsonArray>
 
 namespace Korvel::PDF {
@@ -33,6 +35,37 @@ void Read(const QJsonValue& value, Details::Size& size)
     size.width = value["width"].toDouble();
     size.height = value["height"].toDouble();
     size.rotation = value["rotation"].toInt();
+}
+
+constexpr std::pair<Details::Labels::Numbering, const char*> numberings[] = {
+    {Details::Labels::Numbering::None, "none"},
+    {Details::Labels::Numbering::Decimal, "decimal"},
+    {Details::Labels::Numbering::LowerRoman, "lower-roman"},
+    {Details::Labels::Numbering::UpperRoman, "upper-roman"},
+    {Details::Labels::Numbering::LowerLetters, "lower-letters"},
+    {Details::Labels::Numbering::UpperLetters, "upper-letters"}};
+
+QJsonObject ToJson(const Details::Labels& labels)
+{
+    QJsonObject object = ToJson(labels.pages);
+    object["prefix"] = labels.prefix;
+    for (const auto& [numbering, word] : numberings) {
+        if (numbering == labels.numbering)
+            object["numbering"] = word;
+    }
+    object["start"] = labels.start;
+    return object;
+}
+
+void Read(const QJsonValue& value, Details::Labels& labels)
+{
+    Read(value, labels.pages);
+    labels.prefix = value["prefix"].toString();
+    for (const auto& [numbering, word] : numberings) {
+        if (value["numbering"].toString() == QLatin1String(word))
+            labels.numbering = numbering;
+    }
+    labels.start = value["start"].toInt();
 }
 
 QJsonObject ToJson(const Details::Font& font)
@@ -99,6 +132,7 @@ void ReadArray(const QJsonValue& array, std::vector<T>& list)
 QJsonObject ToJson(const DocumentDetails& details)
 {
     return {{"pageSizes", ToArray(details.sizes)},
+            {"pageLabels", ToArray(details.labels)},
             {"textPages", ToArray(details.withText)},
             {"fonts", ToArray(details.fonts)},
             {"form", QJsonObject{{"fields", details.fields}, {"xfa", details.hasXfa}}},
@@ -110,6 +144,7 @@ DocumentDetails ToDocumentDetails(const QJsonObject& object)
 {
     DocumentDetails details;
     ReadArray(object["pageSizes"], details.sizes);
+    ReadArray(object["pageLabels"], details.labels);
     ReadArray(object["textPages"], details.withText);
     ReadArray(object["fonts"], details.fonts);
     details.fields = object["form"]["fields"].toInt();

@@ -62,6 +62,32 @@ TEST_F(InspectTest, TellsSizesInRowsOfPagesThatAreAlike)
                   {"first", 1}, {"last", 1}, {"width", 300}, {"height", 200}, {"rotation", 0}}}));
 }
 
+TEST_F(InspectTest, TellsWhatViewersShowInPlaceOfPageNumbers)
+{
+    MakeListedPdf(Path("listed.pdf"), 4);
+    EXPECT_THAT(Lines("listed.pdf"), Contains("  Page labels:   i-ii, 1-2"));
+    WritePdf("prefix.pdf", "", "", "/PageLabels << /Nums [0 << /S /A /P (App ) /St 27 >>] >>");
+    EXPECT_THAT(Lines("prefix.pdf"), Contains("  Page labels:   App AA"));
+    EXPECT_EQ(Json("prefix.pdf")["pageLabels"].toArray(),
+              QJsonArray({QJsonObject{{"first", 1},
+                                      {"last", 1},
+                                      {"prefix", "App "},
+                                      {"numbering", "upper-letters"},
+                                      {"start", 27}}}));
+    WritePdf("odd.pdf", "", "", "/PageLabels << /Nums [0 << /S /r /St 99999999999 >>] >>");
+    EXPECT_THAT(Lines("odd.pdf"), Contains("  Page labels:   1000000000"));
+    const QByteArray page = "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 9 9] >>";
+    const QByteArray eachPage =
+        "0 << /S /r >> 1 << /S /r /St 2 >> 2 << /S /D >> 3 << /S /D /St 2 >>";
+    Write("each.pdf",
+          PdfOf({"<< /Type /Catalog /Pages 2 0 R /PageLabels << /Nums [" + eachPage + "] >> >>",
+                 "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R 6 0 R] /Count 4 >>", page, page, page,
+                 page}));
+    EXPECT_THAT(Lines("each.pdf"), Contains("  Page labels:   i-ii, 1-2"));
+    MakeSample("plain.pdf", 2);
+    EXPECT_EQ(Json("plain.pdf")["pageLabels"].toArray(), QJsonArray());
+}
+
 TEST_F(InspectTest, TellsFontsAndWhetherTheyAreEmbedded)
 {
     MakeFormPdf(Path("form.pdf"));

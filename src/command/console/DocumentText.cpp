@@ -1,9 +1,11 @@
 #include "DocumentText.h"
 
 #include "DocumentInfoJson.h"
+#include "PageLabel.h"
 #include "Text.h"
 #include "WorkerProtocol.h"
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 
@@ -47,6 +49,24 @@ QString ToText(const DocumentDetails::Size& size, int pages)
     return isOfAll ? text : text + QStringLiteral(", of ") + ToText(size.pages);
 }
 
+QString ToText(const DocumentDetails& details, const DocumentDetails::Labels& labels)
+{
+    const QString first = PDF::PageLabel(details, labels.pages.first);
+    const QString last = PDF::PageLabel(details, labels.pages.last);
+    return first == last ? first : first + QLatin1Char('-') + last;
+}
+
+QString LabelsOf(const DocumentDetails& details)
+{
+    constexpr std::size_t most = 8;
+    QStringList rows;
+    for (std::size_t row = 0; row < std::min(most, details.labels.size()); ++row)
+        rows.append(ToText(details, details.labels[row]));
+    if (details.labels.size() > most)
+        rows.append(QStringLiteral("..."));
+    return rows.join(QStringLiteral(", "));
+}
+
 QString TextOf(const DocumentDetails& details, int pages)
 {
     if (details.withText.empty())
@@ -87,6 +107,8 @@ void AddDetails(const DocumentDetails& details, int pages, const Add& add)
 {
     for (const DocumentDetails::Size& size : details.sizes)
         add("Page size", ToText(size, pages));
+    if (!details.labels.empty())
+        add("Page labels", LabelsOf(details));
     add("Text", TextOf(details, pages));
     for (const DocumentDetails::Font& font : details.fonts)
         add("Font", ToText(font));

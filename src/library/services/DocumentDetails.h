@@ -27,6 +27,26 @@ struct DocumentDetails
         int rotation = 0;
     };
 
+    /** Pages that are numbered in a row; PageLabel() tells the label of one. */
+    struct Labels
+    {
+        /** How their numbers are written. */
+        enum class Numbering {
+            None, ///< not at all
+            Decimal,
+            LowerRoman,
+            UpperRoman,
+            LowerLetters, ///< a to z, aa to zz ...
+            UpperLetters  ///< likewise
+        };
+
+        Pages pages; ///< which they are
+        /** Stands before each number. */
+        QString prefix;
+        Numbering numbering = Numbering::None; ///< of each of them
+        int start = 1;                         ///< the number of the first of them, from 1
+    };
+
     /** A font that pages name. */
     struct Font
     {
@@ -60,6 +80,8 @@ struct DocumentDetails
     static constexpr int most = 5'000;
 
     std::vector<Size> sizes; ///< of all pages, in their order
+    /** What viewers show in place of the pages' numbers; empty where it is the numbers. */
+    std::vector<Labels> labels;
     /** The pages whose content shows text, hidden text as of scans included. */
     std::vector<Pages> withText;
     /** The fonts of all pages, each once, by name. */

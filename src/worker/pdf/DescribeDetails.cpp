@@ -12,6 +12,7 @@
 
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
 #include <qpdf/QPDFEmbeddedFileDocumentHelper.hh>
+#include <qpdf/QPDFPageLabelDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
 
 namespace Korvel::Worker {
@@ -21,6 +22,7 @@ using PDF::DocumentDetails;
 namespace {
 
 constexpr int longestName = 256;
+constexpr long long largestStart = 1'000'000'000;
 
 QString Short(const std::string& name)
 {
@@ -167,6 +169,66 @@ void AddPages(DocumentDetails& details, QPDF& pdf)
     details.fonts = fonts.Fonts();
 }
 
+DocumentDetails::Labels::Numbering NumberingOf(QPDFObjectHandle style)
+{
+    using Numbering = DocumentDetails::Labels::Numbering;
+    const std::string name = style.isName() ? style.getName() : std::string();
+    if (name == "/D")
+        return Numbering::Decimal;
+    if (name == "/r")
+        return Numbering::LowerRoman;
+    if (name == "/R")
+        return Numbering::UpperRoman;
+    if (name == "/a")
+        return Numbering::LowerLetters;
+    return name == "/A" ? Numbering::UpperLetters : Numbering::None;
+}
+
+DocumentDetails::Labels LabelsOf(QPDFObjectHandle described, int first)
+{
+    DocumentDetails::Labels labels;
+    labels.pages.first = first;
+    if (!described.isDictionary())
+        return labels;
+    labels.numbering = NumberingOf(described.getKey("/S"));
+    if (described.getKey("/P").isString())
+        labels.prefix = Short(described.getKey("/P").getUTF8Value());
+    if (described.getKey("/St").isInteger())
+        labels.start = int(std::clamp(described.getKey("/St").getIntValue(), 1LL, largestStart));
+    return labels;
+}
+
+/** Many documents describe each page by itself, which goes on where the one before ends. */
+bool GoesOn(const DocumentDetails::Labels& labels, const DocumentDetails::Labels& next)
+{
+    using Numbering = DocumentDetails::Labels::Numbering;
+    return labels.numbering != Numbering::None && labels.numbering == next.numbering &&
+           labels.prefix == next.prefix &&
+           next.start - labels.start == next.pages.first - labels.pages.first;
+}
+
+void AddLabels(DocumentDetails& details, QPDF& pdf)
+{
+    QPDFPageLabelDocumentHelper helper(pdf);
+    if (!helper.hasPageLabels())
+        return;
+    const int pages = int(pdf.getAllPages().size());
+    std::vector<QPDFObjectHandle> rows; // an index from 0, and what its label is, in turn
+    helper.getLabelsForPageRange(0, pages - 1, 0, rows);
+    for (std::size_t i = 0; i + 1 < rows.size() && HasRoom(details.labels); i += 2) {
+        const DocumentDetails::Labels labels =
+            LabelsOf(rows[i + 1], int(rows[i].getIntValue()) + 1);
+        if (!details.labels.empty()) {
+            if (GoesOn(details.labels.back(), labels))
+                continue;
+            details.labels.back().pages.last = labels.pages.first - 1;
+        }
+        details.labels.push_back(labels);
+    }
+    if (!details.labels.empty())
+        details.labels.back().pages.last = pages;
+}
+
 void AddForm(DocumentDetails& details, QPDF& pdf)
 {
     QPDFObjectHandle form = pdf.getRoot().getKey("/AcroForm");
@@ -206,7 +268,7 @@ void AddAttachments(DocumentDetails& details, QPDF& pdf)
 DocumentDetails DescribeDetails(QPDF& pdf)
 {
     DocumentDetails details;
-    for (const auto add : {AddPages, AddForm, AddAttachments}) {
+    for (const auto add : {AddPages, AddLabels, AddForm, AddAttachments}) {
         try {
             add(details, pdf);
         } catch (const std::bad_alloc&) {
