@@ -14,11 +14,9 @@
 #include "TextFrame.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <utility>
 
-#include <QFileInfo>
 #include <QPointer>
 
 namespace Korvel::App {
@@ -81,8 +79,8 @@ void Conversion::Take(const std::function<void()>& step)
 void Conversion::End(const std::exception_ptr& failure)
 {
     alarm.stop();
-    if (chain)
-        failures = chain->Failures();
+    const std::vector<PageFailure> failures =
+        chain ? chain->Failures() : std::vector<PageFailure>();
     chain.reset();
     for (Document* const source : planned.All())
         source->ForgetPassword();
@@ -91,7 +89,7 @@ void Conversion::End(const std::exception_ptr& failure)
         TellTextReport();
     if (!failure)
         run.journal.Done(document.Name(), ResultsOf(results), double(sinceStart.elapsed()) / 1000,
-                         document.Info().repaired, TellFailedPages());
+                         document.Info().repaired, TellFailedPages(failures));
     const Receiver receiver = std::move(ended);
     receiver(failure); // which may destroy this
 }
@@ -261,14 +259,18 @@ bool Conversion::PlanAnew(PlannedResult& result)
     return true;
 }
 
-void Conversion::Refused(const PlannedResult& result, Refusal why, int problem)
+void Conversion::Refused(const PlannedResult& result, Refusal why, const QString& text)
 {
-    refused.emplace(result.page, WhyRefused(result, why, problem));
-}
-
-void Conversion::Ended()
-{
-    Take([this] { Finish(); });
+    const OnExists onExists = run.options.output.onExists;
+    const bool isTaken = why == Refusal::Taken && IsTaken(result.path);
+    if (isTaken && onExists == OnExists::Skip)
+        refused[result.page] = std::nullopt;
+    else if (isTaken && onExists == OnExists::Fail)
+        refused.emplace(result.page, ExistsFailure(result.path));
+    else
+        refused.emplace(result.page,
+                        Failure(ExitCode::Output, "cannot-write",
+                                (why == Refusal::Empty ? "its result " : "") + text.toStdString()));
 }
 
 /** Leaves away what was not made, or is not wanted. */
@@ -289,11 +291,12 @@ void Conversion::Finish()
 /** Throws unless it is wanted that the result is put nowhere. */
 void Conversion::RequireLeftAway(const PlannedResult& result) const
 {
-    const auto told = refused.find(result.page);
-    const auto failure =
-        told == refused.end() ? WhyRefused(result, Refusal::CannotWrite, 0) : told->second;
-    if (failure)
-        throw Failure(*failure);
+    const auto why = refused.find(result.page);
+    if (why == refused.end())
+        throw Failure(ExitCode::Output, "cannot-write",
+                      "cannot write " + result.path.toStdString());
+    if (why->second)
+        throw Failure(*why->second);
 }
 
 /** Throws where the chain did not come to its end. */
@@ -324,7 +327,7 @@ Failure Conversion::WhyFailed(const PageFailure& page) const
 }
 
 /** Warns of the pages that are missing; as the journal writes them. */
-QJsonArray Conversion::TellFailedPages() const
+QJsonArray Conversion::TellFailedPages(const std::vector<PageFailure>& failures) const
 {
     QJsonArray pages;
     for (const PageFailure& page : failures) {
@@ -355,31 +358,6 @@ bool Conversion::IsTaken(const QString& path) const
 {
     return !run.journal.HasPlaced(path) &&
            run.factory.FileSystem().Exists(ioPath(path.toStdString()));
-}
-
-/** Why a result is put nowhere; nothing where it is to be left away. */
-std::optional<Failure> Conversion::WhyRefused(const PlannedResult& result, Refusal why,
-                                              int problem) const
-{
-    const auto complain = [](const std::string& what) {
-        return Failure(ExitCode::Output, "cannot-write", what);
-    };
-    const std::string path = result.path.toStdString();
-    const OnExists onExists = run.options.output.onExists;
-    if (why == Refusal::Empty)
-        return complain("its result " + path + " is missing or empty");
-    if (why == Refusal::KeepsBeingTaken)
-        return complain("cannot write " + result.wanted.toStdString() +
-                        "; other programs keep taking the name");
-    if (IsTaken(result.path) && onExists == OnExists::Fail)
-        return ExistsFailure(result.path);
-    if (IsTaken(result.path) && onExists == OnExists::Skip)
-        return std::nullopt;
-    const QFileInfo there(result.path);
-    if (there.isDir() && !there.isSymLink())
-        return complain("cannot write " + path + "; a folder has that name");
-    return complain("cannot write " + path +
-                    (problem == 0 ? std::string() : std::string(": ") + std::strerror(problem)));
 }
 
 } // namespace Korvel::App

@@ -69,16 +69,18 @@ private:
     void Progressed(double part) override;
     void Reported(const PDF::Converter::TextReport& report) override;
     bool PlanAnew(PlannedResult& result) override;
-    void Refused(const PlannedResult& result, Refusal why, int problem) override;
-    void Ended() override;
+    void Refused(const PlannedResult& result, Refusal why, const QString& text) override;
+    void Ended() override
+    {
+        Take([this] { Finish(); });
+    }
     void Finish();
     void RequireConverted() const;
     void RequireLeftAway(const PlannedResult& result) const;
     Failure WhyFailed(const PageFailure& page) const;
     void TellTextReport() const;
-    QJsonArray TellFailedPages() const;
+    QJsonArray TellFailedPages(const std::vector<PageFailure>& failures) const;
     bool IsTaken(const QString& path) const;
-    std::optional<Failure> WhyRefused(const PlannedResult& result, Refusal why, int problem) const;
 
     const Run run;
     Planner& planner;
@@ -91,8 +93,6 @@ private:
     /** The console's number for this conversion. */
     int work = 0;
     std::shared_ptr<PDF::Converter::DocumentChain> chain;
-    /** What the chain has told at its end of pages that have failed while others have not. */
-    std::vector<PageFailure> failures;
     /** Why results are put nowhere, by their pages; nothing for those that are left away. */
     std::map<int, std::optional<Failure>> refused;
     /** What the text of the document lacks. */

@@ -7,29 +7,28 @@
 #include "Interruption.h"
 #include "Journal.h"
 #include "Options.h"
+#include "WorkerPdfProvider.h"
 
-#include <chrono>
 #include <utility>
 
+#include <QScopeGuard>
+
 namespace Korvel::App {
-
-namespace {
-
-constexpr std::chrono::milliseconds untilAgain(2);
-
-} // namespace
 
 Conversions::Conversions(const Run& run, Planner& planner, PlannedDocuments& documents,
                          Receiver receiver)
     : run(run), planner(planner), documents(documents), receiver(std::move(receiver))
 {
-    again.setSingleShot(true);
-    again.setInterval(untilAgain);
-    QObject::connect(&again, &QTimer::timeout, &again, [this] { StartDocuments(); });
 }
 
 void Conversions::ConvertAll()
 {
+    PDF::WorkerPdfProvider& provider = run.factory.PdfProvider();
+    const auto listening = qScopeGuard([&provider] { provider.WhenOpened({}); });
+    provider.WhenOpened([this] {
+        QMetaObject::invokeMethod(
+            &loop, [this] { StartDocuments(); }, Qt::QueuedConnection);
+    });
     StartDocuments();
     if (!running.empty() && loop.exec() != 0)
         throw Failure(ExitCode::Internal, "internal",
@@ -68,8 +67,6 @@ void Conversions::StartDocuments()
     }
     if (running.empty())
         loop.quit();
-    else if (running.size() < run.factory.Jobs() && !documents.IsAtEnd() && !IsToStop())
-        again.start();
 }
 
 void Conversions::DocumentEnded(std::size_t index, const std::exception_ptr& failure)

@@ -12,7 +12,6 @@
 #include <optional>
 
 #include <QEventLoop>
-#include <QTimer>
 
 namespace Korvel::App {
 
@@ -68,8 +67,6 @@ private:
     /** What went wrong with those, by their indices, that ended and were not told about yet. */
     std::map<std::size_t, std::exception_ptr> ended;
     bool hasAnyFailed = false;
-    /** Looks whether the next document has been opened by now. */
-    QTimer again;
     QEventLoop loop;
 };
 

@@ -2,13 +2,10 @@
 
 #include "ConversionFailure.h"
 #include "Descriptors.h"
-#include "Interruption.h"
 #include "KeepTemporaries.h"
 #include "LocalFileSystem.h"
 #include "ResultFileSystem.h"
 #include "RunOptions.h"
-#include "SessionFolder.h"
-#include "UuidFileNameGenerator.h"
 #include "WorkerPdfProvider.h"
 #include "WorkerPool.h"
 
@@ -140,11 +137,6 @@ ConverterFactory::~ConverterFactory()
     interruption.OnSignal({});
 }
 
-const std::string& ConverterFactory::TempFolder() const
-{
-    return services.session->Path();
-}
-
 std::string ConverterFactory::MakePrivateFolder()
 {
     std::string path = services.FreshPath();
@@ -185,11 +177,6 @@ ConverterFactory::PrepareFolders(const std::vector<PDF::Converter::PlannedResult
     } catch (const PDF::Converter::ConversionFailure& failure) {
         throw Failure(ExitCode::Output, "cannot-write", failure.what());
     }
-}
-
-void ConverterFactory::CheckForSignal() const
-{
-    interruption.Check();
 }
 
 std::shared_ptr<DocumentChain>

@@ -3,8 +3,10 @@
 #include "ConversionServices.h"
 #include "DocumentChain.h"
 #include "FailureMessages.h"
+#include "Interruption.h"
 #include "IPDFProvider.h"
 #include "OnExists.h"
+#include "SessionFolder.h"
 
 #include <chrono>
 #include <functional>
@@ -16,16 +18,8 @@
 #include <QObject>
 #include <QStringList>
 
-namespace Korvel {
-namespace PDF {
-class IFileSystem;
-class LocalFileSystem;
-class WorkerPdfProvider;
-} // namespace PDF
+namespace Korvel::App {
 
-namespace App {
-
-class Interruption;
 class Journal;
 class Passwords;
 struct RunOptions;
@@ -78,7 +72,7 @@ public:
     std::size_t Jobs() const { return jobs; }
 
     /** The session folder's path. */
-    const std::string& TempFolder() const;
+    const std::string& TempFolder() const { return services.session->Path(); }
 
     /**
      * A new folder in the session folder: a document that has taken over its worker can write into
@@ -110,7 +104,7 @@ public:
                             const std::string& what, bool isPicture, const std::string& why) const;
 
     /** @throws Interrupted  a signal has come */
-    void CheckForSignal() const;
+    void CheckForSignal() const { interruption.Check(); }
 
     /** Called, if set, on the main thread when a second signal ends the work at once. */
     std::function<void()> whenEndingAtOnce;
@@ -153,5 +147,4 @@ private:
     QObject mainThread;
 };
 
-} // namespace App
-} // namespace Korvel
+} // namespace Korvel::App

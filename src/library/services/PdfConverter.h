@@ -30,7 +30,9 @@ class ConversionEngine;
  * next one.
  *
  * Needs a QCoreApplication. Thread-safe. Calls return at once: documents are opened and copied, and
- * results are named and moved, on other threads.
+ * results are named and moved, on other threads. All results are moved on one: what goes to another
+ * volume than the private folder's is copied there, and keeps other documents waiting meanwhile. A
+ * private folder on the volume of the results spares that.
  */
 class CONVERTERSERVICES_EXPORT PdfConverter
 {

@@ -34,8 +34,18 @@ template <typename T>
 class Reply
 {
 public:
-    explicit Reply(T failure) : value(failure) {}
-    ~Reply() { promise.set_value(value); }
+    /** @param answered  called after the answer */
+    explicit Reply(T failure, std::function<void()> answered = {})
+        : value(failure), answered(std::move(answered))
+    {
+    }
+
+    ~Reply()
+    {
+        promise.set_value(value);
+        if (answered)
+            answered();
+    }
 
     std::future<T> Future() { return promise.get_future(); }
 
@@ -47,6 +57,7 @@ private:
 
     std::promise<T> promise;
     T value;
+    const std::function<void()> answered;
 };
 
 /** Why an answer says that a request failed: an answer without a known reason is the worker's
@@ -208,12 +219,25 @@ struct WorkerPdfProvider::Impl
         });
     }
 
+    void KeepOpening(qint64 id, const std::string& file)
+    {
+        const std::lock_guard lock(mutex);
+        documents[id] = {std::nullopt, file};
+    }
+
     void KeepOpened(qint64 id, const DocumentInfo& info, const std::string& file)
     {
         const std::lock_guard lock(mutex);
         documents[id] = {info, file};
         openFailures.erase(file);
         saveFailures.erase(file);
+    }
+
+    void TellOpened() const
+    {
+        const std::lock_guard lock(mutex);
+        if (tellOpened)
+            tellOpened();
     }
 
     void Forget(const DocumentHandle& document)
@@ -272,7 +296,8 @@ struct WorkerPdfProvider::Impl
 
     struct Opened
     {
-        DocumentInfo info;
+        /** Nothing while it is being opened. */
+        std::optional<DocumentInfo> info;
         std::string file;
     };
 
@@ -284,6 +309,7 @@ struct WorkerPdfProvider::Impl
     std::atomic<qint64> lastDocument{0};
 
     mutable std::mutex mutex;
+    std::function<void()> tellOpened;
     std::map<qint64, Opened> documents;
     std::map<std::string, OpenFailure> openFailures;
     QString whyNotStarted;
@@ -310,7 +336,8 @@ void WorkerPdfProvider::Prepare()
 std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
                                                             const std::string& password)
 {
-    const auto reply = std::make_shared<Reply<DocumentHandle>>(DocumentHandle{});
+    const auto reply = std::make_shared<Reply<DocumentHandle>>(
+        DocumentHandle{}, [state = impl.get()] { state->TellOpened(); });
     std::future<DocumentHandle> opened = reply->Future();
     const std::string name = file.utf8string();
     const QString path = RequestPath(name);
@@ -329,8 +356,10 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
                         {Key::password, QString::fromLatin1(secret)}};
     if (impl->settings.wantsDetails)
         request[Key::details] = true;
+    impl->KeepOpening(id, name);
     impl->AskToOpen(id, request, [state = impl.get(), reply, id, name](const QJsonObject& answer) {
         if (!IsOpened(answer)) {
+            state->Forget({id, 0});
             state->KeepOpenFailure(name, ToOpenFailure(ReasonOf(answer)),
                                    answer[Key::message].toString());
             return;
@@ -340,6 +369,27 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
         reply->Set({id, 0});
     });
     return opened;
+}
+
+void WorkerPdfProvider::WhenOpened(std::function<void()> told)
+{
+    const std::lock_guard lock(impl->mutex);
+    impl->tellOpened = std::move(told);
+}
+
+void WorkerPdfProvider::GiveUp(const ioPath& file)
+{
+    const std::string path = file.utf8string();
+    std::vector<qint64> there;
+    const std::lock_guard lock(impl->mutex);
+    for (const auto& [id, document] : impl->documents) {
+        if (document.file == path)
+            there.push_back(id);
+    }
+    impl->Later([state = impl.get(), given = std::move(there)] {
+        for (const qint64 document : given) // taken out first, as receivers release their documents
+            state->workers->byDocument.extract(document);
+    });
 }
 
 std::future<bool> WorkerPdfProvider::SaveDocument(const DocumentHandle& document,

@@ -7,6 +7,7 @@
 #include "SaveFailure.h"
 #include "WorkerProcess.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -42,6 +43,22 @@ public:
 
     std::future<DocumentHandle> OpenDocument(const ioPath& file,
                                              const std::string& password) override;
+
+    /**
+     * Has a function called whenever a document has been opened, or could not be, after its future
+     * has the answer.
+     *
+     * @param told  called on a thread of the provider's, and must not block it; empty for none, and
+     *              then the one before is not called any more once this returns
+     */
+    void WhenOpened(std::function<void()> told);
+
+    /**
+     * Ends at once what is being done, by calls that were made before, with documents at `file`,
+     * under just this path: opening, saving and holding them. All of it is answered as failed. Does
+     * not block.
+     */
+    void GiveUp(const ioPath& file);
 
     /** Writes a new file that its owner alone can read; an existing one is a failure. */
     std::future<bool> SaveDocument(const DocumentHandle& document, const ioPath& file) override;

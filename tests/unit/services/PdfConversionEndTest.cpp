@@ -13,6 +13,7 @@
 namespace Korvel::PDF::Converter::Test {
 namespace {
 
+using PDF::Test::ChildProcesses;
 using PDF::Test::WaitUntil;
 
 class PdfConversionEndTest : public PdfConversionFixture
@@ -131,6 +132,16 @@ TEST_F(PdfConversionEndTest, LetsOthersGoOnWhenItIsCancelledWhileItsDocumentIsOp
     silent.Cancel();
     EXPECT_TRUE(WaitUntil([&] { return !next.IsRunning(); }));
     EXPECT_NE(next.Error(), AbstractConverter::Cancelled);
+}
+
+TEST_F(PdfConversionEndTest, EndsTheWorkerThatOpensItsDocumentWhenItIsCancelled)
+{
+    PdfConverter one(ScriptedSettings());
+    PdfConversion silent(one, RequestOf(Silent(), Path("out.png")));
+    silent.Start();
+    ASSERT_TRUE(WaitUntil([] { return !ChildProcesses().empty(); }));
+    silent.Cancel();
+    EXPECT_TRUE(WaitUntil([] { return ChildProcesses().empty(); }));
 }
 
 TEST_F(PdfConversionEndTest, IsCancelledWhileItWaitsForOthers)

@@ -109,6 +109,44 @@ TEST_F(WorkerPdfProviderTest, GivesEveryDocumentAnIdOfItsOwn)
     EXPECT_NE(third.id, second.id);
 }
 
+TEST_F(WorkerPdfProviderTest, TellsWhenADocumentHasBeenOpenedOrCouldNotBe)
+{
+    std::atomic<int> told = 0;
+    WorkerPdfProvider telling({ScriptedWorker()});
+    telling.WhenOpened([&told] { ++told; });
+    for (const ioPath& file : {PathTo("answer"), PathTo("die"), ioPath("")}) {
+        const int before = told;
+        auto opened = telling.OpenDocument(file, {});
+        ASSERT_TRUE(WaitUntil([&] { return told == before + 1; })) << file.utf8string();
+        EXPECT_EQ(opened.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+    }
+}
+
+TEST_F(WorkerPdfProviderTest, TellsOfNoDocumentOnceNobodyWantsToKnow)
+{
+    std::atomic<int> told = 0;
+    auto telling = std::make_unique<WorkerPdfProvider>(WorkerSettings{ScriptedWorker()});
+    telling->WhenOpened([&told] { ++told; });
+    telling->WhenOpened({});
+    EXPECT_GE(Open(*telling, PathTo("answer")).id, 0);
+    telling.reset();
+    EXPECT_EQ(told, 0);
+}
+
+TEST_F(WorkerPdfProviderTest, GivesUpWhatIsDoneWithDocumentsAtAPathAndNothingElse)
+{
+    const DocumentHandle kept = Open(provider, PathTo("answer"));
+    const DocumentHandle given = Open(provider, PathTo("record"));
+    auto saved = provider.SaveDocument(given, PathTo("fall-silent"));
+    auto opened = provider.OpenDocument(PathTo("fall-silent"), {});
+    provider.GiveUp(PathTo("record"));
+    EXPECT_FALSE(Get(std::move(saved)));
+    provider.GiveUp(PathTo("fall-silent"));
+    EXPECT_EQ(Get(std::move(opened)).id, -1);
+    EXPECT_TRUE(WaitUntil([] { return ChildProcesses().size() == 1; }));
+    EXPECT_TRUE(Close(provider, kept));
+}
+
 TEST_F(WorkerPdfProviderTest, DescribesADocumentUntilItIsClosed)
 {
     const DocumentHandle document = Open(provider, PathTo("answer"));

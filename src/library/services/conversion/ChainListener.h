@@ -30,15 +30,14 @@ public:
 
     /** Why a result is put nowhere. */
     enum class Refusal {
-        Unreadable,      ///< it is wanted in memory, and cannot be read
-        CannotWrite,     ///< it cannot be put at its path
-        Taken,           ///< something is there, and there is no other path for it
-        KeepsBeingTaken, ///< other programs take each path that is chosen
-        Empty            ///< nothing is in it, as there was no space for more
+        Failed, ///< it cannot be put at its path, or read
+        Taken,  ///< something is there, and there is to be no other path for it
+        Empty   ///< nothing is in it, as there was no space for more
     };
 
-    /** @param problem  as errno tells it */
-    virtual void Refused(const PlannedResult& result, Refusal why, int problem) = 0;
+    /** @param text  what to tell people of it, such as "cannot write /out/1.png: Permission denied"
+     */
+    virtual void Refused(const PlannedResult& result, Refusal why, const QString& text) = 0;
 
     /** The last call, from the event loop, once; may destroy the chain. */
     virtual void Ended() = 0;

@@ -1,6 +1,5 @@
 #include "ConversionEngine.h"
 
-#include "ConversionFailure.h"
 #include "ConversionServices.h"
 #include "OptionError.h"
 #include "SessionFolder.h"
@@ -15,9 +14,19 @@ namespace Korvel::PDF::Converter {
 
 namespace {
 
-QString CancelledText(const ConversionRequest& request)
+ConversionFailure Cancelled(const ConversionRequest& request)
 {
-    return request.document + QLatin1Char(' ') + ToText(AbstractConverter::Cancelled);
+    return {AbstractConverter::Cancelled,
+            request.document + QLatin1Char(' ') + ToText(AbstractConverter::Cancelled)};
+}
+
+ConversionFailure FailureOf(const std::exception& problem, const QString& document)
+{
+    if (const auto* const failure = dynamic_cast<const ConversionFailure*>(&problem))
+        return *failure;
+    const bool isOfOption = dynamic_cast<const OptionError*>(&problem) != nullptr;
+    return {isOfOption ? AbstractConverter::InvalidOption : AbstractConverter::Unknown,
+            document + QStringLiteral(": ") + QString::fromUtf8(problem.what())};
 }
 
 std::shared_ptr<const SessionFolder> MakeSession(const PdfConverter::Settings& settings)
@@ -76,7 +85,7 @@ void ConversionEngine::Submit(quint64 number, const ConversionRequest& request,
         ConversionResult result;
         result.error = isStopped ? AbstractConverter::Cancelled : AbstractConverter::Unknown;
         result.errorText = isStopped
-                               ? CancelledText(request)
+                               ? Cancelled(request).text
                                : request.document + QStringLiteral(" was not opened, as there is "
                                                                    "no room for another thread");
         lock.unlock();
@@ -137,13 +146,11 @@ void ConversionEngine::Begin(Entry& entry, quint64 number)
             services = std::make_shared<ConversionServices>(MakeSession(settings), settings.worker,
                                                             ProcessesFor(settings.processes));
         Open(entry, number);
-    } catch (const ConversionFailure& failure) {
-        Fail(number, failure.error,
-             entry.job->Request().document + QStringLiteral(" was not opened: ") + failure.text);
-    } catch (const std::system_error& problem) {
-        Fail(number, AbstractConverter::Unknown,
-             entry.job->Request().document + QStringLiteral(" was not opened: ") +
-                 QString::fromUtf8(problem.what()));
+    } catch (const std::exception& problem) {
+        const QString& document = entry.job->Request().document;
+        Fail(number,
+             {FailureOf(problem, document).error,
+              document + QStringLiteral(" was not opened: ") + QString::fromUtf8(problem.what())});
     }
 }
 
@@ -166,14 +173,8 @@ ConversionEngine::Outcome ConversionEngine::TryToPrepare(const ConversionRequest
     Outcome outcome;
     try {
         outcome.document = Prepare(request, password, services);
-    } catch (const ConversionFailure& failure) {
-        outcome.error = failure.error;
-        outcome.text = failure.text;
-    } catch (const OptionError& error) {
-        outcome.error = AbstractConverter::InvalidOption;
-        outcome.text = request.document + QStringLiteral(": ") + QString::fromUtf8(error.what());
-    } catch (const std::exception& error) {
-        outcome.text = request.document + QStringLiteral(": ") + QString::fromUtf8(error.what());
+    } catch (const std::exception& problem) {
+        outcome.failure.emplace(FailureOf(problem, request.document));
     }
     Clear(password);
     return outcome;
@@ -188,11 +189,11 @@ void ConversionEngine::Prepared(quint64 number, Outcome& outcome)
     entry.isOpening = false;
     if (outcome.document)
         Convert(entry, number, std::move(*outcome.document));
-    else if (outcome.error == AbstractConverter::PasswordRequiredOrWrong &&
+    else if (outcome.failure->error == AbstractConverter::PasswordRequiredOrWrong &&
              entry.job->Request().askForPassword)
-        AskForPassword(entry, outcome.text);
+        AskForPassword(entry, outcome.failure->text);
     else
-        Fail(number, outcome.error, outcome.text);
+        Fail(number, *outcome.failure);
     Serve();
 }
 
@@ -210,7 +211,7 @@ void ConversionEngine::TakePassword(quint64 number, std::optional<std::string> p
     if (found == entries.end())
         return; // cancelled
     if (!password) {
-        Fail(number, AbstractConverter::PasswordRequiredOrWrong, found->second.refusal);
+        Fail(number, {AbstractConverter::PasswordRequiredOrWrong, found->second.refusal});
         return;
     }
     found->second.password = std::move(*password);
@@ -223,11 +224,8 @@ void ConversionEngine::Convert(Entry& entry, quint64 number, PreparedDocument do
     ConversionJob& job = *entry.job;
     try {
         job.Convert(std::move(document), services, [this, number] { End(number); });
-    } catch (const ConversionFailure& failure) {
-        Fail(number, failure.error, failure.text);
-    } catch (const std::exception& error) {
-        Fail(number, AbstractConverter::Unknown,
-             job.Request().document + QStringLiteral(": ") + QString::fromUtf8(error.what()));
+    } catch (const std::exception& problem) {
+        Fail(number, FailureOf(problem, job.Request().document));
     }
 }
 
@@ -236,12 +234,15 @@ void ConversionEngine::CancelNow(quint64 number)
     const auto found = entries.find(number);
     if (found == entries.end() || found->second.job->CancelChain())
         return;
-    Fail(number, AbstractConverter::Cancelled, CancelledText(found->second.job->Request()));
+    const ConversionRequest& request = found->second.job->Request();
+    if (found->second.isOpening)
+        services->provider->GiveUp(ioPath(request.document.toStdString()));
+    Fail(number, Cancelled(request));
 }
 
-void ConversionEngine::Fail(quint64 number, AbstractConverter::ErrorType error, const QString& text)
+void ConversionEngine::Fail(quint64 number, const ConversionFailure& failure)
 {
-    entries.at(number).job->Fail(error, text);
+    entries.at(number).job->Fail(failure.error, failure.text);
     End(number);
 }
 
@@ -280,8 +281,7 @@ void ConversionEngine::EndAll()
 {
     while (!entries.empty()) {
         const quint64 number = entries.begin()->first;
-        Fail(number, AbstractConverter::Cancelled,
-             CancelledText(entries.at(number).job->Request()));
+        Fail(number, Cancelled(entries.at(number).job->Request()));
     }
     if (services)
         services->provider->Shutdown();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ConversionFailure.h"
 #include "ConversionJob.h"
 #include "PdfConverter.h"
 
@@ -87,8 +88,7 @@ private:
     struct Outcome
     {
         std::optional<PreparedDocument> document;
-        AbstractConverter::ErrorType error = AbstractConverter::Unknown;
-        QString text;
+        std::optional<ConversionFailure> failure;
     };
 
     bool IsStarted();
@@ -103,7 +103,7 @@ private:
     void Convert(Entry& entry, quint64 number, PreparedDocument document);
     void TakePassword(quint64 number, std::optional<std::string> password);
     void CancelNow(quint64 number);
-    void Fail(quint64 number, AbstractConverter::ErrorType error, const QString& text);
+    void Fail(quint64 number, const ConversionFailure& failure);
     void End(quint64 number);
     void EndAll();
     void Join(quint64 aside);

@@ -7,7 +7,6 @@
 #include "ToText.h"
 #include "WorkerPool.h"
 
-#include <cstring>
 #include <utility>
 
 #include <QStringList>
@@ -91,18 +90,9 @@ void ConversionJob::Placed(const PlannedResult& made)
     listener->PageFinished(ToPage(made));
 }
 
-void ConversionJob::Refused(const PlannedResult& planned, Refusal refusal, int problem)
+void ConversionJob::Refused(const PlannedResult&, Refusal, const QString& text)
 {
-    const QString told = QString::fromLocal8Bit(std::strerror(problem));
-    if (refusal == Refusal::Unreadable)
-        whyRefused = QStringLiteral("cannot read what was made: ") + told;
-    else if (refusal == Refusal::Empty)
-        whyRefused = QStringLiteral("%1 is missing or empty").arg(planned.path);
-    else if (refusal == Refusal::CannotWrite)
-        whyRefused = QStringLiteral("cannot write %1: %2").arg(planned.path, told);
-    else
-        whyRefused = QStringLiteral("cannot write %1; other programs keep taking the name")
-                         .arg(planned.wanted);
+    whyRefused = text;
 }
 
 void ConversionJob::Progressed(double part)

@@ -52,7 +52,7 @@ private:
     void Reported(const TextReport& report) override;
     bool PlanAnew(PlannedResult& planned) override;
     void Placed(const PlannedResult& made) override;
-    void Refused(const PlannedResult& planned, Refusal refusal, int problem) override;
+    void Refused(const PlannedResult& planned, Refusal refusal, const QString& text) override;
     void Ended() override;
     void Warn(ConversionResult::Warning warning, const QString& text);
     void ChainFailed(AbstractConverter::ErrorType error);

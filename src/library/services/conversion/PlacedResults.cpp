@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 #include <QFile>
@@ -13,6 +14,17 @@ namespace {
 
 /** Each time another program was quicker, so only a file system that lies comes to an end here. */
 constexpr int mostMoves = 1000;
+
+QString WhyNotWritten(const QString& path, int problem)
+{
+    const QString text = QStringLiteral("cannot write ") + path;
+    const QFileInfo there(path);
+    if (there.isDir() && !there.isSymLink())
+        return text + QStringLiteral("; a folder has that name");
+    return problem == 0
+               ? text
+               : text + QStringLiteral(": ") + QString::fromLocal8Bit(std::strerror(problem));
+}
 
 } // namespace
 
@@ -35,47 +47,55 @@ bool PlacedResults::Move(const ioPath& from, const ioPath& to)
     });
     if (result == results.end() || (result->page == 0 && !takesWhole))
         return false;
-    if (const auto refusal = result->isInMemory ? Read(from, *result) : Place(from, *result)) {
-        listener.Refused(*result, *refusal, errno);
+    if (!(result->isInMemory ? Read(from, *result) : Place(from, *result)))
         return false;
-    }
     result->isPlaced = true;
     listener.Placed(*result);
     return true;
 }
 
-std::optional<PlacedResults::Refusal> PlacedResults::Read(const ioPath& from, PlannedResult& result)
+bool PlacedResults::Read(const ioPath& from, PlannedResult& result)
 {
     QFile file(QString::fromStdString(from.utf8string()));
     if (file.open(QFile::ReadOnly))
         result.bytes = file.readAll();
-    const int problem = errno;
     file.remove();
-    errno = problem;
-    return result.bytes.isEmpty() ? std::optional(Refusal::Unreadable) : std::nullopt;
+    return !result.bytes.isEmpty() ||
+           Refuse(result, Refusal::Failed,
+                  QStringLiteral("cannot read what was made: ") + file.errorString());
 }
 
-std::optional<PlacedResults::Refusal> PlacedResults::Place(const ioPath& from,
-                                                           PlannedResult& result)
+bool PlacedResults::Place(const ioPath& from, PlannedResult& result)
+{
+    if (!MoveTo(from, result))
+        return false;
+    // Some file systems take a file and then have no space for what is in it.
+    return QFileInfo(result.path).size() > 0 ||
+           Refuse(result, Refusal::Empty,
+                  QStringLiteral("%1 is missing or empty").arg(result.path));
+}
+
+bool PlacedResults::MoveTo(const ioPath& from, PlannedResult& result)
 {
     for (int move = 0; move < mostMoves; ++move) {
         const ioPath to(result.path.toStdString());
-        if (inner->Move(from, to)) {
-            // Some file systems take a file and then have no space for what is in it.
-            const bool isEmpty = QFileInfo(result.path).size() == 0;
-            return isEmpty ? std::optional(Refusal::Empty) : std::nullopt;
-        }
+        if (inner->Move(from, to))
+            return true;
         const int problem = errno;
         const bool isTaken = problem == EEXIST || inner->Exists(to);
-        errno = problem;
-        if (!isTaken)
-            return Refusal::CannotWrite;
-        if (!listener.PlanAnew(result)) {
-            errno = problem;
-            return Refusal::Taken;
-        }
+        if (!isTaken || !listener.PlanAnew(result))
+            return Refuse(result, isTaken ? Refusal::Taken : Refusal::Failed,
+                          WhyNotWritten(result.path, problem));
     }
-    return Refusal::KeepsBeingTaken;
+    return Refuse(
+        result, Refusal::Failed,
+        QStringLiteral("cannot write %1; other programs keep taking the name").arg(result.wanted));
+}
+
+bool PlacedResults::Refuse(const PlannedResult& result, Refusal why, const QString& text)
+{
+    listener.Refused(result, why, text);
+    return false;
 }
 
 } // namespace Korvel::PDF::Converter

@@ -4,7 +4,6 @@
 #include "ForwardingFileSystem.h"
 
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace Korvel::PDF::Converter {
@@ -36,8 +35,10 @@ public:
 private:
     using Refusal = ChainListener::Refusal;
 
-    static std::optional<Refusal> Read(const ioPath& from, PlannedResult& result);
-    std::optional<Refusal> Place(const ioPath& from, PlannedResult& result);
+    bool Read(const ioPath& from, PlannedResult& result);
+    bool Place(const ioPath& from, PlannedResult& result);
+    bool MoveTo(const ioPath& from, PlannedResult& result);
+    bool Refuse(const PlannedResult& result, Refusal why, const QString& text);
 
     std::vector<PlannedResult>& results;
     ChainListener& listener;
