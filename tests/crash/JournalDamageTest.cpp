@@ -39,7 +39,7 @@ class Chance
 public:
     explicit Chance(int number) : engine(unsigned(seed + number)) {}
 
-    int Below(int limit) { return int(engine() % unsigned(std::max(limit, 1))); }
+    int Below(qint64 limit) { return int(engine() % unsigned(std::max<qint64>(limit, 1))); }
 
 private:
     std::mt19937 engine;
@@ -64,7 +64,8 @@ QByteArray Flipped(QByteArray journal, const QByteArray&, Chance& chance)
 QByteArray WithBytes(QByteArray journal, int length, char byte, Chance& chance)
 {
     const int at = chance.Below(journal.size());
-    return journal.replace(at, length, QByteArray(std::min(length, journal.size() - at), byte));
+    return journal.replace(at, length,
+                           QByteArray(std::min(length, int(journal.size()) - at), byte));
 }
 
 QByteArray WithHole(QByteArray journal, const QByteArray&, Chance& chance)
@@ -75,7 +76,7 @@ QByteArray WithHole(QByteArray journal, const QByteArray&, Chance& chance)
 QByteArray WithSector(QByteArray journal, const QByteArray&, Chance& chance)
 {
     const int at = 512 * chance.Below(journal.size() / 512 + 1);
-    const int length = std::min(512 * (1 + chance.Below(4)), journal.size() - at);
+    const int length = std::min(512 * (1 + chance.Below(4)), int(journal.size()) - at);
     return journal.replace(at, length, QByteArray(length, '\0'));
 }
 
@@ -102,7 +103,7 @@ QByteArray Spliced(QByteArray journal, const QByteArray& other, Chance& chance)
     const int from = chance.Below(others.size());
     const QList<QByteArray> spliced = others.mid(from, 1 + chance.Below(5));
     const int at = chance.Below(lines.size());
-    const int replaced = chance.Below(2) == 0 ? 0 : spliced.size();
+    const int replaced = chance.Below(2) == 0 ? 0 : int(spliced.size());
     return Joined(lines.mid(0, at) + spliced + lines.mid(at + replaced));
 }
 

@@ -348,7 +348,7 @@ TEST_F(BatchTest, UsesNoMoreWorkersThanItIsAllowed)
     const auto process = Start({"many.pdf", "-d", "out", "-r", "100", "-j", "1"});
     int most = 0;
     while (!process->waitForFinished(1))
-        most = std::max(most, Children(*process).size());
+        most = std::max(most, int(Children(*process).size()));
     EXPECT_EQ(Finish(*process).exitCode, 0);
     EXPECT_GE(most, 1);
     EXPECT_LE(most, 2) << "one that opens documents, one that converts pages";

@@ -117,7 +117,7 @@ TEST_F(ConfinementTest, ConvertsWithoutAnyMeasureAtAll)
 /** How often a text is said. */
 int Count(const std::string& text, const std::string& part)
 {
-    return QString::fromStdString(text).count(QString::fromStdString(part));
+    return int(QString::fromStdString(text).count(QString::fromStdString(part)));
 }
 
 TEST_F(ConfinementTest, SaysOnceInARunWhichFilterIsMissing)

@@ -167,7 +167,7 @@ TEST_F(RandomInterruptionTest, LeavesNothingAndLosesNothingAtWhateverMoment)
             << run.complaints;
         EXPECT_EQ(run.results.size(), run.exitCode == 0 ? pages : 0);
         EXPECT_EQ(LeftInTempDir(), QStringList());
-        const int whole = WholePictures(folder).size();
+        const auto whole = WholePictures(folder).size();
         EXPECT_TRUE(whole == pages || run.exitCode != 0) << whole;
         interrupted += run.exitCode != 0;
     }

@@ -84,7 +84,7 @@ protected:
     /** Kills a run as soon as its journal has so many new lines, unless it has ended before. */
     void RunAndKill(const QStringList& arguments, int lines) const
     {
-        const int before = Journal().size();
+        const auto before = Journal().size();
         const auto process = Start(arguments);
         while (Journal().size() < before + lines && !process->waitForFinished(1)) {
         }
@@ -99,7 +99,7 @@ protected:
     {
         QByteArray journal = Read("journal");
         for (; lines > 0; --lines) {
-            const int begin = journal.lastIndexOf('\n', -2) + 1;
+            const auto begin = journal.lastIndexOf('\n', -2) + 1;
             const QJsonObject line = QJsonDocument::fromJson(journal.mid(begin)).object();
             if (line["event"] == "placing") {
                 EXPECT_TRUE(QFile::remove(Path(line["path"].toString())));
@@ -371,7 +371,7 @@ TEST_F(JournalTest, UnderstandsATornLastLine)
     ASSERT_EQ(Run(Arguments("out")).exitCode, 0);
     const auto before = Contents("out");
     QByteArray journal = Read("journal");
-    const int torn = journal.lastIndexOf("{\"event\":\"done\"");
+    const auto torn = journal.lastIndexOf("{\"event\":\"done\"");
     Write("journal", Sealed(journal.left(torn)) + journal.mid(torn, 30));
     EXPECT_EQ(Run(Arguments("out")).exitCode, 0);
     EXPECT_EQ(Differences(Contents("out"), before), QStringList());

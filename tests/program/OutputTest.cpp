@@ -386,10 +386,10 @@ TEST_P(TwoRunsTest, MakeAndTellTheirResultsWhateverTheirNamesAre)
     for (const QString& base : bases)
         MakeSample(base + ".pdf", 1);
     const auto [slow, quick] = RunTwo();
-    EXPECT_EQ(slow.exitCode, CodeFor(slow.results.size())) << slow.complaints;
-    EXPECT_EQ(quick.exitCode, CodeFor(quick.results.size())) << quick.complaints;
+    EXPECT_EQ(slow.exitCode, CodeFor(int(slow.results.size()))) << slow.complaints;
+    EXPECT_EQ(quick.exitCode, CodeFor(int(quick.results.size()))) << quick.complaints;
     QStringList told = slow.results + quick.results;
-    const int twice = told.removeDuplicates();
+    const auto twice = told.removeDuplicates();
     EXPECT_EQ(twice, IsPolicy("overwrite") ? bases.size() : 0);
     told.sort();
     EXPECT_EQ(told, Names());

@@ -60,7 +60,7 @@ protected:
     {
         SCOPED_TRACE(limit.toStdString());
         const Outcome run = RunUnder({limit}, {Path("two.pdf"), "-d", "pages", "-r", "30"});
-        const int pictures = WholePictures("out/pages").size();
+        const auto pictures = WholePictures("out/pages").size();
         if (run.exitCode == 0) {
             EXPECT_EQ(pictures, 2);
         } else {

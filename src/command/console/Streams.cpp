@@ -101,7 +101,8 @@ std::string ReadAll(const std::string& file, const Interruption& interruption)
 bool WriteAll(int descriptor, const QByteArray& bytes, const Interruption& interruption)
 {
     int written = 0;
-    while (written < bytes.size()) {
+    const int size = int(bytes.size());
+    while (written < size) {
         pollfd waits[] = {{descriptor, POLLOUT, 0}, {interruption.UrgentDescriptor(), POLLIN, 0}};
         if (::poll(waits, 2, -1) < 0 && errno != EINTR)
             return false;
@@ -110,8 +111,8 @@ bool WriteAll(int descriptor, const QByteArray& bytes, const Interruption& inter
         if (waits[0].revents == 0)
             continue;
         // No more than a pipe takes at once when it says that it takes something.
-        const int size = std::min(bytes.size() - written, PIPE_BUF);
-        const ssize_t done = ::write(descriptor, bytes.data() + written, std::size_t(size));
+        const int most = std::min(size - written, PIPE_BUF);
+        const ssize_t done = ::write(descriptor, bytes.data() + written, std::size_t(most));
         if (done < 0 && errno != EINTR && errno != EAGAIN)
             return false;
         written += int(std::max<ssize_t>(done, 0));
@@ -124,7 +125,7 @@ void WriteAtOnce(int descriptor, const QByteArray& bytes)
     pollfd wait = {descriptor, POLLOUT, 0};
     if (::poll(&wait, 1, 0) > 0) {
         [[maybe_unused]] const ssize_t written =
-            ::write(descriptor, bytes.data(), std::size_t(std::min(bytes.size(), PIPE_BUF)));
+            ::write(descriptor, bytes.data(), std::size_t(std::min(int(bytes.size()), PIPE_BUF)));
     }
 }
 

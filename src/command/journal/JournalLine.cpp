@@ -35,7 +35,7 @@ QByteArray WithoutSeal(const QByteArray& line)
 /** The bytes that the sum at the end of a line is of; nothing where it is of others. */
 std::optional<QByteArray> Summed(const QByteArray& line)
 {
-    const int at = line.size() - int(sizeof(sumKey) - 1) - digits - 2;
+    const auto at = line.size() - int(sizeof(sumKey) - 1) - digits - 2;
     if (at <= 0)
         return std::nullopt;
     const QByteArray bytes = line.left(at);
@@ -62,7 +62,7 @@ std::optional<JournalLine> JournalLine::Parse(const QByteArray& text)
 QByteArray JournalLine::JournalOf(const QByteArray& text)
 {
     const auto bytes = Summed(WithoutSeal(text));
-    const int begin = bytes ? bytes->lastIndexOf(journalKey) : -1;
+    const int begin = bytes ? int(bytes->lastIndexOf(journalKey)) : -1;
     if (begin < 0)
         return {};
     const int from = begin + int(sizeof(journalKey) - 1);
@@ -82,7 +82,7 @@ QByteArray JournalLine::ToText() const
 
 std::optional<qint64> JournalSeal::PlaceIn(const QByteArray& line)
 {
-    const int place = line.size() - sealLength - int(sizeof(end) - 1);
+    const int place = int(line.size()) - sealLength - int(sizeof(end) - 1);
     const bool isThere = line.left(std::max(place, 0)).endsWith(sealKey) && line.endsWith(end);
     return isThere ? std::optional<qint64>(place) : std::nullopt;
 }

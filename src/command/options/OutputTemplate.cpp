@@ -50,7 +50,7 @@ OutputTemplate OutputTemplate::Parse(const QString& text, const QString& wantedF
     for (auto matches = place.globalMatch(text); matches.hasNext();) {
         const auto match = matches.next();
         piece.text += text.mid(end, match.capturedStart() - end);
-        end = match.capturedEnd();
+        end = int(match.capturedEnd());
         const QString what = match.captured(1);
         if (what.isEmpty())
             throw Unusable(text, "has a % that is not %d, %0Nd (N from 1 to 9), %s, %p or %%; "
@@ -136,7 +136,7 @@ OutputTemplate OutputTemplate::WithPageNumber(int lastPage) const
     last.text.chop(tail.size());
     last.text += QLatin1Char('-');
     last.place = Piece::PageNumber;
-    last.digits = QString::number(lastPage).size();
+    last.digits = int(QString::number(lastPage).size());
     result.pieces.push_back({tail, Piece::Nothing, 1});
     return result;
 }

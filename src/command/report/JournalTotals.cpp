@@ -102,7 +102,7 @@ void JournalTotals::TakeResults(Document& document, const QJsonObject& line)
     }
     // A text or a PDF holds all pages of its document.
     document.pages = pages > 0 ? pages : document.pages;
-    document.files = results.size();
+    document.files = int(results.size());
     document.repaired = line[QLatin1String("repaired")].toBool();
     TakeLackingPages(document, line);
     total.AddSlow({line[QLatin1String("file")].toString(),

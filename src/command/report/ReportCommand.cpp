@@ -179,7 +179,7 @@ void ReportCommand::Draw(const QString& text)
 {
     const QString visible = FirstLines(text, terminal.Rows() - 1);
     Print(Terminal::LinesErased(drawn) + Terminal::Unwrapped(visible));
-    drawn = visible.count(QLatin1Char('\n'));
+    drawn = int(visible.count(QLatin1Char('\n')));
 }
 
 void ReportCommand::Print(const QString& text) const

@@ -106,7 +106,7 @@ QString FailuresText(const Totals& totals)
     QString text;
     int width = 0;
     for (const auto& [reason, count] : Sorted(totals.failed)) {
-        width = std::max(width, Number(count).size());
+        width = std::max(width, int(Number(count).size()));
         text += Row(QString(),
                     QString("  %1 %2").arg(Number(count), width).arg(WithoutControls(reason)));
     }
