@@ -60,9 +60,9 @@ void RequireLiteral(QString text, const QString& format)
 void RequireFreePaths(const QString& wanted, const std::vector<std::string>& existing)
 {
     Existing fileSystem({existing.begin(), existing.end()});
-    App::PlannedPaths planned;
+    PDF::Converter::PlannedPaths planned;
     for (int i = 0; i < 3; ++i) {
-        const QString path = planned.FindFree(wanted, fileSystem);
+        const QString path = planned.FindFree(wanted, &fileSystem);
         Fuzz::Require(!fileSystem.Exists(path.toStdString()), "nothing exists at the path");
         Fuzz::Require(planned.InputOf(path).isNull(), "nobody has planned the path");
         planned.Add(path, "input");
