@@ -262,6 +262,27 @@ TEST_F(JournalTest, LeavesAFileAloneThatIsLikeTheOneThatItRefused)
     EXPECT_EQ(Read("out/a-1(2).png"), page);
 }
 
+TEST_F(JournalTest, TellsOfATakenNameWhereThatPageGoesAlone)
+{
+    Write("list", "a.pdf\n");
+    const QStringList inOrder = Arguments("out") + QStringList{"--jobs", "1"};
+    ASSERT_EQ(Run(inOrder).exitCode, 0);
+    TakeBack(5);
+    Write("out/a-1.png", "theirs");
+    ASSERT_EQ(Run(inOrder).exitCode, 0);
+    TakeBack(5); // ended, done, the pages
+    const QJsonObject anew = Journal().last();
+    EXPECT_EQ(anew["event"], "planned");
+    EXPECT_EQ(anew["anew"], true);
+    EXPECT_EQ(anew["results"].toArray(),
+              QJsonArray({QJsonObject{{"page", 1}, {"path", "out/a-1(2).png"}}}));
+    EXPECT_EQ(Run(inOrder).exitCode, 0);
+    const auto there = Contents("out");
+    EXPECT_EQ(there.size(), 4);
+    EXPECT_EQ(there.count("a-1(2).png"), 1);
+    EXPECT_EQ(Read("out/a-1.png"), "theirs");
+}
+
 TEST_F(JournalTest, PlansADocumentAnewThatIsAnotherOneNow)
 {
     ASSERT_EQ(Run(Arguments("undisturbed", "")).exitCode, 0);

@@ -255,7 +255,7 @@ bool Conversion::PlanAnew(PlannedResult& result)
     if (run.options.output.onExists != OnExists::Number || !IsTaken(result.path))
         return false;
     planner.PlanAnew(result, document.Name());
-    run.journal.PlannedAnew(document.Name(), ResultsOf(results));
+    run.journal.PlannedAnew(document.Name(), ResultsOf({result}).front());
     return true;
 }
 

@@ -204,9 +204,13 @@ void Journal::Keep(const QString& folder)
     }
 }
 
-void Journal::PlannedAnew(const QString& name, const std::vector<Result>& results)
+void Journal::PlannedAnew(const QString& name, const Result& result)
 {
-    Planned(name, state.PagesOf(name), results);
+    if (!IsOff())
+        Append("planned", {{"file", name},
+                           {"pages", state.PagesOf(name)},
+                           {"results", PlannedToJson({result})},
+                           {"anew", true}});
 }
 
 bool Journal::Placing(const QString& from, const QString& to)

@@ -95,8 +95,8 @@ public:
      */
     void Keep(const QString& folder);
 
-    /** Writes down another plan of a document that has one. */
-    void PlannedAnew(const QString& name, const std::vector<Result>& results);
+    /** Writes down that one result of a document that has a plan goes elsewhere. */
+    void PlannedAnew(const QString& name, const Result& result);
 
     /**
      * Writes down that the file at `from` is about to be put in place at `to`; false when that, or

@@ -42,7 +42,8 @@ void JournalState::ReadBegun(const QJsonObject& line)
 
 void JournalState::ReadPlanned(const QString& name, const QJsonObject& line)
 {
-    Plan plan;
+    Document& document = documents[name];
+    Plan plan = line["anew"].toBool() ? document.plan : Plan();
     plan.pages = line["pages"].toInt();
     if (line.contains("engine"))
         engine = line["engine"].toString();
@@ -53,7 +54,6 @@ void JournalState::ReadPlanned(const QString& name, const QJsonObject& line)
         plan.paths[result["page"].toInt()] = to;
         planned[to] = name;
     }
-    Document& document = documents[name];
     document.standing = Standing::ToDo;
     document.lacksPages = false;
     document.plan = plan;

@@ -35,7 +35,10 @@ public:
         Empty   ///< nothing is in it, as there was no space for more
     };
 
-    /** @param text  what to tell people of it, such as "cannot write /out/1.png: Permission denied"
+    /**
+     * A result was put nowhere.
+     *
+     * @param text  what to tell people of it, such as "cannot write /out/1.png: Permission denied"
      */
     virtual void Refused(const PlannedResult& result, Refusal why, const QString& text) = 0;
 

@@ -1,6 +1,5 @@
 #include "PlacedResults.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -29,9 +28,11 @@ QString WhyNotWritten(const QString& path, int problem)
 } // namespace
 
 PlacedResults::PlacedResults(std::shared_ptr<IFileSystem> files,
-                             std::vector<PlannedResult>& results, ChainListener& listener)
-    : ForwardingFileSystem(std::move(files)), results(results), listener(listener)
+                             std::vector<PlannedResult>& planned, ChainListener& listener)
+    : ForwardingFileSystem(std::move(files)), listener(listener)
 {
+    for (PlannedResult& result : planned)
+        results.insert(result.path, &result);
 }
 
 bool PlacedResults::Exists(const ioPath&)
@@ -41,11 +42,8 @@ bool PlacedResults::Exists(const ioPath&)
 
 bool PlacedResults::Move(const ioPath& from, const ioPath& to)
 {
-    const QString wanted = QString::fromStdString(to.utf8string());
-    const auto result = std::find_if(results.begin(), results.end(), [&wanted](const auto& one) {
-        return !one.isPlaced && one.path == wanted;
-    });
-    if (result == results.end() || (result->page == 0 && !takesWhole))
+    PlannedResult* const result = results.value(QString::fromStdString(to.utf8string()));
+    if (!result || result->isPlaced || (result->page == 0 && !takesWhole))
         return false;
     if (!(result->isInMemory ? Read(from, *result) : Place(from, *result)))
         return false;

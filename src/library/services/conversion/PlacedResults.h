@@ -6,6 +6,8 @@
 #include <memory>
 #include <vector>
 
+#include <QHash>
+
 namespace Korvel::PDF::Converter {
 
 /**
@@ -20,10 +22,10 @@ class PlacedResults : public ForwardingFileSystem
 public:
     /**
      * @param files     moves results, and tells what is there
-     * @param results   live longer than this
+     * @param planned   live longer than this
      * @param listener  plans anew, and is told what has become of each
      */
-    PlacedResults(std::shared_ptr<IFileSystem> files, std::vector<PlannedResult>& results,
+    PlacedResults(std::shared_ptr<IFileSystem> files, std::vector<PlannedResult>& planned,
                   ChainListener& listener);
 
     bool Exists(const ioPath& path) override;
@@ -40,8 +42,9 @@ private:
     bool MoveTo(const ioPath& from, PlannedResult& result);
     bool Refuse(const PlannedResult& result, Refusal why, const QString& text);
 
-    std::vector<PlannedResult>& results;
     ChainListener& listener;
+    /** The results by the paths that they had at first, which the chain knows. */
+    QHash<QString, PlannedResult*> results;
     bool takesWhole = true;
 };
 
