@@ -74,16 +74,19 @@ TEST_F(InspectTest, TellsWhatViewersShowInPlaceOfPageNumbers)
                                       {"prefix", "App "},
                                       {"numbering", "upper-letters"},
                                       {"start", 27}}}));
+    const auto labelled = [this](const QString& name, const QByteArray& labels) {
+        const QByteArray page = "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 9 9] >>";
+        Write(name,
+              PdfOf({"<< /Type /Catalog /Pages 2 0 R /PageLabels << /Nums [" + labels + "] >> >>",
+                     "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R 6 0 R] /Count 4 >>", page, page,
+                     page, page}));
+    };
+    labelled("each.pdf", "0 << /S /r >> 1 << /S /r /St 2 >> 2 << /S /D >> 3 << /S /D /St 2 >>");
+    EXPECT_THAT(Lines("each.pdf"), Contains("  Page labels:   i-ii, 1-2"));
+    labelled("late.pdf", "2 << /S /D >>");
+    EXPECT_THAT(Lines("late.pdf"), Contains("  Page labels:   1-2")) << "of the last two";
     WritePdf("odd.pdf", "", "", "/PageLabels << /Nums [0 << /S /r /St 99999999999 >>] >>");
     EXPECT_THAT(Lines("odd.pdf"), Contains("  Page labels:   1000000000"));
-    const QByteArray page = "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 9 9] >>";
-    const QByteArray eachPage =
-        "0 << /S /r >> 1 << /S /r /St 2 >> 2 << /S /D >> 3 << /S /D /St 2 >>";
-    Write("each.pdf",
-          PdfOf({"<< /Type /Catalog /Pages 2 0 R /PageLabels << /Nums [" + eachPage + "] >> >>",
-                 "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R 6 0 R] /Count 4 >>", page, page, page,
-                 page}));
-    EXPECT_THAT(Lines("each.pdf"), Contains("  Page labels:   i-ii, 1-2"));
     MakeSample("plain.pdf", 2);
     EXPECT_EQ(Json("plain.pdf")["pageLabels"].toArray(), QJsonArray());
 }

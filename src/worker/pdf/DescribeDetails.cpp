@@ -198,6 +198,12 @@ DocumentDetails::Labels LabelsOf(QPDFObjectHandle described, int first)
     return labels;
 }
 
+/** libqpdf makes up a row of nothing for the pages before the first one of the document's own. */
+bool SayAnything(const DocumentDetails::Labels& labels)
+{
+    return labels.numbering != DocumentDetails::Labels::Numbering::None || !labels.prefix.isEmpty();
+}
+
 /** Many documents describe each page by itself, which goes on where the one before ends. */
 bool GoesOn(const DocumentDetails::Labels& labels, const DocumentDetails::Labels& next)
 {
@@ -215,17 +221,19 @@ void AddLabels(DocumentDetails& details, QPDF& pdf)
     const int pages = int(pdf.getAllPages().size());
     std::vector<QPDFObjectHandle> rows; // an index from 0, and what its label is, in turn
     helper.getLabelsForPageRange(0, pages - 1, 0, rows);
-    for (std::size_t i = 0; i + 1 < rows.size() && HasRoom(details.labels); i += 2) {
+    bool isOpen = false; // the last of the labels go on to the next row
+    for (std::size_t i = 0; i + 1 < rows.size(); i += 2) {
         const DocumentDetails::Labels labels =
             LabelsOf(rows[i + 1], int(rows[i].getIntValue()) + 1);
-        if (!details.labels.empty()) {
-            if (GoesOn(details.labels.back(), labels))
-                continue;
+        if (isOpen && GoesOn(details.labels.back(), labels))
+            continue;
+        if (isOpen)
             details.labels.back().pages.last = labels.pages.first - 1;
-        }
-        details.labels.push_back(labels);
+        isOpen = SayAnything(labels) && HasRoom(details.labels);
+        if (isOpen)
+            details.labels.push_back(labels);
     }
-    if (!details.labels.empty())
+    if (isOpen)
         details.labels.back().pages.last = pages;
 }
 
