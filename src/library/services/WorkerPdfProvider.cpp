@@ -235,7 +235,7 @@ struct WorkerPdfProvider::Impl
 
     void TellOpened() const
     {
-        const std::lock_guard lock(mutex);
+        const std::lock_guard lock(mutexOfTelling);
         if (tellOpened)
             tellOpened();
     }
@@ -308,8 +308,9 @@ struct WorkerPdfProvider::Impl
     std::atomic<bool> shutDown{false};
     std::atomic<qint64> lastDocument{0};
 
-    mutable std::mutex mutex;
+    mutable std::mutex mutexOfTelling;
     std::function<void()> tellOpened;
+    mutable std::mutex mutex;
     std::map<qint64, Opened> documents;
     std::map<std::string, OpenFailure> openFailures;
     QString whyNotStarted;
@@ -373,7 +374,7 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
 
 void WorkerPdfProvider::WhenOpened(std::function<void()> told)
 {
-    const std::lock_guard lock(impl->mutex);
+    const std::lock_guard lock(impl->mutexOfTelling);
     impl->tellOpened = std::move(told);
 }
 

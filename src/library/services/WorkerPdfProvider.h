@@ -48,8 +48,9 @@ public:
      * Has a function called whenever a document has been opened, or could not be, after its future
      * has the answer.
      *
-     * @param told  called on a thread of the provider's, and must not block it; empty for none, and
-     *              then the one before is not called any more once this returns
+     * @param told  called on a thread of the provider's, or on that of OpenDocument where there is
+     *              nothing to open; it must not block, nor call WhenOpened. Empty for none, and
+     * then the one before is not called any more once this returns
      */
     void WhenOpened(std::function<void()> told);
 
