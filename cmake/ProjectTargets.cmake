@@ -18,8 +18,8 @@ if(NOT CMAKE_LIBRARY_OUTPUT_DIRECTORY)
   set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 endif()
 
-# Everything is built against one Qt. What is made for Qt 6 has names of its own wherever it is
-# installed, so that it can lie beside what is made for Qt 5.
+# Everything is built against one Qt. Libraries and workers for Qt 6 have names of their own
+# wherever they are installed, so that they can lie beside those for Qt 5; the command has one name.
 set(CONVERTWRAPPERS_QT 5 CACHE STRING "The major version of Qt: 5 or 6")
 set_property(CACHE CONVERTWRAPPERS_QT PROPERTY STRINGS 5 6)
 if(CONVERTWRAPPERS_QT EQUAL 5)

@@ -108,8 +108,8 @@ int Start(int argc, char** argv)
         return Tell(parsed);
     NeedDescriptors(fewestDescriptors);
     std::signal(SIGPIPE, SIG_IGN); // from here on something would be left behind
-    Interruption interruption;
     Korvel::NameFilesInUtf8();
+    Interruption interruption;
     Application application(argc, argv);
     StartLogging(argv[0], parsed.options->console.verbosity);
     Console console(parsed.options->console, interruption);

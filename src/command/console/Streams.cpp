@@ -100,8 +100,8 @@ std::string ReadAll(const std::string& file, const Interruption& interruption)
 
 bool WriteAll(int descriptor, const QByteArray& bytes, const Interruption& interruption)
 {
-    int written = 0;
-    const int size = int(bytes.size());
+    std::size_t written = 0;
+    const auto size = std::size_t(bytes.size());
     while (written < size) {
         pollfd waits[] = {{descriptor, POLLOUT, 0}, {interruption.UrgentDescriptor(), POLLIN, 0}};
         if (::poll(waits, 2, -1) < 0 && errno != EINTR)
@@ -111,11 +111,11 @@ bool WriteAll(int descriptor, const QByteArray& bytes, const Interruption& inter
         if (waits[0].revents == 0)
             continue;
         // No more than a pipe takes at once when it says that it takes something.
-        const int most = std::min(size - written, PIPE_BUF);
-        const ssize_t done = ::write(descriptor, bytes.data() + written, std::size_t(most));
+        const std::size_t most = std::min<std::size_t>(size - written, PIPE_BUF);
+        const ssize_t done = ::write(descriptor, bytes.data() + written, most);
         if (done < 0 && errno != EINTR && errno != EAGAIN)
             return false;
-        written += int(std::max<ssize_t>(done, 0));
+        written += std::size_t(std::max<ssize_t>(done, 0));
     }
     return true;
 }

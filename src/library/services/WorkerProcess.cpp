@@ -171,7 +171,7 @@ QString WhyNotStarted(const QString& program, const QString& error)
            FoldersOfProgram().join(QStringLiteral(", nor in "));
 }
 
-/** Of each that it fails to start, Qt 6.4 keeps a descriptor. It looks for a bare name itself. */
+/** Qt 6.4 loses a descriptor with each that it fails to start. It looks for a bare name itself. */
 bool IsNoProgram(const QString& program)
 {
     return program.contains('/') && ::access(QFile::encodeName(program).constData(), X_OK) != 0;
