@@ -162,6 +162,27 @@ TEST_P(EngineTest, DrawsPagesInAnyOrderAndOverAgain)
     }
 }
 
+TEST_P(EngineTest, DrawsMorePagesThanItKeepsADocumentOpenFor)
+{
+    const QByteArray page = "<</Type/Page/Parent 2 0 R/MediaBox[0 0 9 9]/Contents ";
+    const QByteArray pdf =
+        PdfOf({"<</Type/Catalog/Pages 2 0 R>>", "<</Type/Pages/Kids[3 0 R 4 0 R]/Count 2>>",
+               page + "5 0 R>>", page + "6 0 R>>", PdfStream("1 0 0 rg 0 0 9 9 re f"),
+               PdfStream("0 0 1 rg 0 0 9 9 re f")});
+    const auto fromFile = Opened([&pdf](const QString& path) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(pdf) == pdf.size());
+    });
+    const auto fromMemory = Make(GetParam());
+    ASSERT_TRUE(fromMemory->Open(pdf));
+    for (const auto& engine : {fromFile.get(), fromMemory.get()}) {
+        for (int drawn = 0; drawn < 1100; ++drawn) {
+            const QColor color = Drawn(*engine, drawn % 2, Shape(9, 9)).pixelColor(4, 4);
+            ASSERT_TRUE(IsLike(color, drawn % 2 == 0 ? Qt::red : Qt::blue)) << drawn;
+        }
+    }
+}
+
 TEST_P(EngineTest, GivesRowsOverAgainWhereTheyAreAskedForOnceMore)
 {
     const auto engine = Sample();
