@@ -33,8 +33,7 @@ public:
 
     /**
      * @param planner  chooses anew where other programs have taken the place of a result
-     * @param planned  its results get the final paths, empty where there is nothing; it lives
-     * longer
+     * @param planned  lives longer; its results get the final paths, empty where there is nothing
      */
     Conversion(const Run& run, Planner& planner, PlannedDocument& planned);
 

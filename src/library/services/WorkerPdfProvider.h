@@ -49,8 +49,8 @@ public:
      * has the answer.
      *
      * @param told  called on a thread of the provider's, or on that of OpenDocument where there is
-     *              nothing to open; it must not block, nor call WhenOpened. Empty for none, and
-     * then the one before is not called any more once this returns
+     *              nothing to open; it must not block, nor call WhenOpened. Empty for none: the
+     *              one before is not called any more once this returns
      */
     void WhenOpened(std::function<void()> told);
 
