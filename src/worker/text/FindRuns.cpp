@@ -104,17 +104,26 @@ double Gap(const Glyph& one, const Glyph& next)
     return std::max(GapToTheRight(one, next), GapToTheLeft(one, next));
 }
 
+/** Whether they are of the dots that lead to a page's number, which have distances of their own. */
+bool AreOfLeader(const Glyph& one, const Glyph& next)
+{
+    constexpr char32_t middleDot = 0xb7;
+    return one.code == next.code && (one.code == '.' || one.code == middleDot);
+}
+
 /** How far apart the letters of the run are set, in ems: 0 for most runs. */
 double Spacing(const Glyphs& run)
 {
-    constexpr std::size_t fewest = 5;
+    constexpr std::size_t fewest = 4;
     constexpr double widest = 0.15;
-    if (run.size() < fewest)
-        return 0;
     std::vector<double> gaps;
     gaps.reserve(run.size());
-    for (std::size_t i = 1; i < run.size(); ++i)
-        gaps.push_back(Gap(run[i - 1], run[i]) / std::max(run[i].em, 0.01));
+    for (std::size_t i = 1; i < run.size(); ++i) {
+        if (!AreOfLeader(run[i - 1], run[i]))
+            gaps.push_back(Gap(run[i - 1], run[i]) / std::max(run[i].em, 0.01));
+    }
+    if (gaps.size() < fewest)
+        return 0;
     const auto middle = gaps.begin() + std::ptrdiff_t(gaps.size() / 2);
     std::nth_element(gaps.begin(), middle, gaps.end());
     return std::clamp(*middle, 0.0, widest);

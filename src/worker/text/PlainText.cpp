@@ -1,6 +1,7 @@
 #include "PlainText.h"
 
 #include <algorithm>
+#include <optional>
 
 #include <QSet>
 #include <QString>
@@ -27,81 +28,147 @@ Lines LinesOf(const TextBlock& block)
     return lines;
 }
 
-/** The page's words that have a hyphen within. */
-QSet<QString> Hyphenated(const TextPage& page)
+/** A word without the punctuation around it. */
+QString Bare(const QString& word)
+{
+    const auto counts = [](QChar one) {
+        return one.isLetterOrNumber() || one.isMark();
+    };
+    const auto first = std::find_if(word.begin(), word.end(), counts);
+    const auto last = std::find_if(word.rbegin(), word.rend(), counts).base();
+    return first < last ? QString(&*first, int(last - first)) : QString();
+}
+
+/** How a page writes its words within lines. */
+struct Spellings
 {
     QSet<QString> words;
+    /** Those that have a hyphen within, in small letters. */
+    QSet<QString> hyphenated;
+};
+
+Spellings SpellingsOf(const TextPage& page)
+{
+    Spellings spellings;
     for (const TextBlock& block : page.blocks) {
         for (const TextLine& line : block.lines) {
             for (const TextWord& word : line.words) {
-                if (word.text.indexOf(hyphen) > 0)
-                    words.insert(word.text.toLower());
+                const QString bare = Bare(word.text);
+                spellings.words.insert(bare);
+                if (bare.contains(hyphen))
+                    spellings.hyphenated.insert(bare.toLower());
             }
         }
     }
-    return words;
+    return spellings;
 }
 
-/** Whether it is an address, which is parted at a stroke as well, and may have hyphens of its own.
- */
-bool IsAddress(const QString& word)
+/** Whether it is within an address, whose hyphens are its own, as those of a mailing list are. */
+bool IsInAddress(const QString& end, const QString& start)
 {
-    return word.contains(QLatin1String("://"));
+    return end.contains(QLatin1String("://")) || start.contains(QLatin1Char('@'));
 }
 
 /** Whether both are of capitals alone, and no names of a few letters. */
 bool AreOfCapitals(const QString& end, const QString& start)
 {
-    constexpr int fewest = 3;
+    constexpr int fewestAtEnd = 5;
+    constexpr int fewestAtStart = 3;
     const auto isNone = [](QChar one) {
         return one.isLower() || one.isDigit();
     };
     const auto isCapital = [](QChar one) {
         return one.isUpper();
     };
-    return std::count_if(start.begin(), start.end(), isCapital) >= fewest &&
+    return (std::count_if(start.begin(), start.end(), isCapital) >= fewestAtStart ||
+            end.size() > fewestAtEnd) &&
            std::all_of(end.begin(), end.end() - 1, isCapital) &&
            std::none_of(start.begin(), start.end(), isNone);
 }
 
+/** Whether a path or an address may be parted behind it, which puts in a hyphen. */
+bool IsStroke(QChar character)
+{
+    return character == QLatin1Char('/');
+}
+
+/** Whether the hyphen stands for the rest of a word to come, as that of "pre- and postfix". */
+bool IsSuspended(const QString& start)
+{
+    return start == QLatin1String("and") || start == QLatin1String("und") ||
+           start == QLatin1String("oder");
+}
+
+/** Lines end within a word behind its own hyphen or behind one that is put in. */
 bool IsParted(const QString& end, const QString& start)
 {
-    return end.size() > 1 && end.endsWith(hyphen) &&
-           (end[end.size() - 2].isLetter() || IsAddress(end)) &&
-           (start.front().isLower() || AreOfCapitals(end, start));
+    if (end.size() < 2 || !end.endsWith(hyphen) || IsSuspended(start))
+        return false;
+    const QChar last = end[end.size() - 2];
+    const QChar first = start.front();
+    return (last.isLetterOrNumber() || IsStroke(last)) &&
+           (first.isLower() || first.isUpper() || first.isDigit());
 }
 
-QString Joined(const QString& end, const QString& start, const QSet<QString>& hyphenated)
+/** Puts words together whose lines end within them. */
+class Joiner
 {
-    const QString beginning = end.chopped(1);
-    const bool isHard =
-        IsAddress(end) ? beginning.back().isLetterOrNumber()
-                       : beginning.contains(hyphen) || hyphenated.contains((end + start).toLower());
-    return (isHard ? end : beginning) + start;
-}
+public:
+    explicit Joiner(const TextPage& page) : page(page) {}
 
-/** Puts the rest of a parted word to its beginning. */
-void JoinParted(Lines& lines, const QSet<QString>& hyphenated)
-{
-    for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
-        QStringList& line = lines[i];
-        QStringList& next = lines[i + 1];
-        if (line.isEmpty() || next.isEmpty() || !IsParted(line.last(), next.first()))
-            continue;
-        line.last() = Joined(line.last(), next.takeFirst(), hyphenated);
+    void Join(Lines& lines)
+    {
+        for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
+            QStringList& line = lines[i];
+            QStringList& next = lines[i + 1];
+            if (line.isEmpty() || next.isEmpty() || !IsParted(line.last(), next.first()))
+                continue;
+            const QString start = next.takeFirst();
+            if (!IsOwnHyphen(line.last(), start))
+                line.last().chop(1);
+            line.last() += start;
+        }
     }
-}
+
+private:
+    /** Whether the word has the hyphen within lines as well. */
+    bool IsOwnHyphen(const QString& end, const QString& start)
+    {
+        const QString beginning = end.chopped(1);
+        const QChar last = beginning.back();
+        if (IsStroke(last))
+            return beginning.size() == 1;
+        if (!last.isLetter() || !start.front().isLetter() || IsInAddress(end, start))
+            return true;
+        if (Known().hyphenated.contains(Bare(end + start).toLower()))
+            return true;
+        if (Known().words.contains(Bare(beginning + start)))
+            return false;
+        return beginning.contains(hyphen) ||
+               !(start.front().isLower() || AreOfCapitals(end, start));
+    }
+
+    const Spellings& Known()
+    {
+        if (!known)
+            known = SpellingsOf(page);
+        return *known;
+    }
+
+    const TextPage& page;
+    std::optional<Spellings> known;
+};
 
 } // namespace
 
 QByteArray PlainText(const TextPage& page, bool dehyphenates)
 {
-    const QSet<QString> hyphenated = dehyphenates ? Hyphenated(page) : QSet<QString>();
+    Joiner joiner(page);
     QByteArray text;
     for (const TextBlock& block : page.blocks) {
         Lines lines = LinesOf(block);
         if (dehyphenates)
-            JoinParted(lines, hyphenated);
+            joiner.Join(lines);
         if (!text.isEmpty())
             text += '\n';
         for (const QStringList& line : lines) {

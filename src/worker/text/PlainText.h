@@ -11,9 +11,10 @@ namespace Korvel::Worker {
  * an empty line; no other control character is in it. UTF-8; empty for a page without text.
  *
  * @param dehyphenates  whether a word that is parted at the end of a line is put together. Its
- *                      hyphen stays where the page has the word with the hyphen elsewhere, where
- *                      the word has another one, and before a capital letter or a digit,
- *                      unless the word is of capitals.
+ *                      hyphen is left away where the page has the word without it elsewhere. It
+ *                      stays where the page has the word with it, where the word has another one,
+ *                      in addresses, beside a digit, and before a capital letter unless the word
+ *                      is of capitals.
  */
 QByteArray PlainText(const TextPage& page, bool dehyphenates);
 

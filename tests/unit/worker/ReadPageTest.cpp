@@ -78,6 +78,15 @@ TEST_F(ReadPageTest, LettersThatAreSetApartAreOneWord)
     EXPECT_EQ(Plain(), "INVOICES\n");
 }
 
+TEST_F(ReadPageTest, NumbersArePartedFromTheirTitlesBeforeDotsThatAreSetApart)
+{
+    PutLine("4.10", 50, 100);
+    PutLine("December", 50 + 20 + em / 5, 100);
+    for (int dot = 0; dot < 30; ++dot)
+        Put('.', 120 + 5 * dot, 100, em / 5);
+    EXPECT_EQ(Plain().substr(0, 15), "4.10 December .");
+}
+
 TEST_F(ReadPageTest, ControlCharactersAreDroppedAndCounted)
 {
     for (int i = 0; i < 6; ++i)
@@ -322,10 +331,11 @@ TEST_F(ReadPageTest, IdeographicPunctuationFollowsWithoutASpace)
 TEST_F(ReadPageTest, WordsOfCapitalsThatArePartedArePutTogether)
 {
     PutLine("THIS IS NO WAR-", 50, 100);
-    PutLine("RANTY, AND ISO-", 50, 112);
-    PutLine("UK and Xag-", 50, 124);
-    PutLine("Group stay", 50, 136);
-    EXPECT_EQ(Plain(), "THIS IS NO WARRANTY,\nAND ISO-\nUK and Xag-\nGroup stay\n");
+    PutLine("RANTY OR LIABILI-", 50, 112);
+    PutLine("TY. ISO-", 50, 124);
+    PutLine("UK and Xag-", 50, 136);
+    PutLine("Group keep theirs", 50, 148);
+    EXPECT_EQ(Plain(), "THIS IS NO WARRANTY\nOR LIABILITY.\nISO-UK\nand Xag-Group\nkeep theirs\n");
 }
 
 TEST_F(ReadPageTest, WithoutPlacesTheOrderIsTheEngines)

@@ -189,10 +189,41 @@ TEST_F(TextTest, KeepsAHyphenThatThePageHasElsewhere)
               "What is well-known is well-known\nto all\n");
 }
 
-TEST_F(TextTest, KeepsHyphensBeforeCapitalsAndNumbers)
+TEST_F(TextTest, KnowsAHyphenThatThePageHasElsewhereBesidePunctuation)
+{
+    SKIP_WITHOUT_PLACES();
+    EXPECT_EQ(TextOf({{20, 20, "It is \"well-known\", and well-\nknown to all"}}),
+              "It is \"well-known\", and well-known\nto all\n");
+}
+
+TEST_F(TextTest, PutsAWordTogetherAtItsOwnHyphen)
 {
     EXPECT_EQ(TextOf({{20, 20, "From Jean-\nPaul to pages 12-\n14 of it"}}),
-              "From Jean-\nPaul to pages 12-\n14 of it\n");
+              "From Jean-Paul\nto pages 12-14\nof it\n");
+}
+
+TEST_F(TextTest, LeavesAHyphenAwayThatThePageDoesWithoutElsewhere)
+{
+    SKIP_WITHOUT_PLACES();
+    EXPECT_EQ(
+        TextOf({{20, 20, "As each (AppGroup) does, an App-\nGroup lists OTHER and OTH-\nER"}}),
+        "As each (AppGroup) does, an AppGroup\nlists OTHER and OTHER\n");
+    EXPECT_EQ(TextOf({{20, 20, "The app-installer is an app-instal-\nler"}}),
+              "The app-installer is an app-installer\n");
+}
+
+TEST_F(TextTest, KeepsTheHyphensOfAddressesAndNoneOfPaths)
+{
+    EXPECT_EQ(
+        TextOf({{20, 20,
+                 "Write to debian-\nboot@example.org of https://a-\nb.org and boot/-\nlinux now"}}),
+        "Write to debian-boot@example.org\nof https://a-b.org\nand boot/linux\nnow\n");
+}
+
+TEST_F(TextTest, LeavesAHyphenThatStandsForTheRestOfAWord)
+{
+    EXPECT_EQ(TextOf({{20, 20, "What is pre-\nand postfix, Vor-\nund Nachname"}}),
+              "What is pre-\nand postfix, Vor-\nund Nachname\n");
 }
 
 TEST_F(TextTest, HasAnEmptyLineBetweenParagraphs)
