@@ -65,8 +65,20 @@ double WidestSpace(const TextLine& line)
                                     : widestSpaceInEms;
 }
 
+/** Signs may stand higher than their line, or lower: all are to be in the row of the longest. */
+void Align(std::vector<Piece>::iterator first, std::vector<Piece>::iterator end)
+{
+    const auto longest = std::max_element(
+        first, end, [](const Piece& a, const Piece& b) { return a.text.size() < b.text.size(); });
+    for (auto piece = first; piece != end; ++piece) {
+        piece->box.setTop(longest->box.top());
+        piece->box.setBottom(longest->box.bottom());
+    }
+}
+
 void AddPieces(const TextLine& line, std::vector<Piece>& pieces)
 {
+    const auto first = std::ptrdiff_t(pieces.size());
     const double widest = WidestSpace(line);
     const TextWord* before = nullptr;
     for (const TextWord& word : line.words) {
@@ -78,6 +90,7 @@ void AddPieces(const TextLine& line, std::vector<Piece>& pieces)
         }
         before = &word;
     }
+    Align(pieces.begin() + first, pieces.end());
 }
 
 std::vector<Piece> PiecesOf(const TextPage& page)

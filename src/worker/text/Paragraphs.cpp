@@ -22,7 +22,7 @@ double PitchOf(const RunLine& one, const RunLine& next)
 
 bool HaveOneSize(const RunLine& one, const RunLine& other)
 {
-    return std::max(one.em, other.em) <= otherSize * std::min(one.em, other.em);
+    return std::max(one.usualEm, other.usualEm) <= otherSize * std::min(one.usualEm, other.usualEm);
 }
 
 /** How far lines are apart, and their em. */
@@ -53,12 +53,23 @@ std::optional<Pitch> UsualPitch(const Region& region)
     return *middle;
 }
 
+/** Whether the shorter of both lines stands in the middle below the other. */
+bool AreCentered(const RunLine& line, const RunLine& next)
+{
+    const double left = next.box.left() - line.box.left();
+    const double right = line.box.right() - next.box.right();
+    return std::abs(left - right) < 0.3 * next.em;
+}
+
 /** Whether the line is indented between lines that are not. */
 bool IsIndented(const Region& region, std::size_t index)
 {
     if (index + 1 >= region.size())
         return false;
     const RunLine& line = region[index];
+    if (line.usualEm > otherSize * region[index + 1].usualEm ||
+        AreCentered(region[index - 1], line))
+        return false; // a heading whose lines hang, a title
     const double before = region[index - 1].box.left();
     const double after = region[index + 1].box.left();
     const double indent = line.box.left() - before;

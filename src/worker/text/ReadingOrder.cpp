@@ -193,6 +193,36 @@ Page PartHeads(const Runs& runs, double em)
     return page;
 }
 
+bool AreOnOneLine(const Run& one, const Run& other)
+{
+    return std::abs(one.baseline - other.baseline) <= 0.25 * std::min(one.em, other.em);
+}
+
+/** Runs by the numbers of their bands, from the top: lines that cross a river have odd ones. */
+using Bands = std::map<std::ptrdiff_t, Runs>;
+
+Bands BandsOf(const Runs& runs, double river)
+{
+    const auto crosses = [river](const Run* run) {
+        return run->box.left() < river && river < run->box.right();
+    };
+    const auto isHigher = [](const Run* a, const Run* b) {
+        return a->box.center().y() < b->box.center().y();
+    };
+    Runs crossing;
+    std::copy_if(runs.begin(), runs.end(), std::back_inserter(crossing), crosses);
+    std::sort(crossing.begin(), crossing.end(), isHigher);
+    Bands bands;
+    for (const Run* const run : runs) {
+        const auto next = std::lower_bound(crossing.begin(), crossing.end(), run, isHigher);
+        const bool isOfNext =
+            crosses(run) || (next != crossing.end() && AreOnOneLine(**next, *run));
+        const bool isOfLast = next != crossing.begin() && AreOnOneLine(**std::prev(next), *run);
+        bands[2 * (next - crossing.begin()) + (isOfNext ? 1 : isOfLast ? -1 : 0)].push_back(run);
+    }
+    return bands;
+}
+
 class Cutter
 {
 public:
@@ -229,20 +259,7 @@ private:
 /** False where the river parts no columns. */
 bool Cutter::CutAlong(const Runs& runs, double river, int depth)
 {
-    std::vector<double> crossing;
-    for (const Run* const run : runs) {
-        if (run->box.left() < river && river < run->box.right())
-            crossing.push_back(run->box.center().y());
-    }
-    std::sort(crossing.begin(), crossing.end());
-    // Bands are numbered from the top: odd ones are lines that cross, even ones are between them.
-    std::map<std::size_t, Runs> bands;
-    for (const Run* const run : runs) {
-        const double place = run->box.center().y();
-        const bool crosses = run->box.left() < river && river < run->box.right();
-        const auto above = std::lower_bound(crossing.begin(), crossing.end(), place);
-        bands[2 * std::size_t(above - crossing.begin()) + (crosses ? 1 : 0)].push_back(run);
-    }
+    Bands bands = BandsOf(runs, river);
     bool hasColumns = false;
     Runs across;
     const auto flush = [&] {
@@ -412,12 +429,26 @@ Region AsPlaced(Runs runs, bool isRightToLeft)
     return lines;
 }
 
+double UsualEmOf(const RunLine& line)
+{
+    std::vector<double> ems;
+    for (const Run* const run : line.runs) {
+        for (const TextWord& word : run->words)
+            ems.push_back(word.size);
+    }
+    const auto middle = ems.begin() + std::ptrdiff_t(ems.size() / 2);
+    std::nth_element(ems.begin(), middle, ems.end());
+    return *middle;
+}
+
 void Cutter::AddRegion(const Runs& runs)
 {
     const bool goesLeft = IsRightToLeft(runs);
     Region lines = goesLeft ? Region() : AsDrawn(runs);
     if (lines.empty())
         lines = AsPlaced(runs, goesLeft);
+    for (RunLine& line : lines)
+        line.usualEm = UsualEmOf(line);
     regions.push_back(std::move(lines));
 }
 

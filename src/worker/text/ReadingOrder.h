@@ -14,7 +14,10 @@ struct RunLine
     std::vector<const Run*> runs;
     QRectF box;
     double baseline = 0;
+    /** The largest of its characters. */
     double em = 0;
+    /** The em of its middle word by size: signs may be larger than what they stand in. */
+    double usualEm = 0;
 };
 
 /** Lines that follow each other in one column, or over the whole width of a page. */

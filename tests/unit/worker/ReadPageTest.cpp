@@ -1,6 +1,7 @@
 // Reading order and words, from characters that no writer at hand would draw so.
 
 #include "ReadPage.h"
+#include "LaidOutText.h"
 #include "PlainText.h"
 
 #include <utility>
@@ -218,6 +219,69 @@ TEST_F(ReadPageTest, CellsOfSeveralLinesStayTogether)
               "the next row's one has two lines, too as has the last of all of these cells");
 }
 
+TEST_F(ReadPageTest, LinesWithAWideGapStayWholeWhereTheyReachOverColumns)
+{
+    PutLine("A line that reaches over the gap of the headings", 50, 100);
+    PutLine("end.", 50, 112);
+    PutLine("2.4", 50, 150);
+    PutLine("Disks", 90, 150);
+    PutLine("What it tells of disks in the fourth", 50, 170);
+    PutLine("chapter, where", 50 + 36 * em / 2 + 1.1 * em, 170);
+    PutLine("all of them are shown as they are.", 50, 182);
+    for (const int heading : {0, 1, 2, 3, 4, 5}) {
+        PutLine("2.5", 50, 220 + 70 * heading);
+        PutLine("Others", 90, 220 + 70 * heading);
+        PutLine("What it tells of others", 50, 240 + 70 * heading);
+    }
+    const std::string text = Plain();
+    EXPECT_NE(
+        text.find("end.\n\n2.4 Disks\nWhat it tells of disks in the fourth chapter, where\nall"),
+        std::string::npos)
+        << text;
+}
+
+TEST_F(ReadPageTest, SignsThatAreLargerThanTheirLineDoNotEndAParagraph)
+{
+    PutLine("a line of a paragraph", 100, 100);
+    PutLine("and a larger", 100, 112);
+    Put('(', 170, 112, 7, 14);
+    PutLine("in the next one", 180, 112);
+    PutLine("and so on", 100, 124);
+    EXPECT_EQ(Plain(), "a line of a paragraph\nand a larger ( in the next one\nand so on\n");
+}
+
+TEST_F(ReadPageTest, CenteredLinesAreOneParagraph)
+{
+    PutLine("The Group of Others", 100, 100);
+    PutLine("Oslo in Norway", 112.5, 112);
+    PutLine("one@of-the-group.no", 100, 124);
+    EXPECT_EQ(Plain(), "The Group of Others\nOslo in Norway\none@of-the-group.no\n");
+}
+
+TEST_F(ReadPageTest, IndentedLinesBeginParagraphs)
+{
+    PutLine("A line of a paragraph", 100, 100);
+    PutLine("and its end.", 100, 112);
+    PutLine("Another one begins,", 115, 124);
+    PutLine("which goes on as well.", 100, 136);
+    EXPECT_EQ(Plain(), "A line of a paragraph\nand its end.\n\n"
+                       "Another one begins,\nwhich goes on as well.\n");
+}
+
+TEST_F(ReadPageTest, HeadingsWhoseSecondLineHangsAreWhole)
+{
+    const auto putLarge = [this](const char32_t* text, double x, double baseline) {
+        for (; *text; ++text, x += 7)
+            Put(*text, x, baseline, 7, 14);
+    };
+    putLarge(U"8", 100, 100);
+    putLarge(U"Words", 114, 100);
+    putLarge(U"Again", 114, 116);
+    PutLine("What is told of words", 100, 132);
+    PutLine("comes below it, here.", 100, 144);
+    EXPECT_EQ(Plain(), "8 Words\nAgain\n\nWhat is told of words\ncomes below it, here.\n");
+}
+
 TEST_F(ReadPageTest, LettersThatAreDrawnOverLaterAreReadOnce)
 {
     PutLine("bold heading", 50, 100);
@@ -336,6 +400,21 @@ TEST_F(ReadPageTest, WordsOfCapitalsThatArePartedArePutTogether)
     PutLine("UK and Xag-", 50, 136);
     PutLine("Group keep theirs", 50, 148);
     EXPECT_EQ(Plain(), "THIS IS NO WARRANTY\nOR LIABILITY.\nISO-UK\nand Xag-Group\nkeep theirs\n");
+}
+
+TEST_F(ReadPageTest, SignsThatStandHigherStayInTheirRowOfALayout)
+{
+    const auto place = [](const char* text, double left, double top) {
+        return TextWord{text, QRectF(left, top, 5 * double(qstrlen(text)), em), em, -1};
+    };
+    const auto line = [](const std::vector<TextWord>& words) {
+        return TextLine{words, words.front().box};
+    };
+    TextPage page;
+    page.blocks = {
+        {{line({place("leftone", 0, 90)}), line({place("lefttwo", 0, 102)})}, {}},
+        {{line({place("x", 50, 95), place("15", 100, 97.5), place("cells", 150, 97.5)})}, {}}};
+    EXPECT_EQ(LaidOutText(page).toStdString(), "leftone\nlefttwo   x         15        cells\n");
 }
 
 TEST_F(ReadPageTest, WithoutPlacesTheOrderIsTheEngines)
