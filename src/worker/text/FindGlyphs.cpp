@@ -75,6 +75,43 @@ std::vector<TextCharacter> WithWholeCodes(const std::vector<TextCharacter>& char
     return whole;
 }
 
+/** Whether it is drawn, and its font does not say which character it is. */
+bool IsDrawnUnmapped(const TextCharacter& character)
+{
+    return !character.box.isEmpty() && IsUnmapped(character.code) && !IsParting(character.code);
+}
+
+bool IsLatinLetter(const TextCharacter& character)
+{
+    return IsPlain(character.code) && QChar::isLetter(character.code);
+}
+
+/**
+ * Reads the ligatures of TeX's fonts, which old documents have without the names of characters: in
+ * the encoding OT1 of D. Knuth ("Computer Modern Typefaces", 1986) they are control characters, in
+ * the order of Unicode. Fonts that have others there, too, are no such ones.
+ */
+void NameLigatures(std::vector<TextCharacter>& characters)
+{
+    constexpr char32_t first = 0x0b;
+    constexpr char32_t last = 0x0f;
+    constexpr char32_t firstOfUnicode = 0xfb00;
+    const auto isLigature = [](const TextCharacter& character) {
+        return character.code >= first && character.code <= last;
+    };
+    if (std::any_of(characters.begin(), characters.end(), [&](const TextCharacter& character) {
+            return IsDrawnUnmapped(character) && !isLigature(character);
+        }))
+        return;
+    for (std::size_t i = 0; i < characters.size(); ++i) {
+        TextCharacter& character = characters[i];
+        const bool isInWord = (i > 0 && IsLatinLetter(characters[i - 1])) ||
+                              (i + 1 < characters.size() && IsLatinLetter(characters[i + 1]));
+        if (isInWord && isLigature(character) && !character.box.isEmpty())
+            character.code = firstOfUnicode + (character.code - first);
+    }
+}
+
 /** How far the next letter of a ligature is away whose letters have boxes such as this one. */
 double StepOf(char32_t letter, const QRectF& share)
 {
@@ -199,6 +236,7 @@ bool IsGenerated(const TextCharacter& space, const TextCharacter* next)
 PageGlyphs FindGlyphs(const std::vector<TextCharacter>& drawn)
 {
     std::vector<TextCharacter> characters = WithWholeCodes(drawn);
+    NameLigatures(characters);
     PartLigatures(characters);
     const std::vector<bool> isVertical = FindVertical(characters);
     PageGlyphs page;
@@ -215,7 +253,7 @@ PageGlyphs FindGlyphs(const std::vector<TextCharacter>& drawn)
             continue; // an end of a line that the engine has put in
         ++page.drawn;
         const bool isPlain = IsPlain(character.code);
-        if (!isPlain && IsUnmapped(character.code) && !IsParting(character.code))
+        if (!isPlain && IsDrawnUnmapped(character))
             ++page.unmapped;
         if (isPlain || IsParting(character.code) || !IsInvisible(character.code)) {
             Writing& writing = WritingOf(page, character.turned, isVertical[i]);

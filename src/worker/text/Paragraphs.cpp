@@ -217,12 +217,16 @@ std::vector<std::pair<TextWord, bool>> WordsOfRuns(const RunLine& line, bool isL
 
 /**
  * Engines tell a bracket beside what is written rightwards as it looks, which is the other way
- * round in a line from right to left: there, two that open are one pair.
+ * round in a line from right to left: there, two that open are one pair, and so are two that close
+ * unless the first one ends a word, as one behind a number does.
  */
 void PairBrackets(std::vector<std::pair<TextWord, bool>>& words)
 {
     QString open;
-    for (auto& [word, beginsRun] : words) {
+    QChar* unopened = nullptr;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        TextWord& word = words[i].first;
+        const bool goesOn = i > 0 && words[i].second && IsRestOf(words[i - 1].first, word, true);
         for (QChar& one : word.text) {
             if (one.category() == QChar::Punctuation_Open) {
                 if (!open.isEmpty() && open.back() == one)
@@ -230,9 +234,16 @@ void PairBrackets(std::vector<std::pair<TextWord, bool>>& words)
                 else
                     open += one;
             }
-            if (one.category() == QChar::Punctuation_Close && !open.isEmpty() &&
-                open.back() == one.mirroredChar())
+            if (one.category() != QChar::Punctuation_Close)
+                continue;
+            if (!open.isEmpty() && open.back() == one.mirroredChar()) {
                 open.chop(1);
+            } else if (unopened && *unopened == one) {
+                *unopened = one.mirroredChar();
+                unopened = nullptr;
+            } else if (&one == word.text.begin() && !goesOn) {
+                unopened = &one;
+            }
         }
     }
 }

@@ -101,6 +101,20 @@ TEST_F(ReadPageTest, ControlCharactersAreDroppedAndCounted)
         EXPECT_TRUE(code == 'a' || code == 'b' || code == ' ' || code == '\n') << int(code);
 }
 
+TEST_F(ReadPageTest, LigaturesOfTexFontsWithoutNamesAreTheirLetters)
+{
+    PutLine("di\verent \fles", 50, 100);
+    EXPECT_EQ(Plain(), "different files\n");
+    EXPECT_EQ(Read().unmapped, 0);
+}
+
+TEST_F(ReadPageTest, ControlCharactersBesideOthersAreNoLigatures)
+{
+    PutLine("di\verent \x01\x03\x04", 50, 100);
+    EXPECT_EQ(Plain(), "di erent\n");
+    EXPECT_EQ(Read().unmapped, 4);
+}
+
 TEST_F(ReadPageTest, MarksThatTurnTheDirectionAreDropped)
 {
     Put('a', 50, 100);
@@ -357,6 +371,30 @@ TEST_F(ReadPageTest, BracketsAroundOtherScriptsCloseInLinesFromTheRight)
         Put(QStringLiteral("\u062f\u0631")[place].unicode(), 130 - 5 * place, 100);
     EXPECT_EQ(Plain(),
               QStringLiteral("\u0634\u0628\u06a9\u0647 (CTAN)\u060c \u062f\u0631\n").toStdString());
+}
+
+TEST_F(ReadPageTest, BracketsOpenInLinesFromTheRightWhateverTheEngineTellsOfThem)
+{
+    const auto putPersian = [this](const QString& word, double right) {
+        for (int place = 0; place < word.size(); ++place)
+            Put(word[place].unicode(), right - 5 * (place + 1), 100);
+    };
+    putPersian("\u0634\u0628\u06a9\u0647", 200);
+    Put(')', 170, 100);
+    putPersian("\u062f\u0631", 170);
+    Put(')', 155, 100);
+    EXPECT_EQ(Plain(), "\u0634\u0628\u06a9\u0647 (\u062f\u0631)\n");
+}
+
+TEST_F(ReadPageTest, BracketsBehindNumbersCloseInLinesFromTheRight)
+{
+    for (const double right : {200, 140}) {
+        Put('1', right - 5, 100);
+        Put(')', right - 10, 100);
+        Put(0x5d0, right - 20, 100);
+        Put(0x5d1, right - 25, 100);
+    }
+    EXPECT_EQ(Plain(), "1) \u05d0\u05d1 1) \u05d0\u05d1\n");
 }
 
 TEST_F(ReadPageTest, AddressesInLinesFromTheRightStayAsTheyAre)
