@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include <QDir>
 #include <QFileInfo>
 #include <QImage>
 #include <QTimer>
@@ -142,6 +143,24 @@ TEST_F(PdfConversionEndTest, EndsTheWorkerThatOpensItsDocumentWhenItIsCancelled)
     ASSERT_TRUE(WaitUntil([] { return !ChildProcesses().empty(); }));
     silent.Cancel();
     EXPECT_TRUE(WaitUntil([] { return ChildProcesses().empty(); }));
+}
+
+TEST_F(PdfConversionEndTest, EndsTheOpeningOfDocumentsThatAreCancelledRightAfterTheirStart)
+{
+    const auto threads = [] {
+        return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
+    };
+    PdfConverter one(ScriptedSettings());
+    PdfConversion first(one, RequestOf(Path("die.pdf"), Path("out.png")));
+    ASSERT_TRUE(RunToEnd(first));
+    const auto before = threads();
+    for (int time = 0; time < 20; ++time) {
+        PdfConversion silent(one, RequestOf(Silent(), Path("out.png")));
+        silent.Start();
+        silent.Cancel();
+        ASSERT_TRUE(WaitUntil([&] { return !silent.IsRunning(); }));
+    }
+    EXPECT_TRUE(WaitUntil([&] { return threads() <= before; })) << "a thread opens it still";
 }
 
 TEST_F(PdfConversionEndTest, IsCancelledWhileItWaitsForOthers)

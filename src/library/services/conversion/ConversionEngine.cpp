@@ -132,8 +132,8 @@ void ConversionEngine::Serve()
 
 bool ConversionEngine::IsBeingOpened(const QString& document) const
 {
-    return std::any_of(entries.begin(), entries.end(), [&document](const auto& other) {
-        return other.second.isOpening && other.second.job->Request().document == document;
+    return std::any_of(openings.begin(), openings.end(), [&document](const auto& other) {
+        return other.second->document == document;
     });
 }
 
@@ -156,23 +156,25 @@ void ConversionEngine::Begin(Entry& entry, quint64 number)
 
 void ConversionEngine::Open(Entry& entry, quint64 number)
 {
-    entry.isOpening = true;
-    CallAside([this, number, request = entry.job->Request(),
-               password = std::exchange(entry.password, {}), shared = services]() mutable {
-        Post([this, number,
-              outcome = std::make_shared<Outcome>(TryToPrepare(request, password, *shared))] {
-            Prepared(number, *outcome);
-        });
+    const ConversionRequest& wanted = entry.job->Request();
+    const auto opening = std::make_shared<Opening>(wanted.document);
+    openings[number] = opening;
+    CallAside([this, number, request = wanted, password = std::exchange(entry.password, {}),
+               shared = services, opening]() mutable {
+        auto outcome =
+            std::make_shared<Outcome>(TryToPrepare(request, password, *shared, *opening));
+        Post([this, number, outcome] { Prepared(number, *outcome); });
     });
 }
 
 ConversionEngine::Outcome ConversionEngine::TryToPrepare(const ConversionRequest& request,
                                                          std::string& password,
-                                                         ConversionServices& services)
+                                                         ConversionServices& services,
+                                                         const Opening& opening)
 {
     Outcome outcome;
     try {
-        outcome.document = Prepare(request, password, services);
+        outcome.document = Prepare(request, password, services, opening.isGivenUp);
     } catch (const std::exception& problem) {
         outcome.failure.emplace(FailureOf(problem, request.document));
     }
@@ -182,11 +184,13 @@ ConversionEngine::Outcome ConversionEngine::TryToPrepare(const ConversionRequest
 
 void ConversionEngine::Prepared(quint64 number, Outcome& outcome)
 {
+    openings.erase(number);
     const auto found = entries.find(number);
-    if (found == entries.end())
-        return; // cancelled
+    if (found == entries.end()) {
+        Serve(); // cancelled; the document may be wanted by another conversion
+        return;
+    }
     Entry& entry = found->second;
-    entry.isOpening = false;
     if (outcome.document)
         Convert(entry, number, std::move(*outcome.document));
     else if (outcome.failure->error == AbstractConverter::PasswordRequiredOrWrong &&
@@ -235,8 +239,10 @@ void ConversionEngine::CancelNow(quint64 number)
     if (found == entries.end() || found->second.job->CancelChain())
         return;
     const ConversionRequest& request = found->second.job->Request();
-    if (found->second.isOpening)
+    if (const auto opening = openings.find(number); opening != openings.end()) {
+        opening->second->isGivenUp = true;
         services->provider->GiveUp(ioPath(request.document.toStdString()));
+    }
     Fail(number, Cancelled(request));
 }
 

@@ -4,6 +4,7 @@
 #include "ConversionJob.h"
 #include "PdfConverter.h"
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <map>
@@ -12,6 +13,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <QObject>
 #include <QThread>
@@ -65,7 +67,6 @@ private:
         std::unique_ptr<ConversionJob> job;
         std::string password;
         int attempts = 0;
-        bool isOpening = false;
         /** It is opened or converted, and not waiting for anything. */
         bool isWorking = false;
         /** Why the last password has not opened the document. */
@@ -85,6 +86,15 @@ private:
         std::mutex& mutex;
     };
 
+    /** The opening of a document, which may go on for a moment when its conversion has ended. */
+    struct Opening
+    {
+        explicit Opening(QString document) : document(std::move(document)) {}
+
+        const QString document;
+        std::atomic<bool> isGivenUp = false;
+    };
+
     struct Outcome
     {
         std::optional<PreparedDocument> document;
@@ -97,7 +107,7 @@ private:
     void Begin(Entry& entry, quint64 number);
     void Open(Entry& entry, quint64 number);
     static Outcome TryToPrepare(const ConversionRequest& request, std::string& password,
-                                ConversionServices& services);
+                                ConversionServices& services, const Opening& opening);
     void Prepared(quint64 number, Outcome& outcome);
     void AskForPassword(Entry& entry, const QString& refusal);
     void Convert(Entry& entry, quint64 number, PreparedDocument document);
@@ -116,6 +126,7 @@ private:
 
     // Used on the thread.
     std::map<quint64, Entry> entries;
+    std::map<quint64, std::shared_ptr<Opening>> openings;
     std::deque<quint64> waiting;
     int working = 0;
     std::shared_ptr<ConversionServices> services;

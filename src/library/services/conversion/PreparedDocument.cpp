@@ -8,6 +8,7 @@
 #include "ToText.h"
 #include "WorkerPdfProvider.h"
 
+#include <future>
 #include <utility>
 
 #include <QScopeGuard>
@@ -63,13 +64,16 @@ std::shared_ptr<const TemporaryFile> MakeCopy(const QString& document, const Doc
 } // namespace
 
 PreparedDocument Prepare(const ConversionRequest& request, const std::string& password,
-                         ConversionServices& services)
+                         ConversionServices& services, const std::atomic<bool>& isGivenUp)
 {
     WorkerPdfProvider& provider = *services.provider;
     PreparedDocument prepared;
     const std::string path = request.document.toStdString();
     prepared.state = SourceState(path);
-    const DocumentHandle handle = provider.OpenDocument(ioPath(path), password).get();
+    std::future<DocumentHandle> opened = provider.OpenDocument(ioPath(path), password);
+    if (isGivenUp) // before the provider knew of it
+        provider.GiveUp(ioPath(path));
+    const DocumentHandle handle = opened.get();
     const auto closing = qScopeGuard([&] { provider.CloseDocument(handle).wait(); });
     const std::optional<DocumentInfo> info = provider.Describe(handle);
     if (!info)

@@ -4,6 +4,7 @@
 #include "ResultPlan.h"
 #include "SourceState.h"
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <vector>
@@ -30,11 +31,12 @@ struct PreparedDocument
 /**
  * Prepares a document. Blocks as long as that takes, on a thread of its own.
  *
+ * @param isGivenUp  whether it is not wanted any more; who sets that has the provider give it up
  * @throws ConversionFailure  it cannot be opened, copied or planned; `PasswordRequiredOrWrong` when
  *                            another password may open it
  * @throws OptionError        it has no such pages
  */
 PreparedDocument Prepare(const ConversionRequest& request, const std::string& password,
-                         ConversionServices& services);
+                         ConversionServices& services, const std::atomic<bool>& isGivenUp);
 
 } // namespace Korvel::PDF::Converter
