@@ -37,8 +37,8 @@ protected:
     TracedRun Convert(const std::function<int(const Call&)>& judge,
                       const QStringList& options = {}) const
     {
-        return Run(options + QStringList{"--from-list", "list", "--journal", "journal", "-d",
-                                         folder, "--password-file", "pw", "--temp-dir", TempDir()},
+        return Run(inputs + options +
+                       QStringList{"--journal", "journal", "-d", folder, "--temp-dir", TempDir()},
                    [&](const Call& call) {
                        const int verdict = judge(call);
                        return verdict == Go && GetParam().isPlain ? VerdictOfPlain(call) : verdict;
@@ -81,6 +81,7 @@ protected:
 
     const QTemporaryDir elsewhere{QStringLiteral("/dev/shm/journal-kill-test-XXXXXX")};
     QString folder;
+    QStringList inputs{"--from-list", "list", "--password-file", "pw"};
     int kills = 0;
     std::string story;
 };
@@ -116,6 +117,13 @@ void JournalKillTest::ExpectFilesOfAnUndisturbedRun(const QStringList& options, 
 
 TEST_P(JournalKillTest, LeavesTheFilesOfAnUndisturbedRun)
 {
+    ExpectFilesOfAnUndisturbedRun({"-r", "20"}, 3, Stride(211));
+}
+
+TEST_P(JournalKillTest, LeavesThemWhereDocumentsAreOpenedWhileOthersAreConverted)
+{
+    MakeSample("last.pdf", 1);
+    inputs = QStringList{"plain.pdf", "bad.pdf", "last.pdf", "--no-input"};
     ExpectFilesOfAnUndisturbedRun({"-r", "20"}, 3, Stride(211));
 }
 

@@ -50,8 +50,7 @@ protected:
 
     QStringList Arguments() const
     {
-        return {"--from-list",     "list", "--journal", "journal", "-d", folder,
-                "--password-file", "pw",   "-r",        "20"};
+        return inputs + QStringList{"--journal", "journal", "-d", folder, "-r", "20"};
     }
 
     Files Results() const
@@ -98,6 +97,7 @@ protected:
 
     const QTemporaryDir elsewhere{QStringLiteral("/dev/shm/power-loss-test-XXXXXX")};
     QString folder;
+    QStringList inputs{"--from-list", "list", "--password-file", "pw"};
 };
 
 INSTANTIATE_TEST_SUITE_P(, PowerLossTest, AllVolumes(), NameOf);
@@ -136,6 +136,13 @@ void PowerLossTest::ExpectFilesOfAnUndisturbedRun(int stride) const
 TEST_P(PowerLossTest, LeavesTheFilesOfAnUndisturbedRun)
 {
     ExpectFilesOfAnUndisturbedRun(Stride(31));
+}
+
+TEST_P(PowerLossTest, LeavesThemWhereDocumentsAreOpenedWhileOthersAreConverted)
+{
+    MakeSample("last.pdf", 1);
+    inputs = QStringList{"plain.pdf", "last.pdf", "--no-input"};
+    ExpectFilesOfAnUndisturbedRun(Stride(47));
 }
 
 TEST_P(PowerLossTest, LeavesThemWhereARunGoesOn)

@@ -152,11 +152,12 @@ TEST_F(JournalTest, TellsEachStepOfADocument)
         events << line["event"].toString();
         EXPECT_TRUE(QDateTime::fromString(line["time"].toString(), Qt::ISODateWithMs).isValid());
     }
-    EXPECT_EQ(events, QStringList({"begun", "planned", "failed", "placing", "placing", "placing",
-                                   "done", "ended"}));
+    EXPECT_EQ(events, QStringList({"begun", "given", "planned", "failed", "placing", "placing",
+                                   "placing", "done", "ended"}));
     const QJsonObject begun = Journal("begun").first();
     EXPECT_EQ(begun["version"], 2);
     EXPECT_THAT(begun["session"].toString().toStdString(), StartsWith("pdfconvert-"));
+    EXPECT_EQ(Journal("given").first()["documents"], 2);
     const QJsonObject planned = Journal("planned").first();
     EXPECT_EQ(planned["file"], "a.pdf");
     EXPECT_EQ(planned["pages"], 3);
@@ -202,6 +203,38 @@ TEST_F(JournalTest, LeavesTheFilesOfAnUndisturbedRunWhereverItIsKilled)
         EXPECT_EQ(Differences(Contents(out), undisturbed), QStringList()) << lines << " lines";
         EXPECT_THAT(LeftInTempDir(), IsEmpty());
     }
+}
+
+TEST_F(JournalTest, LeavesThemWhereDocumentsAreOpenedWhileOthersAreConverted)
+{
+    const auto into = [](const QString& folder) {
+        return QStringList{"--from-list", "list", "-d", folder, "-r", "30", "--no-input"};
+    };
+    const QStringList journal{"--journal", "journal"};
+    QFile::remove(Path("b/a.pdf")); // which is encrypted
+    for (const char* name : {"b/a.pdf", "d.pdf", "e.pdf"})
+        MakeSample(name, 2);
+    Write("list", "a.pdf\nb/a.pdf\nc.pdf\nbad.pdf\nd.pdf\na.pdf\ne.pdf\n");
+    Write("bad.pdf", "no PDF");
+    ASSERT_EQ(Run(into("undisturbed") + QStringList{"--journal", "other"}).exitCode, 10);
+    const auto undisturbed = Contents("undisturbed");
+    ASSERT_EQ(undisturbed.size(), 13);
+    for (int lines = 2; lines < 24; lines += 2) {
+        QFile::remove(Path("journal"));
+        const QString out = QStringLiteral("out%1").arg(lines);
+        RunAndKill(into(out) + journal, lines);
+        RunAndKill(into(out) + journal, 6);
+        EXPECT_EQ(Run(into(out) + journal).exitCode, 10);
+        EXPECT_EQ(Differences(Contents(out), undisturbed), QStringList()) << lines << " lines";
+        EXPECT_THAT(LeftInTempDir(), IsEmpty());
+    }
+}
+
+TEST_F(JournalTest, CountsEachDocumentThatItIsToComeToOnce)
+{
+    Write("list", "a.pdf\nnone.pdf\na.pdf\nc.pdf\n");
+    Run({"--from-list", "list", "-d", "out", "-f", "txt", "--no-input", "--journal", "journal"});
+    EXPECT_EQ(Journal("given").first()["documents"], 3);
 }
 
 TEST_F(JournalTest, LeavesThemOnAnotherVolumeToo)

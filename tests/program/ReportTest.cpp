@@ -94,6 +94,23 @@ TEST_F(ReportTest, AddsJournalsUp)
         EXPECT_THAT(run.results, Contains(line)) << run.results.join('\n').toStdString();
 }
 
+TEST_F(ReportTest, KnowsOfDocumentsThatAreStillToBeOpened)
+{
+    const QByteArray given = R"({"event":"given","documents":9})"
+                             "\n";
+    const auto toDo = [this](const QByteArray& lines) {
+        Write("one.journal", begun + lines);
+        return SummaryOf(Report({"one.journal", "--json"}))["pending"].toInt();
+    };
+    EXPECT_EQ(toDo(given), 9);
+    EXPECT_EQ(toDo(given + planned), 9);
+    EXPECT_EQ(toDo(given + planned + done + failed), 7);
+    EXPECT_EQ(toDo(given + planned + begun + QByteArray(given).replace("9", "1")), 1)
+        << "the last run counts";
+    EXPECT_EQ(toDo(given + planned + done + begun + QByteArray(given).replace("9", "0")), 0)
+        << "a list may become shorter";
+}
+
 TEST_F(ReportTest, EndsWithZeroWhenNothingHasFailed)
 {
     Write("one.journal", QByteArray(begun) + planned + done + ended);

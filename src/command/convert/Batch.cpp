@@ -17,10 +17,26 @@
 
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QSet>
 
 #include <unistd.h>
 
 namespace Korvel::App {
+
+namespace {
+
+/** How many documents there are: each counts once, and a folder that cannot be read is none. */
+std::size_t CountDocuments(const std::vector<Input>& inputs)
+{
+    QSet<QString> names;
+    for (const Input& input : inputs) {
+        if (!input.isFolder)
+            names.insert(input.name);
+    }
+    return std::size_t(names.size());
+}
+
+} // namespace
 
 Batch::Batch(const Options& options, Console& console, Interruption& interruption)
     : options(options),
@@ -70,6 +86,8 @@ ExitCode Batch::ConvertInputs()
 {
     SayWhatToKnow();
     inputs = Collect();
+    if (!journal.IsOff())
+        journal.Given(CountDocuments(inputs));
     PrepareToOpen();
     if (!convertsMeanwhile)
         OpenAndPlanAll();
@@ -129,9 +147,9 @@ void Batch::PrepareToOpen()
 bool Batch::CanConvertMeanwhile() const
 {
     const OutputOptions& output = options.output;
-    return inputs.size() > 1 && planner && planner->DrawsPages() && journal.IsOff() &&
-           !options.run.isDry && !options.run.failsFast && !output.merges &&
-           !output.IsStandardOutput() && !passwords->MayBeUsed();
+    return inputs.size() > 1 && planner && planner->DrawsPages() && !options.run.isDry &&
+           !options.run.failsFast && !output.merges && !output.IsStandardOutput() &&
+           !passwords->MayBeUsed();
 }
 
 void Batch::OpenAndPlanAll()

@@ -129,6 +129,11 @@ void Journal::Begin(const QString& session)
     FlushToDisk(QFileInfo(path).path());
 }
 
+void Journal::Given(std::size_t documents)
+{
+    Append("given", {{"documents", qint64(documents)}});
+}
+
 bool Journal::IsDamaged() const
 {
     return reader.IsDamaged() || reader.IsTornAtFirst() || state.HasLostBeginning();

@@ -5,6 +5,7 @@
 #include "JournalState.h"
 #include "Result.h"
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <set>
@@ -51,6 +52,9 @@ public:
      * @param session  name of the session folder, which marks such files
      */
     void Begin(const QString& session);
+
+    /** Writes down how many documents the run was given. */
+    void Given(std::size_t documents);
 
     /** What the user is to know of it, as lines are damaged; empty when none is. */
     std::string Damage() const;

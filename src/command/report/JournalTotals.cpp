@@ -38,6 +38,7 @@ void JournalTotals::Take(const QJsonObject& line)
         TakeDocument(state->second, line);
     else
         TakeRun(event, line);
+    total.pending = std::max(planned, given - (total.done + total.skipped + total.Failed()));
     if (const qint64 time = TimeOf(line); time > 0 && !total.spans.empty())
         total.spans.back().end = std::max(total.spans.back().end, time);
 }
@@ -55,6 +56,8 @@ void JournalTotals::TakeRun(const QString& event, const QJsonObject& line)
         ++total.runsWithoutEnd;
         exitCode = -1;
         total.spans.push_back({TimeOf(line), 0});
+    } else if (event == QLatin1String("given")) {
+        given = line[QLatin1String("documents")].toInt();
     } else if (event == QLatin1String("ended")) {
         --total.runsWithoutEnd;
         exitCode = line[QLatin1String("exitCode")].toInt();
@@ -126,7 +129,7 @@ void JournalTotals::Count(const Document& document, int sign)
 {
     switch (document.state) {
     case Document::Planned:
-        total.pending += sign;
+        planned += sign;
         break;
     case Document::Done:
         total.done += sign;

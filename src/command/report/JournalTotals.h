@@ -62,6 +62,10 @@ private:
     void Count(const Document& document, int sign);
 
     Totals total;
+    /** How many documents the last run was given that has told. */
+    qint64 given = 0;
+    /** How many are planned, and have come to nothing yet. */
+    qint64 planned = 0;
     /** How the last run has ended; -1 while it has not. */
     int exitCode = -1;
     std::unordered_map<Key, Document, Bucket> documents;

@@ -16,7 +16,7 @@ struct Totals
     /** Runs that were killed, or are still at work. */
     qint64 runsWithoutEnd = 0;
 
-    /** Documents that are planned, and have come to nothing yet. */
+    /** Documents that runs were given, or have planned, and that have come to nothing yet. */
     qint64 pending = 0;
     qint64 done = 0;
     /** Documents that are done with a warning, so that they want a look. */
