@@ -58,7 +58,7 @@ def draw(comparisons, names, path):
     matplotlib.use("svg")
     matplotlib.rcParams["svg.hashsalt"] = "ratios"
     from matplotlib import pyplot
-    figure, axes = pyplot.subplots(figsize=(8, 0.5 * len(names) + 1.5))
+    figure, axes = pyplot.subplots(figsize=(8, 0.4 * len(names) + 1.5), layout="constrained")
     height = 0.8 / len(comparisons)
     for place, (label, values) in enumerate(comparisons.items()):
         bars = axes.barh([row - place * height for row in range(len(names), 0, -1)], values,
@@ -71,8 +71,7 @@ def draw(comparisons, names, path):
     axes.minorticks_off()
     axes.set_ylim(0.2, len(names) + 0.6)
     axes.axvline(1, color="black", linewidth=0.8)
-    axes.set_xlabel("pdfconvert with two workers is so many times as quick")
-    axes.legend(fontsize=8, loc="lower center", bbox_to_anchor=(0.5, 1), ncol=len(comparisons),
-                frameon=False)
-    figure.tight_layout()
+    axes.set_xlim(right=2 * max(max(values) for values in comparisons.values()))
+    figure.suptitle("pdfconvert with two workers is so many times as quick", fontsize=10)
+    axes.legend(fontsize=8, loc="upper right")
     figure.savefig(path, metadata={"Date": None})
