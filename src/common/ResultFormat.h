@@ -38,7 +38,8 @@ const ResultFormat* FindResultFormat(const Suffix& suffix)
 template <typename Name>
 bool CanBeBlackAndWhite(const Name& name)
 {
-    return name == WorkerProtocol::Format::png || name == WorkerProtocol::Format::tif;
+    return name == WorkerProtocol::Format::png || name == WorkerProtocol::Format::tif ||
+           name == WorkerProtocol::Format::pixels;
 }
 
 /** Whether they can be transparent. */

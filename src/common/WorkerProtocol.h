@@ -20,6 +20,7 @@ inline constexpr char folder[] = "--folder";
 inline constexpr char requireSandbox[] = "--require-sandbox";
 inline constexpr char engine[] = "--engine";
 inline constexpr char pdfium[] = "--pdfium";
+inline constexpr char memoryChannel[] = "--memory-channel";
 } // namespace Argument
 
 /** The members of requests and answers. */
@@ -69,6 +70,8 @@ inline constexpr char repaired[] = "repaired";
 inline constexpr char version[] = "version";
 inline constexpr char properties[] = "properties";
 inline constexpr char details[] = "details";
+inline constexpr char width[] = "width";
+inline constexpr char height[] = "height";
 } // namespace Key
 
 /** What keeps a worker from most, by the names that people are told. */
@@ -97,6 +100,8 @@ inline constexpr char json[] = "json";
 inline constexpr char tsv[] = "tsv";
 inline constexpr char hocr[] = "hocr";
 inline constexpr char pdf[] = "pdf";
+/** Not a file, but memory; nobody but the library asks for it. */
+inline constexpr char pixels[] = "pixels";
 } // namespace Format
 
 /** What a PNG can be made for. */
@@ -121,6 +126,12 @@ inline constexpr double defaultResolution = 150;
 
 /** The most pixels that a picture has in a row or in a column. */
 inline constexpr int longestSide = 65'000;
+
+/** Bytes from one row of the format "pixels" to the next; every row begins at a word. */
+constexpr qint64 BytesOfRow(qint64 width, bool isGray)
+{
+    return (width * (isGray ? 1 : 4) + 3) / 4 * 4;
+}
 
 /** The furthest that a part of a page can begin and end from its top left. */
 inline constexpr double mostPoints = 1'000'000;

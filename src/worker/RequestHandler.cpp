@@ -2,6 +2,7 @@
 
 #include "DocumentInfoJson.h"
 #include "Engine.h"
+#include "GivenMemory.h"
 #include "NewFile.h"
 #include "PathText.h"
 #include "PictureRequest.h"
@@ -119,8 +120,8 @@ QJsonObject ToJson(const std::vector<FailedPage>& pages)
 
 RequestHandler::RequestHandler(
     std::function<void(const std::vector<std::string>& files)> enterSandbox,
-    std::uint64_t largestFile)
-    : enterSandbox(std::move(enterSandbox)), largestFile(largestFile)
+    std::uint64_t largestFile, int memoryChannel)
+    : enterSandbox(std::move(enterSandbox)), largestFile(largestFile), memoryChannel(memoryChannel)
 {
 }
 
@@ -214,6 +215,8 @@ QJsonObject RequestHandler::Close(const QJsonObject& request)
 QJsonObject RequestHandler::Convert(const QJsonObject& request)
 {
     const QString format = request[Key::format].toString();
+    if (format == WorkerProtocol::Format::pixels)
+        return DrawIntoMemory(request);
     const std::string output = Path(request, Key::output);
     const bool isPdf = format == WorkerProtocol::Format::pdf;
     if (isPdf && request.contains(Key::merge))
@@ -258,6 +261,21 @@ QJsonObject RequestHandler::Merge(const QJsonObject& request)
         require();
         file.Keep();
         return QJsonObject();
+    });
+}
+
+/** Draws a page into the memory that was given for the request. */
+QJsonObject RequestHandler::DrawIntoMemory(const QJsonObject& request)
+{
+    const PictureLook look = LookOf(request, WorkerProtocol::Format::pixels);
+    const PageView view = ViewOf(request);
+    const qint64 page = Number(request, Key::page);
+    const PDF::FileDescriptor memory = TakeMemory(memoryChannel, Number(request, Key::id));
+    const FileState before = TakeUp(Path(request, Key::file));
+    return WhileUnchanged(before, [&] {
+        const PictureShape shape = RendererFor(input, view, PageUse::Pictures)
+                                       .WritePixels(memory.Number(), page, look, largestFile);
+        return QJsonObject{{Key::width, shape.width}, {Key::height, shape.height}};
     });
 }
 

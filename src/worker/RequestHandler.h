@@ -25,9 +25,10 @@ public:
      * @param enterSandbox  called with the file that is looked at, before it is opened, and with
      *                      those that are merged with it
      * @param largestFile   how many bytes a file may have that is written
+     * @param memoryChannel the socket that memory for pictures comes over; -1 for none
      */
     RequestHandler(std::function<void(const std::vector<std::string>& files)> enterSandbox,
-                   std::uint64_t largestFile);
+                   std::uint64_t largestFile, int memoryChannel = -1);
 
     /** The answer to one line of input. Throws nothing but std::bad_alloc. */
     QJsonObject Answer(const QByteArray& line);
@@ -39,6 +40,7 @@ private:
     QJsonObject Close(const QJsonObject& request);
     QJsonObject Convert(const QJsonObject& request);
     QJsonObject Merge(const QJsonObject& request);
+    QJsonObject DrawIntoMemory(const QJsonObject& request);
     FileState TakeUp(const std::string& path);
     FileState TakeUp(const std::vector<std::string>& files);
     void WritePdf(NewFile& file, const QJsonObject& request);
@@ -55,6 +57,7 @@ private:
 
     const std::function<void(const std::vector<std::string>& files)> enterSandbox;
     const std::uint64_t largestFile;
+    const int memoryChannel;
     /** The one file; empty before the first request that names one. */
     std::string input;
     /** That one, and those that are merged with it. */

@@ -11,6 +11,7 @@
 #include "Sanitizers.h"
 #include "WarmUp.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <iostream>
@@ -39,6 +40,14 @@ void CheckDescriptors()
     rlimit limit = {};
     if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < fewest)
         EndAsNotStarted("too few files may be open at once");
+}
+
+/** Closes whatever whoever started it had open, but the standard streams and this one. */
+void CloseAllBut(int channel)
+{
+    for (int number = STDERR_FILENO + 1; number < channel; ++number)
+        ::close(number);
+    ::closefrom(std::max(STDERR_FILENO, channel) + 1);
 }
 
 /** Whether the limit of processes, which is none for root, leaves another one to be had. */
@@ -105,10 +114,10 @@ int AnswerAll(RequestHandler& requests, std::FILE* answers, const Sandbox& sandb
 
 int main(int argc, char** argv)
 {
-    ::closefrom(STDERR_FILENO + 1); // whatever else whoever started it had open
     const auto arguments = ParseArguments(argc, argv);
     if (!arguments)
         return 2;
+    CloseAllBut(arguments->settings.memoryChannel);
     CheckDescriptors();
     StartEngine(arguments->engine, argv);
     // The channel is taken before files are opened: a missing descriptor would become that of a
@@ -132,7 +141,7 @@ int main(int argc, char** argv)
         sandbox.SetLimits();
         RequestHandler requests(
             [&sandbox](const std::vector<std::string>& files) { sandbox.Enter(files); },
-            LargestFile(arguments->settings));
+            LargestFile(arguments->settings), arguments->settings.memoryChannel);
         const int code = AnswerAll(requests, answers, sandbox);
         // The end of the process gives the document's memory back most quickly.
         if (!IS_SANITIZED)

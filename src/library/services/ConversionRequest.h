@@ -4,12 +4,15 @@
 #include "PictureOptions.h"
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
 #include <QString>
 
 namespace Korvel::PDF::Converter {
+
+class OpenedDocument;
 
 /**
  * What a PdfConverter is to make of a document, and where the results go. A plain value.
@@ -64,10 +67,28 @@ struct ConversionRequest
 
     /**
      * Whether results are handed over as bytes, in place of files: in ConversionResult::Page, and
-     * by PdfConversion::PageFinished. There are no paths then, and `format` has to be set. The
-     * bytes stay as long as the result of the conversion does.
+     * by PdfConversion::PageMade. There are no paths then, and `format` has to be set. The bytes
+     * stay as long as the result of the conversion does.
+     *
+     * With the format "pixels", which is for this alone, pages are handed over as they were drawn,
+     * in ConversionResult::Page::picture and by PdfConversion::PictureMade.
      */
     bool isInMemory = false;
+
+    /**
+     * Whether nothing is made of the document: it is opened, a password is asked for where it wants
+     * one, and ConversionResult::opened is for further requests, such as for pages as they come
+     * into view.
+     */
+    bool opensOnly = false;
+
+    /**
+     * The document as it was opened for an earlier request of the same converter; null to have it
+     * opened. A conversion of one that is open begins before all others that wait, and before those
+     * of its kind that were started earlier. Where the document is neither encrypted nor damaged,
+     * it fails with `SourceChanged` once somebody has changed the file.
+     */
+    std::shared_ptr<const OpenedDocument> opened = nullptr;
 
     /** Whether a page that fails ends the conversion, in place of being left away. */
     bool endsAtBadPage = false;

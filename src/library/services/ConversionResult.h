@@ -2,7 +2,9 @@
 
 #include "AbstractConverter.h"
 #include "DocumentInfo.h"
+#include "PagePicture.h"
 
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -11,6 +13,8 @@
 #include <QString>
 
 namespace Korvel::PDF::Converter {
+
+class OpenedDocument;
 
 /**
  * What has become of a document that a PdfConverter was given. A plain value.
@@ -31,6 +35,8 @@ struct ConversionResult
         QString path = {};
         /** What is in it, where it was wanted in memory. */
         QByteArray bytes = {};
+        /** The picture in place of both, where `pixels` were wanted. */
+        PagePicture picture = {};
     };
 
     /** A page that has failed while others have not. */
@@ -63,6 +69,12 @@ struct ConversionResult
 
     /** What the document says of itself; nothing when it was not opened. */
     std::optional<DocumentInfo> document = {};
+
+    /**
+     * The document as it was opened, where ConversionRequest::opensOnly; further requests for its
+     * pages need not open it again. A copy without encryption goes with the last one who has it.
+     */
+    std::shared_ptr<const OpenedDocument> opened = {};
 
     /** The results in the order of the pages that were wanted; those that were made before an
      * error, too. */

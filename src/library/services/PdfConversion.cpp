@@ -113,7 +113,9 @@ void PdfConversion::Impl::Told(const DocumentInfo& document)
 void PdfConversion::Impl::Told(const ConversionResult::Page& page)
 {
     result.pages.push_back(page);
-    if (request.isInMemory)
+    if (!page.picture.IsNull())
+        Q_EMIT conversion.PictureMade(page.page, page.picture);
+    else if (request.isInMemory)
         Q_EMIT conversion.PageMade(page.page, page.bytes);
     else
         Q_EMIT conversion.PageFinished(page.page, page.path);
@@ -155,6 +157,7 @@ PdfConversion::PdfConversion(PdfConverter& converter, ConversionRequest request,
     qRegisterMetaType<AbstractConverter::ErrorType>(
         "Korvel::PDF::Converter::AbstractConverter::ErrorType");
     qRegisterMetaType<DocumentInfo>("Korvel::PDF::DocumentInfo");
+    qRegisterMetaType<PagePicture>("Korvel::PDF::Converter::PagePicture");
     qRegisterMetaType<ConversionResult::Warning>("Korvel::PDF::Converter::ConversionResult::"
                                                  "Warning");
 }

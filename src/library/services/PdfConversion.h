@@ -90,6 +90,15 @@ Q_SIGNALS:
     void PageMade(int page, const QByteArray& bytes);
 
     /**
+     * The picture of a page is there, where `pixels` are wanted in memory. Once for each, in the
+     * order in which they are made.
+     *
+     * @param page     from 1
+     * @param picture  not null; ToImage (ToImage.h) makes a QImage of it
+     */
+    void PictureMade(int page, const Korvel::PDF::Converter::PagePicture& picture);
+
+    /**
      * A result is whole, and in its place. Once for each, in the order in which they are made.
      *
      * @param page  from 1; 0 for the document as a whole

@@ -1,6 +1,7 @@
 #include "WorkerConverter.h"
 
 #include "CopiedDocuments.h"
+#include "PictureMemory.h"
 #include "RequestPath.h"
 #include "ResultFormat.h"
 #include "ServicesLog.h"
@@ -33,7 +34,9 @@ namespace {
 /** The format that the task asks for; a null one when it is none that the worker makes. */
 QString FormatOf(const AbstractConverter::Task& task)
 {
-    const QString wanted = task.type.isEmpty() ? QFileInfo(task.destination).suffix() : task.type;
+    QString wanted = task.type.isEmpty() ? QFileInfo(task.destination).suffix() : task.type;
+    if (wanted == QLatin1String(Format::pixels))
+        return wanted;
     const ResultFormat* const format = FindResultFormat(wanted.toLower());
     return format ? QString::fromLatin1(format->name) : QString();
 }
@@ -111,6 +114,11 @@ void AddPages(QJsonObject& request, TaskOptions& options)
     }
 }
 
+bool IsOfPixels(const QJsonObject& request)
+{
+    return request[Key::format] == QLatin1String(Format::pixels);
+}
+
 QJsonObject ConvertRequest(const AbstractConverter::Task& task, TaskOptions& options)
 {
     QJsonObject request{{Key::op, Operation::convert},
@@ -124,6 +132,8 @@ QJsonObject ConvertRequest(const AbstractConverter::Task& task, TaskOptions& opt
         request[Key::linearize] = *linearize;
     AddPages(request, options);
     AddMerged(request, options);
+    if (IsOfPixels(request))
+        request.remove(Key::output);
     return request;
 }
 
@@ -132,7 +142,7 @@ std::optional<Reason> Refusal(const QJsonObject& request)
 {
     if (request[Key::file].toString().isEmpty())
         return Reason::Unreadable;
-    if (request[Key::output].toString().isEmpty())
+    if (request[Key::output].toString().isEmpty() && !IsOfPixels(request))
         return Reason::CannotWrite;
     return std::nullopt;
 }
@@ -204,9 +214,13 @@ bool WorkerConverter::ConvertFile(const Task& task)
     const OnPageFailed tellOfPage =
         options.Find<OnPageFailed>("missing_page").value_or(OnPageFailed());
     const OnTextReport report = options.Find<OnTextReport>("text_report").value_or(OnTextReport());
+    const auto tellPicture = options.Find<OnPicture>("picture_made");
     for (const char* const ofWrappers : {"need_export", "password"})
         options.Allow(ofWrappers);
     options.RequireNoOther();
+    if (IsOfPixels(request) && !tellPicture.value_or(OnPicture()))
+        throw OptionError("picture_made",
+                          "the option \"picture_made\" is wanted by the type \"pixels\"");
     later([this, source = task.source] { Q_EMIT ConvertationStarted(source); });
     const auto receiver = [this, later, source = task.source, result = task.destination, tell,
                            tellOfPage, report](const QJsonObject& answer) {
@@ -221,6 +235,8 @@ bool WorkerConverter::ConvertFile(const Task& task)
     };
     if (const std::optional<Reason> reason = Refusal(request))
         receiver(WorkerProtocol::FailureAnswer(*reason, "no path that names a file"));
+    else if (IsOfPixels(request))
+        AskToDraw(request, *tellPicture, receiver);
     else if (IsOfManyPages(request) && FindTextFrame(request[Key::format].toString()))
         AskInParts(task, request, receiver);
     else
@@ -266,6 +282,27 @@ void WorkerConverter::Ask(const QJsonObject& request, const WorkerProcess::Recei
         else
             receiver(answer);
     });
+}
+
+/** Asks once more likewise, for memory that nothing was drawn into. */
+void WorkerConverter::AskToDraw(const QJsonObject& request, const OnPicture& tell,
+                                const WorkerProcess::Receiver& receiver, int tries)
+{
+    const auto memory = std::make_shared<PictureMemory>();
+    const auto answered = [this, request, tell, receiver, tries,
+                           memory](const QJsonObject& answer) {
+        if (WorkerProtocol::ReasonOf(answer) == Reason::Changed && tries > 1) {
+            AskToDraw(request, tell, receiver, tries - 1);
+            return;
+        }
+        const auto emission = [tell, page = request[Key::page].toInt(), memory] {
+            tell(page, memory->Picture());
+        };
+        if (answer[Key::ok].toBool())
+            QMetaObject::invokeMethod(this, emission, Qt::QueuedConnection);
+        receiver(answer);
+    };
+    pool->Ask(this, request, answered, memory);
 }
 
 void WorkerConverter::EmitOutcome(const QString& source, const QString& result,

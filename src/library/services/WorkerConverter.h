@@ -2,6 +2,7 @@
 
 #include "AbstractConverter.h"
 #include "ConverterServicesExport.h"
+#include "PagePicture.h"
 #include "WorkerPool.h"
 
 #include <functional>
@@ -51,6 +52,8 @@ class TextInParts;
  * - "layout" (`bool`): of a "txt", whether words are kept where they stand on the page
  * - "text_report" (`OnTextReport`): called with what a text lacks
  * - "linearize" (`bool`): of the format "pdf", the file is laid out for being shown while it loads
+ * - "picture_made" (`WorkerConverter::OnPicture`): of the type "pixels", which wants it: called
+ * with the picture of the "page", before Finished. Nothing is made at the destination
  * - "why_failed" (`std::function<void(const QString&)>`): told what the worker says of a failure,
  *   before Failed
  *
@@ -94,6 +97,14 @@ public:
         std::vector<int> pages;
     };
 
+    /**
+     * Called before Finished, from the event loop.
+     *
+     * @param page     from 1
+     * @param picture  not null
+     */
+    using OnPicture = std::function<void(int page, const PagePicture& picture)>;
+
     /** With a worker process of its own. */
     explicit WorkerConverter(const WorkerSettings& settings = {});
 
@@ -127,6 +138,8 @@ private:
     Q_DISABLE_COPY_MOVE(WorkerConverter)
 
     void Ask(const QJsonObject& request, const WorkerProcess::Receiver& receiver);
+    void AskToDraw(const QJsonObject& request, const OnPicture& tell,
+                   const WorkerProcess::Receiver& receiver, int tries = 2);
     void AskInParts(const Task& task, const QJsonObject& request,
                     const WorkerProcess::Receiver& receiver);
     void EmitOutcome(const QString& source, const QString& result, const QJsonObject& answer);

@@ -93,10 +93,10 @@ bool WorkerPool::IsBusy() const
 }
 
 void WorkerPool::Ask(const void* asker, const QJsonObject& request,
-                     WorkerProcess::Receiver receiver)
+                     WorkerProcess::Receiver receiver, std::shared_ptr<PictureMemory> memory)
 {
-    waiting.push_back(
-        {asker, request[WorkerProtocol::Key::file].toString(), request, std::move(receiver)});
+    waiting.push_back({asker, request[WorkerProtocol::Key::file].toString(), request,
+                       std::move(receiver), std::move(memory)});
     Serve();
 }
 
@@ -193,11 +193,12 @@ void WorkerPool::HandOut(Worker& worker, Request request)
     worker.asker = request.asker;
     worker.file = request.file;
     QJsonObject message = request.message;
+    std::shared_ptr<PictureMemory> memory = request.memory;
     const auto answered = [this, &worker, request = std::move(request)](const QJsonObject& answer) {
         worker.asker = nullptr;
         Answered(worker, request, answer);
     };
-    worker.process->Ask(std::move(message), answered);
+    worker.process->Ask(std::move(message), answered, std::move(memory));
 }
 
 void WorkerPool::Answered(Worker& worker, Request request, const QJsonObject& answer)

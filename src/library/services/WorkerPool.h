@@ -79,9 +79,13 @@ public:
     /**
      * Sends a request of the operation "convert" when a process is free.
      *
-     * @param asker  whose request it is
+     * @param asker     whose request it is
+     * @param request   as for a WorkerProcess
+     * @param receiver  called with the answer
+     * @param memory    as for a WorkerProcess
      */
-    void Ask(const void* asker, const QJsonObject& request, WorkerProcess::Receiver receiver);
+    void Ask(const void* asker, const QJsonObject& request, WorkerProcess::Receiver receiver,
+             std::shared_ptr<PictureMemory> memory = nullptr);
 
     /** Ends all requests of the asker at once; they are answered before End returns. */
     void End(const void* asker);
@@ -95,6 +99,7 @@ private:
         QString file;
         QJsonObject message;
         WorkerProcess::Receiver receiver;
+        std::shared_ptr<PictureMemory> memory;
     };
 
     struct Worker

@@ -1,6 +1,8 @@
 #include "WorkerProcess.h"
 
 #include "EngineWords.h"
+#include "MemoryChannel.h"
+#include "PictureMemory.h"
 #include "ResultFile.h"
 #include "ServicesLog.h"
 #include "StartProcess.h"
@@ -93,14 +95,16 @@ QString ResultOf(const QJsonObject& request)
     return operation == Operation::save ? request[Key::file].toString() : QString();
 }
 
-/** What is amiss with the file that the answer says was made; nothing where it says of none. */
-std::optional<Reason> ProblemOf(const QJsonObject& request, const QJsonObject& answer,
-                                const WorkerSettings& settings)
+/** What is amiss with the result that the answer says was made; nothing where it says of none. */
+std::optional<Reason> ProblemOf(const QJsonObject& request, PictureMemory* memory,
+                                const QJsonObject& answer, int largest)
 {
-    const QString result = ResultOf(request);
-    if (result.isEmpty() || !answer[Key::ok].toBool())
+    if (!answer[Key::ok].toBool())
         return std::nullopt;
-    return ProblemOfResult(result, settings.largestResult);
+    if (memory)
+        return memory->Take(request, answer, largest);
+    const QString result = ResultOf(request);
+    return result.isEmpty() ? std::nullopt : ProblemOfResult(result, largest);
 }
 
 /**
@@ -211,10 +215,11 @@ void WorkerProcess::Prepare()
         Start();
 }
 
-void WorkerProcess::Ask(QJsonObject request, Receiver receiver)
+void WorkerProcess::Ask(QJsonObject request, Receiver receiver,
+                        std::shared_ptr<PictureMemory> memory)
 {
     request[Key::id] = ++lastId;
-    requests.push_back({lastId, false, request, std::move(receiver)});
+    requests.push_back({lastId, false, request, std::move(receiver), std::move(memory)});
     SendNext();
 }
 
@@ -248,7 +253,8 @@ void WorkerProcess::Start()
 {
     fileInHand.clear();
     lastComplaint.clear();
-    process = std::make_unique<QProcess>(this); // moves to other threads along with this
+    channel = std::make_unique<MemoryChannel>();
+    process = channel->MakeProcess(this); // moves to other threads along with this
     // Connections are queued: starting can fail inside start(), and receivers may destroy the
     // process or run an event loop, neither of which they may inside one of its signals. What comes
     // late is harmless, as the slots go by the state of the process that is there.
@@ -268,8 +274,9 @@ void WorkerProcess::Start()
     };
     if (IsNoProgram(settings.program))
         tell(WhyNotStarted(settings.program, qt_error_string()));
-    else if (!StartProcess(process, settings.program, Arguments()))
+    else if (!StartProcess(process, settings.program, Arguments() + channel->Arguments()))
         tell("cannot start a worker: the system has no room for another process");
+    channel->CloseEndOfWorker();
 }
 
 void WorkerProcess::Discard()
@@ -305,11 +312,13 @@ void WorkerProcess::SendRelease()
         process->kill(); // too many are queued; the next request starts another one
 }
 
-void WorkerProcess::SendRequest(const QJsonObject& message)
+void WorkerProcess::SendRequest(const Request& request)
 {
-    if (const QString file = FileOf(message); !file.isEmpty())
+    if (const QString file = FileOf(request.message); !file.isEmpty())
         fileInHand = file;
-    const QByteArray line = QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n';
+    if (request.memory)
+        channel->Send(request.id, request.memory->Descriptor());
+    const QByteArray line = QJsonDocument(request.message).toJson(QJsonDocument::Compact) + '\n';
     longestLine = std::max(longestLine, int(line.size()));
     if (process->isOpen()) // else starting has failed, which is told later
         process->write(line);
@@ -330,7 +339,7 @@ void WorkerProcess::SendNext()
     if (requests.front().isRelease)
         SendRelease();
     else
-        SendRequest(requests.front().message);
+        SendRequest(requests.front());
     isLate = false;
     alarm.start(std::min(settings.deadline, longestAlarm));
 }
@@ -366,7 +375,9 @@ void WorkerProcess::ReadAnswers()
             Fail(WordFor(Reason::Rubbish), "the worker's answer makes no sense");
             return;
         }
-        if (const auto problem = ProblemOf(requests.front().message, answer, settings)) {
+        const Request& request = requests.front();
+        if (const auto problem =
+                ProblemOf(request.message, request.memory.get(), answer, settings.largestResult)) {
             Fail(WordFor(*problem), "the worker's result is not as the worker says");
             return;
         }

@@ -15,6 +15,9 @@
 
 namespace Korvel::PDF {
 
+class MemoryChannel;
+class PictureMemory;
+
 /**
  * A process of the program `pdfconvert-worker`, which opens PDFs so that nobody else has to.
  *
@@ -69,8 +72,16 @@ public:
     /** Starts the process, so that the first request need not wait for that. */
     void Prepare();
 
-    /** Sends `request`, to which an "id" is added, when those before it are answered. */
-    void Ask(QJsonObject request, Receiver receiver);
+    /**
+     * Sends `request`, to which an "id" is added, when those before it are answered.
+     *
+     * @param request   what is wanted (docs/worker-protocol.md)
+     * @param receiver  called with the answer
+     * @param memory    what the page of a request for "pixels" is drawn into, which the library's
+     *                  own classes make; null for others
+     */
+    void Ask(QJsonObject request, Receiver receiver,
+             std::shared_ptr<PictureMemory> memory = nullptr);
 
     /**
      * Has the process let go of its file when the requests so far are answered; what it held open
@@ -103,13 +114,14 @@ private:
         bool isRelease;
         QJsonObject message;
         Receiver receiver;
+        std::shared_ptr<PictureMemory> memory = nullptr;
     };
 
     QStringList Arguments() const;
     void Start();
     void Discard();
     void SendRelease();
-    void SendRequest(const QJsonObject& message);
+    void SendRequest(const Request& request);
     Request ToRelease();
     void SendNext();
     bool IsAwaited(const QJsonObject& answer) const;
@@ -124,6 +136,8 @@ private:
     const WorkerSettings settings;
     /** The process that runs, or has ended unnoticed; else null. */
     std::unique_ptr<QProcess> process;
+    /** By which it is given memory for pictures; there when it is. */
+    std::unique_ptr<MemoryChannel> channel;
     /** Which file the process looks at; empty for none. */
     QString fileInHand;
     std::deque<Request> requests;

@@ -1,6 +1,7 @@
 #include "PageRenderer.h"
 
 #include "PageText.h"
+#include "PixelsWriter.h"
 #include "ReadPage.h"
 #include "RequestError.h"
 #include "ShowPages.h"
@@ -56,6 +57,23 @@ double ResolutionToFit(const QSizeF& points, const QSize& pixels)
     const double down = pixels.height() / points.height();
     const bool isOneOpen = pixels.width() == 0 || pixels.height() == 0;
     return pointsPerInch * (isOneOpen ? std::max(across, down) : std::min(across, down));
+}
+
+/** Throws where pixels would take more memory than is allowed, and names the way out. */
+void RequireRoom(const PictureShape& shape, std::uint64_t largest)
+{
+    constexpr double bytesOfMebibyte = 1 << 20;
+    const double bytes = double(BytesOfPixels(shape));
+    if (bytes <= double(largest))
+        return;
+    const auto mebibytes = [](double count) {
+        return std::to_string(qint64(std::ceil(count / bytesOfMebibyte))) + " MiB";
+    };
+    const double fitting = shape.dotsPerInch * std::sqrt(double(largest) / bytes);
+    throw RequestError(Reason::TooLarge, "its pixels would take " + mebibytes(bytes) + ", and " +
+                                             mebibytes(double(largest)) +
+                                             " are allowed; they fit at " +
+                                             std::to_string(int(fitting)) + " dots per inch");
 }
 
 } // namespace
@@ -126,6 +144,17 @@ void PageRenderer::Write(Output& into, qint64 page, const PictureLook& look)
     const PictureShape shape = ShapeOf(index, look);
     WritePicture(into, shape, look.encoding, Draw(index, shape, look));
     RequireWhatWasRead();
+}
+
+PictureShape PageRenderer::WritePixels(int into, qint64 page, const PictureLook& look,
+                                       std::uint64_t largest)
+{
+    const int index = Check(page);
+    const PictureShape shape = ShapeOf(index, look);
+    RequireRoom(shape, largest);
+    Worker::WritePixels(into, shape, Draw(index, shape, look));
+    RequireWhatWasRead();
+    return shape;
 }
 
 /** How many bytes a TIFF of these pages can have. */

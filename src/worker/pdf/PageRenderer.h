@@ -8,6 +8,7 @@
 #include "PageView.h"
 #include "PdfDocument.h"
 #include "PictureLook.h"
+#include "PictureShape.h"
 #include "TextLook.h"
 
 #include <cstdint>
@@ -69,6 +70,18 @@ public:
      * @throws std::bad_alloc
      */
     void Write(Output& into, qint64 page, const PictureLook& look);
+
+    /**
+     * Writes the pixels of a page, as the format "pixels" has them.
+     *
+     * @param into     an open descriptor
+     * @param page     from 1
+     * @param largest  how many bytes they may have
+     * @return what they are like
+     * @throws RequestError  as Write; "too-large"
+     * @throws std::bad_alloc
+     */
+    PictureShape WritePixels(int into, qint64 page, const PictureLook& look, std::uint64_t largest);
 
     /**
      * Writes a TIFF of pages, or of all when none are named, each as Write does; one that cannot be

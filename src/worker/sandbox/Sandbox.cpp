@@ -56,7 +56,7 @@ bool StartThreadOfPool()
 } // namespace
 
 Sandbox::Sandbox(const SandboxSettings& settings)
-    : settings(settings), filter(settings.hasThreadOfPool)
+    : settings(settings), filter(settings.hasThreadOfPool, settings.memoryChannel)
 {
     RestrictProcess();
 }

@@ -24,6 +24,8 @@ struct SandboxSettings
      * one, and fewer system calls.
      */
     bool hasThreadOfPool = true;
+    /** The descriptor of the socket that memory for pictures comes over; -1 for none. */
+    int memoryChannel = -1;
 };
 
 } // namespace Korvel::Worker

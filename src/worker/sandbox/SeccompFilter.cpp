@@ -132,7 +132,7 @@ void AllowCallsOfThreads(Rules& rules)
 
 } // namespace
 
-SeccompFilter::SeccompFilter(bool hasThreadOfPool)
+SeccompFilter::SeccompFilter(bool hasThreadOfPool, int memoryChannel)
 {
     if (!canLimit)
         return;
@@ -140,6 +140,8 @@ SeccompFilter::SeccompFilter(bool hasThreadOfPool)
     AllowCalls(rules);
     if (hasThreadOfPool)
         AllowCallsOfThreads(rules);
+    if (memoryChannel >= 0)
+        rules.Allow(SCMP_SYS(recvmsg), Is(0, scmp_datum_t(memoryChannel)));
     program = rules.Program();
 }
 

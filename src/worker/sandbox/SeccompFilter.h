@@ -17,8 +17,9 @@ public:
      * Makes the filter, which takes longer than to load it.
      *
      * @param hasThreadOfPool  as in SandboxSettings
+     * @param memoryChannel    likewise; the only socket that anything can be received by
      */
-    explicit SeccompFilter(bool hasThreadOfPool);
+    SeccompFilter(bool hasThreadOfPool, int memoryChannel);
 
     /**
      * Puts the filter in force, for all threads of this process and for good.

@@ -1,5 +1,6 @@
 #include "PageLabel.h"
 #include "DocumentDetails.h"
+#include "PageSize.h"
 
 #include <limits>
 
@@ -55,6 +56,24 @@ TEST(PageLabelTest, StaysShortAndDefinedWhateverIsSaid)
     EXPECT_EQ(PageLabel(Numbered(Numbering::UpperLetters, largest), 1), "2147483647");
     EXPECT_EQ(PageLabel(Numbered(Numbering::LowerLetters, -5), 1), "-5");
     EXPECT_EQ(PageLabel(Numbered(Numbering::LowerRoman, 0, -largest), 1), "2147483648");
+}
+
+TEST(PageSizeTest, IsThatOfTheRowThatHasThePage)
+{
+    DocumentDetails details;
+    details.sizes = {{{1, 3}, 595, 842, 0}, {{4, 4}, 842, 595, 90}};
+    EXPECT_EQ(PageSize(details, 1), QSizeF(595, 842));
+    EXPECT_EQ(PageSize(details, 3), QSizeF(595, 842));
+    EXPECT_EQ(PageSize(details, 4), QSizeF(842, 595));
+}
+
+TEST(PageSizeTest, IsNoneWhereTheDocumentDoesNotTell)
+{
+    EXPECT_FALSE(PageSize({}, 1).isValid());
+    DocumentDetails details;
+    details.sizes = {{{1, 3}, 595, 842, 0}};
+    EXPECT_FALSE(PageSize(details, 0).isValid());
+    EXPECT_FALSE(PageSize(details, 4).isValid());
 }
 
 } // namespace

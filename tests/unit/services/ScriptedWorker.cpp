@@ -8,6 +8,8 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -23,6 +25,8 @@
 #include <QJsonObject>
 
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -34,6 +38,7 @@ constexpr int unconfinedExitCode = 80;
 using Action = std::function<void(const QJsonObject& request)>;
 
 int served = 0;
+int memoryChannel = -1;
 
 void Write(const QByteArray& text)
 {
@@ -149,6 +154,71 @@ Action Make(const std::function<void(const std::string& path)>& make)
         make(ClearedResultOf(request));
         WriteLine(Success(request));
     };
+}
+
+/** The memory that has come for a picture. */
+int TakeMemory()
+{
+    qint64 request = 0;
+    int memory = -1;
+    alignas(cmsghdr) char rights[CMSG_SPACE(sizeof memory)] = {};
+    iovec place = {&request, sizeof request};
+    msghdr message = {};
+    message.msg_iov = &place;
+    message.msg_iovlen = 1;
+    message.msg_control = rights;
+    message.msg_controllen = sizeof rights;
+    if (::recvmsg(memoryChannel, &message, 0) == sizeof request)
+        std::memcpy(&memory, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof memory);
+    return memory;
+}
+
+QJsonObject WithSize(QJsonObject answer, const QJsonValue& width, const QJsonValue& height)
+{
+    answer["width"] = width;
+    answer["height"] = height;
+    return answer;
+}
+
+/** Does something to the memory, says that it has drawn 4 by 3 pixels, and does something more. */
+Action Draw(
+    const std::function<void(int memory)>& draw,
+    const std::function<void(int memory)>& afterwards = [](int) {})
+{
+    return [draw, afterwards](const QJsonObject& request) {
+        const int memory = TakeMemory();
+        draw(memory);
+        WriteLine(WithSize(Success(request), 4, 3));
+        afterwards(memory);
+    };
+}
+
+void Fill(int memory, std::size_t bytes)
+{
+    const std::string pixels(bytes, '\x5a');
+    if (::write(memory, pixels.data(), pixels.size()) != ssize_t(pixels.size()))
+        ::_exit(1);
+}
+
+constexpr std::size_t wholePicture = 48;
+
+void DrawWhole(int memory)
+{
+    Fill(memory, wholePicture);
+}
+
+/** Draws as many pixels and says other numbers, which stand in the words of the request. */
+void DrawAs(const QJsonObject& request, const QString& numbers)
+{
+    const auto toValue = [](const QString& text) {
+        bool isNumber = false;
+        const double number = text.toDouble(&isNumber);
+        return isNumber ? QJsonValue(number) : QJsonValue(text);
+    };
+    const int middle = int(numbers.indexOf('-', 1));
+    DrawWhole(TakeMemory());
+    WriteLine(WithSize(Success(request), toValue(numbers.left(middle)),
+                       toValue(numbers.mid(middle + 1))));
 }
 
 void FallSilent()
@@ -346,6 +416,29 @@ const std::map<QString, Action>& Actions()
              ::fallocate(file, FALLOC_FL_KEEP_SIZE, 0, off_t(2) << 20);
              ::dprintf(file, "x");
          })},
+        {"draw", Draw(DrawWhole)},
+        {"draw-nothing", Draw([](int) {})},
+        {"draw-too-little", Draw([](int memory) { Fill(memory, wholePicture - 1); })},
+        {"draw-too-much", Draw([](int memory) { Fill(memory, wholePicture + 1); })},
+        {"draw-holes", Draw([](int memory) { ::ftruncate(memory, off_t(wholePicture)); })},
+        {"draw-and-keep-mapped", Draw([](int memory) {
+             DrawWhole(memory);
+             ::mmap(nullptr, wholePicture, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
+         })},
+        {"draw-and-seal", Draw([](int memory) {
+             DrawWhole(memory);
+             ::fcntl(memory, F_ADD_SEALS, F_SEAL_SEAL);
+         })},
+        {"draw-and-shrink", Draw(DrawWhole,
+                                 [](int memory) {
+                                     while (::ftruncate(memory, 0) == 0) {
+                                     }
+                                 })},
+        {"draw-and-write", Draw(DrawWhole,
+                                [](int memory) {
+                                    while (::pwrite(memory, "Z", 1, 0) == 1) {
+                                    }
+                                })},
         {"fork-noise",
          [](const QJsonObject& request) {
              ForkNoise();
@@ -382,6 +475,7 @@ void Serve(const QJsonObject& request)
     const QString what = WhatToDo(request);
     const QString fail = "fail-with-";
     const QString count = "count-pages-";
+    const QString drawAs = "draw-as-";
     ++served;
     if (request.contains("meet"))
         Meet(request["meet"].toString());
@@ -390,6 +484,8 @@ void Serve(const QJsonObject& request)
         action->second(request);
     else if (what.startsWith(fail))
         WriteLine(Failure(request, what.mid(fail.size())));
+    else if (what.startsWith(drawAs))
+        DrawAs(request, what.mid(drawAs.size()));
     else if (what.startsWith(count))
         WriteLine(WithPages(Success(request), what.mid(count.size()).toDouble()));
     else
@@ -398,8 +494,12 @@ void Serve(const QJsonObject& request)
 
 } // namespace
 
-int main()
+int main(int argc, char** argv)
 {
+    for (int i = 1; i + 1 < argc; ++i) {
+        if (argv[i] == std::string("--memory-channel"))
+            memoryChannel = std::atoi(argv[i + 1]);
+    }
     Korvel::Worker::ForkForEachDocument(STDOUT_FILENO);
     for (std::string line; std::getline(std::cin, line);)
         Serve(QJsonDocument::fromJson(QByteArray::fromStdString(line)).object());

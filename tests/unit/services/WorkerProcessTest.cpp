@@ -18,6 +18,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QThread>
 
@@ -83,7 +84,11 @@ TEST(WorkerProcessTest, HandsItsLimitsToTheProgram)
 {
     const auto arguments = [](WorkerProcess& worker) {
         const QString line = AskAndWait(worker, {})["cmdline"].toString();
-        return line.mid(line.indexOf(" --") + 1).trimmed();
+        const int channel = int(line.indexOf(" --memory-channel "));
+        EXPECT_TRUE(
+            line.mid(channel).contains(QRegularExpression("^ --memory-channel [1-9][0-9]* $")))
+            << line.toStdString();
+        return line.left(channel).mid(line.indexOf(" --") + 1);
     };
     WorkerProcess usual({ScriptedWorker()});
     EXPECT_EQ(arguments(usual), "--memory-limit 1024 --time-limit 600 --file-limit 1024");

@@ -1,10 +1,11 @@
 // What a document could try that has taken its worker over: enters the worker's sandbox, tries one
 // thing, and prints "done", or the name of the error.
 //
-//     Intruder inside|pool|alone|outside FOLDER INPUT ATTEMPT [PATH or NUMBER]
+//     Intruder inside|pool|alone|channel|outside FOLDER INPUT ATTEMPT [PATH or NUMBER]
 //
 // "pool" tries it on the thread of Qt's pool, "alone" in the sandbox of an engine that uses no such
-// thread, "outside" without any sandbox.
+// thread, "channel" in that of one that is given memory by the descriptor 20, "outside" without any
+// sandbox.
 
 #include "Sandbox.h"
 
@@ -256,6 +257,11 @@ const std::map<std::string, Attempt>& Attempts()
          [](const std::string& family) {
              return Error(::socket(std::stoi(family), SOCK_STREAM | SOCK_CLOEXEC, 0));
          }},
+        {"receive",
+         [](const std::string& number) {
+             msghdr message = {};
+             return Error(::recvmsg(std::stoi(number), &message, 0));
+         }},
         {"trace-parent",
          [](const std::string&) {
              return Error(::ptrace(PTRACE_SEIZE, ::getppid(), nullptr, nullptr));
@@ -345,6 +351,7 @@ int main(int argc, char** argv)
         settings.folder = argv[2];
         settings.timeLimit = 1;
         settings.hasThreadOfPool = where != "alone";
+        settings.memoryChannel = where == "channel" ? 20 : -1;
         Sandbox sandbox(settings);
         sandbox.SetLimits();
         sandbox.Enter({argv[3]});

@@ -571,6 +571,14 @@ TEST_F(ProtocolTest, KnowsItsFormats)
     EXPECT_FALSE(QFile::exists(Path("out")));
 }
 
+TEST_F(ProtocolTest, DrawsIntoNoMemoryThatItWasNotGiven)
+{
+    const QString file = Sample();
+    EXPECT_EQ(Outcome(Convert(file, Path("out"), "pixels", {{"page", 1}})), "cannot-write");
+    EXPECT_EQ(Outcome(Convert(file, Path("out"), "pixels")), "bad-request") << "which page?";
+    EXPECT_FALSE(QFile::exists(Path("out")));
+}
+
 TEST_F(ProtocolTest, TellsWhyADocumentIsNotConverted)
 {
     for (const char* format : {"png", "txt", "pdf"}) {

@@ -164,6 +164,16 @@ TEST_F(SeccompFilterTest, LeavesNoNetwork)
     EXPECT_EQ(Try("outside", "socket", QString::number(AF_UNIX)), "done");
 }
 
+TEST_F(SeccompFilterTest, ReceivesNothingButMemoryForPictures)
+{
+    for (const char* number : {"0", "20", "21"})
+        EXPECT_EQ(TryInside("receive", number), "ENOSYS") << number;
+    EXPECT_EQ(Try("channel", "receive", "20"), "EBADF") << "let through";
+    for (const char* number : {"0", "19", "21"})
+        EXPECT_EQ(Try("channel", "receive", number), "ENOSYS") << number;
+    EXPECT_EQ(Try("channel", "socket", QString::number(AF_UNIX)), "ENOSYS");
+}
+
 TEST_F(SeccompFilterTest, LeavesNoOtherProcess)
 {
     for (const char* attempt : {"fork", "thread", "spawn", "execute", "kill-parent",

@@ -94,7 +94,10 @@ void ConversionEngine::Submit(quint64 number, const ConversionRequest& request,
     }
     Post([this, number, request, listener] {
         entries[number].job = std::make_unique<ConversionJob>(request, listener);
-        waiting.push_back(number);
+        if (request.opened) // somebody waits for just this page
+            waiting.push_front(number);
+        else
+            waiting.push_back(number);
         Serve();
     });
 }
@@ -158,7 +161,8 @@ void ConversionEngine::Open(Entry& entry, quint64 number)
 {
     const ConversionRequest& wanted = entry.job->Request();
     const auto opening = std::make_shared<Opening>(wanted.document);
-    openings[number] = opening;
+    if (!wanted.opened)
+        openings[number] = opening;
     CallAside([this, number, request = wanted, password = std::exchange(entry.password, {}),
                shared = services, opening]() mutable {
         auto outcome =
@@ -227,7 +231,11 @@ void ConversionEngine::Convert(Entry& entry, quint64 number, PreparedDocument do
 {
     ConversionJob& job = *entry.job;
     try {
-        job.Convert(std::move(document), services, [this, number] { End(number); });
+        job.TakeUp(std::move(document));
+        if (job.Request().opensOnly)
+            End(number);
+        else
+            job.Convert(services, [this, number] { End(number); });
     } catch (const std::exception& problem) {
         Fail(number, FailureOf(problem, job.Request().document));
     }

@@ -3,6 +3,7 @@
 #include "ConversionFailure.h"
 #include "ConversionServices.h"
 #include "LocalFileSystem.h"
+#include "OpenedDocument.h"
 #include "PreparedCopy.h"
 #include "ToText.h"
 #include "WorkerPool.h"
@@ -35,17 +36,25 @@ ConversionJob::ConversionJob(ConversionRequest request,
 
 ConversionJob::~ConversionJob() = default;
 
-void ConversionJob::Convert(PreparedDocument document, std::shared_ptr<ConversionServices> shared,
-                            std::function<void()> whenDone)
+void ConversionJob::TakeUp(PreparedDocument document)
 {
     prepared = std::move(document);
-    services = std::move(shared);
-    done = std::move(whenDone);
     result.document = prepared.info;
     listener->Opened(prepared.info);
     for (const ConversionResult::Note& note : prepared.warnings)
         Warn(note.warning, note.text);
-    const auto copies = std::make_shared<PreparedCopy>(prepared.copy, services->files);
+    if (request.opensOnly)
+        result.opened = std::make_shared<const OpenedDocument>(
+            OpenedDocument{request.document, prepared.info, prepared.state, prepared.copy});
+}
+
+void ConversionJob::Convert(std::shared_ptr<ConversionServices> shared,
+                            std::function<void()> whenDone)
+{
+    services = std::move(shared);
+    done = std::move(whenDone);
+    const auto copies =
+        std::make_shared<PreparedCopy>(prepared.isKept ? nullptr : prepared.copy, services->files);
     ChainListener& self = *this;
     chain = std::make_unique<DocumentChain>(*services, services->files, copies,
                                             prepared.plan.Results(), self);
@@ -60,7 +69,9 @@ DocumentChain::Task ConversionJob::MakeTask() const
     DocumentChain::Task task;
     task.type = prepared.plan.Format();
     task.source = request.document;
-    if (prepared.copy)
+    if (prepared.copy && prepared.isKept)
+        task.source = QString::fromStdString(prepared.copy->path.utf8string());
+    else if (prepared.copy)
         task.options["need_export"] = true;
     request.pictures.PutInto(task);
     if (!prepared.plan.JoinedPages().empty())
@@ -198,7 +209,7 @@ ConversionResult ConversionJob::TakeResult()
 
 ConversionResult::Page ConversionJob::ToPage(const PlannedResult& made)
 {
-    return {made.page, made.isInMemory ? QString() : made.path, made.bytes};
+    return {made.page, made.isInMemory ? QString() : made.path, made.bytes, made.picture};
 }
 
 QString ConversionJob::About(int page) const

@@ -26,13 +26,15 @@ public:
     const ConversionRequest& Request() const { return request; }
     const std::shared_ptr<ConversionListener>& Listener() const { return listener; }
 
+    /** Tells that the document is open; where nothing is to be made of it, that is all. */
+    void TakeUp(PreparedDocument document);
+
     /**
      * Converts the document. What it throws ends the conversion.
      *
      * @param whenDone  called from the event loop, once; may destroy this
      */
-    void Convert(PreparedDocument document, std::shared_ptr<ConversionServices> shared,
-                 std::function<void()> whenDone);
+    void Convert(std::shared_ptr<ConversionServices> shared, std::function<void()> whenDone);
 
     /** Has the chain end; false when there is none. */
     bool CancelChain();

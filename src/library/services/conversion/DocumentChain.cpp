@@ -8,6 +8,7 @@
 #include "UuidFileNameGenerator.h"
 #include "WorkerConverter.h"
 #include "WorkerPool.h"
+#include "WorkerProtocol.h"
 
 #include <algorithm>
 #include <utility>
@@ -78,6 +79,9 @@ void DocumentChain::AddTellers(Task& task)
         [this](int page, AbstractConverter::ErrorType reason, const QString& told) {
             PageFailed({page, reason, told});
         });
+    if (task.type == QLatin1String(WorkerProtocol::Format::pixels))
+        task.options["picture_made"] = WorkerConverter::OnPicture(
+            [this](int page, const PagePicture& picture) { placed->Keep(page, picture); });
     task.options["text_report"] =
         OnTextReport([this](const TextReport& report) { listener.Reported(report); });
     task.options["why_failed"] =

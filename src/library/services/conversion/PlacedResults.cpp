@@ -52,8 +52,18 @@ bool PlacedResults::Move(const ioPath& from, const ioPath& to)
     return true;
 }
 
+void PlacedResults::Keep(int page, const PagePicture& picture)
+{
+    for (PlannedResult* const result : std::as_const(results)) {
+        if (result->page == page)
+            result->picture = picture;
+    }
+}
+
 bool PlacedResults::Read(const ioPath& from, PlannedResult& result)
 {
+    if (!result.picture.IsNull())
+        return true;
     QFile file(QString::fromStdString(from.utf8string()));
     if (file.open(QFile::ReadOnly))
         result.bytes = file.readAll();

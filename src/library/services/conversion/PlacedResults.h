@@ -31,6 +31,9 @@ public:
     bool Exists(const ioPath& path) override;
     bool Move(const ioPath& from, const ioPath& to) override;
 
+    /** Has the picture of a page be its result; nothing lies anywhere then. */
+    void Keep(int page, const PagePicture& picture);
+
     /** From now on a result of several pages is put nowhere, as one of them is missing. */
     void RefuseWhole() { takesWhole = false; }
 

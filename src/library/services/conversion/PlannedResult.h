@@ -1,5 +1,7 @@
 #pragma once
 
+#include "PagePicture.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -18,6 +20,7 @@ struct PlannedResult
     bool isInMemory = false;
     bool isPlaced = false;
     QByteArray bytes = {};
+    PagePicture picture = {};
 };
 
 } // namespace Korvel::PDF::Converter

@@ -3,6 +3,7 @@
 #include "ConversionFailure.h"
 #include "ConversionServices.h"
 #include "LocalFileSystem.h"
+#include "OpenedDocument.h"
 #include "PreparedCopy.h"
 #include "ToErrorType.h"
 #include "ToText.h"
@@ -61,11 +62,39 @@ std::shared_ptr<const TemporaryFile> MakeCopy(const QString& document, const Doc
     return copy;
 }
 
+void Plan(PreparedDocument& prepared, const ConversionRequest& request,
+          ConversionServices& services)
+{
+    if (request.opensOnly)
+        return;
+    prepared.plan = ResultPlan(request, prepared.info.pages, *services.files);
+    if (!request.isInMemory)
+        services.PrepareFolders(prepared.plan.Results());
+}
+
+PreparedDocument PrepareOpened(const ConversionRequest& request, ConversionServices& services)
+{
+    const OpenedDocument& opened = *request.opened;
+    if (opened.path != request.document)
+        throw ConversionFailure(AbstractConverter::InvalidOption,
+                                request.document + QStringLiteral(" is not what was opened: ") +
+                                    opened.path);
+    PreparedDocument prepared;
+    prepared.info = opened.info;
+    prepared.state = opened.state;
+    prepared.copy = opened.copy;
+    prepared.isKept = true;
+    Plan(prepared, request, services);
+    return prepared;
+}
+
 } // namespace
 
 PreparedDocument Prepare(const ConversionRequest& request, const std::string& password,
                          ConversionServices& services, const std::atomic<bool>& isGivenUp)
 {
+    if (request.opened)
+        return PrepareOpened(request, services);
     WorkerPdfProvider& provider = *services.provider;
     PreparedDocument prepared;
     const std::string path = request.document.toStdString();
@@ -79,10 +108,8 @@ PreparedDocument Prepare(const ConversionRequest& request, const std::string& pa
     if (!info)
         throw WhyNotOpened(request.document, provider);
     prepared.warnings = WarningsOf(request.document, *info, services);
-    prepared.plan = ResultPlan(request, info->pages, *services.files);
     prepared.info = *info;
-    if (!request.isInMemory)
-        services.PrepareFolders(prepared.plan.Results());
+    Plan(prepared, request, services);
     if (info->encrypted || info->repaired)
         prepared.copy = MakeCopy(request.document, handle, services);
     return prepared;

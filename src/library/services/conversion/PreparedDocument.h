@@ -25,11 +25,14 @@ struct PreparedDocument
     SourceState state;
     /** Without encryption and damage; null when the document itself is converted. */
     std::shared_ptr<const TemporaryFile> copy;
+    /** Whether others are to be made of the copy as well. */
+    bool isKept = false;
     std::vector<ConversionResult::Note> warnings;
 };
 
 /**
- * Prepares a document. Blocks as long as that takes, on a thread of its own.
+ * Prepares a document, or takes one that the request says is open. Blocks as long as that takes, on
+ * a thread of its own.
  *
  * @param isGivenUp  whether it is not wanted any more; who sets that has the provider give it up
  * @throws ConversionFailure  it cannot be opened, copied or planned; `PasswordRequiredOrWrong` when

@@ -10,6 +10,8 @@ namespace Korvel::PDF::Converter {
 
 namespace {
 
+constexpr ResultFormat pixels = {"pixels", WorkerProtocol::Format::pixels, true};
+
 QString NumberedPath(const QString& path, int page, int lastPage)
 {
     const auto digits = QString::number(lastPage).size();
@@ -24,6 +26,8 @@ const ResultFormat& FormatOf(const ConversionRequest& request)
     const QString wanted =
         (request.format.isEmpty() ? SuffixOf(example).mid(1) : request.format).toLower();
     const ResultFormat* const format = FindResultFormat(wanted);
+    if (request.isInMemory && wanted == QLatin1String(pixels.name))
+        return pixels;
     if (!format)
         throw ConversionFailure(
             AbstractConverter::UnsupportedFormat,
