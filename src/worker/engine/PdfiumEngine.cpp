@@ -21,6 +21,10 @@ constexpr int rowsBeyond = 1;
 // PDFium keeps some 5 kB of each page that it has loaded until the document is closed.
 constexpr int mostPagesOfADocument = 500;
 
+// As most fonts have them, in ems.
+constexpr double ascent = 0.8;
+constexpr double descent = 0.2;
+
 // Fonts of which a document has some letters alone are called "ABCDEF+Name".
 constexpr std::size_t subsetTag = 7;
 
@@ -230,14 +234,15 @@ TextCharacter PdfiumEngine::Character(int number, const Affine& shown, double tu
     const int turned = int(std::lround(qRadiansToDegrees(turnOfPage + angle))) % round;
     character.turned = (turned + round) % round;
     if (angle == 0 || (std::abs(std::sin(angle)) < 0.01 && std::cos(angle) > 0))
-        PlaceUpright(character, number, shown);
+        PlaceUpright(character, number, y, shown);
     else
         PlaceTurned(character, number, shown);
     return character;
 }
 
 /** Places a character whose baseline is level as long as the page is not turned. */
-void PdfiumEngine::PlaceUpright(TextCharacter& character, int number, const Affine& shown) const
+void PdfiumEngine::PlaceUpright(TextCharacter& character, int number, double baseline,
+                                const Affine& shown) const
 {
     Pdfium::FloatRectangle loose;
     pdfium.TextGetLooseCharBox(text, number, &loose);
@@ -245,8 +250,11 @@ void PdfiumEngine::PlaceUpright(TextCharacter& character, int number, const Affi
     const auto [top, bottom] = std::minmax({double(loose.bottom), double(loose.top)});
     QRectF box(left, top, right - left, bottom - top);
     const QRectF inked = Inked(number);
+    const double middle = inked.center().y();
     if (box.height() < inked.height() / 2) // fonts of type 3 say nothing of their height
         box |= inked;
+    else if (!inked.isEmpty() && (middle < box.top() || middle > box.bottom()))
+        box.moveTop(baseline - descent * box.height()); // some that were made from others lie
     character.fontSize = box.height();
     character.box = shown.Map(box);
 }
@@ -261,7 +269,6 @@ void PdfiumEngine::PlaceTurned(TextCharacter& character, int number, const Affin
     const Affine upright = Affine::Turned(-character.turned);
     const QPointF origin = upright.Map(character.origin);
     const QRectF inked = upright.Map(shown.Map(Inked(number)));
-    constexpr double ascent = 0.8; // as most fonts have it
     const QRectF box(origin.x(), origin.y() - ascent * character.fontSize,
                      std::max(0.0, inked.right() - origin.x()), character.fontSize);
     character.box = Affine::Turned(character.turned).Map(box);

@@ -42,7 +42,8 @@ private:
     void CloseText();
     void DrawBand(const PictureShape& shape, int first, const Rows& into);
     TextCharacter Character(int number, const Affine& shown, double turnOfPage) const;
-    void PlaceUpright(TextCharacter& character, int number, const Affine& shown) const;
+    void PlaceUpright(TextCharacter& character, int number, double baseline,
+                      const Affine& shown) const;
     void PlaceTurned(TextCharacter& character, int number, const Affine& shown) const;
     QRectF Inked(int character) const;
     std::string FontOf(int character) const;

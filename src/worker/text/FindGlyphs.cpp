@@ -81,9 +81,13 @@ bool IsDrawnUnmapped(const TextCharacter& character)
     return !character.box.isEmpty() && IsUnmapped(character.code) && !IsParting(character.code);
 }
 
-bool IsLatinLetter(const TextCharacter& character)
+/** Whether a Latin letter stands beside the other character, not within it as in a copyright sign.
+ */
+bool IsLetterBeside(const TextCharacter& letter, const TextCharacter& other)
 {
-    return IsPlain(character.code) && QChar::isLetter(character.code);
+    const QPointF apart = letter.box.center() - other.box.center();
+    return IsPlain(letter.code) && QChar::isLetter(letter.code) &&
+           apart.manhattanLength() > std::max(other.box.width(), other.box.height()) / 3;
 }
 
 /**
@@ -105,8 +109,9 @@ void NameLigatures(std::vector<TextCharacter>& characters)
         return;
     for (std::size_t i = 0; i < characters.size(); ++i) {
         TextCharacter& character = characters[i];
-        const bool isInWord = (i > 0 && IsLatinLetter(characters[i - 1])) ||
-                              (i + 1 < characters.size() && IsLatinLetter(characters[i + 1]));
+        const bool isInWord =
+            (i > 0 && IsLetterBeside(characters[i - 1], character)) ||
+            (i + 1 < characters.size() && IsLetterBeside(characters[i + 1], character));
         if (isInWord && isLigature(character) && !character.box.isEmpty())
             character.code = firstOfUnicode + (character.code - first);
     }

@@ -20,9 +20,15 @@ double PitchOf(const RunLine& one, const RunLine& next)
     return next.baseline - one.baseline;
 }
 
+bool AreAlike(double em, double other)
+{
+    return std::max(em, other) <= otherSize * std::min(em, other);
+}
+
+/** Lines of text in two scripts may have more of the one or the other. */
 bool HaveOneSize(const RunLine& one, const RunLine& other)
 {
-    return std::max(one.usualEm, other.usualEm) <= otherSize * std::min(one.usualEm, other.usualEm);
+    return AreAlike(one.em, other.em) || AreAlike(one.usualEm, other.usualEm);
 }
 
 /** How far lines are apart, and their em. */

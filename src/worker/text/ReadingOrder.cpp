@@ -124,10 +124,13 @@ bool AreColumns(const Runs& band, const Sides& sides, double river)
     if (fewer < 2)
         return false;
     const int crossings = Crossings(band, river);
-    if (crossings <= 2)
+    if (crossings <= std::min(2, fewer - 1)) // two lines may be drawn forth and back
         return true;
-    // Cells of several lines are drawn one after the other, lines of columns in turn.
-    return left.isProse && right.isProse && crossings >= fewer;
+    // Cells of several lines are drawn one after the other, lines of columns in turn. What stands
+    // below columns, as footnotes do, may be drawn behind both.
+    constexpr int fewestLinesOfAColumn = 6;
+    return left.isProse && right.isProse &&
+           (crossings >= fewer || crossings * fewestLinesOfAColumn <= fewer);
 }
 
 /** From where to where something stands, seen from the side. */

@@ -115,6 +115,14 @@ TEST_F(ReadPageTest, ControlCharactersBesideOthersAreNoLigatures)
     EXPECT_EQ(Read().unmapped, 4);
 }
 
+TEST_F(ReadPageTest, CirclesAroundLettersAreNoLigatures)
+{
+    Put('\r', 50, 100, em);
+    Put('c', 52.5, 100);
+    PutLine("2001", 70, 100);
+    EXPECT_EQ(Plain(), "c 2001\n");
+}
+
 TEST_F(ReadPageTest, MarksThatTurnTheDirectionAreDropped)
 {
     Put('a', 50, 100);
@@ -217,6 +225,21 @@ TEST_F(ReadPageTest, ColumnsOfProseThatAreDrawnLineByLineAreReadOneAfterTheOther
     EXPECT_EQ(Plain(), left + '\n' + right);
 }
 
+TEST_F(ReadPageTest, ColumnsWithNotesThatAreDrawnLastAreReadOneAfterTheOther)
+{
+    constexpr int lines = 20;
+    for (const double x : {50, 260}) {
+        for (int line = 0; line < lines; ++line)
+            PutLine("a line of prose in a column", x, 100 + 12 * line);
+    }
+    PutLine("a note on the left one here", 50, 100 + 12 * lines);
+    PutLine("a note on the right one is", 260, 100 + 12 * lines);
+    const TextPage page = Read();
+    EXPECT_EQ(page.blocks.front().lines.front().words.size(), 7);
+    EXPECT_EQ(Plain().find("left"),
+              std::string("a line of prose in a column\n").size() * lines + 14);
+}
+
 TEST_F(ReadPageTest, CellsOfSeveralLinesStayTogether)
 {
     PutLine("a cell of a table", 50, 100);
@@ -262,6 +285,36 @@ TEST_F(ReadPageTest, SignsThatAreLargerThanTheirLineDoNotEndAParagraph)
     PutLine("in the next one", 180, 112);
     PutLine("and so on", 100, 124);
     EXPECT_EQ(Plain(), "a line of a paragraph\nand a larger ( in the next one\nand so on\n");
+}
+
+TEST_F(ReadPageTest, LinesWithMoreWordsOfAnotherSizeDoNotEndAParagraph)
+{
+    const auto putSmall = [this](double x, double baseline) {
+        for (const char32_t code : {'s', 'm', 'a', 'l', 'l'})
+            Put(code, x += 4, baseline, 4, 8);
+    };
+    PutLine("a line of large words", 100, 100);
+    PutLine("some", 100, 112);
+    for (const double x : {125, 150, 175})
+        putSmall(x, 112);
+    PutLine("and large ones again", 100, 124);
+    EXPECT_EQ(Plain(), "a line of large words\nsome small small small\nand large ones again\n");
+}
+
+TEST_F(ReadPageTest, TwoLinesThatAreDrawnForthAndBackAreNoColumns)
+{
+    PutLine("A line that is as long as all of them are", 50, 100);
+    PutLine("left", 50, 112);
+    PutLine("side", 200, 112);
+    PutLine("right", 200, 124);
+    PutLine("rest", 50, 124);
+    PutLine("Another line that is as long as all are", 50, 136);
+    for (int line = 0; line < 4; ++line) {
+        PutLine("some", 50, 150 + 30 * line);
+        PutLine("thing", 200, 150 + 30 * line);
+    }
+    const std::string text = Plain();
+    EXPECT_NE(text.find("left side\nrest right\n"), std::string::npos) << text;
 }
 
 TEST_F(ReadPageTest, CenteredLinesAreOneParagraph)

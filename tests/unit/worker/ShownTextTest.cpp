@@ -182,6 +182,19 @@ TEST_F(ShownTextTest, LacksAnnotationsThatAreHidden)
     EXPECT_THAT(text, Not(HasSubstr("pops up")));
 }
 
+TEST_F(ShownTextTest, KeepsLinesApartWhereAFontTellsItsHeightsWrongly)
+{
+    QPDFObjectHandle wrong = Parse(
+        "<< /Type /Font /Subtype /Type1 /BaseFont /Wrong /Encoding /WinAnsiEncoding /FirstChar"
+        " 109 /LastChar 109 /Widths [600] /FontDescriptor << /Type /FontDescriptor /FontName"
+        " /Wrong /Flags 32 /Ascent 0 /Descent -1000 /FontBBox [0 -1000 1000 0] >> >>");
+    page.getKey("/Resources").getKey("/Font").replaceKey("/G", wrong);
+    EXPECT_EQ(
+        LinesWith("BT /F 12 Tf 50 400 Td (ten ) Tj /G 12 Tf (m) Tj /F 12 Tf ( of it) Tj ET\n" +
+                  Line("second line", 387)),
+        "plain words\nten m of it\nsecond line\n");
+}
+
 TEST_F(ShownTextTest, HoldsTheValuesOfFields)
 {
     AddField("/FT /Tx /T (name) /V (filled in)");
