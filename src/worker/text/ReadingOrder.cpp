@@ -124,11 +124,12 @@ bool AreColumns(const Runs& band, const Sides& sides, double river)
     if (fewer < 2)
         return false;
     const int crossings = Crossings(band, river);
-    if (crossings <= std::min(2, fewer - 1)) // two lines may be drawn forth and back
+    constexpr int fewestLinesOfAColumn = 6;
+    // A heading may be drawn before two cells, and two lines forth and back.
+    if (crossings <= 1 || (crossings == 2 && fewer >= fewestLinesOfAColumn))
         return true;
     // Cells of several lines are drawn one after the other, lines of columns in turn. What stands
     // below columns, as footnotes do, may be drawn behind both.
-    constexpr int fewestLinesOfAColumn = 6;
     return left.isProse && right.isProse &&
            (crossings >= fewer || crossings * fewestLinesOfAColumn <= fewer);
 }
@@ -226,6 +227,54 @@ Bands BandsOf(const Runs& runs, double river)
     return bands;
 }
 
+/** Parts of runs that white parts over their whole width, from the top, each as it is drawn. */
+std::vector<Runs> PartsOf(Runs runs, double em)
+{
+    std::stable_sort(runs.begin(), runs.end(),
+                     [](const Run* a, const Run* b) { return a->box.top() < b->box.top(); });
+    std::vector<Runs> parts;
+    double bottom = 0;
+    for (const Run* const run : runs) {
+        if (parts.empty() || run->box.top() - bottom > whiteBetweenPartsInEms * em) {
+            parts.emplace_back();
+            bottom = run->box.top();
+        }
+        parts.back().push_back(run);
+        bottom = std::max(bottom, run->box.bottom());
+    }
+    for (Runs& part : parts)
+        std::sort(part.begin(), part.end());
+    return parts;
+}
+
+/** Parts a band that is no columns as a whole: a table may stand above them, or below. */
+std::vector<Runs> ColumnsApart(const Runs& band, double river, double em)
+{
+    constexpr std::size_t mostParts = 24; // as each is tried with those before
+    const std::vector<Runs> parts = PartsOf(band, em);
+    if (parts.size() > mostParts)
+        return {band};
+    const auto isLine = [](const Runs& part) { // a heading, of what is below it on both sides
+        return std::all_of(part.begin(), part.end(),
+                           [&part](const Run* run) { return AreOnOneLine(*part.front(), *run); });
+    };
+    std::vector<Runs> groups;
+    for (const Runs& part : parts) {
+        if (groups.empty() || isLine(groups.back())) {
+            groups.push_back(part);
+            continue;
+        }
+        Runs both = groups.back();
+        both.insert(both.end(), part.begin(), part.end());
+        std::sort(both.begin(), both.end());
+        if (AreColumns(both, Part(both, river), river))
+            groups.back() = std::move(both);
+        else
+            groups.push_back(part);
+    }
+    return groups;
+}
+
 class Cutter
 {
 public:
@@ -245,41 +294,51 @@ public:
             return;
         const double em = UsualEm(runs);
         const auto river = depth < deepest ? FindRiver(runs, em) : std::nullopt;
-        if (!river || !CutAlong(runs, *river, depth))
+        if (!river || !CutAlong(runs, *river, em, depth))
             CutAcross(runs, em);
     }
 
     std::vector<Region> regions;
 
 private:
-    bool CutAlong(const Runs& runs, double river, int depth);
-    void CutAcross(Runs runs, double em);
+    bool CutAlong(const Runs& runs, double river, double em, int depth);
+    void CutAcross(const Runs& runs, double em);
     void AddRegion(const Runs& runs);
 
     const bool isRightToLeft;
 };
 
 /** False where the river parts no columns. */
-bool Cutter::CutAlong(const Runs& runs, double river, int depth)
+bool Cutter::CutAlong(const Runs& runs, double river, double em, int depth)
 {
-    Bands bands = BandsOf(runs, river);
     bool hasColumns = false;
+    std::vector<std::pair<Runs, Sides>> cuts;
+    const auto addColumns = [&](const Runs& band) {
+        Sides sides = Part(band, river);
+        if (!AreColumns(band, sides, river))
+            return false;
+        cuts.emplace_back(band, std::move(sides));
+        hasColumns = true;
+        return true;
+    };
+    for (const auto& [number, band] : BandsOf(runs, river)) {
+        const bool crosses = number % 2 != 0;
+        if (crosses)
+            cuts.emplace_back(band, Sides());
+        if (crosses || addColumns(band))
+            continue;
+        for (const Runs& part : ColumnsApart(band, river, em)) {
+            if (!addColumns(part))
+                cuts.emplace_back(part, Sides());
+        }
+    }
+    if (!hasColumns)
+        return false;
     Runs across;
     const auto flush = [&] {
         std::sort(across.begin(), across.end()); // as they are drawn
         Cut(std::exchange(across, {}), depth + 1);
     };
-    std::vector<std::pair<Runs, Sides>> cuts;
-    for (auto& [number, band] : bands) {
-        Sides sides = Part(band, river);
-        const bool areColumns = number % 2 == 0 && AreColumns(band, sides, river);
-        hasColumns = hasColumns || areColumns;
-        if (!areColumns)
-            sides = {};
-        cuts.emplace_back(std::move(band), std::move(sides));
-    }
-    if (!hasColumns)
-        return false;
     for (auto& [band, sides] : cuts) {
         if (sides.left.empty()) {
             across.insert(across.end(), band.begin(), band.end());
@@ -293,25 +352,10 @@ bool Cutter::CutAlong(const Runs& runs, double river, int depth)
     return true;
 }
 
-/** Cuts where nothing stands at some height, and from top to bottom, whatever is drawn first. */
-void Cutter::CutAcross(Runs runs, double em)
+void Cutter::CutAcross(const Runs& runs, double em)
 {
-    std::stable_sort(runs.begin(), runs.end(),
-                     [](const Run* a, const Run* b) { return a->box.top() < b->box.top(); });
-    Runs part;
-    double bottom = runs.front()->box.top();
-    const auto flush = [&] {
-        std::sort(part.begin(), part.end());
+    for (const Runs& part : PartsOf(runs, em))
         AddRegion(part);
-        part.clear();
-    };
-    for (const Run* const run : runs) {
-        if (!part.empty() && run->box.top() - bottom > whiteBetweenPartsInEms * em)
-            flush();
-        part.push_back(run);
-        bottom = std::max(bottom, run->box.bottom());
-    }
-    flush();
 }
 
 /** Whether it stands before the runs of the line, as they are read. */

@@ -240,6 +240,33 @@ TEST_F(ReadPageTest, ColumnsWithNotesThatAreDrawnLastAreReadOneAfterTheOther)
               std::string("a line of prose in a column\n").size() * lines + 14);
 }
 
+TEST_F(ReadPageTest, ColumnsBelowATableAreReadOneAfterTheOther)
+{
+    for (int row = 0; row < 5; ++row) {
+        PutLine("name", 50, 100 + 12 * row);
+        PutLine("value", 260, 100 + 12 * row);
+    }
+    for (const auto& [word, x] : {std::pair("left", 50), std::pair("side", 260)}) {
+        for (int line = 0; line < 8; ++line)
+            PutLine(QStringLiteral("what is on the %1 goes").arg(word), x, 180 + 12 * line);
+    }
+    const std::string text = Plain();
+    EXPECT_NE(text.find("name value\nname value\n"), std::string::npos) << text;
+    EXPECT_EQ(text.find("side"),
+              text.rfind("left") + std::string("left goes\nwhat is on the ").size())
+        << text;
+}
+
+TEST_F(ReadPageTest, HeadingsOfTwoCellsStandBeforeThem)
+{
+    PutLine("Heading", 220, 100);
+    for (const double x : {50, 200}) {
+        for (int line = 1; line <= 4; ++line)
+            PutLine("a line of a cell", x, 100 + 12 * line);
+    }
+    EXPECT_EQ(Plain().find("Heading"), 0U) << Plain();
+}
+
 TEST_F(ReadPageTest, CellsOfSeveralLinesStayTogether)
 {
     PutLine("a cell of a table", 50, 100);
