@@ -21,6 +21,7 @@ constexpr double deepestOverlap = -0.6;
 constexpr double farthestBaseline = 0.6; // of a superscript
 constexpr double gapOfWords = 0.16;
 constexpr double gapThatTheEngineSees = 0.07;
+constexpr double widestSpacing = 0.15; // of letters that are set apart, and of dots
 constexpr double gapOfIdeographs = 0.45;
 constexpr double samePlace = 0.25;
 constexpr double deepestMark = -1.2;
@@ -104,7 +105,7 @@ double Gap(const Glyph& one, const Glyph& next)
     return std::max(GapToTheRight(one, next), GapToTheLeft(one, next));
 }
 
-/** Whether they are of the dots that lead to a page's number, which have distances of their own. */
+/** Whether they are dots that go on, or lead to a page's number, at distances of their own. */
 bool AreOfLeader(const Glyph& one, const Glyph& next)
 {
     constexpr char32_t middleDot = 0xb7;
@@ -115,7 +116,6 @@ bool AreOfLeader(const Glyph& one, const Glyph& next)
 double Spacing(const Glyphs& run)
 {
     constexpr std::size_t fewest = 4;
-    constexpr double widest = 0.15;
     std::vector<double> gaps;
     gaps.reserve(run.size());
     for (std::size_t i = 1; i < run.size(); ++i) {
@@ -126,7 +126,7 @@ double Spacing(const Glyphs& run)
         return 0;
     const auto middle = gaps.begin() + std::ptrdiff_t(gaps.size() / 2);
     std::nth_element(gaps.begin(), middle, gaps.end());
-    return std::clamp(*middle, 0.0, widest);
+    return std::clamp(*middle, 0.0, widestSpacing);
 }
 
 bool EndsWord(const Glyph& one, const Glyph& next, double spacing)
@@ -140,6 +140,8 @@ bool EndsWord(const Glyph& one, const Glyph& next, double spacing)
     if (isTight)
         return gap > gapOfIdeographs * em;
     const bool isSeen = next.before != Glyph::Before::Nothing;
+    if (AreOfLeader(one, next))
+        spacing = widestSpacing;
     return next.before == Glyph::Before::Space ||
            gap > (spacing + (isSeen ? gapThatTheEngineSees : gapOfWords)) * em;
 }

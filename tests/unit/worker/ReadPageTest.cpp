@@ -88,6 +88,15 @@ TEST_F(ReadPageTest, NumbersArePartedFromTheirTitlesBeforeDotsThatAreSetApart)
     EXPECT_EQ(Plain().substr(0, 15), "4.10 December .");
 }
 
+TEST_F(ReadPageTest, DotsThatAreSetApartALittleAreOneWord)
+{
+    PutLine("and", 50, 100);
+    for (int dot = 0; dot < 3; ++dot)
+        Put('.', 70 + 4.5 * dot, 100, em / 5);
+    PutLine("so on", 90, 100);
+    EXPECT_EQ(Plain(), "and ... so on\n");
+}
+
 TEST_F(ReadPageTest, ControlCharactersAreDroppedAndCounted)
 {
     for (int i = 0; i < 6; ++i)
