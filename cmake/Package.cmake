@@ -17,6 +17,10 @@ foreach(targets ConvertWrappersTargets ConvertWrappersTestKitTargets)
   install(EXPORT ${targets} NAMESPACE ConvertWrappers:: DESTINATION ${package_dir}
     COMPONENT Development)
 endforeach()
+if(TARGET ConverterQuick)
+  install(EXPORT ConvertWrappersQuickTargets NAMESPACE ConvertWrappers:: DESTINATION ${package_dir}
+    COMPONENT QuickDevelopment)
+endif()
 install(FILES
   ${PROJECT_BINARY_DIR}/${CONVERTWRAPPERS_PACKAGE}Config.cmake
   ${PROJECT_BINARY_DIR}/${CONVERTWRAPPERS_PACKAGE}ConfigVersion.cmake

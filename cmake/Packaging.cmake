@@ -7,8 +7,14 @@ set(packages_Development libconvertwrappers-dev)
 set(packages_Command pdfconvert)
 set(packages_Python python3-pdfconvert)
 
+set(packages_Quick libconverterquick${CONVERTWRAPPERS_SOVERSION})
+set(packages_QuickDevelopment libconverterquick-dev)
+
 set(CPACK_GENERATOR DEB TGZ)
 set(CPACK_COMPONENTS_ALL Runtime Development Command Python)
+if(TARGET ConverterQuick)
+  list(APPEND CPACK_COMPONENTS_ALL Quick QuickDevelopment)
+endif()
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "decorators around document converters, and pdfconvert")
 set(CPACK_PACKAGE_CONTACT "The maintainers of ConvertWrappers <maintainers@convertwrappers.invalid>")
 set(CPACK_SYSTEM_NAME ${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR})
@@ -45,6 +51,17 @@ set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime} ${same_version}, qtbase5-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libgtest-dev)
+
+set(CPACK_COMPONENT_QUICK_DESCRIPTION "Pages of PDFs for Qt Quick: the library ConverterQuick.")
+set(CPACK_DEBIAN_QUICK_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_QUICK_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_QUICK_PACKAGE_DEPENDS "${runtime} ${same_version}")
+set(CPACK_DEBIAN_QUICK_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/triggers)
+
+set(CPACK_COMPONENT_QUICKDEVELOPMENT_DESCRIPTION "For building with ConverterQuick.")
+set(CPACK_DEBIAN_QUICKDEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_QUICKDEVELOPMENT_PACKAGE_DEPENDS
+  "${packages_Quick} ${same_version}, libconvertwrappers-dev ${same_version}, qtdeclarative5-dev")
 
 set(CPACK_COMPONENT_COMMAND_DESCRIPTION
   "The command pdfconvert, its manual page, completions for bash, zsh and fish.")

@@ -72,10 +72,15 @@ function(project_compile_settings target)
     QT_NO_KEYWORDS QT_NO_FOREACH QT_NO_CAST_FROM_BYTEARRAY)
 endfunction()
 
-# A shared library whose headers lie in this folder, are included flat and are installed.
-# usage: project_library(NAME HEADERS a.h ... SOURCES a.cpp ...)
+# A shared library whose headers lie in this folder, are included flat and are installed. With COMPONENT
+# it is one that not every application wants, with packages of its own.
+# usage: project_library(NAME [COMPONENT name] HEADERS a.h ... SOURCES a.cpp ...)
 function(project_library name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;SOURCES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "COMPONENT" "HEADERS;SOURCES")
+  set(runtime Runtime)
+  if(arg_COMPONENT)
+    set(runtime ${arg_COMPONENT})
+  endif()
   add_library(${name} SHARED ${arg_SOURCES} ${arg_HEADERS})
   add_library(ConvertWrappers::${name} ALIAS ${name})
   project_compile_settings(${name})
@@ -100,10 +105,10 @@ function(project_library name)
     LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map
     PUBLIC_HEADER "${arg_HEADERS};${CMAKE_CURRENT_BINARY_DIR}/${name}Export.h"
     INSTALL_RPATH $ORIGIN)
-  install(TARGETS ${name} EXPORT ConvertWrappersTargets
+  install(TARGETS ${name} EXPORT ConvertWrappers${arg_COMPONENT}Targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-      COMPONENT Runtime NAMELINK_COMPONENT Development
-    PUBLIC_HEADER DESTINATION ${CONVERTWRAPPERS_INCLUDEDIR} COMPONENT Development)
+      COMPONENT ${runtime} NAMELINK_COMPONENT ${arg_COMPONENT}Development
+    PUBLIC_HEADER DESTINATION ${CONVERTWRAPPERS_INCLUDEDIR} COMPONENT ${arg_COMPONENT}Development)
 endfunction()
 
 # Lets log records name each source of a library by its path in the project. A mapping of prefixes
