@@ -1,170 +1,146 @@
 #include "DocumentView.h"
 
-#include "PageMaker.h"
-#include "SessionFolder.h"
+#include "DocumentPages.h"
 
-#include <QAccessible>
-#include <QFileInfo>
-#include <QHBoxLayout>
-#include <QInputDialog>
-#include <QLabel>
-#include <QListWidget>
-#include <QPageSize>
+#include <algorithm>
+#include <cmath>
+
 #include <QPainter>
-#include <QProgressBar>
-#include <QPushButton>
-#include <QShortcut>
-#include <QVBoxLayout>
+#include <QScrollBar>
+#include <QWheelEvent>
 
-/** Into which every picture is to fit: a portrait and a landscape page look alike in size. */
-static constexpr QSize pictureBox(160, 160);
+static constexpr int gap = 12; // pixels around pages
+static constexpr double pointsAnInch = 72;
+static constexpr double smallest = 0.1;
+static constexpr double largest = 8;
 
-DocumentView::DocumentView(std::shared_ptr<const Korvel::PDF::SessionFolder> session,
-                           const QString& file)
-    : name(QFileInfo(file).fileName()),
-      pageList(new QListWidget),
-      note(new QLabel),
-      message(new QLabel),
-      progress(new QProgressBar),
-      cancel(new QPushButton(tr("&Cancel"))),
-      maker(new PageMaker(std::move(session), file, pictureBox * devicePixelRatioF()))
+DocumentView::DocumentView(DocumentPages& pages) : pages(pages)
 {
+    viewport()->setBackgroundRole(QPalette::Mid);
+    viewport()->setAutoFillBackground(true);
+    setAccessibleName(tr("Pages"));
+    connect(&pages, &DocumentPages::PageMade, this,
+            [this](int page) { viewport()->update(PlaceOf(page)); });
     LayOut();
-    Connect();
-    maker->moveToThread(&thread);
-    thread.start();
-    Open({});
 }
 
-DocumentView::~DocumentView()
+double DocumentView::PixelsAPoint() const
 {
-    maker->Stop();
-    thread.quit();
-    thread.wait();
+    return zoom * logicalDpiX() / pointsAnInch;
 }
 
 void DocumentView::LayOut()
 {
-    pageList->setViewMode(QListView::IconMode);
-    pageList->setMovement(QListView::Static);
-    pageList->setResizeMode(QListView::Adjust);
-    pageList->setUniformItemSizes(true);
-    pageList->setIconSize(pictureBox);
-    pageList->setSpacing(12);
-    pageList->setAcceptDrops(false); // documents are for the window
-    pageList->setAccessibleName(tr("Pages"));
-    note->setWordWrap(true);
-    note->setAlignment(Qt::AlignCenter);
-    message->setWordWrap(true);
-    progress->setAccessibleName(tr("Progress"));
-    QSizePolicy stays = cancel->sizePolicy(); // else the pages would move when it goes
-    stays.setRetainSizeWhenHidden(true);
-    cancel->setSizePolicy(stays);
-
-    auto* const middle = new QVBoxLayout(pageList->viewport());
-    middle->addWidget(note);
-    auto* const work = new QHBoxLayout;
-    work->addWidget(message, 1);
-    work->addWidget(progress, 1);
-    work->addWidget(cancel);
-    auto* const layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(pageList);
-    layout->addLayout(work);
+    tops = {gap};
+    widest = 0;
+    for (int page = 1; page <= pages.Count(); ++page) {
+        const QSizeF size = pages.SizeOf(page) * PixelsAPoint();
+        tops.push_back(tops.back() + int(std::ceil(size.height())) + gap);
+        widest = std::max(widest, int(std::ceil(size.width())));
+    }
+    const QSize view = viewport()->size();
+    verticalScrollBar()->setRange(0, std::max(0, tops.back() - view.height()));
+    verticalScrollBar()->setPageStep(view.height());
+    verticalScrollBar()->setSingleStep(gap * 3);
+    horizontalScrollBar()->setRange(0, std::max(0, widest + 2 * gap - view.width()));
+    horizontalScrollBar()->setPageStep(view.width());
+    viewport()->update();
+    AskForPages();
 }
 
-void DocumentView::Connect()
+QRect DocumentView::PlaceOf(int page) const
 {
-    connect(&thread, &QThread::finished, maker, &QObject::deleteLater);
-    connect(cancel, &QPushButton::clicked, this, [this] { maker->Stop(); });
-    auto* const escape = new QShortcut(QKeySequence::Cancel, this);
-    connect(escape, &QShortcut::activated, cancel, &QPushButton::click);
-    connect(maker, &PageMaker::PasswordNeeded, this, &DocumentView::AskForPassword);
-    connect(maker, &PageMaker::Opened, this, &DocumentView::ShowPages);
-    connect(maker, &PageMaker::PageMade, this, &DocumentView::ShowPage);
-    connect(maker, &PageMaker::Progressed, this,
-            [this](double part) { progress->setValue(int(part * 100)); });
-    connect(maker, &PageMaker::Finished, this, [this] { End(message->text()); });
-    connect(maker, &PageMaker::Stopped, this, [this] { End(tr("Cancelled.")); });
-    connect(maker, &PageMaker::Failed, this, &DocumentView::End);
+    const QSizeF size = pages.SizeOf(page) * PixelsAPoint();
+    const QSize pixels(int(std::ceil(size.width())), int(std::ceil(size.height())));
+    const int middle = std::max(viewport()->width(), widest + 2 * gap) / 2;
+    return {QPoint(middle - pixels.width() / 2 - horizontalScrollBar()->value(),
+                   tops[std::size_t(page - 1)] - verticalScrollBar()->value()),
+            pixels};
 }
 
-void DocumentView::Open(const QString& password)
+std::vector<int> DocumentView::PagesInView() const
 {
-    message->setText(tr("Opening…"));
-    progress->setRange(0, 0); // busy: nobody knows how long it takes
-    ShowWork(true);
-    QMetaObject::invokeMethod(
-        maker, [maker = maker, utf8 = password.toStdString()] { maker->Open(utf8); });
+    std::vector<int> inView;
+    for (int page = 1; page <= pages.Count(); ++page) {
+        if (PlaceOf(page).intersects(viewport()->rect()))
+            inView.push_back(page);
+    }
+    return inView;
 }
 
-void DocumentView::ShowWork(bool isAtWork)
+int DocumentView::PageInView() const
 {
-    progress->setVisible(isAtWork);
-    cancel->setVisible(isAtWork);
+    const std::vector<int> inView = PagesInView();
+    const auto begins = std::find_if(inView.begin(), inView.end(),
+                                     [this](int page) { return PlaceOf(page).top() >= 0; });
+    if (begins != inView.end())
+        return *begins;
+    return inView.empty() ? 1 : inView.front();
 }
 
-void DocumentView::AskForPassword(bool isWrong)
+void DocumentView::AskForPages()
 {
-    message->clear();
-    ShowWork(false);
-    auto* const dialog = new QInputDialog(this);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setWindowTitle(tr("Password"));
-    dialog->setLabelText(isWrong ? tr("This password does not open %1. Please try again.").arg(name)
-                                 : tr("%1 is encrypted. Its password:").arg(name));
-    dialog->setTextEchoMode(QLineEdit::Password);
-    dialog->setOkButtonText(tr("&Open"));
-    connect(dialog, &QInputDialog::textValueSelected, this, &DocumentView::Open);
-    connect(dialog, &QInputDialog::rejected, this,
-            [this] { End(tr("The document is encrypted and needs its password.")); });
-    dialog->open(); // no event loop inside this one: the view may go at any time
+    pages.Want(PagesInView(), zoom * logicalDpiX() * devicePixelRatioF());
+    Q_EMIT Moved();
 }
 
-/** An icon of the size of the box, with the page in its middle. */
-QIcon DocumentView::MakeIcon(const QImage& page) const
+void DocumentView::SetZoom(double wanted)
 {
-    QPixmap icon(pictureBox * devicePixelRatioF());
-    icon.fill(Qt::transparent);
-    QRect place = page.rect();
-    place.moveCenter(icon.rect().center());
-    QPainter painter(&icon);
-    painter.drawImage(place, page);
-    painter.setPen(palette().color(QPalette::Dark)); // pages may be as white as what is around them
-    painter.drawRect(place.adjusted(0, 0, -1, -1));
-    painter.end();
-    icon.setDevicePixelRatio(devicePixelRatioF());
-    return icon;
+    const auto middleOf = [](const QScrollBar* bar) {
+        return (bar->value() + bar->pageStep() / 2.0) /
+               std::max(1, bar->maximum() + bar->pageStep());
+    };
+    const double across = middleOf(horizontalScrollBar());
+    const double down = middleOf(verticalScrollBar());
+    zoom = std::clamp(wanted, smallest, largest);
+    LayOut();
+    const auto moveTo = [](QScrollBar* bar, double middle) {
+        bar->setValue(int(middle * (bar->maximum() + bar->pageStep()) - bar->pageStep() / 2.0));
+    };
+    moveTo(horizontalScrollBar(), across);
+    moveTo(verticalScrollBar(), down);
 }
 
-void DocumentView::ShowPages(int pages, int shown)
+void DocumentView::FitWidth()
 {
-    const QSizeF paper = QPageSize(QPageSize::A4).size(QPageSize::Point);
-    const QSize box = pictureBox * devicePixelRatioF();
-    QImage empty(paper.scaled(box, Qt::KeepAspectRatio).toSize(), QImage::Format_RGB32);
-    empty.fill(palette().color(QPalette::Window));
-    const QIcon icon = MakeIcon(empty);
-    for (int page = 1; page <= shown; ++page)
-        new QListWidgetItem(icon, tr("Page %1").arg(page), pageList);
-    note->setVisible(shown == 0);
-    progress->setRange(0, 100);
-    message->setText(
-        shown == pages ? tr("Pages: %L1").arg(pages)
-                       : tr("Pages: %L1, of which the first %L2 are shown").arg(pages).arg(shown));
+    const double width = pages.SizeOf(PageInView()).width() * logicalDpiX() / pointsAnInch;
+    SetZoom((viewport()->width() - 2 * gap) / width);
 }
 
-void DocumentView::ShowPage(int page, const QImage& picture)
+void DocumentView::GoTo(int page)
 {
-    if (QListWidgetItem* const item = pageList->item(page - 1))
-        item->setIcon(MakeIcon(picture));
+    verticalScrollBar()->setValue(tops[std::size_t(page - 1)] - gap);
 }
 
-void DocumentView::End(const QString& text)
+void DocumentView::paintEvent(QPaintEvent*)
 {
-    ShowWork(false);
-    QLabel* const place = pageList->count() > 0 ? message : note;
-    message->clear();
-    place->setText(text);
-    QAccessibleEvent told(place, QAccessible::Alert);
-    QAccessible::updateAccessibility(&told);
+    QPainter painter(viewport());
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    for (const int page : PagesInView()) {
+        const QRect place = PlaceOf(page);
+        painter.fillRect(place, Qt::white);
+        const QImage picture = pages.PictureOf(page);
+        if (!picture.isNull())
+            painter.drawImage(place, picture);
+    }
+}
+
+void DocumentView::resizeEvent(QResizeEvent*)
+{
+    LayOut();
+}
+
+void DocumentView::scrollContentsBy(int, int)
+{
+    viewport()->update();
+    AskForPages();
+}
+
+void DocumentView::wheelEvent(QWheelEvent* event)
+{
+    constexpr double aStep = 120;
+    if (event->modifiers().testFlag(Qt::ControlModifier))
+        SetZoom(zoom * std::pow(1.1, event->angleDelta().y() / aStep));
+    else
+        QAbstractScrollArea::wheelEvent(event);
 }

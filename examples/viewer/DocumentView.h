@@ -1,52 +1,57 @@
 #pragma once
 
-#include <memory>
+#include <QAbstractScrollArea>
 
-#include <QIcon>
-#include <QImage>
-#include <QThread>
-#include <QWidget>
+#include <vector>
 
-namespace Korvel::PDF {
-class SessionFolder;
-}
+class DocumentPages;
 
-class PageMaker;
-class QLabel;
-class QListWidget;
-class QProgressBar;
-class QPushButton;
-
-/** Shows the pages of one document as they come, and asks for its password. */
-class DocumentView : public QWidget
+/** The pages of a document below each other, drawn when they come into view. */
+class DocumentView : public QAbstractScrollArea
 {
     Q_OBJECT
 
 public:
-    /** @param session  of this document alone, for what is temporary */
-    DocumentView(std::shared_ptr<const Korvel::PDF::SessionFolder> session, const QString& file);
+    /** @param pages  of a document that is open; lives longer */
+    explicit DocumentView(DocumentPages& pages);
 
-    /** Ends the work on the document. */
-    ~DocumentView() override;
+    /** How large pages are; with 1 as large as on paper. */
+    double Zoom() const { return zoom; }
+
+    /** Makes pages larger or smaller; what is in the middle stays there. */
+    void SetZoom(double zoom);
+
+    /** Makes the page in view as wide as the view. */
+    void FitWidth();
+
+    /** Has a page begin at the top. */
+    void GoTo(int page);
+
+    /** Where a page is in the viewport, which need not be in view. */
+    QRect PlaceOf(int page) const;
+
+    /** The one whose top is seen, or else that which fills the view. */
+    int PageInView() const;
+
+Q_SIGNALS:
+    /** Another page is in view, or the zoom has changed. */
+    void Moved();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+    void wheelEvent(QWheelEvent* event) override;
 
 private:
+    double PixelsAPoint() const;
+    std::vector<int> PagesInView() const;
     void LayOut();
-    void Connect();
-    void Open(const QString& password);
-    void ShowWork(bool isAtWork);
-    void AskForPassword(bool isWrong);
-    QIcon MakeIcon(const QImage& page) const;
-    void ShowPages(int pages, int shown);
-    void ShowPage(int page, const QImage& picture);
-    void End(const QString& text);
+    void AskForPages();
 
-    const QString name;
-    QListWidget* const pageList;
-    /** In the place of the pages when there are none, and below them. */
-    QLabel* const note;
-    QLabel* const message;
-    QProgressBar* const progress;
-    QPushButton* const cancel;
-    QThread thread;
-    PageMaker* const maker;
+    DocumentPages& pages;
+    double zoom = 1;
+    /** From the top of the first page, of each, and of the end. */
+    std::vector<int> tops;
+    int widest = 0;
 };

@@ -1,9 +1,16 @@
 // The window of the example viewer, driven by events.
 
+#include "DocumentView.h"
 #include "FilesBelow.h"
+#include "PageSize.h"
 #include "SamplePdf.h"
 #include "ViewerWindow.h"
 #include "VirtualScreen.h"
+#include "WorkerPdfProvider.h"
+
+#include <cmath>
+#include <memory>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -14,14 +21,14 @@
 #include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QMimeData>
+#include <QPrinter>
 #include <QProcess>
-#include <QProgressBar>
 #include <QPushButton>
 #include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QToolButton>
 
 namespace {
 
@@ -117,14 +124,18 @@ protected:
         });
     }
 
-    QListWidget* Pages() const { return window->findChild<QListWidget*>(); }
-    QPushButton* Cancel() const
+    DocumentView* View() const { return window->findChild<DocumentView*>(); }
+
+    template <typename Button>
+    Button* Find(const QString& text) const
     {
-        for (QPushButton* const button : window->findChildren<QPushButton*>())
-            if (button->text().contains("Cancel"))
+        for (Button* const button : window->findChildren<Button*>())
+            if (button->text().contains(text))
                 return button;
         return nullptr;
     }
+
+    QPushButton* Cancel() const { return Find<QPushButton>("Cancel"); }
 
     static bool Holds(const QImage& picture, const QColor& colour)
     {
@@ -135,29 +146,35 @@ protected:
         return false;
     }
 
-    /** Whether the picture of the page shows the patch in the page's own colour. */
-    bool IsShown(int page) const
+    static bool IsLike(const QColor& color, const QColor& wanted)
     {
-        const QListWidgetItem* const item = Pages() ? Pages()->item(page - 1) : nullptr;
-        if (!item)
-            return false;
-        const QImage icon = item->icon().pixmap(Pages()->iconSize()).toImage();
-        const double scale = icon.height() / 842.0;
-        const double left = (icon.width() - 595 * scale) / 2;
-        const QPointF middle = QPointF(left, 0) + QPointF(samplePatch.center()) * scale;
-        const QColor colour = icon.pixelColor(middle.toPoint());
-        const QColor wanted = SampleColour(page);
-        return std::abs(colour.red() - wanted.red()) + std::abs(colour.green() - wanted.green()) +
-                   std::abs(colour.blue() - wanted.blue()) <
+        return std::abs(color.red() - wanted.red()) + std::abs(color.green() - wanted.green()) +
+                   std::abs(color.blue() - wanted.blue()) <
                30;
     }
 
-    bool AreShown(int pages) const
+    /** Where the middle of the page's patch is in the view. */
+    QPoint PatchOf(int page) const
     {
-        for (int page = 1; page <= pages; ++page)
-            if (!IsShown(page))
-                return false;
-        return true;
+        const QRect place = View()->PlaceOf(page);
+        const double scale = place.height() / 842.0;
+        return place.topLeft() + (QPointF(samplePatch.center()) * scale).toPoint();
+    }
+
+    /** Whether the view shows the patch of the page in the page's own color. */
+    bool IsShown(int page) const
+    {
+        if (!View())
+            return false;
+        const QImage seen = View()->viewport()->grab().toImage();
+        const QPoint patch = PatchOf(page) * seen.devicePixelRatio();
+        return seen.rect().contains(patch) && IsLike(seen.pixelColor(patch), SampleColour(page));
+    }
+
+    void GoTo(int page)
+    {
+        View()->GoTo(page);
+        WaitUntil([&] { return IsShown(page); });
     }
 
     bool IsAtWork() const { return Cancel() && Cancel()->isVisible(); }
@@ -194,29 +211,110 @@ TEST_F(ViewerTest, ShowsThePagesOfAnEncryptedDocumentThatIsDropped)
     Photograph("2-password");
     again->findChild<QLineEdit*>()->clear();
     TypePassword(again, "correct horse");
-    WaitUntil([&] { return AreShown(7) && !IsAtWork(); });
-    EXPECT_TRUE(Says("Pages: 7"));
-    WaitUntil([&] { return TemporaryFiles().isEmpty(); }); // neither the copy nor a picture
+    WaitUntil([&] { return IsShown(1); });
+    for (int page = 1; page <= 7; ++page)
+        GoTo(page);
+    EXPECT_TRUE(Says("of 7")) << "pages";
+    EXPECT_EQ(TemporaryFiles().size(), 1) << "the copy without encryption, and no picture";
     Photograph("3-pages");
 }
 
-TEST_F(ViewerTest, ShowsPagesWhileOthersAreBeingMade)
+TEST_F(ViewerTest, MakesNoFilesOfPages)
 {
-    Drop({MakeSample(100)});
-    WaitUntil([&] { return IsShown(3); });
-    EXPECT_TRUE(IsAtWork());
-    EXPECT_LT(window->findChild<QProgressBar*>()->value(), 100);
-    Photograph("4-at-work");
+    Drop({MakeSample(3)});
+    WaitUntil([&] { return IsShown(1); });
+    EXPECT_EQ(TemporaryFiles(), QStringList());
 }
 
-TEST_F(ViewerTest, CancelsOnRequest)
+TEST_F(ViewerTest, ZoomsSoThatAnInchIsAnInch)
+{
+    Drop({MakeSample(2)});
+    WaitUntil([&] { return IsShown(1); });
+    const double pixels = 842 * View()->logicalDpiX() / 72.0;
+    EXPECT_NEAR(View()->PlaceOf(1).height(), pixels, 1);
+    QTest::mouseClick(Find<QToolButton>("+"), Qt::LeftButton);
+    EXPECT_NEAR(View()->PlaceOf(1).height(), pixels * 1.25, 1);
+    EXPECT_TRUE(Says("125 %"));
+    for (int i = 0; i < 6; ++i)
+        QTest::mouseClick(Find<QToolButton>("−"), Qt::LeftButton);
+    EXPECT_NEAR(View()->PlaceOf(1).height(), pixels / std::pow(1.25, 5), 1);
+    GoTo(1);
+    GoTo(2);
+    GoTo(1);
+    QTest::mouseClick(Find<QPushButton>("Fit"), Qt::LeftButton);
+    EXPECT_NEAR(View()->PlaceOf(1).width(), View()->viewport()->width(), 30);
+    GoTo(1); // what was in the middle has stayed there
+    Photograph("4-zoomed");
+}
+
+TEST_F(ViewerTest, DrawsWhatIsScrolledTo)
 {
     Drop({MakeSample(100)});
     WaitUntil([&] { return IsShown(1); });
-    QTest::mouseClick(Cancel(), Qt::LeftButton);
-    WaitUntil([&] { return Says("Cancelled"); });
-    EXPECT_FALSE(IsAtWork());
-    EXPECT_FALSE(IsShown(100));
+    for (int page = 10; page < 90; page += 10) // which nobody waits for
+        View()->GoTo(page);
+    GoTo(100);
+    EXPECT_TRUE(Says("(100 of 100)"));
+    GoTo(1);
+}
+
+TEST_F(ViewerTest, TellsTheLabelOfThePageInView)
+{
+    MakeListedPdf(Path("listed.pdf"), 4);
+    Drop({Path("listed.pdf")});
+    WaitUntil([&] { return View() != nullptr; });
+    View()->GoTo(2);
+    EXPECT_TRUE(Says("Page ii (2 of 4)"));
+}
+
+TEST_F(ViewerTest, PrintsPagesAsLargeAsTheyAre)
+{
+    MakePagesOfSizes(Path("sizes.pdf"), {{595, 842}, {842, 595}, {200, 300}});
+    Drop({Path("sizes.pdf")});
+    WaitUntil([&] { return View() != nullptr; });
+    auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
+    printer->setOutputFormat(QPrinter::PdfFormat);
+    printer->setOutputFileName(Path("printed.pdf"));
+    window->PrintTo(std::move(printer));
+    WaitUntil([&] { return Says("Printed"); });
+    Korvel::PDF::WorkerSettings settings;
+    settings.wantsDetails = true;
+    Korvel::PDF::WorkerPdfProvider provider(settings);
+    const auto printed =
+        provider.Describe(provider.OpenDocument(Path("printed.pdf").toStdString(), {}).get());
+    ASSERT_TRUE(printed && printed->details);
+    ASSERT_EQ(printed->pages, 3);
+    const std::vector<QSizeF> sizes{{595, 842}, {842, 595}, {200, 300}};
+    for (int page = 1; page <= 3; ++page) {
+        const QSizeF size = PageSize(*printed->details, page);
+        EXPECT_NEAR(size.width(), sizes[std::size_t(page - 1)].width(), 1) << page;
+        EXPECT_NEAR(size.height(), sizes[std::size_t(page - 1)].height(), 1) << page;
+    }
+}
+
+TEST_F(ViewerTest, PrintsWhatIsOnThePages)
+{
+    Drop({MakeSample(2)});
+    WaitUntil([&] { return View() != nullptr; });
+    auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
+    printer->setOutputFormat(QPrinter::PdfFormat);
+    printer->setOutputFileName(Path("printed.pdf"));
+    window->PrintTo(std::move(printer));
+    WaitUntil([&] { return Says("Printed"); });
+    Drop({Path("printed.pdf")});
+    WaitUntil([&] { return IsShown(1); });
+    GoTo(2);
+}
+
+TEST_F(ViewerTest, TellsThatItCannotPrint)
+{
+    Drop({MakeSample(1)});
+    WaitUntil([&] { return View() != nullptr; });
+    auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
+    printer->setOutputFormat(QPrinter::PdfFormat);
+    printer->setOutputFileName("/nowhere/printed.pdf");
+    window->PrintTo(std::move(printer));
+    WaitUntil([&] { return Says("takes no page"); });
 }
 
 TEST_F(ViewerTest, CancelsByEscapeWhileItOpens)
@@ -224,7 +322,8 @@ TEST_F(ViewerTest, CancelsByEscapeWhileItOpens)
     Drop({MakeSample(100)});
     WaitUntil([&] { return IsAtWork(); });
     QTest::keyClick(window.get(), Qt::Key_Escape);
-    WaitUntil([&] { return Says("Cancelled"); });
+    WaitUntil([&] { return Says("was cancelled"); });
+    EXPECT_FALSE(IsAtWork());
 }
 
 TEST_F(ViewerTest, TellsWhatIsWrongWithADocument)
@@ -252,7 +351,8 @@ TEST_F(ViewerTest, TellsThatThereIsNoFolderForTemporaryFiles)
 TEST_F(ViewerTest, TakesOneFileAtATime)
 {
     Drop({MakeSample(1), MakeSecret(1)});
-    EXPECT_FALSE(Pages());
+    EXPECT_FALSE(IsAtWork());
+    EXPECT_FALSE(View());
 }
 
 TEST_F(ViewerTest, ShowsAnotherDocumentInPlaceOfOneAtWork)
@@ -262,16 +362,16 @@ TEST_F(ViewerTest, ShowsAnotherDocumentInPlaceOfOneAtWork)
     const QString other = Path("other.pdf");
     MakeSamplePdf(other, 2);
     Drop({other});
-    WaitUntil([&] { return AreShown(2) && !IsAtWork(); });
-    EXPECT_EQ(Pages()->count(), 2);
-    EXPECT_EQ(LeftInTemp().size(), 1) << "of the document that is shown";
+    WaitUntil([&] { return Says("of 2") && IsShown(1); });
+    GoTo(2);
+    EXPECT_EQ(TemporaryFiles(), QStringList());
 }
 
 TEST_F(ViewerTest, LeavesNothingWhenItIsClosedAtWork)
 {
     Drop({MakeSample(100)});
     WaitUntil([&] { return IsShown(1); });
-    EXPECT_EQ(LeftInTemp().size(), 1);
+    View()->GoTo(50);
     window.reset();
     EXPECT_EQ(LeftInTemp(), QStringList());
 }
