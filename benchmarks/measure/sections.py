@@ -41,8 +41,8 @@ def page_count(document):
 
 # Pages as PNG
 
-TWO, ONE, POPPLER, MUPDF, TWO_MUPDF = ("pdfconvert -j 2", "pdfconvert -j 1", "pdftoppm",
-                                       "mutool draw", "2 x mutool draw")
+TWO, ONE, QT, POPPLER, MUPDF, TWO_MUPDF = ("pdfconvert -j 2", "pdfconvert -j 1", "-j 2, by Qt PDF",
+                                           "pdftoppm", "mutool draw", "2 x mutool draw")
 
 
 def split_ranges(pages):
@@ -56,6 +56,7 @@ def converters(bench, document, pages):
     poppler = ["pdftoppm", "-cropbox", "-png", "-r", "150", "-upw", PASSWORD, document, "p"]
     mutool = ["mutool", "draw", "-q", "-r", "150", "-p", PASSWORD, "-o", "p-%d.png", document]
     return {TWO: [bench.pdfconvert(*ours, "2")], ONE: [bench.pdfconvert(*ours, "1")],
+            QT: [bench.pdfconvert(*ours, "2", "--engine", "qt")],
             POPPLER: [Command(poppler)], MUPDF: [Command(mutool)],
             TWO_MUPDF: [Command(mutool + [half]) for half in split_ranges(pages)]}
 
@@ -125,6 +126,9 @@ def real_goals(rows):
             mean("2 workers than mutool draw, geometric mean", TWO, MUPDF, 5),
             mean("2 workers than 2 mutool draw, geometric mean", TWO, TWO_MUPDF, 2.6),
             mean("1 worker than pdftoppm, geometric mean", ONE, POPPLER, 16),
+            mean("2 workers with Qt PDF than pdftoppm, geometric mean", QT, POPPLER, 20),
+            mean("2 workers with Qt PDF than mutool draw, geometric mean", QT, MUPDF, 4),
+            mean("2 workers with Qt PDF than 2 mutool draw, geometric mean", QT, TWO_MUPDF, 2.2),
             *least("2 workers than 2 mutool draw, the least from 2 pages on",
                    [row for row in rows if row["pages"] >= 2], TWO_MUPDF, TWO, 1.2),
             *least("2 workers than 1, the least from 10 pages on",
