@@ -32,7 +32,8 @@ install(FILES ${PROJECT_BINARY_DIR}/include/ConvertWrappers/convertwrappers-vers
   DESTINATION ${CONVERTWRAPPERS_INCLUDEDIR} COMPONENT Development)
 
 # The guides, with the pages that they lead to, and their programs.
-set(development_docs ${CMAKE_INSTALL_DATADIR}/doc/libconvertwrappers-dev)
+string(TOLOWER "${CONVERTWRAPPERS_SUFFIX}" suffix)
+set(development_docs ${CMAKE_INSTALL_DATADIR}/doc/libconvertwrappers${suffix}-dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${development_docs} COMPONENT Development
   FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.schema.json" PATTERN site EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/guides DESTINATION ${development_docs}/examples

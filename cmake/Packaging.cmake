@@ -1,17 +1,22 @@
 # The packages that CPack makes of a build: the target `package`, or scripts/package. A tarball holds
 # everything; of Debian packages there is one for each component of the installation.
 
-set(runtime libconvertwrappers${CONVERTWRAPPERS_SOVERSION}) # named after the SONAMEs
+string(TOLOWER "${CONVERTWRAPPERS_SUFFIX}" suffix)
+string(REGEX REPLACE "([0-9])$" "\\1-" parted "${suffix}") # one number from another, as Debian does
+set(runtime libconvertwrappers${parted}${CONVERTWRAPPERS_SOVERSION}) # named after the SONAMEs
 set(packages_Runtime ${runtime})
-set(packages_Development libconvertwrappers-dev)
+set(packages_Development libconvertwrappers${suffix}-dev)
+set(packages_Quick libconverterquick${parted}${CONVERTWRAPPERS_SOVERSION})
+set(packages_QuickDevelopment libconverterquick${suffix}-dev)
 set(packages_Command pdfconvert)
 set(packages_Python python3-pdfconvert)
 
-set(packages_Quick libconverterquick${CONVERTWRAPPERS_SOVERSION})
-set(packages_QuickDevelopment libconverterquick-dev)
-
 set(CPACK_GENERATOR DEB TGZ)
-set(CPACK_COMPONENTS_ALL Runtime Development Command Python)
+set(CPACK_PACKAGE_NAME ${CONVERTWRAPPERS_PACKAGE})
+set(CPACK_COMPONENTS_ALL Runtime Development)
+if(CONVERTWRAPPERS_BUILD_COMMAND)
+  list(APPEND CPACK_COMPONENTS_ALL Command Python)
+endif()
 if(TARGET ConverterQuick)
   list(APPEND CPACK_COMPONENTS_ALL Quick QuickDevelopment)
 endif()
@@ -46,10 +51,17 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 file(WRITE ${PROJECT_BINARY_DIR}/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/triggers)
 
+if(CONVERTWRAPPERS_QT EQUAL 5)
+  set(qt_development qtbase5-dev)
+  set(qt_quick_development qtdeclarative5-dev)
+else()
+  set(qt_development qt6-base-dev)
+  set(qt_quick_development qt6-declarative-dev)
+endif()
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
   "For building with it: headers, the CMake package, files for pkg-config.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime} ${same_version}, qtbase5-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime} ${same_version}, ${qt_development}")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libgtest-dev)
 
 set(CPACK_COMPONENT_QUICK_DESCRIPTION "Pages of PDFs for Qt Quick: the library ConverterQuick.")
@@ -61,7 +73,7 @@ set(CPACK_DEBIAN_QUICK_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/triggers)
 set(CPACK_COMPONENT_QUICKDEVELOPMENT_DESCRIPTION "For building with ConverterQuick.")
 set(CPACK_DEBIAN_QUICKDEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_QUICKDEVELOPMENT_PACKAGE_DEPENDS
-  "${packages_Quick} ${same_version}, libconvertwrappers-dev ${same_version}, qtdeclarative5-dev")
+  "${packages_Quick} ${same_version}, ${packages_Development} ${same_version}, ${qt_quick_development}")
 
 set(CPACK_COMPONENT_COMMAND_DESCRIPTION
   "The command pdfconvert, its manual page, completions for bash, zsh and fish.")
