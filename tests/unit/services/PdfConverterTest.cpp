@@ -8,8 +8,10 @@
 
 #include <set>
 #include <thread>
+#include <utility>
 
 #include <gmock/gmock.h>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
@@ -17,6 +19,10 @@
 #include <QFutureWatcher>
 #include <QImage>
 #include <QThread>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace Korvel::PDF::Converter::Test {
 namespace {
@@ -221,6 +227,51 @@ TEST_F(PdfConverterTest, EndsTheConversionOfAFutureThatIsCancelled)
     future.waitForFinished();
     EXPECT_EQ(future.resultCount(), 0);
     EXPECT_NE(next.result().error, std::nullopt) << "its place is free";
+}
+
+bool IsAnswered(const QFuture<ConversionResult>& future)
+{
+    const QDeadlineTimer patience(20'000);
+    while (!future.isFinished() && !patience.hasExpired())
+        QThread::msleep(5);
+    return future.isFinished();
+}
+
+/**
+ * Whether a conversion ends for which there is no thread, and then the next one of its document.
+ * Ends this process's right to start threads, but for a while.
+ */
+bool AnswersWithoutAThread(const PdfConverter::Settings& settings, const ConversionRequest& request)
+{
+    PdfConverter converter(settings);
+    converter.Convert(request).waitForFinished(); // its own thread stays
+    rlimit limit = {};
+    ::getrlimit(RLIMIT_NPROC, &limit);
+    const rlim_t before = std::exchange(limit.rlim_cur, 0);
+    constexpr uid_t nobody = 65534;
+    if (::setrlimit(RLIMIT_NPROC, &limit) != 0 || (::getuid() == 0 && ::setuid(nobody) != 0))
+        return false;
+    const QFuture<ConversionResult> refused = converter.Convert(request);
+    if (!IsAnswered(refused) || !refused.result().errorText.contains("was not opened"))
+        return false;
+    limit.rlim_cur = before;
+    ::setrlimit(RLIMIT_NPROC, &limit);
+    return IsAnswered(converter.Convert(request));
+}
+
+TEST_F(PdfConverterTest, OpensADocumentAgainForWhichThereWasNoThread)
+{
+#if IS_THREAD_SANITIZED
+    GTEST_SKIP() << "it has a thread of its own, and none is allowed behind its fork";
+#endif
+    Write(Path("die.pdf"), "x");
+    const ConversionRequest request = RequestOf(Path("die.pdf"), Path("out.png"));
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(AnswersWithoutAThread(ScriptedSettings(), request) ? 0 : 1);
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(PdfConverterTest, AnswersAllFuturesWhenItIsDestroyed)

@@ -161,14 +161,14 @@ void ConversionEngine::Open(Entry& entry, quint64 number)
 {
     const ConversionRequest& wanted = entry.job->Request();
     const auto opening = std::make_shared<Opening>(wanted.document);
-    if (!wanted.opened)
-        openings[number] = opening;
     CallAside([this, number, request = wanted, password = std::exchange(entry.password, {}),
                shared = services, opening]() mutable {
         auto outcome =
             std::make_shared<Outcome>(TryToPrepare(request, password, *shared, *opening));
         Post([this, number, outcome] { Prepared(number, *outcome); });
     });
+    if (!wanted.opened) // no mark stays where there is no room for the thread
+        openings[number] = opening;
 }
 
 ConversionEngine::Outcome ConversionEngine::TryToPrepare(const ConversionRequest& request,
