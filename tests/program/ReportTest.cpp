@@ -109,6 +109,11 @@ TEST_F(ReportTest, KnowsOfDocumentsThatAreStillToBeOpened)
         << "the last run counts";
     EXPECT_EQ(toDo(given + planned + done + begun + QByteArray(given).replace("9", "0")), 0)
         << "a list may become shorter";
+    EXPECT_EQ(toDo(given + planned + done + begun + QByteArray(given).replace("9", "5") + failed),
+              4)
+        << "or another one";
+    EXPECT_EQ(toDo(given + failed + begun + QByteArray(given).replace("9", "1") + failed), 0)
+        << "that is tried again";
 }
 
 TEST_F(ReportTest, EndsWithZeroWhenNothingHasFailed)

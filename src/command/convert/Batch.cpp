@@ -25,12 +25,12 @@ namespace Korvel::App {
 
 namespace {
 
-/** How many documents there are: each counts once, and a folder that cannot be read is none. */
-std::size_t CountDocuments(const std::vector<Input>& inputs)
+/** How many documents are to do: each counts once, and a folder that cannot be read is none. */
+std::size_t CountToDo(const std::vector<Input>& inputs, const Journal& journal)
 {
     QSet<QString> names;
     for (const Input& input : inputs) {
-        if (!input.isFolder)
+        if (!input.isFolder && (!input.problem.empty() || journal.IsToDo(input.name)))
             names.insert(input.name);
     }
     return std::size_t(names.size());
@@ -87,7 +87,7 @@ ExitCode Batch::ConvertInputs()
     SayWhatToKnow();
     inputs = Collect();
     if (!journal.IsOff())
-        journal.Given(CountDocuments(inputs));
+        journal.Given(CountToDo(inputs, journal));
     PrepareToOpen();
     if (!convertsMeanwhile)
         OpenAndPlanAll();

@@ -53,7 +53,13 @@ public:
      */
     void Begin(const QString& session);
 
-    /** Writes down how many documents the run was given. */
+    /** Whether a document is neither done nor, unless that is tried again, failed. */
+    bool IsToDo(const QString& name) const
+    {
+        return state.StandingOf(name, retriesFailed) == Standing::ToDo;
+    }
+
+    /** Writes down how many documents that are to do the run was given. */
     void Given(std::size_t documents);
 
     /** What the user is to know of it, as lines are damaged; empty when none is. */

@@ -87,14 +87,23 @@ std::set<QString> JournalState::FoldersInWork() const
     return folders;
 }
 
+JournalState::Standing JournalState::StandingOf(const QString& name, bool retriesFailed) const
+{
+    const auto found = documents.find(name);
+    if (found == documents.end())
+        return Standing::ToDo;
+    const bool isTriedAgain = found->standing == Standing::Failed || found->LacksPages();
+    return retriesFailed && isTriedAgain ? Standing::ToDo : found->standing;
+}
+
 JournalState::Standing JournalState::Take(const QString& name, bool retriesFailed)
 {
+    const Standing standing = StandingOf(name, retriesFailed);
     Document& document = documents[name];
     if (std::exchange(document.isTaken, true))
         return Standing::Taken;
-    if (retriesFailed && (document.standing == Standing::Failed || document.LacksPages()))
-        document.standing = Standing::ToDo;
-    return document.standing;
+    document.standing = standing;
+    return standing;
 }
 
 std::optional<JournalState::Plan> JournalState::PlanOf(const QString& name) const

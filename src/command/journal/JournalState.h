@@ -52,10 +52,10 @@ public:
     /** Where the results of documents lie, or were to lie, that are not done. */
     std::set<QString> FoldersInWork() const;
 
-    /**
-     * Takes a document up, and tells how it stands; one that has failed, or lacks pages, is to be
-     * converted when it is retried.
-     */
+    /** How a document stands; one that has failed, or lacks pages, is to do when it is retried. */
+    Standing StandingOf(const QString& name, bool retriesFailed) const;
+
+    /** Takes a document up, and tells how it stands. */
     Standing Take(const QString& name, bool retriesFailed);
 
     /** What an earlier run has planned for a document that it has not converted. */

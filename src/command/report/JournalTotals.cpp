@@ -38,7 +38,7 @@ void JournalTotals::Take(const QJsonObject& line)
         TakeDocument(state->second, line);
     else
         TakeRun(event, line);
-    total.pending = std::max(planned, given - (total.done + total.skipped + total.Failed()));
+    total.pending = std::max(planned, given - ended);
     if (const qint64 time = TimeOf(line); time > 0 && !total.spans.empty())
         total.spans.back().end = std::max(total.spans.back().end, time);
 }
@@ -58,6 +58,9 @@ void JournalTotals::TakeRun(const QString& event, const QJsonObject& line)
         total.spans.push_back({TimeOf(line), 0});
     } else if (event == QLatin1String("given")) {
         given = line[QLatin1String("documents")].toInt();
+        ended = 0;
+        for (auto& [key, document] : documents)
+            document.hasEnded = false;
     } else if (event == QLatin1String("ended")) {
         --total.runsWithoutEnd;
         exitCode = line[QLatin1String("exitCode")].toInt();
@@ -74,6 +77,8 @@ void JournalTotals::TakeDocument(Document::State state, const QJsonObject& line)
     if (std::exchange(document.lacksPages, false))
         total.lacking.erase(name);
     document.state = state;
+    if (state != Document::Planned && !std::exchange(document.hasEnded, true))
+        ++ended;
     if (state == Document::Planned)
         document.pages = line[QLatin1String("pages")].toInt();
     else if (state == Document::Failed)

@@ -37,6 +37,8 @@ private:
         State state = Unknown;
         bool repaired = false;
         bool lacksPages = false;
+        /** Since the last run has told how many it was given. */
+        bool hasEnded = false;
         std::int32_t files = 0;
         /** The document's pages while it is planned, those converted once it is done. */
         qint64 pages = 0;
@@ -62,8 +64,10 @@ private:
     void Count(const Document& document, int sign);
 
     Totals total;
-    /** How many documents the last run was given that has told. */
+    /** How many documents that were to do the last run was given that has told. */
     qint64 given = 0;
+    /** How many have come to an end since. */
+    qint64 ended = 0;
     /** How many are planned, and have come to nothing yet. */
     qint64 planned = 0;
     /** How the last run has ended; -1 while it has not. */
