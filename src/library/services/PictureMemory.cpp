@@ -56,6 +56,14 @@ PictureMemory::PictureMemory()
 {
 }
 
+PictureMemory::~PictureMemory()
+{
+    if (!picture.IsNull())
+        return;
+    ::fcntl(file.Number(), F_ADD_SEALS, F_SEAL_GROW);
+    (void)::ftruncate(file.Number(), 0);
+}
+
 /** Whether nobody can change it any more, whoever has it open; one who has it mapped keeps it so.
  */
 bool PictureMemory::Seal() const

@@ -21,6 +21,9 @@ public:
     /** Empty; the worker makes it as large as it takes. */
     PictureMemory();
 
+    /** Takes it from the worker, too, where it has become no picture. */
+    ~PictureMemory();
+
     /** What is sent to the worker; -1 where there is no room for it. */
     int Descriptor() const { return file.Number(); }
 

@@ -207,6 +207,13 @@ void DrawWhole(int memory)
     Fill(memory, wholePicture);
 }
 
+/** Until the application has measured the picture, and is about to look at it. */
+void WaitForSeals(int memory)
+{
+    while (::fcntl(memory, F_GET_SEALS) == 0)
+        ::usleep(100);
+}
+
 /** Draws as many pixels and says other numbers, which stand in the words of the request. */
 void DrawAs(const QJsonObject& request, const QString& numbers)
 {
@@ -431,13 +438,13 @@ const std::map<QString, Action>& Actions()
          })},
         {"draw-and-shrink", Draw(DrawWhole,
                                  [](int memory) {
-                                     while (::ftruncate(memory, 0) == 0) {
-                                     }
+                                     WaitForSeals(memory);
+                                     (void)::ftruncate(memory, 0);
                                  })},
         {"draw-and-write", Draw(DrawWhole,
                                 [](int memory) {
-                                    while (::pwrite(memory, "Z", 1, 0) == 1) {
-                                    }
+                                    WaitForSeals(memory);
+                                    (void)::pwrite(memory, "Y", 1, 0);
                                 })},
         {"fork-noise",
          [](const QJsonObject& request) {
