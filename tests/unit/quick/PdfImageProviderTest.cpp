@@ -2,6 +2,7 @@
 
 #include "PdfImageProvider.h"
 
+#include "PaintingApplication.h"
 #include "PdfConversion.h"
 #include "PdfConverter.h"
 #include "SamplePdf.h"
@@ -170,9 +171,8 @@ TEST_F(PdfImageProviderTest, LetsTheSceneGoWhilePagesAreDrawn)
 
 int main(int argc, char** argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_QUICK_BACKEND", "software");
-    const QGuiApplication application(argc, argv);
+    const PaintingApplication application(argc, argv);
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -326,7 +326,7 @@ TEST_F(ReadPageTest, SignsThatAreLargerThanTheirLineDoNotEndAParagraph)
 TEST_F(ReadPageTest, LinesWithMoreWordsOfAnotherSizeDoNotEndAParagraph)
 {
     const auto putSmall = [this](double x, double baseline) {
-        for (const char32_t code : {'s', 'm', 'a', 'l', 'l'})
+        for (const char32_t code : {U's', U'm', U'a', U'l', U'l'})
             Put(code, x += 4, baseline, 4, 8);
     };
     PutLine("a line of large words", 100, 100);
