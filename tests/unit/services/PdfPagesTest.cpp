@@ -281,17 +281,16 @@ TEST_F(PdfPagesTest, ThatWereAskedForLastComeFirst)
 
 TEST_F(PdfPagesTest, AreCancelledWhileTheyAreDrawn)
 {
-    const QString document = Sample("in.pdf", 1);
+    const QString document = Sample("in.pdf", 100);
     const ConversionResult opening = Open(converter, document);
-    ConversionRequest large = PageOf(document, opening, 1);
-    large.pictures.resolution = 1200;
+    ConversionRequest all = PageOf(document, opening, 1);
+    all.pages = {};
+    all.pictures.resolution = 150;
     for (int i = 0; i < 5; ++i) {
-        PdfConversion conversion(converter, large);
-        bool isOpened = false;
-        QObject::connect(&conversion, &PdfConversion::Opened, [&] { isOpened = true; });
+        PdfConversion conversion(converter, all);
+        QObject::connect(&conversion, &PdfConversion::PictureMade, &conversion,
+                         &PdfConversion::Cancel);
         conversion.Start();
-        ASSERT_TRUE(WaitUntil([&] { return isOpened; }));
-        conversion.Cancel();
         ASSERT_TRUE(WaitUntil([&] { return !conversion.IsRunning(); }));
         EXPECT_EQ(conversion.Error(), AbstractConverter::Cancelled);
     }
