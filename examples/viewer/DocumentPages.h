@@ -61,7 +61,7 @@ Q_SIGNALS:
     void PasswordNeeded(bool isWrong);
     void Opened();
     void PageMade(int page);
-    /** Of the document as a whole, or of a page. */
+    /** The document as a whole, or a page, cannot be shown. */
     void Failed(const QString& text);
 
 private:

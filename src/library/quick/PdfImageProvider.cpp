@@ -27,7 +27,7 @@ public:
         watcher.setFuture(future);
     }
 
-    /** Of a page that cannot be asked for. */
+    /** The response for a page that cannot be asked for. */
     explicit PageResponse(const QString& error) : error(error)
     {
         QMetaObject::invokeMethod(this, &QQuickImageResponse::finished, Qt::QueuedConnection);

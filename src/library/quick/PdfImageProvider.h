@@ -46,7 +46,9 @@ public:
     ~PdfImageProvider() override;
 
     /**
-     * Shows the pages of a document from now on, in place of one that has the name.
+     * Shows the pages of a document from now on, in place of one that has the name. QML keeps
+     * images by their URLs, so an item shows the earlier document's page then unless its `cache`
+     * is false: take another name for another document, or that.
      *
      * @param name      what stands before the number of a page in URLs, which may hold slashes
      * @param document  path of the PDF, as it was opened
@@ -56,7 +58,11 @@ public:
     void Show(const QString& name, const QString& document,
               std::shared_ptr<const OpenedDocument> opened, const PictureOptions& pictures = {});
 
-    /** Shows no further page of a document. */
+    /**
+     * Shows no further page of a document.
+     *
+     * @param name  as in Show
+     */
     void Forget(const QString& name);
 
     /**

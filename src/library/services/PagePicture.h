@@ -26,7 +26,7 @@ public:
         Gray         ///< a byte, from black to white
     };
 
-    /** Of nothing. */
+    /** A picture of nothing. */
     PagePicture() = default;
 
     /**

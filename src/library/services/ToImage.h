@@ -12,7 +12,9 @@ namespace Korvel::PDF::Converter {
  * The picture as an image that shares its memory: nothing is copied before somebody paints on it.
  * In a header alone, so that the library needs no Qt Gui. Any thread.
  *
- * @return null for a picture of nothing
+ * @param picture  may go before the image
+ * @return null for a picture of nothing, and for one that QImage cannot hold: beyond 2 GiB with Qt
+ * 5
  */
 inline QImage ToImage(const PagePicture& picture)
 {

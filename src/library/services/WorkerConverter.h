@@ -53,7 +53,7 @@ class TextInParts;
  * - "text_report" (`OnTextReport`): called with what a text lacks
  * - "linearize" (`bool`): of the format "pdf", the file is laid out for being shown while it loads
  * - "picture_made" (`WorkerConverter::OnPicture`): of the type "pixels", which wants it: called
- * with the picture of the "page", before Finished. Nothing is made at the destination
+ *   with the picture of the "page", before Finished. Nothing is made at the destination
  * - "why_failed" (`std::function<void(const QString&)>`): told what the worker says of a failure,
  *   before Failed
  *
