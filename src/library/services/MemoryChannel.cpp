@@ -20,35 +20,16 @@ std::array<int, 2> MakeEnds()
     return ends;
 }
 
-#if QT_VERSION_MAJOR < 6
-class Inheriting : public QProcess
-{
-public:
-    Inheriting(int descriptor, QObject* parent) : QProcess(parent), descriptor(descriptor) {}
-
-private:
-    void setupChildProcess() override { ::fcntl(descriptor, F_SETFD, 0); }
-
-    const int descriptor;
-};
-#endif
-
 } // namespace
 
 MemoryChannel::MemoryChannel() : MemoryChannel(MakeEnds()) {}
 
 MemoryChannel::MemoryChannel(const std::array<int, 2>& ends) : ours(ends[0]), theirs(ends[1]) {}
 
-std::unique_ptr<QProcess> MemoryChannel::MakeProcess(QObject* parent) const
+void MemoryChannel::LetInherit() const
 {
-#if QT_VERSION_MAJOR < 6
-    return std::make_unique<Inheriting>(theirs.Number(), parent);
-#else
-    auto process = std::make_unique<QProcess>(parent);
-    process->setChildProcessModifier(
-        [descriptor = theirs.Number()] { ::fcntl(descriptor, F_SETFD, 0); });
-    return process;
-#endif
+    if (theirs)
+        ::fcntl(theirs.Number(), F_SETFD, 0);
 }
 
 QStringList MemoryChannel::Arguments() const

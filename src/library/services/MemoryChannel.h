@@ -3,9 +3,7 @@
 #include "FileDescriptor.h"
 
 #include <array>
-#include <memory>
 
-#include <QProcess>
 #include <QStringList>
 
 namespace Korvel::PDF {
@@ -17,8 +15,13 @@ public:
     /** Without ends where there is no room for them. */
     MemoryChannel();
 
-    /** A process that will inherit the worker's end, which others that are started do not. */
-    std::unique_ptr<QProcess> MakeProcess(QObject* parent) const;
+    /**
+     * Lets programs that are started inherit the worker's end, until CloseEndOfWorker. Workers
+     * close what they are not told of, and to others it is a socket that nothing but memory without
+     * content comes by. (A QProcess that sets up its child itself would have Qt start processes in
+     * a way in which one that is killed as it starts is waited for without end.)
+     */
+    void LetInherit() const;
 
     /** What the worker is told of its end. */
     QStringList Arguments() const;

@@ -254,7 +254,7 @@ void WorkerProcess::Start()
     fileInHand.clear();
     lastComplaint.clear();
     channel = std::make_unique<MemoryChannel>();
-    process = channel->MakeProcess(this); // moves to other threads along with this
+    process = std::make_unique<QProcess>(this); // moves to other threads along with this
     // Connections are queued: starting can fail inside start(), and receivers may destroy the
     // process or run an event loop, neither of which they may inside one of its signals. What comes
     // late is harmless, as the slots go by the state of the process that is there.
@@ -272,6 +272,7 @@ void WorkerProcess::Start()
         };
         QMetaObject::invokeMethod(this, fail, Qt::QueuedConnection);
     };
+    channel->LetInherit();
     if (IsNoProgram(settings.program))
         tell(WhyNotStarted(settings.program, qt_error_string()));
     else if (!StartProcess(process, settings.program, Arguments() + channel->Arguments()))
