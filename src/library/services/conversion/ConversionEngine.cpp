@@ -163,9 +163,10 @@ void ConversionEngine::Open(Entry& entry, quint64 number)
     const auto opening = std::make_shared<Opening>(wanted.document);
     CallAside([this, number, request = wanted, password = std::exchange(entry.password, {}),
                shared = services, opening]() mutable {
-        auto outcome =
-            std::make_shared<Outcome>(TryToPrepare(request, password, *shared, *opening));
-        Post([this, number, outcome] { Prepared(number, *outcome); });
+        // The outcome goes with the call, so that it ends on the thread that uses it.
+        Post([this, number,
+              outcome = std::make_shared<Outcome>(TryToPrepare(
+                  request, password, *shared, *opening))] { Prepared(number, *outcome); });
     });
     if (!wanted.opened) // no mark stays where there is no room for the thread
         openings[number] = opening;
