@@ -36,6 +36,7 @@ public:
     std::optional<WorkerProtocol::Reason> Take(const QJsonObject& request,
                                                const QJsonObject& answer, int largest);
 
+    /** What was taken; a picture of nothing before. */
     const Converter::PagePicture& Picture() const { return picture; }
 
 private:
