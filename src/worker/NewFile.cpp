@@ -2,6 +2,7 @@
 
 #include "PathText.h"
 #include "RequestError.h"
+#include "WriteAll.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -123,17 +124,12 @@ void NewFile::Flush()
 
 void NewFile::Put(const char* data, std::size_t size)
 {
-    if (size > 0 && !file)
+    if (size == 0)
+        return;
+    if (!file)
         Make();
-    while (size > 0) {
-        const ssize_t written = ::write(file->Number(), data, size);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written < 0)
-            Fail();
-        data += written;
-        size -= std::size_t(written);
-    }
+    if (!WriteAll(file->Number(), data, size))
+        Fail();
 }
 
 void NewFile::MoveTo(std::uint64_t place)

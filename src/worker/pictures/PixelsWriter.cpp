@@ -1,14 +1,13 @@
 #include "PixelsWriter.h"
 
 #include "RequestError.h"
+#include "WriteAll.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <vector>
-
-#include <unistd.h>
 
 namespace Korvel::Worker {
 
@@ -19,19 +18,6 @@ constexpr std::size_t bytesABlock = 256 << 10;
 std::size_t BytesOfRow(const PictureShape& shape)
 {
     return std::size_t(WorkerProtocol::BytesOfRow(shape.width, shape.IsGray()));
-}
-
-void Write(int file, const unsigned char* bytes, std::size_t count)
-{
-    while (count > 0) {
-        const ssize_t written = ::write(file, bytes, count);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written < 0)
-            throw RequestError(Reason::CannotWrite, std::strerror(errno));
-        bytes += written;
-        count -= std::size_t(written);
-    }
 }
 
 void CopyRow(const unsigned char* pixels, const PictureShape& shape, unsigned char* into)
@@ -69,7 +55,8 @@ void WritePixels(int file, const PictureShape& shape, const DrawRows& draw)
             for (int row = 0; row < count; ++row)
                 CopyRow(rows.first + (first + row) * rows.stride, shape,
                         block.data() + std::size_t(row) * length);
-            Write(file, block.data(), std::size_t(count) * length);
+            if (!WriteAll(file, block.data(), std::size_t(count) * length))
+                throw RequestError(Reason::CannotWrite, std::strerror(errno));
         }
     });
 }
