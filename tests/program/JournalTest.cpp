@@ -24,7 +24,6 @@ namespace Korvel::App {
 namespace {
 
 using testing::AllOf;
-using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;

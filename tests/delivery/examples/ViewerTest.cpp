@@ -91,6 +91,15 @@ protected:
         QApplication::sendEvent(window.get(), &drop);
     }
 
+    /** Prints all pages as a PDF to the path. */
+    void Print(const QString& path)
+    {
+        auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
+        printer->setOutputFormat(QPrinter::PdfFormat);
+        printer->setOutputFileName(path);
+        window->PrintTo(std::move(printer));
+    }
+
     template <typename Condition>
     void WaitUntil(const Condition& condition)
     {
@@ -269,13 +278,11 @@ TEST_F(ViewerTest, TellsTheLabelOfThePageInView)
 
 TEST_F(ViewerTest, PrintsPagesAsLargeAsTheyAre)
 {
-    MakePagesOfSizes(Path("sizes.pdf"), {{595, 842}, {842, 595}, {200, 300}});
+    const std::vector<QSizeF> sizes{{595, 842}, {842, 595}, {200, 300}};
+    MakePagesOfSizes(Path("sizes.pdf"), sizes);
     Drop({Path("sizes.pdf")});
     WaitUntil([&] { return View() != nullptr; });
-    auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
-    printer->setOutputFormat(QPrinter::PdfFormat);
-    printer->setOutputFileName(Path("printed.pdf"));
-    window->PrintTo(std::move(printer));
+    Print(Path("printed.pdf"));
     WaitUntil([&] { return Says("Printed"); });
     Korvel::PDF::WorkerSettings settings;
     settings.wantsDetails = true;
@@ -283,9 +290,8 @@ TEST_F(ViewerTest, PrintsPagesAsLargeAsTheyAre)
     const auto printed =
         provider.Describe(provider.OpenDocument(Path("printed.pdf").toStdString(), {}).get());
     ASSERT_TRUE(printed && printed->details);
-    ASSERT_EQ(printed->pages, 3);
-    const std::vector<QSizeF> sizes{{595, 842}, {842, 595}, {200, 300}};
-    for (int page = 1; page <= 3; ++page) {
+    ASSERT_EQ(printed->pages, int(sizes.size()));
+    for (int page = 1; page <= printed->pages; ++page) {
         const QSizeF size = PageSize(*printed->details, page);
         EXPECT_NEAR(size.width(), sizes[std::size_t(page - 1)].width(), 1) << page;
         EXPECT_NEAR(size.height(), sizes[std::size_t(page - 1)].height(), 1) << page;
@@ -296,10 +302,7 @@ TEST_F(ViewerTest, PrintsWhatIsOnThePages)
 {
     Drop({MakeSample(2)});
     WaitUntil([&] { return View() != nullptr; });
-    auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
-    printer->setOutputFormat(QPrinter::PdfFormat);
-    printer->setOutputFileName(Path("printed.pdf"));
-    window->PrintTo(std::move(printer));
+    Print(Path("printed.pdf"));
     WaitUntil([&] { return Says("Printed"); });
     Drop({Path("printed.pdf")});
     WaitUntil([&] { return IsShown(1); });
@@ -310,10 +313,7 @@ TEST_F(ViewerTest, TellsThatItCannotPrint)
 {
     Drop({MakeSample(1)});
     WaitUntil([&] { return View() != nullptr; });
-    auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
-    printer->setOutputFormat(QPrinter::PdfFormat);
-    printer->setOutputFileName("/nowhere/printed.pdf");
-    window->PrintTo(std::move(printer));
+    Print("/nowhere/printed.pdf");
     WaitUntil([&] { return Says("takes no page"); });
 }
 
