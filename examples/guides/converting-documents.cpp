@@ -83,6 +83,7 @@ int main(int argc, char** argv)
     ConversionRequest textRequest = request;
     textRequest.isInMemory = true; // no file is made
     textRequest.format = QStringLiteral("txt");
+    textRequest.text.dehyphenates = false; // words stay parted where a line ends
     //! [memory]
     //! [future]
     QFutureWatcher<ConversionResult> watcher;

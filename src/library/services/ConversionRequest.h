@@ -2,6 +2,7 @@
 
 #include "PageSelection.h"
 #include "PictureOptions.h"
+#include "TextOptions.h"
 
 #include <functional>
 #include <memory>
@@ -47,8 +48,11 @@ struct ConversionRequest
     /** The pages that are wanted. */
     PageSelection pages = {};
 
-    /** How pictures are to look. */
+    /** How pictures are to look. An hocr counts in pixels of the resolution, too. */
     PictureOptions pictures = {};
+
+    /** How words stand in a text of the format txt. */
+    TextOptions text = {};
 
     /**
      * In place of `result`, the path of each page's result, whatever the format: so one can bear

@@ -104,6 +104,40 @@ TEST_F(PdfConversionTest, HandsATextOverInMemory)
     EXPECT_TRUE(result.pages[0].bytes.contains("Page 2"));
 }
 
+TEST_F(PdfConversionTest, MakesATextWhoseWordsStandAsIsWanted)
+{
+    const QByteArray drawn = "BT /F 10 Tf 12 TL 10 150 Td (a hyphen-) Tj T* (ated word) Tj ET "
+                             "BT /F 10 Tf 130 150 Td (beside) Tj ET";
+    Write(Path("in.pdf"),
+          PdfOf({"<</Type/Catalog/Pages 2 0 R>>", "<</Type/Pages/Kids[3 0 R]/Count 1>>",
+                 "<</Type/Page/Parent 2 0 R/MediaBox[0 0 200 200]/Contents 4 0 R"
+                 "/Resources<</Font<</F<</Type/Font/Subtype/Type1/BaseFont/Courier>>>>>>>>",
+                 PdfStream(drawn)}));
+    ConversionRequest request{Path("in.pdf")};
+    request.isInMemory = true;
+    request.format = "txt";
+    const auto text = [&] {
+        const ConversionResult result = Convert(request);
+        EXPECT_EQ(result.error, std::nullopt) << result.errorText.toStdString();
+        return result.pages.empty() ? QByteArray() : result.pages[0].bytes;
+    };
+    EXPECT_TRUE(text().contains("a hyphenated\nword\n"));
+    request.text.dehyphenates = false;
+    EXPECT_TRUE(text().contains("a hyphen-\nated word\n"));
+    request.text.isLaidOut = true;
+    EXPECT_EQ(text(), "a hyphen-" + QByteArray(11, ' ') + "beside\nated word\n\f");
+}
+
+TEST_F(PdfConversionTest, MakesAnHocrThatCountsInPixelsOfTheResolution)
+{
+    ConversionRequest request = RequestOf(Sample("in.pdf", 1), {});
+    request.isInMemory = true;
+    request.format = "hocr";
+    const ConversionResult result = Convert(request);
+    ASSERT_EQ(result.pages.size(), 1u) << result.errorText.toStdString();
+    EXPECT_TRUE(result.pages[0].bytes.contains("bbox 0 0 166 234")) << "an A4 at 20 dpi";
+}
+
 TEST_F(PdfConversionTest, TellsWhatTheDocumentSaysOfItself)
 {
     PdfConversion conversion(converter, RequestOf(Sample("in.pdf", 2), Path("out.png")));

@@ -1,4 +1,5 @@
 #include "OptionError.h"
+#include "PageSelection.h"
 #include "PictureOptions.h"
 #include "TextOptions.h"
 #include "ToText.h"
@@ -80,13 +81,27 @@ TEST(PageSelectionTest, RefusesPagesThatAreNotThere)
         EXPECT_THROW((PageSelection{{1, page}}).Of(3), OptionError) << page;
 }
 
-TEST(TextOptionsTest, SetThePages)
+TEST(PageSelectionTest, SetsThePagesOfATask)
 {
     AbstractConverter::Task task;
-    TextOptions{{{2, 1}}}.PutInto(task);
+    PageSelection{{2, 1}}.PutInto(task);
     EXPECT_EQ(ValueOf<std::vector<int>>(task, "pages"), (std::vector<int>{2, 1}));
+    PageSelection().PutInto(task);
+    EXPECT_TRUE(task.options.empty());
+}
+
+TEST(TextOptionsTest, SetWhatIsNotAsWithoutThem)
+{
+    AbstractConverter::Task task;
     TextOptions().PutInto(task);
     EXPECT_TRUE(task.options.empty());
+    TextOptions options;
+    options.dehyphenates = false;
+    options.isLaidOut = true;
+    options.PutInto(task);
+    EXPECT_FALSE(ValueOf<bool>(task, "dehyphenate"));
+    EXPECT_TRUE(ValueOf<bool>(task, "layout"));
+    EXPECT_EQ(task.options.size(), 2U);
 }
 
 TEST(ToTextTest, IsAnotherTextForEachReason)

@@ -74,6 +74,7 @@ DocumentChain::Task ConversionJob::MakeTask() const
     else if (prepared.copy)
         task.options["need_export"] = true;
     request.pictures.PutInto(task);
+    request.text.PutInto(task);
     if (!prepared.plan.JoinedPages().empty())
         task.options["pages"] = prepared.plan.JoinedPages();
     return task;
