@@ -29,10 +29,16 @@ Copies& All()
 void CopiedDocuments::Remember(const std::string& copy, const std::string& document)
 {
     Copies& copies = All();
+    const QString path = QString::fromStdString(copy);
+    const auto isEarlier = [&path](const auto& other) {
+        return other.first == path;
+    };
     const std::lock_guard lock(copies.mutex);
-    copies.documents.emplace_back(QString::fromStdString(copy), QString::fromStdString(document));
-    if (copies.documents.size() > mostCopies)
-        copies.documents.pop_front();
+    auto& documents = copies.documents;
+    documents.erase(std::remove_if(documents.begin(), documents.end(), isEarlier), documents.end());
+    documents.emplace_back(path, QString::fromStdString(document));
+    if (documents.size() > mostCopies)
+        documents.pop_front();
 }
 
 QString CopiedDocuments::NameOf(const QString& path)

@@ -4,6 +4,7 @@
 #include "PdfConversionFixture.h"
 #include "SamplePdf.h"
 #include "ToImage.h"
+#include "WorkerPdfProvider.h"
 #include "WorkerTestTools.h"
 
 #include <memory>
@@ -242,6 +243,24 @@ TEST_F(PdfPagesTest, OfAnotherDocumentThanWasOpenedFail)
     EXPECT_EQ(result.error, AbstractConverter::InvalidOption);
     EXPECT_THAT(result.errorText.toStdString(),
                 testing::AllOf(testing::HasSubstr("other.pdf"), testing::HasSubstr("in.pdf")));
+}
+
+TEST_F(PdfPagesTest, ThatFailNameTheDocumentHoweverManyAreCopiedMeanwhile)
+{
+    const QString document = Path("secret.pdf");
+    EncryptPdf(WithABadPage(), document, Encryption::Aes256, "geheim", "owner");
+    const ConversionResult opening = Open(converter, document);
+    ASSERT_TRUE(opening.opened) << opening.errorText.toStdString();
+    WorkerPdfProvider others({PDF::Test::ScriptedWorker()});
+    const ioPath other(PDF::Test::MakeFile("answer").toStdString());
+    const DocumentHandle handle = others.OpenDocument(other, {}).get();
+    for (int copy = 0; copy < 1000; ++copy)
+        ASSERT_TRUE(others.SaveDocument(handle, other).get());
+    const PDF::Test::MessageCapture log;
+    EXPECT_NE(Convert(PageOf(document, opening, 2)).error, std::nullopt);
+    EXPECT_NE(log.Text().find("cannot convert \"" + document.toStdString() + '"'),
+              std::string::npos)
+        << log.Text();
 }
 
 TEST_F(PdfPagesTest, TellWhatTheyLackWhenTheDocumentIsOpened)

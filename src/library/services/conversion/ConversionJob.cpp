@@ -2,6 +2,7 @@
 
 #include "ConversionFailure.h"
 #include "ConversionServices.h"
+#include "CopiedDocuments.h"
 #include "LocalFileSystem.h"
 #include "OpenedDocument.h"
 #include "PreparedCopy.h"
@@ -53,6 +54,8 @@ void ConversionJob::Convert(std::shared_ptr<ConversionServices> shared,
 {
     services = std::move(shared);
     done = std::move(whenDone);
+    if (prepared.copy && prepared.isKept)
+        CopiedDocuments::Remember(prepared.copy->path.utf8string(), request.document.toStdString());
     const auto copies =
         std::make_shared<PreparedCopy>(prepared.isKept ? nullptr : prepared.copy, services->files);
     ChainListener& self = *this;
