@@ -10,6 +10,8 @@
 #include <memory>
 
 #include <gtest/gtest.h>
+#include <QFile>
+#include <QPointer>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickItemGrabResult>
@@ -37,6 +39,7 @@ Row {
 )";
 
 constexpr int ready = 1; // as QML's Image counts them
+constexpr int loading = 2;
 constexpr int failed = 3;
 
 class PdfImageProviderTest : public testing::Test
@@ -48,11 +51,13 @@ protected:
         QFile file(folder.filePath("Scene.qml"));
         EXPECT_TRUE(file.open(QFile::WriteOnly) && file.write(scene) > 0);
         file.close();
-        view.setSource(QUrl::fromLocalFile(file.fileName()));
+        LoadScene();
         view.resize(300, 212);
         view.show();
         EXPECT_TRUE(QTest::qWaitForWindowExposed(&view, patience));
     }
+
+    void LoadScene() { view.setSource(QUrl::fromLocalFile(folder.filePath("Scene.qml"))); }
 
     QQuickItem* Scene() const { return view.rootObject(); }
 
@@ -103,6 +108,14 @@ protected:
         EXPECT_EQ(seen.size(), QSize(300, 212));
         return seen.pixelColor(left + int(samplePatch.center().x() * scale),
                                int(samplePatch.center().y() * scale));
+    }
+
+    /** How many pictures this process holds of those that workers have drawn. */
+    static int PicturesHeld()
+    {
+        QFile maps(QStringLiteral("/proc/self/maps"));
+        EXPECT_TRUE(maps.open(QFile::ReadOnly));
+        return maps.readAll().count("/memfd:page of a PDF");
     }
 
     QTemporaryDir folder;
@@ -162,8 +175,16 @@ TEST_F(PdfImageProviderTest, LetsTheSceneGoWhilePagesAreDrawn)
     Show("report", 2);
     Scene()->setProperty("first", "image://pdf/report/1");
     Scene()->setProperty("second", "image://pdf/report/2");
+    EXPECT_EQ(Scene()->property("statusOfFirst").toInt(), loading);
+    EXPECT_EQ(Scene()->property("statusOfSecond").toInt(), loading);
+    const QPointer<QQuickItem> gone = Scene();
     view.setSource(QUrl());
-    EXPECT_EQ(view.rootObject(), nullptr);
+    EXPECT_TRUE(gone.isNull());
+    LoadScene();
+    Scene()->setProperty("first", "image://pdf/report/2");
+    WaitFor("statusOfFirst", ready);
+    EXPECT_EQ(ColorOfPatch(0).rgb(), SampleColour(2).rgb());
+    EXPECT_TRUE(QTest::qWaitFor([] { return PicturesHeld() == 1; }, patience)) << PicturesHeld();
 }
 
 } // namespace
