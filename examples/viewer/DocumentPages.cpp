@@ -94,9 +94,10 @@ void DocumentPages::Want(const std::vector<int>& wanted, double dotsPerInch)
         page = isWanted ? std::next(page) : pages.erase(page);
     }
     // What is asked for last is drawn first: the first of them is seen first.
-    for (auto page = wanted.rbegin(); page != wanted.rend(); ++page) {
-        if (pages[*page].dotsPerInch != dotsPerInch)
-            Draw(*page, dotsPerInch);
+    for (auto number = wanted.rbegin(); number != wanted.rend(); ++number) {
+        const Page& page = pages[*number];
+        if (page.dotsPerInch != dotsPerInch || page.drawing->Error())
+            Draw(*number, dotsPerInch);
     }
 }
 
@@ -110,10 +111,19 @@ void DocumentPages::Draw(int number, double dotsPerInch)
                 pages[made].picture = ToImage(picture);
                 Q_EMIT PageMade(made);
             });
-    connect(
-        page.drawing.get(), &PdfConversion::PageFailed, this,
-        [this](int, AbstractConverter::ErrorType, const QString& text) { Q_EMIT Failed(text); });
+    connect(page.drawing.get(), &PdfConversion::Ended, this,
+            [this, number] { DrawingEnded(pages[number]); });
     page.drawing->Start();
+}
+
+void DocumentPages::DrawingEnded(Page& page)
+{
+    const QString text = page.drawing->ErrorText();
+    // Once: the place for a text may make pages move, and these are asked for again then.
+    if (text.isEmpty() || page.told == text)
+        return;
+    page.told = text;
+    Q_EMIT Failed(text);
 }
 
 QImage DocumentPages::PictureOf(int page) const

@@ -43,7 +43,10 @@ public:
     /** What stands for its number. */
     QString LabelOf(int page) const;
 
-    /** Has these pages drawn, and cancels and forgets all others. */
+    /**
+     * Has these pages drawn, also those that have failed when they were wanted before, and cancels
+     * and forgets all others.
+     */
     void Want(const std::vector<int>& pages, double dotsPerInch);
 
     /** The last picture of a page that is wanted, whatever its resolution; null where none has
@@ -70,10 +73,13 @@ private:
         double dotsPerInch = 0;
         std::unique_ptr<Korvel::PDF::Converter::PdfConversion> drawing;
         QImage picture;
+        /** Why it could not be drawn, as it was told last. */
+        QString told;
     };
 
     void OpeningEnded(bool hadPassword);
     void Draw(int page, double dotsPerInch);
+    void DrawingEnded(Page& page);
 
     Korvel::PDF::Converter::PdfConverter& converter;
     const QString file;

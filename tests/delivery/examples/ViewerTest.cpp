@@ -26,6 +26,7 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QScreen>
+#include <QScrollBar>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>
@@ -265,6 +266,20 @@ TEST_F(ViewerTest, DrawsWhatIsScrolledTo)
     GoTo(100);
     EXPECT_TRUE(Says("(100 of 100)"));
     GoTo(1);
+}
+
+TEST_F(ViewerTest, AsksAgainForAPageThatHasFailed)
+{
+    const QString document = MakeSample(100);
+    Drop({document});
+    WaitUntil([&] { return IsShown(1); });
+    ASSERT_TRUE(QFile::rename(document, Path("elsewhere.pdf")));
+    View()->GoTo(50);
+    WaitUntil([&] { return Says(document); });
+    EXPECT_FALSE(IsShown(50));
+    ASSERT_TRUE(QFile::rename(Path("elsewhere.pdf"), document));
+    View()->verticalScrollBar()->triggerAction(QScrollBar::SliderSingleStepAdd);
+    WaitUntil([&] { return IsShown(50); });
 }
 
 TEST_F(ViewerTest, TellsTheLabelOfThePageInView)
