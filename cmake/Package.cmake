@@ -39,25 +39,42 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${development_docs} COM
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/guides DESTINATION ${development_docs}/examples
   COMPONENT Development PATTERN "*.cmake" EXCLUDE PATTERN guides/CMakeLists.txt EXCLUDE)
 
-# pkg-config's file `name` for the libraries listed. It knows the prefix from where it lies.
-function(project_pkg_config name description)
+# pkg-config's file `name` for libraries. It knows the prefix from where it lies. What it requires is
+# installed in another place, or by another file of these.
+# usage: project_pkg_config(NAME DESCRIPTION text REQUIRES package... LIBRARIES library... COMPONENT name)
+function(project_pkg_config name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "DESCRIPTION;COMPONENT" "REQUIRES;LIBRARIES")
   set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
   file(RELATIVE_PATH prefix ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
   string(REGEX REPLACE "/$" "" prefix "${prefix}")
-  list(TRANSFORM ARGN PREPEND -l)
-  list(TRANSFORM ARGN APPEND "${CONVERTWRAPPERS_SUFFIX}")
-  if(CONVERTWRAPPERS_QT EQUAL 6)
-    string(APPEND name -qt6)
-  endif()
-  list(JOIN ARGN " " libraries)
+  list(TRANSFORM arg_LIBRARIES PREPEND -l)
+  list(TRANSFORM arg_LIBRARIES APPEND "${CONVERTWRAPPERS_SUFFIX}")
+  list(JOIN arg_LIBRARIES " " libraries)
+  list(JOIN arg_REQUIRES ", " requires)
   configure_file(cmake/package.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${pkgconfig_dir}
-    COMPONENT Development)
+    COMPONENT ${arg_COMPONENT})
 endfunction()
 
-project_pkg_config(convertwrappers
-  "Decorators around document converters, and their contract"
-  ConvertWrappers PDFInterfaces PDFFSUtils CoreInt)
-project_pkg_config(converterservices
-  "Services and a converter of PDFs for ConvertWrappers"
-  ConverterServices PDFInterfaces CoreInt)
+set(pc_suffix "")
+if(CONVERTWRAPPERS_QT EQUAL 6)
+  set(pc_suffix -qt6)
+endif()
+set(qt Qt${CONVERTWRAPPERS_QT})
+project_pkg_config(convertwrappers${pc_suffix}
+  DESCRIPTION "Decorators around document converters, and their contract"
+  REQUIRES "${qt}Core >= ${CONVERTWRAPPERS_QT_VERSION}"
+  LIBRARIES ConvertWrappers PDFInterfaces PDFFSUtils CoreInt
+  COMPONENT Development)
+project_pkg_config(converterservices${pc_suffix}
+  DESCRIPTION "Services and a converter of PDFs for ConvertWrappers"
+  REQUIRES "${qt}Core >= ${CONVERTWRAPPERS_QT_VERSION}"
+  LIBRARIES ConverterServices PDFInterfaces CoreInt
+  COMPONENT Development)
+if(TARGET ConverterQuick)
+  project_pkg_config(converterquick${pc_suffix}
+    DESCRIPTION "Pages of PDFs for Qt Quick"
+    REQUIRES converterservices${pc_suffix} "${qt}Quick >= ${CONVERTWRAPPERS_QT_VERSION}"
+    LIBRARIES ConverterQuick
+    COMPONENT QuickDevelopment)
+endif()

@@ -71,7 +71,7 @@ int main(int argc, char** argv)
                      qOverload<const QString&, QStringList>(&AbstractConverter::Finished),
                      &application, [](const QString&, QStringList pictures) {
                          // Pictures that could not be put in their place have an empty path.
-                         const int lost = pictures.removeAll(QString());
+                         const auto lost = pictures.removeAll(QString());
                          for (const QString& picture : qAsConst(pictures))
                              std::cout << picture.toStdString() << '\n';
                          QCoreApplication::exit(lost == 0 ? 0 : Complain("cannot write them all"));

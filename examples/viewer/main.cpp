@@ -6,8 +6,10 @@
 
 int main(int argc, char** argv)
 {
+#if QT_VERSION_MAJOR == 5 // Qt 6 does so by itself
     QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+#endif
     const QApplication application(argc, argv);
     ViewerWindow window;
     window.show();
