@@ -3,6 +3,7 @@
 #include "DropCaps.h"
 #include "FindGlyphs.h"
 #include "FindRuns.h"
+#include "LineNumbers.h"
 #include "Paragraphs.h"
 #include "PlaceMarks.h"
 #include "ReadingOrder.h"
@@ -60,8 +61,10 @@ TextPage ReadCharacters(PageEngine& engine, int page, bool wantsFonts)
     for (Writing& writing : glyphs.writings) {
         PlaceMarks(writing.glyphs);
         std::vector<Run> runs = FindRuns(writing.glyphs);
+        const std::vector<TextBlock> numbers = TakeLineNumbers(runs, writing.Back());
         JoinDropCaps(runs);
         std::vector<TextBlock> blocks = FindParagraphs(InReadingOrder(runs), writing.Back());
+        blocks.insert(blocks.end(), numbers.begin(), numbers.end());
         text.blocks.insert(text.blocks.end(), std::make_move_iterator(blocks.begin()),
                            std::make_move_iterator(blocks.end()));
     }

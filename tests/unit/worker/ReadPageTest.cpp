@@ -59,6 +59,14 @@ protected:
         }
     }
 
+    void PutNumber(int number, double x, double baseline)
+    {
+        for (const QChar digit : QString::number(number)) {
+            Put(digit.unicode(), x, baseline, em / 4, em / 2);
+            x += em / 4;
+        }
+    }
+
     TextPage Read() { return ReadPage(engine, 0, false); }
 
     std::string Plain() { return PlainText(Read(), true).toStdString(); }
@@ -247,6 +255,80 @@ TEST_F(ReadPageTest, ColumnsWithNotesThatAreDrawnLastAreReadOneAfterTheOther)
     EXPECT_EQ(page.blocks.front().lines.front().words.size(), 7);
     EXPECT_EQ(Plain().find("left"),
               std::string("a line of prose in a column\n").size() * lines + 14);
+}
+
+/** Numbers, a line each, as in a paragraph. */
+std::string Numbers(int first, int last)
+{
+    std::string numbers;
+    for (int number = first; number <= last; ++number)
+        numbers += std::to_string(number) + '\n';
+    return numbers;
+}
+
+TEST_F(ReadPageTest, NumbersOfLinesStandBehindTheProse)
+{
+    constexpr int lines = 12;
+    for (int line = 1; line <= lines; ++line) {
+        PutLine(line == 4 ? "which is about some won-" : "ders of a manuscript that", 50,
+                100 + 18 * line);
+        PutNumber(line, line < 10 ? 40 : 37.5, 100 + 18 * line);
+    }
+    const std::string text = Plain();
+    EXPECT_NE(text.find("which is about some wonders\nof a"), std::string::npos) << text;
+    EXPECT_EQ(text.substr(text.find("\n\n") + 2), Numbers(1, lines));
+}
+
+TEST_F(ReadPageTest, NumbersOfLinesThatAreDrawnCloseBeforeThemStandBehindTheProse)
+{
+    constexpr int lines = 12;
+    std::string prose;
+    for (int line = 1; line <= lines; ++line) {
+        PutNumber(line, line < 10 ? 42 : 39.5, 100 + 12 * line);
+        PutLine("the prose of a manuscript", 52, 100 + 12 * line);
+        prose += "the prose of a manuscript\n";
+    }
+    EXPECT_EQ(Plain(), prose + '\n' + Numbers(1, lines));
+}
+
+TEST_F(ReadPageTest, NumbersOfLinesBetweenColumnsStandBehindBoth)
+{
+    constexpr int lines = 12;
+    std::string columns[2];
+    for (const int column : {0, 1}) {
+        for (int line = 1; line <= lines; ++line) {
+            const std::string prose =
+                column == 0 ? "the prose of a manuscript" : "goes on in another column";
+            PutLine(QString::fromStdString(prose), 50 + 150 * column, 100 + 12 * line);
+            PutNumber(10 + lines * column + line, 37.5 + 150 * column, 100 + 12 * line);
+            columns[column] += prose + '\n';
+        }
+    }
+    EXPECT_EQ(Plain(), columns[0] + columns[1] + '\n' + Numbers(11, 10 + lines) + '\n' +
+                           Numbers(11 + lines, 10 + 2 * lines));
+}
+
+TEST_F(ReadPageTest, NumbersOfRowsStayWithThem)
+{
+    std::string rows;
+    for (int row = 1; row <= 9; ++row) {
+        PutLine(QString::number(row), 40, 100 + 12 * row);
+        PutLine("Berlin has so many inhabitants", 60, 100 + 12 * row);
+        rows += std::to_string(row) + " Berlin has so many inhabitants\n";
+    }
+    EXPECT_EQ(Plain(), rows);
+}
+
+TEST_F(ReadPageTest, NumbersOfLinesOfAListingStayWithThem)
+{
+    const QStringList lines = {"int main()", "{",        "return something_that_is_long();",
+                               "}",          "void f()", "{",
+                               "call();",    "}"};
+    for (int line = 0; line < lines.size(); ++line) {
+        PutNumber(line + 1, 45, 100 + 12 * line);
+        PutLine(lines[line], 55, 100 + 12 * line);
+    }
+    EXPECT_EQ(Plain().find("1 int main()\n2 {\n3 return"), 0U) << Plain();
 }
 
 TEST_F(ReadPageTest, ColumnsBelowATableAreReadOneAfterTheOther)
