@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::size_t fewest = 5;
 constexpr int fewestLines = 10;
-constexpr std::size_t most = 1000; // a page of more is a table
+constexpr double leastHeight = 0.4; // of all that stands on the page
+constexpr std::size_t most = 1000;  // a page of more is a table
 
 // In ems.
 constexpr double aligned = 0.2;
@@ -161,9 +162,21 @@ bool AreProse(const Lines& lines)
     return wide * 2 >= std::ptrdiff_t(lines.size()) && going * 3 >= std::ptrdiff_t(lines.size());
 }
 
-bool AreLineNumbers(const Chain& chain, const std::vector<Run>& runs)
+double HeightOf(const std::vector<Run>& runs)
 {
-    if (chain.size() < fewest || chain.back().value - chain.front().value < fewestLines - 1)
+    double top = runs.front().box.top();
+    double bottom = runs.front().box.bottom();
+    for (const Run& run : runs) {
+        top = std::min(top, run.box.top());
+        bottom = std::max(bottom, run.box.bottom());
+    }
+    return bottom - top;
+}
+
+bool AreLineNumbers(const Chain& chain, const std::vector<Run>& runs, double least)
+{
+    if (chain.size() < fewest || chain.back().value - chain.front().value < fewestLines - 1 ||
+        chain.back().word->box.bottom() - chain.front().word->box.top() < least)
         return false;
     const Lines right = LinesBeside(chain, runs, true);
     const Lines left = LinesBeside(chain, runs, false);
@@ -192,10 +205,12 @@ std::vector<TextBlock> TakeLineNumbers(std::vector<Run>& runs, const Affine& sho
     const Chain numbers = FindNumbers(runs);
     if (numbers.size() < fewest || numbers.size() > most)
         return {};
+    const double least = leastHeight * HeightOf(runs);
     std::vector<Chain> chains = FindChains(numbers);
-    chains.erase(std::remove_if(chains.begin(), chains.end(),
-                                [&runs](const Chain& one) { return !AreLineNumbers(one, runs); }),
-                 chains.end());
+    chains.erase(
+        std::remove_if(chains.begin(), chains.end(),
+                       [&](const Chain& one) { return !AreLineNumbers(one, runs, least); }),
+        chains.end());
     std::sort(chains.begin(), chains.end(),
               [](const Chain& a, const Chain& b) { return a.front().value < b.front().value; });
     std::vector<TextBlock> blocks;

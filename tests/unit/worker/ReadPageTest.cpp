@@ -319,6 +319,17 @@ TEST_F(ReadPageTest, NumbersOfRowsStayWithThem)
     EXPECT_EQ(Plain(), rows);
 }
 
+TEST_F(ReadPageTest, NumbersOfLinesOfAnExampleStayWithThem)
+{
+    for (int line = 1; line <= 40; ++line) {
+        const bool isExample = line > 20 && line <= 32;
+        PutLine("the prose of a manuscript", 60, 100 + 12 * line);
+        if (isExample)
+            PutNumber(line, 45, 100 + 12 * line);
+    }
+    EXPECT_NE(Plain().find("\n21 the prose of a manuscript\n22 the"), std::string::npos) << Plain();
+}
+
 TEST_F(ReadPageTest, NumbersOfLinesOfAListingStayWithThem)
 {
     const QStringList lines = {"int main()", "{",        "return something_that_is_long();",
