@@ -9,6 +9,7 @@
 #include "LookOptions.h"
 #include "MergeTask.h"
 #include "Options.h"
+#include "PageNumbers.h"
 #include "PageRanges.h"
 #include "Planner.h"
 #include "TextFrame.h"
@@ -22,27 +23,6 @@
 namespace Korvel::App {
 
 using PDF::Converter::TextReport;
-
-namespace {
-
-/** "page 3", or "pages 1-4, 7". */
-std::string ListedPages(std::vector<int> pages)
-{
-    std::sort(pages.begin(), pages.end());
-    std::string text = pages.size() == 1 ? "page " : "pages ";
-    for (std::size_t first = 0; first < pages.size();) {
-        std::size_t last = first;
-        while (last + 1 < pages.size() && pages[last + 1] == pages[last] + 1)
-            ++last;
-        text += (first == 0 ? "" : ", ") + std::to_string(pages[first]);
-        if (last > first)
-            text += '-' + std::to_string(pages[last]);
-        first = last + 1;
-    }
-    return text;
-}
-
-} // namespace
 
 Conversion::Conversion(const Run& run, Planner& planner, PlannedDocument& planned)
     : run(run),
@@ -81,12 +61,13 @@ void Conversion::End(const std::exception_ptr& failure)
     alarm.stop();
     const std::vector<PageFailure> failures =
         chain ? chain->Failures() : std::vector<PageFailure>();
+    const TextReport report = chain ? chain->Report() : TextReport();
     chain.reset();
     for (Document* const source : planned.All())
         source->ForgetPassword();
     run.console.End(work);
     if (!failure)
-        TellTextReport();
+        TellTextReport(report);
     if (!failure)
         run.journal.Done(document.Name(), ResultsOf(results), double(sinceStart.elapsed()) / 1000,
                          document.Info().repaired, TellFailedPages(failures));
@@ -242,14 +223,6 @@ void Conversion::Progressed(double part)
     run.console.Progress(work, part);
 }
 
-void Conversion::Reported(const TextReport& report)
-{
-    textReport.withoutText.insert(textReport.withoutText.end(), report.withoutText.begin(),
-                                  report.withoutText.end());
-    textReport.unmapped.insert(textReport.unmapped.end(), report.unmapped.begin(),
-                               report.unmapped.end());
-}
-
 bool Conversion::PlanAnew(PlannedResult& result)
 {
     if (run.options.output.onExists != OnExists::Number || !IsTaken(result.path))
@@ -341,16 +314,17 @@ QJsonArray Conversion::TellFailedPages(const std::vector<PageFailure>& failures)
 }
 
 /** Warns of pages whose text is missing, or is none, once for all of them. */
-void Conversion::TellTextReport() const
+void Conversion::TellTextReport(const TextReport& report) const
 {
-    if (!textReport.withoutText.empty())
+    if (!report.withoutText.empty())
         run.console.Warn(document.Name(), "no-text",
-                         "no text is drawn on " + ListedPages(textReport.withoutText) +
+                         "no text is drawn on " + NamedPages(report.withoutText).toStdString() +
                              "; pictures of text are scans, and want recognition first");
-    if (!textReport.unmapped.empty())
+    if (!report.unmapped.empty())
         run.console.Warn(document.Name(), "unmapped-text",
                          "fonts do not say which characters they draw on " +
-                             ListedPages(textReport.unmapped) + "; their text is not to be used");
+                             NamedPages(report.unmapped).toStdString() +
+                             "; their text is not to be used");
 }
 
 /** Whether somebody else has put a file at the path of a result. */

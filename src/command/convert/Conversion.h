@@ -66,7 +66,6 @@ private:
     void StartAlarm();
     void TimeIsUp();
     void Progressed(double part) override;
-    void Reported(const PDF::Converter::TextReport& report) override;
     bool PlanAnew(PlannedResult& result) override;
     void Refused(const PlannedResult& result, Refusal why, const QString& text) override;
     void Ended() override
@@ -77,7 +76,7 @@ private:
     void RequireConverted() const;
     void RequireLeftAway(const PlannedResult& result) const;
     Failure WhyFailed(const PageFailure& page) const;
-    void TellTextReport() const;
+    void TellTextReport(const PDF::Converter::TextReport& report) const;
     QJsonArray TellFailedPages(const std::vector<PageFailure>& failures) const;
     bool IsTaken(const QString& path) const;
 
@@ -94,8 +93,6 @@ private:
     std::shared_ptr<PDF::Converter::DocumentChain> chain;
     /** Why results are put nowhere, by their pages; nothing for those that are left away. */
     std::map<int, std::optional<Failure>> refused;
-    /** What the text of the document lacks. */
-    PDF::Converter::TextReport textReport;
     QTimer alarm;
     /** ConverterFactory::TimeHeldUp() as of when this document was last given time for them. */
     std::chrono::milliseconds timeHeldUp{0};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DocumentChain.h"
 #include "Failure.h"
 #include "Input.h"
 #include "SourceState.h"
@@ -67,7 +68,7 @@ public:
     const PDF::DocumentInfo& Info() const { return info; }
 
     /** Whether a copy of it is converted, without encryption and damage. */
-    bool NeedsCopy() const { return info.encrypted || info.repaired; }
+    bool NeedsCopy() const { return PDF::Converter::NeedsCopy(info); }
 
     const std::string& Password() const { return password; }
 

@@ -1,5 +1,6 @@
 #include "TotalsText.h"
 
+#include "PageNumbers.h"
 #include "Text.h"
 #include "Totals.h"
 #include "Verification.h"
@@ -113,23 +114,6 @@ QString FailuresText(const Totals& totals)
     return text;
 }
 
-/** Numbers in their order, those without a gap as a range. */
-QString Listed(const std::vector<int>& pages)
-{
-    QStringList ranges;
-    for (std::size_t first = 0, next = 0; first < pages.size(); first = next) {
-        const auto isNext = [&] {
-            return next < pages.size() && qint64(pages[next]) - pages[next - 1] == 1;
-        };
-        for (++next; isNext();)
-            ++next;
-        const QString begin = QString::number(pages[first]);
-        const QString end = QString::number(pages[next - 1]);
-        ranges.append(begin == end ? begin : begin + QLatin1Char('-') + end);
-    }
-    return ranges.join(QStringLiteral(", "));
-}
-
 QString LackingText(const Totals& totals)
 {
     QString text;
@@ -138,9 +122,9 @@ QString LackingText(const Totals& totals)
         if (listed++ == lackingAtMost)
             break;
         const auto count = qint64(pages.size());
-        text +=
-            Row(Number(count), Noun(count, "page") +
-                                   QString(" of %1: %2").arg(WithoutControls(file), Listed(pages)));
+        text += Row(Number(count),
+                    Noun(count, "page") +
+                        QString(" of %1: %2").arg(WithoutControls(file), PageNumbers(pages)));
     }
     if (const auto further = qint64(totals.lacking.size()) - lackingAtMost; further > 0)
         text += Row(Number(further), Noun(further, "further document") + ", which --json names");

@@ -373,6 +373,21 @@ TEST_F(PdfConversionTest, WarnsOfADocumentThatWasRepairedAndOfPagesWithoutText)
     EXPECT_EQ(scan.warnings[0].text, "no text is drawn on page 1 of " + Path("drawn.pdf"));
 }
 
+TEST_F(PdfConversionTest, WarnsOnceOfAllPagesWithoutText)
+{
+    const QByteArray box = "0 0 200 200";
+    MakePdfOfCropBoxes(Path("drawn.pdf"), {box, box, box, box}, "0 0 100 100 re f");
+    ConversionRequest request{Path("drawn.pdf")};
+    request.pages = {{4, 2, 1}};
+    request.resultOfPage = [this](int page) {
+        return Path(QStringLiteral("%1.txt").arg(page));
+    };
+    const ConversionResult result = Convert(request);
+    EXPECT_EQ(result.pages.size(), 3u) << result.errorText.toStdString();
+    ASSERT_EQ(result.warnings.size(), 1u);
+    EXPECT_EQ(result.warnings[0].text, "no text is drawn on pages 1-2, 4 of " + Path("drawn.pdf"));
+}
+
 TEST_F(PdfConversionTest, SaysThatADocumentWasChangedMeanwhile)
 {
     const QString document = Sample("in.pdf", 2);

@@ -2,7 +2,6 @@
 
 #include "PageFanOut.h"
 #include "PlannedResult.h"
-#include "TextReport.h"
 
 namespace Korvel::PDF::Converter {
 
@@ -16,8 +15,6 @@ public:
 
     /** A page has failed while others have not. */
     virtual void PageFailed(const PageFanOut::PageFailure&) {}
-
-    virtual void Reported(const TextReport& report) = 0;
 
     /**
      * Chooses another path for a result, as something is at the one that it has.

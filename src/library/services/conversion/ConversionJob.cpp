@@ -5,29 +5,14 @@
 #include "CopiedDocuments.h"
 #include "LocalFileSystem.h"
 #include "OpenedDocument.h"
+#include "PageNumbers.h"
 #include "PreparedCopy.h"
 #include "ToText.h"
 #include "WorkerPool.h"
 
 #include <utility>
 
-#include <QStringList>
-
 namespace Korvel::PDF::Converter {
-
-namespace {
-
-/** "page 3", or "pages 1, 2, 7". */
-QString Listed(const std::vector<int>& pages)
-{
-    QStringList numbers;
-    for (const int page : pages)
-        numbers.append(QString::number(page));
-    return (pages.size() == 1 ? QStringLiteral("page ") : QStringLiteral("pages ")) +
-           numbers.join(QStringLiteral(", "));
-}
-
-} // namespace
 
 ConversionJob::ConversionJob(ConversionRequest request,
                              std::shared_ptr<ConversionListener> listener)
@@ -122,16 +107,18 @@ void ConversionJob::Warn(ConversionResult::Warning warning, const QString& text)
     listener->Warned(result.warnings.back());
 }
 
-void ConversionJob::Reported(const TextReport& report)
+/** Warns of pages whose text is missing, or is none, once for all of them. */
+void ConversionJob::TellTextReport()
 {
+    const TextReport& report = chain->Report();
     const QString of = QStringLiteral(" of ") + request.document;
     if (!report.withoutText.empty())
         Warn(ConversionResult::Warning::NoText,
-             QStringLiteral("no text is drawn on ") + Listed(report.withoutText) + of);
+             QStringLiteral("no text is drawn on ") + NamedPages(report.withoutText) + of);
     if (!report.unmapped.empty())
         Warn(ConversionResult::Warning::UnmappedText,
              QStringLiteral("fonts do not say which characters they draw on ") +
-                 Listed(report.unmapped) + of);
+                 NamedPages(report.unmapped) + of);
 }
 
 bool ConversionJob::CancelChain()
@@ -142,6 +129,7 @@ bool ConversionJob::CancelChain()
 
 void ConversionJob::Ended()
 {
+    TellTextReport();
     try {
         RequireSource();
         if (chain->Error())

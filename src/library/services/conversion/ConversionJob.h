@@ -51,12 +51,12 @@ private:
     DocumentChain::Task MakeTask() const;
     void Progressed(double part) override;
     void PageFailed(const PageFanOut::PageFailure& failure) override;
-    void Reported(const TextReport& report) override;
     bool PlanAnew(PlannedResult& planned) override;
     void Placed(const PlannedResult& made) override;
     void Refused(const PlannedResult& planned, Refusal refusal, const QString& text) override;
     void Ended() override;
     void Warn(ConversionResult::Warning warning, const QString& text);
+    void TellTextReport();
     void ChainFailed(AbstractConverter::ErrorType error);
     void RequireSource() const;
     void RequireResults() const;

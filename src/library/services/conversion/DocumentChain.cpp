@@ -83,7 +83,7 @@ void DocumentChain::AddTellers(Task& task)
         task.options["picture_made"] = WorkerConverter::OnPicture(
             [this](int page, const PagePicture& picture) { placed->Keep(page, picture); });
     task.options["text_report"] =
-        OnTextReport([this](const TextReport& report) { listener.Reported(report); });
+        OnTextReport([this](const TextReport& ofResult) { Gather(ofResult); });
     task.options["why_failed"] =
         std::function<void(const QString&)>([this](const QString& told) { why = told; });
 }
@@ -92,6 +92,15 @@ void DocumentChain::PageFailed(const PageFanOut::PageFailure& failure)
 {
     failures.push_back(failure);
     listener.PageFailed(failure);
+}
+
+void DocumentChain::Gather(const TextReport& ofResult)
+{
+    const auto add = [](std::vector<int>& pages, const std::vector<int>& further) {
+        pages.insert(pages.end(), further.begin(), further.end());
+    };
+    add(report.withoutText, ofResult.withoutText);
+    add(report.unmapped, ofResult.unmapped);
 }
 
 bool DocumentChain::HasFailed(int page) const

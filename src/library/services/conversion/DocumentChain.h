@@ -1,6 +1,8 @@
 #pragma once
 
 #include "ChainListener.h"
+#include "DocumentInfo.h"
+#include "TextReport.h"
 
 #include <memory>
 #include <optional>
@@ -17,6 +19,12 @@ namespace Korvel::PDF::Converter {
 
 class ConversionServices;
 class PlacedResults;
+
+/** Whether a chain is to convert a copy of a document, without encryption and damage. */
+inline bool NeedsCopy(const DocumentInfo& document)
+{
+    return document.encrypted || document.repaired;
+}
 
 /**
  * Converts a document through a chain of its own, and gathers what that tells of it:
@@ -68,6 +76,9 @@ public:
     /** What the worker says of that; may be empty. */
     const QString& Why() const { return why; }
 
+    /** What its texts lack, so far. */
+    const TextReport& Report() const { return report; }
+
 private:
     DocumentChain(const DocumentChain&) = delete;
     DocumentChain& operator=(const DocumentChain&) = delete;
@@ -76,6 +87,7 @@ private:
     void AddPages(Task& task) const;
     void AddTellers(Task& task);
     void PageFailed(const PageFanOut::PageFailure& failure);
+    void Gather(const TextReport& ofResult);
     void EndLater();
 
     const std::vector<PlannedResult>& results;
@@ -86,6 +98,7 @@ private:
     std::vector<PageFanOut::PageFailure> failures;
     std::optional<AbstractConverter::ErrorType> error;
     QString why;
+    TextReport report;
     /** Receives the chain's signals; goes first. */
     QObject context;
 };

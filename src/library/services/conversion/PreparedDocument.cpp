@@ -2,6 +2,7 @@
 
 #include "ConversionFailure.h"
 #include "ConversionServices.h"
+#include "DocumentChain.h"
 #include "LocalFileSystem.h"
 #include "OpenedDocument.h"
 #include "PreparedCopy.h"
@@ -110,7 +111,7 @@ PreparedDocument Prepare(const ConversionRequest& request, const std::string& pa
     prepared.warnings = WarningsOf(request.document, *info, services);
     prepared.info = *info;
     Plan(prepared, request, services);
-    if (info->encrypted || info->repaired)
+    if (NeedsCopy(*info))
         prepared.copy = MakeCopy(request.document, handle, services);
     return prepared;
 }
