@@ -211,29 +211,45 @@ std::vector<std::pair<TextWord, bool>> WordsOfRuns(const RunLine& line, bool isL
     for (std::size_t i = 0; i < line.runs.size(); ++i) {
         const Run& run = *line.runs[i];
         const bool isTurned = isLeftwards && run.isPunctuation && !IsWithinRightwards(line, i);
+        std::vector<TextWord> ofRun = run.words;
+        if (isTurned)
+            std::reverse(ofRun.begin(), ofRun.end());
         const std::size_t first = words.size();
-        for (const TextWord& word : run.words) {
-            words.emplace_back(word, words.size() == first);
+        for (TextWord& word : ofRun) {
             if (isTurned && word.text.size() > 1)
-                TurnAround(words.back().first);
+                TurnAround(word);
+            words.emplace_back(std::move(word), words.size() == first);
         }
     }
     return words;
 }
 
+/** Whether it may be two numbers, or infinity, and the bracket behind them. */
+bool IsInterval(const QString& text)
+{
+    const auto isParting = [](QChar one) {
+        return one == QLatin1Char(',') || one == QLatin1Char(';');
+    };
+    return std::any_of(text.begin(), text.end(), isParting) &&
+           std::none_of(text.begin(), text.end(), [](QChar one) { return one.isLetter(); });
+}
+
 /**
  * Engines tell a bracket beside what is written rightwards as it looks, which is the other way
  * round in a line from right to left: there, two that open are one pair, and so are two that close
- * unless the first one ends a word, as one behind a number does.
+ * unless the first one ends a word, as one behind a number does. Two square ones that close around
+ * an interval of numbers are those of one without its ends, which the second one is to open.
  */
 void PairBrackets(std::vector<std::pair<TextWord, bool>>& words)
 {
     QString open;
     QChar* unopened = nullptr;
+    QString behindUnopened;
     for (std::size_t i = 0; i < words.size(); ++i) {
         TextWord& word = words[i].first;
         const bool goesOn = i > 0 && words[i].second && IsRestOf(words[i - 1].first, word, true);
         for (QChar& one : word.text) {
+            behindUnopened += one;
             if (one.category() == QChar::Punctuation_Open) {
                 if (!open.isEmpty() && open.back() == one)
                     one = one.mirroredChar();
@@ -245,10 +261,12 @@ void PairBrackets(std::vector<std::pair<TextWord, bool>>& words)
             if (!open.isEmpty() && open.back() == one.mirroredChar()) {
                 open.chop(1);
             } else if (unopened && *unopened == one) {
-                *unopened = one.mirroredChar();
+                const bool isOutwards = one == QLatin1Char(']') && IsInterval(behindUnopened);
+                (isOutwards ? one : *unopened) = one.mirroredChar();
                 unopened = nullptr;
             } else if (&one == word.text.begin() && !goesOn) {
                 unopened = &one;
+                behindUnopened.clear();
             }
         }
     }

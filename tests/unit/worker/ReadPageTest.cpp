@@ -579,6 +579,32 @@ TEST_F(ReadPageTest, BracketsBehindNumbersCloseInLinesFromTheRight)
     EXPECT_EQ(Plain(), "1) \u05d0\u05d1 1) \u05d0\u05d1\n");
 }
 
+TEST_F(ReadPageTest, IntervalsThatOpenOutwardsDoSoInLinesFromTheRight)
+{
+    for (const int place : {0, 1, 2})
+        Put(0x5d0 + char32_t(place), 195 - 5 * place, 100);
+    Put(']', 170, 100); // as it is read, behind a word
+    Put(0x221e, 162, 100, em * 0.8);
+    Put('+', 154, 100, em * 0.8);
+    Put(';', 150, 100, em * 0.4);
+    Put('0', 145, 100);
+    Put(']', 140, 100); // as it is drawn, behind a number
+    for (const int place : {0, 1})
+        Put(0x5d3 + char32_t(place), 130 - 5 * place, 100);
+    EXPECT_EQ(Plain(), "\u05d0\u05d1\u05d2 ]\u221e+;0[ \u05d3\u05d4\n");
+}
+
+TEST_F(ReadPageTest, PunctuationThatIsDrawnFromTheLeftIsReadFromTheRight)
+{
+    for (const int place : {0, 1, 2})
+        Put(0x5d0 + char32_t(place), 195 - 5 * place, 100);
+    Put('(', 175, 100);
+    Put('1', 170, 100);
+    Put(':', 157, 100);
+    Put('(', 165, 100);
+    EXPECT_EQ(Plain(), "\u05d0\u05d1\u05d2 (1) :\n");
+}
+
 TEST_F(ReadPageTest, AddressesInLinesFromTheRightStayAsTheyAre)
 {
     const auto putHebrew = [this](double right) {
