@@ -185,6 +185,8 @@ TEST_F(PdfImageProviderTest, LetsTheSceneGoWhilePagesAreDrawn)
     WaitFor("statusOfFirst", ready);
     EXPECT_EQ(ColorOfPatch(0).rgb(), SampleColour(2).rgb());
     EXPECT_TRUE(QTest::qWaitFor([] { return PicturesHeld() == 1; }, patience)) << PicturesHeld();
+    view.setSource(QUrl());
+    EXPECT_TRUE(QTest::qWaitFor([] { return PicturesHeld() == 0; }, patience)) << PicturesHeld();
 }
 
 } // namespace
