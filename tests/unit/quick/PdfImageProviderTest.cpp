@@ -115,7 +115,7 @@ protected:
     {
         QFile maps(QStringLiteral("/proc/self/maps"));
         EXPECT_TRUE(maps.open(QFile::ReadOnly));
-        return maps.readAll().count("/memfd:page of a PDF");
+        return int(maps.readAll().count("/memfd:page of a PDF"));
     }
 
     QTemporaryDir folder;
