@@ -123,6 +123,8 @@ bool BeginsParagraph(const Region& region, std::size_t index, std::optional<Pitc
     const double pitch = PitchOf(before, line);
     if (pitch <= 0)
         return true; // it goes on in another cell
+    if (IsLimit(before, line) || IsLimit(line, before))
+        return false;
     const double usual = usualPitch ? usualPitch->Of(em) : 1.5 * em;
     return pitch > std::max(widerThanUsual * usual, usual + 0.25 * em) ||
            !HaveOneSize(before, line) || IsIndented(region, index);

@@ -403,6 +403,32 @@ private:
     std::vector<double> lowest;
 };
 
+/** Whether the run goes on with the line, when limits of either's signs have been drawn between. */
+bool GoesOnBehindLimits(const RunLine& line, const RunLine& limits, const Run& run)
+{
+    if (!IsOfRow(line, run) || GoesBack(line, run))
+        return false;
+    RunLine next;
+    Append(next, run);
+    return IsLimit(limits, line) || IsLimit(limits, next);
+}
+
+/** The line that the run goes on with, those of limits in their places; null for none. */
+RunLine* FindLine(Region& lines, const Run& run)
+{
+    if (!lines.empty() && IsOfRow(lines.back(), run))
+        return &lines.back();
+    if (lines.size() < 2)
+        return nullptr;
+    RunLine& line = *(lines.end() - 2);
+    if (!GoesOnBehindLimits(line, lines.back(), run))
+        return nullptr;
+    if (lines.back().baseline > line.baseline)
+        return &line;
+    std::swap(line, lines.back());
+    return &lines.back();
+}
+
 /** The lines as they are drawn; none where that goes up or back. */
 Region AsDrawn(const Runs& runs)
 {
@@ -417,11 +443,12 @@ Region AsDrawn(const Runs& runs)
     for (const Run* const run : runs) {
         if (skyline.IsBelowThatOf(*run))
             return {};
-        if (lines.empty() || !IsOfRow(lines.back(), *run))
-            lines.emplace_back();
-        else if (GoesBack(lines.back(), *run))
+        RunLine* line = FindLine(lines, *run);
+        if (!line)
+            line = &lines.emplace_back();
+        else if (GoesBack(*line, *run))
             return {};
-        Append(lines.back(), *run);
+        Append(*line, *run);
     }
     return lines;
 }
@@ -499,7 +526,38 @@ void Cutter::AddRegion(const Runs& runs)
     regions.push_back(std::move(lines));
 }
 
+/** Whether it is a sign, or the name of a function, that has limits above and below it. */
+bool HasLimits(const QString& text)
+{
+    const auto isSign = [](QChar one) {
+        return (one >= QChar(0x220f) && one <= QChar(0x2211)) || // products and sums
+               (one >= QChar(0x222b) && one <= QChar(0x2233)) || // integrals
+               (one >= QChar(0x22c0) && one <= QChar(0x22c3));   // unions and intersections
+    };
+    const QLatin1String names[] = {QLatin1String("lim"), QLatin1String("max"), QLatin1String("min"),
+                                   QLatin1String("sup"), QLatin1String("inf")};
+    return std::any_of(text.begin(), text.end(), isSign) ||
+           std::find(std::begin(names), std::end(names), text) != std::end(names);
+}
+
 } // namespace
+
+bool IsLimit(const RunLine& limit, const RunLine& line)
+{
+    constexpr double largest = 0.85; // all in ems of the line
+    constexpr double farthest = 1.6;
+    const double place = limit.box.center().x();
+    const double beside = 0.25 * line.em;
+    const auto isAtSign = [&](const TextWord& word) {
+        return place > word.box.left() - beside && place < word.box.right() + beside &&
+               HasLimits(word.text);
+    };
+    return limit.em <= largest * line.em &&
+           std::abs(limit.baseline - line.baseline) <= farthest * line.em &&
+           std::any_of(line.runs.begin(), line.runs.end(), [&](const Run* run) {
+               return std::any_of(run->words.begin(), run->words.end(), isAtSign);
+           });
+}
 
 std::vector<Region> InReadingOrder(const std::vector<Run>& runs)
 {

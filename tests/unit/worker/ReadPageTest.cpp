@@ -430,6 +430,22 @@ TEST_F(ReadPageTest, LinesWithMoreWordsOfAnotherSizeDoNotEndAParagraph)
     EXPECT_EQ(Plain(), "a line of large words\nsome small small small\nand large ones again\n");
 }
 
+TEST_F(ReadPageTest, LimitsOfASumStandAboveAndBelowItWithoutEmptyLines)
+{
+    PutLine("The sum of all that", 50, 70);
+    PutLine("there is, which is", 50, 82);
+    PutLine("S =", 80, 112);
+    Put('n', 101, 100, 3, 6);
+    Put(0x2211, 100, 112, em * 0.8);
+    for (const int place : {0, 1, 2})
+        Put(U"i=1"[place], 99 + 3 * place, 124, 3, 6);
+    Put('x', 112, 112);
+    PutLine("(1)", 250, 112);
+    PutLine("grows with each one", 50, 154);
+    EXPECT_EQ(Plain(), "The sum of all that\nthere is, which is\n\nn\nS = \u2211 x (1)\ni=1\n\n"
+                       "grows with each one\n");
+}
+
 TEST_F(ReadPageTest, TwoLinesThatAreDrawnForthAndBackAreNoColumns)
 {
     PutLine("A line that is as long as all of them are", 50, 100);
