@@ -1,11 +1,16 @@
-// In a worker's place: answers a request to open with the first line of a file, and further ones
-// with the next lines, whatever they are. A "#" in them becomes the request's number. Ends where
-// there are no more, or where the last one has no line feed.
+// In a worker's place: answers a request to open with the first line of the file "answers" in the
+// folder that it is given, and further ones with the next lines, whatever they are. A "#" in them
+// becomes the request's number. Ends where there are no more, or where the last one has no line
+// feed.
 
-#include <cstdlib>
+#include "ForkServer.h"
+
 #include <fstream>
 #include <iostream>
 #include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -25,13 +30,20 @@ std::string Numbered(const std::string& answer, const std::string& number)
 
 } // namespace
 
-int main()
+int main(int argc, char** argv)
 {
+    std::string file;
+    for (int i = 1; i + 1 < argc; ++i) {
+        if (argv[i] == std::string("--folder"))
+            file = argv[i + 1] + std::string("/answers");
+    }
+    const int orders = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    ::dup2(Korvel::Worker::ForkForEachDocument(orders), STDOUT_FILENO);
     std::ifstream answers;
     std::string answer;
     for (std::string request; std::getline(std::cin, request);) {
         if (request.find("\"op\":\"open\"") != std::string::npos)
-            answers = std::ifstream(std::getenv("FUZZ_ANSWERS"));
+            answers = std::ifstream(file);
         if (!std::getline(answers, answer))
             return 0;
         std::cout << Numbered(answer, NumberOf(request));

@@ -15,10 +15,17 @@ namespace {
 
 constexpr std::chrono::seconds deadline{10};
 
-std::string& AnswersFile()
+std::string& Folder()
 {
-    static std::string file;
-    return file;
+    static std::string folder;
+    return folder;
+}
+
+PDF::WorkerSettings Settings()
+{
+    PDF::WorkerSettings settings{ANSWERING_WORKER, deadline};
+    settings.folder = QString::fromStdString(Folder());
+    return settings;
 }
 
 const ioPath file(std::string("/document.pdf"));
@@ -51,15 +58,14 @@ void OpenSaveAndClose(PDF::WorkerPdfProvider& provider)
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 {
     static QCoreApplication application(*argc, *argv);
-    AnswersFile() = Fuzz::MakeTempFolder() + "/answers";
-    ::setenv("FUZZ_ANSWERS", AnswersFile().c_str(), 1);
+    Folder() = Fuzz::MakeTempFolder();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    std::ofstream(AnswersFile(), std::ios::trunc) << Fuzz::Text(data, size);
-    static PDF::WorkerPdfProvider provider({ANSWERING_WORKER, deadline});
+    std::ofstream(Folder() + "/answers", std::ios::trunc) << Fuzz::Text(data, size);
+    static PDF::WorkerPdfProvider provider(Settings());
     OpenSaveAndClose(provider);
     return 0;
 }

@@ -236,9 +236,10 @@ def worker_requests(bench, document):
 
 def copiers(bench, document):
     """The worker is told where its copy goes before a run has its folder, so that it is moved there."""
-    worker = Command(["sh", "-c", '"$1" --folder "$2" < "$3" && mv "$2/copy.pdf" .', "sh",
+    worker = Command(["sh", "-c", 'python3 "$4" "$1" --folder "$2" < "$3" && mv "$2/copy.pdf" .', "sh",
                       bench.programs / "bin/pdfconvert-worker", bench.folder,
-                      worker_requests(bench, document)])
+                      worker_requests(bench, document),
+                      pathlib.Path(__file__).with_name("ask_worker.py")])
     return {COMMAND: [bench.pdfconvert(document, "-o", "copy.pdf")], WORKER: [worker],
             QPDF: [Command(["qpdf", f"--password={PASSWORD}", "--decrypt", document, "copy.pdf"])]}
 

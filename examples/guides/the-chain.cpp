@@ -28,14 +28,15 @@ std::shared_ptr<AbstractConverter> MakeChain(const std::shared_ptr<SessionFolder
     settings.folder = QString::fromStdString(session->Path());
 
     const int processes = QThread::idealThreadCount();
-    const auto pool = std::make_shared<WorkerPool>(settings, processes);
+    const auto server = std::make_shared<WorkerServer>(settings); // one program for both
+    const auto pool = std::make_shared<WorkerPool>(server, processes);
     const auto makeChain = [names, pool, files] {
         return std::make_shared<TempFileWrapper>(names, std::make_shared<WorkerConverter>(pool),
                                                  files);
     };
     return std::make_shared<UnencryptDocWrapper>(
         names, std::make_shared<PageFanOut>(makeChain, processes),
-        std::make_shared<WorkerPdfProvider>(settings), files);
+        std::make_shared<WorkerPdfProvider>(server), files);
 }
 //! [stack]
 

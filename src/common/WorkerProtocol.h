@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 
 #include <QJsonObject>
@@ -20,8 +21,20 @@ inline constexpr char folder[] = "--folder";
 inline constexpr char requireSandbox[] = "--require-sandbox";
 inline constexpr char engine[] = "--engine";
 inline constexpr char pdfium[] = "--pdfium";
-inline constexpr char memoryChannel[] = "--memory-channel";
 } // namespace Argument
+
+/** The descriptors of a worker that is ordered, in the order in which they are sent. */
+namespace Given {
+/** A stream socket: requests come over it, and answers go. */
+inline constexpr std::size_t lines = 0;
+/** Its standard error. */
+inline constexpr std::size_t complaints = 1;
+/** A socket that keeps messages apart, over which memory for pictures comes. */
+inline constexpr std::size_t memory = 2;
+/** Another one, which tells how it has ended, and by whose end it is ended. */
+inline constexpr std::size_t control = 3;
+inline constexpr std::size_t count = 4;
+} // namespace Given
 
 /** The members of requests and answers. */
 namespace Key {
@@ -55,7 +68,6 @@ inline constexpr char reason[] = "reason";
 inline constexpr char message[] = "message";
 inline constexpr char engine[] = "engine";
 inline constexpr char failed[] = "failed";
-inline constexpr char released[] = "released";
 inline constexpr char worn[] = "worn";
 inline constexpr char withoutText[] = "withoutText";
 inline constexpr char unmapped[] = "unmapped";

@@ -4,9 +4,6 @@
 
 #include <QJsonDocument>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 namespace Korvel::Worker {
 
 namespace {
@@ -14,15 +11,6 @@ namespace {
 constexpr std::size_t longestLine = std::size_t(16) << 20;
 
 } // namespace
-
-std::FILE* TakeStandardOutput()
-{
-    const int channel = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    if (fcntl(STDERR_FILENO, F_GETFD) < 0)
-        dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
-    dup2(STDERR_FILENO, STDOUT_FILENO);
-    return channel < 0 ? nullptr : fdopen(channel, "w");
-}
 
 bool ReadLine(std::string& line)
 {

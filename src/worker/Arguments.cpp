@@ -8,7 +8,6 @@
 #include <QByteArray>
 
 #include <getopt.h>
-#include <unistd.h>
 
 namespace Korvel::Worker {
 
@@ -18,8 +17,7 @@ namespace Argument = WorkerProtocol::Argument;
 
 constexpr char usage[] = "usage: pdfconvert-worker [--memory-limit MIB] [--time-limit SECONDS] "
                          "[--file-limit MIB] [--folder DIR] [--require-sandbox] "
-                         "[--engine auto|pdfium|qt] [--pdfium FILE] [--memory-channel N] "
-                         "[--version]\n";
+                         "[--engine auto|pdfium|qt] [--pdfium FILE] [--version]\n";
 
 /** The name as getopt_long wants it, without the dashes. */
 constexpr option WithValue(const char* name)
@@ -34,7 +32,6 @@ constexpr option options[] = {WithValue(Argument::memoryLimit),
                               option{Argument::requireSandbox + 2, no_argument, nullptr, 's'},
                               WithValue(Argument::engine),
                               WithValue(Argument::pdfium),
-                              WithValue(Argument::memoryChannel),
                               option{"version", no_argument, nullptr, 'V'},
                               option{}};
 
@@ -72,8 +69,6 @@ bool SetOption(Arguments& arguments, std::string_view name, const char* value)
         return Set(settings.timeLimit, value, 1);
     if (name == Argument::fileLimit)
         return Set(settings.fileLimit, value, 0);
-    if (name == Argument::memoryChannel)
-        return Set(settings.memoryChannel, value, STDERR_FILENO + 1);
     return name == Argument::folder && Set(settings.folder, value);
 }
 

@@ -3,24 +3,24 @@
 namespace Korvel::Worker {
 
 /**
- * Returns in a child of this process, which looks at one document and starts with everything that
- * this process has made ready. In whatever way the child ends, this process ends alike. So the call
- * never returns in this process itself, and there is never more than one child.
+ * Returns in children of this process, each of which looks at one document and starts with
+ * everything that this process has made ready. In this process itself the call does not return.
  *
- * SIGRTMIN, if this process's parent has queued it, ends the child, as the document is done with;
- * the call returns in a new one. A document may have taken the child over, so it is not asked. Once
- * it is gone a line {"released":N} is written to `answers`, where N is the number that was queued
- * with the signal, which no child knows. Of a real-time signal none is lost, whoever has sent it
- * before.
+ * Children are ordered over `orders`, a socket that keeps messages apart, by the descriptors that
+ * each is to have (WorkerProtocol::Given). Over its control socket, which stays in this process,
+ * the asker is sent how a child has ended, as waitpid tells it, once the child is gone. To end one
+ * he shuts his end down or closes it: a child that a document has taken over is not asked, and can
+ * say nothing in the name of this process. When `orders` is closed, or the process that has started
+ * this one is gone, all children are ended, and this process behind them. Should it be killed, so
+ * are they.
  *
- * SIGTERM, if it comes from the parent, ends the child and then this process, so that nothing is at
- * work any more once this process is gone. A child that outlives it, as it was killed, is killed at
- * once.
- *
- * Both signals are ignored when others send them.
+ * In a child the three standard streams are its own, the socket of its lines being its standard
+ * input, and `orders` is the number of the socket that memory comes over.
  *
  * The process has a single thread when it calls this.
+ *
+ * @return the descriptor that answers are written to
  */
-void ForkForEachDocument(int answers);
+int ForkForEachDocument(int orders);
 
 } // namespace Korvel::Worker

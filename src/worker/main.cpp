@@ -11,7 +11,6 @@
 #include "Sanitizers.h"
 #include "WarmUp.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <iostream>
@@ -25,6 +24,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -42,12 +42,23 @@ void CheckDescriptors()
         EndAsNotStarted("too few files may be open at once");
 }
 
-/** Closes whatever whoever started it had open, but the standard streams and this one. */
-void CloseAllBut(int channel)
+/** Closes whatever whoever started it had open, and has the standard streams be open. */
+void KeepStandardStreams()
 {
-    for (int number = STDERR_FILENO + 1; number < channel; ++number)
-        ::close(number);
-    ::closefrom(std::max(STDERR_FILENO, channel) + 1);
+    ::closefrom(STDERR_FILENO + 1);
+    for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
+        if (::fcntl(number, F_GETFD) < 0)
+            ::open("/dev/null", O_RDWR); // takes the lowest number that is free
+    }
+}
+
+/** Another descriptor for it, as children have a standard input of their own. */
+int TakeStandardInput()
+{
+    const int orders = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (orders < 0)
+        EndAsNotStarted("too few files may be open at once");
+    return orders;
 }
 
 /** Whether the limit of processes, which is none for root, leaves another one to be had. */
@@ -117,19 +128,16 @@ int main(int argc, char** argv)
     const auto arguments = ParseArguments(argc, argv);
     if (!arguments)
         return 2;
-    CloseAllBut(arguments->settings.memoryChannel);
+    KeepStandardStreams();
     CheckDescriptors();
     StartEngine(arguments->engine, argv);
-    // The channel is taken before files are opened: a missing descriptor would become that of a
-    // file.
-    std::FILE* const answers = arguments->wantsVersion ? stdout : TakeStandardOutput();
-    if (!answers)
-        return 1;
     Korvel::NameFilesInUtf8();
     QCoreApplication application(argc, argv);
     std::ios::sync_with_stdio(false);
     SandboxSettings settings = arguments->settings;
     settings.hasThreadOfPool = UsesThreadOfPool();
+    if (!arguments->wantsVersion)
+        settings.memoryChannel = TakeStandardInput();
     Sandbox sandbox(settings);
 
     try {
@@ -137,11 +145,13 @@ int main(int argc, char** argv)
             return PrintVersion(sandbox);
         WarmUp();
         EndWhereSourceIsShortened();
-        ForkForEachDocument(::fileno(answers));
+        std::FILE* const answers = ::fdopen(ForkForEachDocument(settings.memoryChannel), "w");
+        if (!answers)
+            EndAsNotStarted("there is no memory to answer from");
         sandbox.SetLimits();
         RequestHandler requests(
             [&sandbox](const std::vector<std::string>& files) { sandbox.Enter(files); },
-            LargestFile(arguments->settings), arguments->settings.memoryChannel);
+            LargestFile(settings), settings.memoryChannel);
         const int code = AnswerAll(requests, answers, sandbox);
         // The end of the process gives the document's memory back most quickly.
         if (!IS_SANITIZED)

@@ -66,6 +66,11 @@ const std::map<long, Form>& Forms()
         {SYS_mmap, {"mmap", {4}, {}}},
         {SYS_close, {"close", {0}, {}}},
         {SYS_pipe2, {"pipe2 pipe:", {}, {}}},
+        {SYS_socketpair, {"socketpair socket:", {}, {}}},
+        {SYS_recvfrom, {"recvfrom", {0}, {}}},
+        {SYS_recvmsg, {"recvmsg", {0}, {}}},
+        {SYS_sendto, {"sendto", {0}, {}}},
+        {SYS_sendmsg, {"sendmsg", {0}, {}}},
         {SYS_inotify_init1, {"inotify_init1", {}, {}}},
     };
     return forms;

@@ -23,8 +23,8 @@ using testing::HasSubstr;
 using testing::IsSubsetOf;
 
 /**
- * Lets a call of a conversion fail that is about the user's files or a worker's pipe, in one of
- * its processes; in the next run, another one.
+ * Lets a call of a conversion fail that is about the user's files or what processes talk over, in
+ * one of its processes; in the next run, another one.
  */
 class ProgramFaultTest : public TracedProgramTest
 {

@@ -83,7 +83,7 @@ bool TracedProgramTest::Concerns(const std::string& call) const
     if (PDF::Test::isSanitized && call.find("pipe:") != std::string::npos)
         return false;
     return call.find(" " + Path("").toStdString()) != std::string::npos ||
-           call.find(" pipe:") != std::string::npos;
+           call.find(" pipe:") != std::string::npos || call.find(" socket:") != std::string::npos;
 }
 
 void TracedProgramTest::ExpectSourceIntact() const

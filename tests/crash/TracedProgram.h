@@ -34,7 +34,7 @@ protected:
      */
     static int VerdictOfPlain(const Call& call);
 
-    /** Whether a call is about a file in the folder or a pipe. */
+    /** Whether a call is about a file in the folder, a pipe or a socket. */
     bool Concerns(const std::string& call) const;
 
     /** That the document is as it was. */

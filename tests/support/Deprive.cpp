@@ -2,8 +2,8 @@
 //
 //     Deprive MEASURE=ERROR[,MEASURE=ERROR ...] PROGRAM ARGUMENT ...
 //
-// What each measure asks of the system is answered with the error: ENOSYS, EOPNOTSUPP, EPERM or
-// EINVAL.
+// What each measure asks of the system is answered with the error: ENOSYS, EOPNOTSUPP, EPERM,
+// EINVAL or EAGAIN.
 
 #include <cerrno>
 #include <cstdio>
@@ -44,6 +44,7 @@ const std::map<std::string, std::vector<Call>>& Measures()
         {"core", {ProcessControl(PR_SET_DUMPABLE), ProcessControl(PR_GET_DUMPABLE)}},
         {"core-limit", {Limit(RLIMIT_CORE)}},
         {"death", {ProcessControl(PR_SET_PDEATHSIG)}},
+        {"fork", {{SCMP_SYS(clone), {}}, {SCMP_SYS(clone3), {}}, {SCMP_SYS(fork), {}}}},
         {"memory", {Limit(RLIMIT_AS)}},
         {"time", {Limit(RLIMIT_CPU)}},
         {"file-size", {Limit(RLIMIT_FSIZE)}},
@@ -60,8 +61,11 @@ const std::map<std::string, std::vector<Call>>& Measures()
 
 const std::map<std::string, int>& Errors()
 {
-    static const std::map<std::string, int> errors{
-        {"ENOSYS", ENOSYS}, {"EOPNOTSUPP", EOPNOTSUPP}, {"EPERM", EPERM}, {"EINVAL", EINVAL}};
+    static const std::map<std::string, int> errors{{"ENOSYS", ENOSYS},
+                                                   {"EOPNOTSUPP", EOPNOTSUPP},
+                                                   {"EPERM", EPERM},
+                                                   {"EINVAL", EINVAL},
+                                                   {"EAGAIN", EAGAIN}};
     return errors;
 }
 

@@ -1,11 +1,17 @@
 #include "WorkerClient.h"
 
-#include <csignal>
+#include "SendDescriptors.h"
+
+#include <array>
 
 #include <QFile>
 #include <QJsonDocument>
 #include <QRegularExpression>
 
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Korvel::Worker {
@@ -13,7 +19,6 @@ namespace Korvel::Worker {
 namespace {
 
 constexpr int patience = 60'000;
-constexpr int releaseNumber = 4711;
 
 bool HasPdfium()
 {
@@ -21,6 +26,16 @@ bool HasPdfium()
     worker.start(QStringLiteral(WORKER), {QStringLiteral("--version")});
     worker.waitForFinished();
     return worker.readAllStandardOutput().contains("\nengine: PDFium");
+}
+
+/** Two sockets, of which programs inherit neither; the first one waits a while at most. */
+std::array<int, 2> MakeSockets(int type)
+{
+    std::array<int, 2> numbers = {-1, -1};
+    ::socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, numbers.data());
+    const timeval longest = {patience / 1000, 0};
+    ::setsockopt(numbers[0], SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest);
+    return numbers;
 }
 
 } // namespace
@@ -44,29 +59,65 @@ WorkerClient::WorkerClient(const QString& preparation) : preparation(preparation
 
 void WorkerClient::Start()
 {
+    const std::array<int, 2> numbers = MakeSockets(SOCK_SEQPACKET);
+    orders = std::make_unique<PDF::FileDescriptor>(numbers[0]);
+    const PDF::FileDescriptor theirs(numbers[1]);
+    const PDF::FileDescriptor input(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    ::dup2(theirs.Number(), STDIN_FILENO);
+    process.setInputChannelMode(QProcess::ForwardedInputChannel);
     process.start(
         QStringLiteral("/bin/sh"),
         {QStringLiteral("-c"),
          preparation + QStringLiteral("; exec \"$0\" --engine %1 \"$@\"").arg(EngineUnderTest()),
          QStringLiteral(WORKER)});
     process.waitForStarted();
+    ::dup2(input.Number(), STDIN_FILENO);
+    Order();
+}
+
+void WorkerClient::Order()
+{
+    const std::array<int, 2> lines = MakeSockets(SOCK_STREAM);
+    const std::array<int, 2> complaints = MakeSockets(SOCK_STREAM);
+    const std::array<int, 2> memory = MakeSockets(SOCK_SEQPACKET);
+    const std::array<int, 2> control = MakeSockets(SOCK_SEQPACKET);
+    const std::vector<int> given{lines[1], complaints[1], memory[1], control[1]};
+    SendDescriptors(orders->Number(), 0, given);
+    for (const int number : given)
+        ::close(number);
+    received.clear();
+    ends.reset(new Ends{PDF::FileDescriptor(lines[0]), PDF::FileDescriptor(complaints[0]),
+                        PDF::FileDescriptor(memory[0]), PDF::FileDescriptor(control[0])});
 }
 
 WorkerClient::~WorkerClient()
 {
     Finish();
+    Close();
 }
 
 void WorkerClient::Restart()
 {
     Finish();
+    Close();
     Start();
+}
+
+void WorkerClient::Renew()
+{
+    Terminate();
+    Order();
 }
 
 void WorkerClient::Send(const QByteArray& line)
 {
-    process.write(line + '\n');
-    while (process.bytesToWrite() > 0 && process.waitForBytesWritten(patience)) {
+    const QByteArray text = line + '\n';
+    for (int sent = 0; sent < text.size();) {
+        const ssize_t size = ::send(ends->lines.Number(), text.constData() + sent,
+                                    std::size_t(text.size() - sent), MSG_NOSIGNAL);
+        if (size < 0)
+            break;
+        sent += int(size);
     }
 }
 
@@ -75,11 +126,23 @@ void WorkerClient::Send(const QJsonObject& request)
     Send(QJsonDocument(request).toJson(QJsonDocument::Compact));
 }
 
+QByteArray WorkerClient::NextLine()
+{
+    char bytes[65536];
+    while (!received.contains('\n')) {
+        const ssize_t size = ::recv(ends->lines.Number(), bytes, sizeof bytes, 0);
+        if (size <= 0)
+            break;
+        received.append(bytes, int(size));
+    }
+    const QByteArray line = received.left(received.indexOf('\n') + 1);
+    received.remove(0, line.size());
+    return line;
+}
+
 QJsonObject WorkerClient::Receive()
 {
-    while (!process.canReadLine() && process.waitForReadyRead(patience)) {
-    }
-    return QJsonDocument::fromJson(process.readLine()).object();
+    return QJsonDocument::fromJson(NextLine()).object();
 }
 
 QJsonObject WorkerClient::Ask(const QJsonObject& request)
@@ -88,40 +151,41 @@ QJsonObject WorkerClient::Ask(const QJsonObject& request)
     return Receive();
 }
 
-void WorkerClient::SendRelease()
+/** How the worker has ended, or its program. */
+int WorkerClient::WaitForEnd()
 {
-    sigval value = {};
-    value.sival_int = releaseNumber;
-    ::sigqueue(pid_t(process.processId()), SIGRTMIN, value);
-}
-
-bool WorkerClient::ReceiveRelease()
-{
-    while (process.canReadLine() || process.waitForReadyRead(patience)) {
-        if (Receive()["released"].toInt() == releaseNumber)
-            return true;
-    }
-    return false;
-}
-
-bool WorkerClient::Release()
-{
-    SendRelease();
-    return ReceiveRelease();
+    int status = 0;
+    if (::recv(ends->control.Number(), &status, sizeof status, MSG_PEEK) == sizeof status)
+        return status;
+    if (process.state() != QProcess::NotRunning && !process.waitForFinished(patience))
+        process.kill();
+    return process.exitStatus() == QProcess::NormalExit ? W_EXITCODE(process.exitCode(), 0)
+                                                        : process.exitCode();
 }
 
 int WorkerClient::Finish()
 {
-    process.closeWriteChannel();
-    if (process.state() != QProcess::NotRunning && !process.waitForFinished(patience))
-        process.kill();
+    ::shutdown(ends->lines.Number(), SHUT_WR);
+    const int status = WaitForEnd();
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int WorkerClient::Terminate()
+{
+    ::shutdown(ends->control.Number(), SHUT_WR);
+    return WaitForEnd();
+}
+
+int WorkerClient::Close()
+{
+    orders.reset();
+    process.waitForFinished(patience);
     return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
 }
 
-void WorkerClient::Terminate()
+void WorkerClient::StopListening()
 {
-    process.terminate();
-    process.waitForFinished(patience);
+    ::shutdown(ends->lines.Number(), SHUT_RD);
 }
 
 void WorkerClient::SignalFromElsewhere(const QString& signal)
@@ -133,7 +197,12 @@ void WorkerClient::SignalFromElsewhere(const QString& signal)
 
 QByteArray WorkerClient::Complaints()
 {
-    return process.readAllStandardError();
+    QByteArray text = process.readAllStandardError();
+    char bytes[65536];
+    for (ssize_t size = 0;
+         (size = ::recv(ends->complaints.Number(), bytes, sizeof bytes, MSG_DONTWAIT)) > 0;)
+        text.append(bytes, int(size));
+    return text;
 }
 
 qint64 WorkerClient::ProcessId() const
@@ -143,6 +212,9 @@ qint64 WorkerClient::ProcessId() const
     while (children.open(QIODevice::ReadOnly)) {
         if (const qint64 child = children.readAll().trimmed().toLongLong())
             return child;
+        int status = 0;
+        if (::recv(ends->control.Number(), &status, sizeof status, MSG_PEEK | MSG_DONTWAIT) >= 0)
+            break;
         children.close(); // not there yet
     }
     return 0;

@@ -1,5 +1,10 @@
 #pragma once
 
+#include "FileDescriptor.h"
+
+#include <memory>
+#include <vector>
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QProcess>
@@ -21,8 +26,8 @@ class WorkerClient
 {
 public:
     /**
-     * @param preparation  what a shell does in the process before it becomes the worker, whose
-     *                     arguments are those of the shell
+     * @param preparation  what a shell does in the process before it becomes the worker's program,
+     *                     whose arguments are those of the shell
      */
     explicit WorkerClient(const QString& preparation = QStringLiteral(":"));
     ~WorkerClient();
@@ -40,18 +45,23 @@ public:
     /** Sends a request and gives its answer. */
     QJsonObject Ask(const QJsonObject& request);
 
-    /** Has it done with its document; false when it has ended. */
-    bool Release();
+    /** Has it ended, if it has not, and its program make a new one in its place. */
+    void Renew();
 
-    /** The same in two steps. */
-    void SendRelease();
-    bool ReceiveRelease();
+    /** Has every answer be impossible from now on. */
+    void StopListening();
 
     /** Ends the worker's input and waits: its exit code, or -1 when a signal ended it. */
     int Finish();
 
-    /** Tells it to end, and waits. */
-    void Terminate();
+    /** Has the worker ended, and waits: how it has, as waitpid tells it. */
+    int Terminate();
+
+    /** Has the program ended by the end of orders, and waits: its exit code. */
+    int Close();
+
+    /** Of the program, which looks at no document. */
+    qint64 ServerId() const { return process.processId(); }
 
     /** Sends a signal, "TERM" for example, to each of its processes from one that is not its
      * parent. */
@@ -60,7 +70,7 @@ public:
     /** What it has written to standard error, for a log. */
     QByteArray Complaints();
 
-    /** Of the process that looks at the document. */
+    /** Of the process that looks at the document; 0 when it has ended. */
     qint64 ProcessId() const;
 
     /** The most memory that it has held so far, in bytes. */
@@ -74,10 +84,24 @@ public:
 
 private:
     void Start();
+    void Order();
+    int WaitForEnd();
+    QByteArray NextLine();
     qint64 Bytes(const char* member) const;
+
+    struct Ends
+    {
+        PDF::FileDescriptor lines;
+        PDF::FileDescriptor complaints;
+        PDF::FileDescriptor memory;
+        PDF::FileDescriptor control;
+    };
 
     const QString preparation;
     QProcess process;
+    std::unique_ptr<PDF::FileDescriptor> orders;
+    std::unique_ptr<Ends> ends;
+    QByteArray received;
 };
 
 } // namespace Korvel::Worker

@@ -38,9 +38,8 @@ void WorkerFixture::TakeUp(const QString& file)
     struct stat status = {};
     ::stat(file.toUtf8().constData(), &status);
     const std::string wanted = std::to_string(status.st_ino) + ' ' + file.toStdString();
-    if (!fileInHand.empty() && fileInHand != wanted &&
-        (worker.ProcessId() == 0 || !worker.Release()))
-        worker.Restart(); // it has ended
+    if (!fileInHand.empty() && fileInHand != wanted)
+        worker.Renew();
     fileInHand = wanted;
 }
 

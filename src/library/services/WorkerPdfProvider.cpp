@@ -112,7 +112,7 @@ struct WorkerPdfProvider::Impl
         }
 
         /** A process for the document, one that is there and has none if possible. */
-        void Engage(qint64 document, const WorkerSettings& ofNewOne)
+        void Engage(qint64 document, const std::shared_ptr<WorkerServer>& ofNewOne)
         {
             std::unique_ptr<WorkerProcess>& worker = byDocument[document];
             if (idle.empty()) {
@@ -159,7 +159,8 @@ struct WorkerPdfProvider::Impl
         std::vector<std::unique_ptr<WorkerProcess>> idle;
     };
 
-    explicit Impl(const WorkerSettings& settings) : settings(settings), workers(new Workers)
+    explicit Impl(const std::shared_ptr<WorkerServer>& server)
+        : server(server), workers(new Workers)
     {
         thread.setObjectName(QStringLiteral("WorkerPdfProvider"));
         workers->moveToThread(&thread);
@@ -192,7 +193,7 @@ struct WorkerPdfProvider::Impl
     {
         Later([this, document, request, receiver = std::move(receiver)] {
             if (!shutDown)
-                workers->Engage(document, settings);
+                workers->Engage(document, server);
             const auto tell = [this, document, receiver,
                                most = MostPages(request)](const QJsonObject& given) {
                 KeepMissing(given[Key::missing].toArray());
@@ -301,7 +302,7 @@ struct WorkerPdfProvider::Impl
         std::string file;
     };
 
-    const WorkerSettings settings;
+    const std::shared_ptr<WorkerServer> server;
     QThread thread;
     /** Deleted on the thread, when the thread ends; null when that could not be started. */
     Workers* workers;
@@ -320,7 +321,15 @@ struct WorkerPdfProvider::Impl
     std::map<std::string, SaveFailure> saveFailures;
 };
 
-WorkerPdfProvider::WorkerPdfProvider(const WorkerSettings& settings) : impl(new Impl(settings)) {}
+WorkerPdfProvider::WorkerPdfProvider(const WorkerSettings& settings)
+    : WorkerPdfProvider(std::make_shared<WorkerServer>(settings))
+{
+}
+
+WorkerPdfProvider::WorkerPdfProvider(const std::shared_ptr<WorkerServer>& server)
+    : impl(new Impl(server))
+{
+}
 
 WorkerPdfProvider::~WorkerPdfProvider() = default;
 
@@ -328,7 +337,7 @@ void WorkerPdfProvider::Prepare()
 {
     impl->Later([state = impl.get()] {
         if (!state->shutDown && state->workers->idle.empty())
-            state->workers->idle.push_back(std::make_unique<WorkerProcess>(state->settings));
+            state->workers->idle.push_back(std::make_unique<WorkerProcess>(state->server));
         if (!state->workers->idle.empty())
             state->workers->idle.back()->Prepare();
     });
@@ -355,7 +364,7 @@ std::future<DocumentHandle> WorkerPdfProvider::OpenDocument(const ioPath& file,
                         {Key::document, id},
                         {Key::file, path},
                         {Key::password, QString::fromLatin1(secret)}};
-    if (impl->settings.wantsDetails)
+    if (impl->server->Settings().wantsDetails)
         request[Key::details] = true;
     impl->KeepOpening(id, name);
     impl->AskToOpen(id, request, [state = impl.get(), reply, id, name](const QJsonObject& answer) {

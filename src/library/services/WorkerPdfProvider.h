@@ -32,8 +32,11 @@ namespace Korvel::PDF {
 class CONVERTERSERVICES_EXPORT WorkerPdfProvider : public IPDFProvider
 {
 public:
-    /** Starts the provider's thread, and no worker yet. */
+    /** With a server of its own. Starts the provider's thread, and no worker yet. */
     explicit WorkerPdfProvider(const WorkerSettings& settings = {});
+
+    /** With a server that others share. */
+    explicit WorkerPdfProvider(const std::shared_ptr<WorkerServer>& server);
 
     /** Ends the workers; whatever is still open is answered as failed. */
     ~WorkerPdfProvider() override;
@@ -69,7 +72,7 @@ public:
     /**
      * Closes a document and gives away its worker, on the calling thread, which has the document's
      * file in hand still: a request to convert it need not wait for it to be opened. Blocks until
-     * the worker is free. The worker dies with this provider.
+     * the worker is free.
      *
      * @return null where the worker has died, or the provider was shut down
      */

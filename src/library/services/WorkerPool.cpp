@@ -13,21 +13,27 @@ namespace Korvel::PDF {
 
 namespace {
 
-/** About the time that a process takes to start. */
-constexpr std::chrono::milliseconds timeToStart(15);
+/** In which one process does what it would take another one to open the document, fonts included.
+ */
+constexpr std::chrono::milliseconds timeToJoin(15);
 
 } // namespace
 
 WorkerPool::WorkerPool(const WorkerSettings& settings, int processes)
-    : settings(settings), patience(this)
+    : WorkerPool(std::make_shared<WorkerServer>(settings), processes)
+{
+}
+
+WorkerPool::WorkerPool(const std::shared_ptr<WorkerServer>& server, int processes)
+    : server(server), patience(this)
 {
     patience.setSingleShot(true);
     patience.setTimerType(Qt::PreciseTimer);
-    patience.setInterval(timeToStart);
+    patience.setInterval(timeToJoin);
     connect(&patience, &QTimer::timeout, this, &WorkerPool::ServeByMore);
     for (int i = 0; i < processes; ++i) {
         workers.emplace_back();
-        workers.back().process = std::make_unique<WorkerProcess>(settings);
+        workers.back().process = std::make_unique<WorkerProcess>(server);
         workers.back().process->setParent(this); // so that it moves to another thread with the pool
     }
 }
@@ -76,7 +82,7 @@ std::unique_ptr<WorkerProcess> WorkerPool::GiveAway()
     for (Worker& worker : workers) {
         if (worker.asker || worker.isKept || !worker.process->IsStarted())
             continue;
-        auto given = std::make_unique<WorkerProcess>(settings);
+        auto given = std::make_unique<WorkerProcess>(server);
         std::swap(worker.process, given);
         worker.process->setParent(this);
         worker.file.clear();

@@ -20,9 +20,10 @@ namespace Korvel::PDF {
  * A request waits until a process is free. A free process takes the oldest request for the file
  * that it looks at already, else the oldest one for a file that no other process looks at, else the
  * oldest one: so several documents are worked on side by side, and each is opened by few processes.
- * The first process is started when it is needed. Others, which take as long to start as some pages
- * take to convert, are started where a request has waited for about that time. Where the system has
- * no room for one, its request waits for those that work; only where there is none it fails.
+ * The first process is started when it is needed. Others, each of which has to open the document
+ * first, are started where a request has waited for about the time that this takes. Where the
+ * system has no room for one, its request waits for those that work; only where there is none it
+ * fails.
  *
  *     auto pool = std::make_shared<WorkerPool>(settings, QThread::idealThreadCount());
  *     std::vector<std::shared_ptr<AbstractConverter>> converters;
@@ -37,20 +38,23 @@ class CONVERTERSERVICES_EXPORT WorkerPool : public QObject
     Q_OBJECT
 
 public:
-    /** @param processes  how many there are at most, at least one */
+    /** With a server of its own. @param processes  how many there are at most, at least one */
     WorkerPool(const WorkerSettings& settings, int processes);
+
+    /** With a server that others share. */
+    WorkerPool(const std::shared_ptr<WorkerServer>& server, int processes);
 
     /** Ends the processes; requests still open are answered before the destructor returns. */
     ~WorkerPool() override;
 
     /** Path of the program that is run; empty when none was found. */
-    QString Program() const { return workers.front().process->Program(); }
+    QString Program() const { return server->Settings().program; }
 
     /** How many processes there are at most. */
     int Processes() const { return int(workers.size()); }
 
     /** WorkerSettings::largestResult */
-    int LargestResult() const { return settings.largestResult; }
+    int LargestResult() const { return server->Settings().largestResult; }
 
     /** Starts a process, if there is none, so that the first request need not wait for that. */
     void Prepare() { workers.front().process->Prepare(); }
@@ -136,7 +140,7 @@ private:
     void Answered(Worker& worker, Request request, const QJsonObject& answer);
     bool DoOthersWorkFor(Worker& worker, const QJsonObject& answer);
 
-    const WorkerSettings settings;
+    const std::shared_ptr<WorkerServer> server;
     std::vector<Worker> workers;
     /** Runs while requests wait that a further process may be started for. */
     QTimer patience;

@@ -1,11 +1,10 @@
 #include "WorkerProcess.h"
 
-#include "EngineWords.h"
-#include "MemoryChannel.h"
 #include "PictureMemory.h"
 #include "ResultFile.h"
 #include "ServicesLog.h"
-#include "StartProcess.h"
+#include "WorkerChild.h"
+#include "WorkerProgram.h"
 #include "WorkerProtocol.h"
 
 #include <algorithm>
@@ -13,24 +12,14 @@
 #include <limits>
 #include <utility>
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QPointer>
-#include <QRandomGenerator>
-#include <QThread>
 
-#include <dlfcn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 namespace Korvel::PDF {
 
-namespace Argument = WorkerProtocol::Argument;
 namespace Key = WorkerProtocol::Key;
 namespace Operation = WorkerProtocol::Operation;
 using WorkerProtocol::FailureAnswer;
@@ -40,34 +29,9 @@ using WorkerProtocol::WordFor;
 namespace {
 
 constexpr int notLoadedExitCode = 127; // the system's loader found no room for the libraries, say
-// Milliseconds, of which it takes one or two.
-constexpr int timeToBeAsked = 4000;
-constexpr int timeToEnd = 5000;
-constexpr unsigned long pauseOfWaiting = 100; // microseconds
 constexpr std::chrono::milliseconds lastCall(1);
 constexpr std::chrono::milliseconds longestAlarm(std::numeric_limits<int>::max());
-constexpr qint64 longestAnswer = qint64(4) * 1024 * 1024;
-
-/** Whether the process has ended, also when the event loop has not told so yet. */
-bool HasEnded(const QProcess& process)
-{
-    siginfo_t info = {};
-    // Qt may have waited for it already, and then there is no such child any more.
-    return process.state() == QProcess::NotRunning ||
-           ::waitid(P_PID, id_t(process.processId()), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
-           info.si_pid != 0;
-}
-
-/**
- * Waits until the process has ended, and reads nothing of what it says meanwhile: that may have no
- * end, and Qt would keep all of it.
- */
-bool WaitForEnd(const QProcess& process, const QDeadlineTimer& deadline)
-{
-    while (!HasEnded(process) && !deadline.hasExpired())
-        QThread::usleep(pauseOfWaiting);
-    return HasEnded(process);
-}
+constexpr int longestAnswer = 4 * 1024 * 1024;
 
 /**
  * Tells the file that the request looks at from all others, one that was at its path before
@@ -107,84 +71,15 @@ std::optional<Reason> ProblemOf(const QJsonObject& request, PictureMemory* memor
     return result.isEmpty() ? std::nullopt : ProblemOfResult(result, largest);
 }
 
-/**
- * The variables by which the worker's libraries are found and tuned, and a sanitizer where one is
- * built in. It sees nothing else of the environment.
- */
-constexpr const char* passedOn[] = {"GLIBC_TUNABLES",    "LD_LIBRARY_PATH", "QT_PLUGIN_PATH",
-                                    "PDFCONVERT_PDFIUM", "ASAN_OPTIONS",    "LSAN_OPTIONS",
-                                    "TSAN_OPTIONS",      "UBSAN_OPTIONS"};
-
-QProcessEnvironment Environment()
-{
-    const QProcessEnvironment all = QProcessEnvironment::systemEnvironment();
-    QProcessEnvironment environment;
-    // The C library takes its memory in large pages: a page's pixels are first touched a tenth
-    // sooner.
-    environment.insert(QStringLiteral("GLIBC_TUNABLES"), QStringLiteral("glibc.malloc.hugetlb=1"));
-    for (const char* const variable : passedOn) {
-        const QString name = QLatin1String(variable);
-        if (all.contains(name))
-            environment.insert(name, all.value(name));
-    }
-    return environment;
-}
-
-WorkerSettings WithProgram(WorkerSettings settings)
-{
-    if (!settings.program.isEmpty())
-        return settings;
-    settings.program = WorkerProcess::FindProgram();
-    // The program would become that one, and load its own libraries for nothing.
-    const QFileInfo withQtPdf(settings.program + QStringLiteral("-qt"));
-    const bool isFound = !settings.program.isEmpty(); // else it would be one of the working folder
-    if (isFound && settings.engine == DrawingEngine::Qt && withQtPdf.isExecutable())
-        settings.program = withQtPdf.filePath();
-    return settings;
-}
-
-/** The folder of the shared library that this code was loaded from. */
-QString LibraryFolder()
-{
-    Dl_info info;
-    if (::dladdr(reinterpret_cast<const void*>(&LibraryFolder), &info) == 0)
-        return {};
-    return QFileInfo(QFile::decodeName(info.dli_fname)).absolutePath();
-}
-
-/** Where the program is looked for, in this order. */
-QStringList FoldersOfProgram()
-{
-    QStringList folders{QCoreApplication::applicationDirPath()};
-    for (const char* const fromLibrary : {WORKER_FROM_LIBRARY})
-        folders.append(QDir::cleanPath(LibraryFolder() + '/' + QLatin1String(fromLibrary)));
-    return folders;
-}
-
-QString ProgramName()
-{
-    return QStringLiteral("pdfconvert-worker");
-}
-
-/** Why there is no process, as far as that is known before one is started. */
-QString WhyNotStarted(const QString& program, const QString& error)
-{
-    if (!program.isEmpty())
-        return "cannot start a worker: " + program + ": " + error;
-    return "cannot start a worker: there is no program " + ProgramName() + " in " +
-           FoldersOfProgram().join(QStringLiteral(", nor in "));
-}
-
-/** Qt 6.4 loses a descriptor with each that it fails to start. It looks for a bare name itself. */
-bool IsNoProgram(const QString& program)
-{
-    return program.contains('/') && ::access(QFile::encodeName(program).constData(), X_OK) != 0;
-}
-
 } // namespace
 
 WorkerProcess::WorkerProcess(const WorkerSettings& settings)
-    : settings(WithProgram(settings)), alarm(this)
+    : WorkerProcess(std::make_shared<WorkerServer>(settings))
+{
+}
+
+WorkerProcess::WorkerProcess(std::shared_ptr<WorkerServer> shared)
+    : server(std::move(shared)), settings(server->Settings()), alarm(this)
 {
     alarm.setSingleShot(true);
     alarm.setTimerType(Qt::PreciseTimer);
@@ -200,18 +95,12 @@ WorkerProcess::~WorkerProcess()
 
 QString WorkerProcess::FindProgram()
 {
-    const QStringList folders = FoldersOfProgram();
-    for (const QString& folder : folders) {
-        const QFileInfo program(folder + '/' + ProgramName());
-        if (program.isFile() && program.isExecutable())
-            return program.filePath();
-    }
-    return {};
+    return FindWorkerProgram();
 }
 
 void WorkerProcess::Prepare()
 {
-    if (!process)
+    if (!child)
         Start();
 }
 
@@ -232,122 +121,119 @@ void WorkerProcess::End()
         request.receiver(FailureAnswer(Reason::Ended, "the worker was ended"));
 }
 
-QStringList WorkerProcess::Arguments() const
-{
-    using std::chrono::ceil;
-    using std::chrono::seconds;
-    QStringList arguments{
-        Argument::memoryLimit, QString::number(settings.memoryLimit),
-        Argument::timeLimit,   QString::number(ceil<seconds>(settings.deadline).count()),
-        Argument::fileLimit,   QString::number(settings.largestResult)};
-    if (!settings.folder.isEmpty())
-        arguments << Argument::folder << settings.folder;
-    if (settings.requiresSandbox)
-        arguments << Argument::requireSandbox;
-    if (settings.engine != DrawingEngine::Auto)
-        arguments << Argument::engine << Korvel::WordFor(settings.engine);
-    return arguments;
-}
-
 void WorkerProcess::Start()
 {
     fileInHand.clear();
     lastComplaint.clear();
-    channel = std::make_unique<MemoryChannel>();
-    process = std::make_unique<QProcess>(this); // moves to other threads along with this
-    // Connections are queued: starting can fail inside start(), and receivers may destroy the
-    // process or run an event loop, neither of which they may inside one of its signals. What comes
-    // late is harmless, as the slots go by the state of the process that is there.
-    const auto when = [this](auto signal, auto slot) {
-        connect(process.get(), signal, this, slot, Qt::QueuedConnection);
-    };
-    when(&QProcess::readyReadStandardOutput, &WorkerProcess::ReadAnswers);
-    when(&QProcess::readyReadStandardError, &WorkerProcess::ReadComplaints);
-    when(&QProcess::errorOccurred, &WorkerProcess::ProcessChanged);
-    when(qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &WorkerProcess::ProcessChanged);
-    process->setProcessEnvironment(Environment());
-    const auto tell = [this](const QString& why) {
-        const auto fail = [this, why] {
+    received.clear();
+    unsent.clear();
+    QString why;
+    child = server->NewChild(why);
+    if (child) {
+        whenAnswers = Watch(child->Lines(), QSocketNotifier::Read, &WorkerProcess::ReadAnswers);
+        whenRoom = Watch(child->Lines(), QSocketNotifier::Write, &WorkerProcess::SendRest);
+        whenRoom->setEnabled(false);
+        whenComplaints =
+            Watch(child->Complaints(), QSocketNotifier::Read, &WorkerProcess::ReadComplaints);
+        whenEnded = Watch(child->Control(), QSocketNotifier::Read, &WorkerProcess::ProcessEnded);
+        return;
+    }
+    const auto fail = [this, why] {
+        if (!child)
             Fail(WordFor(Reason::NotStarted), why);
-        };
-        QMetaObject::invokeMethod(this, fail, Qt::QueuedConnection);
     };
-    channel->LetInherit();
-    if (IsNoProgram(settings.program))
-        tell(WhyNotStarted(settings.program, qt_error_string()));
-    else if (!StartProcess(process, settings.program, Arguments() + channel->Arguments()))
-        tell("cannot start a worker: the system has no room for another process");
-    channel->CloseEndOfWorker();
+    QMetaObject::invokeMethod(this, fail, Qt::QueuedConnection);
+}
+
+/**
+ * Calls a slot when something comes or goes. That is queued: receivers may destroy the process or
+ * run an event loop, neither of which they may inside one of its signals. What comes late is
+ * harmless, as the slots go by the state of the process that is there.
+ */
+std::unique_ptr<QSocketNotifier> WorkerProcess::Watch(int descriptor, QSocketNotifier::Type what,
+                                                      void (WorkerProcess::*slot)())
+{
+    // A child of this, so that it moves to other threads along with it.
+    auto notifier = std::make_unique<QSocketNotifier>(descriptor, what, this);
+    connect(notifier.get(), &QSocketNotifier::activated, this, [this, slot] {
+        QMetaObject::invokeMethod(
+            this, [this, slot] { (this->*slot)(); }, Qt::QueuedConnection);
+    });
+    return notifier;
 }
 
 void WorkerProcess::Discard()
 {
     alarm.stop();
-    if (!process)
-        return;
-    if (process->state() != QProcess::NotRunning) {
-        const QDeadlineTimer end(timeToEnd);
-        process->terminate(); // it ends its child, which may be writing, before itself
-        if (!WaitForEnd(*process, QDeadlineTimer(timeToBeAsked)))
-            process->kill();
-        if (WaitForEnd(*process, end))
-            process->waitForFinished();
-    }
-    process.reset();
+    if (child)
+        child->End();
+    LetGo();
 }
 
-/**
- * Has the process look at nothing any more. It is told by a signal and answers with a number that
- * nobody else knows, since a document may have taken over whoever answers requests.
- */
-void WorkerProcess::SendRelease()
+/** Has the process end, and does not wait for that. */
+void WorkerProcess::LetGo()
 {
-    // QProcess keeps the memory that requests were sent from: a password that may have stood there
-    // is overwritten by blanks, which the next request may begin with.
-    process->write(QByteArray(std::exchange(longestLine, 0), ' '));
-    fileInHand.clear();
-    releaseNumber = int(QRandomGenerator::system()->generate() >> 1);
-    sigval number = {};
-    number.sival_int = releaseNumber;
-    if (::sigqueue(pid_t(process->processId()), SIGRTMIN, number) != 0)
-        process->kill(); // too many are queued; the next request starts another one
+    whenAnswers.reset();
+    whenRoom.reset();
+    whenComplaints.reset();
+    whenEnded.reset();
+    child.reset();
 }
 
 void WorkerProcess::SendRequest(const Request& request)
 {
     if (const QString file = FileOf(request.message); !file.isEmpty())
         fileInHand = file;
+    if (!child)
+        return; // which is told later
     if (request.memory)
-        channel->Send(request.id, request.memory->Descriptor());
-    const QByteArray line = QJsonDocument(request.message).toJson(QJsonDocument::Compact) + '\n';
-    longestLine = std::max(longestLine, int(line.size()));
-    if (process->isOpen()) // else starting has failed, which is told later
-        process->write(line);
+        child->SendMemory(request.id, request.memory->Descriptor());
+    unsent = QJsonDocument(request.message).toJson(QJsonDocument::Compact) + '\n';
+    SendRest();
+}
+
+void WorkerProcess::SendRest()
+{
+    if (!child)
+        return;
+    unsent.remove(0, int(child->Send({unsent.constData(), std::size_t(unsent.size())})));
+    if (unsent.isEmpty())
+        unsent = QByteArray(); // its memory may have held a password
+    whenRoom->setEnabled(!unsent.isEmpty());
+}
+
+/** Takes a new process in place of one that has looked at a file. */
+void WorkerProcess::Renew()
+{
+    LetGo();
+    Start();
 }
 
 void WorkerProcess::SendNext()
 {
+    while (!waiting && !requests.empty() && requests.front().isRelease) {
+        requests.pop_front();
+        if (child && !fileInHand.isEmpty())
+            Renew();
+    }
     if (waiting || requests.empty())
         return;
     waiting = true;
-    if (!process || HasEnded(*process)) {
+    if (!child || child->HasEnded()) {
         Discard();
         Start();
     }
     const QString file = FileOf(requests.front().message);
     if (!file.isEmpty() && !fileInHand.isEmpty() && file != fileInHand)
-        requests.push_front(ToRelease());
-    if (requests.front().isRelease)
-        SendRelease();
-    else
-        SendRequest(requests.front());
+        Renew();
+    SendRequest(requests.front());
     isLate = false;
     alarm.start(std::min(settings.deadline, longestAlarm));
 }
 
 void WorkerProcess::Release()
 {
-    if (!process || fileInHand.isEmpty())
+    if (!child || fileInHand.isEmpty())
         return;
     requests.push_back(ToRelease());
     SendNext();
@@ -365,14 +251,34 @@ bool WorkerProcess::IsAwaited(const QJsonObject& answer) const
            answer[Key::ok].isBool();
 }
 
+/** The next line of those that have come; empty when none is whole yet. */
+QByteArray WorkerProcess::NextLine()
+{
+    int end = 0;
+    while ((end = received.indexOf('\n')) < 0 && received.size() <= longestAnswer) {
+        bool isAtEnd = false;
+        const QByteArray more = child->ReadLines(isAtEnd);
+        if (isAtEnd) {
+            whenAnswers->setEnabled(false); // else it would never fall silent
+            child->Kill();                  // it has ended, or can answer nothing any more
+        }
+        if (more.isEmpty())
+            return {};
+        received += more;
+    }
+    const QByteArray line = received.left(end + 1);
+    received.remove(0, end + 1);
+    return line;
+}
+
 void WorkerProcess::ReadAnswers()
 {
-    while (process && process->canReadLine()) {
-        const QJsonObject answer = QJsonDocument::fromJson(process->readLine()).object();
-        const bool isReleasing = waiting && requests.front().isRelease;
-        if (isReleasing && answer[Key::released].toDouble(-1) != releaseNumber)
-            continue; // what the child had still to say
-        if (!isReleasing && !IsAwaited(answer)) {
+    while (child) {
+        const QByteArray line = NextLine();
+        if (line.isEmpty())
+            break;
+        const QJsonObject answer = QJsonDocument::fromJson(line).object();
+        if (!IsAwaited(answer)) {
             Fail(WordFor(Reason::Rubbish), "the worker's answer makes no sense");
             return;
         }
@@ -387,7 +293,7 @@ void WorkerProcess::ReadAnswers()
         if (!self)
             return;
     }
-    if (process && process->bytesAvailable() > longestAnswer)
+    if (child && received.size() > longestAnswer)
         Fail(WordFor(Reason::Rubbish), "the worker's answer has no end");
 }
 
@@ -406,11 +312,15 @@ void WorkerProcess::TimeIsUp()
 
 void WorkerProcess::ReadComplaints()
 {
-    if (!process)
+    if (!child)
         return;
-    const QByteArray text = process->readAllStandardError(); // also when nobody logs it
-    if (!text.isEmpty())
-        lastComplaint = QString::fromUtf8(text).trimmed();
+    bool isAtEnd = false;
+    const QByteArray text = child->ReadComplaints(isAtEnd); // also when nobody logs it
+    if (isAtEnd)
+        whenComplaints->setEnabled(false); // else it would never fall silent
+    if (text.isEmpty())
+        return;
+    lastComplaint = QString::fromUtf8(text).trimmed();
     qCDebug(servicesLog) << "worker:" << text;
 }
 
@@ -422,11 +332,12 @@ QString WorkerProcess::LastComplaint()
 
 void WorkerProcess::Answer(const QJsonObject& answer)
 {
+    ReadComplaints(); // those of the program, too, which nothing else tells of
     alarm.stop();
     waiting = false;
     const Request request = std::move(requests.front());
     requests.pop_front();
-    if (answer[Key::worn].toBool() && process && !fileInHand.isEmpty())
+    if (answer[Key::worn].toBool())
         requests.push_front(ToRelease());
     const QPointer<WorkerProcess> self(this);
     request.receiver(answer);
@@ -442,33 +353,28 @@ void WorkerProcess::Fail(const QString& reason, const QString& message)
         Answer(FailureAnswer(reason, message));
 }
 
-void WorkerProcess::ProcessChanged()
+void WorkerProcess::ProcessEnded()
 {
     const QPointer<WorkerProcess> self(this);
     ReadAnswers(); // its last words
-    if (!self || !process || process->state() != QProcess::NotRunning)
+    if (!self || !child || !child->IsToldOfEnd())
         return;
-    if (process->error() == QProcess::FailedToStart)
-        Fail(WordFor(Reason::NotStarted), WhyNotStarted(settings.program, process->errorString()));
-    else if (process->exitStatus() == QProcess::NormalExit &&
-             (process->exitCode() == WorkerProtocol::notStartedExitCode ||
-              process->exitCode() == notLoadedExitCode))
+    const int status = child->Status();
+    const int code = WIFSIGNALED(status) ? -1 : WEXITSTATUS(status);
+    if (code == WorkerProtocol::notStartedExitCode || code == notLoadedExitCode)
         Fail(WordFor(Reason::NotStarted),
              QStringLiteral("cannot start a worker: ") + LastComplaint());
-    else if (process->exitStatus() == QProcess::NormalExit && settings.requiresSandbox &&
-             process->exitCode() == WorkerProtocol::unconfinedExitCode)
+    else if (settings.requiresSandbox && code == WorkerProtocol::unconfinedExitCode)
         Fail(WordFor(Reason::Unconfined), LastComplaint());
-    else if (process->exitStatus() == QProcess::CrashExit && process->exitCode() == SIGXCPU)
+    else if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)
         Fail(WordFor(Reason::TimedOut), "the worker used up its CPU time");
-    else if (process->exitStatus() == QProcess::NormalExit &&
-             process->exitCode() == WorkerProtocol::outOfMemoryExitCode)
+    else if (code == WorkerProtocol::outOfMemoryExitCode)
         Fail(WordFor(Reason::OutOfMemory), "the worker ran out of memory");
-    else if (process->exitStatus() == QProcess::NormalExit &&
-             process->exitCode() == WorkerProtocol::changedExitCode)
+    else if (code == WorkerProtocol::changedExitCode)
         Fail(WordFor(Reason::Changed), "the file was shortened while it was read");
     else
-        Fail(WordFor(Reason::Died),
-             QStringLiteral("the worker ended with code %1").arg(process->exitCode()));
+        Fail(WordFor(Reason::Died), QStringLiteral("the worker ended with code %1")
+                                        .arg(WIFSIGNALED(status) ? WTERMSIG(status) : code));
 }
 
 } // namespace Korvel::PDF

@@ -1,39 +1,37 @@
 #pragma once
 
 #include "ConverterServicesExport.h"
-#include "WorkerSettings.h"
+#include "WorkerServer.h"
 
 #include <deque>
 #include <functional>
 #include <memory>
 
+#include <QByteArray>
 #include <QJsonObject>
 #include <QObject>
-#include <QProcess>
+#include <QSocketNotifier>
 #include <QString>
 #include <QTimer>
 
 namespace Korvel::PDF {
 
-class MemoryChannel;
 class PictureMemory;
+class WorkerChild;
 
 /**
- * A process of the program `pdfconvert-worker`, which opens PDFs so that nobody else has to.
+ * A process of a WorkerServer's program, which opens PDFs so that nobody else has to.
  *
- * Requests and answers are JSON objects, a line each, over the process's standard input and output
- * (docs/worker-protocol.md). Requests are sent one by one in the order in which they were asked.
- * The process is started by the first request, and again by the next one after it has died or was
- * ended; what it held open is gone then. A request that had been sent to it before is answered with
- * its death.
+ * Requests and answers are JSON objects, a line each (docs/worker-protocol.md). Requests are sent
+ * one by one in the order in which they were asked. The process is ordered of the program by the
+ * first request, and again by the next one after it has died or was ended; what it held open is
+ * gone then. A request that had been sent to it before is answered with its death.
  *
- * It looks at one file at a time, in a child process that gives up the right to read any other one
- * before. A request to open or convert another file, or one that has taken its place, therefore
- * gets a new child, and so does what comes after Release; what the old one held open is gone. No
- * document can stay beyond that: the process, which looks at none itself, kills its child. A new
- * child is ready in a millisecond or two, while a process takes many times as long to start:
- * objects of this class are worth keeping. Of the environment it is given nothing but what its
- * libraries are found and tuned by (docs/reliability.md).
+ * It looks at one file at a time, and gives up the right to read any other one before. A request to
+ * open or convert another file, or one that has taken its place, therefore gets a new process, and
+ * so does what comes after Release; what the old one held open is gone. No document can stay beyond
+ * that: the program, which looks at none itself, kills the process. A new one is ready in about a
+ * millisecond.
  *
  *     worker.Ask({{"op", "convert"}, ...}, [](const QJsonObject& answer) {
  *         if (!answer["ok"].toBool()) qWarning() << answer["reason"].toString();
@@ -46,8 +44,7 @@ class PictureMemory;
  * much CPU time), "out-of-memory", "changed" (the file was shortened while it was read), "ended"
  * (by End or the destructor).
  *
- * Used on the thread that owns it, whose event loop must run. It may be moved to another thread; a
- * process that runs then dies with the thread on which it was started.
+ * Used on the thread that owns it, whose event loop must run. It may be moved to another thread.
  */
 class CONVERTERSERVICES_EXPORT WorkerProcess : public QObject
 {
@@ -57,8 +54,11 @@ public:
     /** Receives the answer to one request, on the thread that owns the WorkerProcess. */
     using Receiver = std::function<void(const QJsonObject& answer)>;
 
-    /** Starts nothing yet; the first Ask or Prepare does. */
+    /** With a server of its own. Starts nothing yet; the first Ask or Prepare does. */
     explicit WorkerProcess(const WorkerSettings& settings = {});
+
+    /** With a server that others share. Starts nothing yet. */
+    explicit WorkerProcess(std::shared_ptr<WorkerServer> server);
 
     /** Ends the process; requests still open are answered before the destructor returns. */
     ~WorkerProcess() override;
@@ -67,7 +67,7 @@ public:
     QString Program() const { return settings.program; }
 
     /** Whether there is a process, which may have ended unnoticed. */
-    bool IsStarted() const { return process != nullptr; }
+    bool IsStarted() const { return child != nullptr; }
 
     /** Starts the process, so that the first request need not wait for that. */
     void Prepare();
@@ -90,9 +90,9 @@ public:
     void Release();
 
     /**
-     * Ends the process at once, and waits for that: a millisecond or two, or, should it not heed
-     * SIGTERM, five seconds at most. Requests still open are answered before End returns. A later
-     * Ask starts it again.
+     * Ends the process at once, and waits for that: a millisecond or two, or, should the program
+     * not do as it is told, five seconds at most. Requests still open are answered before End
+     * returns. A later Ask starts it again.
      */
     void End();
 
@@ -117,35 +117,42 @@ private:
         std::shared_ptr<PictureMemory> memory = nullptr;
     };
 
-    QStringList Arguments() const;
     void Start();
+    std::unique_ptr<QSocketNotifier> Watch(int descriptor, QSocketNotifier::Type what,
+                                           void (WorkerProcess::*slot)());
     void Discard();
-    void SendRelease();
+    void LetGo();
+    void Renew();
     void SendRequest(const Request& request);
+    void SendRest();
     Request ToRelease();
     void SendNext();
     bool IsAwaited(const QJsonObject& answer) const;
+    QByteArray NextLine();
     void ReadAnswers();
     void TimeIsUp();
     void ReadComplaints();
     QString LastComplaint();
     void Answer(const QJsonObject& answer);
     void Fail(const QString& reason, const QString& message);
-    void ProcessChanged();
+    void ProcessEnded();
 
-    const WorkerSettings settings;
+    const std::shared_ptr<WorkerServer> server;
+    const WorkerSettings& settings;
     /** The process that runs, or has ended unnoticed; else null. */
-    std::unique_ptr<QProcess> process;
-    /** By which it is given memory for pictures; there when it is. */
-    std::unique_ptr<MemoryChannel> channel;
+    std::unique_ptr<WorkerChild> child;
+    std::unique_ptr<QSocketNotifier> whenAnswers;
+    std::unique_ptr<QSocketNotifier> whenRoom;
+    std::unique_ptr<QSocketNotifier> whenComplaints;
+    std::unique_ptr<QSocketNotifier> whenEnded;
+    /** What has come of answers, and was not read yet. */
+    QByteArray received;
+    /** What there was no room for yet of the request in hand. */
+    QByteArray unsent;
     /** Which file the process looks at; empty for none. */
     QString fileInHand;
     std::deque<Request> requests;
     QString lastComplaint;
-    /** The longest line sent since the process was released. */
-    int longestLine = 0;
-    /** The number that the process answers with when it is released. */
-    int releaseNumber = 0;
     bool waiting = false;
     /** Whether the time for the request is up, and its answer may have come nevertheless. */
     bool isLate = false;

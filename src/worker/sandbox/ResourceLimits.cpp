@@ -15,22 +15,18 @@ void SetSignals()
 {
     // A write that fails says more than a process that died. The others are sent to all processes
     // by terminals and batch systems; whoever started this one ends it.
-    for (const int signal : {SIGPIPE, SIGXFSZ, SIGINT, SIGHUP, SIGUSR1, SIGUSR2})
+    for (const int signal : {SIGPIPE, SIGXFSZ, SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2})
         std::signal(signal, SIG_IGN);
     std::signal(SIGXCPU, SIG_DFL);
-    // Others than the parent may send these, too; the fork server looks who did.
-    sigset_t orders = {};
-    ::sigemptyset(&orders);
-    ::sigaddset(&orders, SIGTERM);
-    ::sigaddset(&orders, SIGRTMIN);
-    ::sigprocmask(SIG_SETMASK, &orders, nullptr);
+    sigset_t none = {};
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
 } // namespace
 
 void RestrictProcess()
 {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
     prctl(PR_SET_DUMPABLE, 0);
     prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
     LowerLimit(RLIMIT_CORE, 0);

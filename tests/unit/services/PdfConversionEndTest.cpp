@@ -14,8 +14,8 @@
 namespace Korvel::PDF::Converter::Test {
 namespace {
 
-using PDF::Test::ChildProcesses;
 using PDF::Test::WaitUntil;
+using PDF::Test::Workers;
 
 class PdfConversionEndTest : public PdfConversionFixture
 {
@@ -140,9 +140,9 @@ TEST_F(PdfConversionEndTest, EndsTheWorkerThatOpensItsDocumentWhenItIsCancelled)
     PdfConverter one(ScriptedSettings());
     PdfConversion silent(one, RequestOf(Silent(), Path("out.png")));
     silent.Start();
-    ASSERT_TRUE(WaitUntil([] { return !ChildProcesses().empty(); }));
+    ASSERT_TRUE(WaitUntil([] { return !Workers().empty(); }));
     silent.Cancel();
-    EXPECT_TRUE(WaitUntil([] { return ChildProcesses().empty(); }));
+    EXPECT_TRUE(WaitUntil([] { return Workers().empty(); }));
 }
 
 TEST_F(PdfConversionEndTest, EndsTheOpeningOfDocumentsThatAreCancelledRightAfterTheirStart)

@@ -5,11 +5,11 @@
 // the file name alone tells it through services that make the requests themselves.
 
 #include "ForkServer.h"
+#include "GivenMemory.h"
+#include "NotStarted.h"
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -26,11 +26,12 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
+
+namespace PDF = Korvel::PDF;
 
 constexpr int outOfMemoryExitCode = 77;
 constexpr int unconfinedExitCode = 80;
@@ -156,21 +157,9 @@ Action Make(const std::function<void(const std::string& path)>& make)
     };
 }
 
-/** The memory that has come for a picture. */
-int TakeMemory()
+PDF::FileDescriptor MemoryOf(const QJsonObject& request)
 {
-    qint64 request = 0;
-    int memory = -1;
-    alignas(cmsghdr) char rights[CMSG_SPACE(sizeof memory)] = {};
-    iovec place = {&request, sizeof request};
-    msghdr message = {};
-    message.msg_iov = &place;
-    message.msg_iovlen = 1;
-    message.msg_control = rights;
-    message.msg_controllen = sizeof rights;
-    if (::recvmsg(memoryChannel, &message, 0) == sizeof request)
-        std::memcpy(&memory, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof memory);
-    return memory;
+    return Korvel::Worker::TakeMemory(memoryChannel, qint64(request["id"].toDouble()));
 }
 
 QJsonObject WithSize(QJsonObject answer, const QJsonValue& width, const QJsonValue& height)
@@ -186,10 +175,10 @@ Action Draw(
     const std::function<void(int memory)>& afterwards = [](int) {})
 {
     return [draw, afterwards](const QJsonObject& request) {
-        const int memory = TakeMemory();
-        draw(memory);
+        const PDF::FileDescriptor memory = MemoryOf(request);
+        draw(memory.Number());
         WriteLine(WithSize(Success(request), 4, 3));
-        afterwards(memory);
+        afterwards(memory.Number());
     };
 }
 
@@ -223,7 +212,7 @@ void DrawAs(const QJsonObject& request, const QString& numbers)
         return isNumber ? QJsonValue(number) : QJsonValue(text);
     };
     const int middle = int(numbers.indexOf('-', 1));
-    DrawWhole(TakeMemory());
+    DrawWhole(MemoryOf(request).Number());
     WriteLine(WithSize(Success(request), toValue(numbers.left(middle)),
                        toValue(numbers.mid(middle + 1))));
 }
@@ -354,7 +343,7 @@ const std::map<QString, Action>& Actions()
          [](const QJsonObject& request) {
              WriteLine(Success(request));
              for (int id = request["id"].toInt() + 1; id < 10; ++id)
-                 WriteLine(WithId({{"ok", true}, {"forged", true}, {"released", 0}}, id));
+                 WriteLine(WithId({{"ok", true}, {"forged", true}}, id));
              Write("{\"id\":");
              FallSilent();
          }},
@@ -471,6 +460,20 @@ void Meet(const QString& folder)
         ::usleep(1000);
 }
 
+/** Whether this process is one of as many as the folder "room" has files, if it has any room. */
+bool HasRoom(const std::filesystem::path& folder)
+{
+    std::error_code ignored;
+    const std::filesystem::path room = folder / "room";
+    if (!std::filesystem::exists(room, ignored))
+        return true;
+    for (const auto& place : std::filesystem::directory_iterator(room, ignored)) {
+        if (std::filesystem::remove(place.path(), ignored))
+            return true;
+    }
+    return false;
+}
+
 QString WhatToDo(const QJsonObject& request)
 {
     const QString told = request["do"].toString();
@@ -503,11 +506,14 @@ void Serve(const QJsonObject& request)
 
 int main(int argc, char** argv)
 {
+    memoryChannel = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int answers = Korvel::Worker::ForkForEachDocument(memoryChannel);
+    ::dup2(answers, STDOUT_FILENO);
+    ::close(answers);
     for (int i = 1; i + 1 < argc; ++i) {
-        if (argv[i] == std::string("--memory-channel"))
-            memoryChannel = std::atoi(argv[i + 1]);
+        if (argv[i] == std::string("--folder") && !HasRoom(argv[i + 1]))
+            Korvel::Worker::EndAsNotStarted("no room");
     }
-    Korvel::Worker::ForkForEachDocument(STDOUT_FILENO);
     for (std::string line; std::getline(std::cin, line);)
         Serve(QJsonDocument::fromJson(QByteArray::fromStdString(line)).object());
     return 0;

@@ -448,11 +448,11 @@ TEST_F(WorkerConverterTest, CancelEndsEveryTaskInHandWithCancelled)
     for (const char* source : {"fall-silent", "answer", "answer.2"})
         EXPECT_TRUE(recorder.converter->ConvertFile(TaskOf(source)));
     ASSERT_TRUE(recorder.WaitForCount(3)) << "started";
-    ASSERT_FALSE(ChildProcesses().empty());
+    ASSERT_TRUE(WaitUntil([] { return !Workers().empty(); }));
     recorder.lines.clear();
 
     EXPECT_TRUE(recorder.converter->CancelConvertation());
-    EXPECT_TRUE(ChildProcesses().empty()) << "the work has not ended at once";
+    EXPECT_TRUE(Workers().empty()) << "the work has not ended at once";
     EXPECT_EQ(recorder.lines, Lines{}) << "emitted inside CancelConvertation";
     ASSERT_TRUE(recorder.WaitForCount(6));
     EXPECT_EQ(recorder.lines, Lines({"ConvertationFinished fall-silent", "Failed fall-silent 5",

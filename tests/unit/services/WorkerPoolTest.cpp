@@ -8,8 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QThread>
 
 namespace Korvel::PDF::Test {
 namespace {
@@ -39,21 +42,15 @@ protected:
     /** A request with these members is worked on until Go is called. */
     QJsonObject Meeting() const { return {{"meet", folder.path()}}; }
 
-    /** A program that is the scripted worker as often as it may be started, and no more. */
-    QString ProgramThatStarts(int times) const
+    /** With room for so many processes alone, and none for others in their place. */
+    WorkerSettings WithRoomFor(int several) const
     {
-        QFile script(folder.filePath("program"));
-        EXPECT_TRUE(script.open(QFile::WriteOnly));
-        script.write(QStringLiteral("#!/bin/sh\n"
-                                    "for i in $(/usr/bin/seq %1); do\n"
-                                    "  /bin/mkdir '%2'/start-$i 2>&- && exec '%3'\n"
-                                    "done\n"
-                                    "echo 'cannot start: no room' >&2\n"
-                                    "exit 78\n")
-                         .arg(QString::number(times), folder.path(), ScriptedWorker())
-                         .toUtf8());
-        EXPECT_TRUE(script.setPermissions(QFile::ReadUser | QFile::WriteUser | QFile::ExeUser));
-        return script.fileName();
+        WorkerSettings settings{ScriptedWorker()};
+        settings.folder = folder.path();
+        EXPECT_TRUE(QDir(folder.path()).mkdir("room"));
+        for (int i = 0; i < several; ++i)
+            QFile(folder.filePath(QStringLiteral("room/%1").arg(i))).open(QFile::WriteOnly);
+        return settings;
     }
 
     void Go() const { QFile(folder.filePath("go")).open(QFile::WriteOnly); }
@@ -70,13 +67,13 @@ TEST_F(WorkerPoolTest, StartsNoMoreProcessesThanItMayAndNoneBeforeItMust)
     EXPECT_TRUE(ChildProcesses().empty());
     Ask(pool, "first", "/nowhere/a");
     Wait(1);
-    EXPECT_EQ(ChildProcesses().size(), 1U);
+    EXPECT_EQ(Workers().size(), 1U);
     for (int i = 0; i < 20; ++i)
         Ask(pool, "further", "/nowhere/a", Meeting());
-    EXPECT_TRUE(WaitUntil([] { return ChildProcesses().size() >= 3; }));
+    EXPECT_TRUE(WaitUntil([] { return Workers().size() >= 3; }));
     Go();
     Wait(21);
-    EXPECT_EQ(ChildProcesses().size(), 3U);
+    EXPECT_EQ(Workers().size(), 3U);
     EXPECT_EQ(reasons, std::vector<std::string>(21));
 }
 
@@ -85,7 +82,7 @@ TEST_F(WorkerPoolTest, GoesOnWithTheProcessThatHasOpenedTheDocument)
     const QString file = MakeFile("answer");
     WorkerPdfProvider provider({ScriptedWorker()});
     const DocumentHandle document = provider.OpenDocument(ioPath(file.toStdString()), "").get();
-    const std::vector<int> opener = ChildProcesses();
+    const std::vector<int> opener = Workers();
     WorkerPool pool({ScriptedWorker()}, 2);
     EXPECT_EQ(pool.Adopt(provider.TakeWorker(document), file), nullptr);
     EXPECT_FALSE(provider.Describe(document));
@@ -94,7 +91,7 @@ TEST_F(WorkerPoolTest, GoesOnWithTheProcessThatHasOpenedTheDocument)
         Wait(processes.size() + 1); // else another one would help where this one takes long
     }
     EXPECT_EQ(processes[0], processes[1]) << "which looks at that file still";
-    EXPECT_EQ(ChildProcesses(), opener);
+    EXPECT_EQ(Workers(), opener);
 }
 
 TEST_F(WorkerPoolTest, StartsAProcessWhereNoneWasAdopted)
@@ -114,7 +111,7 @@ TEST_F(WorkerPoolTest, KeepsEachAdoptedProcessForItsFile)
     WorkerPdfProvider provider({ScriptedWorker()});
     const DocumentHandle first = provider.OpenDocument(ioPath(a.toStdString()), "").get();
     const DocumentHandle second = provider.OpenDocument(ioPath(b.toStdString()), "").get();
-    const std::vector<int> openers = ChildProcesses();
+    const std::vector<int> openers = Workers();
     WorkerPool pool({ScriptedWorker()}, 2);
     EXPECT_EQ(pool.Adopt(provider.TakeWorker(first), a), nullptr);
     EXPECT_EQ(pool.Adopt(provider.TakeWorker(second), b), nullptr);
@@ -125,7 +122,7 @@ TEST_F(WorkerPoolTest, KeepsEachAdoptedProcessForItsFile)
     EXPECT_EQ(processes[0], processes[2]);
     EXPECT_EQ(processes[1], processes[3]);
     EXPECT_NE(processes[0], processes[1]);
-    EXPECT_EQ(ChildProcesses(), openers);
+    EXPECT_EQ(Workers(), openers);
 }
 
 TEST_F(WorkerPoolTest, HandsTheProcessBackInWhosePlaceItTakesAnother)
@@ -136,7 +133,7 @@ TEST_F(WorkerPoolTest, HandsTheProcessBackInWhosePlaceItTakesAnother)
     Ask(pool, "other", "/nowhere/other");
     Wait(1);
     const DocumentHandle document = provider.OpenDocument(ioPath(file.toStdString()), "").get();
-    const std::vector<int> both = ChildProcesses();
+    const std::vector<int> both = Workers();
     std::unique_ptr<WorkerProcess> old = pool.Adopt(provider.TakeWorker(document), file);
     ASSERT_TRUE(old);
     EXPECT_TRUE(old->IsStarted());
@@ -145,7 +142,8 @@ TEST_F(WorkerPoolTest, HandsTheProcessBackInWhosePlaceItTakesAnother)
     Wait(2);
     EXPECT_NE(processes[0], processes[1]);
     EXPECT_GE(provider.OpenDocument(ioPath(MakeFile("answer.b").toStdString()), "").get().id, 0);
-    EXPECT_EQ(ChildProcesses(), both) << "what was handed back has opened it";
+    EXPECT_TRUE(WaitUntil([&] { return Workers().size() == both.size(); }))
+        << "what was handed back has opened it";
 }
 
 TEST_F(WorkerPoolTest, HandsAProcessBackThatItHasNoPlaceFor)
@@ -180,7 +178,7 @@ TEST_F(WorkerPoolTest, GivesAwayAFreeProcessAlone)
     Go();
     Wait(1);
     EXPECT_TRUE(pool.GiveAway());
-    EXPECT_TRUE(ChildProcesses().empty()) << "nobody has taken it";
+    EXPECT_TRUE(Workers().empty()) << "nobody has taken it";
     Ask(pool, "second", "/nowhere/a");
     Wait(2);
     EXPECT_EQ(reasons.back(), "");
@@ -245,10 +243,10 @@ TEST_F(WorkerPoolTest, StartsNothingForRequestsThatAreEndedNext)
     const std::vector<int> askers(3);
     for (const int& asker : askers)
         Ask(pool, "ended", "/nowhere/fall-silent", {}, &asker);
-    ASSERT_TRUE(WaitUntil([] { return ChildProcesses().size() == 1; }));
+    ASSERT_TRUE(WaitUntil([] { return Workers().size() == 1; }));
     for (const int& asker : askers) {
         pool.End(&asker);
-        EXPECT_TRUE(ChildProcesses().empty());
+        EXPECT_TRUE(Workers().empty());
     }
     EXPECT_EQ(reasons, std::vector<std::string>(3, "ended"));
     Ask(pool, "last", "/nowhere/a");
@@ -278,11 +276,15 @@ TEST_F(WorkerPoolTest, GoesOnWithTheNextRequestWhenAProcessDies)
 
 TEST_F(WorkerPoolTest, DoesAllWithTheProcessesThatTheMachineHasRoomFor)
 {
-    WorkerPool pool({ProgramThatStarts(1)}, 3);
+    WorkerPool pool(WithRoomFor(1), 3);
     Ask(pool, "first", "/nowhere/a");
     Wait(1);
-    for (int i = 0; i < 20; ++i)
-        Ask(pool, "further", QString("/nowhere/%1").arg(i % 3));
+    Ask(pool, "meeting", "/nowhere/a", Meeting());
+    for (int i = 0; i < 19; ++i)
+        Ask(pool, "further", "/nowhere/a");
+    QThread::msleep(20); // in which others are tried
+    QCoreApplication::processEvents();
+    Go();
     Wait(21);
     EXPECT_EQ(reasons, std::vector<std::string>(21));
     EXPECT_EQ(pool.WhyNotStarted(), "");
@@ -290,7 +292,7 @@ TEST_F(WorkerPoolTest, DoesAllWithTheProcessesThatTheMachineHasRoomFor)
 
 TEST_F(WorkerPoolTest, TellsWhyNoProcessCouldBeStarted)
 {
-    WorkerPool pool({ProgramThatStarts(0)}, 2);
+    WorkerPool pool(WithRoomFor(0), 2);
     Ask(pool, "first", "/nowhere/a");
     Ask(pool, "second", "/nowhere/b");
     Wait(2);

@@ -4,6 +4,7 @@
 #include "WorkerTestTools.h"
 
 #include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -18,7 +19,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QThread>
 
@@ -84,11 +84,7 @@ TEST(WorkerProcessTest, HandsItsLimitsToTheProgram)
 {
     const auto arguments = [](WorkerProcess& worker) {
         const QString line = AskAndWait(worker, {})["cmdline"].toString();
-        const int channel = int(line.indexOf(" --memory-channel "));
-        EXPECT_TRUE(
-            line.mid(channel).contains(QRegularExpression("^ --memory-channel [1-9][0-9]* $")))
-            << line.toStdString();
-        return line.left(channel).mid(line.indexOf(" --") + 1);
+        return line.mid(line.indexOf(" --") + 1).trimmed();
     };
     WorkerProcess usual({ScriptedWorker()});
     EXPECT_EQ(arguments(usual), "--memory-limit 1024 --time-limit 600 --file-limit 1024");
@@ -152,18 +148,98 @@ TEST(WorkerProcessTest, AsksANewProcessToLookAtAnotherFile)
     EXPECT_NE(second, first);
     EXPECT_NE(ProcessFor(worker, "open", "/nowhere/1"), second);
     EXPECT_EQ(ChildProcesses().size(), 1U);
+    EXPECT_TRUE(WaitUntil([] { return Workers().size() == 1; }));
 }
 
-TEST(WorkerProcessTest, GetsANewProcessWhereNoSignalCanBeQueued)
+TEST(WorkerProcessTest, SharesAProgramWithOthersAndKnowsNothingOfTheirProcesses)
 {
-    rlimit before = {};
-    ASSERT_EQ(::getrlimit(RLIMIT_SIGPENDING, &before), 0);
-    const rlimit none = {0, before.rlim_max};
-    ASSERT_EQ(::setrlimit(RLIMIT_SIGPENDING, &none), 0);
-    WorkerProcess worker({ScriptedWorker(), longDeadline});
-    const int first = ProcessFor(worker, "open", "/nowhere/1");
-    EXPECT_NE(ProcessFor(worker, "open", "/nowhere/2"), first);
-    EXPECT_EQ(::setrlimit(RLIMIT_SIGPENDING, &before), 0);
+    const auto server = std::make_shared<WorkerServer>(WorkerSettings{ScriptedWorker()});
+    server->Prepare();
+    const std::vector<int> program = ChildProcesses();
+    EXPECT_EQ(program.size(), 1U);
+    WorkerProcess one(server);
+    WorkerProcess other(server);
+    const int first = ProcessFor(one, "open", "/nowhere/1");
+    const int second = ProcessFor(other, "open", "/nowhere/1");
+    EXPECT_NE(first, second);
+    EXPECT_EQ(ChildProcesses(), program);
+    EXPECT_EQ(Reason(AskAndWait(one, Do("crash"))), "died");
+    one.End();
+    EXPECT_EQ(ProcessFor(other, "open", "/nowhere/1"), second);
+    EXPECT_NE(ProcessFor(one, "open", "/nowhere/1"), first);
+    EXPECT_EQ(ChildProcesses(), program);
+}
+
+TEST(WorkerProcessTest, SharesAProgramWithThoseOfOtherThreads)
+{
+    const auto server = std::make_shared<WorkerServer>(WorkerSettings{ScriptedWorker()});
+    std::atomic<int> answers{0};
+    std::vector<std::unique_ptr<QThread>> threads;
+    for (int number = 0; number < 4; ++number) {
+        threads.emplace_back(QThread::create([&server, &answers] {
+            WorkerProcess worker(server);
+            for (int round = 0; round < 50; ++round) {
+                const QJsonObject request{{"op", "open"}, {"file", QString::number(round)}};
+                answers += AskAndWait(worker, request)["ok"].toBool() ? 1 : 0;
+                if (round % 5 == 0)
+                    worker.End();
+            }
+        }));
+        threads.back()->start();
+    }
+    for (const auto& thread : threads)
+        thread->wait();
+    EXPECT_EQ(answers, 200);
+    EXPECT_EQ(ChildProcesses().size(), 1U);
+}
+
+TEST(WorkerProcessTest, OutlivesTheThreadOnWhichItsProgramWasStarted)
+{
+    const auto server = std::make_shared<WorkerServer>(WorkerSettings{ScriptedWorker()});
+    std::thread([&server] { server->Prepare(); }).join();
+    const std::vector<int> program = ChildProcesses();
+    WorkerProcess worker(server);
+    EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
+    EXPECT_EQ(ChildProcesses(), program);
+}
+
+/** Whether a process has nothing open any more, and so can write nothing. */
+bool HasLetGo(int pid)
+{
+    const auto all = QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System;
+    return QDir(QStringLiteral("/proc/%1/fd").arg(pid)).entryList(all).isEmpty();
+}
+
+TEST(WorkerProcessTest, TellsThatItsProcessHasDiedWhereItsProgramWasKilledAndStartsAnother)
+{
+    const auto server = std::make_shared<WorkerServer>(WorkerSettings{ScriptedWorker()});
+    WorkerProcess one(server);
+    WorkerProcess other(server);
+    Answers answers;
+    for (WorkerProcess* worker : {&one, &other})
+        worker->Ask(Do("fall-silent"), answers.For(worker == &one ? "one" : "other"));
+    ASSERT_TRUE(WaitUntil([] { return Workers().size() == 2; }));
+    const std::vector<int> workers = Workers();
+    const std::vector<int> program = ChildProcesses();
+    ASSERT_EQ(::kill(program.at(0), SIGKILL), 0);
+    ASSERT_TRUE(answers.WaitForCount(2));
+    for (const auto& answer : answers.byName)
+        EXPECT_EQ(Reason(answer.second), "died");
+    for (const int worker : workers)
+        EXPECT_TRUE(HasLetGo(worker)) << "what it writes would be in the way of the next one";
+    EXPECT_TRUE(AskAndWait(one, {})["ok"].toBool());
+    EXPECT_TRUE(AskAndWait(other, {})["ok"].toBool());
+    EXPECT_EQ(ChildProcesses().size(), 1U);
+    EXPECT_NE(ChildProcesses(), program);
+}
+
+TEST(WorkerProcessTest, GetsNoProcessWhereItsProgramHasNoRoomForOne)
+{
+    WorkerProcess worker({WorkerWithout("fork=EAGAIN")});
+    const QJsonObject answer = AskAndWait(worker, {});
+    EXPECT_EQ(Reason(answer), "not-started");
+    EXPECT_EQ(answer["message"].toString(),
+              "cannot start a worker: there is no room for another process");
 }
 
 TEST(WorkerProcessTest, BelievesNoDocumentWhatItSaysOfTheNext)
@@ -406,7 +482,7 @@ TEST_P(WorkerLiesOfItsResult, AndIsEndedAndTheRequestFails)
     WorkerProcess worker(settings);
     for (const char* operation : {"convert", "save"}) {
         EXPECT_EQ(Reason(Ask(worker, operation)), GetParam().reason) << operation;
-        EXPECT_TRUE(ChildProcesses().empty());
+        EXPECT_TRUE(Workers().empty());
     }
     EXPECT_TRUE(AskAndWait(worker, Do("answer"))["ok"].toBool());
 }
@@ -481,7 +557,7 @@ TEST(WorkerProcessTest, EndsAWorkerThatTalksUnasked)
 {
     WorkerProcess worker({ScriptedWorker(), longDeadline});
     const QJsonObject first = AskAndWait(worker, Do("two-answers"));
-    ASSERT_TRUE(WaitUntil([] { return ChildProcesses().empty(); }));
+    ASSERT_TRUE(WaitUntil([] { return Workers().empty(); }));
     const QJsonObject second = AskAndWait(worker, {});
     EXPECT_TRUE(second["ok"].toBool());
     EXPECT_NE(first["pid"], second["pid"]);
@@ -492,14 +568,14 @@ TEST(WorkerProcessTest, AnswersTheLastWordsOfAWorkerThatDiesOfThem)
     WorkerProcess worker({ScriptedWorker(), longDeadline});
     for (int number = 0; number < 20; ++number) {
         EXPECT_TRUE(AskAndWait(worker, Do("answer-and-die"))["ok"].toBool());
-        ASSERT_TRUE(WaitUntil([] { return ChildProcesses().empty(); }));
+        ASSERT_TRUE(WaitUntil([] { return Workers().empty(); }));
     }
 }
 
 /** Waits without handling an event, so that the death is news to the WorkerProcess. */
-void WaitForDeathOfAllChildren()
+void WaitForDeathOfAllWorkers()
 {
-    for (const int pid : ChildProcesses()) {
+    for (const int pid : Workers()) {
         while (!HasEnded(pid))
             std::this_thread::yield();
     }
@@ -509,7 +585,7 @@ TEST(WorkerProcessTest, AsksANewProcessAfterTheOldOneHasDiedUnnoticed)
 {
     WorkerProcess worker({ScriptedWorker(), longDeadline});
     ASSERT_TRUE(AskAndWait(worker, Do("answer-and-die"))["ok"].toBool());
-    WaitForDeathOfAllChildren();
+    WaitForDeathOfAllWorkers();
     EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
 }
 
@@ -522,7 +598,7 @@ TEST(WorkerProcessTest, AsksANewProcessAfterTheOldOneHasDiedOfItsAnswer)
     worker.Ask({}, answers.For("next"));
     ASSERT_TRUE(WaitUntil([&] { return QFile::exists(folder.filePath("received")); }));
     ASSERT_TRUE(QFile(folder.filePath("go")).open(QFile::WriteOnly));
-    WaitForDeathOfAllChildren();
+    WaitForDeathOfAllWorkers();
     ASSERT_TRUE(answers.WaitForCount(2));
     EXPECT_TRUE(answers.byName["last words"]["ok"].toBool());
     EXPECT_TRUE(answers.byName["next"]["ok"].toBool());
@@ -732,7 +808,7 @@ TEST(WorkerProcessEndTest, AnswersEveryOpenRequestBeforeItReturns)
     EXPECT_EQ(answers.names, QStringList({"running", "waiting", "last"}));
     for (const auto& answer : answers.byName)
         EXPECT_EQ(Reason(answer.second), "ended");
-    EXPECT_TRUE(ChildProcesses().empty());
+    EXPECT_TRUE(Workers().empty());
 }
 
 TEST(WorkerProcessEndTest, AnswersARequestWhoseProcessHasHardlyStarted)
@@ -743,7 +819,7 @@ TEST(WorkerProcessEndTest, AnswersARequestWhoseProcessHasHardlyStarted)
     worker.End();
     EXPECT_EQ(answers.names, QStringList("request"));
     EXPECT_EQ(Reason(answers.byName["request"]), "ended");
-    EXPECT_TRUE(ChildProcesses().empty());
+    EXPECT_TRUE(Workers().empty());
     QCoreApplication::processEvents();
     EXPECT_EQ(answers.names.size(), 1);
 }
@@ -845,8 +921,9 @@ TEST(WorkerProcessDestructorTest, LeavesNoProcessAndNoDescriptorBehindAfterManyR
             WorkerProcess missing({"/missing/program"});
             AskAndWait(missing, {});
         }
-        EXPECT_TRUE(ChildProcesses().empty());
+        EXPECT_TRUE(Workers().empty());
     }
+    EXPECT_TRUE(ChildProcesses().empty());
     EXPECT_EQ(CountOpenDescriptors(), descriptors);
 }
 

@@ -115,6 +115,16 @@ std::vector<int> ChildProcesses(int parent)
     return children;
 }
 
+std::vector<int> Workers()
+{
+    std::vector<int> workers;
+    for (const int program : ChildProcesses()) {
+        const std::vector<int> itsOwn = ChildProcesses(program);
+        workers.insert(workers.end(), itsOwn.begin(), itsOwn.end());
+    }
+    return workers;
+}
+
 bool HasEnded(int pid)
 {
     const std::string state = StateOf(pid);

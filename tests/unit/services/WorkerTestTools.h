@@ -39,6 +39,9 @@ bool WaitUntil(const std::function<bool()>& condition);
 /** The children of a process, ended ones that nobody has waited for included. */
 std::vector<int> ChildProcesses(int parent = ::getpid());
 
+/** The processes that look at documents: the children of the programs that this process runs. */
+std::vector<int> Workers();
+
 /** Whether this child has ended, seen without waiting for it. */
 bool HasEnded(int pid);
 

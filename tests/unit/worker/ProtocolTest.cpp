@@ -4,10 +4,14 @@
 
 #include <csignal>
 
+#include <QDir>
+
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QSet>
+#include <QThread>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -188,10 +192,27 @@ TEST_F(StandardOutputTest, IsStandardErrorForWhatLibrariesPrint)
     EXPECT_EQ(Target(worker, STDOUT_FILENO), Target(worker, STDERR_FILENO));
 }
 
-TEST_F(StandardOutputTest, LeadsNowhereWithoutAStandardError)
+TEST_F(StandardOutputTest, IsTheWorkersOwnWhereItsProgramHasNone)
 {
-    WorkerClient silent("exec 2>&-");
-    EXPECT_EQ(Target(silent, STDOUT_FILENO), "/dev/null");
+    WorkerClient silent("exec 1>&- 2>&-");
+    EXPECT_EQ(Target(silent, STDOUT_FILENO), Target(silent, STDERR_FILENO));
+    EXPECT_TRUE(Target(silent, STDOUT_FILENO).contains("socket:"));
+}
+
+TEST_F(StandardOutputTest, IsTheWorkersOwnAsAllThatItHasOpen)
+{
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    const qint64 first = worker.ProcessId();
+    ASSERT_GT(first, 0);
+    worker.Renew();
+    Target(worker, STDOUT_FILENO);
+    QSet<QString> sockets;
+    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(worker.ProcessId()));
+    for (const QFileInfo& one : descriptors.entryInfoList(QDir::Files | QDir::System)) {
+        if (one.symLinkTarget().contains("socket:"))
+            sockets.insert(one.symLinkTarget());
+    }
+    EXPECT_EQ(sockets.size(), 3) << "of lines, complaints and memory, and none that controls it";
 }
 
 TEST_F(ProtocolTest, KeepsNothingOpenOfWhoeverStartedIt)
@@ -209,12 +230,9 @@ TEST_F(ProtocolTest, KeepsNothingOpenOfWhoeverStartedIt)
 
 TEST_F(ProtocolTest, EndsWhenItsAnswersCannotBeWritten)
 {
-    WorkerClient mute("exec 1>/dev/full");
-    mute.Send({{"id", 1}, {"op", "close"}, {"document", 1}});
-    EXPECT_EQ(mute.Finish(), 1);
-    WorkerClient closed("exec 1>&-");
-    closed.Send({{"id", 1}, {"op", "close"}, {"document", 1}});
-    EXPECT_EQ(closed.Finish(), 1);
+    worker.StopListening();
+    worker.Send({{"id", 1}, {"op", "close"}, {"document", 1}});
+    EXPECT_EQ(worker.Finish(), 1);
 }
 
 TEST_F(ProtocolTest, KnowsOnlyTheDocumentsThatItHolds)
@@ -258,37 +276,35 @@ TEST_F(ProtocolTest, LooksAtOneFileOnly)
     EXPECT_EQ(open(sample, 2), "ok");
 }
 
-TEST_F(ProtocolTest, LooksAtAnotherFileInANewProcessAfterARelease)
+TEST_F(ProtocolTest, LooksAtAnotherFileInANewProcess)
 {
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
     const qint64 first = worker.ProcessId();
-    EXPECT_TRUE(worker.Release());
+    const qint64 server = worker.ServerId();
+    worker.Renew();
+    EXPECT_FALSE(QFile::exists(QString("/proc/%1").arg(first)));
     EXPECT_EQ(
         Outcome(worker.Ask({{"id", 1}, {"op", "open"}, {"document", 1}, {"file", Sample(2)}})),
         "ok");
     EXPECT_NE(worker.ProcessId(), first);
-    EXPECT_FALSE(QFile::exists(QString("/proc/%1").arg(first)));
+    EXPECT_EQ(worker.ServerId(), server);
     EXPECT_EQ(worker.Finish(), 0);
 }
 
-TEST_F(ProtocolTest, ForgetsWhatItHeldWhenItIsReleased)
+TEST_F(ProtocolTest, HoldsInANewProcessNothingOfTheOldOne)
 {
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
-    EXPECT_TRUE(worker.Release());
+    worker.Renew();
     EXPECT_EQ(Outcome(Save(Path("copy.pdf"))), "no-such-document");
-    EXPECT_TRUE(worker.Release()) << "of nothing";
 }
 
-TEST_F(ProtocolTest, TakesAnIdleProcessAwayFromItsDocumentWithoutAskingIt)
+TEST_F(ProtocolTest, EndsAProcessWithoutAskingIt)
 {
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
     const qint64 first = worker.ProcessId();
     ASSERT_EQ(::kill(pid_t(first), SIGSTOP), 0);
-    EXPECT_TRUE(worker.Release());
-    EXPECT_FALSE(QFile::exists(QString("/proc/%1").arg(first)));
-    EXPECT_EQ(
-        Outcome(worker.Ask({{"id", 1}, {"op", "open"}, {"document", 1}, {"file", Sample(2)}})),
-        "ok");
+    EXPECT_EQ(worker.Terminate(), SIGKILL);
+    EXPECT_FALSE(QFile::exists(QString("/proc/%1").arg(first))) << "it has waited for it";
 }
 
 TEST_F(ProtocolTest, TakesBlanksAsTheBeginningOfTheNextRequest)
@@ -299,51 +315,70 @@ TEST_F(ProtocolTest, TakesBlanksAsTheBeginningOfTheNextRequest)
     EXPECT_EQ(Outcome(worker.Receive()), "no-such-document");
 }
 
-TEST_F(ProtocolTest, LeavesNobodyBehindWhenItIsToldToEnd)
+TEST_F(ProtocolTest, LeavesNobodyBehindWhenNobodyCanOrderAnyMore)
 {
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
     const QString child = QString("/proc/%1").arg(worker.ProcessId());
     ASSERT_TRUE(QFile::exists(child));
-    worker.Terminate();
+    EXPECT_EQ(worker.Close(), 0);
     EXPECT_FALSE(QFile::exists(child)) << "it has waited for it";
+}
+
+/** Whether the process is gone, or has nobody yet who waits for it. */
+bool IsGone(const QString& process)
+{
+    QFile file("/proc/" + process + "/stat");
+    return !file.open(QIODevice::ReadOnly) || file.readAll().contains(") Z ");
+}
+
+QString ChildOf(const QString& process)
+{
+    QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(process));
+    return children.open(QIODevice::ReadOnly) ? QString::fromLatin1(children.readAll().trimmed())
+                                              : QString();
+}
+
+TEST_F(ProtocolTest, EndsWithWhoeverHasStartedIt)
+{
+    WorkerClient grandchild("exec 3<&0; \"$0\" \"$@\" <&3 & wait; exit");
+    EXPECT_EQ(Outcome(grandchild.Ask({{"id", 1}, {"op", "nonsense"}})), "bad-request");
+    const QString server = ChildOf(QString::number(grandchild.ServerId()));
+    const QString child = ChildOf(server);
+    ASSERT_FALSE(child.isEmpty());
+    ASSERT_EQ(::kill(pid_t(grandchild.ServerId()), SIGKILL), 0);
+    while (!IsGone(server) || !IsGone(child))
+        QThread::msleep(1);
+}
+
+TEST_F(ProtocolTest, LeavesNobodyBehindWhenItIsKilled)
+{
+    EXPECT_EQ(Outcome(Open(Sample())), "ok");
+    const QString child = QString::number(worker.ProcessId());
+    ASSERT_EQ(::kill(pid_t(worker.ServerId()), SIGKILL), 0);
+    while (!IsGone(child))
+        QThread::msleep(1);
+    EXPECT_EQ(worker.Finish(), -1);
 }
 
 TEST_F(ProtocolTest, GoesOnWhateverAnybodyElseTellsIt)
 {
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
-    for (const char* signal : {"TERM", "INT", "HUP", "USR1", "USR2", "RTMIN"}) {
+    for (const char* signal : {"TERM", "INT", "HUP", "USR1", "USR2", "CHLD"}) {
         worker.SignalFromElsewhere(signal);
         EXPECT_EQ(Outcome(Save(Path(signal))), "ok") << signal;
     }
-    EXPECT_TRUE(worker.Release());
     EXPECT_EQ(worker.Finish(), 0);
+    EXPECT_EQ(worker.Close(), 0);
 }
 
-TEST_F(ProtocolTest, IsReleasedByItsParentWhoeverElseHasSentTheSignal)
-{
-    EXPECT_EQ(Outcome(Open(Sample())), "ok");
-    worker.SignalFromElsewhere("STOP");
-    for (const char* signal : {"USR1", "RTMIN"})
-        worker.SignalFromElsewhere(signal);
-    worker.SendRelease();
-    worker.SignalFromElsewhere("CONT");
-    EXPECT_TRUE(worker.ReceiveRelease());
-}
-
-TEST_F(ProtocolTest, EndsWhenItCannotSayThatItIsReleased)
-{
-    WorkerClient mute("exec >/dev/full");
-    mute.ProcessId(); // waits until it takes the signal
-    EXPECT_FALSE(mute.Release());
-    EXPECT_EQ(mute.Finish(), 1);
-}
-
-TEST_F(ProtocolTest, EndsAsTheProcessDoesThatLooksAtTheDocument)
+TEST_F(ProtocolTest, TellsHowTheProcessHasEndedThatLooksAtTheDocument)
 {
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
     ASSERT_EQ(::kill(pid_t(worker.ProcessId()), SIGABRT), 0);
     EXPECT_EQ(worker.Finish(), -1);
+    EXPECT_EQ(worker.Terminate(), SIGABRT);
     EXPECT_EQ(Outcome(worker.Receive()), "nothing");
+    EXPECT_EQ(worker.Close(), 0) << "which is none of its business";
 }
 
 TEST_F(ProtocolTest, GetsReadyForDocumentsWithoutComplaint)

@@ -36,8 +36,9 @@ ConversionServices::ConversionServices(std::shared_ptr<const SessionFolder> fold
     : session(std::move(folder)),
       files(std::make_shared<LocalFileSystem>(session)),
       names(std::make_shared<UuidFileNameGenerator>()),
-      provider(std::make_shared<WorkerPdfProvider>(Confined(worker, *session))),
-      pool(std::make_shared<WorkerPool>(Confined(std::move(worker), *session), processes))
+      server(std::make_shared<WorkerServer>(Confined(std::move(worker), *session))),
+      provider(std::make_shared<WorkerPdfProvider>(server)),
+      pool(std::make_shared<WorkerPool>(server, processes))
 {
 }
 

@@ -17,6 +17,7 @@ class SessionFolder;
 class UuidFileNameGenerator;
 class WorkerPdfProvider;
 class WorkerPool;
+class WorkerServer;
 } // namespace Korvel::PDF
 
 namespace Korvel::PDF::Converter {
@@ -51,6 +52,7 @@ public:
     const std::shared_ptr<const SessionFolder> session;
     const std::shared_ptr<LocalFileSystem> files;
     const std::shared_ptr<UuidFileNameGenerator> names;
+    const std::shared_ptr<WorkerServer> server;
     const std::shared_ptr<WorkerPdfProvider> provider;
     const std::shared_ptr<WorkerPool> pool;
 
