@@ -52,11 +52,13 @@ bool SendDescriptors(int socket, qint64 number, const std::vector<int>& descript
     Packet packet;
     packet.number = number;
     packet.message.msg_controllen = CMSG_SPACE(bytes);
-    cmsghdr& header = *CMSG_FIRSTHDR(&packet.message);
-    header.cmsg_level = SOL_SOCKET;
-    header.cmsg_type = SCM_RIGHTS;
-    header.cmsg_len = CMSG_LEN(bytes);
-    std::memcpy(CMSG_DATA(&header), descriptors.data(), bytes);
+    cmsghdr* const header = CMSG_FIRSTHDR(&packet.message);
+    if (!header || descriptors.size() > most)
+        return false;
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(bytes);
+    std::memcpy(CMSG_DATA(header), descriptors.data(), bytes);
     return ::sendmsg(socket, &packet.message, MSG_NOSIGNAL | MSG_DONTWAIT) == sizeof packet.number;
 }
 
