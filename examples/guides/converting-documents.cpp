@@ -81,7 +81,7 @@ int main(int argc, char** argv)
 
     //! [memory]
     ConversionRequest textRequest = request;
-    textRequest.isInMemory = true; // no file is made
+    textRequest.isInMemory = true; // in place of a file
     textRequest.format = QStringLiteral("txt");
     textRequest.text.dehyphenates = false; // words stay parted where a line ends
     //! [memory]

@@ -84,6 +84,7 @@ inline constexpr char properties[] = "properties";
 inline constexpr char details[] = "details";
 inline constexpr char width[] = "width";
 inline constexpr char height[] = "height";
+inline constexpr char bytes[] = "bytes";
 } // namespace Key
 
 /** What keeps a worker from most, by the names that people are told. */

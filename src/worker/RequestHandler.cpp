@@ -2,6 +2,7 @@
 
 #include "DocumentInfoJson.h"
 #include "Engine.h"
+#include "GivenFile.h"
 #include "GivenMemory.h"
 #include "NewFile.h"
 #include "PathText.h"
@@ -215,14 +216,15 @@ QJsonObject RequestHandler::Close(const QJsonObject& request)
 QJsonObject RequestHandler::Convert(const QJsonObject& request)
 {
     const QString format = request[Key::format].toString();
-    if (format == WorkerProtocol::Format::pixels)
-        return DrawIntoMemory(request);
+    const bool isPicture = IsPictureFormat(format);
+    if (format == WorkerProtocol::Format::pixels || (isPicture && !request.contains(Key::output)))
+        return DrawIntoMemory(request, format);
     const std::string output = Path(request, Key::output);
     const bool isPdf = format == WorkerProtocol::Format::pdf;
     if (isPdf && request.contains(Key::merge))
         return Merge(request);
     const bool isText = FindTextFrame(format);
-    if (!isPdf && !isText && !IsPictureFormat(format))
+    if (!isPdf && !isText && !isPicture)
         throw RequestError(Reason::UnsupportedFormat, "no such format");
     const FileState before = TakeUp(Path(request, Key::file));
     return WhileUnchanged(before, [&] {
@@ -265,18 +267,28 @@ QJsonObject RequestHandler::Merge(const QJsonObject& request)
 }
 
 /** Draws a page into the memory that was given for the request. */
-QJsonObject RequestHandler::DrawIntoMemory(const QJsonObject& request)
+QJsonObject RequestHandler::DrawIntoMemory(const QJsonObject& request, const QString& format)
 {
-    const PictureLook look = LookOf(request, WorkerProtocol::Format::pixels);
-    const PageView view = ViewOf(request);
-    const qint64 page = Number(request, Key::page);
+    Number(request, Key::page);
     const PDF::FileDescriptor memory = TakeMemory(memoryChannel, Number(request, Key::id));
     const FileState before = TakeUp(Path(request, Key::file));
     return WhileUnchanged(before, [&] {
-        const PictureShape shape = RendererFor(input, view, PageUse::Pictures)
-                                       .WritePixels(memory.Number(), page, look, largestFile);
-        return QJsonObject{{Key::width, shape.width}, {Key::height, shape.height}};
+        if (format == WorkerProtocol::Format::pixels)
+            return WritePixels(memory.Number(), request);
+        GivenFile picture(memory.Number(), largestFile);
+        WritePage(picture, request, format);
+        return QJsonObject{{Key::bytes, qint64(picture.Complete())}};
     });
+}
+
+/** What the answer tells of them. */
+QJsonObject RequestHandler::WritePixels(int into, const QJsonObject& request)
+{
+    const PictureLook look = LookOf(request, WorkerProtocol::Format::pixels);
+    const PictureShape shape =
+        RendererFor(input, ViewOf(request), PageUse::Pictures)
+            .WritePixels(into, Number(request, Key::page), look, largestFile);
+    return {{Key::width, shape.width}, {Key::height, shape.height}};
 }
 
 /** Keeps a result that was made of one state of the file. */
@@ -345,7 +357,7 @@ QJsonObject RequestHandler::WriteText(NewFile& file, const QJsonObject& request,
     return answer;
 }
 
-void RequestHandler::WritePage(NewFile& file, const QJsonObject& request, const QString& format)
+void RequestHandler::WritePage(Output& file, const QJsonObject& request, const QString& format)
 {
     const PictureLook look = LookOf(request, format);
     const PageView view = ViewOf(request);
@@ -359,7 +371,7 @@ void RequestHandler::WritePage(NewFile& file, const QJsonObject& request, const 
 }
 
 /** Writes the JPEG that the page is nothing but; false where it is another one. */
-bool RequestHandler::WriteScan(NewFile& file, qint64 page)
+bool RequestHandler::WriteScan(Output& file, qint64 page)
 {
     if (!scans && reusable)
         scans = std::move(reusable);

@@ -2,6 +2,7 @@
 
 #include "FileState.h"
 #include "NewFile.h"
+#include "Output.h"
 #include "PageRenderer.h"
 #include "PdfDocument.h"
 
@@ -40,13 +41,14 @@ private:
     QJsonObject Close(const QJsonObject& request);
     QJsonObject Convert(const QJsonObject& request);
     QJsonObject Merge(const QJsonObject& request);
-    QJsonObject DrawIntoMemory(const QJsonObject& request);
+    QJsonObject DrawIntoMemory(const QJsonObject& request, const QString& format);
+    QJsonObject WritePixels(int into, const QJsonObject& request);
     FileState TakeUp(const std::string& path);
     FileState TakeUp(const std::vector<std::string>& files);
     void WritePdf(NewFile& file, const QJsonObject& request);
     QJsonObject WriteText(NewFile& file, const QJsonObject& request, const QString& format);
-    void WritePage(NewFile& file, const QJsonObject& request, const QString& format);
-    bool WriteScan(NewFile& file, qint64 page);
+    void WritePage(Output& file, const QJsonObject& request, const QString& format);
+    bool WriteScan(Output& file, qint64 page);
     QJsonObject WriteTiff(NewFile& file, const QJsonObject& request);
     void Finish(NewFile& result, const FileState& before) const;
     template <typename Work>

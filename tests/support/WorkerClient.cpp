@@ -140,6 +140,11 @@ QByteArray WorkerClient::NextLine()
     return line;
 }
 
+void WorkerClient::SendMemory(qint64 id, int memory)
+{
+    SendDescriptors(ends->memory.Number(), id, {memory});
+}
+
 QJsonObject WorkerClient::Receive()
 {
     return QJsonDocument::fromJson(NextLine()).object();

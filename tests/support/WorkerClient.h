@@ -39,6 +39,9 @@ public:
     void Send(const QByteArray& line);
     void Send(const QJsonObject& request);
 
+    /** Sends memory for the request with this id, which comes later. */
+    void SendMemory(qint64 id, int memory);
+
     /** The next answer; empty when the worker has ended. */
     QJsonObject Receive();
 

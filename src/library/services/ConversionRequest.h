@@ -72,7 +72,9 @@ struct ConversionRequest
     /**
      * Whether results are handed over as bytes, in place of files: in ConversionResult::Page, and
      * by PdfConversion::PageMade. There are no paths then, and `format` has to be set. The bytes
-     * stay as long as the result of the conversion does.
+     * stay as long as the result of the conversion does. Pictures of single pages come through
+     * memory, and lie in no file; texts, PDFs and a TIFF of several pages lie for a moment in the
+     * converter's private folder, as the worker makes them there.
      *
      * With the format "pixels", which is for this alone, pages are handed over as they were drawn,
      * in ConversionResult::Page::picture and by PdfConversion::PictureMade.

@@ -1,7 +1,10 @@
 #include "PictureMemory.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <memory>
+#include <new>
 
 #include <QJsonArray>
 #include <QSize>
@@ -9,6 +12,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace Korvel::PDF {
 
@@ -18,7 +22,8 @@ using WorkerProtocol::Reason;
 
 namespace {
 
-constexpr qint64 bytesOfBlock = 512; // whatever the file system has
+constexpr qint64 bytesOfBlock = 512;                // whatever the file system has
+constexpr qint64 mostBytesOfCopy = 0x7ffff000 - 32; // what one call reads, and a QByteArray holds
 
 /** What the answer says; one that no picture has is not valid. */
 QSize SizeOf(const QJsonObject& answer)
@@ -49,6 +54,13 @@ PagePicture::Format FormatOf(const QJsonObject& request)
                                               : PagePicture::Format::Color;
 }
 
+/** What the answer says; 0 for what is no number of bytes. */
+qint64 ToBytes(const QJsonValue& value)
+{
+    const double bytes = value.toDouble();
+    return bytes > 0 && bytes <= double(mostBytesOfCopy) ? qint64(bytes) : 0;
+}
+
 } // namespace
 
 PictureMemory::PictureMemory()
@@ -74,16 +86,45 @@ bool PictureMemory::Seal() const
     return seals >= 0 && (seals & all) == all;
 }
 
-/** Whether it is as large as that, and has no holes, for which there may be no memory later. */
-bool PictureMemory::Holds(qint64 bytes) const
+/** In bytes; -1 where it has holes, for which there may be no memory later. */
+qint64 PictureMemory::Size() const
 {
     struct stat status = {};
-    return ::fstat(file.Number(), &status) == 0 && status.st_size == bytes &&
-           status.st_blocks * bytesOfBlock >= bytes;
+    const bool isWhole =
+        ::fstat(file.Number(), &status) == 0 && status.st_blocks * bytesOfBlock >= status.st_size;
+    return isWhole ? status.st_size : -1;
 }
 
 std::optional<Reason> PictureMemory::Take(const QJsonObject& request, const QJsonObject& answer,
                                           int largest)
+{
+    const qint64 most = largest > 0 ? qint64(largest) << 20 : std::numeric_limits<qint64>::max();
+    return request[Key::format] == QLatin1String(WorkerProtocol::Format::pixels)
+               ? TakePixels(request, answer, most)
+               : TakeBytes(ToBytes(answer[Key::bytes]), most);
+}
+
+/** A copy, which nobody else can change, so that nothing needs to be sealed. */
+std::optional<Reason> PictureMemory::TakeBytes(qint64 bytes, qint64 most)
+{
+    const qint64 size = Size();
+    if (size > std::min(most, mostBytesOfCopy))
+        return Reason::TooLarge;
+    if (bytes <= 0 || bytes > size)
+        return Reason::Rubbish;
+    try {
+        QByteArray copy(int(bytes), Qt::Uninitialized);
+        if (::pread(file.Number(), copy.data(), std::size_t(bytes), 0) != bytes)
+            return Reason::Rubbish;
+        encoded = copy;
+    } catch (const std::bad_alloc&) {
+        return Reason::OutOfMemory;
+    }
+    return std::nullopt;
+}
+
+std::optional<Reason> PictureMemory::TakePixels(const QJsonObject& request,
+                                                const QJsonObject& answer, qint64 most)
 {
     const QSize size = SizeOf(answer);
     const PagePicture::Format format = FormatOf(request);
@@ -91,9 +132,9 @@ std::optional<Reason> PictureMemory::Take(const QJsonObject& request, const QJso
         return Reason::Rubbish;
     const qint64 bytes = size.height() * WorkerProtocol::BytesOfRow(
                                              size.width(), format == PagePicture::Format::Gray);
-    if (largest > 0 && bytes > qint64(largest) << 20)
+    if (bytes > most)
         return Reason::TooLarge;
-    if (!Seal() || !Holds(bytes))
+    if (!Seal() || Size() != bytes)
         return Reason::Rubbish;
     void* const pixels =
         ::mmap(nullptr, std::size_t(bytes), PROT_READ, MAP_PRIVATE, file.Number(), 0);

@@ -132,9 +132,37 @@ QJsonObject ConvertRequest(const AbstractConverter::Task& task, TaskOptions& opt
         request[Key::linearize] = *linearize;
     AddPages(request, options);
     AddMerged(request, options);
-    if (IsOfPixels(request))
-        request.remove(Key::output);
     return request;
+}
+
+/** What takes the picture that is made in memory; none where a file is to be made. */
+using Taker = std::function<void(const PictureMemory&)>;
+
+/** @throws OptionError  the format is "pixels", and nobody takes them */
+Taker TakerOfPixels(int page, TaskOptions& options)
+{
+    const auto tell = options.Find<WorkerConverter::OnPicture>("picture_made");
+    if (!tell || !*tell)
+        throw OptionError("picture_made",
+                          "the option \"picture_made\" is wanted by the type \"pixels\"");
+    return [page, tell = *tell](const PictureMemory& memory) {
+        tell(page, memory.Picture());
+    };
+}
+
+/** @throws OptionError  what is wanted is no picture of a page */
+Taker TakerOfBytes(const QJsonObject& request, TaskOptions& options)
+{
+    const auto tell = options.Find<WorkerConverter::OnBytes>("bytes_made");
+    if (!tell || !*tell)
+        return {};
+    const ResultFormat* const format = FindResultFormat(request[Key::format].toString());
+    if (!format || !format->isPicture || !request.contains(Key::page))
+        throw OptionError("bytes_made",
+                          "the option \"bytes_made\" goes with the picture of one page");
+    return [page = request[Key::page].toInt(), tell = *tell](const PictureMemory& memory) {
+        tell(page, memory.Bytes());
+    };
 }
 
 /** Why the request cannot be sent; nothing when it can. */
@@ -142,7 +170,7 @@ std::optional<Reason> Refusal(const QJsonObject& request)
 {
     if (request[Key::file].toString().isEmpty())
         return Reason::Unreadable;
-    if (request[Key::output].toString().isEmpty() && !IsOfPixels(request))
+    if (request.contains(Key::output) && request[Key::output].toString().isEmpty())
         return Reason::CannotWrite;
     return std::nullopt;
 }
@@ -209,18 +237,18 @@ bool WorkerConverter::ConvertFile(const Task& task)
     };
     using Tell = std::function<void(const QString&)>;
     TaskOptions options(task.options);
-    const QJsonObject request = ConvertRequest(task, options);
+    QJsonObject request = ConvertRequest(task, options);
+    const Taker take = IsOfPixels(request) ? TakerOfPixels(request[Key::page].toInt(), options)
+                                           : TakerOfBytes(request, options);
+    if (take)
+        request.remove(Key::output);
     const Tell tell = options.Find<Tell>("why_failed").value_or(Tell());
     const OnPageFailed tellOfPage =
         options.Find<OnPageFailed>("missing_page").value_or(OnPageFailed());
     const OnTextReport report = options.Find<OnTextReport>("text_report").value_or(OnTextReport());
-    const auto tellPicture = options.Find<OnPicture>("picture_made");
-    for (const char* const ofWrappers : {"need_export", "password"})
-        options.Allow(ofWrappers);
+    for (const char* const ofOthers : {"need_export", "password", "picture_made", "bytes_made"})
+        options.Allow(ofOthers); // wrappers, and other formats
     options.RequireNoOther();
-    if (IsOfPixels(request) && !tellPicture.value_or(OnPicture()))
-        throw OptionError("picture_made",
-                          "the option \"picture_made\" is wanted by the type \"pixels\"");
     later([this, source = task.source] { Q_EMIT ConvertationStarted(source); });
     const auto receiver = [this, later, source = task.source, result = task.destination, tell,
                            tellOfPage, report](const QJsonObject& answer) {
@@ -235,8 +263,8 @@ bool WorkerConverter::ConvertFile(const Task& task)
     };
     if (const std::optional<Reason> reason = Refusal(request))
         receiver(WorkerProtocol::FailureAnswer(*reason, "no path that names a file"));
-    else if (IsOfPixels(request))
-        AskToDraw(request, *tellPicture, receiver);
+    else if (take)
+        AskToDraw(request, take, receiver);
     else if (IsOfManyPages(request) && FindTextFrame(request[Key::format].toString()))
         AskInParts(task, request, receiver);
     else
@@ -285,18 +313,19 @@ void WorkerConverter::Ask(const QJsonObject& request, const WorkerProcess::Recei
 }
 
 /** Asks once more likewise, for memory that nothing was drawn into. */
-void WorkerConverter::AskToDraw(const QJsonObject& request, const OnPicture& tell,
+void WorkerConverter::AskToDraw(const QJsonObject& request,
+                                const std::function<void(const PictureMemory&)>& take,
                                 const WorkerProcess::Receiver& receiver, int tries)
 {
     const auto memory = std::make_shared<PictureMemory>();
-    const auto answered = [this, request, tell, receiver, tries,
+    const auto answered = [this, request, take, receiver, tries,
                            memory](const QJsonObject& answer) {
         if (WorkerProtocol::ReasonOf(answer) == Reason::Changed && tries > 1) {
-            AskToDraw(request, tell, receiver, tries - 1);
+            AskToDraw(request, take, receiver, tries - 1);
             return;
         }
-        const auto emission = [tell, page = request[Key::page].toInt(), memory] {
-            tell(page, memory->Picture());
+        const auto emission = [take, memory] {
+            take(*memory);
         };
         if (answer[Key::ok].toBool())
             QMetaObject::invokeMethod(this, emission, Qt::QueuedConnection);

@@ -10,6 +10,8 @@
 #include <memory>
 #include <vector>
 
+#include <QByteArray>
+
 namespace Korvel::PDF::Converter {
 
 class TextInParts;
@@ -54,6 +56,8 @@ class TextInParts;
  * - "linearize" (`bool`): of the format "pdf", the file is laid out for being shown while it loads
  * - "picture_made" (`WorkerConverter::OnPicture`): of the type "pixels", which wants it: called
  *   with the picture of the "page", before Finished. Nothing is made at the destination
+ * - "bytes_made" (`WorkerConverter::OnBytes`): of the picture formats, with "page": called with
+ * what the file would hold, before Finished. Nothing is made at the destination
  * - "why_failed" (`std::function<void(const QString&)>`): told what the worker says of a failure,
  *   before Failed
  *
@@ -105,6 +109,14 @@ public:
      */
     using OnPicture = std::function<void(int page, const PagePicture& picture)>;
 
+    /**
+     * Called before Finished, from the event loop.
+     *
+     * @param page   from 1
+     * @param bytes  of its picture, as a file has them; not empty
+     */
+    using OnBytes = std::function<void(int page, const QByteArray& bytes)>;
+
     /** With a worker process of its own. */
     explicit WorkerConverter(const WorkerSettings& settings = {});
 
@@ -138,7 +150,8 @@ private:
     Q_DISABLE_COPY_MOVE(WorkerConverter)
 
     void Ask(const QJsonObject& request, const WorkerProcess::Receiver& receiver);
-    void AskToDraw(const QJsonObject& request, const OnPicture& tell,
+    void AskToDraw(const QJsonObject& request,
+                   const std::function<void(const PictureMemory&)>& take,
                    const WorkerProcess::Receiver& receiver, int tries = 2);
     void AskInParts(const Task& task, const QJsonObject& request,
                     const WorkerProcess::Receiver& receiver);

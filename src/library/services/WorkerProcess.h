@@ -77,8 +77,8 @@ public:
      *
      * @param request   what is wanted (docs/worker-protocol.md)
      * @param receiver  called with the answer
-     * @param memory    what the page of a request for "pixels" is drawn into, which the library's
-     *                  own classes make; null for others
+     * @param memory    what the picture of a page is put into by a request without "output", which
+     *                  the library's own classes make; null for others
      */
     void Ask(QJsonObject request, Receiver receiver,
              std::shared_ptr<PictureMemory> memory = nullptr);

@@ -48,28 +48,37 @@ protected:
         return task;
     }
 
+    /** Waits for the end of a task, and until then has `hasEnded` be false. */
+    static std::optional<AbstractConverter::ErrorType>
+    RunBy(WorkerConverter& by, const AbstractConverter::Task& task, bool& hasEnded)
+    {
+        hasEnded = false;
+        std::optional<AbstractConverter::ErrorType> failure;
+        QObject context;
+        QObject::connect(&by, &AbstractConverter::Failed, &context,
+                         [&](const QString&, AbstractConverter::ErrorType error) {
+                             failure = error;
+                             hasEnded = true;
+                         });
+        QObject::connect(&by, qOverload<const QString&, QString>(&AbstractConverter::Finished),
+                         &context, [&] { hasEnded = true; });
+        EXPECT_TRUE(by.ConvertFile(task));
+        EXPECT_TRUE(WaitUntil([&] { return hasEnded; }));
+        return failure;
+    }
+
     /** Has the worker do what a word says, for a picture, and waits for the end. */
     Outcome Draw(AbstractConverter::Task task)
     {
         Outcome outcome;
         bool hasEnded = false;
-        QObject context;
-        QObject::connect(&converter, &AbstractConverter::Failed, &context,
-                         [&](const QString&, AbstractConverter::ErrorType error) {
-                             outcome.error = error;
-                             hasEnded = true;
-                         });
-        QObject::connect(&converter,
-                         qOverload<const QString&, QString>(&AbstractConverter::Finished), &context,
-                         [&] { hasEnded = true; });
         task.options["picture_made"] =
             WorkerConverter::OnPicture([&](int page, const PagePicture& picture) {
                 EXPECT_EQ(page, 1);
                 EXPECT_FALSE(hasEnded);
                 outcome.picture = picture;
             });
-        EXPECT_TRUE(converter.ConvertFile(task));
-        EXPECT_TRUE(WaitUntil([&] { return hasEnded; }));
+        outcome.error = RunBy(converter, task, hasEnded);
         EXPECT_EQ(outcome.picture.IsNull(), outcome.error.has_value());
         return outcome;
     }
@@ -205,6 +214,119 @@ TEST_F(PagePictureTest, OfNothingIsNoImage)
 {
     EXPECT_TRUE(PagePicture().IsNull());
     EXPECT_TRUE(ToImage(PagePicture()).isNull());
+}
+
+/** The bytes of encoded pictures, which are what the stand-in draws. */
+class PageBytesTest : public PagePictureTest
+{
+protected:
+    struct Encoded
+    {
+        std::optional<AbstractConverter::ErrorType> error;
+        QByteArray bytes;
+    };
+
+    static Encoded EncodeBy(WorkerConverter& by, const QString& what)
+    {
+        AbstractConverter::Task task = TaskOf(what);
+        task.type = QStringLiteral("png");
+        Encoded encoded;
+        bool hasEnded = false;
+        task.options["bytes_made"] =
+            WorkerConverter::OnBytes([&](int page, const QByteArray& bytes) {
+                EXPECT_EQ(page, 1);
+                EXPECT_FALSE(hasEnded);
+                encoded.bytes = bytes;
+            });
+        encoded.error = RunBy(by, task, hasEnded);
+        EXPECT_EQ(encoded.bytes.isEmpty(), encoded.error.has_value());
+        EXPECT_FALSE(QFile::exists(ResultPath()));
+        return encoded;
+    }
+
+    Encoded Encode(const QString& what) { return EncodeBy(converter, what); }
+
+    void ExpectNone(const QString& what)
+    {
+        EXPECT_EQ(Encode(what).error, AbstractConverter::CannotRender) << what.toStdString();
+        EXPECT_EQ(Encode("draw").bytes, whole) << "the next one is served by another process";
+    }
+
+    const QByteArray whole = QByteArray(48, char(drawnByte));
+};
+
+TEST_F(PageBytesTest, AreWhatTheWorkerHasWritten)
+{
+    EXPECT_EQ(Encode("draw").bytes, whole);
+    EXPECT_EQ(Encode("draw-too-much").bytes, whole) << "a rest may lie behind them";
+}
+
+TEST_F(PageBytesTest, AreNoneOfMemoryWithLessThanTheWorkerSays)
+{
+    for (const char* what : {"draw-nothing", "draw-too-little", "draw-holes"})
+        ExpectNone(what);
+}
+
+TEST_F(PageBytesTest, AreNoneOfALengthThatIsNone)
+{
+    for (const char* what :
+         {"draw-bytes-as-0", "draw-bytes-as--1", "draw-bytes-as-49", "draw-bytes-as-2147483647",
+          "draw-bytes-as-4294967344", "draw-bytes-as-1e300", "draw-bytes-as-many"})
+        ExpectNone(what);
+}
+
+TEST_F(PageBytesTest, AreACopyOfMemoryThatTheWorkerKeepsForItself)
+{
+    for (const char* what : {"draw-and-keep-mapped", "draw-and-seal"})
+        EXPECT_EQ(Encode(what).bytes, whole) << what;
+}
+
+TEST_F(PageBytesTest, StayWhatTheyAreWhenTheWorkerWritesOn)
+{
+    for (int i = 0; i < 20; ++i) {
+        const Encoded encoded = Encode("draw-and-keep-writing");
+        ASSERT_EQ(encoded.error, std::nullopt);
+        const QByteArray copy(encoded.bytes.constData(), encoded.bytes.size());
+        EXPECT_EQ(Encode("draw").bytes, whole);
+        EXPECT_EQ(encoded.bytes, copy);
+        EXPECT_EQ(encoded.bytes.mid(1), whole.mid(1));
+    }
+}
+
+TEST_F(PageBytesTest, AreNoMoreThanResultsMayHave)
+{
+    WorkerSettings settings{ScriptedWorker(), 1min};
+    settings.largestResult = 1;
+    WorkerConverter strict(settings);
+    EXPECT_EQ(EncodeBy(strict, "draw-much").error, AbstractConverter::ResultTooLarge);
+    EXPECT_EQ(EncodeBy(strict, "draw").bytes, whole);
+}
+
+TEST_F(PageBytesTest, LeaveNoMemoryBehind)
+{
+    Encode("draw");
+    const int before = CountOpenDescriptors();
+    for (int i = 0; i < 5; ++i)
+        Encode("draw");
+    EXPECT_EQ(CountOpenDescriptors(), before);
+}
+
+TEST_F(PageBytesTest, AreOfThePictureOfAPageAlone)
+{
+    AbstractConverter::Task text = TaskOf("draw");
+    text.options["bytes_made"] = WorkerConverter::OnBytes([](int, const QByteArray&) {});
+    text.type = QStringLiteral("txt");
+    AbstractConverter::Task whole = text;
+    whole.type = QStringLiteral("tif");
+    whole.options.erase("page");
+    for (const AbstractConverter::Task& task : {text, whole}) {
+        try {
+            converter.ConvertFile(task);
+            ADD_FAILURE() << task.type.toStdString();
+        } catch (const Converter::OptionError& error) {
+            EXPECT_EQ(error.Option(), "bytes_made");
+        }
+    }
 }
 
 } // namespace

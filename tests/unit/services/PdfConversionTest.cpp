@@ -1,5 +1,6 @@
 // What a PdfConversion makes of documents, with the real worker.
 
+#include "FileDescriptor.h"
 #include "PdfConversionFixture.h"
 #include "SamplePdf.h"
 #include "SystemCalls.h"
@@ -7,10 +8,17 @@
 
 #include <atomic>
 #include <fstream>
+#include <map>
+#include <utility>
 
 #include <gmock/gmock.h>
+#include <QDir>
 #include <QFileInfo>
 #include <QImage>
+#include <QSocketNotifier>
+
+#include <sys/inotify.h>
+#include <unistd.h>
 
 namespace Korvel::PDF::Converter::Test {
 namespace {
@@ -90,6 +98,76 @@ TEST_F(PdfConversionTest, HandsPicturesOverInMemoryAndMakesNoFile)
     }
     EXPECT_EQ(QDir(folder.path()).entryList(), before);
     EXPECT_EQ(TemporaryFiles(), QStringList());
+}
+
+/** The names of the files that are made below a folder from now on, while the event loop runs. */
+class MadeFiles
+{
+public:
+    explicit MadeFiles(const QString& folder)
+    {
+        Watch(folder);
+        QObject::connect(&notifier, &QSocketNotifier::activated, &notifier, [this] { Read(); });
+    }
+
+    /** Those since it was last asked. */
+    QStringList Take()
+    {
+        Read();
+        return std::exchange(names, {});
+    }
+
+private:
+    void Watch(const QString& folder)
+    {
+        const int number = ::inotify_add_watch(queue.Number(), folder.toUtf8().constData(),
+                                               IN_CREATE | IN_MOVED_TO);
+        folders[number] = folder;
+        for (const QString& name : QDir(folder).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+            Watch(folder + '/' + name);
+    }
+
+    void Read()
+    {
+        alignas(inotify_event) char events[16 << 10];
+        ssize_t size = 0;
+        while ((size = ::read(queue.Number(), events, sizeof events)) > 0) {
+            for (ssize_t place = 0; place < size;) {
+                const auto& event = *reinterpret_cast<const inotify_event*>(events + place);
+                if ((event.mask & IN_ISDIR) != 0)
+                    Watch(folders[event.wd] + '/' + QString::fromUtf8(event.name));
+                else if (event.len > 0) // else a folder has gone
+                    names << QString::fromUtf8(event.name);
+                place += ssize_t(sizeof event + event.len);
+            }
+        }
+    }
+
+    const FileDescriptor queue{::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)};
+    QSocketNotifier notifier{queue.Number(), QSocketNotifier::Read};
+    std::map<int, QString> folders;
+    QStringList names;
+};
+
+TEST_F(PdfConversionTest, MakesNoFileOfAPictureInMemoryOnItsWay)
+{
+    ConversionRequest request = RequestOf(Sample("in.pdf", 3), {});
+    request.pages = {{2}};
+    request.pictures.resolution = 150; // which takes longer than to see a new folder
+    MadeFiles made(temp.path());
+    for (const char* const format : {"png", "jpg", "tif", "bmp", "webp"}) {
+        request.isInMemory = true;
+        request.format = format;
+        const ConversionResult result = Convert(request);
+        EXPECT_EQ(made.Take().join(' ').toStdString(), "") << format;
+        ASSERT_EQ(result.pages.size(), 1u) << result.errorText.toStdString();
+        EXPECT_EQ(result.pages[0].page, 2);
+        request.isInMemory = false;
+        request.result = Path("out.") + format;
+        Convert(request);
+        EXPECT_TRUE(result.pages[0].bytes == Read(request.result)) << format;
+        EXPECT_NE(made.Take(), QStringList()) << "on the way to " << request.result.toStdString();
+    }
 }
 
 TEST_F(PdfConversionTest, HandsATextOverInMemory)

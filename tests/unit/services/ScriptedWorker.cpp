@@ -162,14 +162,23 @@ PDF::FileDescriptor MemoryOf(const QJsonObject& request)
     return Korvel::Worker::TakeMemory(memoryChannel, qint64(request["id"].toDouble()));
 }
 
-QJsonObject WithSize(QJsonObject answer, const QJsonValue& width, const QJsonValue& height)
+constexpr std::size_t wholePicture = 48;
+
+/** A success that tells of a picture, whether pixels were wanted or bytes. */
+QJsonObject Drawn(const QJsonObject& request, const QJsonValue& width, const QJsonValue& height,
+                  const QJsonValue& bytes = qint64(wholePicture))
 {
+    QJsonObject answer = Success(request);
     answer["width"] = width;
     answer["height"] = height;
+    answer["bytes"] = bytes;
     return answer;
 }
 
-/** Does something to the memory, says that it has drawn 4 by 3 pixels, and does something more. */
+/**
+ * Does something to the memory, says that it has drawn 4 by 3 pixels, which are 48 bytes, and does
+ * something more.
+ */
 Action Draw(
     const std::function<void(int memory)>& draw,
     const std::function<void(int memory)>& afterwards = [](int) {})
@@ -177,7 +186,7 @@ Action Draw(
     return [draw, afterwards](const QJsonObject& request) {
         const PDF::FileDescriptor memory = MemoryOf(request);
         draw(memory.Number());
-        WriteLine(WithSize(Success(request), 4, 3));
+        WriteLine(Drawn(request, 4, 3));
         afterwards(memory.Number());
     };
 }
@@ -188,8 +197,6 @@ void Fill(int memory, std::size_t bytes)
     if (::write(memory, pixels.data(), pixels.size()) != ssize_t(pixels.size()))
         ::_exit(1);
 }
-
-constexpr std::size_t wholePicture = 48;
 
 void DrawWhole(int memory)
 {
@@ -203,18 +210,26 @@ void WaitForSeals(int memory)
         ::usleep(100);
 }
 
+QJsonValue ToValue(const QString& text)
+{
+    bool isNumber = false;
+    const double number = text.toDouble(&isNumber);
+    return isNumber ? QJsonValue(number) : QJsonValue(text);
+}
+
 /** Draws as many pixels and says other numbers, which stand in the words of the request. */
 void DrawAs(const QJsonObject& request, const QString& numbers)
 {
-    const auto toValue = [](const QString& text) {
-        bool isNumber = false;
-        const double number = text.toDouble(&isNumber);
-        return isNumber ? QJsonValue(number) : QJsonValue(text);
-    };
     const int middle = int(numbers.indexOf('-', 1));
     DrawWhole(MemoryOf(request).Number());
-    WriteLine(WithSize(Success(request), toValue(numbers.left(middle)),
-                       toValue(numbers.mid(middle + 1))));
+    WriteLine(Drawn(request, ToValue(numbers.left(middle)), ToValue(numbers.mid(middle + 1))));
+}
+
+/** Draws as many pixels, and says that there are so many bytes. */
+void DrawBytesAs(const QJsonObject& request, const QString& bytes)
+{
+    DrawWhole(MemoryOf(request).Number());
+    WriteLine(Drawn(request, 4, 3, ToValue(bytes)));
 }
 
 void FallSilent()
@@ -430,6 +445,12 @@ const std::map<QString, Action>& Actions()
                                      WaitForSeals(memory);
                                      (void)::ftruncate(memory, 0);
                                  })},
+        {"draw-much", Draw([](int memory) { Fill(memory, (1 << 20) + 1); })},
+        {"draw-and-keep-writing", Draw(DrawWhole,
+                                       [](int memory) {
+                                           for (char byte = 'A';; byte = char(byte ^ 1))
+                                               (void)::pwrite(memory, &byte, 1, 0);
+                                       })},
         {"draw-and-write", Draw(DrawWhole,
                                 [](int memory) {
                                     WaitForSeals(memory);
@@ -486,6 +507,7 @@ void Serve(const QJsonObject& request)
     const QString fail = "fail-with-";
     const QString count = "count-pages-";
     const QString drawAs = "draw-as-";
+    const QString drawBytesAs = "draw-bytes-as-";
     ++served;
     if (request.contains("meet"))
         Meet(request["meet"].toString());
@@ -496,6 +518,8 @@ void Serve(const QJsonObject& request)
         WriteLine(Failure(request, what.mid(fail.size())));
     else if (what.startsWith(drawAs))
         DrawAs(request, what.mid(drawAs.size()));
+    else if (what.startsWith(drawBytesAs))
+        DrawBytesAs(request, what.mid(drawBytesAs.size()));
     else if (what.startsWith(count))
         WriteLine(WithPages(Success(request), what.mid(count.size()).toDouble()));
     else

@@ -1,5 +1,6 @@
 #include "NewFile.h"
 
+#include "GivenFile.h"
 #include "RequestError.h"
 #include "TestPicture.h"
 
@@ -9,6 +10,10 @@
 #include <gtest/gtest.h>
 #include <QFile>
 #include <QTemporaryDir>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace Korvel::Worker {
 namespace {
@@ -90,6 +95,32 @@ TEST_F(NewFileTest, StaysWhereItWasKept)
     file.Keep();
     NewFile::RemoveUnfinished();
     EXPECT_EQ(Content(), "text");
+}
+
+TEST(GivenFileTest, HoldsWhatWasWrittenLastAndPerhapsARestOfWhatWasCleared)
+{
+    const PDF::FileDescriptor file(::memfd_create("given", MFD_CLOEXEC));
+    GivenFile given(file.Number(), gatheredAtMost + 10);
+    const std::string bytes(gatheredAtMost + 10, 'x');
+    given.Write(bytes.data(), bytes.size());
+    EXPECT_THROW(given.Write("x", 1), RequestError);
+    given.Clear();
+    EXPECT_THROW(given.Complete(), RequestError) << "nothing was written";
+    given.Write("other text", 10);
+    given.WriteAt(14, "!", 1);
+    EXPECT_EQ(given.Complete(), 15u);
+    std::string read(15, ' ');
+    EXPECT_EQ(::pread(file.Number(), read.data(), read.size(), 0), 15);
+    EXPECT_EQ(read, "other textxxxx!");
+}
+
+TEST(GivenFileTest, TellsOfEachFailure)
+{
+    const PDF::FileDescriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+    GivenFile given(full.Number(), gatheredAtMost);
+    given.Write("text", 4);
+    EXPECT_THROW(given.Complete(), RequestError);
+    EXPECT_THROW(given.Complete(), RequestError) << "also when it was taken for harmless";
 }
 
 TEST_F(NewFileTest, HoldsLargePicturesOfEachFormatThatComeInPieces)

@@ -14,6 +14,7 @@
 #include <QThread>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -612,6 +613,73 @@ TEST_F(ProtocolTest, DrawsIntoNoMemoryThatItWasNotGiven)
     EXPECT_EQ(Outcome(Convert(file, Path("out"), "pixels", {{"page", 1}})), "cannot-write");
     EXPECT_EQ(Outcome(Convert(file, Path("out"), "pixels")), "bad-request") << "which page?";
     EXPECT_FALSE(QFile::exists(Path("out")));
+    const QJsonObject request{
+        {"id", 1}, {"op", "convert"}, {"file", file}, {"format", "png"}, {"page", 1}};
+    EXPECT_EQ(Outcome(worker.Ask(request)), "cannot-write");
+}
+
+class ProtocolOfMemoryTest : public ProtocolTest
+{
+protected:
+    /** The answer to a "convert" whose result goes into memory, which is sent before. */
+    QJsonObject Encode(WorkerClient& by, const QString& format, QJsonObject further = {})
+    {
+        ::ftruncate(memory.Number(), 0);
+        ::lseek(memory.Number(), 0, SEEK_SET);
+        further["id"] = ++lastId;
+        further["op"] = "convert";
+        further["file"] = Sample(2);
+        further["format"] = format;
+        by.SendMemory(lastId, memory.Number());
+        return by.Ask(further);
+    }
+
+    QByteArray Written() const
+    {
+        QByteArray bytes(int(::lseek(memory.Number(), 0, SEEK_END)), '\0');
+        EXPECT_EQ(::pread(memory.Number(), bytes.data(), std::size_t(bytes.size()), 0),
+                  bytes.size());
+        return bytes;
+    }
+
+    const PDF::FileDescriptor memory{::memfd_create("page", MFD_CLOEXEC)};
+};
+
+TEST_F(ProtocolOfMemoryTest, HoldsTheBytesThatTheFileHas)
+{
+    for (const char* const format : {"png", "jpg", "tif", "bmp", "webp"}) {
+        const QString file = Path("page.") + format;
+        ASSERT_EQ(Outcome(Convert(Sample(2), file, format, {{"page", 2}})), "ok");
+        const QJsonObject answer = Encode(worker, format, {{"page", 2}});
+        EXPECT_EQ(Outcome(answer), "ok") << format;
+        EXPECT_EQ(answer["bytes"].toInt(), Written().size()) << format;
+        EXPECT_TRUE(Written() == ReadFile(file)) << format;
+    }
+}
+
+TEST_F(ProtocolOfMemoryTest, HoldsNoMoreThanAFileMay)
+{
+    WorkerClient limited("set -- --file-limit 1");
+    EXPECT_EQ(Outcome(Encode(limited, "bmp", {{"page", 1}, {"resolution", 150}})), "too-large");
+    EXPECT_LE(Written().size(), mebibyte);
+    EXPECT_EQ(Outcome(Encode(limited, "bmp", {{"page", 1}, {"resolution", 40}})), "ok");
+}
+
+TEST_F(ProtocolOfMemoryTest, HoldsThePictureOfAPageAlone)
+{
+    EXPECT_EQ(Outcome(Encode(worker, "png")), "bad-request") << "which page?";
+    EXPECT_EQ(Outcome(Encode(worker, "tif")), "bad-request") << "not all of them";
+    EXPECT_EQ(Outcome(Encode(worker, "txt", {{"page", 1}})), "bad-request");
+    EXPECT_EQ(Outcome(Encode(worker, "pdf", {{"page", 1}})), "bad-request");
+    EXPECT_EQ(Outcome(Encode(worker, "png", {{"page", 3}})), "no-such-page");
+    EXPECT_EQ(Written().size(), 0);
+}
+
+TEST_F(ProtocolOfMemoryTest, IsLeftAloneWhereAFileIsWanted)
+{
+    EXPECT_EQ(Outcome(Encode(worker, "png", {{"page", 1}, {"output", Path("out.png")}})), "ok");
+    EXPECT_EQ(Written().size(), 0);
+    EXPECT_TRUE(QFile::exists(Path("out.png")));
 }
 
 TEST_F(ProtocolTest, TellsWhyADocumentIsNotConverted)

@@ -82,6 +82,9 @@ void DocumentChain::AddTellers(Task& task)
     if (task.type == QLatin1String(WorkerProtocol::Format::pixels))
         task.options["picture_made"] = WorkerConverter::OnPicture(
             [this](int page, const PagePicture& picture) { placed->Keep(page, picture); });
+    else if (results.front().isInMemory && results.front().page > 0)
+        task.options["bytes_made"] = WorkerConverter::OnBytes(
+            [this](int page, const QByteArray& bytes) { placed->Keep(page, bytes); });
     task.options["text_report"] =
         OnTextReport([this](const TextReport& ofResult) { Gather(ofResult); });
     task.options["why_failed"] =

@@ -1,5 +1,6 @@
 #include "PlacedResults.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -52,17 +53,16 @@ bool PlacedResults::Move(const ioPath& from, const ioPath& to)
     return true;
 }
 
-void PlacedResults::Keep(int page, const PagePicture& picture)
+/** That of a page which was asked for. */
+PlannedResult& PlacedResults::ResultOf(int page)
 {
-    for (PlannedResult* const result : std::as_const(results)) {
-        if (result->page == page)
-            result->picture = picture;
-    }
+    return **std::find_if(results.begin(), results.end(),
+                          [page](const PlannedResult* result) { return result->page == page; });
 }
 
 bool PlacedResults::Read(const ioPath& from, PlannedResult& result)
 {
-    if (!result.picture.IsNull())
+    if (!result.picture.IsNull() || !result.bytes.isEmpty())
         return true;
     QFile file(QString::fromStdString(from.utf8string()));
     if (file.open(QFile::ReadOnly))

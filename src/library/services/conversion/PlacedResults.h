@@ -31,8 +31,9 @@ public:
     bool Exists(const ioPath& path) override;
     bool Move(const ioPath& from, const ioPath& to) override;
 
-    /** Has the picture of a page be its result; nothing lies anywhere then. */
-    void Keep(int page, const PagePicture& picture);
+    /** Has the picture of a page, or its bytes, be its result; nothing lies anywhere then. */
+    void Keep(int page, const PagePicture& picture) { ResultOf(page).picture = picture; }
+    void Keep(int page, const QByteArray& bytes) { ResultOf(page).bytes = bytes; }
 
     /** From now on a result of several pages is put nowhere, as one of them is missing. */
     void RefuseWhole() { takesWhole = false; }
@@ -40,6 +41,7 @@ public:
 private:
     using Refusal = ChainListener::Refusal;
 
+    PlannedResult& ResultOf(int page);
     bool Read(const ioPath& from, PlannedResult& result);
     bool Place(const ioPath& from, PlannedResult& result);
     bool MoveTo(const ioPath& from, PlannedResult& result);
