@@ -255,7 +255,7 @@ bool WorkerProcess::IsAwaited(const QJsonObject& answer) const
 QByteArray WorkerProcess::NextLine()
 {
     int end = 0;
-    while ((end = received.indexOf('\n')) < 0 && received.size() <= longestAnswer) {
+    while ((end = int(received.indexOf('\n'))) < 0 && received.size() <= longestAnswer) {
         bool isAtEnd = false;
         const QByteArray more = child->ReadLines(isAtEnd);
         if (isAtEnd) {
@@ -266,7 +266,7 @@ QByteArray WorkerProcess::NextLine()
             return {};
         received += more;
     }
-    const QByteArray line = received.left(end + 1);
+    QByteArray line = received.left(end + 1);
     received.remove(0, end + 1);
     return line;
 }

@@ -64,7 +64,7 @@ QString WorkerProgramOf(const WorkerSettings& settings)
 {
     if (!settings.program.isEmpty())
         return settings.program;
-    const QString program = FindWorkerProgram();
+    QString program = FindWorkerProgram();
     // The program would become that one, and load its own libraries for nothing.
     const QFileInfo withQtPdf(program + QStringLiteral("-qt"));
     const bool isFound = !program.isEmpty(); // else it would be one of the working folder

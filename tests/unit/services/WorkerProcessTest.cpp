@@ -572,11 +572,14 @@ TEST(WorkerProcessTest, AnswersTheLastWordsOfAWorkerThatDiesOfThem)
     }
 }
 
-/** Waits without handling an event, so that the death is news to the WorkerProcess. */
+/**
+ * Waits without handling an event, so that the death is news to the WorkerProcess. Only once the
+ * program has waited for a worker, too, nobody holds its end of what leads there any more.
+ */
 void WaitForDeathOfAllWorkers()
 {
     for (const int pid : Workers()) {
-        while (!HasEnded(pid))
+        while (::kill(pid, 0) == 0)
             std::this_thread::yield();
     }
 }
