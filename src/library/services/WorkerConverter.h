@@ -57,7 +57,7 @@ class TextInParts;
  * - "picture_made" (`WorkerConverter::OnPicture`): of the type "pixels", which wants it: called
  *   with the picture of the "page", before Finished. Nothing is made at the destination
  * - "bytes_made" (`WorkerConverter::OnBytes`): of the picture formats, with "page": called with
- * what the file would hold, before Finished. Nothing is made at the destination
+ *   what the file would hold, before Finished. Nothing is made at the destination
  * - "why_failed" (`std::function<void(const QString&)>`): told what the worker says of a failure,
  *   before Failed
  *
