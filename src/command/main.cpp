@@ -131,6 +131,7 @@ int FailToStart(const char* why)
 int main(int argc, char** argv)
 {
     OpenStandardStreams();
+    std::signal(SIGCHLD, SIG_DFL); // ignored by whoever started it, ends would not be told
     std::signal(SIGXFSZ, SIG_IGN); // a write that fails says more than a process that died
     const rlimit noCore = {0, 0};
     setrlimit(RLIMIT_CORE, &noCore);

@@ -2,14 +2,17 @@
 
 #include "SendDescriptors.h"
 #include "WorkerProgram.h"
+#include "WorkerProtocol.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <string>
 
 #include <QThread>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -65,15 +68,12 @@ int Spawn(pid_t& process, const WorkerSettings& settings, int orders, int compla
                           Pointers(command).data(), Pointers(environment).data());
 }
 
-/** The same under a number that is none of a standard stream, which the program has others of. */
-FileDescriptor BeyondStreams(const FileDescriptor& descriptor)
+/** The same under a number that is none of a standard stream. */
+FileDescriptor BeyondStreams(FileDescriptor descriptor)
 {
+    if (descriptor.Number() > STDERR_FILENO)
+        return descriptor;
     return FileDescriptor(::fcntl(descriptor.Number(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-}
-
-QString NoRoom()
-{
-    return QStringLiteral("cannot start a worker: the system has no room for another process");
 }
 
 } // namespace
@@ -82,7 +82,7 @@ SocketPair MakeSockets(int type)
 {
     std::array<int, 2> ends = {-1, -1};
     ::socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends.data());
-    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+    return {BeyondStreams(FileDescriptor(ends[0])), BeyondStreams(FileDescriptor(ends[1]))};
 }
 
 QByteArray ReadSome(int socket, bool& isAtEnd)
@@ -98,19 +98,17 @@ std::shared_ptr<ServerProgram> ServerProgram::Start(const WorkerSettings& settin
 {
     SocketPair orders = MakeSockets(SOCK_SEQPACKET);
     SocketPair complaints = MakeSockets(SOCK_STREAM);
-    const FileDescriptor forOrders = BeyondStreams(orders.second);
-    const FileDescriptor forComplaints = BeyondStreams(complaints.second);
-    if (!forOrders || !forComplaints) {
-        why = QStringLiteral("cannot start a worker: too few files may be open at once");
+    if (!orders.second || !complaints.second) {
+        why = NoFilesForWorker();
         return nullptr;
     }
     pid_t process = -1;
-    const int error = settings.program.isEmpty()
-                          ? ENOENT
-                          : Spawn(process, settings, forOrders.Number(), forComplaints.Number());
+    const int error = settings.program.isEmpty() ? ENOENT
+                                                 : Spawn(process, settings, orders.second.Number(),
+                                                         complaints.second.Number());
     if (error != 0) {
         why = error == EAGAIN || error == ENOMEM
-                  ? NoRoom()
+                  ? NoRoomForWorker()
                   : WhyNoWorker(settings.program, qt_error_string(error));
         return nullptr;
     }
@@ -125,19 +123,22 @@ ServerProgram::ServerProgram(pid_t process, FileDescriptor orders, FileDescripto
 
 ServerProgram::~ServerProgram()
 {
-    ::close(orders.Release()); // by which the program is told to end
+    // The program is told to end by this, also where a copy of this process has them open as well.
+    ::shutdown(orders.Number(), SHUT_RDWR);
     WaitForEnd(timeToEnd);
 }
 
 bool ServerProgram::Order(const std::vector<int>& descriptors) const
 {
-    return SendDescriptors(orders.Number(), 0, descriptors);
+    return SendDescriptors(orders.Number(), 0, descriptors) || errno == EPIPE;
 }
 
 bool ServerProgram::IsRunning()
 {
+    pollfd watched = {orders.Number(), 0, 0};
+    const bool isHungUp = ::poll(&watched, 1, 0) > 0; // it is about to end
     const std::lock_guard lock(mutex);
-    return !HasEnded();
+    return !isHungUp && !HasEnded();
 }
 
 int ServerProgram::WaitForEnd(int milliseconds)
@@ -150,19 +151,39 @@ int ServerProgram::WaitForEnd(int milliseconds)
     return status.value_or(SIGKILL);
 }
 
-QByteArray ServerProgram::ReadComplaints() const
+QByteArray ServerProgram::ReadComplaints()
 {
+    const std::lock_guard lock(mutexOfComplaints);
     bool isAtEnd = false; // so are its processes, which is told by those
-    return ReadSome(complaints.Number(), isAtEnd);
+    QByteArray text = ReadSome(complaints.Number(), isAtEnd);
+    if (!text.isEmpty())
+        lastComplaint = text;
+    return text;
+}
+
+QByteArray ServerProgram::LastComplaint()
+{
+    ReadComplaints();
+    const std::lock_guard lock(mutexOfComplaints);
+    return lastComplaint;
+}
+
+/** How it has ended, of which the system tells nothing. */
+int ServerProgram::WhatIsLikely()
+{
+    const bool wasNotStarted = LastComplaint().contains("cannot start: ");
+    return wasNotStarted ? W_EXITCODE(WorkerProtocol::notStartedExitCode, 0) : SIGKILL;
 }
 
 /** The caller has the lock. */
 bool ServerProgram::HasEnded()
 {
     int ended = 0;
-    // Where somebody else has waited for it there is no such child any more.
-    if (!status && ::waitpid(process, &ended, WNOHANG) != 0)
+    const pid_t found = status ? 0 : ::waitpid(process, &ended, WNOHANG);
+    if (found > 0)
         status = ended;
+    else if (found < 0) // somebody else has waited for it, or this process ignores SIGCHLD
+        status = WhatIsLikely();
     return status.has_value();
 }
 

@@ -1,6 +1,7 @@
 #include "WorkerChild.h"
 
 #include "SendDescriptors.h"
+#include "WorkerProgram.h"
 #include "WorkerProtocol.h"
 
 #include <utility>
@@ -28,22 +29,27 @@ short WaitFor(const FileDescriptor& descriptor, short events, int milliseconds)
 
 } // namespace
 
-std::unique_ptr<WorkerChild> WorkerChild::Order(std::shared_ptr<ServerProgram> program)
+std::unique_ptr<WorkerChild> WorkerChild::Order(std::shared_ptr<ServerProgram> program,
+                                                QString& why)
 {
     SocketPair lines = MakeSockets(SOCK_STREAM);
     SocketPair memory = MakeSockets(SOCK_SEQPACKET);
     SocketPair control = MakeSockets(SOCK_SEQPACKET);
     SocketPair complaints = MakeSockets(SOCK_STREAM);
-    if (!lines.second || !memory.second || !control.second || !complaints.second)
+    if (!lines.second || !memory.second || !control.second || !complaints.second) {
+        why = NoFilesForWorker();
         return nullptr;
+    }
     ::shutdown(memory.first.Number(), SHUT_RD); // nothing comes back
     std::vector<int> given(WorkerProtocol::Given::count);
     given[WorkerProtocol::Given::lines] = lines.second.Number();
     given[WorkerProtocol::Given::complaints] = complaints.second.Number();
     given[WorkerProtocol::Given::memory] = memory.second.Number();
     given[WorkerProtocol::Given::control] = control.second.Number();
-    if (!program->Order(given))
+    if (!program->Order(given)) {
+        why = NoRoomForWorker();
         return nullptr;
+    }
     return std::unique_ptr<WorkerChild>(
         new WorkerChild(std::move(program), {std::move(lines.first), std::move(complaints.first),
                                              std::move(memory.first), std::move(control.first)}));
@@ -64,9 +70,10 @@ std::size_t WorkerChild::Send(std::string_view text) const
     const ssize_t size = ::send(Lines(), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     if (size >= 0)
         return std::size_t(size);
-    if (errno != EAGAIN && errno != EINTR)
-        Kill();
-    return 0;
+    if (errno == EAGAIN || errno == EINTR)
+        return 0;
+    Kill();
+    return text.size();
 }
 
 void WorkerChild::Kill() const

@@ -14,11 +14,11 @@ namespace Korvel::PDF {
 class WorkerChild
 {
 public:
-    /** Has the program make one; null when that cannot be. */
-    static std::unique_ptr<WorkerChild> Order(std::shared_ptr<ServerProgram> program);
+    /** Has the program make one; null when that cannot be, and then `why` tells it. */
+    static std::unique_ptr<WorkerChild> Order(std::shared_ptr<ServerProgram> program, QString& why);
 
     /** Has the process ended, and does not wait for that. */
-    ~WorkerChild() = default;
+    ~WorkerChild() { Kill(); }
 
     /** What there is something to read from when there are answers; complaints; the end. */
     int Lines() const { return ends.lines.Number(); }
@@ -31,7 +31,11 @@ public:
     /** What it and its program have written to standard error. */
     QByteArray ReadComplaints(bool& isAtEnd) const;
 
-    /** Sends as much as there is room for; how many bytes that is. Kills one that cannot listen. */
+    /** The program that it is a child of. */
+    const std::shared_ptr<ServerProgram>& Program() const { return program; }
+
+    /** Sends as much as there is room for; how many bytes that is. Kills one that cannot listen,
+     * and counts all as sent. */
     std::size_t Send(std::string_view text) const;
 
     /** Sends memory for a request that follows; a process that was sent none says so. */

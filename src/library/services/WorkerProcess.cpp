@@ -71,6 +71,12 @@ std::optional<Reason> ProblemOf(const QJsonObject& request, PictureMemory* memor
     return result.isEmpty() ? std::nullopt : ProblemOfResult(result, largest);
 }
 
+/** Whether it ended as one may that a document rules, or has tried to. */
+bool IsCrash(int status)
+{
+    return WIFSIGNALED(status) && WTERMSIG(status) != SIGKILL && WTERMSIG(status) != SIGXCPU;
+}
+
 } // namespace
 
 WorkerProcess::WorkerProcess(const WorkerSettings& settings)
@@ -125,8 +131,6 @@ void WorkerProcess::Start()
 {
     fileInHand.clear();
     lastComplaint.clear();
-    received.clear();
-    unsent.clear();
     QString why;
     child = server->NewChild(why);
     if (child) {
@@ -178,6 +182,8 @@ void WorkerProcess::LetGo()
     whenComplaints.reset();
     whenEnded.reset();
     child.reset();
+    received = QByteArray();
+    unsent = QByteArray(); // its memory may hold a password
 }
 
 void WorkerProcess::SendRequest(const Request& request)
@@ -327,6 +333,8 @@ void WorkerProcess::ReadComplaints()
 QString WorkerProcess::LastComplaint()
 {
     ReadComplaints();
+    if (lastComplaint.isEmpty() && child) // others share the program, and may have read it
+        lastComplaint = QString::fromUtf8(child->Program()->LastComplaint()).trimmed();
     return lastComplaint.section(QStringLiteral("cannot start: "), -1);
 }
 
@@ -360,6 +368,8 @@ void WorkerProcess::ProcessEnded()
     if (!self || !child || !child->IsToldOfEnd())
         return;
     const int status = child->Status();
+    if (IsCrash(status))
+        server->Retire(*child);
     const int code = WIFSIGNALED(status) ? -1 : WEXITSTATUS(status);
     if (code == WorkerProtocol::notStartedExitCode || code == notLoadedExitCode)
         Fail(WordFor(Reason::NotStarted),

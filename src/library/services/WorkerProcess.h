@@ -91,8 +91,8 @@ public:
 
     /**
      * Ends the process at once, and waits for that: a millisecond or two, or, should the program
-     * not do as it is told, five seconds at most. Requests still open are answered before End
-     * returns. A later Ask starts it again.
+     * not do as it is told, ten seconds at most, and then it is killed with all processes that it
+     * has made. Requests still open are answered before End returns. A later Ask starts it again.
      */
     void End();
 

@@ -107,6 +107,16 @@ std::vector<std::string> WorkerEnvironment()
     return environment;
 }
 
+QString NoRoomForWorker()
+{
+    return QStringLiteral("cannot start a worker: the system has no room for another process");
+}
+
+QString NoFilesForWorker()
+{
+    return QStringLiteral("cannot start a worker: too few files may be open at once");
+}
+
 QString WhyNoWorker(const QString& program, const QString& error)
 {
     if (!program.isEmpty())

@@ -20,6 +20,10 @@ std::vector<std::string> WorkerCommand(const WorkerSettings& settings);
 /** All that a worker is given of the environment, as "NAME=value". */
 std::vector<std::string> WorkerEnvironment();
 
+/** Why there is no worker: the system has no room for another process, or for its files. */
+QString NoRoomForWorker();
+QString NoFilesForWorker();
+
 /** Why there is no worker: the program is nowhere, or the system says so of it. */
 QString WhyNoWorker(const QString& program, const QString& error);
 

@@ -38,12 +38,15 @@ std::shared_ptr<ServerProgram> WorkerServer::Running(QString& why)
 std::unique_ptr<WorkerChild> WorkerServer::NewChild(QString& why)
 {
     const std::shared_ptr<ServerProgram> running = Running(why);
-    if (!running)
-        return nullptr;
-    std::unique_ptr<WorkerChild> child = WorkerChild::Order(running);
-    if (!child)
-        why = QStringLiteral("cannot start a worker: the system has no room for another process");
-    return child;
+    return running ? WorkerChild::Order(running, why) : nullptr;
+}
+
+/** Has the program of this process make no more of them; those that it has made stay. */
+void WorkerServer::Retire(const WorkerChild& child)
+{
+    const std::lock_guard lock(mutex);
+    if (program == child.Program())
+        program.reset();
 }
 
 } // namespace Korvel::PDF

@@ -23,8 +23,10 @@ class WorkerChild;
  *     WorkerPool pool(server, QThread::idealThreadCount());
  *     WorkerPdfProvider provider(server);
  *
- * Started when it is needed, and again when it has died, of which whatever its processes are asked
- * then fails. Ended, with all processes, by the destructor, and when this program dies. Of the
+ * Started when it is needed, and again when it has died; its processes die with it, and what they
+ * were asked fails. After a process has crashed the next ones come from another run of it: no
+ * document finds the memory laid out as one did that may have crashed to find out. Ended, with all
+ * processes, by the destructor, and when this program dies. Of the
  * environment it is given nothing but what its libraries are found and tuned by
  * (docs/reliability.md). Thread-safe.
  */
@@ -51,6 +53,7 @@ private:
 
     std::shared_ptr<ServerProgram> Running(QString& why);
     std::unique_ptr<WorkerChild> NewChild(QString& why);
+    void Retire(const WorkerChild& child);
 
     const WorkerSettings settings;
     std::mutex mutex;

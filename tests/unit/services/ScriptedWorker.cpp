@@ -26,6 +26,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -288,7 +289,10 @@ const std::map<QString, Action>& Actions()
          }},
         {"crash",
          [](const QJsonObject&) {
-             ::raise(SIGKILL);
+             const rlimit noCore = {0, 0};
+             ::setrlimit(RLIMIT_CORE, &noCore);
+             std::signal(SIGSEGV, SIG_DFL); // sanitizers end by an exit code
+             ::raise(SIGSEGV);
          }},
         {"run-out-of-memory",
          [](const QJsonObject&) {

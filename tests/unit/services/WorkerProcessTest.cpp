@@ -22,7 +22,10 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace Korvel::PDF::Test {
 
@@ -163,11 +166,103 @@ TEST(WorkerProcessTest, SharesAProgramWithOthersAndKnowsNothingOfTheirProcesses)
     const int second = ProcessFor(other, "open", "/nowhere/1");
     EXPECT_NE(first, second);
     EXPECT_EQ(ChildProcesses(), program);
-    EXPECT_EQ(Reason(AskAndWait(one, Do("crash"))), "died");
+    EXPECT_EQ(Reason(AskAndWait(one, Do("die"))), "died");
     one.End();
     EXPECT_EQ(ProcessFor(other, "open", "/nowhere/1"), second);
     EXPECT_NE(ProcessFor(one, "open", "/nowhere/1"), first);
     EXPECT_EQ(ChildProcesses(), program);
+}
+
+TEST(WorkerProcessTest, ComesOfAnotherRunOfTheProgramAfterACrash)
+{
+    const auto server = std::make_shared<WorkerServer>(WorkerSettings{ScriptedWorker()});
+    WorkerProcess one(server);
+    WorkerProcess other(server);
+    const int kept = ProcessFor(other, "open", "/nowhere/1");
+    const std::vector<int> program = ChildProcesses();
+    EXPECT_EQ(Reason(AskAndWait(one, Do("crash"))), "died");
+    const int next = ProcessFor(one, "open", "/nowhere/2");
+    EXPECT_EQ(ProcessFor(other, "open", "/nowhere/1"), kept);
+    EXPECT_NE(ParentOf(next), program.at(0));
+    EXPECT_EQ(ParentOf(kept), program.at(0));
+    other.End();
+    EXPECT_EQ(ParentOf(ProcessFor(other, "open", "/nowhere/1")), ParentOf(next));
+    EXPECT_EQ(ChildProcesses(), std::vector<int>{ParentOf(next)});
+}
+
+/** A program that says why it does not start, as the worker's does. */
+QString MakeProgramThatDoesNotStart(const QTemporaryDir& folder)
+{
+    QFile program(folder.filePath("worker"));
+    EXPECT_TRUE(program.open(QFile::WriteOnly));
+    program.write("#!/bin/sh\necho 'cannot start: it is tired' >&2\nexit 78\n");
+    program.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+    return program.fileName();
+}
+
+TEST(WorkerProcessTest, TellsWhyItsProgramDoesNotStartWhoeverElseIsTold)
+{
+    const QTemporaryDir folder;
+    const auto server =
+        std::make_shared<WorkerServer>(WorkerSettings{MakeProgramThatDoesNotStart(folder)});
+    WorkerProcess one(server);
+    WorkerProcess other(server);
+    Answers answers;
+    for (WorkerProcess* worker : {&one, &other})
+        worker->Ask({}, answers.For(worker == &one ? "one" : "other"));
+    ASSERT_TRUE(answers.WaitForCount(2));
+    for (const auto& answer : answers.byName) {
+        EXPECT_EQ(Reason(answer.second), "not-started");
+        EXPECT_EQ(answer.second["message"].toString(), "cannot start a worker: it is tired");
+    }
+}
+
+TEST(WorkerProcessTest, TellsWhyItsProgramDoesNotStartWhereDeathsAreNotTold)
+{
+    const QTemporaryDir folder;
+    const auto before = std::signal(SIGCHLD, SIG_IGN);
+    {
+        WorkerProcess worker({MakeProgramThatDoesNotStart(folder)});
+        const QJsonObject answer = AskAndWait(worker, {});
+        EXPECT_EQ(Reason(answer), "not-started");
+        EXPECT_EQ(answer["message"].toString(), "cannot start a worker: it is tired");
+    }
+    std::signal(SIGCHLD, before);
+}
+
+TEST(WorkerProcessTest, TakesNoStandardStreamThatIsClosed)
+{
+    const int input = ::dup(STDIN_FILENO);
+    ::close(STDIN_FILENO);
+    {
+        WorkerProcess worker({ScriptedWorker()});
+        EXPECT_TRUE(AskAndWait(worker, {})["ok"].toBool());
+        EXPECT_LT(::fcntl(STDIN_FILENO, F_GETFD), 0);
+    }
+    ::dup2(input, STDIN_FILENO);
+    ::close(input);
+}
+
+TEST(WorkerProcessTest, EndsProcessesWhereACopyOfTheApplicationIsThere)
+{
+    auto worker = std::make_unique<WorkerProcess>(WorkerSettings{ScriptedWorker()});
+    const int first = ProcessFor(*worker, "open", "/nowhere/1");
+    const int program = ParentOf(first);
+    const pid_t copy = ::fork();
+    if (copy == 0) {
+        ::pause();
+        ::_exit(0);
+    }
+    ASSERT_GT(copy, 0);
+    EXPECT_NE(ProcessFor(*worker, "open", "/nowhere/2"), first);
+    EXPECT_TRUE(WaitUntil([first] { return HasEnded(first); }));
+    QElapsedTimer time;
+    time.start();
+    worker.reset();
+    EXPECT_TRUE(HasEnded(program));
+    EXPECT_LT(time.elapsed(), 3000) << "it was killed";
+    ::kill(copy, SIGKILL);
+    EXPECT_EQ(::waitpid(copy, nullptr, 0), copy);
 }
 
 TEST(WorkerProcessTest, SharesAProgramWithThoseOfOtherThreads)

@@ -44,12 +44,6 @@ const QTemporaryDir& TestFolder()
     return folder;
 }
 
-bool IsChild(int pid, int parent)
-{
-    const std::string state = StateOf(pid);
-    return !state.empty() && std::stoi(state.substr(2)) == parent;
-}
-
 } // namespace
 
 QString ScriptedWorker()
@@ -105,11 +99,17 @@ bool WaitUntil(const std::function<bool()>& condition)
     return condition();
 }
 
+int ParentOf(int pid)
+{
+    const std::string state = StateOf(pid);
+    return state.empty() ? -1 : std::stoi(state.substr(2));
+}
+
 std::vector<int> ChildProcesses(int parent)
 {
     std::vector<int> children;
     for (const QString& name : QDir("/proc").entryList(QDir::Dirs)) {
-        if (const int pid = name.toInt(); pid > 0 && IsChild(pid, parent))
+        if (const int pid = name.toInt(); pid > 0 && ParentOf(pid) == parent)
             children.push_back(pid);
     }
     return children;
@@ -128,7 +128,7 @@ std::vector<int> Workers()
 bool HasEnded(int pid)
 {
     const std::string state = StateOf(pid);
-    return state.empty() || state.front() == 'Z';
+    return state.empty() || state.front() == 'Z' || state.front() == 'X'; // is being waited for
 }
 
 int CountOpenDescriptors()

@@ -36,6 +36,9 @@ QJsonObject Do(const QString& what);
 /** Runs the event loop until `condition` holds; whether it came to hold within a minute. */
 bool WaitUntil(const std::function<bool()>& condition);
 
+/** The process that is its parent; -1 where it has ended and was waited for. */
+int ParentOf(int pid);
+
 /** The children of a process, ended ones that nobody has waited for included. */
 std::vector<int> ChildProcesses(int parent = ::getpid());
 
