@@ -52,22 +52,27 @@ void KeepShown(std::vector<TextCharacter>& characters, const QSizeF& size)
                      characters.end());
 }
 
+void Append(std::vector<TextBlock>& blocks, std::vector<TextBlock> further)
+{
+    blocks.insert(blocks.end(), std::make_move_iterator(further.begin()),
+                  std::make_move_iterator(further.end()));
+}
+
 TextPage ReadCharacters(PageEngine& engine, int page, bool wantsFonts)
 {
     TextPage text;
     DrawnCharacters drawn = engine.Characters(page, wantsFonts);
     KeepShown(drawn.characters, engine.PageSize(page));
     PageGlyphs glyphs = FindGlyphs(drawn.characters);
+    std::vector<TextBlock> numbers;
     for (Writing& writing : glyphs.writings) {
         PlaceMarks(writing.glyphs);
         std::vector<Run> runs = FindRuns(writing.glyphs);
-        const std::vector<TextBlock> numbers = TakeLineNumbers(runs, writing.Back());
+        Append(numbers, TakeLineNumbers(runs, writing.Back()));
         JoinDropCaps(runs);
-        std::vector<TextBlock> blocks = FindParagraphs(InReadingOrder(runs), writing.Back());
-        blocks.insert(blocks.end(), numbers.begin(), numbers.end());
-        text.blocks.insert(text.blocks.end(), std::make_move_iterator(blocks.begin()),
-                           std::make_move_iterator(blocks.end()));
+        Append(text.blocks, FindParagraphs(InReadingOrder(runs), writing.Back()));
     }
+    Append(text.blocks, std::move(numbers));
     text.fonts = std::move(drawn.fonts);
     text.drawn = glyphs.drawn;
     text.unmapped = glyphs.unmapped;

@@ -67,6 +67,21 @@ protected:
         }
     }
 
+    void PutLineUpwards(const QString& text, double baseline, double y)
+    {
+        for (const QChar code : text) {
+            TextCharacter character;
+            character.code = code.unicode();
+            character.box = QRectF(baseline - 0.8 * em, y - em / 2, em, em / 2);
+            character.fontSize = em;
+            character.origin = QPointF(baseline, y);
+            character.turned = 270;
+            if (code != ' ')
+                engine.drawn.characters.push_back(character);
+            y -= em / 2;
+        }
+    }
+
     TextPage Read() { return ReadPage(engine, 0, false); }
 
     std::string Plain() { return PlainText(Read(), true).toStdString(); }
@@ -306,6 +321,19 @@ TEST_F(ReadPageTest, NumbersOfLinesBetweenColumnsStandBehindBoth)
     }
     EXPECT_EQ(Plain(), columns[0] + columns[1] + '\n' + Numbers(11, 10 + lines) + '\n' +
                            Numbers(11 + lines, 10 + 2 * lines));
+}
+
+TEST_F(ReadPageTest, NumbersOfLinesStandBehindWhatIsTurned)
+{
+    constexpr int lines = 12;
+    std::string prose;
+    for (int line = 1; line <= lines; ++line) {
+        PutNumber(line, line < 10 ? 42 : 39.5, 100 + 12 * line);
+        PutLine("the prose of a manuscript", 52, 100 + 12 * line);
+        prose += "the prose of a manuscript\n";
+    }
+    PutLineUpwards("in the margin", 20, 200);
+    EXPECT_EQ(Plain(), prose + "\nin the margin\n\n" + Numbers(1, lines));
 }
 
 TEST_F(ReadPageTest, NumbersOfRowsStayWithThem)
