@@ -526,18 +526,30 @@ void Cutter::AddRegion(const Runs& runs)
     regions.push_back(std::move(lines));
 }
 
-/** Whether it is a sign, or the name of a function, that has limits above and below it. */
-bool HasLimits(const QString& text)
+/** Whether it is a sign that has limits above and below it. */
+bool IsSign(QChar one)
 {
-    const auto isSign = [](QChar one) {
-        return (one >= QChar(0x220f) && one <= QChar(0x2211)) || // products and sums
-               (one >= QChar(0x222b) && one <= QChar(0x2233)) || // integrals
-               (one >= QChar(0x22c0) && one <= QChar(0x22c3));   // unions and intersections
-    };
+    return (one >= QChar(0x220f) && one <= QChar(0x2211)) || // products and sums
+           (one >= QChar(0x222b) && one <= QChar(0x2233)) || // integrals
+           (one >= QChar(0x22c0) && one <= QChar(0x22c3));   // unions and intersections
+}
+
+/** Whether it is the name of a function that has limits below it, which may be a word as well. */
+bool IsName(const QString& text)
+{
     const QLatin1String names[] = {QLatin1String("lim"), QLatin1String("max"), QLatin1String("min"),
                                    QLatin1String("sup"), QLatin1String("inf")};
-    return std::any_of(text.begin(), text.end(), isSign) ||
-           std::find(std::begin(names), std::end(names), text) != std::end(names);
+    return std::find(std::begin(names), std::end(names), text) != std::end(names);
+}
+
+/** Whether a limit may stand so far below the word, or above it if less than 0, in ems. */
+bool HasLimitAt(const TextWord& word, double below)
+{
+    constexpr double farthestOfSign = 1.6;
+    constexpr double farthestOfName = 1; // less than the next line
+    if (std::any_of(word.text.begin(), word.text.end(), IsSign))
+        return std::abs(below) <= farthestOfSign;
+    return below > 0 && below <= farthestOfName && IsName(word.text);
 }
 
 } // namespace
@@ -545,15 +557,17 @@ bool HasLimits(const QString& text)
 bool IsLimit(const RunLine& limit, const RunLine& line)
 {
     constexpr double largest = 0.85; // all in ems of the line
-    constexpr double farthest = 1.6;
+    constexpr double widerThanSign = 3;
+    constexpr double beside = 0.25;
+    const double em = line.em;
     const double place = limit.box.center().x();
-    const double beside = 0.25 * line.em;
+    const double below = (limit.baseline - line.baseline) / em;
     const auto isAtSign = [&](const TextWord& word) {
-        return place > word.box.left() - beside && place < word.box.right() + beside &&
-               HasLimits(word.text);
+        const QRectF& box = word.box;
+        return place > box.left() - beside * em && place < box.right() + beside * em &&
+               limit.box.width() <= box.width() + widerThanSign * em && HasLimitAt(word, below);
     };
-    return limit.em <= largest * line.em &&
-           std::abs(limit.baseline - line.baseline) <= farthest * line.em &&
+    return limit.em <= largest * em &&
            std::any_of(line.runs.begin(), line.runs.end(), [&](const Run* run) {
                return std::any_of(run->words.begin(), run->words.end(), isAtSign);
            });

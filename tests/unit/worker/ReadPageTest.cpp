@@ -59,6 +59,16 @@ protected:
         }
     }
 
+    /** A line in letters of six tenths. */
+    void PutSmall(const QString& text, double x, double baseline)
+    {
+        for (const QChar code : text) {
+            if (code != ' ')
+                Put(code.unicode(), x, baseline, 0.3 * em, 0.6 * em);
+            x += 0.3 * em;
+        }
+    }
+
     void PutNumber(int number, double x, double baseline)
     {
         for (const QChar digit : QString::number(number)) {
@@ -465,13 +475,33 @@ TEST_F(ReadPageTest, LimitsOfASumStandAboveAndBelowItWithoutEmptyLines)
     PutLine("S =", 80, 112);
     Put('n', 101, 100, 3, 6);
     Put(0x2211, 100, 112, em * 0.8);
-    for (const int place : {0, 1, 2})
-        Put(U"i=1"[place], 99 + 3 * place, 124, 3, 6);
+    PutSmall("i=1", 99, 124);
     Put('x', 112, 112);
     PutLine("(1)", 250, 112);
     PutLine("grows with each one", 50, 154);
     EXPECT_EQ(Plain(), "The sum of all that\nthere is, which is\n\nn\nS = \u2211 x (1)\ni=1\n\n"
                        "grows with each one\n");
+}
+
+TEST_F(ReadPageTest, LimitsStandBelowTheNamesOfFunctions)
+{
+    PutLine("d = max |x|", 80, 112);
+    PutSmall("x in A", 98, 119);
+    PutLine("grows with each one", 50, 154);
+    EXPECT_EQ(Plain(), "d = max |x|\nx in A\n\ngrows with each one\n");
+}
+
+TEST_F(ReadPageTest, CaptionsBelowAShortenedMinuteAreNoLimits)
+{
+    const std::pair<std::string, double> captions[] = {{"the way from here to there", 9},
+                                                       {"by train", 12}};
+    for (const auto& [caption, below] : captions) {
+        engine.drawn.characters.clear();
+        PutLine("takes 5 min", 50, 112);
+        const double middle = 50 + 9.5 * em / 2; // of its last word
+        PutSmall(caption.c_str(), middle - 0.15 * em * double(caption.size()), 112 + below);
+        EXPECT_EQ(Plain(), "takes 5 min\n\n" + caption + '\n');
+    }
 }
 
 TEST_F(ReadPageTest, TwoLinesThatAreDrawnForthAndBackAreNoColumns)
