@@ -83,7 +83,7 @@ struct ConversionResult
     /** The pages that are missing, in the order in which they failed. */
     std::vector<Failure> failures = {};
 
-    /** What the user should know. */
+    /** What the user should know; nothing of the text of a document that has failed. */
     std::vector<Note> warnings = {};
 
     /** Why the document has failed; nothing when it has not. */

@@ -1,10 +1,14 @@
 // How a PdfConversion ends: by itself, cancelled, destroyed, or with its converter.
 
 #include "PdfConversionFixture.h"
+#include "SamplePdf.h"
+#include "SystemCalls.h"
 #include "WorkerTestTools.h"
 
+#include <atomic>
 #include <memory>
 #include <optional>
+#include <thread>
 
 #include <QDir>
 #include <QFileInfo>
@@ -110,6 +114,36 @@ TEST_F(PdfConversionEndTest, IsCancelledWhilePagesAreMadeWhichLeavesFinishedOnes
     for (const QString& page : pages)
         EXPECT_FALSE(QImage(page).isNull()) << page.toStdString();
     EXPECT_EQ(TemporaryFiles(), QStringList());
+}
+
+TEST_F(PdfConversionEndTest, WarnsOfNoPagesWithoutTextWhenItIsCancelled)
+{
+    QByteArrayList boxes;
+    for (int page = 0; page < 50; ++page)
+        boxes.append("0 0 200 200");
+    MakePdfOfCropBoxes(Path("drawn.pdf"), boxes, "0 0 100 100 re f");
+    ConversionRequest request{Path("drawn.pdf")};
+    request.resultOfPage = [this](int page) {
+        return Path(QStringLiteral("%1.txt").arg(page));
+    };
+    PdfConversion conversion(converter, request);
+    PDF::Test::SystemCalls calls;
+    std::atomic<bool> isMoving = false;
+    std::atomic<bool> isCancelled = false;
+    calls.beforeEach = [&](const PDF::Test::SystemCall& call) {
+        if (&call != &calls.renameWithoutReplacing)
+            return;
+        isMoving = true;
+        while (!isCancelled)
+            std::this_thread::yield();
+    };
+    conversion.Start();
+    EXPECT_TRUE(WaitUntil([&] { return isMoving.load(); }));
+    conversion.Cancel();
+    isCancelled = true;
+    ASSERT_TRUE(WaitUntil([&] { return !conversion.IsRunning(); }));
+    ExpectCancelled(conversion);
+    EXPECT_EQ(conversion.Result().warnings.size(), 0u);
 }
 
 TEST_F(PdfConversionEndTest, IsCancelledWhileItsDocumentIsOpened)

@@ -468,17 +468,22 @@ TEST_F(PdfConversionTest, WarnsOnceOfAllPagesWithoutText)
 
 TEST_F(PdfConversionTest, SaysThatADocumentWasChangedMeanwhile)
 {
-    const QString document = Sample("in.pdf", 2);
-    PdfConversion conversion(converter, RequestOf(document, Path("out.png")));
-    PDF::Test::SystemCalls calls;
-    std::atomic<bool> isChanged = false;
-    calls.beforeEach = [&](const PDF::Test::SystemCall& call) {
-        if (&call == &calls.renameWithoutReplacing && !isChanged.exchange(true))
-            std::ofstream(document.toStdString(), std::ios::app) << "more";
-    };
-    ASSERT_TRUE(RunToEnd(conversion));
-    EXPECT_EQ(conversion.Error(), AbstractConverter::SourceChanged)
-        << conversion.ErrorText().toStdString();
+    const QString document = Path("drawn.pdf");
+    for (const QString& name : QStringList({"out.png", "out.txt"})) {
+        MakePdfOfCropBoxes(document, {"0 0 200 200"}, "0 0 100 100 re f");
+        PdfConversion conversion(converter, RequestOf(document, Path(name)));
+        PDF::Test::SystemCalls calls;
+        std::atomic<bool> isChanged = false;
+        calls.beforeEach = [&](const PDF::Test::SystemCall& call) {
+            if (&call == &calls.renameWithoutReplacing && !isChanged.exchange(true))
+                std::ofstream(document.toStdString(), std::ios::app) << "more";
+        };
+        ASSERT_TRUE(RunToEnd(conversion));
+        EXPECT_EQ(conversion.Error(), AbstractConverter::SourceChanged)
+            << conversion.ErrorText().toStdString();
+        EXPECT_EQ(conversion.Result().warnings.size(), 0u)
+            << "there is no text in another document";
+    }
 }
 
 } // namespace

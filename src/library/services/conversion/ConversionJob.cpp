@@ -121,6 +121,13 @@ void ConversionJob::TellTextReport()
                  NamedPages(report.unmapped) + of);
 }
 
+void ConversionJob::TellSuccess()
+{
+    TellTextReport();
+    if (progress < 1)
+        Progressed(1); // pages that are left away have told of none
+}
+
 bool ConversionJob::CancelChain()
 {
     isCancelled = true;
@@ -129,18 +136,17 @@ bool ConversionJob::CancelChain()
 
 void ConversionJob::Ended()
 {
-    TellTextReport();
     try {
         RequireSource();
         if (chain->Error())
             ChainFailed(*chain->Error());
         else
             RequireResults();
-        if (!result.error && progress < 1)
-            Progressed(1); // pages that are left away have told of none
     } catch (const ConversionFailure& failure) {
         Fail(failure.error, failure.text);
     }
+    if (!result.error)
+        TellSuccess();
     const std::function<void()> tell = std::move(done);
     tell(); // which may destroy this
 }

@@ -57,6 +57,7 @@ private:
     void Ended() override;
     void Warn(ConversionResult::Warning warning, const QString& text);
     void TellTextReport();
+    void TellSuccess();
     void ChainFailed(AbstractConverter::ErrorType error);
     void RequireSource() const;
     void RequireResults() const;
