@@ -308,14 +308,6 @@ TEST_F(ProtocolTest, EndsAProcessWithoutAskingIt)
     EXPECT_FALSE(QFile::exists(QString("/proc/%1").arg(first))) << "it has waited for it";
 }
 
-TEST_F(ProtocolTest, TakesBlanksAsTheBeginningOfTheNextRequest)
-{
-    worker.Send("   ");
-    EXPECT_EQ(Outcome(worker.Receive()), "bad-request");
-    worker.Send(R"(      {"id":5,"op":"close","document":1})");
-    EXPECT_EQ(Outcome(worker.Receive()), "no-such-document");
-}
-
 TEST_F(ProtocolTest, LeavesNobodyBehindWhenNobodyCanOrderAnyMore)
 {
     EXPECT_EQ(Outcome(Open(Sample())), "ok");
