@@ -3,7 +3,7 @@
 #include <mutex>
 #include <vector>
 
-namespace Korvel {
+namespace Korvel::App {
 
 namespace {
 
@@ -32,4 +32,4 @@ bool StartProcess(std::unique_ptr<QProcess>& process, const QString& program,
     return false;
 }
 
-} // namespace Korvel
+} // namespace Korvel::App

@@ -4,7 +4,7 @@
 
 #include <QProcess>
 
-namespace Korvel {
+namespace Korvel::App {
 
 /**
  * Starts `process`; false when the system has no room for another one.
@@ -18,4 +18,4 @@ namespace Korvel {
 bool StartProcess(std::unique_ptr<QProcess>& process, const QString& program,
                   const QStringList& arguments);
 
-} // namespace Korvel
+} // namespace Korvel::App
