@@ -20,9 +20,13 @@ public:
     /** Has the process ended, and does not wait for that. */
     ~WorkerChild() { Kill(); }
 
-    /** What there is something to read from when there are answers; complaints; the end. */
+    /** What there is something to read from when there are answers. */
     int Lines() const { return ends.lines.Number(); }
+
+    /** The same when there are complaints. */
     int Complaints() const { return ends.complaints.Number(); }
+
+    /** The same when it is told that the process has ended. */
     int Control() const { return ends.control.Number(); }
 
     /** What has come of answers; empty when nothing has, and `isAtEnd` when nothing will. */
