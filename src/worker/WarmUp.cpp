@@ -6,6 +6,7 @@
 #include "PdfDocument.h"
 #include "RequestError.h"
 #include "WarmUpDocument.h"
+#include "WriteAll.h"
 
 #include <cerrno>
 #include <cstring>
@@ -13,7 +14,6 @@
 #include <string>
 
 #include <sys/mman.h>
-#include <unistd.h>
 
 namespace Korvel::Worker {
 
@@ -37,7 +37,7 @@ void WarmUp()
     constexpr std::size_t size = sizeof(warmUpDocument) - 1;
     const PDF::FileDescriptor file(::memfd_create("warm-up", MFD_CLOEXEC));
     try {
-        if (::write(file.Number(), warmUpDocument, size) != ssize_t(size))
+        if (!WriteAll(file.Number(), warmUpDocument, size))
             throw RequestError(Reason::CannotWrite, std::strerror(errno));
         OpenAndDraw("/proc/self/fd/" + std::to_string(file.Number()));
     } catch (const RequestError& failure) { // a warm-up that fails is no failure of the worker

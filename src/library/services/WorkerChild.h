@@ -38,8 +38,10 @@ public:
     /** The program that it is a child of. */
     const std::shared_ptr<ServerProgram>& Program() const { return program; }
 
-    /** Sends as much as there is room for; how many bytes that is. Kills one that cannot listen,
-     * and counts all as sent. */
+    /**
+     * Sends as much as there is room for; how many bytes that is. Kills one that cannot listen, and
+     * counts all as sent.
+     */
     std::size_t Send(std::string_view text) const;
 
     /** Sends memory for a request that follows; a process that was sent none says so. */

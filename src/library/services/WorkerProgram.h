@@ -10,8 +10,10 @@ namespace Korvel::PDF {
 /** What WorkerProcess::FindProgram tells. */
 QString FindWorkerProgram();
 
-/** The program of these settings, or the one that is found for their engine where they have none;
- * empty where that is nowhere. */
+/**
+ * The program of these settings, or the one that is found for their engine where they have none;
+ * empty where that is nowhere.
+ */
 QString WorkerProgramOf(const WorkerSettings& settings);
 
 /** The program of these settings, as the first one, and its arguments. */
