@@ -9,7 +9,6 @@
 #include "LookOptions.h"
 #include "MergeTask.h"
 #include "Options.h"
-#include "PageNumbers.h"
 #include "PageRanges.h"
 #include "Planner.h"
 #include "TextFrame.h"
@@ -21,8 +20,6 @@
 #include <QPointer>
 
 namespace Korvel::App {
-
-using PDF::Converter::TextReport;
 
 Conversion::Conversion(const Run& run, Planner& planner, PlannedDocument& planned)
     : run(run),
@@ -56,21 +53,18 @@ void Conversion::Take(const std::function<void()>& step)
     }
 }
 
-void Conversion::End(const std::exception_ptr& failure)
+void Conversion::End(const std::exception_ptr& failure, const Outcome& outcome)
 {
     alarm.stop();
-    const std::vector<PageFailure> failures =
-        chain ? chain->Failures() : std::vector<PageFailure>();
-    const TextReport report = chain ? chain->Report() : TextReport();
     chain.reset();
     for (Document* const source : planned.All())
         source->ForgetPassword();
     run.console.End(work);
-    if (!failure)
-        TellTextReport(report);
+    for (const auto& note : outcome.notes)
+        Warn(note);
     if (!failure)
         run.journal.Done(document.Name(), ResultsOf(results), double(sinceStart.elapsed()) / 1000,
-                         document.Info().repaired, TellFailedPages(failures));
+                         document.Info().repaired, TellFailedPages(outcome.failures));
     const Receiver receiver = std::move(ended);
     receiver(failure); // which may destroy this
 }
@@ -99,7 +93,7 @@ void Conversion::TakeUpChanges()
         try {
             source->OpenAnew(run.factory);
         } catch (const Failure& failure) {
-            throw FailureIn(*source, failure);
+            throw FailureIn(source->Name(), failure);
         }
         if (source->Info().repaired)
             run.console.WarnOfRepair(source->Name());
@@ -112,13 +106,13 @@ void Conversion::TakeUpChanges()
         throw ChangedFailure();
 }
 
-/** Throws unless the documents are those that were opened. */
-void Conversion::RequireSources() const
+QString Conversion::ChangedSource() const
 {
     for (const Document* const source : planned.All()) {
         if (!IsAsPlanned(*source))
-            throw FailureIn(*source, ChangedFailure());
+            return source->Name();
     }
+    return {};
 }
 
 /** Whether the document is the one that was opened, or was replaced by its own result. */
@@ -133,9 +127,9 @@ bool Conversion::IsAsPlanned(const Document& source) const
 }
 
 /** The failure of a source, which is named where there are several. */
-Failure Conversion::FailureIn(const Document& source, const Failure& failure) const
+Failure Conversion::FailureIn(const QString& source, const Failure& failure) const
 {
-    const std::string name = planned.whole ? source.Name().toStdString() + ": " : std::string();
+    const std::string name = planned.whole ? source.toStdString() + ": " : std::string();
     return {failure.code, failure.reason, name + failure.what()};
 }
 
@@ -151,7 +145,8 @@ void Conversion::StartChain()
     timeHeldUp = run.factory.TimeHeldUp(); // where its own copy counts
     if (!isStarted) {
         run.interruption.Check();
-        RequireSources();
+        if (const QString changed = ChangedSource(); !changed.isNull())
+            throw FailureIn(changed, ChangedFailure());
         throw CopyFailure();
     }
 }
@@ -225,68 +220,62 @@ void Conversion::Progressed(double part)
 
 bool Conversion::PlanAnew(PlannedResult& result)
 {
-    if (run.options.output.onExists != OnExists::Number || !IsTaken(result.path))
+    const OnExists onExists = run.options.output.onExists;
+    const bool isTaken = IsTaken(result.path);
+    if (isTaken && onExists == OnExists::Skip) {
+        result.path.clear();
+        return true;
+    }
+    if (!isTaken || onExists != OnExists::Number)
         return false;
     planner.PlanAnew(result, document.Name());
     run.journal.PlannedAnew(document.Name(), ResultsOf({result}).front());
     return true;
 }
 
-void Conversion::Refused(const PlannedResult& result, Refusal why, const QString& text)
-{
-    const OnExists onExists = run.options.output.onExists;
-    const bool isTaken = why == Refusal::Taken && IsTaken(result.path);
-    if (isTaken && onExists == OnExists::Skip)
-        refused[result.page] = std::nullopt;
-    else if (isTaken && onExists == OnExists::Fail)
-        refused.emplace(result.page, ExistsFailure(result.path));
-    else
-        refused.emplace(result.page,
-                        Failure(ExitCode::Output, "cannot-write",
-                                (why == Refusal::Empty ? "its result " : "") + text.toStdString()));
-}
-
 /** Leaves away what was not made, or is not wanted. */
-void Conversion::Finish()
+void Conversion::Finish(const Outcome& outcome)
 {
-    RequireSources();
-    RequireConverted();
+    if (outcome.error)
+        throw WhyNotConverted(outcome);
     for (PlannedResult& result : results) {
-        if (result.isPlaced)
-            continue;
-        if (!chain->HasFailed(result.page))
-            RequireLeftAway(result);
-        result.path.clear();
+        if (!result.isPlaced)
+            result.path.clear();
     }
-    End(nullptr);
+    End(nullptr, outcome);
 }
 
-/** Throws unless it is wanted that the result is put nowhere. */
-void Conversion::RequireLeftAway(const PlannedResult& result) const
+/** @throws Interrupted  a signal has come, which ends what is being converted */
+Failure Conversion::WhyNotConverted(const Outcome& outcome) const
 {
-    const auto why = refused.find(result.page);
-    if (why == refused.end())
-        throw Failure(ExitCode::Output, "cannot-write",
-                      "cannot write " + result.path.toStdString());
-    if (why->second)
-        throw Failure(*why->second);
-}
-
-/** Throws where the chain did not come to its end. */
-void Conversion::RequireConverted() const
-{
-    const auto& error = chain->Error();
-    if (!error)
-        return;
+    if (!outcome.changed.isNull())
+        return FailureIn(outcome.changed, ChangedFailure());
+    if (outcome.missing)
+        return WhyMissing(*outcome.missing);
     run.interruption.Check();
     if (isLate)
-        throw Failure(ExitCode::TimedOut, "timed-out",
-                      "takes longer than --timeout allows; its finished pages are there");
-    const std::vector<PageFailure>& ofPages = chain->Failures();
-    if (!ofPages.empty() && ofPages.front().error == *error)
-        throw WhyFailed(ofPages.front()); // as no page is left
-    throw run.factory.WhyNotConverted(*error, results.front().page > 0 ? "a page" : "the document",
-                                      planner.MakesPictures(), {});
+        return {ExitCode::TimedOut, "timed-out",
+                "takes longer than --timeout allows; its finished pages are there"};
+    if (outcome.page)
+        return WhyFailed(*outcome.page);
+    if (outcome.error == PDF::Converter::AbstractConverter::Unconfined)
+        return UnconfinedFailure(outcome.whyNotStarted);
+    if (!outcome.whyNotStarted.isEmpty())
+        return NotStartedFailure(outcome.whyNotStarted);
+    return FailureOf(*outcome.error, results.front().page > 0 ? "a page" : "the document",
+                     planner.MakesPictures());
+}
+
+/** Why a result is nowhere that was made. */
+Failure Conversion::WhyMissing(const PlannedResult& result) const
+{
+    using Refusal = PlannedResult::Refusal;
+    const bool stays = run.options.output.onExists == OnExists::Fail;
+    if (stays && result.refusal == Refusal::Taken && IsTaken(result.path))
+        return ExistsFailure(result.path);
+    return {ExitCode::Output, "cannot-write",
+            (result.refusal == Refusal::Empty ? "its result " : "") +
+                result.whyRefused.toStdString()};
 }
 
 Failure Conversion::WhyFailed(const PageFailure& page) const
@@ -295,8 +284,7 @@ Failure Conversion::WhyFailed(const PageFailure& page) const
     const std::string what = page.page == 0            ? "the document"
                              : planner.MakesPictures() ? number
                                                        : "the text of " + number;
-    return run.factory.WhyNotConverted(page.error, what, planner.MakesPictures(),
-                                       page.why.toStdString());
+    return FailureOf(page.error, what, planner.MakesPictures(), page.why.toStdString());
 }
 
 /** Warns of the pages that are missing; as the journal writes them. */
@@ -313,18 +301,13 @@ QJsonArray Conversion::TellFailedPages(const std::vector<PageFailure>& failures)
     return pages;
 }
 
-/** Warns of pages whose text is missing, or is none, once for all of them. */
-void Conversion::TellTextReport(const TextReport& report) const
+void Conversion::Warn(const PDF::Converter::ConversionResult::Note& note) const
 {
-    if (!report.withoutText.empty())
-        run.console.Warn(document.Name(), "no-text",
-                         "no text is drawn on " + NamedPages(report.withoutText).toStdString() +
-                             "; pictures of text are scans, and want recognition first");
-    if (!report.unmapped.empty())
-        run.console.Warn(document.Name(), "unmapped-text",
-                         "fonts do not say which characters they draw on " +
-                             NamedPages(report.unmapped).toStdString() +
-                             "; their text is not to be used");
+    const bool isMissing = note.warning == PDF::Converter::ConversionResult::Warning::NoText;
+    run.console.Warn(document.Name(), isMissing ? "no-text" : "unmapped-text",
+                     note.text.toStdString() +
+                         (isMissing ? "; pictures of text are scans, and want recognition first"
+                                    : "; their text is not to be used"));
 }
 
 /** Whether somebody else has put a file at the path of a result. */

@@ -8,9 +8,7 @@
 #include <chrono>
 #include <exception>
 #include <functional>
-#include <map>
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include <QElapsedTimer>
@@ -49,16 +47,17 @@ private:
     Conversion(const Conversion&) = delete;
     Conversion& operator=(const Conversion&) = delete;
 
+    using Outcome = PDF::Converter::ConversionOutcome;
     using PageFailure = PDF::Converter::PageFanOut::PageFailure;
     using Task = PDF::Converter::DocumentChain::Task;
 
     void Take(const std::function<void()>& step);
-    void End(const std::exception_ptr& failure);
+    void End(const std::exception_ptr& failure, const Outcome& outcome = {});
     void Begin();
     void TakeUpChanges();
-    void RequireSources() const;
+    QString ChangedSource() const override;
     bool IsAsPlanned(const Document& source) const;
-    Failure FailureIn(const Document& source, const Failure& failure) const;
+    Failure FailureIn(const QString& source, const Failure& failure) const;
     void StartChain();
     Task MakeTask() const;
     void AddSource(Task& task) const;
@@ -67,16 +66,15 @@ private:
     void TimeIsUp();
     void Progressed(double part) override;
     bool PlanAnew(PlannedResult& result) override;
-    void Refused(const PlannedResult& result, Refusal why, const QString& text) override;
-    void Ended() override
+    void Ended(const Outcome& outcome) override
     {
-        Take([this] { Finish(); });
+        Take([&] { Finish(outcome); });
     }
-    void Finish();
-    void RequireConverted() const;
-    void RequireLeftAway(const PlannedResult& result) const;
+    void Finish(const Outcome& outcome);
+    Failure WhyNotConverted(const Outcome& outcome) const;
+    Failure WhyMissing(const PlannedResult& result) const;
     Failure WhyFailed(const PageFailure& page) const;
-    void TellTextReport(const PDF::Converter::TextReport& report) const;
+    void Warn(const PDF::Converter::ConversionResult::Note& note) const;
     QJsonArray TellFailedPages(const std::vector<PageFailure>& failures) const;
     bool IsTaken(const QString& path) const;
 
@@ -91,8 +89,6 @@ private:
     /** The console's number for this conversion. */
     int work = 0;
     std::shared_ptr<PDF::Converter::DocumentChain> chain;
-    /** Why results are put nowhere, by their pages; nothing for those that are left away. */
-    std::map<int, std::optional<Failure>> refused;
     QTimer alarm;
     /** ConverterFactory::TimeHeldUp() as of when this document was last given time for them. */
     std::chrono::milliseconds timeHeldUp{0};

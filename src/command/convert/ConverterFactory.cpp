@@ -14,7 +14,6 @@
 
 namespace Korvel::App {
 
-using PDF::Converter::AbstractConverter;
 using PDF::Converter::DocumentChain;
 
 namespace {
@@ -155,18 +154,6 @@ Failure ConverterFactory::WhyNotOpened(const std::string& path) const
     return why == PDF::OpenFailure::NotStarted
                ? NotStartedFailure(services.provider->WhyNotStarted())
                : FailureOf(why);
-}
-
-Failure ConverterFactory::WhyNotConverted(AbstractConverter::ErrorType error,
-                                          const std::string& what, bool isPicture,
-                                          const std::string& why) const
-{
-    const QString whyNotStarted = services.pool->WhyNotStarted();
-    if (error == AbstractConverter::Unconfined)
-        return UnconfinedFailure(whyNotStarted);
-    return error == AbstractConverter::Unknown && !whyNotStarted.isEmpty()
-               ? NotStartedFailure(whyNotStarted)
-               : FailureOf(error, what, isPicture, why);
 }
 
 std::set<QString>

@@ -99,10 +99,6 @@ public:
     /** What to tell of a document that the provider could not open. */
     Failure WhyNotOpened(const std::string& path) const;
 
-    /** What to tell of one that a chain has failed to convert. */
-    Failure WhyNotConverted(PDF::Converter::AbstractConverter::ErrorType error,
-                            const std::string& what, bool isPicture, const std::string& why) const;
-
     /** @throws Interrupted  a signal has come */
     void CheckForSignal() const { interruption.Check(); }
 

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "PageFanOut.h"
-#include "PlannedResult.h"
+#include "ConversionOutcome.h"
 
 namespace Korvel::PDF::Converter {
 
-/** Is told what becomes of a document in its chain, on the chain's thread. */
+/** Decides on what a chain cannot know, and is told what becomes of its document; on its thread. */
 class ChainListener
 {
 public:
@@ -17,30 +16,20 @@ public:
     virtual void PageFailed(const PageFanOut::PageFailure&) {}
 
     /**
-     * Chooses another path for a result, as something is at the one that it has.
+     * Chooses another path for a result, as something is at the one that it has; an empty one where
+     * the result is left away then.
      *
-     * @return false when there is to be none
+     * @return false when it cannot be put anywhere
      */
     virtual bool PlanAnew(PlannedResult& result) = 0;
 
     virtual void Placed(const PlannedResult&) {}
 
-    /** Why a result is put nowhere. */
-    enum class Refusal {
-        Failed, ///< it cannot be put at its path, or read
-        Taken,  ///< something is there, and there is to be no other path for it
-        Empty   ///< nothing is in it, as there was no space for more
-    };
-
-    /**
-     * A result was put nowhere.
-     *
-     * @param text  what to tell people of it, such as "cannot write /out/1.png: Permission denied"
-     */
-    virtual void Refused(const PlannedResult& result, Refusal why, const QString& text) = 0;
+    /** The name of a document that is not as it was when it was opened; null for none. */
+    virtual QString ChangedSource() const = 0;
 
     /** The last call, from the event loop, once; may destroy the chain. */
-    virtual void Ended() = 0;
+    virtual void Ended(const ConversionOutcome& outcome) = 0;
 };
 
 } // namespace Korvel::PDF::Converter

@@ -5,10 +5,8 @@
 #include "CopiedDocuments.h"
 #include "LocalFileSystem.h"
 #include "OpenedDocument.h"
-#include "PageNumbers.h"
 #include "PreparedCopy.h"
 #include "ToText.h"
-#include "WorkerPool.h"
 
 #include <utility>
 
@@ -90,11 +88,6 @@ void ConversionJob::Placed(const PlannedResult& made)
     listener->PageFinished(ToPage(made));
 }
 
-void ConversionJob::Refused(const PlannedResult&, Refusal, const QString& text)
-{
-    whyRefused = text;
-}
-
 void ConversionJob::Progressed(double part)
 {
     progress = part;
@@ -107,87 +100,47 @@ void ConversionJob::Warn(ConversionResult::Warning warning, const QString& text)
     listener->Warned(result.warnings.back());
 }
 
-/** Warns of pages whose text is missing, or is none, once for all of them. */
-void ConversionJob::TellTextReport()
+void ConversionJob::TellSuccess(const ConversionOutcome& outcome)
 {
-    const TextReport& report = chain->Report();
-    const QString of = QStringLiteral(" of ") + request.document;
-    if (!report.withoutText.empty())
-        Warn(ConversionResult::Warning::NoText,
-             QStringLiteral("no text is drawn on ") + NamedPages(report.withoutText) + of);
-    if (!report.unmapped.empty())
-        Warn(ConversionResult::Warning::UnmappedText,
-             QStringLiteral("fonts do not say which characters they draw on ") +
-                 NamedPages(report.unmapped) + of);
-}
-
-void ConversionJob::TellSuccess()
-{
-    TellTextReport();
+    for (const ConversionResult::Note& note : outcome.notes)
+        Warn(note.warning, note.text + QStringLiteral(" of ") + request.document);
     if (progress < 1)
         Progressed(1); // pages that are left away have told of none
 }
 
 bool ConversionJob::CancelChain()
 {
-    isCancelled = true;
     return chain && chain->Cancel();
 }
 
-void ConversionJob::Ended()
+/** A copy is of the document as it was opened, whatever has become of that. */
+QString ConversionJob::ChangedSource() const
 {
-    try {
-        RequireSource();
-        if (chain->Error())
-            ChainFailed(*chain->Error());
-        else
-            RequireResults();
-    } catch (const ConversionFailure& failure) {
-        Fail(failure.error, failure.text);
-    }
-    if (!result.error)
-        TellSuccess();
+    const bool isOfNoMatter = chain->IsCancelled() || prepared.copy;
+    const bool isUnchanged =
+        isOfNoMatter || SourceState(request.document.toStdString()) == prepared.state;
+    return isUnchanged ? QString() : request.document;
+}
+
+void ConversionJob::Ended(const ConversionOutcome& outcome)
+{
+    if (outcome.error)
+        Fail(*outcome.error, WhyFailed(outcome));
+    else
+        TellSuccess(outcome);
     const std::function<void()> tell = std::move(done);
     tell(); // which may destroy this
 }
 
-/** A copy is of the document as it was opened, whatever has become of that. */
-void ConversionJob::RequireSource() const
+QString ConversionJob::WhyFailed(const ConversionOutcome& outcome) const
 {
-    const bool isSame = SourceState(request.document.toStdString()) == prepared.state;
-    if (!isCancelled && !prepared.copy && !isSame)
-        throw ConversionFailure(AbstractConverter::SourceChanged,
-                                request.document + QLatin1Char(' ') +
-                                    ToText(AbstractConverter::SourceChanged));
-}
-
-void ConversionJob::ChainFailed(AbstractConverter::ErrorType error)
-{
-    const bool isOfPage = !result.failures.empty() &&
-                          (request.endsAtBadPage || result.failures.front().error == error);
-    if (isOfPage && !isCancelled) {
-        Fail(result.failures.front().error, result.failures.front().text);
-        return;
-    }
-    QString text = request.document + QLatin1Char(' ') + ToText(error);
-    const QString why = error == AbstractConverter::Cancelled ? QString() : chain->Why();
-    const bool isNotStarted =
-        error == AbstractConverter::Unconfined || error == AbstractConverter::Unknown;
-    const QString whyNotStarted = isNotStarted ? services->pool->WhyNotStarted() : QString();
-    if (const QString more = whyNotStarted.isEmpty() ? why : whyNotStarted; !more.isEmpty())
-        text += QStringLiteral(": ") + more;
-    Fail(error, text);
-}
-
-/** Throws where a result was made, and could not be put in its place. */
-void ConversionJob::RequireResults() const
-{
-    for (const PlannedResult& one : prepared.plan.Results()) {
-        if (!one.isPlaced && !chain->HasFailed(one.page))
-            throw ConversionFailure(AbstractConverter::CannotWrite,
-                                    request.document + QStringLiteral(" is not whole: ") +
-                                        whyRefused);
-    }
+    if (outcome.page)
+        return result.failures.front().text;
+    if (outcome.missing)
+        return request.document + QStringLiteral(" is not whole: ") + outcome.missing->whyRefused;
+    const QString& why = outcome.whyNotStarted.isEmpty() ? outcome.why : outcome.whyNotStarted;
+    const QString text = request.document + QLatin1Char(' ') + ToText(*outcome.error);
+    return why.isEmpty() ? text : text + QStringLiteral(": ") + why;
 }
 
 void ConversionJob::Fail(AbstractConverter::ErrorType error, const QString& text)

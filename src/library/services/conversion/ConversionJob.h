@@ -14,8 +14,8 @@ namespace Korvel::PDF::Converter {
 class ConversionServices;
 
 /**
- * Converts a document that was prepared, and gathers what becomes of it. Used on the engine's
- * thread.
+ * Converts a document that was prepared, and finds the words for what becomes of it. Used on the
+ * engine's thread.
  */
 class ConversionJob : private ChainListener
 {
@@ -53,14 +53,11 @@ private:
     void PageFailed(const PageFanOut::PageFailure& failure) override;
     bool PlanAnew(PlannedResult& planned) override;
     void Placed(const PlannedResult& made) override;
-    void Refused(const PlannedResult& planned, Refusal refusal, const QString& text) override;
-    void Ended() override;
+    QString ChangedSource() const override;
+    void Ended(const ConversionOutcome& outcome) override;
     void Warn(ConversionResult::Warning warning, const QString& text);
-    void TellTextReport();
-    void TellSuccess();
-    void ChainFailed(AbstractConverter::ErrorType error);
-    void RequireSource() const;
-    void RequireResults() const;
+    void TellSuccess(const ConversionOutcome& outcome);
+    QString WhyFailed(const ConversionOutcome& outcome) const;
     static ConversionResult::Page ToPage(const PlannedResult& made);
     QString About(int page) const;
 
@@ -71,9 +68,6 @@ private:
     std::shared_ptr<ConversionServices> services;
     PreparedDocument prepared;
     std::unique_ptr<DocumentChain> chain;
-    /** Why a result could not be put in its place; empty when each could. */
-    QString whyRefused;
-    bool isCancelled = false;
     double progress = 0;
 };
 

@@ -2,6 +2,7 @@
 
 #include "ConversionServices.h"
 #include "LocalFileSystem.h"
+#include "PageNumbers.h"
 #include "PlacedResults.h"
 #include "TempFileWrapper.h"
 #include "UnencryptDocWrapper.h"
@@ -15,18 +16,37 @@
 
 namespace Korvel::PDF::Converter {
 
+namespace {
+
+/** Tells of pages whose text is missing, or is none, once for all of them. */
+std::vector<ConversionResult::Note> NotesOf(const TextReport& report)
+{
+    std::vector<ConversionResult::Note> notes;
+    if (!report.withoutText.empty())
+        notes.push_back({ConversionResult::Warning::NoText,
+                         QStringLiteral("no text is drawn on ") + NamedPages(report.withoutText)});
+    if (!report.unmapped.empty())
+        notes.push_back({ConversionResult::Warning::UnmappedText,
+                         QStringLiteral("fonts do not say which characters they draw on ") +
+                             NamedPages(report.unmapped)});
+    return notes;
+}
+
+} // namespace
+
 DocumentChain::DocumentChain(const ConversionServices& services, std::shared_ptr<IFileSystem> files,
                              const std::shared_ptr<IPDFProvider>& copies,
                              std::vector<PlannedResult>& results, ChainListener& listener)
     : results(results),
       listener(listener),
+      pool(services.pool),
       placed(std::make_shared<PlacedResults>(std::move(files), results, listener))
 {
-    const auto makeChain = [names = services.names, pool = services.pool, moved = placed] {
+    const auto makeChain = [names = services.names, pool = pool, moved = placed] {
         return std::make_shared<TempFileWrapper>(names, std::make_shared<WorkerConverter>(pool),
                                                  moved);
     };
-    const int atOnce = std::min(int(results.size()), services.pool->Processes());
+    const int atOnce = std::min(int(results.size()), pool->Processes());
     fanOut = std::make_shared<PageFanOut>(makeChain, atOnce);
     chain = std::make_shared<UnencryptDocWrapper>(services.names, fanOut, copies, services.files);
     Connect();
@@ -40,8 +60,8 @@ void DocumentChain::Connect()
     QObject::connect(sender, &AbstractConverter::ConvertationProgress, &context,
                      [this](const QString&, double part) { listener.Progressed(part); });
     QObject::connect(sender, &AbstractConverter::Failed, &context,
-                     [this](const QString&, AbstractConverter::ErrorType reason) {
-                         error = reason;
+                     [this](const QString&, ErrorType reason) {
+                         outcome.error = reason;
                          EndLater();
                      });
     QObject::connect(sender, qOverload<const QString&, QStringList>(&AbstractConverter::Finished),
@@ -51,8 +71,50 @@ void DocumentChain::Connect()
 /** The chain is in the middle of its work when it tells its end, and destroyed by what follows. */
 void DocumentChain::EndLater()
 {
-    QMetaObject::invokeMethod(
-        &context, [&told = listener] { told.Ended(); }, Qt::QueuedConnection);
+    const auto end = [this] {
+        Judge();
+        const ConversionOutcome told = std::move(outcome);
+        listener.Ended(told);
+    };
+    QMetaObject::invokeMethod(&context, end, Qt::QueuedConnection);
+}
+
+void DocumentChain::Judge()
+{
+    outcome.notes = NotesOf(report);
+    outcome.changed = listener.ChangedSource();
+    if (!outcome.changed.isNull())
+        outcome.error = ErrorType::SourceChanged;
+    else if (outcome.error)
+        FindCause();
+    else if (outcome.missing = FirstMissing(); outcome.missing)
+        outcome.error = ErrorType::CannotWrite;
+    if (!outcome.changed.isNull() || outcome.error == ErrorType::Cancelled)
+        outcome.why.clear();
+}
+
+/** A chain fails with its first bad page where no page is left, or none was wanted after that. */
+void DocumentChain::FindCause()
+{
+    const auto& failures = outcome.failures;
+    const bool isOfPage =
+        !failures.empty() && (endsAtBadPage || failures.front().error == outcome.error);
+    if (isOfPage && !isCancelled) {
+        outcome.page = failures.front();
+        outcome.error = outcome.page->error;
+    } else if (outcome.error == ErrorType::Unconfined || outcome.error == ErrorType::Unknown) {
+        outcome.whyNotStarted = pool->WhyNotStarted();
+    }
+}
+
+/** The first result that was made, and could not be put in its place; null where each could. */
+const PlannedResult* DocumentChain::FirstMissing() const
+{
+    for (const PlannedResult& result : results) {
+        if (!result.isPlaced && !result.path.isEmpty() && !HasFailed(result.page))
+            return &result;
+    }
+    return nullptr;
 }
 
 bool DocumentChain::Start(Task task)
@@ -75,8 +137,8 @@ void DocumentChain::AddTellers(Task& task)
 {
     task.options["page_failed"] = PageFanOut::OnPageFailure(
         [this](const PageFanOut::PageFailure& failure) { PageFailed(failure); });
-    task.options["missing_page"] = WorkerConverter::OnPageFailed(
-        [this](int page, AbstractConverter::ErrorType reason, const QString& told) {
+    task.options["missing_page"] =
+        WorkerConverter::OnPageFailed([this](int page, ErrorType reason, const QString& told) {
             PageFailed({page, reason, told});
         });
     if (task.type == QLatin1String(WorkerProtocol::Format::pixels))
@@ -88,12 +150,12 @@ void DocumentChain::AddTellers(Task& task)
     task.options["text_report"] =
         OnTextReport([this](const TextReport& ofResult) { Gather(ofResult); });
     task.options["why_failed"] =
-        std::function<void(const QString&)>([this](const QString& told) { why = told; });
+        std::function<void(const QString&)>([this](const QString& told) { outcome.why = told; });
 }
 
 void DocumentChain::PageFailed(const PageFanOut::PageFailure& failure)
 {
-    failures.push_back(failure);
+    outcome.failures.push_back(failure);
     listener.PageFailed(failure);
 }
 
@@ -108,12 +170,13 @@ void DocumentChain::Gather(const TextReport& ofResult)
 
 bool DocumentChain::HasFailed(int page) const
 {
-    return std::any_of(failures.begin(), failures.end(),
+    return std::any_of(outcome.failures.begin(), outcome.failures.end(),
                        [page](const auto& failure) { return failure.page == page; });
 }
 
 bool DocumentChain::Cancel()
 {
+    isCancelled = true;
     return chain->CancelConvertation();
 }
 
@@ -124,6 +187,7 @@ void DocumentChain::StopAfterRunningPages()
 
 void DocumentChain::StopAtBadPage()
 {
+    endsAtBadPage = true;
     placed->RefuseWhole();
     StopAfterRunningPages();
 }

@@ -13,6 +13,7 @@
 namespace Korvel::PDF {
 class IFileSystem;
 class IPDFProvider;
+class WorkerPool;
 } // namespace Korvel::PDF
 
 namespace Korvel::PDF::Converter {
@@ -27,7 +28,8 @@ inline bool NeedsCopy(const DocumentInfo& document)
 }
 
 /**
- * Converts a document through a chain of its own, and gathers what that tells of it:
+ * The course of a conversion: converts a document through a chain of its own, gathers what that
+ * tells of it, and judges how it has ended.
  *
  *     UnencryptDocWrapper( PageFanOut( TempFileWrapper( WorkerConverter ) x processes ) )
  *
@@ -65,23 +67,14 @@ public:
     /** Stops so, and has a result of several pages put nowhere. */
     void StopAtBadPage();
 
-    /** The pages that have failed while others have not, as they came. */
-    const std::vector<PageFanOut::PageFailure>& Failures() const { return failures; }
-
-    bool HasFailed(int page) const;
-
-    /** Why the document has failed; nothing when it has not. */
-    const std::optional<AbstractConverter::ErrorType>& Error() const { return error; }
-
-    /** What the worker says of that; may be empty. */
-    const QString& Why() const { return why; }
-
-    /** What its texts lack, so far. */
-    const TextReport& Report() const { return report; }
+    /** Whether it was asked to end at once. */
+    bool IsCancelled() const { return isCancelled; }
 
 private:
     DocumentChain(const DocumentChain&) = delete;
     DocumentChain& operator=(const DocumentChain&) = delete;
+
+    using ErrorType = AbstractConverter::ErrorType;
 
     void Connect();
     void AddPages(Task& task) const;
@@ -89,16 +82,22 @@ private:
     void PageFailed(const PageFanOut::PageFailure& failure);
     void Gather(const TextReport& ofResult);
     void EndLater();
+    void Judge();
+    void FindCause();
+    const PlannedResult* FirstMissing() const;
+    bool HasFailed(int page) const;
 
     const std::vector<PlannedResult>& results;
     ChainListener& listener;
+    const std::shared_ptr<WorkerPool> pool;
     const std::shared_ptr<PlacedResults> placed;
     std::shared_ptr<PageFanOut> fanOut;
     std::shared_ptr<AbstractConverter> chain;
-    std::vector<PageFanOut::PageFailure> failures;
-    std::optional<AbstractConverter::ErrorType> error;
-    QString why;
+    /** As far as it is known. */
+    ConversionOutcome outcome;
     TextReport report;
+    bool isCancelled = false;
+    bool endsAtBadPage = false;
     /** Receives the chain's signals; goes first. */
     QObject context;
 };

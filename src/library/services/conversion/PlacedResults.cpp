@@ -94,15 +94,18 @@ bool PlacedResults::MoveTo(const ioPath& from, PlannedResult& result)
         if (!isTaken || !listener.PlanAnew(result))
             return Refuse(result, isTaken ? Refusal::Taken : Refusal::Failed,
                           WhyNotWritten(result.path, problem));
+        if (result.path.isEmpty())
+            return false; // it is left away
     }
     return Refuse(
         result, Refusal::Failed,
         QStringLiteral("cannot write %1; other programs keep taking the name").arg(result.wanted));
 }
 
-bool PlacedResults::Refuse(const PlannedResult& result, Refusal why, const QString& text)
+bool PlacedResults::Refuse(PlannedResult& result, Refusal why, const QString& text)
 {
-    listener.Refused(result, why, text);
+    result.refusal = why;
+    result.whyRefused = text;
     return false;
 }
 

@@ -23,7 +23,7 @@ public:
     /**
      * @param files     moves results, and tells what is there
      * @param planned   live longer than this
-     * @param listener  plans anew, and is told what has become of each
+     * @param listener  plans anew, and is told of those that are placed
      */
     PlacedResults(std::shared_ptr<IFileSystem> files, std::vector<PlannedResult>& planned,
                   ChainListener& listener);
@@ -39,13 +39,13 @@ public:
     void RefuseWhole() { takesWhole = false; }
 
 private:
-    using Refusal = ChainListener::Refusal;
+    using Refusal = PlannedResult::Refusal;
 
     PlannedResult& ResultOf(int page);
     bool Read(const ioPath& from, PlannedResult& result);
     bool Place(const ioPath& from, PlannedResult& result);
     bool MoveTo(const ioPath& from, PlannedResult& result);
-    bool Refuse(const PlannedResult& result, Refusal why, const QString& text);
+    static bool Refuse(PlannedResult& result, Refusal why, const QString& text);
 
     ChainListener& listener;
     /** The results by the paths that they had at first, which the chain knows. */
