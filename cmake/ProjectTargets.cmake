@@ -6,7 +6,6 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-set(CMAKE_AUTOMOC ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 # Programs lie beside each other, as they are looked for, and libraries beside each other: where a
@@ -99,6 +98,7 @@ function(project_library name)
   target_compile_features(${name} PUBLIC cxx_std_17)
   target_link_options(${name} PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
   set_target_properties(${name} PROPERTIES
+    AUTOMOC ON
     OUTPUT_NAME ${name}${CONVERTWRAPPERS_SUFFIX}
     VERSION ${PROJECT_VERSION}
     SOVERSION ${CONVERTWRAPPERS_SOVERSION}
