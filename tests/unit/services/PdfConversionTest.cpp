@@ -127,6 +127,13 @@ private:
             Watch(folder + '/' + name);
     }
 
+    /** What was made before anybody watched is there still, if it is not moved on already. */
+    void WatchNew(const QString& folder)
+    {
+        Watch(folder);
+        names << QDir(folder).entryList(QDir::Files | QDir::Hidden);
+    }
+
     void Read()
     {
         alignas(inotify_event) char events[16 << 10];
@@ -135,7 +142,7 @@ private:
             for (ssize_t place = 0; place < size;) {
                 const auto& event = *reinterpret_cast<const inotify_event*>(events + place);
                 if ((event.mask & IN_ISDIR) != 0)
-                    Watch(folders[event.wd] + '/' + QString::fromUtf8(event.name));
+                    WatchNew(folders[event.wd] + '/' + QString::fromUtf8(event.name));
                 else if (event.len > 0) // else a folder has gone
                     names << QString::fromUtf8(event.name);
                 place += ssize_t(sizeof event + event.len);
@@ -153,7 +160,7 @@ TEST_F(PdfConversionTest, MakesNoFileOfAPictureInMemoryOnItsWay)
 {
     ConversionRequest request = RequestOf(Sample("in.pdf", 3), {});
     request.pages = {{2}};
-    request.pictures.resolution = 150; // which takes longer than to see a new folder
+    request.pictures.resolution = 300; // which takes longer than to see a new folder
     MadeFiles made(temp.path());
     for (const char* const format : {"png", "jpg", "tif", "bmp", "webp"}) {
         request.isInMemory = true;
