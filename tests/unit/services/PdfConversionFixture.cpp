@@ -56,7 +56,7 @@ ConversionRequest PdfConversionFixture::RequestOf(const QString& document, const
 
 PdfConverter::Settings PdfConversionFixture::RealSettings() const
 {
-    return {{QStringLiteral(REAL_WORKER)}, 2, temp.path()};
+    return {{QStringLiteral(WORKER)}, 2, temp.path()};
 }
 
 PdfConverter::Settings PdfConversionFixture::ScriptedSettings() const

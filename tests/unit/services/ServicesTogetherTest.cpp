@@ -68,7 +68,7 @@ protected:
         SessionFolder::Create(folder.path().toStdString(), error);
     LocalFileSystem files{session};
     UuidFileNameGenerator names;
-    WorkerPdfProvider provider{{REAL_WORKER}};
+    WorkerPdfProvider provider{{WORKER}};
 };
 
 } // namespace
@@ -78,7 +78,7 @@ TEST_F(ServicesTogetherTest, AWarningOfACopyNamesTheDocumentThatItIsOf)
     const QString source = PlainDocument();
     const ioPath copy = FreshCopy();
     ASSERT_TRUE(provider.SaveDocument(Open(ToPath(source)), copy).get());
-    Converter::WorkerConverter converter({REAL_WORKER});
+    Converter::WorkerConverter converter({WORKER});
     Converter::AbstractConverter::Task task;
     task.source = QString::fromStdString(copy.utf8string());
     task.destination = NonAscii(QStringLiteral(".png"));

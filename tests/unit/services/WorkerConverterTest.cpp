@@ -638,7 +638,7 @@ protected:
     }
 
     const QTemporaryDir folder;
-    Recorder recorder{{REAL_WORKER, longDeadline}};
+    Recorder recorder{{WORKER, longDeadline}};
 };
 
 TEST_F(WorkerConverterRealTest, MakesAPictureOfAPage)
@@ -782,7 +782,7 @@ TEST_F(WorkerConverterRealTest, ConvertsNothingWithoutAMeasureThatIsRequired)
 
 TEST_F(WorkerConverterRealTest, TellsThatAPageNeedsMoreMemoryThanTheWorkerHas)
 {
-    Recorder poor({REAL_WORKER, longDeadline, 125});
+    Recorder poor({WORKER, longDeadline, 125});
     EXPECT_EQ(ConvertBy(poor, "plain.pdf", "1.jpg", {{"page", 1}, {"resolution", 600.0}}),
               Failed("plain.pdf", AbstractConverter::OutOfMemory));
     EXPECT_FALSE(QFile::exists(folder.filePath("1.jpg")));

@@ -732,7 +732,7 @@ public:
     }
 
     const QTemporaryDir folder;
-    WorkerPdfProvider provider{{REAL_WORKER}};
+    WorkerPdfProvider provider{{WORKER}};
 };
 
 using namespace TestKit; // the macro needs more of it than the suite
@@ -845,7 +845,7 @@ TEST_F(WorkerPdfProviderRealTest, NeverReplacesAFile)
 
 TEST_F(WorkerPdfProviderRealTest, TellsThatADocumentNeedsMoreMemoryThanTheWorkerHas)
 {
-    WorkerPdfProvider poor({REAL_WORKER, longTime, 256});
+    WorkerPdfProvider poor({WORKER, longTime, 256});
     QFile large(folder.filePath("large.pdf"));
     ASSERT_TRUE(large.open(QFile::WriteOnly) && large.resize(qint64(1) << 30)); // in holes
     EXPECT_EQ(Open(poor, InFolder("large.pdf")).id, -1);
@@ -863,7 +863,7 @@ TEST_F(WorkerPdfProviderRealTest, TellsThatACopyIsLargerThanIsAllowed)
     content.insert(content.lastIndexOf("startxref"), '%' + QByteArray(2 << 20, 'x') + '\n');
     const ioPath padded = MakeFile("padded.pdf", content).toStdString();
     for (const int limit : {1, 3, 0}) {
-        WorkerSettings settings{REAL_WORKER, longTime};
+        WorkerSettings settings{WORKER, longTime};
         settings.largestResult = limit;
         WorkerPdfProvider limited(settings);
         const ioPath copy = InFolder(QString("copy-%1.pdf").arg(limit));

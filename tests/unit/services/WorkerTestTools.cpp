@@ -70,7 +70,7 @@ QString WorkerWithout(const QString& measures)
     const QString script = QStringLiteral("#!/bin/sh\nexec '%1' %2 '%3' \"$@\"\n");
     const QString file =
         MakeFile("worker-without-" + measures,
-                 script.arg(QLatin1String(DEPRIVE), measures, QLatin1String(REAL_WORKER)).toUtf8());
+                 script.arg(QLatin1String(DEPRIVE), measures, QLatin1String(WORKER)).toUtf8());
     QFile::setPermissions(file, QFile::ReadUser | QFile::WriteUser | QFile::ExeUser);
     return file;
 }
