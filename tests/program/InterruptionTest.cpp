@@ -1,6 +1,6 @@
 #include "FilesBelow.h"
-#include "IsSanitized.h"
 #include "Program.h"
+#include "Stride.h"
 
 #include <gmock/gmock.h>
 
@@ -144,17 +144,15 @@ TEST_P(InterruptionTest, LetsTheRunningPageEndAtTheFirstAndNotAtTheSecond)
 
 INSTANTIATE_TEST_SUITE_P(Signals, InterruptionTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
 
-/** Fewer where a sanitizer makes each start slow. */
-constexpr int randomInterruptions = PDF::Test::isSanitized ? 20 : 200;
-
 TEST_F(RandomInterruptionTest, LeavesNothingAndLosesNothingAtWhateverMoment)
 {
     constexpr int pages = 6;
     MakeSample("secret.pdf", pages, "pw");
     Write("pw", "pw");
     std::random_device random;
+    const int tries = 1000 / Failing::Stride(20);
     int interrupted = 0;
-    for (int i = 0; i < randomInterruptions && !HasFailure(); ++i) {
+    for (int i = 0; i < tries && !HasFailure(); ++i) {
         const QString folder = QStringLiteral("p%1").arg(i);
         const auto process =
             Start({"secret.pdf", "--password-file", "pw", "-d", folder, "-r", "60"});

@@ -329,6 +329,9 @@ def main():
     if engine == "pdfium" and not has_pdfium(program):
         print("skipped: there is no PDFium")
         sys.exit(SKIPPED)
+    if engine in ("pdfium", "qt") and engine != os.environ.get("HOSTILE_ENGINE", engine):
+        print("skipped: it is the other engine's turn")
+        sys.exit(SKIPPED)
     before = snapshot(os.fsencode(corpus))
     paths = [os.path.join(os.fsencode(corpus), name) for name in sorted(before)]
     fifth = os.environ.get("HOSTILE_FIFTH")
