@@ -85,7 +85,7 @@ struct Pdfium
                           double* top);
     int (*TextGetLooseCharBox)(TextPage page, int character, FloatRectangle* box);
     int (*TextGetCharOrigin)(TextPage page, int character, double* x, double* y);
-    float (*TextGetCharAngle)(TextPage page, int character); ///< in radians, counterclockwise
+    float (*TextGetCharAngle)(TextPage page, int character); ///< in radians
     unsigned long (*TextGetFontInfo)(TextPage page, int character, void* name, unsigned long size,
                                      int* flags);
     int (*TextGetMatrix)(TextPage page, int character, Matrix* matrix);

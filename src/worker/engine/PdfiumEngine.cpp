@@ -229,7 +229,7 @@ TextCharacter PdfiumEngine::Character(int number, const Affine& shown, double tu
     double y = 0;
     pdfium.TextGetCharOrigin(text, number, &x, &y);
     character.origin = shown.Map(QPointF(x, y));
-    const double angle = double(pdfium.TextGetCharAngle(text, number));
+    const double angle = AngleOf(number);
     constexpr int round = 360;
     const int turned = int(std::lround(qRadiansToDegrees(turnOfPage + angle))) % round;
     character.turned = (turned + round) % round;
@@ -248,6 +248,16 @@ void PdfiumEngine::PlaceUpright(TextCharacter& character, int number, double bas
     pdfium.TextGetLooseCharBox(text, number, &loose);
     const auto [left, right] = std::minmax({double(loose.left), double(loose.right)});
     const auto [top, bottom] = std::minmax({double(loose.bottom), double(loose.top)});
+/** How far its baseline is turned, clockwise in radians. */
+double PdfiumEngine::AngleOf(int character) const
+{
+    if (pdfium.TextGetCharAngle(text, character) == 0)
+        return 0;
+    Pdfium::Matrix matrix; // as that of letters that lean is told from how far they do
+    pdfium.TextGetMatrix(text, character, &matrix);
+    return std::atan2(-double(matrix.b), double(matrix.a));
+}
+
     QRectF box(left, top, right - left, bottom - top);
     const QRectF inked = Inked(number);
     const double middle = inked.center().y();

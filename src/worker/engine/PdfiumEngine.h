@@ -42,6 +42,7 @@ private:
     void CloseText();
     void DrawBand(const PictureShape& shape, int first, const Rows& into);
     TextCharacter Character(int number, const Affine& shown, double turnOfPage) const;
+    double AngleOf(int character) const;
     void PlaceUpright(TextCharacter& character, int number, double baseline,
                       const Affine& shown) const;
     void PlaceTurned(TextCharacter& character, int number, const Affine& shown) const;

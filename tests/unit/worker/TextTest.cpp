@@ -326,6 +326,21 @@ TEST_F(TextTest, ThatIsTurnedIsReadFromItsOwnBeginning)
     EXPECT_EQ(drawn, "a line that goes down\nand the next one\n");
 }
 
+TEST_F(TextTest, ThatLeansStaysInItsLine)
+{
+    SKIP_WITHOUT_PLACES();
+    const std::string drawn = TextOfPainted([](QPainter& painter) {
+        painter.drawText(QPointF(40, 50), "a word");
+        painter.save();
+        painter.translate(75, 50);
+        painter.shear(-0.3, 0);
+        painter.drawText(QPointF(0, 0), "that leans");
+        painter.restore();
+        painter.drawText(QPointF(130, 50), "is one of its line");
+    });
+    EXPECT_EQ(drawn, "a word that leans is one of its line\n");
+}
+
 TEST_F(TextTest, FromRightToLeftIsInLogicalOrder)
 {
     SKIP_WITHOUT_PLACES();
