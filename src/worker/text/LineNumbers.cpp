@@ -1,5 +1,7 @@
 #include "LineNumbers.h"
 
+#include "Script.h"
+
 #include <algorithm>
 #include <cmath>
 #include <iterator>
@@ -44,7 +46,9 @@ std::optional<int> ValueOf(const QString& text)
 /** Whether there is more white between them than between words of a sentence. */
 bool AreApart(const TextWord& one, const TextWord& next)
 {
-    return next.box.left() - one.box.right() >= narrowestGap * std::max(one.size, next.size);
+    const double gap =
+        std::max(next.box.left() - one.box.right(), one.box.left() - next.box.right());
+    return gap >= narrowestGap * std::max(one.size, next.size);
 }
 
 Chain FindNumbers(const std::vector<Run>& runs)
@@ -98,14 +102,23 @@ struct Line
     double left;
     double right;
     int words;
+    int characters;
     QChar first;
+
+    double Width() const { return right - left; }
 };
 
 using Lines = std::vector<Line>;
 
 Line LineOf(std::vector<TextWord>::const_iterator first, std::vector<TextWord>::const_iterator end)
 {
-    return {first->box.left(), std::prev(end)->box.right(), int(end - first), first->text.front()};
+    QRectF box = first->box;
+    int characters = 0;
+    std::for_each(first, end, [&](const TextWord& word) {
+        box |= word.box;
+        characters += int(word.text.size());
+    });
+    return {box.left(), box.right(), int(end - first), characters, first->text.front()};
 }
 
 /** What stands beside the number: the rest of its run, or the next run to the right or to the left.
@@ -113,10 +126,13 @@ Line LineOf(std::vector<TextWord>::const_iterator first, std::vector<TextWord>::
 std::optional<Line> LineBeside(const Number& number, const std::vector<Run>& runs, bool isRight)
 {
     const std::vector<TextWord>& words = runs[number.run].words;
-    if (words.size() > 1 && isRight == number.isFirst)
-        return number.isFirst ? LineOf(words.begin() + 1, words.end())
-                              : LineOf(words.begin(), words.end() - 1);
     const QRectF& box = number.word->box;
+    if (words.size() > 1) {
+        const Line rest = number.isFirst ? LineOf(words.begin() + 1, words.end())
+                                         : LineOf(words.begin(), words.end() - 1);
+        if (isRight == (rest.left > box.left()))
+            return rest;
+    }
     std::optional<Line> nearest;
     double least = std::numeric_limits<double>::max();
     for (const Run& run : runs) {
@@ -141,6 +157,23 @@ Lines LinesBeside(const Chain& chain, const std::vector<Run>& runs, bool isRight
     return lines;
 }
 
+/** Whether it is of several words, or of letters that stand without spaces between words. */
+bool IsSentence(const Line& line)
+{
+    constexpr int fewestWords = 4;
+    constexpr int fewestCharacters = 10;
+    return line.words >= fewestWords ||
+           (line.characters >= fewestCharacters && IsIdeographic(line.first.unicode()));
+}
+
+/** Whether it goes on with a sentence: letters that are neither small nor large begin any line. */
+bool GoesOnWithSentence(const Line& line, double width)
+{
+    constexpr double justified = 0.95;
+    return line.first.isLower() ||
+           (line.first.category() == QChar::Letter_Other && line.Width() >= justified * width);
+}
+
 /** Whether most lines are of words and as wide as a column, and some go on with a sentence. */
 bool AreProse(const Lines& lines)
 {
@@ -153,12 +186,13 @@ bool AreProse(const Lines& lines)
         right = std::max(right, line.right);
     }
     constexpr double mostOfWidth = 0.7;
-    constexpr int fewestWords = 4;
+    const double width = right - left;
     const auto wide = std::count_if(lines.begin(), lines.end(), [&](const Line& line) {
-        return line.words >= fewestWords && line.right - line.left >= mostOfWidth * (right - left);
+        return IsSentence(line) && line.Width() >= mostOfWidth * width;
     });
-    const auto going = std::count_if(lines.begin(), lines.end(),
-                                     [](const Line& line) { return line.first.isLower(); });
+    const auto going = std::count_if(lines.begin(), lines.end(), [&](const Line& line) {
+        return GoesOnWithSentence(line, width);
+    });
     return wide * 2 >= std::ptrdiff_t(lines.size()) && going * 3 >= std::ptrdiff_t(lines.size());
 }
 

@@ -67,6 +67,29 @@ bool AreCentered(const RunLine& line, const RunLine& next)
     return std::abs(left - right) < 0.3 * next.em;
 }
 
+/** Whether it is a bullet, or a number as "2.", "(b)" or "iv)". */
+bool IsLabel(const QString& word)
+{
+    constexpr int longest = 5;
+    const QChar last = word.back();
+    return word.size() <= longest &&
+           (last == QLatin1Char('.') || last == QLatin1Char(')') || last == QLatin1Char(']') ||
+            std::none_of(word.begin(), word.end(), [](QChar one) { return one.isLetter(); }));
+}
+
+/** Whether the line begins below what stands behind the label of the line before. */
+bool HangsBehindLabel(const RunLine& line, const RunLine& next)
+{
+    const Run& first = *line.runs.front();
+    if (!IsLabel(first.words.front().text))
+        return false;
+    const bool isLabelAlone = first.words.size() == 1;
+    if (isLabelAlone && line.runs.size() == 1)
+        return false;
+    const TextWord& behind = isLabelAlone ? line.runs[1]->words.front() : first.words[1];
+    return std::abs(behind.box.left() - next.box.left()) < 0.3 * next.em;
+}
+
 /** Whether the line is indented between lines that are not. */
 bool IsIndented(const Region& region, std::size_t index)
 {
@@ -74,8 +97,8 @@ bool IsIndented(const Region& region, std::size_t index)
         return false;
     const RunLine& line = region[index];
     if (line.usualEm > otherSize * region[index + 1].usualEm ||
-        AreCentered(region[index - 1], line))
-        return false; // a heading whose lines hang, a title
+        AreCentered(region[index - 1], line) || HangsBehindLabel(region[index - 1], line))
+        return false; // a heading whose lines hang, a title, an item of a list
     const double before = region[index - 1].box.left();
     const double after = region[index + 1].box.left();
     const double indent = line.box.left() - before;

@@ -92,6 +92,15 @@ protected:
         }
     }
 
+    /** A word from the right, 30 points wide. */
+    void PutHebrew(double right)
+    {
+        for (const int place : {0, 1, 2, 3, 4, 5})
+            Put(0x5d0 + char32_t(place), right - 5 * (place + 1), 100);
+    }
+
+    const std::string hebrew = "\u05d0\u05d1\u05d2\u05d3\u05d4\u05d5";
+
     TextPage Read() { return ReadPage(engine, 0, false); }
 
     std::string Plain() { return PlainText(Read(), true).toStdString(); }
@@ -346,6 +355,46 @@ TEST_F(ReadPageTest, NumbersOfLinesStandBehindWhatIsTurned)
     EXPECT_EQ(Plain(), prose + "\nin the margin\n\n" + Numbers(1, lines));
 }
 
+TEST_F(ReadPageTest, NumbersOfLinesStandBehindTheProseOfScriptsWithoutSmallLetters)
+{
+    constexpr int lines = 12;
+    std::string prose;
+    for (int line = 1; line <= lines; ++line) {
+        PutNumber(line, line < 10 ? 42 : 39.5, 100 + 18 * line);
+        for (int place = 0; place < 20; ++place)
+            Put(U'\u4e00' + char32_t(place), 52 + em * place, 100 + 18 * line, em);
+        prose += "\u4e00\u4e01\u4e02\u4e03\u4e04\u4e05\u4e06\u4e07\u4e08\u4e09"
+                 "\u4e0a\u4e0b\u4e0c\u4e0d\u4e0e\u4e0f\u4e10\u4e11\u4e12\u4e13\n";
+    }
+    EXPECT_EQ(Plain(), prose + '\n' + Numbers(1, lines));
+}
+
+TEST_F(ReadPageTest, NumbersOfLinesStandBehindTheProseFromTheRight)
+{
+    constexpr int lines = 12;
+    std::string prose;
+    for (int line = 1; line <= lines; ++line) {
+        PutNumber(line, 310, 100 + 18 * line);
+        for (int place = 0; place < 30; ++place) {
+            if (place % 5 != 4)
+                Put(U'\u05d0' + char32_t(place % 5), 300 - em / 2 * (place + 1), 100 + 18 * line);
+        }
+        for (int word = 0; word < 6; ++word)
+            prose += std::string("\u05d0\u05d1\u05d2\u05d3") + (word < 5 ? ' ' : '\n');
+    }
+    EXPECT_EQ(Plain(), prose + '\n' + Numbers(1, lines));
+}
+
+TEST_F(ReadPageTest, NumbersOfRowsStayWithThemInScriptsWithoutSmallLetters)
+{
+    for (int row = 1; row <= 12; ++row) {
+        PutNumber(row, row < 10 ? 42 : 39.5, 100 + 18 * row);
+        for (int place = 0; place < 10 + row; ++place)
+            Put(U'\u4e00' + char32_t(place), 52 + em * place, 100 + 18 * row, em);
+    }
+    EXPECT_NE(Plain().find("\n2 \u4e00\u4e01"), std::string::npos) << Plain();
+}
+
 TEST_F(ReadPageTest, NumbersOfRowsStayWithThem)
 {
     std::string rows;
@@ -581,6 +630,19 @@ TEST_F(ReadPageTest, AllOfManySingleLettersAreRead)
     }
     EXPECT_EQ(QString::fromStdString(Plain()).remove(' ').remove('\n').size(), aside * aside);
 }
+TEST_F(ReadPageTest, ItemsWhoseSecondLineHangsAreWhole)
+{
+    const QString labels[] = {"*", "2.", "(c)"};
+    for (int item = 0; item < 3; ++item) {
+        PutLine(labels[item], 100, 100 + 24 * item);
+        PutLine("An item of a list, which goes on", 120, 100 + 24 * item);
+        PutLine("Behind its first line", 120, 112 + 24 * item);
+    }
+    EXPECT_EQ(Plain(), "* An item of a list, which goes on\nBehind its first line\n"
+                       "2. An item of a list, which goes on\nBehind its first line\n"
+                       "(c) An item of a list, which goes on\nBehind its first line\n");
+}
+
 
 TEST_F(ReadPageTest, LargeCapitalsBeginTheirParagraphs)
 {
