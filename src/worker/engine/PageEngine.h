@@ -26,6 +26,10 @@ struct TextCharacter
     QPointF origin;
     /** How far its baseline is turned, clockwise, in degrees from 0 to 359. */
     int turned = 0;
+    /** How far below its baseline it ends, in ems, where all of it is there; 0 for others. */
+    double hang = 0;
+    /** Whether its font is one of TeX's symbols, whose codes may stand for their names. */
+    bool isOfTexSymbols = false;
     /** The number of its font among those of the page's characters; -1 where it is not known. */
     int font = -1;
 };

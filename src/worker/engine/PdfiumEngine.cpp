@@ -207,8 +207,16 @@ DrawnCharacters PdfiumEngine::Characters(int page, bool wantsFonts)
     const double turnOfPage = std::atan2(shown.along.y(), shown.along.x());
     const int count = pdfium.TextCountChars(text);
     drawn.characters.reserve(std::size_t(std::max(0, count)));
+    double ascentBefore = 0;
+    bool wasOfTexSymbols = false;
     for (int i = 0; i < count; ++i) {
         TextCharacter character = Character(i, shown, turnOfPage);
+        // Letters of one font are of one ascent, so that few are asked for theirs.
+        const double ascentNow = character.origin.y() - character.box.top();
+        character.isOfTexSymbols =
+            (wasOfTexSymbols || ascentNow != ascentBefore) && IsOfTexSymbols(i);
+        wasOfTexSymbols = character.isOfTexSymbols;
+        ascentBefore = ascentNow;
         if (wantsFonts) {
             const std::string font = FontOf(i);
             const auto known = std::find(drawn.fonts.begin(), drawn.fonts.end(), font);
@@ -240,14 +248,6 @@ TextCharacter PdfiumEngine::Character(int number, const Affine& shown, double tu
     return character;
 }
 
-/** Places a character whose baseline is level as long as the page is not turned. */
-void PdfiumEngine::PlaceUpright(TextCharacter& character, int number, double baseline,
-                                const Affine& shown) const
-{
-    Pdfium::FloatRectangle loose;
-    pdfium.TextGetLooseCharBox(text, number, &loose);
-    const auto [left, right] = std::minmax({double(loose.left), double(loose.right)});
-    const auto [top, bottom] = std::minmax({double(loose.bottom), double(loose.top)});
 /** How far its baseline is turned, clockwise in radians. */
 double PdfiumEngine::AngleOf(int character) const
 {
@@ -258,15 +258,28 @@ double PdfiumEngine::AngleOf(int character) const
     return std::atan2(-double(matrix.b), double(matrix.a));
 }
 
+/** Places a character whose baseline is level as long as the page is not turned. */
+void PdfiumEngine::PlaceUpright(TextCharacter& character, int number, double baseline,
+                                const Affine& shown) const
+{
+    Pdfium::FloatRectangle loose;
+    pdfium.TextGetLooseCharBox(text, number, &loose);
+    const auto [left, right] = std::minmax({double(loose.left), double(loose.right)});
+    const auto [top, bottom] = std::minmax({double(loose.bottom), double(loose.top)});
     QRectF box(left, top, right - left, bottom - top);
     const QRectF inked = Inked(number);
     const double middle = inked.center().y();
+    constexpr double slightly = 0.06; // in ems
+    constexpr double farBelow = 0.5;
     if (box.height() < inked.height() / 2) // fonts of type 3 say nothing of their height
         box |= inked;
     else if (!inked.isEmpty() && (middle < box.top() || middle > box.bottom()))
         box.moveTop(baseline - descent * box.height()); // some that were made from others lie
     character.fontSize = box.height();
     character.box = shown.Map(box);
+    if (inked.bottom() <= baseline + slightly * box.height() &&
+        inked.height() >= farBelow * box.height())
+        character.hang = (baseline - inked.top()) / box.height();
 }
 
 /** Places another one, whose box the engine makes no sense of but for what is inked. */
@@ -308,6 +321,14 @@ std::string PdfiumEngine::FontOf(int character) const
     const std::string whole = printable.toStdString();
     const bool isOfSubset = whole.size() > subsetTag && whole[subsetTag - 1] == '+';
     return isOfSubset ? whole.substr(subsetTag) : whole;
+}
+
+bool PdfiumEngine::IsOfTexSymbols(int character) const
+{
+    std::array<char, 64> name = {};
+    int flags = 0;
+    pdfium.TextGetFontInfo(text, character, name.data(), name.size() - 1, &flags);
+    return std::strstr(name.data(), "CMSY") || std::strstr(name.data(), "CMBSY");
 }
 
 /** What takes points of the page to points from the top left of what is shown. */

@@ -48,6 +48,7 @@ private:
     void PlaceTurned(TextCharacter& character, int number, const Affine& shown) const;
     QRectF Inked(int character) const;
     std::string FontOf(int character) const;
+    bool IsOfTexSymbols(int character) const;
     Affine Shown() const;
     QPointF Point(double x, double y) const;
 

@@ -1,6 +1,7 @@
 #include "FindGlyphs.h"
 
 #include "Script.h"
+#include "TexSigns.h"
 
 #include <algorithm>
 #include <cmath>
@@ -241,6 +242,7 @@ bool IsGenerated(const TextCharacter& space, const TextCharacter* next)
 PageGlyphs FindGlyphs(const std::vector<TextCharacter>& drawn)
 {
     std::vector<TextCharacter> characters = WithWholeCodes(drawn);
+    NameTexSigns(characters);
     NameLigatures(characters);
     PartLigatures(characters);
     const std::vector<bool> isVertical = FindVertical(characters);

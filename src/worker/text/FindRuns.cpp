@@ -26,6 +26,8 @@ constexpr double gapOfIdeographs = 0.45;
 constexpr double samePlace = 0.25;
 constexpr double deepestMark = -1.2;
 
+constexpr char32_t negation = 0x338;
+
 using Glyphs = std::vector<Glyph>;
 
 double GapToTheRight(const Glyph& one, const Glyph& next)
@@ -41,6 +43,11 @@ double GapToTheLeft(const Glyph& one, const Glyph& next)
 bool IsMark(char32_t code)
 {
     return IsCombining(code) || CombiningFormOf(code) != 0;
+}
+
+int DirectionOf(char32_t code)
+{
+    return IsRightToLeft(code) ? -1 : IsLeftToRight(code) ? 1 : 0;
 }
 
 bool Follows(const Glyph& one, const Glyph& next)
@@ -70,17 +77,24 @@ bool IsDrawnOver(const Glyphs& run, const Glyph& next)
     });
 }
 
+/** Whether the accent is drawn on the letter, or the stroke over the sign that it negates. */
+bool IsOn(const Glyph& mark, const Glyph& letter)
+{
+    const double place = mark.box.center().x();
+    if (mark.code == negation)
+        return std::abs(letter.box.center().x() - place) < letter.em * 0.75;
+    return QChar::isLetter(letter.code) && letter.box.left() < place && place < letter.box.right();
+}
+
 /** Makes an accent that is drawn before or after its letter follow it as its mark. */
 void JoinAccents(Glyphs& run)
 {
     for (std::size_t i = 0; i < run.size(); ++i) {
-        const char32_t mark = CombiningFormOf(run[i].code);
+        const char32_t mark = run[i].code == negation ? negation : CombiningFormOf(run[i].code);
         if (mark == 0)
             continue;
-        const double place = run[i].box.center().x();
-        const auto isUnder = [&](const Glyph& letter) {
-            return QChar::isLetter(letter.code) && letter.box.left() < place &&
-                   place < letter.box.right();
+        const auto isUnder = [&mark = run[i]](const Glyph& letter) {
+            return IsOn(mark, letter);
         };
         const bool isBefore = i + 1 < run.size() && isUnder(run[i + 1]);
         if (!isBefore && (i == 0 || !isUnder(run[i - 1])))
@@ -144,11 +158,6 @@ bool EndsWord(const Glyph& one, const Glyph& next, double spacing)
         spacing = widestSpacing;
     return next.before == Glyph::Before::Space ||
            gap > (spacing + (isSeen ? gapThatTheEngineSees : gapOfWords)) * em;
-}
-
-int DirectionOf(char32_t code)
-{
-    return IsRightToLeft(code) ? -1 : IsLeftToRight(code) ? 1 : 0;
 }
 
 /** Letters of the right-to-left that are drawn from left to right are read from their end. */

@@ -403,14 +403,16 @@ private:
     std::vector<double> lowest;
 };
 
-/** Whether the run goes on with the line, when limits of either's signs have been drawn between. */
-bool GoesOnBehindLimits(const RunLine& line, const RunLine& limits, const Run& run)
+/** Whether the run goes on with a line when only limits of either's signs have been drawn since. */
+bool GoesOnBehindLimits(Region::const_iterator line, Region::const_iterator end, const Run& run)
 {
-    if (!IsOfRow(line, run) || GoesBack(line, run))
+    if (!IsOfRow(*line, run) || GoesBack(*line, run))
         return false;
     RunLine next;
     Append(next, run);
-    return IsLimit(limits, line) || IsLimit(limits, next);
+    return std::all_of(line + 1, end, [&](const RunLine& limits) {
+        return IsLimit(limits, *line) || IsLimit(limits, next);
+    });
 }
 
 /** The line that the run goes on with, those of limits in their places; null for none. */
@@ -418,15 +420,35 @@ RunLine* FindLine(Region& lines, const Run& run)
 {
     if (!lines.empty() && IsOfRow(lines.back(), run))
         return &lines.back();
-    if (lines.size() < 2)
-        return nullptr;
-    RunLine& line = *(lines.end() - 2);
-    if (!GoesOnBehindLimits(line, lines.back(), run))
-        return nullptr;
-    if (lines.back().baseline > line.baseline)
-        return &line;
-    std::swap(line, lines.back());
-    return &lines.back();
+    constexpr std::ptrdiff_t fewBack = 4; // a line, and limits on both sides that go on later
+    const auto farthest = lines.end() - std::min(fewBack, std::ptrdiff_t(lines.size()));
+    for (auto line = lines.end(); line != farthest;) {
+        --line;
+        if (!GoesOnBehindLimits(line, lines.end(), run))
+            continue;
+        const auto below = std::stable_partition(line + 1, lines.end(), [&](const RunLine& limits) {
+            return limits.baseline <= line->baseline;
+        });
+        return &*(std::rotate(line, line + 1, below));
+    }
+    return nullptr;
+}
+
+/** Puts limits above one line that have been drawn sign by sign beside each other. */
+void JoinLimitsAbove(Region& lines)
+{
+    for (std::size_t i = 2; i < lines.size(); ++i) {
+        RunLine& limits = lines[i - 2];
+        const RunLine& further = lines[i - 1];
+        const Run& first = *further.runs.front();
+        if (!IsLimit(limits, lines[i]) || !IsLimit(further, lines[i]) || !IsOfRow(limits, first) ||
+            GoesBack(limits, first))
+            continue;
+        for (const Run* const run : further.runs)
+            Append(limits, *run);
+        lines.erase(lines.begin() + std::ptrdiff_t(i) - 1);
+        --i;
+    }
 }
 
 /** The lines as they are drawn; none where that goes up or back. */
@@ -450,6 +472,7 @@ Region AsDrawn(const Runs& runs)
             return {};
         Append(*line, *run);
     }
+    JoinLimitsAbove(lines);
     return lines;
 }
 
@@ -552,25 +575,46 @@ bool HasLimitAt(const TextWord& word, double below)
     return below > 0 && below <= farthestOfName && IsName(word.text);
 }
 
+/** The boxes of what stands apart from each other in a line of limits. */
+std::vector<QRectF> BoxesApart(const RunLine& limits, double em)
+{
+    std::vector<QRectF> boxes;
+    for (const Run* const run : limits.runs) {
+        if (boxes.empty() || run->box.left() - boxes.back().right() > em)
+            boxes.push_back(run->box);
+        else
+            boxes.back() |= run->box;
+    }
+    return boxes;
+}
+
+/** Whether a limit stands where one of the word's signs may have it, right or left of none. */
+bool IsAt(const QRectF& limit, const TextWord& word, double em)
+{
+    constexpr double widerThanSign = 3; // in ems
+    constexpr double beside = 0.25;
+    const double place = limit.center().x();
+    return place > word.box.left() - beside * em && place < word.box.right() + beside * em &&
+           limit.width() <= word.box.width() + widerThanSign * em;
+}
+
 } // namespace
 
 bool IsLimit(const RunLine& limit, const RunLine& line)
 {
     constexpr double largest = 0.85; // all in ems of the line
-    constexpr double widerThanSign = 3;
-    constexpr double beside = 0.25;
     const double em = line.em;
-    const double place = limit.box.center().x();
+    if (limit.em > largest * em)
+        return false;
     const double below = (limit.baseline - line.baseline) / em;
-    const auto isAtSign = [&](const TextWord& word) {
-        const QRectF& box = word.box;
-        return place > box.left() - beside * em && place < box.right() + beside * em &&
-               limit.box.width() <= box.width() + widerThanSign * em && HasLimitAt(word, below);
-    };
-    return limit.em <= largest * em &&
-           std::any_of(line.runs.begin(), line.runs.end(), [&](const Run* run) {
-               return std::any_of(run->words.begin(), run->words.end(), isAtSign);
-           });
+    const std::vector<QRectF> boxes = BoxesApart(limit, em);
+    return std::all_of(boxes.begin(), boxes.end(), [&](const QRectF& box) {
+        return std::any_of(line.runs.begin(), line.runs.end(), [&](const Run* run) {
+            return std::any_of(run->words.begin(), run->words.end(), [&](const TextWord& word) {
+                return IsAt(box, word, em) && HasLimitAt(word, below);
+            });
+        });
+    });
 }
 
 std::vector<Region> InReadingOrder(const std::vector<Run>& runs)

@@ -532,6 +532,49 @@ TEST_F(ReadPageTest, LimitsOfASumStandAboveAndBelowItWithoutEmptyLines)
                        "grows with each one\n");
 }
 
+TEST_F(ReadPageTest, LimitsOfTwoSumsStandBesideEachOther)
+{
+    PutLine("S =", 80, 112);
+    for (const double x : {100, 140}) {
+        PutSmall("n", x + 1, 100);
+        Put(0x2211, x, 112, em * 0.8);
+        PutSmall("i=1", x - 1, 124);
+        PutLine(x == 100 ? "x +" : "y.", x + 12, 112);
+    }
+    PutLine("grows with each one", 50, 154);
+    EXPECT_EQ(Plain(), "n n\nS = \u2211 x + \u2211 y.\ni=1 i=1\n\ngrows with each one\n");
+}
+
+TEST_F(ReadPageTest, LargeSignsOfTexFontsWithoutNamesAreInTheirFormula)
+{
+    PutLine("The sum of all:", 50, 70);
+    PutLine("S =", 80, 112);
+    PutSmall("n", 101, 100);
+    Put('X', 100, 102.5, em * 0.8); // a sum
+    engine.drawn.characters.back().hang = 1.4;
+    PutSmall("i=1", 99, 124);
+    Put('x', 112, 112);
+    EXPECT_EQ(Plain(), "The sum of all:\n\nn\nS = \u2211 x\ni=1\n");
+}
+
+TEST_F(ReadPageTest, LettersOfFontsThatHangAsAWholeAreNoLargeSigns)
+{
+    PutLine("PXZ", 50, 100);
+    for (TextCharacter& character : engine.drawn.characters)
+        character.hang = 0.8;
+    EXPECT_EQ(Plain(), "PXZ\n");
+}
+
+TEST_F(ReadPageTest, SymbolsOfTexFontsWithoutNamesAreNamed)
+{
+    PutLine("h i x 6= y", 50, 100);
+    for (const std::size_t symbol : {0, 1, 3})
+        engine.drawn.characters[symbol].isOfTexSymbols = true;
+    engine.drawn.characters[3].box.setWidth(0); // the stroke is drawn over what it negates
+    engine.drawn.characters[4].box.moveLeft(engine.drawn.characters[3].box.left());
+    EXPECT_EQ(Plain(), "\u27e8 \u27e9 x \u2260 y\n");
+}
+
 TEST_F(ReadPageTest, LimitsStandBelowTheNamesOfFunctions)
 {
     PutLine("d = max |x|", 80, 112);
