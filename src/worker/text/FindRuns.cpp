@@ -50,6 +50,33 @@ int DirectionOf(char32_t code)
     return IsRightToLeft(code) ? -1 : IsLeftToRight(code) ? 1 : 0;
 }
 
+bool IsBracket(char32_t code)
+{
+    const QChar::Category category = QChar::category(code);
+    return category == QChar::Punctuation_Open || category == QChar::Punctuation_Close;
+}
+
+/** Whether the next one is of another direction, or drawn on the other side of a letter. */
+bool TurnsAround(const Glyph& one, const Glyph& next)
+{
+    const int direction = DirectionOf(one.code);
+    const int nextDirection = DirectionOf(next.code);
+    if ((direction >= 0 && nextDirection >= 0) || IsMark(one.code) || IsMark(next.code))
+        return false;
+    constexpr double touching = 0.1; // in ems
+    constexpr double beside = 0.25;
+    const double em = std::max(one.em, next.em);
+    const double gap = std::max(GapToTheRight(one, next), GapToTheLeft(one, next));
+    const bool isOther =
+        direction * nextDirection < 0 || QChar::isDigit(one.code) || QChar::isDigit(next.code);
+    if (isOther)
+        return gap > touching * em;
+    const bool isBehindSign = direction == 0 && !IsBracket(one.code);
+    const bool isBeforeSign = nextDirection == 0;
+    return (isBehindSign && GapToTheLeft(one, next) > beside * em) ||
+           (isBeforeSign && GapToTheRight(one, next) > beside * em);
+}
+
 bool Follows(const Glyph& one, const Glyph& next)
 {
     const double em = std::max(one.em, next.em);
@@ -386,10 +413,12 @@ std::vector<Run> FindRuns(const std::vector<Glyph>& glyphs)
 {
     std::vector<Run> runs;
     Glyphs run;
+    const bool isFromTheRight = DirectionOf(glyphs) < 0;
     for (const Glyph& glyph : glyphs) {
         if (!run.empty() && IsDrawnOver(run, glyph))
             continue;
-        if (!run.empty() && !Follows(run.back(), glyph)) {
+        if (!run.empty() &&
+            (!Follows(run.back(), glyph) || (isFromTheRight && TurnsAround(run.back(), glyph)))) {
             runs.push_back(MakeRun(run));
             run.clear();
         }

@@ -1,6 +1,7 @@
 #include "ReadingOrder.h"
 
 #include "Rivers.h"
+#include "SortLine.h"
 
 #include <algorithm>
 #include <cmath>
@@ -476,31 +477,6 @@ Region AsDrawn(const Runs& runs)
     return lines;
 }
 
-/** Puts the runs of a line in the order in which a line of that direction is read. */
-void SortLine(RunLine& line, bool isRightToLeft)
-{
-    std::vector<const Run*>& runs = line.runs;
-    std::stable_sort(runs.begin(), runs.end(),
-                     [](const Run* a, const Run* b) { return a->box.left() < b->box.left(); });
-    const auto isAgainst = [isRightToLeft](const Run* run) {
-        return isRightToLeft ? run->direction > 0 : run->direction < 0;
-    };
-    const auto isWith = [isRightToLeft](const Run* run) {
-        return isRightToLeft ? run->direction < 0 : run->direction > 0;
-    };
-    if (isRightToLeft)
-        std::reverse(runs.begin(), runs.end());
-    for (auto first = runs.begin(); first != runs.end();) {
-        first = std::find_if(first, runs.end(), isAgainst);
-        auto last = std::find_if(first, runs.end(), isWith);
-        const auto end = last;
-        while (last != first && !isAgainst(*(last - 1)))
-            --last; // what is neither belongs to them only between two of them
-        std::reverse(first, last);
-        first = end;
-    }
-}
-
 /** The lines by where they stand. */
 Region AsPlaced(Runs runs, bool isRightToLeft)
 {
@@ -522,7 +498,7 @@ Region AsPlaced(Runs runs, bool isRightToLeft)
     std::stable_sort(lines.begin(), lines.end(),
                      [](const RunLine& a, const RunLine& b) { return a.baseline < b.baseline; });
     for (RunLine& line : lines)
-        SortLine(line, isRightToLeft);
+        SortLine(line.runs, isRightToLeft);
     return lines;
 }
 
@@ -538,12 +514,30 @@ double UsualEmOf(const RunLine& line)
     return *middle;
 }
 
+/** Whether it is a sentence from the right; what has other letters may be a row, or of a listing.
+ */
+bool IsProseFromTheRight(const Runs& runs)
+{
+    constexpr int fewestLetters = 8;
+    int letters = 0;
+    for (const Run* const run : runs) {
+        if (run->direction > 0)
+            return false;
+        letters -= run->direction;
+    }
+    return letters >= fewestLetters;
+}
+
 void Cutter::AddRegion(const Runs& runs)
 {
     const bool goesLeft = IsRightToLeft(runs);
     Region lines = goesLeft ? Region() : AsDrawn(runs);
     if (lines.empty())
         lines = AsPlaced(runs, goesLeft);
+    for (RunLine& line : lines) {
+        if (!goesLeft && IsProseFromTheRight(line.runs))
+            SortLine(line.runs, true);
+    }
     for (RunLine& line : lines)
         line.usualEm = UsualEmOf(line);
     regions.push_back(std::move(lines));

@@ -630,6 +630,19 @@ TEST_F(ReadPageTest, IndentedLinesBeginParagraphs)
                        "Another one begins,\nwhich goes on as well.\n");
 }
 
+TEST_F(ReadPageTest, ItemsWhoseSecondLineHangsAreWhole)
+{
+    const QString labels[] = {"*", "2.", "(c)"};
+    for (int item = 0; item < 3; ++item) {
+        PutLine(labels[item], 100, 100 + 24 * item);
+        PutLine("An item of a list, which goes on", 120, 100 + 24 * item);
+        PutLine("Behind its first line", 120, 112 + 24 * item);
+    }
+    EXPECT_EQ(Plain(), "* An item of a list, which goes on\nBehind its first line\n"
+                       "2. An item of a list, which goes on\nBehind its first line\n"
+                       "(c) An item of a list, which goes on\nBehind its first line\n");
+}
+
 TEST_F(ReadPageTest, HeadingsWhoseSecondLineHangsAreWhole)
 {
     const auto putLarge = [this](const char32_t* text, double x, double baseline) {
@@ -673,19 +686,6 @@ TEST_F(ReadPageTest, AllOfManySingleLettersAreRead)
     }
     EXPECT_EQ(QString::fromStdString(Plain()).remove(' ').remove('\n').size(), aside * aside);
 }
-TEST_F(ReadPageTest, ItemsWhoseSecondLineHangsAreWhole)
-{
-    const QString labels[] = {"*", "2.", "(c)"};
-    for (int item = 0; item < 3; ++item) {
-        PutLine(labels[item], 100, 100 + 24 * item);
-        PutLine("An item of a list, which goes on", 120, 100 + 24 * item);
-        PutLine("Behind its first line", 120, 112 + 24 * item);
-    }
-    EXPECT_EQ(Plain(), "* An item of a list, which goes on\nBehind its first line\n"
-                       "2. An item of a list, which goes on\nBehind its first line\n"
-                       "(c) An item of a list, which goes on\nBehind its first line\n");
-}
-
 
 TEST_F(ReadPageTest, LargeCapitalsBeginTheirParagraphs)
 {
@@ -786,18 +786,94 @@ TEST_F(ReadPageTest, PunctuationThatIsDrawnFromTheLeftIsReadFromTheRight)
 
 TEST_F(ReadPageTest, AddressesInLinesFromTheRightStayAsTheyAre)
 {
-    const auto putHebrew = [this](double right) {
-        for (const int place : {0, 1, 2, 3, 4, 5})
-            Put(0x5d0 + char32_t(place), right - 5 * (place + 1), 100);
-    };
-    putHebrew(300);
+    PutHebrew(300);
     for (const auto& [text, x] :
          std::vector<std::pair<const char*, double>>{{"org", 205}, {".", 200}, {"www", 185}})
         PutLine(text, x, 100); // in parts, from the right
-    putHebrew(175);
-    EXPECT_EQ(Plain(), QStringLiteral("\u05d0\u05d1\u05d2\u05d3\u05d4\u05d5 www.org "
-                                      "\u05d0\u05d1\u05d2\u05d3\u05d4\u05d5\n")
-                           .toStdString());
+    PutHebrew(175);
+    EXPECT_EQ(Plain(), hebrew + " www.org " + hebrew + '\n');
+}
+
+TEST_F(ReadPageTest, NumbersThatComeInPartsKeepTheirOrderInLinesFromTheRight)
+{
+    PutHebrew(300);
+    for (const auto& [text, x] :
+         std::vector<std::pair<const char*, double>>{{"5", 210}, {".", 205}, {"3", 200}})
+        PutLine(text, x, 100); // from the right, as the engine turns them around
+    PutHebrew(190);
+    EXPECT_EQ(Plain(), hebrew + " 3.5 " + hebrew + '\n');
+}
+
+TEST_F(ReadPageTest, NumbersBehindLettersStayThereInLinesFromTheRight)
+{
+    PutHebrew(300);
+    for (const auto& [text, x] :
+         std::vector<std::pair<const char*, double>>{{"0660", 210}, {"+", 205}, {"U", 200}})
+        PutLine(text, x, 100);
+    PutHebrew(190);
+    PutLine("10", 145, 100);
+    PutLine("Windows", 105, 100);
+    PutHebrew(95);
+    PutLine("MB", 50, 100);
+    PutLine("5", 40, 100);
+    EXPECT_EQ(Plain(), hebrew + " U+0660 " + hebrew + " Windows 10 " + hebrew + " 5 MB\n");
+}
+
+TEST_F(ReadPageTest, CommandsKeepTheirBracketsInLinesFromTheRight)
+{
+    PutHebrew(300);
+    for (const auto& [text, x] : std::vector<std::pair<const char*, double>>{
+             {"]", 230}, {"4-57", 210}, {"[", 205}, {"text", 185}, {"\\", 180}})
+        PutLine(text, x, 100);
+    PutHebrew(170);
+    EXPECT_EQ(Plain(), hebrew + " \\text[4-57] " + hebrew + '\n');
+}
+
+TEST_F(ReadPageTest, SectionsOfArabicDigitsAreReadFromTheRight)
+{
+    Put(0x661, 310, 100);
+    Put('.', 305, 100);
+    Put(0x662, 300, 100); // the second one of the first chapter
+    PutHebrew(290);
+    EXPECT_EQ(Plain(), "\u0661.\u0662 " + hebrew + '\n');
+}
+
+TEST_F(ReadPageTest, NumbersOfItemsStandBeforeThemInLinesFromTheRight)
+{
+    PutLine("2", 295, 100);
+    PutLine("Windows", 255, 100);
+    PutHebrew(245);
+    PutHebrew(210);
+    EXPECT_EQ(Plain(), "2 Windows " + hebrew + ' ' + hebrew + '\n');
+}
+
+TEST_F(ReadPageTest, SingleLettersStayApartFromWordsOfTheOtherDirection)
+{
+    PutHebrew(300);
+    Put('x', 264, 100, 4.5); // close by, as letters of mathematics are
+    PutHebrew(260);
+    EXPECT_EQ(Plain(), hebrew + " x " + hebrew + '\n');
+}
+
+TEST_F(ReadPageTest, WordsBetweenNamesAreNotReadWithThem)
+{
+    PutHebrew(340);
+    PutLine("+06E5", 280, 100); // as the engine tells them
+    PutLine("U", 275, 100);
+    Put(0x5d5, 265, 100);
+    PutLine("+06E6", 235, 100);
+    PutLine("U", 230, 100);
+    PutHebrew(220);
+    EXPECT_EQ(Plain(), hebrew + " U+06E5 \u05d5 U+06E6 " + hebrew + '\n');
+}
+
+TEST_F(ReadPageTest, LinesFromTheRightAreReadSoBesideOnesFromTheLeft)
+{
+    PutLine("A heading of many letters", 150, 80);
+    Put('@', 227, 100); // what is drawn from the left stands behind the words
+    PutHebrew(300);
+    PutHebrew(265);
+    EXPECT_EQ(Plain(), "A heading of many letters\n" + hebrew + ' ' + hebrew + " @\n");
 }
 
 TEST_F(ReadPageTest, MarksThatAreDrawnBeforeTheFirstLetterAreItsMarks)
