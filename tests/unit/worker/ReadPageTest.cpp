@@ -568,7 +568,7 @@ TEST_F(ReadPageTest, LettersOfFontsThatHangAsAWholeAreNoLargeSigns)
 TEST_F(ReadPageTest, SymbolsOfTexFontsWithoutNamesAreNamed)
 {
     PutLine("h i x 6= y", 50, 100);
-    for (const std::size_t symbol : {0, 1, 3})
+    for (const std::size_t symbol : {0U, 1U, 3U})
         engine.drawn.characters[symbol].isOfTexSymbols = true;
     engine.drawn.characters[3].box.setWidth(0); // the stroke is drawn over what it negates
     engine.drawn.characters[4].box.moveLeft(engine.drawn.characters[3].box.left());
