@@ -17,10 +17,10 @@ void NeedDescriptors(int count)
     limit.rlim_cur = std::min(limit.rlim_max, needed);
     ::setrlimit(RLIMIT_NOFILE, &limit);
     if (limit.rlim_cur < needed)
-        throw NotStartedFailure(QStringLiteral("cannot start: %1 files may be open at once, and "
-                                               "it takes %2")
-                                    .arg(limit.rlim_cur)
-                                    .arg(count));
+        throw LackFailure(
+            QStringLiteral("cannot start: %1 files may be open at once, and it takes %2")
+                .arg(limit.rlim_cur)
+                .arg(count));
 }
 
 } // namespace Korvel::App

@@ -116,14 +116,17 @@ Failure FailureOf(AbstractConverter::ErrorType error, const std::string& what, b
     }
 }
 
-Failure NotStartedFailure(const QString& why)
+Failure LackFailure(const QString& why)
 {
-    if (PDF::WorkerProcess::FindProgram().isEmpty())
-        return BrokenInstallation();
     const bool saysWhatToDo = why.contains(QLatin1String("; "));
     return {ExitCode::Internal, cannotStart,
             why.toStdString() +
                 (saysWhatToDo ? "" : "; use fewer jobs with -j, or raise the limit (ulimit -a)")};
+}
+
+Failure NotStartedFailure(const QString& why)
+{
+    return PDF::WorkerProcess::FindProgram().isEmpty() ? BrokenInstallation() : LackFailure(why);
 }
 
 Failure UnconfinedFailure(const QString& missing)

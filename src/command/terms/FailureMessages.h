@@ -31,8 +31,15 @@ Failure NoEntryFailure(const std::string& map);
 Failure ChangedFailure();
 
 /**
- * What to tell the user where the machine keeps workers from being started, which is no document's
- * fault.
+ * What to tell the user where the machine has too little of something for the command to start.
+ *
+ * @param why  begins with "cannot start"
+ */
+Failure LackFailure(const QString& why);
+
+/**
+ * What to tell the user where workers cannot be started, which is no document's fault: the machine
+ * keeps them from it, or there is none. Needs a QCoreApplication.
  *
  * @param why  begins with "cannot start"
  */
