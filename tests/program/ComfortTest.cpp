@@ -243,6 +243,18 @@ TEST_F(ComfortTest, KeepsTheUnencryptedCopyWhereItSaysAndWarns)
     EXPECT_EQ(Run({kept + '/' + copies[0], "-o", "copy.png", "--no-input"}).exitCode, 0);
 }
 
+TEST_F(ComfortTest, KeepsTheUnencryptedCopyOfEachDocumentThatIsMerged)
+{
+    MakeSample("one.pdf", 1, "pw");
+    MakeSample("plain.pdf", 1);
+    MakeSample("two.pdf", 1, "pw");
+    const Outcome run = Run({"one.pdf", "plain.pdf", "two.pdf", "--merge", "-o", "all.pdf",
+                             "--password-file", "-", "--keep-temp"},
+                            "pw");
+    EXPECT_EQ(run.exitCode, 0) << run.complaints;
+    EXPECT_EQ(QDir(OnlyEntryOf(TempDir())).entryList({"*.kept"}, QDir::Files).size(), 2);
+}
+
 TEST_F(ComfortTest, KeepsStandardInputInAFolderWhosePathNobodyKnows)
 {
     MakeSample("one.pdf", 1);

@@ -260,5 +260,20 @@ TEST_F(ConsoleTest, DoesNotCountTheTimeInWhichAnotherDocumentIsCopied)
     EXPECT_EQ(WholePictures("p").size(), 9);
 }
 
+TEST_F(ConsoleTest, DrawsOthersWhileADocumentIsCopiedWhichASignalEnds)
+{
+    MakeSample("good.pdf", 9);
+    Write("slow.pdf", SlowToCopy());
+    const auto process = Start({"good.pdf", "slow.pdf", "-o", "p/%s-%d.png", "-j", "2"});
+    while (!QFile::exists(Path("p/good-9.png")) && !process->waitForFinished(1)) {
+    }
+    Send(SIGINT, *process);
+    const Outcome run = Finish(*process);
+    EXPECT_EQ(run.exitCode, 128 + SIGINT);
+    EXPECT_THAT(run.complaints, HasSubstr("slow.pdf: interrupted"));
+    EXPECT_EQ(WholePictures("p").size(), 9);
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
 } // namespace
 } // namespace Korvel::App

@@ -12,10 +12,8 @@
 #include "WorkerPdfProvider.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QSet>
 
@@ -190,11 +188,8 @@ std::optional<PlannedDocument> Batch::TakePlanned()
     return first;
 }
 
-/** The time that it takes is kept from documents that are being converted. */
 std::optional<PlannedDocument> Batch::OpenAndPlanNext(bool mayWait)
 {
-    QElapsedTimer opening;
-    opening.start();
     std::optional<PlannedDocument> document;
     while (!document && (mayWait || !lacksRoom)) {
         if (lacksRoom)
@@ -208,7 +203,6 @@ std::optional<PlannedDocument> Batch::OpenAndPlanNext(bool mayWait)
         BeginNext(); // which is opened meanwhile
     if (document)
         ExpectThoseToCome(*document);
-    factory.AddTimeHeldUp(std::chrono::milliseconds(opening.elapsed()));
     return document;
 }
 

@@ -1,17 +1,16 @@
 #include "Conversion.h"
 
 #include "Console.h"
-#include "ConverterFactory.h"
 #include "FailureMessages.h"
 #include "Interruption.h"
 #include "Journal.h"
 #include "LocalFileSystem.h"
 #include "LookOptions.h"
-#include "MergeTask.h"
 #include "Options.h"
 #include "PageRanges.h"
 #include "Planner.h"
 #include "TextFrame.h"
+#include "WorkerConverter.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -57,6 +56,7 @@ void Conversion::End(const std::exception_ptr& failure, const Outcome& outcome)
 {
     alarm.stop();
     chain.reset();
+    copies.clear();
     for (Document* const source : planned.All())
         source->ForgetPassword();
     run.console.End(work);
@@ -80,7 +80,8 @@ void Conversion::Begin()
     for (const QString& folder : run.factory.PrepareFolders(results))
         run.journal.Keep(folder);
     work = run.console.Begin(planned.Named().name, int(results.size()));
-    StartChain();
+    StartAlarm();
+    CopySources();
 }
 
 /** Opens sources anew that have changed since they were, and plans what is made of them. */
@@ -133,22 +134,51 @@ Failure Conversion::FailureIn(const QString& source, const Failure& failure) con
     return {failure.code, failure.reason, name + failure.what()};
 }
 
-void Conversion::StartChain()
+/** Has those copied that are encrypted or damaged, one after the other, and then converts. */
+void Conversion::CopySources()
 {
     run.interruption.Check(); // a chain that is made after a signal does not hear it
-    chain = run.factory.MakeChain(results, *this);
-    StartAlarm();
-    QElapsedTimer copying;
-    copying.start();
-    const bool isStarted = chain->Start(MakeTask());
-    run.factory.AddTimeHeldUp(std::chrono::milliseconds(copying.elapsed()));
-    timeHeldUp = run.factory.TimeHeldUp(); // where its own copy counts
-    if (!isStarted) {
-        run.interruption.Check();
-        if (const QString changed = ChangedSource(); !changed.isNull())
-            throw FailureIn(changed, ChangedFailure());
-        throw CopyFailure();
+    const std::size_t sources = planned.All().size();
+    while (copies.size() < sources && !ToCopy().NeedsCopy())
+        copies.push_back(nullptr);
+    if (copies.size() == sources) {
+        StartChain();
+        return;
     }
+    const auto copied = [this, self = QPointer<QObject>(&context)](const auto& copy) {
+        if (self)
+            Take([&] { Copied(copy); });
+    };
+    run.factory.MakeCopy(ToCopy().GetInput().path, ToCopy().Password(), copied);
+}
+
+void Conversion::Copied(const ConverterFactory::Copy& copy)
+{
+    run.interruption.Check();
+    if (!copy || isLate)
+        throw FailureIn(ToCopy().Name(), WhyNotCopied());
+    copies.push_back(copy);
+    CopySources();
+}
+
+Failure Conversion::WhyNotCopied() const
+{
+    if (isLate)
+        return FailureOf(PDF::OpenFailure::TimedOut);
+    if (!IsAsPlanned(ToCopy()))
+        return ChangedFailure();
+    PDF::WorkerPdfProvider& provider = run.factory.PdfProvider();
+    const ioPath file(ToCopy().GetInput().path.toStdString());
+    return provider.WhyOpenFailed(file) == PDF::OpenFailure::None
+               ? FailureOf(provider.WhySaveFailed(file))
+               : run.factory.WhyNotOpened(file.utf8string());
+}
+
+void Conversion::StartChain()
+{
+    chain = run.factory.MakeChain(planned.whole ? nullptr : copies.front(), results, *this);
+    if (!chain->Start(MakeTask()))
+        throw FailureOf(PDF::SaveFailure::CannotWrite);
 }
 
 Conversion::Task Conversion::MakeTask() const
@@ -160,7 +190,7 @@ Conversion::Task Conversion::MakeTask() const
     if (options.output.isLinearized)
         task.options["linearize"] = true;
     if (planned.whole)
-        MergeInto(task, planned, options.pages.ranges, run.factory);
+        AddSources(task);
     else
         AddSource(task);
     return task;
@@ -171,24 +201,31 @@ void Conversion::AddSource(Task& task) const
 {
     const std::string& ranges = run.options.pages.ranges;
     task.source = document.GetInput().path;
-    if (document.NeedsCopy()) {
-        task.options["need_export"] = true;
-        task.options["password"] = document.Password();
-    }
+    if (copies.front())
+        task.options["password"] = document.Password(); // of which the wrapper's record tells
     const bool wantsSome = task.type == QLatin1String("pdf") && !ranges.empty();
     const bool joinsPictures = planner.MakesPictures() && results.front().page == 0;
     if (FindTextFrame(task.type) || wantsSome || joinsPictures)
         task.options["pages"] = PageRanges::Parse(ranges).Choose(document.Info().pages);
 }
 
-/** Why there is no copy of the document without encryption or damage. */
-Failure Conversion::CopyFailure() const
+/** Adds those that become one, or their copies. */
+void Conversion::AddSources(Task& task) const
 {
-    PDF::WorkerPdfProvider& provider = run.factory.PdfProvider();
-    const ioPath source(document.GetInput().path.toStdString());
-    if (provider.WhyOpenFailed(source) != PDF::OpenFailure::None)
-        return run.factory.WhyNotOpened(source.utf8string());
-    return FailureOf(provider.WhySaveFailed(source));
+    const std::string& ranges = run.options.pages.ranges;
+    std::vector<PDF::Converter::WorkerConverter::MergedSource> sources;
+    for (const Document* const source : planned.All()) {
+        const ConverterFactory::Copy& copy = copies[sources.size()];
+        const int pages = source->Info().pages;
+        sources.push_back(
+            {copy ? QString::fromStdString(copy->path.utf8string()) : source->GetInput().path,
+             ranges.empty() ? std::vector<int>() : PageRanges::Parse(ranges).Choose(pages)});
+    }
+    task.source = sources.front().source;
+    if (!ranges.empty())
+        task.options["pages"] = sources.front().pages;
+    sources.erase(sources.begin());
+    task.options["merge"] = sources;
 }
 
 void Conversion::StartAlarm()
@@ -201,16 +238,13 @@ void Conversion::StartAlarm()
     alarm.start(int(timeout * 1000));
 }
 
-/** Time in which copies of other documents kept this one from going on is given back to it. */
 void Conversion::TimeIsUp()
 {
-    const auto before = std::exchange(timeHeldUp, run.factory.TimeHeldUp());
-    if (timeHeldUp > before) {
-        alarm.start(timeHeldUp - before);
-        return;
-    }
     isLate = true;
-    chain->Cancel();
+    if (chain)
+        chain->Cancel();
+    else
+        run.factory.PdfProvider().GiveUp(ioPath(ToCopy().GetInput().path.toStdString()));
 }
 
 void Conversion::Progressed(double part)

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "ConverterFactory.h"
 #include "DocumentChain.h"
 #include "Failure.h"
 #include "PlannedDocument.h"
 #include "Run.h"
 
-#include <chrono>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -58,10 +58,15 @@ private:
     QString ChangedSource() const override;
     bool IsAsPlanned(const Document& source) const;
     Failure FailureIn(const QString& source, const Failure& failure) const;
+    void CopySources();
+    /** The next document that may have to be copied. */
+    const Document& ToCopy() const { return *planned.All()[copies.size()]; }
+    void Copied(const ConverterFactory::Copy& copy);
+    Failure WhyNotCopied() const;
     void StartChain();
     Task MakeTask() const;
     void AddSource(Task& task) const;
-    Failure CopyFailure() const;
+    void AddSources(Task& task) const;
     void StartAlarm();
     void TimeIsUp();
     void Progressed(double part) override;
@@ -88,10 +93,10 @@ private:
     QElapsedTimer sinceStart;
     /** The console's number for this conversion. */
     int work = 0;
+    /** As far as they were made, of the documents in their order; null of one that needs none. */
+    std::vector<ConverterFactory::Copy> copies;
     std::shared_ptr<PDF::Converter::DocumentChain> chain;
     QTimer alarm;
-    /** ConverterFactory::TimeHeldUp() as of when this document was last given time for them. */
-    std::chrono::milliseconds timeHeldUp{0};
     bool isLate = false;
     /** Receives the calls that come later. */
     QObject context;

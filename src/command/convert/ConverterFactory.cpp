@@ -2,7 +2,7 @@
 
 #include "ConversionFailure.h"
 #include "Descriptors.h"
-#include "KeepTemporaries.h"
+#include "KeepingFileSystem.h"
 #include "LocalFileSystem.h"
 #include "ResultFileSystem.h"
 #include "RunOptions.h"
@@ -10,7 +10,11 @@
 #include "WorkerPool.h"
 
 #include <algorithm>
+#include <system_error>
 #include <utility>
+
+#include <glog/logging.h>
+#include <unistd.h>
 
 namespace Korvel::App {
 
@@ -41,12 +45,12 @@ std::shared_ptr<PDF::IFileSystem> MakeFileSystemOfPages(const RunOptions& option
     return results;
 }
 
-std::shared_ptr<PDF::IPDFProvider> MakeCopyProvider(const RunOptions& options,
-                                                    std::shared_ptr<PDF::IPDFProvider> provider)
+/** Gives the copy of a document a second name, which stays. */
+void KeepCopy(const ioPath& copy)
 {
-    if (options.keepsTemporaries)
-        return std::make_shared<KeepingPdfProvider>(provider);
-    return provider;
+    const std::string path = copy.utf8string();
+    if (::link(path.c_str(), (path + ".kept").c_str()) != 0)
+        PLOG(WARNING) << "cannot keep " << path;
 }
 
 /** How many documents or pages are converted at once, if as many files may be open. */
@@ -79,11 +83,12 @@ PDF::WorkerSettings ToSettings(const RunOptions& options)
 ConverterFactory::ConverterFactory(const RunOptions& options, OnExists onExists,
                                    Interruption& interruption, const Passwords&, Journal& journal)
     : jobs(JobsOf(options)),
+      keepsTemporaries(options.keepsTemporaries),
       interruption(interruption),
       services(MakeSessionFolder(options), ToSettings(options), int(jobs)),
       fileSystemOfPages(MakeFileSystemOfPages(
           options, std::make_shared<ResultFileSystem>(services.files, onExists, journal))),
-      copyProvider(MakeCopyProvider(options, services.provider))
+      asides(mainThread)
 {
     interruption.OnSignal([this, signals = 0]() mutable {
         // The provider is told at once, since the main thread may be waiting for its answer.
@@ -134,6 +139,7 @@ void ConverterFactory::EndWork(bool atOnce)
 ConverterFactory::~ConverterFactory()
 {
     interruption.OnSignal({});
+    services.provider->Shutdown(); // for which copies that are being made wait no longer
 }
 
 std::string ConverterFactory::MakePrivateFolder()
@@ -166,12 +172,42 @@ ConverterFactory::PrepareFolders(const std::vector<PDF::Converter::PlannedResult
     }
 }
 
+void ConverterFactory::MakeCopy(const QString& file, const std::string& password,
+                                std::function<void(const Copy&)> copied)
+{
+    const ioPath path(file.toStdString());
+    auto opened = std::make_shared<std::future<PDF::DocumentHandle>>(
+        services.provider->OpenDocument(path, password));
+    try {
+        asides.Call([this, opened = std::move(opened), copied = std::move(copied)] {
+            QMetaObject::invokeMethod(
+                &mainThread, [copied, copy = SaveCopy(std::move(*opened))] { copied(copy); },
+                Qt::QueuedConnection);
+        });
+    } catch (const std::system_error&) {
+        services.provider->GiveUp(path);
+        throw NotStartedFailure(QStringLiteral("cannot start another thread"));
+    }
+}
+
+ConverterFactory::Copy ConverterFactory::SaveCopy(std::future<PDF::DocumentHandle> opened)
+{
+    const PDF::DocumentHandle document = opened.get();
+    if (document.id < 0)
+        return nullptr;
+    Copy copy = services.SaveCopy(document);
+    services.provider->CloseDocument(document);
+    if (copy && keepsTemporaries)
+        KeepCopy(copy->path);
+    return copy;
+}
+
 std::shared_ptr<DocumentChain>
-ConverterFactory::MakeChain(std::vector<PDF::Converter::PlannedResult>& results,
+ConverterFactory::MakeChain(const Copy& copy, std::vector<PDF::Converter::PlannedResult>& results,
                             PDF::Converter::ChainListener& listener)
 {
-    auto chain = std::make_shared<DocumentChain>(services, fileSystemOfPages, copyProvider, results,
-                                                 listener);
+    auto chain =
+        std::make_shared<DocumentChain>(services, fileSystemOfPages, copy, results, listener);
     const auto isGone = [](const std::weak_ptr<DocumentChain>& one) {
         return one.expired();
     };

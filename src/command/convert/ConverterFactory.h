@@ -1,15 +1,16 @@
 #pragma once
 
+#include "AsideCalls.h"
 #include "ConversionServices.h"
 #include "DocumentChain.h"
 #include "FailureMessages.h"
 #include "Interruption.h"
-#include "IPDFProvider.h"
 #include "OnExists.h"
+#include "PreparedCopy.h"
 #include "SessionFolder.h"
 
-#include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <set>
 #include <string>
@@ -105,42 +106,49 @@ public:
     /** Called, if set, on the main thread when a second signal ends the work at once. */
     std::function<void()> whenEndingAtOnce;
 
-    /**
-     * How long the copies of documents, and opening them, have kept the main thread, and so all
-     * others, from going on.
-     */
-    std::chrono::milliseconds TimeHeldUp() const { return timeHeldUp; }
-    void AddTimeHeldUp(std::chrono::milliseconds time) { timeHeldUp += time; }
+    using Copy = std::shared_ptr<const PDF::Converter::TemporaryFile>;
 
     /**
-     * A fresh one for every document; the workers are shared. A signal ends what the chains do when
-     * the pages that are being converted are done, and a second one ends it at once.
+     * Saves a document without encryption and damage, while others go on. The provider's GiveUp
+     * ends it, as a signal does.
+     *
+     * @param copied    called from the event loop; with null where there is none, for which the
+     *                  provider has the reason
+     * @throws Failure  Internal: there is no room for another thread
+     */
+    void MakeCopy(const QString& file, const std::string& password,
+                  std::function<void(const Copy&)> copied);
+
+    /**
+     * A fresh one for every document, or for its copy where that is not null; the workers are
+     * shared. A signal ends what the chains do when the pages that are being converted are done,
+     * and a second one ends it at once.
      */
     std::shared_ptr<PDF::Converter::DocumentChain>
-    MakeChain(std::vector<PDF::Converter::PlannedResult>& results,
+    MakeChain(const Copy& copy, std::vector<PDF::Converter::PlannedResult>& results,
               PDF::Converter::ChainListener& listener);
 
 private:
+    Copy SaveCopy(std::future<PDF::DocumentHandle> opened);
     void EndWork(bool atOnce);
 
     ConverterFactory(const ConverterFactory&) = delete;
     ConverterFactory& operator=(const ConverterFactory&) = delete;
 
     const std::size_t jobs;
+    const bool keepsTemporaries;
     Interruption& interruption;
     PDF::Converter::ConversionServices services;
     /** What the chains of pages move results by, and remove their private folders. */
     const std::shared_ptr<PDF::IFileSystem> fileSystemOfPages;
-    /** What saves the unencrypted copies. */
-    const std::shared_ptr<PDF::IPDFProvider> copyProvider;
     /** Those that were made, and may be gone. */
     std::vector<std::weak_ptr<PDF::Converter::DocumentChain>> chains;
-    std::chrono::milliseconds timeHeldUp{0};
     Next next = Next::Open;
     std::size_t toOpen = 0;
     std::size_t closed = 0;
-    /** Receives calls from the signals' thread. */
+    /** Receives calls from other threads. */
     QObject mainThread;
+    PDF::Converter::AsideCalls asides;
 };
 
 } // namespace Korvel::App

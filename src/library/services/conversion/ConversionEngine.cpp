@@ -52,7 +52,7 @@ void Clear(std::string& password)
 } // namespace
 
 ConversionEngine::ConversionEngine(const PdfConverter::Settings& settings)
-    : settings(settings), thread(mutex), context(std::make_unique<QObject>())
+    : settings(settings), thread(mutex), context(std::make_unique<QObject>()), asides(*context)
 {
     thread.setObjectName(QStringLiteral("PdfConverter"));
     context->moveToThread(&thread);
@@ -276,22 +276,6 @@ void ConversionEngine::End(quint64 number)
     Post([this] { Serve(); });
 }
 
-void ConversionEngine::CallAside(std::function<void()> function)
-{
-    const quint64 aside = ++lastAside;
-    asides.emplace(aside, std::thread([this, aside, function = std::move(function)] {
-                       function();
-                       Post([this, aside] { Join(aside); });
-                   }));
-}
-
-void ConversionEngine::Join(quint64 aside)
-{
-    const auto ended = asides.extract(aside);
-    if (ended)
-        ended.mapped().join();
-}
-
 void ConversionEngine::EndAll()
 {
     while (!entries.empty()) {
@@ -300,8 +284,7 @@ void ConversionEngine::EndAll()
     }
     if (services)
         services->provider->Shutdown();
-    while (!asides.empty())
-        Join(asides.begin()->first);
+    asides.Wait();
     services.reset();
     thread.quit();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AsideCalls.h"
 #include "ConversionFailure.h"
 #include "ConversionJob.h"
 #include "PdfConverter.h"
@@ -12,7 +13,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <utility>
 
 #include <QObject>
@@ -50,7 +50,7 @@ public:
     void GivePassword(quint64 number, std::optional<std::string> password);
 
     /** Calls a function, which may block, on a thread of its own. Used on the engine's thread. */
-    void CallAside(std::function<void()> function);
+    void CallAside(std::function<void()> function) { asides.Call(std::move(function)); }
 
     /** Calls a function on the engine's thread, or never when that is stopped before. */
     void Post(std::function<void()> function);
@@ -116,7 +116,6 @@ private:
     void Fail(quint64 number, const ConversionFailure& failure);
     void End(quint64 number);
     void EndAll();
-    void Join(quint64 aside);
 
     const PdfConverter::Settings settings;
     /** Guards what follows. */
@@ -130,12 +129,11 @@ private:
     std::deque<quint64> waiting;
     int working = 0;
     std::shared_ptr<ConversionServices> services;
-    std::map<quint64, std::thread> asides;
-    quint64 lastAside = 0;
 
     Thread thread;
     /** Lives there. */
     const std::unique_ptr<QObject> context;
+    AsideCalls asides;
 };
 
 } // namespace Korvel::PDF::Converter

@@ -39,10 +39,9 @@ void ConversionJob::Convert(std::shared_ptr<ConversionServices> shared,
     done = std::move(whenDone);
     if (prepared.copy && prepared.isKept)
         CopiedDocuments::Remember(prepared.copy->path.utf8string(), request.document.toStdString());
-    const auto copies =
-        std::make_shared<PreparedCopy>(prepared.isKept ? nullptr : prepared.copy, services->files);
     ChainListener& self = *this;
-    chain = std::make_unique<DocumentChain>(*services, services->files, copies,
+    chain = std::make_unique<DocumentChain>(*services, services->files,
+                                            prepared.isKept ? nullptr : prepared.copy,
                                             prepared.plan.Results(), self);
     if (!chain->Start(MakeTask()))
         throw ConversionFailure(AbstractConverter::CannotWrite,
@@ -57,8 +56,6 @@ DocumentChain::Task ConversionJob::MakeTask() const
     task.source = request.document;
     if (prepared.copy && prepared.isKept)
         task.source = QString::fromStdString(prepared.copy->path.utf8string());
-    else if (prepared.copy)
-        task.options["need_export"] = true;
     request.pictures.PutInto(task);
     request.text.PutInto(task);
     if (!prepared.plan.JoinedPages().empty())

@@ -2,6 +2,7 @@
 
 #include "ConversionFailure.h"
 #include "LocalFileSystem.h"
+#include "PreparedCopy.h"
 #include "SessionFolder.h"
 #include "UuidFileNameGenerator.h"
 #include "WorkerPdfProvider.h"
@@ -47,6 +48,13 @@ ConversionServices::~ConversionServices() = default;
 std::string ConversionServices::FreshPath() const
 {
     return session->Path() + '/' + names->GenerateFileName();
+}
+
+std::shared_ptr<const TemporaryFile>
+ConversionServices::SaveCopy(const DocumentHandle& document) const
+{
+    auto copy = std::make_shared<const TemporaryFile>(ioPath(FreshPath() + ".pdf"));
+    return provider->SaveDocument(document, copy->path).get() ? copy : nullptr;
 }
 
 std::set<QString> ConversionServices::PrepareFolders(const std::vector<PlannedResult>& results)

@@ -12,6 +12,7 @@
 #include <QStringList>
 
 namespace Korvel::PDF {
+struct DocumentHandle;
 class LocalFileSystem;
 class SessionFolder;
 class UuidFileNameGenerator;
@@ -21,6 +22,8 @@ class WorkerServer;
 } // namespace Korvel::PDF
 
 namespace Korvel::PDF::Converter {
+
+class TemporaryFile;
 
 /**
  * What conversions share: a folder for what is temporary, and the worker processes, which can write
@@ -45,6 +48,14 @@ public:
      * @throws ConversionFailure  nothing can be written into one
      */
     std::set<QString> PrepareFolders(const std::vector<PlannedResult>& results);
+
+    /**
+     * Saves a document that the provider has opened, without encryption and damage, in the session
+     * folder. Blocks as long as that takes.
+     *
+     * @return null where that fails, for which the provider has the reason
+     */
+    std::shared_ptr<const TemporaryFile> SaveCopy(const DocumentHandle& document) const;
 
     /** Which filters the worker did without that was asked last to open a document. */
     QStringList MissingFilters() const;

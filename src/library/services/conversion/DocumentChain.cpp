@@ -4,6 +4,7 @@
 #include "LocalFileSystem.h"
 #include "PageNumbers.h"
 #include "PlacedResults.h"
+#include "PreparedCopy.h"
 #include "TempFileWrapper.h"
 #include "UnencryptDocWrapper.h"
 #include "UuidFileNameGenerator.h"
@@ -35,12 +36,13 @@ std::vector<ConversionResult::Note> NotesOf(const TextReport& report)
 } // namespace
 
 DocumentChain::DocumentChain(const ConversionServices& services, std::shared_ptr<IFileSystem> files,
-                             const std::shared_ptr<IPDFProvider>& copies,
+                             const std::shared_ptr<const TemporaryFile>& copy,
                              std::vector<PlannedResult>& results, ChainListener& listener)
     : results(results),
       listener(listener),
       pool(services.pool),
-      placed(std::make_shared<PlacedResults>(std::move(files), results, listener))
+      placed(std::make_shared<PlacedResults>(std::move(files), results, listener)),
+      isCopied(copy != nullptr)
 {
     const auto makeChain = [names = services.names, pool = pool, moved = placed] {
         return std::make_shared<TempFileWrapper>(names, std::make_shared<WorkerConverter>(pool),
@@ -48,7 +50,8 @@ DocumentChain::DocumentChain(const ConversionServices& services, std::shared_ptr
     };
     const int atOnce = std::min(int(results.size()), pool->Processes());
     fanOut = std::make_shared<PageFanOut>(makeChain, atOnce);
-    chain = std::make_shared<UnencryptDocWrapper>(services.names, fanOut, copies, services.files);
+    const auto copies = std::make_shared<PreparedCopy>(copy);
+    chain = std::make_shared<UnencryptDocWrapper>(copies, fanOut, copies, services.files);
     Connect();
 }
 
@@ -121,6 +124,8 @@ bool DocumentChain::Start(Task task)
 {
     AddPages(task);
     AddTellers(task);
+    if (isCopied)
+        task.options["need_export"] = true;
     return chain->ConvertFile(task);
 }
 

@@ -12,7 +12,6 @@
 
 namespace Korvel::PDF {
 class IFileSystem;
-class IPDFProvider;
 class WorkerPool;
 } // namespace Korvel::PDF
 
@@ -20,6 +19,7 @@ namespace Korvel::PDF::Converter {
 
 class ConversionServices;
 class PlacedResults;
+class TemporaryFile;
 
 /** Whether a chain is to convert a copy of a document, without encryption and damage. */
 inline bool NeedsCopy(const DocumentInfo& document)
@@ -42,19 +42,20 @@ public:
 
     /**
      * @param files     what moves results, and removes the private folders in which they are made
-     * @param copies    what makes the copy of a document that is encrypted or damaged
+     * @param copy      of a document that is encrypted or damaged, without that, which goes with
+     *                  this; null where the source itself is converted
      * @param results   those that are wanted, at least one; they are told where they have gone
      * @param listener  lives longer than this, as the results do
      */
     DocumentChain(const ConversionServices& services, std::shared_ptr<IFileSystem> files,
-                  const std::shared_ptr<IPDFProvider>& copies, std::vector<PlannedResult>& results,
-                  ChainListener& listener);
+                  const std::shared_ptr<const TemporaryFile>& copy,
+                  std::vector<PlannedResult>& results, ChainListener& listener);
     ~DocumentChain();
 
     /**
      * Starts a task, to which the results are added here.
      *
-     * @return false when there is no copy of the document; nobody is told of an end then
+     * @return false when the copy is not where it was made; nobody is told of an end then
      */
     bool Start(Task task);
 
@@ -96,6 +97,7 @@ private:
     /** As far as it is known. */
     ConversionOutcome outcome;
     TextReport report;
+    const bool isCopied;
     bool isCancelled = false;
     bool endsAtBadPage = false;
     /** Receives the chain's signals; goes first. */

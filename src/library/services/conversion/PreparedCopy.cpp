@@ -1,9 +1,6 @@
 #include "PreparedCopy.h"
 
-#include "CopiedDocuments.h"
-#include "LocalFileSystem.h"
-
-#include <utility>
+#include <QFileInfo>
 
 namespace Korvel::PDF::Converter {
 
@@ -19,24 +16,20 @@ std::future<T> Ready(T value)
 
 } // namespace
 
-PreparedCopy::PreparedCopy(std::shared_ptr<const TemporaryFile> copy,
-                           std::shared_ptr<LocalFileSystem> files)
-    : copy(std::move(copy)), files(std::move(files))
+std::string PreparedCopy::GenerateFileName()
 {
+    const QFileInfo file(QString::fromStdString(copy->path.utf8string()));
+    return file.completeBaseName().toStdString();
 }
 
-std::future<DocumentHandle> PreparedCopy::OpenDocument(const ioPath& file, const std::string&)
+std::future<DocumentHandle> PreparedCopy::OpenDocument(const ioPath&, const std::string&)
 {
-    source = file.utf8string();
-    return Ready(DocumentHandle{copy ? 0 : -1, 0});
+    return Ready(DocumentHandle{0, 0});
 }
 
 std::future<bool> PreparedCopy::SaveDocument(const DocumentHandle&, const ioPath& file)
 {
-    const bool isSaved = copy && files->Move(copy->path, file);
-    if (isSaved)
-        CopiedDocuments::Remember(file.utf8string(), source);
-    return Ready(isSaved);
+    return Ready(file.utf8string() == copy->path.utf8string());
 }
 
 std::future<bool> PreparedCopy::CloseDocument(const DocumentHandle&)

@@ -1,12 +1,10 @@
 #pragma once
 
+#include "IFileNameGenerator.h"
 #include "IPDFProvider.h"
 
 #include <memory>
-
-namespace Korvel::PDF {
-class LocalFileSystem;
-}
+#include <utility>
 
 namespace Korvel::PDF::Converter {
 
@@ -25,15 +23,16 @@ private:
 };
 
 /**
- * Answers an UnencryptDocWrapper with a copy that was made before, so that the wrapper blocks its
- * thread no longer than it takes to give a file another name.
+ * Answers an UnencryptDocWrapper with a copy that was made before: by its name, and that it is
+ * there. So the wrapper does not block its thread. Good for one task.
  */
-class PreparedCopy : public IPDFProvider
+class PreparedCopy : public IPDFProvider, public IFileNameGenerator
 {
 public:
     /** @param copy  without encryption; null when the wrapper is not to ask for one */
-    PreparedCopy(std::shared_ptr<const TemporaryFile> copy, std::shared_ptr<LocalFileSystem> files);
+    explicit PreparedCopy(std::shared_ptr<const TemporaryFile> copy) : copy(std::move(copy)) {}
 
+    std::string GenerateFileName() override;
     std::future<DocumentHandle> OpenDocument(const ioPath& file,
                                              const std::string& password) override;
     std::future<bool> SaveDocument(const DocumentHandle& document, const ioPath& file) override;
@@ -41,8 +40,6 @@ public:
 
 private:
     const std::shared_ptr<const TemporaryFile> copy;
-    const std::shared_ptr<LocalFileSystem> files;
-    std::string source;
 };
 
 } // namespace Korvel::PDF::Converter

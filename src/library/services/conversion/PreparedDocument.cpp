@@ -5,7 +5,6 @@
 #include "DocumentChain.h"
 #include "LocalFileSystem.h"
 #include "OpenedDocument.h"
-#include "PreparedCopy.h"
 #include "ToErrorType.h"
 #include "ToText.h"
 #include "WorkerPdfProvider.h"
@@ -52,15 +51,6 @@ std::vector<ConversionResult::Note> WarningsOf(const QString& document, const Do
                                                "this machine lacks ") +
                                 missing.join(QStringLiteral(", "))});
     return warnings;
-}
-
-std::shared_ptr<const TemporaryFile> MakeCopy(const QString& document, const DocumentHandle& handle,
-                                              ConversionServices& services)
-{
-    auto copy = std::make_shared<const TemporaryFile>(ioPath(services.FreshPath() + ".pdf"));
-    if (!services.provider->SaveDocument(handle, copy->path).get())
-        throw WhyNotSaved(document, *services.provider);
-    return copy;
 }
 
 void Plan(PreparedDocument& prepared, const ConversionRequest& request,
@@ -111,8 +101,11 @@ PreparedDocument Prepare(const ConversionRequest& request, const std::string& pa
     prepared.warnings = WarningsOf(request.document, *info, services);
     prepared.info = *info;
     Plan(prepared, request, services);
-    if (NeedsCopy(*info))
-        prepared.copy = MakeCopy(request.document, handle, services);
+    if (NeedsCopy(*info)) {
+        prepared.copy = services.SaveCopy(handle);
+        if (!prepared.copy)
+            throw WhyNotSaved(request.document, provider);
+    }
     return prepared;
 }
 
