@@ -115,6 +115,17 @@ Sides Part(const Runs& band, double river)
     return sides;
 }
 
+constexpr int fewestLinesOfAColumn = 6;
+
+/** Whether what is on either side is drawn as a whole, with few turns from one to the other. */
+bool AreDrawnApart(int crossings, int fewerLines)
+{
+    // A heading may be drawn before two cells, and two lines forth and back. What stands below
+    // columns, as footnotes do, may be drawn behind both, and posters box after box.
+    return crossings <= 1 || crossings * fewestLinesOfAColumn <= fewerLines ||
+           (crossings == 2 && fewerLines >= fewestLinesOfAColumn);
+}
+
 bool AreColumns(const Runs& band, const Sides& sides, double river)
 {
     if (sides.left.empty() || sides.right.empty())
@@ -125,14 +136,16 @@ bool AreColumns(const Runs& band, const Sides& sides, double river)
     if (fewer < 2)
         return false;
     const int crossings = Crossings(band, river);
-    constexpr int fewestLinesOfAColumn = 6;
-    // A heading may be drawn before two cells, and two lines forth and back.
-    if (crossings <= 1 || (crossings == 2 && fewer >= fewestLinesOfAColumn))
-        return true;
-    // Cells of several lines are drawn one after the other, lines of columns in turn. What stands
-    // below columns, as footnotes do, may be drawn behind both.
-    return left.isProse && right.isProse &&
-           (crossings >= fewer || crossings * fewestLinesOfAColumn <= fewer);
+    // Cells of several lines are drawn one after the other, lines of columns in turn.
+    return AreDrawnApart(crossings, fewer) || (left.isProse && right.isProse && crossings >= fewer);
+}
+
+/** Whether it parts columns that reach over all of the region, each drawn as a whole. */
+bool PartsWholeColumns(const Runs& runs, double river)
+{
+    const Sides sides = Part(runs, river);
+    const int fewer = std::min(Describe(sides.left).lines, Describe(sides.right).lines);
+    return fewer >= fewestLinesOfAColumn && AreDrawnApart(Crossings(runs, river), fewer);
 }
 
 /** From where to where something stands, seen from the side. */
@@ -294,7 +307,9 @@ public:
         if (runs.empty())
             return;
         const double em = UsualEm(runs);
-        const auto river = depth < deepest ? FindRiver(runs, em) : std::nullopt;
+        const Rivers rivers = depth < deepest ? FindRivers(runs, em) : Rivers();
+        const bool areColumns = rivers.empty && PartsWholeColumns(runs, *rivers.empty);
+        const auto river = areColumns ? rivers.empty : rivers.widest;
         if (!river || !CutAlong(runs, *river, em, depth))
             CutAcross(runs, em);
     }

@@ -52,33 +52,57 @@ void AddGaps(std::vector<Span>& met, double narrowest, std::vector<Span>& gaps)
     }
 }
 
-struct Densest
+/** A place, how many gaps are there, above each other, and how much text. */
+struct Place
 {
-    double place = 0;
-    int count = 0;
+    double middle = 0;
+    double width = 0;
+    int gaps = 0;
+    int texts = 0;
 };
 
-/** Where most of the gaps are above each other. */
-Densest FindDensest(const std::vector<Span>& gaps)
+/** The places between ends of gaps, from the left. */
+std::vector<Place> FindPlaces(const std::vector<Span>& gaps, const std::vector<Span>& texts)
 {
-    std::vector<std::pair<double, int>> ends;
+    struct End
+    {
+        double place;
+        int gaps;
+        int texts;
+    };
+    std::vector<End> ends;
+    ends.reserve(2 * (gaps.size() + texts.size()));
     for (const Span& gap : gaps) {
-        ends.emplace_back(gap.left, 1);
-        ends.emplace_back(gap.right, -1);
+        ends.push_back({gap.left, 1, 0});
+        ends.push_back({gap.right, -1, 0});
     }
-    std::sort(ends.begin(), ends.end());
-    Densest densest;
-    int count = 0;
-    double widest = 0;
+    for (const Span& text : texts) {
+        ends.push_back({text.left, 0, 1});
+        ends.push_back({text.right, 0, -1});
+    }
+    std::sort(ends.begin(), ends.end(),
+              [](const End& a, const End& b) { return a.place < b.place; });
+    std::vector<Place> places;
+    Place place;
     for (std::size_t i = 0; i + 1 < ends.size(); ++i) {
-        count += ends[i].second;
-        const double width = ends[i + 1].first - ends[i].first;
-        if (count > densest.count || (count == densest.count && width > widest)) {
-            densest = {ends[i].first + width / 2, count};
-            widest = width;
-        }
+        place.gaps += ends[i].gaps;
+        place.texts += ends[i].texts;
+        place.width = ends[i + 1].place - ends[i].place;
+        place.middle = ends[i].place + place.width / 2;
+        if (place.gaps > 0 && place.width > 0)
+            places.push_back(place);
     }
-    return densest;
+    return places;
+}
+
+/** The place of most gaps, and of those the widest. */
+std::optional<Place> Densest(const std::vector<Place>& places)
+{
+    const auto densest =
+        std::max_element(places.begin(), places.end(), [](const Place& one, const Place& other) {
+            return one.gaps < other.gaps || (one.gaps == other.gaps && one.width < other.width);
+        });
+    return densest == places.end() ? std::nullopt : std::optional(*densest);
 }
 
 } // namespace
@@ -101,15 +125,28 @@ double UsualEm(const Runs& runs)
     return 1;
 }
 
-std::optional<double> FindRiver(const Runs& runs, double em)
+Rivers FindRivers(const Runs& runs, double em)
 {
+    constexpr int fewestGaps = fewestLines * scansALine;
     std::vector<Span> gaps;
-    for (std::vector<Span>& met : Scan(runs, em))
+    std::vector<Span> texts;
+    for (std::vector<Span>& met : Scan(runs, em)) {
         AddGaps(met, narrowestInEms * em, gaps);
-    const Densest densest = FindDensest(gaps);
-    if (densest.count < fewestLines * scansALine)
-        return std::nullopt;
-    return densest.place;
+        texts.insert(texts.end(), met.begin(), met.end());
+    }
+    if (gaps.size() < fewestGaps)
+        return {};
+    const std::optional<Place> widest = Densest(FindPlaces(gaps, {}));
+    if (!widest || widest->gaps < fewestGaps)
+        return {};
+    std::vector<Place> places = FindPlaces(gaps, texts);
+    const int fewest = std::max(fewestGaps, (widest->gaps + 1) / 2);
+    const auto isFull = [fewest](const Place& place) {
+        return place.texts > 0 || place.gaps < fewest;
+    };
+    places.erase(std::remove_if(places.begin(), places.end(), isFull), places.end());
+    const std::optional<Place> empty = Densest(places);
+    return {widest->middle, empty ? std::optional(empty->middle) : std::nullopt};
 }
 
 } // namespace Korvel::Worker

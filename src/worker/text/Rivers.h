@@ -12,7 +12,15 @@ using Runs = std::vector<const Run*>;
 /** The usual em of runs, that of most of their characters. */
 double UsualEm(const Runs& runs);
 
-/** Where most lines of a region have a wide gap; nothing where hardly any has. */
-std::optional<double> FindRiver(const Runs& runs, double em);
+/** Places that parts of a region may be parted at. */
+struct Rivers
+{
+    /** Where most lines have a wide gap; nothing where hardly any has. */
+    std::optional<double> widest;
+    /** Where at least half as many have one, and no other line has text. */
+    std::optional<double> empty;
+};
+
+Rivers FindRivers(const Runs& runs, double em);
 
 } // namespace Korvel::Worker

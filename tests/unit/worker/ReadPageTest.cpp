@@ -103,6 +103,13 @@ protected:
 
     TextPage Read() { return ReadPage(engine, 0, false); }
 
+    /** Without empty lines. */
+    std::string PlainLines()
+    {
+        const QStringList lines = QString::fromStdString(Plain()).split('\n', Qt::SkipEmptyParts);
+        return lines.join('\n').toStdString();
+    }
+
     std::string Plain() { return PlainText(Read(), true).toStdString(); }
 
     FakeEngine engine;
@@ -444,6 +451,46 @@ TEST_F(ReadPageTest, ColumnsBelowATableAreReadOneAfterTheOther)
     EXPECT_EQ(text.find("side"),
               text.rfind("left") + std::string("left goes\nwhat is on the ").size())
         << text;
+}
+
+TEST_F(ReadPageTest, ColumnsBesideOneWithATableAreReadOneAfterTheOther)
+{
+    QStringList lines;
+    const auto put = [&](const QString& line, double x, double baseline) {
+        PutLine(line, x, baseline);
+        lines.append(line);
+    };
+    for (int line = 0; line < 18; ++line)
+        put("the first column", 50, 100 + 15 * line);
+    for (const double top : {100, 280}) {
+        for (int row = 0; row < 8; ++row) {
+            PutLine("key", 200, top + 12 * row);
+            PutLine("what it is", 280, top + 12 * row);
+            lines.append("key what it is");
+        }
+        if (top == 100) {
+            put("what reaches over all of it", 200, 196);
+            put("and so does the other line", 200, 268);
+        }
+    }
+    for (int line = 0; line < 18; ++line)
+        put("the last of all", 380, 106 + 15 * line);
+    EXPECT_EQ(PlainLines(), lines.join('\n').toStdString());
+}
+
+TEST_F(ReadPageTest, BoxesOfAPosterAreReadColumnByColumn)
+{
+    QStringList columns[2];
+    for (const int box : {0, 1}) {
+        for (const int column : {0, 1}) {
+            for (int line = 0; line < 10; ++line) {
+                const QString words = line % 3 == 0 ? "some words that are drawn" : "few";
+                columns[column].append(words + (column == 0 ? " left" : " right"));
+                PutLine(columns[column].last(), 50 + 200 * column, 100 + 12 * (10 * box + line));
+            }
+        }
+    }
+    EXPECT_EQ(PlainLines(), (columns[0] + columns[1]).join('\n').toStdString());
 }
 
 TEST_F(ReadPageTest, HeadingsOfTwoCellsStandBeforeThem)
