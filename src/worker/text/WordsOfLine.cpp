@@ -24,10 +24,21 @@ bool MeetLeftwards(const QString& word, const QString& rest)
            IsRightToLeft(first->unicode());
 }
 
+/** Whether they are of a script without spaces, in parts as what has its reading beside it is. */
+bool MeetAtIdeographs(const TextWord& word, const TextWord& rest)
+{
+    constexpr double farthest = 0.45; // in ems
+    const double gap = (rest.box.left() - word.box.right()) / std::min(word.size, rest.size);
+    return IsIdeographic(word.text.back().unicode()) &&
+           IsIdeographic(rest.text.front().unicode()) && std::abs(gap) < farthest;
+}
+
 /** Whether the word goes on where the other one ends, in a line from the right in either direction.
  */
 bool IsRestOf(const TextWord& word, const TextWord& rest, bool isOfLeftwardsLine)
 {
+    if (MeetAtIdeographs(word, rest))
+        return true;
     if (!isOfLeftwardsLine && !MeetLeftwards(word.text, rest.text))
         return false;
     // In ems. A mark may stand beside its letter, over the next one.

@@ -261,6 +261,22 @@ TEST_F(ReadPageTest, JapaneseThatIsWrittenDownwardsIsReadFromTheRight)
     EXPECT_NEAR(Read().blocks.at(0).lines.at(0).box.left(), 300, 1);
 }
 
+TEST_F(ReadPageTest, JapaneseThatIsWrittenDownwardsIsWholeBesideReadings)
+{
+    const auto column = [this](const std::u32string& text, double x, double baseline, double size) {
+        for (std::size_t i = 0; i < text.size(); ++i)
+            Put(text[i], x, baseline + size * double(i), size, size);
+    };
+    for (const double x : {300, 282}) {
+        column(U"\u541b\u5b50", x, 100, em);
+        column(U"\u304f\u3093\u3057", x + em, 98, em / 2); // how these are read
+        column(U"\u306f", x, 120, em);
+        column(U"\u548c\u3057\u3066\u305a\ufe12", x, 130, em);
+    }
+    const std::string line = "\u304f\u3093\u3057\n\u541b\u5b50\u306f\u548c\u3057\u3066\u305a\ufe12";
+    EXPECT_EQ(PlainLines(), line + '\n' + line);
+}
+
 TEST_F(ReadPageTest, RightToLeftThatIsDrawnFromTheLeftIsInLogicalOrder)
 {
     const std::u32string alef = U"\u05d0\u05d1\u05d2";
