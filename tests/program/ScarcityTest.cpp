@@ -146,6 +146,30 @@ TEST_F(ScarcityTest, OfProcessesHasDocumentsConvertedOneAfterAnother)
     EXPECT_EQ(LeftInTempDir(), QStringList());
 }
 
+TEST_F(ScarcityTest, OfProcessesHasDocumentsCopiedOneAfterAnother)
+{
+    QStringList inputs;
+    for (const char* name : {"1.pdf", "2.pdf", "3.pdf"})
+        inputs.append(MakeSample(name, 2, "pw"));
+    Write("pw", "pw");
+    const auto convertUnder = [&](int processes, const QStringList& some) {
+        QDir(Path("out/pages")).removeRecursively();
+        return RunUnder({QStringLiteral("--nproc=%1").arg(processes)},
+                        some + QStringList{"-d", "pages", "-r", "30", "--password-file", Path("pw"),
+                                           "-j", "3"});
+    };
+    int least = 4;
+    while (least < 20 && convertUnder(least, inputs.mid(0, 1)).exitCode != 0)
+        ++least;
+    // While a copy is made for one document, others are drawn: a thread and a process for each.
+    for (int processes = least + 3; processes <= least + 12; ++processes) {
+        const Outcome run = convertUnder(processes, inputs);
+        EXPECT_EQ(run.exitCode, 0) << processes << ' ' << run.complaints;
+        EXPECT_EQ(WholePictures("out/pages").size(), 6);
+    }
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
 TEST_F(ScarcityTest, OfProcessesEndsNothingElseOfTheUser)
 {
     QProcess other;

@@ -155,10 +155,20 @@ void Conversion::CopySources()
 void Conversion::Copied(const ConverterFactory::Copy& copy)
 {
     run.interruption.Check();
-    if (!copy || isLate)
+    if (copy && !isLate)
+        copies.push_back(copy);
+    else if (!isLate && LacksWorker() && !std::exchange(hasWaitedForWorker, true))
+        run.factory.CopyOneByOne();
+    else
         throw FailureIn(ToCopy().Name(), WhyNotCopied());
-    copies.push_back(copy);
     CopySources();
+}
+
+/** Whether the machine had no room for a worker to make the copy. */
+bool Conversion::LacksWorker() const
+{
+    const ioPath file(ToCopy().GetInput().path.toStdString());
+    return run.factory.PdfProvider().WhyOpenFailed(file) == PDF::OpenFailure::NotStarted;
 }
 
 Failure Conversion::WhyNotCopied() const

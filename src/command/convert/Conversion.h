@@ -62,6 +62,7 @@ private:
     /** The next document that may have to be copied. */
     const Document& ToCopy() const { return *planned.All()[copies.size()]; }
     void Copied(const ConverterFactory::Copy& copy);
+    bool LacksWorker() const;
     Failure WhyNotCopied() const;
     void StartChain();
     Task MakeTask() const;
@@ -95,6 +96,7 @@ private:
     int work = 0;
     /** As far as they were made, of the documents in their order; null of one that needs none. */
     std::vector<ConverterFactory::Copy> copies;
+    bool hasWaitedForWorker = false;
     std::shared_ptr<PDF::Converter::DocumentChain> chain;
     QTimer alarm;
     bool isLate = false;

@@ -173,30 +173,37 @@ ConverterFactory::PrepareFolders(const std::vector<PDF::Converter::PlannedResult
 }
 
 void ConverterFactory::MakeCopy(const QString& file, const std::string& password,
-                                std::function<void(const Copy&)> copied)
+                                const std::function<void(const Copy&)>& copied)
 {
-    const ioPath path(file.toStdString());
-    auto opened = std::make_shared<std::future<PDF::DocumentHandle>>(
-        services.provider->OpenDocument(path, password));
+    const auto opened = std::make_shared<std::future<PDF::DocumentHandle>>(
+        services.provider->OpenDocument(ioPath(file.toStdString()), password));
+    const auto save = [this, opened, copied] {
+        QMetaObject::invokeMethod(
+            &mainThread, [copied, copy = SaveCopy(opened->get())] { copied(copy); },
+            Qt::QueuedConnection);
+    };
     try {
-        asides.Call([this, opened = std::move(opened), copied = std::move(copied)] {
-            QMetaObject::invokeMethod(
-                &mainThread, [copied, copy = SaveCopy(std::move(*opened))] { copied(copy); },
-                Qt::QueuedConnection);
-        });
-    } catch (const std::system_error&) {
-        services.provider->GiveUp(path);
-        throw NotStartedFailure(QStringLiteral("cannot start another thread"));
+        if (copiesAside)
+            asides.Call(save);
+    } catch (const std::system_error&) { // there is no room for another thread
+        CopyOneByOne();
     }
+    if (!copiesAside)
+        save();
 }
 
-ConverterFactory::Copy ConverterFactory::SaveCopy(std::future<PDF::DocumentHandle> opened)
+void ConverterFactory::CopyOneByOne()
 {
-    const PDF::DocumentHandle document = opened.get();
+    copiesAside = false;
+    asides.Wait();
+}
+
+ConverterFactory::Copy ConverterFactory::SaveCopy(const PDF::DocumentHandle& document)
+{
     if (document.id < 0)
         return nullptr;
     Copy copy = services.SaveCopy(document);
-    services.provider->CloseDocument(document);
+    services.provider->CloseDocument(document).wait(); // so that the next one finds its worker free
     if (copy && keepsTemporaries)
         KeepCopy(copy->path);
     return copy;

@@ -109,15 +109,17 @@ public:
     using Copy = std::shared_ptr<const PDF::Converter::TemporaryFile>;
 
     /**
-     * Saves a document without encryption and damage, while others go on. The provider's GiveUp
-     * ends it, as a signal does.
+     * Saves a document without encryption and damage, while others go on where the machine has
+     * room for that. The provider's GiveUp ends it, as a signal does.
      *
-     * @param copied    called from the event loop; with null where there is none, for which the
-     *                  provider has the reason
-     * @throws Failure  Internal: there is no room for another thread
+     * @param copied  called from the event loop; with null where there is none, for which the
+     *                provider has the reason
      */
     void MakeCopy(const QString& file, const std::string& password,
-                  std::function<void(const Copy&)> copied);
+                  const std::function<void(const Copy&)>& copied);
+
+    /** From now on copies are made one after the other; waits for those that are being made. */
+    void CopyOneByOne();
 
     /**
      * A fresh one for every document, or for its copy where that is not null; the workers are
@@ -129,7 +131,7 @@ public:
               PDF::Converter::ChainListener& listener);
 
 private:
-    Copy SaveCopy(std::future<PDF::DocumentHandle> opened);
+    Copy SaveCopy(const PDF::DocumentHandle& document);
     void EndWork(bool atOnce);
 
     ConverterFactory(const ConverterFactory&) = delete;
@@ -146,6 +148,7 @@ private:
     Next next = Next::Open;
     std::size_t toOpen = 0;
     std::size_t closed = 0;
+    bool copiesAside = true;
     /** Receives calls from other threads. */
     QObject mainThread;
     PDF::Converter::AsideCalls asides;
