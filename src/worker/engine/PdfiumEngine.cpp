@@ -277,7 +277,7 @@ void PdfiumEngine::PlaceUpright(TextCharacter& character, int number, double bas
         box.moveTop(baseline - descent * box.height()); // some that were made from others lie
     character.fontSize = box.height();
     character.box = shown.Map(box);
-    if (inked.bottom() <= baseline + slightly * box.height() &&
+    if (!inked.isEmpty() && inked.bottom() <= baseline + slightly * box.height() &&
         inked.height() >= farBelow * box.height())
         character.hang = (baseline - inked.top()) / box.height();
 }

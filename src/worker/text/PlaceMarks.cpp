@@ -8,6 +8,8 @@
 #include <optional>
 #include <utility>
 
+#include <QChar>
+
 namespace Korvel::Worker {
 
 namespace {
@@ -56,8 +58,33 @@ bool IsAtNeighbor(const Glyphs& glyphs, std::size_t index)
            (fromBefore && mark.before == Glyph::Before::Nothing) || (fromAfter && isOnLine);
 }
 
+/** Whether it is an accent that is a character of its own, and drawn over the letter. */
+bool IsOver(const Glyph& accent, const Glyph& letter)
+{
+    const double place = accent.box.center().x();
+    return QChar::isLetter(letter.code) && CombiningFormOf(letter.code) == 0 &&
+           letter.box.left() < place && place < letter.box.right() &&
+           std::abs(accent.baseline - letter.baseline) < farthest * letter.em;
+}
+
+/** Whether it is drawn apart from the letter that it stands at. */
+bool IsStray(const Glyphs& glyphs, std::size_t index)
+{
+    const Glyph& glyph = glyphs[index];
+    if (IsMark(glyph))
+        return !IsAtNeighbor(glyphs, index);
+    return CombiningFormOf(glyph.code) != 0 && !(index > 0 && IsOver(glyph, glyphs[index - 1])) &&
+           !(index + 1 < glyphs.size() && IsOver(glyph, glyphs[index + 1]));
+}
+
 std::optional<std::size_t> LetterOf(const Glyphs& glyphs, const Glyph& mark)
 {
+    if (!IsMark(mark)) {
+        const auto letter = std::find_if(glyphs.begin(), glyphs.end(),
+                                         [&mark](const Glyph& one) { return IsOver(mark, one); });
+        return letter == glyphs.end() ? std::nullopt
+                                      : std::optional(std::size_t(letter - glyphs.begin()));
+    }
     std::optional<std::size_t> nearest;
     double least = 0;
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
@@ -84,7 +111,7 @@ void PlaceMarks(Glyphs& glyphs)
 {
     std::vector<std::size_t> strays;
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
-        if (IsMark(glyphs[i]) && !IsAtNeighbor(glyphs, i))
+        if (IsStray(glyphs, i))
             strays.push_back(i);
     }
     if (strays.empty() || strays.size() * glyphs.size() > mostComparisons)

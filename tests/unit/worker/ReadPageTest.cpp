@@ -242,6 +242,15 @@ TEST_F(ReadPageTest, AccentsJoinTheirLetters)
     EXPECT_EQ(Plain(), "caf\u00e9s\n");
 }
 
+TEST_F(ReadPageTest, AccentsThatComeLaterJoinTheirLetters)
+{
+    PutLine("Uwe Luck", 50, 100);
+    Put(0xa8, 75.2, 100.4);
+    PutLine("writes x^2", 50, 112);
+    Put(0x2c6, 120, 112); // an accent of no letter
+    EXPECT_EQ(Plain(), "Uwe L\u00fcck\nwrites x^2 \u02c6\n");
+}
+
 TEST_F(ReadPageTest, CodesThatComeInHalvesAreWhole)
 {
     Put(0xd83d, 50, 100);
