@@ -314,7 +314,7 @@ TEST_F(BatchTest, EndsWithThreeWhenAResultWantsALook)
 
 TEST_F(BatchTest, ConvertsDocumentsSideBySideAndTellsOfThemInTheirOrder)
 {
-    MakeSample("long.pdf", 20);
+    MakeSample("long.pdf", 300);
     for (const char* name : {"1.pdf", "2.pdf", "3.pdf"})
         MakeSample(name, 1);
     const QStringList arguments{"long.pdf", "1.pdf", "2.pdf", "3.pdf",      "-o",
