@@ -138,12 +138,26 @@ bool EndsEarly(const RunLine& line, const RunLine& next, double rightEdge)
            QStringLiteral(".!?").contains(last.back()) && first.isUpper();
 }
 
+/** Whether the line goes on with a formula right behind the one before, as parts of fractions do.
+ */
+bool GoesOnWithFormula(const RunLine& before, const RunLine& line)
+{
+    constexpr double highest = 0.95; // all in ems
+    constexpr double nearest = -0.3;
+    constexpr double farthest = 0.5; // cells are farther
+    const double em = std::max(before.em, line.em);
+    const double gap = (line.box.left() - before.box.right()) / em;
+    return std::abs(PitchOf(before, line)) < highest * em && gap > nearest && gap < farthest;
+}
+
 bool BeginsParagraph(const Region& region, std::size_t index, std::optional<Pitch> usualPitch)
 {
     const RunLine& before = region[index - 1];
     const RunLine& line = region[index];
     const double em = std::max(before.em, line.em);
     const double pitch = PitchOf(before, line);
+    if (GoesOnWithFormula(before, line))
+        return false;
     if (pitch <= 0)
         return true; // it goes on in another cell
     if (IsLimit(before, line) || IsLimit(line, before))

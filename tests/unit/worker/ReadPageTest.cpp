@@ -655,6 +655,17 @@ TEST_F(ReadPageTest, LimitsStandBelowTheNamesOfFunctions)
     EXPECT_EQ(Plain(), "d = max |x|\nx in A\n\ngrows with each one\n");
 }
 
+TEST_F(ReadPageTest, FractionsStandInTheirFormulaWithoutEmptyLines)
+{
+    PutLine("these are", 50, 80);
+    PutLine("f = q log s +", 80, 112);
+    PutLine("a b", 147, 105);
+    PutLine("c d", 147, 119);
+    PutLine("= 0.", 166, 112);
+    PutLine("as is seen", 50, 144);
+    EXPECT_EQ(Plain(), "these are\n\nf = q log s +\na b\nc d\n= 0.\n\nas is seen\n");
+}
+
 TEST_F(ReadPageTest, CaptionsBelowAShortenedMinuteAreNoLimits)
 {
     const std::pair<std::string, double> captions[] = {{"the way from here to there", 9},
