@@ -529,11 +529,13 @@ double UsualEmOf(const RunLine& line)
     return *middle;
 }
 
-/** Whether it is a sentence from the right; what has other letters may be a row, or of a listing.
+/**
+ * Whether it is a line from the right: what has other letters may be a row, or of a listing, and
+ * so may a few letters be on a page of other text.
  */
-bool IsProseFromTheRight(const Runs& runs)
+bool IsFromTheRight(const Runs& runs, bool isPageFromTheRight)
 {
-    constexpr int fewestLetters = 8;
+    const int fewestLetters = isPageFromTheRight ? 1 : 8;
     int letters = 0;
     for (const Run* const run : runs) {
         if (run->direction > 0)
@@ -550,7 +552,7 @@ void Cutter::AddRegion(const Runs& runs)
     if (lines.empty())
         lines = AsPlaced(runs, goesLeft);
     for (RunLine& line : lines) {
-        if (!goesLeft && IsProseFromTheRight(line.runs))
+        if (!goesLeft && IsFromTheRight(line.runs, isRightToLeft))
             SortLine(line.runs, true);
     }
     for (RunLine& line : lines)

@@ -959,6 +959,19 @@ TEST_F(ReadPageTest, LinesFromTheRightAreReadSoBesideOnesFromTheLeft)
     EXPECT_EQ(Plain(), "A heading of many letters\n" + hebrew + ' ' + hebrew + " @\n");
 }
 
+TEST_F(ReadPageTest, DatesBelowNamesAreReadFromTheRightOnPagesThatAre)
+{
+    PutLine("A Name of Many Letters", 150, 40);
+    PutLine("2020", 210, 52);
+    for (const int place : {0, 1, 2})
+        Put(0x5d0 + char32_t(place), 245 - 5 * place, 52);
+    PutLine("14", 255, 52);
+    for (const double right : {335, 300, 265, 230})
+        PutHebrew(right);
+    EXPECT_EQ(PlainLines(), "A Name of Many Letters\n14 \u05d0\u05d1\u05d2 2020\n" + hebrew + ' ' +
+                                hebrew + ' ' + hebrew + ' ' + hebrew);
+}
+
 TEST_F(ReadPageTest, MarksThatAreDrawnBeforeTheFirstLetterAreItsMarks)
 {
     Put(0x64e, 101, 100, 0);
