@@ -1,5 +1,6 @@
 #include "Paragraphs.h"
 
+#include "Limits.h"
 #include "WordsOfLine.h"
 
 #include <algorithm>

@@ -20,9 +20,6 @@ struct RunLine
     double usualEm = 0;
 };
 
-/** Whether one may stand above or below a sign of the other, as the limits of a sum do. */
-bool IsLimit(const RunLine& limit, const RunLine& line);
-
 /** Lines that follow each other in one column, or over the whole width of a page. */
 using Region = std::vector<RunLine>;
 
