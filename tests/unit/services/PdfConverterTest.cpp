@@ -167,7 +167,7 @@ TEST_F(PdfConverterTest, WarnsWhereThisMachineLacksAMeasureAndFailsWhereAllAreRe
             warnings.push_back(note.text);
         }
         // A worker with sanitizers has no filters that could be missing.
-        EXPECT_EQ(warnings.empty(), PDF::Test::isSanitized);
+        EXPECT_EQ(warnings.empty(), WORKER_IS_SANITIZED);
         for (const QString& text : warnings)
             EXPECT_TRUE(text.contains("Landlock")) << text.toStdString();
     }

@@ -892,7 +892,7 @@ TEST_F(WorkerPdfProviderRealTest, TellsWhichMeasuresAreMissingWhereNoneIsRequire
     WorkerPdfProvider free({WorkerWithout("landlock=ENOSYS"), longTime});
     EXPECT_EQ(free.MissingMeasures(), QStringList());
     EXPECT_GE(Open(free, InFolder("plain.pdf")).id, 0);
-    EXPECT_EQ(free.MissingMeasures().contains("file access (Landlock)"), !isSanitized);
+    EXPECT_EQ(free.MissingMeasures().contains("file access (Landlock)"), !WORKER_IS_SANITIZED);
 }
 
 TEST_F(WorkerPdfProviderTest, BelievesNoWorkerThatTheMachineLacksWhatNobodyRequires)
