@@ -629,6 +629,13 @@ TEST_F(ReadPageTest, LargeSignsOfTexFontsWithoutNamesAreInTheirFormula)
     EXPECT_EQ(Plain(), "The sum of all:\n\nn\nS = \u2211 x\ni=1\n");
 }
 
+TEST_F(ReadPageTest, UnderscoresHangAndAreNoLargeSigns)
+{
+    PutLine("in light_grey", 50, 100);
+    engine.drawn.characters[7].hang = 0.6;
+    EXPECT_EQ(Plain(), "in light_grey\n");
+}
+
 TEST_F(ReadPageTest, LettersOfFontsThatHangAsAWholeAreNoLargeSigns)
 {
     PutLine("PXZ", 50, 100);
