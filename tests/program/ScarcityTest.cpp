@@ -162,7 +162,7 @@ TEST_F(ScarcityTest, OfProcessesHasDocumentsCopiedOneAfterAnother)
     while (least < 20 && convertUnder(least, inputs.mid(0, 1)).exitCode != 0)
         ++least;
     // While a copy is made for one document, others are drawn: a thread and a process for each.
-    for (int processes = least + 3; processes <= least + 12; ++processes) {
+    for (int processes = least + 2; processes <= least + 12; ++processes) {
         const Outcome run = convertUnder(processes, inputs);
         EXPECT_EQ(run.exitCode, 0) << processes << ' ' << run.complaints;
         EXPECT_EQ(WholePictures("out/pages").size(), 6);

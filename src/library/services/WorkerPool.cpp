@@ -220,7 +220,8 @@ void WorkerPool::Answered(Worker& worker, Request request, const QJsonObject& an
             this, [this] { Serve(); }, Qt::QueuedConnection);
 }
 
-/** Whether the process could not be started, and there are others that were. */
+/** Whether the process could not be started, and others have answered or are at work: one that is
+ * at its first request may only be starting, and this one's is tried again where it fails. */
 bool WorkerPool::DoOthersWorkFor(Worker& worker, const QJsonObject& answer)
 {
     const auto reason = WorkerProtocol::ReasonOf(answer);
@@ -231,7 +232,7 @@ bool WorkerPool::DoOthersWorkFor(Worker& worker, const QJsonObject& answer)
     if (!isNotStarted)
         return false;
     worker.isOut = std::any_of(workers.begin(), workers.end(),
-                               [](const Worker& other) { return other.isSound; });
+                               [](const Worker& other) { return other.isSound || other.asker; });
     if (worker.isOut)
         return true;
     whyNotStarted = answer[WorkerProtocol::Key::message].toString();

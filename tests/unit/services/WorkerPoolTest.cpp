@@ -290,6 +290,23 @@ TEST_F(WorkerPoolTest, DoesAllWithTheProcessesThatTheMachineHasRoomFor)
     EXPECT_EQ(pool.WhyNotStarted(), "");
 }
 
+TEST_F(WorkerPoolTest, WaitsForAProcessThatIsAtItsFirstRequestWhereThereIsNoRoomForMore)
+{
+    WorkerPool pool(WithRoomFor(1), 3);
+    Ask(pool, "first", "/nowhere/a", Meeting());
+    ASSERT_TRUE(WaitUntil([&] { return QDir(folder.filePath("room")).isEmpty(); }));
+    Ask(pool, "second", "/nowhere/a");
+    for (int i = 0; i < 20; ++i) { // in which others are tried
+        QThread::msleep(10);
+        QCoreApplication::processEvents();
+    }
+    EXPECT_EQ(answered, std::vector<std::string>());
+    Go();
+    Wait(2);
+    EXPECT_EQ(reasons, std::vector<std::string>(2));
+    EXPECT_EQ(pool.WhyNotStarted(), "");
+}
+
 TEST_F(WorkerPoolTest, TellsWhyNoProcessCouldBeStarted)
 {
     WorkerPool pool(WithRoomFor(0), 2);
