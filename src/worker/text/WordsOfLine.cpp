@@ -117,38 +117,105 @@ bool IsInterval(const QString& text)
 /**
  * Engines tell a bracket beside what is written rightwards as it looks, which is the other way
  * round in a line from right to left: there, two that open are one pair, and so are two that close
- * unless the first one ends a word, as one behind a number does. Two square ones that close around
- * an interval of numbers are those of one without its ends, which the second one is to open.
+ * unless the first one ends a word, as one behind a number does. One that closes at the beginning
+ * of a word opens, and with one that opens at the end of another it is a pair. Two square ones that
+ * close around an interval of numbers are those of one without its ends, which the second one is to
+ * open.
  */
-void PairBrackets(std::vector<std::pair<TextWord, bool>>& words)
+class Brackets
 {
+public:
+    /**
+     * Takes the next word of the line.
+     *
+     * @param goesOn  whether it goes on with the word before it
+     * @param next    what goes on with it; null for nothing
+     */
+    void Take(QString& word, bool goesOn, QChar next)
+    {
+        for (QChar& one : word) {
+            behindUnopened += one;
+            const bool isFirst = &one == word.begin() && !goesOn;
+            const bool isLast = &one + 1 == word.end() && next.isNull();
+            if (one.category() == QChar::Punctuation_Open)
+                Open(one, isLast && (goesOn || word.size() > 1));
+            if (one.category() == QChar::Punctuation_Close)
+                Close(one, isFirst);
+            if (unopened == &one) // a single letter may be an item's, which it closes
+                isBeforeWord =
+                    word.size() == 1 ? next.isLetter() : word.size() > 2 && word.at(1).isLetter();
+        }
+    }
+
+    /** Ends the line. */
+    void End()
+    {
+        if (unopened && isBeforeWord)
+            *unopened = unopened->mirroredChar();
+    }
+
+private:
+    /** Whether both brackets may be those of one without its ends, which may be letters. */
+    bool IsOpenInterval() const
+    {
+        return behindUnopened.contains(QLatin1Char(';')) || IsInterval(behindUnopened);
+    }
+
+    void Open(QChar& one, bool endsWord)
+    {
+        if (!open.isEmpty() && open.back() == one) {
+            one = one.mirroredChar(); // and closes
+        } else if (endsWord && unopened && *unopened == one.mirroredChar() && !IsOpenInterval()) {
+            std::swap(one, *unopened);
+            unopened = nullptr;
+        } else {
+            open += one;
+        }
+    }
+
+    void Close(QChar& one, bool beginsWord)
+    {
+        if (!open.isEmpty() && open.back() == one.mirroredChar()) {
+            open.chop(1);
+        } else if (unopened && *unopened == one) {
+            const bool isOutwards = one == QLatin1Char(']') && IsInterval(behindUnopened);
+            (isOutwards ? one : *unopened) = one.mirroredChar();
+            unopened = nullptr;
+        } else if (beginsWord) {
+            unopened = &one;
+            behindUnopened.clear();
+        }
+    }
+
     QString open;
     QChar* unopened = nullptr;
+    bool isBeforeWord = false;
     QString behindUnopened;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        TextWord& word = words[i].first;
-        const bool goesOn = i > 0 && words[i].second && IsRestOf(words[i - 1].first, word, true);
-        for (QChar& one : word.text) {
-            behindUnopened += one;
-            if (one.category() == QChar::Punctuation_Open) {
-                if (!open.isEmpty() && open.back() == one)
-                    one = one.mirroredChar();
-                else
-                    open += one;
-            }
-            if (one.category() != QChar::Punctuation_Close)
-                continue;
-            if (!open.isEmpty() && open.back() == one.mirroredChar()) {
-                open.chop(1);
-            } else if (unopened && *unopened == one) {
-                const bool isOutwards = one == QLatin1Char(']') && IsInterval(behindUnopened);
-                (isOutwards ? one : *unopened) = one.mirroredChar();
-                unopened = nullptr;
-            } else if (&one == word.text.begin() && !goesOn) {
-                unopened = &one;
-                behindUnopened.clear();
-            }
+};
+
+void PairBrackets(std::vector<std::pair<TextWord, bool>>& parts)
+{
+    Brackets brackets;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const bool isGoneOn = i + 1 < parts.size() && parts[i + 1].second;
+        brackets.Take(parts[i].first.text, parts[i].second,
+                      isGoneOn ? parts[i + 1].first.text.front() : QChar());
+    }
+    brackets.End();
+}
+
+/** Of words that are marked where they begin a run, marks those that go on with the one before. */
+void FindRests(std::vector<std::pair<TextWord, bool>>& parts, bool isLeftwards)
+{
+    TextWord whole;
+    for (auto& [word, goesOn] : parts) {
+        goesOn = goesOn && !whole.text.isEmpty() && IsRestOf(whole, word, isLeftwards);
+        if (!goesOn) {
+            whole = word;
+            continue;
         }
+        whole.text += word.text;
+        whole.box |= word.box;
     }
 }
 
@@ -158,11 +225,12 @@ std::vector<TextWord> WordsOf(const RunLine& line)
 {
     const bool isLeftwards = IsLeftwards(line);
     std::vector<std::pair<TextWord, bool>> parts = WordsOfRuns(line, isLeftwards);
+    FindRests(parts, isLeftwards);
     if (isLeftwards)
         PairBrackets(parts);
     std::vector<TextWord> words;
-    for (auto& [word, beginsRun] : parts) {
-        if (words.empty() || !beginsRun || !IsRestOf(words.back(), word, isLeftwards)) {
+    for (auto& [word, goesOn] : parts) {
+        if (!goesOn) {
             words.push_back(std::move(word));
             continue;
         }

@@ -837,6 +837,30 @@ TEST_F(ReadPageTest, BracketsOpenInLinesFromTheRightWhateverTheEngineTellsOfThem
     EXPECT_EQ(Plain(), "\u0634\u0628\u06a9\u0647 (\u062f\u0631)\n");
 }
 
+TEST_F(ReadPageTest, BracketsBesideOtherScriptsAreAPairInLinesFromTheRight)
+{
+    for (const int place : {0, 1, 2, 3})
+        Put(QStringLiteral("\u0634\u0628\u06a9\u0647")[place].unicode(), 195 - 5 * place, 100);
+    Put(')', 170, 100); // as both are drawn, with words of either script within
+    for (const int place : {0, 1})
+        Put(QStringLiteral("\u062f\u0631")[place].unicode(), 165 - 5 * place, 100);
+    PutLine("bib", 135, 100);
+    Put('(', 130, 100);
+    Put(0x634, 115, 100);
+    EXPECT_EQ(Plain(),
+              QStringLiteral("\u0634\u0628\u06a9\u0647 (\u062f\u0631 bib) \u0634\n").toStdString());
+}
+
+TEST_F(ReadPageTest, ABracketBeforeAWordOpensInLinesFromTheRightWhateverFollows)
+{
+    for (const int place : {0, 1, 2, 3})
+        Put(QStringLiteral("\u0634\u0628\u06a9\u0647")[place].unicode(), 195 - 5 * place, 100);
+    Put(')', 170, 100); // which closes in a further line
+    for (const int place : {0, 1})
+        Put(QStringLiteral("\u062f\u0631")[place].unicode(), 165 - 5 * place, 100);
+    EXPECT_EQ(Plain(), "\u0634\u0628\u06a9\u0647 (\u062f\u0631\n");
+}
+
 TEST_F(ReadPageTest, BracketsBehindNumbersCloseInLinesFromTheRight)
 {
     for (const double right : {200, 140}) {
