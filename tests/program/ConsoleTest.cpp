@@ -260,6 +260,19 @@ TEST_F(ConsoleTest, DoesNotCountTheTimeInWhichAnotherDocumentIsCopied)
     EXPECT_EQ(WholePictures("p").size(), 9);
 }
 
+TEST_F(ConsoleTest, BlamesNoneOfSeveralThatTakeTooLongTogetherToBeCopied)
+{
+    MakeSample("secret.pdf", 300, "pw");
+    QStringList arguments{"--merge", "-o", "all.pdf", "--timeout", "0.5", "--password-file", "-"};
+    for (int i = 0; i < 100; ++i)
+        arguments.append("secret.pdf");
+    const Outcome run = Run(arguments, "pw");
+    EXPECT_EQ(run.exitCode, 124);
+    EXPECT_THAT(run.complaints, HasSubstr("all.pdf: takes longer than --timeout allows"));
+    EXPECT_FALSE(QFile::exists(Path("all.pdf")));
+    EXPECT_EQ(LeftInTempDir(), QStringList());
+}
+
 TEST_F(ConsoleTest, DrawsOthersWhileADocumentIsCopiedWhichASignalEnds)
 {
     MakeSample("good.pdf", 9);

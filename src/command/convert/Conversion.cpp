@@ -20,6 +20,16 @@
 
 namespace Korvel::App {
 
+namespace {
+
+Failure LateFailure()
+{
+    return {ExitCode::TimedOut, "timed-out",
+            "takes longer than --timeout allows; its finished pages are there"};
+}
+
+} // namespace
+
 Conversion::Conversion(const Run& run, Planner& planner, PlannedDocument& planned)
     : run(run),
       planner(planner),
@@ -159,6 +169,8 @@ void Conversion::Copied(const ConverterFactory::Copy& copy)
         copies.push_back(copy);
     else if (!isLate && LacksWorker() && !std::exchange(hasWaitedForWorker, true))
         run.factory.CopyOneByOne();
+    else if (isLate && planned.whole)
+        throw LateFailure(); // the time is that of all of them
     else
         throw FailureIn(ToCopy().Name(), WhyNotCopied());
     CopySources();
@@ -298,8 +310,7 @@ Failure Conversion::WhyNotConverted(const Outcome& outcome) const
         return WhyMissing(*outcome.missing);
     run.interruption.Check();
     if (isLate)
-        return {ExitCode::TimedOut, "timed-out",
-                "takes longer than --timeout allows; its finished pages are there"};
+        return LateFailure();
     if (outcome.page)
         return WhyFailed(*outcome.page);
     if (outcome.error == PDF::Converter::AbstractConverter::Unconfined)
