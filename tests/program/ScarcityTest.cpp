@@ -156,16 +156,18 @@ TEST_F(ScarcityTest, OfProcessesHasDocumentsCopiedOneAfterAnother)
         QDir(Path("out/pages")).removeRecursively();
         return RunUnder({QStringLiteral("--nproc=%1").arg(processes)},
                         some + QStringList{"-d", "pages", "-r", "30", "--password-file", Path("pw"),
-                                           "-j", "3"});
+                                           "-j", "3", "--on-exists", "number"});
     };
     int least = 4;
     while (least < 20 && convertUnder(least, inputs.mid(0, 1)).exitCode != 0)
         ++least;
     // While a copy is made for one document, others are drawn: a thread and a process for each.
     for (int processes = least + 2; processes <= least + 12; ++processes) {
-        const Outcome run = convertUnder(processes, inputs);
-        EXPECT_EQ(run.exitCode, 0) << processes << ' ' << run.complaints;
-        EXPECT_EQ(WholePictures("out/pages").size(), 6);
+        for (const QStringList& some : {inputs, {inputs[0], inputs[0], inputs[0]}}) {
+            const Outcome run = convertUnder(processes, some);
+            EXPECT_EQ(run.exitCode, 0) << processes << ' ' << run.complaints;
+            EXPECT_EQ(WholePictures("out/pages").size(), 6);
+        }
     }
     EXPECT_EQ(LeftInTempDir(), QStringList());
 }

@@ -176,11 +176,18 @@ void Conversion::Copied(const ConverterFactory::Copy& copy)
     CopySources();
 }
 
-/** Whether the machine had no room for a worker to make the copy. */
+/**
+ * Whether the machine had no room for a worker to make the copy. Reasons are told by the path, so
+ * none is there where another conversion has opened the same file since.
+ */
 bool Conversion::LacksWorker() const
 {
+    const PDF::WorkerPdfProvider& provider = run.factory.PdfProvider();
     const ioPath file(ToCopy().GetInput().path.toStdString());
-    return run.factory.PdfProvider().WhyOpenFailed(file) == PDF::OpenFailure::NotStarted;
+    const PDF::OpenFailure why = provider.WhyOpenFailed(file);
+    return why == PDF::OpenFailure::NotStarted ||
+           (why == PDF::OpenFailure::None &&
+            provider.WhySaveFailed(file) == PDF::SaveFailure::None);
 }
 
 Failure Conversion::WhyNotCopied() const
