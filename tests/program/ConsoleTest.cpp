@@ -255,7 +255,9 @@ TEST_F(ConsoleTest, DoesNotCountTheTimeInWhichAnotherDocumentIsCopied)
     const Outcome run =
         Run({"good.pdf", "slow.pdf", "-o", "p/%s-%d.png", "-j", "2", "--timeout", "3"});
     EXPECT_EQ(run.exitCode, 10);
-    EXPECT_THAT(run.complaints, HasSubstr("slow.pdf: takes too long to open"));
+    EXPECT_THAT(run.complaints,
+                HasSubstr("slow.pdf: takes too long to be copied without encryption or "
+                          "damage; allow more with --timeout"));
     EXPECT_THAT(run.complaints, Not(HasSubstr("good.pdf")));
     EXPECT_EQ(WholePictures("p").size(), 9);
 }

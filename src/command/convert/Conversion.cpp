@@ -193,7 +193,7 @@ bool Conversion::LacksWorker() const
 Failure Conversion::WhyNotCopied() const
 {
     if (isLate)
-        return FailureOf(PDF::OpenFailure::TimedOut);
+        return FailureOf(PDF::SaveFailure::TimedOut);
     if (!IsAsPlanned(ToCopy()))
         return ChangedFailure();
     PDF::WorkerPdfProvider& provider = run.factory.PdfProvider();

@@ -227,7 +227,7 @@ std::vector<Option> Running()
             {{"--timeout"},
              "SECONDS",
              "How long a document may take to open, and how long\n"
-             "to convert; without this 600 for each page"},
+             "to copy and convert; without this 600 for each page"},
             {{"--memory-limit"},
              "MB",
              "How much memory a worker process may use, from 256;\n"

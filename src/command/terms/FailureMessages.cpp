@@ -38,7 +38,8 @@ Failure FailureOf(PDF::OpenFailure why)
         return {ExitCode::Conversion, "out-of-memory",
                 "takes more memory to open than is allowed; allow more with --memory-limit"};
     case PDF::OpenFailure::TimedOut:
-        return {ExitCode::TimedOut, "timed-out", "takes too long to open"};
+        return {ExitCode::TimedOut, "timed-out",
+                "takes too long to open; allow more with --timeout"};
     case PDF::OpenFailure::Changed:
         return ChangedFailure();
     case PDF::OpenFailure::TooManyPages:
@@ -64,7 +65,9 @@ Failure FailureOf(PDF::SaveFailure why)
     case PDF::SaveFailure::OutOfMemory:
         return FailureOf(PDF::OpenFailure::OutOfMemory);
     case PDF::SaveFailure::TimedOut:
-        return FailureOf(PDF::OpenFailure::TimedOut);
+        return {ExitCode::TimedOut, "timed-out",
+                "takes too long to be copied without encryption or damage; allow more with "
+                "--timeout"};
     case PDF::SaveFailure::WorkerFailed:
         return FailureOf(PDF::OpenFailure::WorkerFailed);
     case PDF::SaveFailure::Changed:
