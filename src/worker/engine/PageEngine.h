@@ -30,6 +30,8 @@ struct TextCharacter
     double hang = 0;
     /** Whether its font is one of TeX's symbols, whose codes may stand for their names. */
     bool isOfTexSymbols = false;
+    /** Whether it is a sign whose font has no name, as those of bitmaps have none. */
+    bool isOfBitmaps = false;
     /** The number of its font among those of the page's characters; -1 where it is not known. */
     int font = -1;
 };

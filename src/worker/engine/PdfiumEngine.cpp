@@ -46,6 +46,14 @@ std::size_t StrideOf(const PictureShape& shape)
     return (std::size_t(shape.width) * std::size_t(BytesAPixel(shape.pixels)) + 3) / 4 * 4;
 }
 
+/** Whether it is an arrow, a shape or a dingbat. */
+bool IsSign(char32_t code)
+{
+    constexpr char32_t first = 0x2190;
+    constexpr char32_t last = 0x27bf;
+    return code >= first && code <= last;
+}
+
 int ReadBlock(void* file, unsigned long position, unsigned char* into, unsigned long size)
 {
     auto& source = *static_cast<WatchedFile*>(file);
@@ -217,6 +225,7 @@ DrawnCharacters PdfiumEngine::Characters(int page, bool wantsFonts)
             (wasOfTexSymbols || ascentNow != ascentBefore) && IsOfTexSymbols(i);
         wasOfTexSymbols = character.isOfTexSymbols;
         ascentBefore = ascentNow;
+        character.isOfBitmaps = IsSign(character.code) && !HasNamedFont(i);
         if (wantsFonts) {
             const std::string font = FontOf(i);
             const auto known = std::find(drawn.fonts.begin(), drawn.fonts.end(), font);
@@ -329,6 +338,12 @@ bool PdfiumEngine::IsOfTexSymbols(int character) const
     int flags = 0;
     pdfium.TextGetFontInfo(text, character, name.data(), name.size() - 1, &flags);
     return std::strstr(name.data(), "CMSY") || std::strstr(name.data(), "CMBSY");
+}
+
+bool PdfiumEngine::HasNamedFont(int character) const
+{
+    int flags = 0;
+    return pdfium.TextGetFontInfo(text, character, nullptr, 0, &flags) > 1; // it ends in a NUL
 }
 
 /** What takes points of the page to points from the top left of what is shown. */

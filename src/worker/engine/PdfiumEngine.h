@@ -49,6 +49,7 @@ private:
     QRectF Inked(int character) const;
     std::string FontOf(int character) const;
     bool IsOfTexSymbols(int character) const;
+    bool HasNamedFont(int character) const;
     Affine Shown() const;
     QPointF Point(double x, double y) const;
 

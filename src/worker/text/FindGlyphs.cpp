@@ -2,6 +2,7 @@
 
 #include "FindVertical.h"
 #include "Script.h"
+#include "TexLetters.h"
 #include "TexSigns.h"
 
 #include <algorithm>
@@ -214,6 +215,7 @@ PageGlyphs FindGlyphs(const std::vector<TextCharacter>& drawn)
 {
     std::vector<TextCharacter> characters = WithWholeCodes(drawn);
     NameTexSigns(characters);
+    NameTexLetters(characters);
     NameLigatures(characters);
     PartLigatures(characters);
     const std::vector<bool> isVertical = FindVertical(characters);

@@ -63,6 +63,25 @@ protected:
         return form;
     }
 
+    /** A font without a name whose characters are these, of the codes from 1 on. */
+    QPDFObjectHandle FontOfBitmaps(const std::string& names, const std::string& toUnicode)
+    {
+        QPDFObjectHandle bitmaps =
+            Parse("<< /Type /Font /Subtype /Type3 /FontBBox [0 0 50 60] /FirstChar 1 /LastChar 9"
+                  " /FontMatrix [0.01 0 0 0.01 0 0] /Widths [50 50 50 50 50 50 50 50 50]"
+                  " /CharProcs << >> /Encoding << /Differences [1 " +
+                  names + "] >> >>");
+        bitmaps.replaceKey(
+            "/ToUnicode",
+            pdf.newStream("begincmap 1 begincodespacerange <00> <ff> endcodespacerange "
+                          "1 beginbfrange <01> <09> [" +
+                          toUnicode + "] endbfrange endcmap"));
+        QPDFObjectHandle shapes = bitmaps.getKey("/CharProcs");
+        for (QPDFObjectHandle name : Parse("[" + names + "]").getArrayAsVector())
+            shapes.replaceKey(name.getName(), pdf.newStream("50 0 0 0 40 60 d1 0 0 40 60 re f"));
+        return pdf.makeIndirectObject(bitmaps);
+    }
+
     void AddForm(const std::string& name, const QPDFObjectHandle& form)
     {
         page.getKey("/Resources").getKey("/XObject").replaceKey(name, form);
@@ -150,6 +169,26 @@ protected:
 std::string Marked(const std::string& layer, const std::string& content)
 {
     return "/OC " + layer + " BDC\n" + content + "EMC\n";
+}
+
+TEST_F(ShownTextTest, HasLettersOfBitmapsThatAreNamedAsDingbatsAre)
+{
+    if (qgetenv("ENGINE") == "qt")
+        GTEST_SKIP() << "this engine's text stays as it is";
+    page.getKey("/Resources")
+        .getKey("/Font")
+        .replaceKey("/B", FontOfBitmaps("/a16 /a17 /a28 /a45 /a50 /a97 /a110 /a161 /a167",
+                                        "<270f> <2711> <271c> <2732> <2737> <275b> <2765> <2192> "
+                                        "<279c>"));
+    const std::string words = "BT /B 12 Tf 50 400 Td <01060302> Tj 60 0 Td <060804> Tj"
+                              " 60 0 Td <0905> Tj ET";
+    EXPECT_EQ(LinesWith(words), "plain words\n\u201cafi\u201d a\u0105- \u00a72\n");
+}
+
+TEST_F(ShownTextTest, HasDingbatsOfOtherFonts)
+{
+    font.replaceKey("/ToUnicode", pdf.newStream("1 beginbfchar <61> <275b> endbfchar"));
+    EXPECT_EQ(LinesWith(), "pl\u275bin words\n");
 }
 
 TEST_F(ShownTextTest, HoldsAnnotationsThatAreDrawn)

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "PageEngine.h"
+
+#include <vector>
+
+namespace Korvel::Worker {
+
+/**
+ * Reads the letters of TeX's fonts of bitmaps, which are called by their codes, "a97" and so on:
+ * lists of characters have such names for dingbats, which documents tell then. The codes are those
+ * of the encoding T1 ("Cork"), or of the signs beside it, TS1, where they stand in no word.
+ */
+void NameTexLetters(std::vector<TextCharacter>& characters);
+
+} // namespace Korvel::Worker
