@@ -1,6 +1,7 @@
 #include "PdfiumEngine.h"
 
 #include "RequestError.h"
+#include "Script.h"
 
 #include <algorithm>
 #include <array>
@@ -284,6 +285,10 @@ void PdfiumEngine::PlaceUpright(TextCharacter& character, int number, double bas
         box |= inked;
     else if (!inked.isEmpty() && (middle < box.top() || middle > box.bottom()))
         box.moveTop(baseline - descent * box.height()); // some that were made from others lie
+    if (box.width() <= 0 && inked.width() > 0 && IsBrahmic(character.code)) {
+        box.setLeft(inked.left());
+        box.setRight(inked.right());
+    }
     character.fontSize = box.height();
     character.box = shown.Map(box);
     if (!inked.isEmpty() && inked.bottom() <= baseline + slightly * box.height() &&

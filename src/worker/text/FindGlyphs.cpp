@@ -30,7 +30,8 @@ bool IsParting(char32_t code)
 bool IsInvisible(char32_t code)
 {
     constexpr char32_t joiners[] = {0x200c, 0x200d}; // which tell words of some languages apart
-    if (std::find(std::begin(joiners), std::end(joiners), code) != std::end(joiners))
+    if (std::find(std::begin(joiners), std::end(joiners), code) != std::end(joiners) ||
+        IsHyphen(code))
         return false;
     const QChar::Category category = QChar::category(code);
     return category == QChar::Other_Control || category == QChar::Other_Format ||
@@ -124,28 +125,44 @@ double StepOf(char32_t letter, const QRectF& share)
     return IsRightToLeft(letter) ? -share.width() : share.width();
 }
 
-/** Characters of one box are the letters of a ligature: each gets its share of it. */
+/** Whether both are of one glyph, which an accent never is: TeX's may be as wide as their letters.
+ */
+bool AreOfLigature(const TextCharacter& one, const TextCharacter& other)
+{
+    return one.box == other.box && one.origin == other.origin && !one.box.isEmpty() &&
+           CombiningFormOf(one.code) == 0 && CombiningFormOf(other.code) == 0;
+}
+
+/** Gives each letter of a ligature its share of the box; marks have that of their letter. */
+void PartLigature(std::vector<TextCharacter>::iterator first,
+                  std::vector<TextCharacter>::iterator end)
+{
+    const auto letters =
+        std::count_if(first, end, [](const TextCharacter& one) { return !IsCombining(one.code); });
+    const Affine upright = Affine::Turned(-first->turned);
+    const Affine back = Affine::Turned(first->turned);
+    QRectF share = upright.Map(first->box);
+    share.setWidth(share.width() / double(std::max<std::ptrdiff_t>(1, letters)));
+    const double step = StepOf(first->code, share);
+    if (step < 0)
+        share.translate(-step * double(letters - 1), 0);
+    bool hasLetter = false;
+    for (; first != end; ++first) {
+        if (!IsCombining(first->code) && std::exchange(hasLetter, true))
+            share.translate(step, 0);
+        first->box = back.Map(share);
+    }
+}
+
 void PartLigatures(std::vector<TextCharacter>& characters)
 {
-    for (std::size_t first = 0; first < characters.size();) {
-        const TextCharacter ligature = characters[first];
-        std::size_t end = first + 1;
-        while (end < characters.size() && characters[end].box == ligature.box &&
-               characters[end].origin == ligature.origin && !ligature.box.isEmpty())
-            ++end;
-        if (end - first == 1) {
-            ++first;
-            continue;
-        }
-        const Affine upright = Affine::Turned(-ligature.turned);
-        const Affine back = Affine::Turned(ligature.turned);
-        QRectF share = upright.Map(ligature.box);
-        share.setWidth(share.width() / double(end - first));
-        const double step = StepOf(characters[first].code, share);
-        if (step < 0)
-            share.translate(-step * double(end - first - 1), 0);
-        for (; first < end; ++first, share.translate(step, 0))
-            characters[first].box = back.Map(share);
+    for (auto first = characters.begin(); first != characters.end();) {
+        const auto end = std::find_if_not(first + 1, characters.end(), [&](const auto& one) {
+            return AreOfLigature(*first, one);
+        });
+        if (end - first > 1)
+            PartLigature(first, end);
+        first = end;
     }
 }
 

@@ -137,7 +137,8 @@ void JoinAccents(Glyphs& run)
         Glyph& letter = isBefore ? run[i] : run[i - 1];
         if (letter.code == dotlessI)
             letter.code = 'i';
-        ++i;
+        if (isBefore)
+            ++i;
     }
 }
 
@@ -185,6 +186,13 @@ bool EndsWord(const Glyph& one, const Glyph& next, double spacing)
         spacing = widestSpacing;
     return next.before == Glyph::Before::Space ||
            gap > (spacing + (isSeen ? gapThatTheEngineSees : gapOfWords)) * em;
+}
+
+/** Whether it stands below or above the letter, and ends no further than this one does. */
+bool IsAtLetter(const Glyph& glyph, const Glyph& letter)
+{
+    return IsCombining(glyph.code) ||
+           (IsBrahmic(glyph.code) && glyph.box.right() <= letter.box.right());
 }
 
 /** Letters of the right-to-left that are drawn from left to right are read from their end. */
@@ -277,13 +285,13 @@ Run MakeRun(Glyphs& glyphs)
     run.baseline = glyphs.front().baseline;
     bool hasMarks = false;
     const double spacing = Spacing(glyphs);
-    std::size_t letter = 0; // marks stand anywhere above or below it
+    std::size_t letter = 0; // others may stand anywhere above or below it
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
         const Glyph& glyph = glyphs[i];
         if (i == 0 || EndsWord(glyphs[letter], glyph, spacing))
             run.words.push_back({{}, {}, 0, glyph.font});
         AppendTo(run.words.back(), glyph);
-        letter = IsCombining(glyph.code) ? letter : i;
+        letter = IsAtLetter(glyph, glyphs[letter]) ? letter : i;
         if (glyph.em > run.em) {
             run.em = glyph.em;
             run.baseline = glyph.baseline;

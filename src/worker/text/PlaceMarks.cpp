@@ -17,6 +17,7 @@ namespace {
 // In ems.
 constexpr double farthest = 0.25;
 constexpr double farthestBaseline = 0.6;
+constexpr double raised = 0.35; // an accent over a capital, and a little more
 constexpr double sameBaseline = 0.005;
 
 constexpr std::size_t mostMarks = 8;                // of one letter
@@ -64,7 +65,7 @@ bool IsOver(const Glyph& accent, const Glyph& letter)
     const double place = accent.box.center().x();
     return QChar::isLetter(letter.code) && CombiningFormOf(letter.code) == 0 &&
            letter.box.left() < place && place < letter.box.right() &&
-           std::abs(accent.baseline - letter.baseline) < farthest * letter.em;
+           std::abs(accent.baseline - letter.baseline) < raised * letter.em;
 }
 
 /** Whether it is drawn apart from the letter that it stands at. */
@@ -97,9 +98,11 @@ std::optional<std::size_t> LetterOf(const Glyphs& glyphs, const Glyph& mark)
     return nearest;
 }
 
-/** Whether letters from there on are drawn from left to right. */
-bool GoesRight(const Glyphs& glyphs, std::size_t letter)
+/** Whether letters from there on are drawn from left to right, and read from right to left. */
+bool IsBackwards(const Glyphs& glyphs, std::size_t letter)
 {
+    if (!IsRightToLeft(glyphs[letter].code))
+        return false;
     const auto next =
         std::find_if_not(glyphs.begin() + std::ptrdiff_t(letter) + 1, glyphs.end(), IsMark);
     return next != glyphs.end() && next->box.center().x() > glyphs[letter].box.center().x();
@@ -135,7 +138,7 @@ void PlaceMarks(Glyphs& glyphs)
             placed.push_back(mark->second);
             placed.back().before = Glyph::Before::Nothing;
         }
-        if (first != last && GoesRight(glyphs, i)) {
+        if (first != last && IsBackwards(glyphs, i)) {
             std::reverse(placed.begin() + std::ptrdiff_t(begin), placed.end());
             std::swap(placed[begin].before, placed.back().before);
         }

@@ -28,6 +28,10 @@ constexpr Range ideographic[] = {{0x2e80, 0x2fdf}, {0x3001, 0x303f},  {0x3041, 0
                                  {0xf900, 0xfaff}, {0xfe10, 0xfe19},  {0xfe30, 0xfe4f},
                                  {0xff01, 0xff9f}, {0x20000, 0x3ffff}};
 
+// From Devanagari to Myanmar, of the Philippines and Khmer, from Limbu to Vedic extensions, and
+// from Syloti Nagri to Meetei Mayek.
+constexpr Range brahmic[] = {{0x900, 0x109f}, {0x1700, 0x17ff}, {0x1900, 0x1cff}, {0xa800, 0xabff}};
+
 constexpr char32_t ideographicBegins[] = {0x3008, 0x300a, 0x300c, 0x300e, 0x3010,
                                           0x3014, 0xff08, 0xff3b, 0xff5b};
 constexpr char32_t ideographicEnds[] = {0x3001, 0x3002, 0x3009, 0x300b, 0x300d, 0x300f,
@@ -84,6 +88,11 @@ bool IsIdeographicBegin(char32_t code)
 bool IsIdeographicEnd(char32_t code)
 {
     return IsIdeographic(code) && IsOneOf(ideographicEnds, code);
+}
+
+bool IsBrahmic(char32_t code)
+{
+    return code >= brahmic[0].first && IsWithin(brahmic, code);
 }
 
 bool IsCombining(char32_t code)

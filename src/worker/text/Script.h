@@ -17,6 +17,10 @@ bool IsIdeographicBegin(char32_t code);
 /** Whether it is a full stop, a comma or a bracket of such a script that ends something. */
 bool IsIdeographicEnd(char32_t code);
 
+/** Whether it is of a script of southern Asia, whose letters may stand below others or around them.
+ */
+bool IsBrahmic(char32_t code);
+
 /** Whether it stands on, or hangs below, the letter before it. */
 bool IsCombining(char32_t code);
 

@@ -214,6 +214,15 @@ TEST_F(ReadPageTest, LettersOfOneBoxAreALigature)
     EXPECT_EQ(Plain(), "affe\n");
 }
 
+TEST_F(ReadPageTest, MarksWithinLigaturesDoNotPartWords)
+{
+    for (const char32_t code :
+         {0xd19, 0xd4d, 0xd15}) // letters of Malayalam, one of them without vowel
+        Put(code, 50, 100, 15);
+    Put(0xd24, 65, 100, 10);
+    EXPECT_EQ(Plain(), "\u0d19\u0d4d\u0d15\u0d24\n");
+}
+
 TEST_F(ReadPageTest, LigaturesFromRightToLeftDoNotPartWords)
 {
     Put(0x633, 70, 100);
@@ -249,6 +258,36 @@ TEST_F(ReadPageTest, AccentsThatComeLaterJoinTheirLetters)
     PutLine("writes x^2", 50, 112);
     Put(0x2c6, 120, 112); // an accent of no letter
     EXPECT_EQ(Plain(), "Uwe L\u00fcck\nwrites x^2 \u02c6\n");
+}
+
+TEST_F(ReadPageTest, AccentsAsWideAsTheirLettersJoinThem)
+{
+    PutLine("voil", 50, 100);
+    Put('`', 70, 100);
+    Put('a', 70, 100);
+    EXPECT_EQ(Plain(), "voil\u00e0\n");
+}
+
+TEST_F(ReadPageTest, AccentsThatComeLaterJoinTheirCapitals)
+{
+    PutLine("Ecrire", 50, 100);
+    Put(0xb4, 50.5, 100 - 0.26 * em);
+    EXPECT_EQ(Plain(), "\u00c9crire\n");
+}
+
+TEST_F(ReadPageTest, LettersMayHaveAccentsOneAfterTheOther)
+{
+    Put('C', 50, 100);
+    Put(0x2c7, 50.2, 98);
+    Put(0xb4, 55, 100);
+    Put('a', 55.2, 100);
+    EXPECT_EQ(Plain(), "\u010c\u00e1\n");
+}
+
+TEST_F(ReadPageTest, HyphensThatAreDrawnWithinLinesAreHyphens)
+{
+    PutLine(QStringLiteral("Menu\u00ad>Edit"), 50, 100);
+    EXPECT_EQ(Plain(), "Menu->Edit\n");
 }
 
 TEST_F(ReadPageTest, CodesThatComeInHalvesAreWhole)
@@ -795,6 +834,24 @@ TEST_F(ReadPageTest, MarksThatAreDrawnApartFromTheirLettersJoinThem)
     Put(0x64a, 50, 100);
     EXPECT_EQ(Plain(),
               QStringLiteral("\u0645\u0633\u062f\u0623\u064e\u0628\u0650\u064a\n").toStdString());
+}
+
+TEST_F(ReadPageTest, MarksThatAreDrawnApartFollowLettersThatAreWrittenRightwards)
+{
+    Put(0x179f, 50, 100, 10); // of Khmer
+    Put(0x1789, 60, 100, 10);
+    Put(' ', 70, 100, 0);
+    Put(0x17cb, 56, 100, 1); // of the first of them
+    EXPECT_EQ(Plain(), "\u179f\u17cb\u1789\n");
+}
+
+TEST_F(ReadPageTest, LettersBelowOthersDoNotPartWords)
+{
+    Put(0x1798, 50, 100, 10); // of Khmer
+    Put(0x17d2, 52, 100, 5);
+    Put(0x1785, 52, 100, 5);
+    Put(0x179f, 60, 100, 10);
+    EXPECT_EQ(Plain(), "\u1798\u17d2\u1785\u179f\n");
 }
 
 TEST_F(ReadPageTest, LettersThatAreDrawnApartAreAWordAlsoWhereTheyMeetAtAMark)

@@ -191,6 +191,21 @@ TEST_F(ShownTextTest, HasDingbatsOfOtherFonts)
     EXPECT_EQ(LinesWith(), "pl\u275bin words\n");
 }
 
+TEST_F(ShownTextTest, HoldsLettersThatHaveNoWidthOfTheirOwn)
+{
+    if (qgetenv("ENGINE") == "qt")
+        GTEST_SKIP() << "this engine's text stays as it is";
+    QPDFObjectHandle khmer = pdf.makeIndirectObject(
+        Parse("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /FirstChar 97 /LastChar 99"
+              " /Widths [556 0 500] >>"));
+    khmer.replaceKey("/ToUnicode",
+                     pdf.newStream("3 beginbfchar <61> <1798> <62> <17d217a1> <63> <179f> "
+                                   "endbfchar"));
+    page.getKey("/Resources").getKey("/Font").replaceKey("/K", khmer);
+    EXPECT_EQ(LinesWith("BT /K 12 Tf 50 400 Td [(a) 556 (b) -556 (c)] TJ ET"),
+              "plain words\n\u1798\u17d2\u17a1\u179f\n");
+}
+
 TEST_F(ShownTextTest, HoldsAnnotationsThatAreDrawn)
 {
     AddAnnotation("/FreeText", "noted by hand");
