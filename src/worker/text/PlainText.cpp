@@ -95,8 +95,8 @@ bool IsStroke(QChar character)
 /** Whether the hyphen stands for the rest of a word to come, as that of "pre- and postfix". */
 bool IsSuspended(const QString& start)
 {
-    return start == QLatin1String("and") || start == QLatin1String("und") ||
-           start == QLatin1String("oder");
+    return start == QLatin1String("and") || start == QLatin1String("or") ||
+           start == QLatin1String("und") || start == QLatin1String("oder");
 }
 
 /** Lines end within a word behind its own hyphen or behind one that is put in. */
@@ -138,7 +138,8 @@ private:
         const QChar last = beginning.back();
         if (IsStroke(last))
             return beginning.size() == 1;
-        if (!last.isLetter() || !start.front().isLetter() || IsInAddress(end, start))
+        if (!last.isLetter() || !start.front().isLetter() || IsInAddress(end, start) ||
+            Bare(beginning).size() == 1) // no word is parted behind its first letter
             return true;
         if (Known().hyphenated.contains(Bare(end + start).toLower()))
             return true;

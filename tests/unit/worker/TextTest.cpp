@@ -202,6 +202,12 @@ TEST_F(TextTest, PutsAWordTogetherAtItsOwnHyphen)
               "From Jean-Paul\nto pages 12-14\nof it\n");
 }
 
+TEST_F(TextTest, KeepsTheHyphenBehindASingleLetter)
+{
+    EXPECT_EQ(TextOf({{20, 20, "Sorted by (E-\nvalue), by e-\nmail, as a pre-\nfix"}}),
+              "Sorted by (E-value),\nby e-mail,\nas a prefix\n");
+}
+
 TEST_F(TextTest, LeavesAHyphenAwayThatThePageDoesWithoutElsewhere)
 {
     SKIP_WITHOUT_PLACES();
@@ -222,8 +228,8 @@ TEST_F(TextTest, KeepsTheHyphensOfAddressesAndNoneOfPaths)
 
 TEST_F(TextTest, LeavesAHyphenThatStandsForTheRestOfAWord)
 {
-    EXPECT_EQ(TextOf({{20, 20, "What is pre-\nand postfix, Vor-\nund Nachname"}}),
-              "What is pre-\nand postfix, Vor-\nund Nachname\n");
+    EXPECT_EQ(TextOf({{20, 20, "What is pre-\nand postfix, in-\nor output, Vor-\nund Nachname"}}),
+              "What is pre-\nand postfix, in-\nor output, Vor-\nund Nachname\n");
 }
 
 TEST_F(TextTest, HasAnEmptyLineBetweenParagraphs)
