@@ -21,6 +21,7 @@ constexpr double deepestOverlap = -0.6;
 constexpr double farthestBaseline = 0.6; // of a superscript
 constexpr double gapOfWords = 0.16;
 constexpr double gapThatTheEngineSees = 0.07;
+constexpr double gapInBrackets = 0.2;  // beside letters of formulas, which lean
 constexpr double widestSpacing = 0.15; // of letters that are set apart, and of dots
 constexpr double gapOfIdeographs = 0.45;
 constexpr double samePlace = 0.25;
@@ -88,6 +89,31 @@ bool Follows(const Glyph& one, const Glyph& next)
     };
     const bool isLeftwards = IsRightToLeft(one.code) || IsRightToLeft(next.code);
     return isNear(GapToTheRight(one, next)) || (isLeftwards && isNear(GapToTheLeft(one, next)));
+}
+
+/**
+ * Whether the row of a listing goes on with it, where more than one space is between: its letters
+ * are all of one width, and stand at multiples of it.
+ */
+bool GoesOnInListing(const Glyphs& run, const Glyph& next)
+{
+    constexpr std::ptrdiff_t fewest = 5;
+    constexpr double same = 0.01;  // of the width
+    constexpr double farthest = 8; // columns are farther
+    const double width = next.box.width();
+    if (std::ptrdiff_t(run.size()) < fewest || !IsPlain(next.code) || width <= 0 ||
+        std::abs(next.baseline - run.back().baseline) > same * width)
+        return false;
+    const double steps = (next.box.left() - run.back().box.left()) / width;
+    const auto isOfListing = [width](const Glyph& one) {
+        return IsPlain(one.code) && std::abs(one.box.width() - width) < same * width;
+    };
+    const auto isTelling = [](const Glyph& one) { // digits have one width in most fonts
+        return QChar::isLetter(one.code) || one.code == '.' || one.code == '-';
+    };
+    return steps > 1 && steps < farthest && std::abs(steps - std::round(steps)) < same &&
+           std::all_of(run.end() - fewest, run.end(), isOfListing) &&
+           std::any_of(run.end() - fewest, run.end(), isTelling);
 }
 
 /** Whether it is drawn over the last glyph but some, as bold letters are. */
@@ -171,6 +197,15 @@ double Spacing(const Glyphs& run)
     return std::clamp(*middle, 0.0, widestSpacing);
 }
 
+/** Whether they are a bracket and what begins or ends within it, from the left. */
+bool AreInBrackets(const Glyph& one, const Glyph& next)
+{
+    const bool begins =
+        QChar::category(one.code) == QChar::Punctuation_Open && next.code != '.'; // of a leader
+    const bool ends = QChar::category(next.code) == QChar::Punctuation_Close;
+    return begins != ends && !IsRightToLeft(one.code) && !IsRightToLeft(next.code);
+}
+
 bool EndsWord(const Glyph& one, const Glyph& next, double spacing)
 {
     if (IsCombining(next.code))
@@ -184,8 +219,10 @@ bool EndsWord(const Glyph& one, const Glyph& next, double spacing)
     const bool isSeen = next.before != Glyph::Before::Nothing;
     if (AreOfLeader(one, next))
         spacing = widestSpacing;
+    const double least = spacing + (isSeen ? gapThatTheEngineSees : gapOfWords);
     return next.before == Glyph::Before::Space ||
-           gap > (spacing + (isSeen ? gapThatTheEngineSees : gapOfWords)) * em;
+           (gap > least * em &&
+            (gap > (spacing + gapInBrackets) * em || !AreInBrackets(one, next)));
 }
 
 /** Whether it stands below or above the letter, and ends no further than this one does. */
@@ -425,8 +462,9 @@ std::vector<Run> FindRuns(const std::vector<Glyph>& glyphs)
     for (const Glyph& glyph : glyphs) {
         if (!run.empty() && IsDrawnOver(run, glyph))
             continue;
-        if (!run.empty() &&
-            (!Follows(run.back(), glyph) || (isFromTheRight && TurnsAround(run.back(), glyph)))) {
+        const bool goesOn = run.empty() || (Follows(run.back(), glyph) &&
+                                            !(isFromTheRight && TurnsAround(run.back(), glyph)));
+        if (!goesOn && !GoesOnInListing(run, glyph)) {
             runs.push_back(MakeRun(run));
             run.clear();
         }

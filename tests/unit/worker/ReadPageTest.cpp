@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QRegularExpression>
 #include <QStringList>
 
 namespace Korvel::Worker {
@@ -331,6 +332,39 @@ TEST_F(ReadPageTest, RightToLeftThatIsDrawnFromTheLeftIsInLogicalOrder)
     for (int i = 0; i < 3; ++i)
         Put(alef[std::size_t(2 - i)], 50 + 5 * i, 100);
     EXPECT_EQ(Plain(), "\u05d0\u05d1\u05d2\n");
+}
+
+TEST_F(ReadPageTest, RowsOfAListingStayWholeWhereTheirCellsAreFarApart)
+{
+    const std::string listing = "crw------T 1 root root    108, 0 Oct 16 20:57 /dev/ppp\n"
+                                "-rw-r--r-- 1 root root      2761 Aug 30 10:38 /etc/passwd\n"
+                                "-rw-r----- 1 root shadow    1695 Aug 30 10:38 /etc/shadow\n"
+                                "-rwsr-xr-x 1 root root    973824 Sep 23 20:04 /usr/sbin/exim4\n"
+                                "-rw-r--r-- 1 root staff     4096 Oct 11 00:28 /etc/motd\n";
+    int baseline = 100;
+    for (const QString& row : QString::fromStdString(listing).split('\n'))
+        PutLine(row, 50, baseline += 12);
+    EXPECT_EQ(Plain(), QString::fromStdString(listing)
+                           .replace(QRegularExpression(QStringLiteral(" +")), " ")
+                           .toStdString());
+}
+
+TEST_F(ReadPageTest, FormulasBeginAndEndRightInTheirBrackets)
+{
+    constexpr double lean = 0.18 * em;
+    PutLine("the values of (", 50, 100);
+    PutLine("Cf", 125 + lean, 100);
+    PutLine(") and others ( x )", 135 + 2 * lean, 100);
+    EXPECT_EQ(Plain(), "the values of (Cf) and others ( x )\n");
+}
+
+TEST_F(ReadPageTest, DotsThatLeadFromABracketArePartedFromIt)
+{
+    Put('(', 50, 100);
+    Put(' ', 55, 100, 0); // that the engine puts in
+    for (int dot = 0; dot < 30; ++dot)
+        Put('.', 56.5 + 4.5 * dot, 100, em / 5);
+    EXPECT_EQ(Plain().substr(0, 3), "( .");
 }
 
 TEST_F(ReadPageTest, ColumnsOfProseThatAreDrawnLineByLineAreReadOneAfterTheOther)
