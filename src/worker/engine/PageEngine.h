@@ -28,6 +28,8 @@ struct TextCharacter
     int turned = 0;
     /** How far below its baseline it ends, in ems, where all of it is there; 0 for others. */
     double hang = 0;
+    /** The middle of its ink, where it is a mark without a width; null for others. */
+    QPointF inkedAt;
     /** Whether its font is one of TeX's symbols, whose codes may stand for their names. */
     bool isOfTexSymbols = false;
     /** Whether it is a sign whose font has no name, as those of bitmaps have none. */

@@ -285,9 +285,13 @@ void PdfiumEngine::PlaceUpright(TextCharacter& character, int number, double bas
         box |= inked;
     else if (!inked.isEmpty() && (middle < box.top() || middle > box.bottom()))
         box.moveTop(baseline - descent * box.height()); // some that were made from others lie
-    if (box.width() <= 0 && inked.width() > 0 && IsBrahmic(character.code)) {
-        box.setLeft(inked.left());
-        box.setRight(inked.right());
+    if (box.width() <= 0 && inked.width() > 0) {
+        if (IsBrahmic(character.code)) {
+            box.setLeft(inked.left());
+            box.setRight(inked.right());
+        } else if (IsCombining(character.code)) {
+            character.inkedAt = shown.Map(inked.center());
+        }
     }
     character.fontSize = box.height();
     character.box = shown.Map(box);

@@ -198,6 +198,9 @@ void Append(Writing& writing, const TextCharacter& character, Glyph::Before befo
                                         : writing.frame.Map(character.origin).y();
     glyph.before = before;
     glyph.code = code;
+    glyph.middle =
+        (character.inkedAt.isNull() ? glyph.box.center() : writing.frame.Map(character.inkedAt))
+            .x();
     if (!IsShape(code)) {
         writing.glyphs.push_back(glyph);
         return;

@@ -19,6 +19,8 @@ struct Glyph
 
     char32_t code = 0;
     QRectF box;
+    /** The middle of its ink along the line, or of its box where that is not known. */
+    double middle = 0;
     double baseline = 0;
     double em = 0;
     Before before = Before::Nothing;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <utility>
@@ -30,11 +31,10 @@ bool IsMark(const Glyph& glyph)
     return IsCombining(glyph.code);
 }
 
-/** How far the mark is beside the letter, in points; nothing where it is not at it. */
-std::optional<double> DistanceOf(const Glyph& mark, const Glyph& letter)
+/** How far a mark at this place is beside the letter, in points; nothing where it is not at it. */
+std::optional<double> DistanceOf(const Glyph& mark, double place, const Glyph& letter)
 {
     const double em = std::max(mark.em, letter.em);
-    const double place = mark.box.center().x();
     const double beside = std::max({0.0, letter.box.left() - place, place - letter.box.right()});
     if (IsMark(letter) || beside > farthest * em ||
         std::abs(mark.baseline - letter.baseline) > farthestBaseline * em)
@@ -42,8 +42,14 @@ std::optional<double> DistanceOf(const Glyph& mark, const Glyph& letter)
     return beside;
 }
 
-/** Whether it is drawn right before or after a letter that it stands at. */
-bool IsAtNeighbor(const Glyphs& glyphs, std::size_t index)
+/** The letters before and after a mark, as they are drawn. */
+struct Neighbors
+{
+    const Glyph& before;
+    const Glyph& after;
+};
+
+Neighbors NeighborsOf(const Glyphs& glyphs, std::size_t index)
 {
     std::size_t before = index;
     while (before > 0 && index - before < mostMarks && IsMark(glyphs[before]))
@@ -51,10 +57,51 @@ bool IsAtNeighbor(const Glyphs& glyphs, std::size_t index)
     std::size_t after = index;
     while (after + 1 < glyphs.size() && after - index < mostMarks && IsMark(glyphs[after]))
         ++after;
-    const Glyph& mark = glyphs[index];
-    const auto fromBefore = DistanceOf(mark, glyphs[before]);
-    const auto fromAfter = DistanceOf(mark, glyphs[after]);
-    const bool isOnLine = std::abs(mark.baseline - glyphs[after].baseline) < sameBaseline * mark.em;
+    return {glyphs[before], glyphs[after]};
+}
+
+/** Whether the right one is drawn beside the left one. */
+bool GoesOn(const Glyph& left, const Glyph& right)
+{
+    constexpr double widest = 0.4; // in ems, as spaces are
+    const double em = std::max(left.em, right.em);
+    return std::abs(right.box.left() - left.box.right()) < widest * em &&
+           std::abs(right.baseline - left.baseline) < farthestBaseline * em &&
+           left.box.center().x() < right.box.center().x();
+}
+
+/** Whether it is drawn behind the letter that it stands at, as that is read from right to left. */
+bool IsBehindLetter(const Glyph& mark, const Neighbors& letters)
+{
+    const bool isBackwards = GoesOn(letters.before, letters.after);
+    return DistanceOf(mark, mark.middle, isBackwards ? letters.after : letters.before) == 0.0;
+}
+
+/** Whether marks of letters from right to left are mostly drawn elsewhere than behind these. */
+bool AreAnywhere(const Glyphs& glyphs)
+{
+    int marks = 0;
+    int behind = 0;
+    for (std::size_t i = 0; i < glyphs.size(); ++i) {
+        if (!IsMark(glyphs[i]))
+            continue;
+        const Neighbors letters = NeighborsOf(glyphs, i);
+        if (!IsRightToLeft(letters.before.code) && !IsRightToLeft(letters.after.code))
+            continue;
+        ++marks;
+        behind += int(IsBehindLetter(glyphs[i], letters));
+    }
+    constexpr int fewestMarks = 8;
+    return marks >= fewestMarks && behind * 2 < marks;
+}
+
+/** Whether it is drawn right before or after a letter that it stands at. */
+bool IsAtNeighbor(const Glyph& mark, const Neighbors& letters)
+{
+    const double place = mark.box.center().x();
+    const auto fromBefore = DistanceOf(mark, place, letters.before);
+    const auto fromAfter = DistanceOf(mark, place, letters.after);
+    const bool isOnLine = std::abs(mark.baseline - letters.after.baseline) < sameBaseline * mark.em;
     return fromBefore == 0.0 || fromAfter == 0.0 ||
            (fromBefore && mark.before == Glyph::Before::Nothing) || (fromAfter && isOnLine);
 }
@@ -68,17 +115,19 @@ bool IsOver(const Glyph& accent, const Glyph& letter)
            std::abs(accent.baseline - letter.baseline) < raised * letter.em;
 }
 
-/** Whether it is drawn apart from the letter that it stands at. */
-bool IsStray(const Glyphs& glyphs, std::size_t index)
+/** Whether it is to be put to the letter that it stands at. */
+bool IsStray(const Glyphs& glyphs, std::size_t index, bool areAnywhere)
 {
     const Glyph& glyph = glyphs[index];
-    if (IsMark(glyph))
-        return !IsAtNeighbor(glyphs, index);
+    if (IsMark(glyph)) {
+        const Neighbors letters = NeighborsOf(glyphs, index);
+        return !(areAnywhere ? IsBehindLetter(glyph, letters) : IsAtNeighbor(glyph, letters));
+    }
     return CombiningFormOf(glyph.code) != 0 && !(index > 0 && IsOver(glyph, glyphs[index - 1])) &&
            !(index + 1 < glyphs.size() && IsOver(glyph, glyphs[index + 1]));
 }
 
-std::optional<std::size_t> LetterOf(const Glyphs& glyphs, const Glyph& mark)
+std::optional<std::size_t> LetterOf(const Glyphs& glyphs, const Glyph& mark, bool areAnywhere)
 {
     if (!IsMark(mark)) {
         const auto letter = std::find_if(glyphs.begin(), glyphs.end(),
@@ -86,10 +135,11 @@ std::optional<std::size_t> LetterOf(const Glyphs& glyphs, const Glyph& mark)
         return letter == glyphs.end() ? std::nullopt
                                       : std::optional(std::size_t(letter - glyphs.begin()));
     }
+    const double place = areAnywhere ? mark.middle : mark.box.center().x();
     std::optional<std::size_t> nearest;
     double least = 0;
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
-        const auto distance = DistanceOf(mark, glyphs[i]);
+        const auto distance = DistanceOf(mark, place, glyphs[i]);
         if (distance && (!nearest || *distance < least)) {
             nearest = i;
             least = *distance;
@@ -98,14 +148,16 @@ std::optional<std::size_t> LetterOf(const Glyphs& glyphs, const Glyph& mark)
     return nearest;
 }
 
-/** Whether letters from there on are drawn from left to right, and read from right to left. */
+/** Whether letters are drawn from left to right there, and read from right to left. */
 bool IsBackwards(const Glyphs& glyphs, std::size_t letter)
 {
     if (!IsRightToLeft(glyphs[letter].code))
         return false;
-    const auto next =
-        std::find_if_not(glyphs.begin() + std::ptrdiff_t(letter) + 1, glyphs.end(), IsMark);
-    return next != glyphs.end() && next->box.center().x() > glyphs[letter].box.center().x();
+    const auto place = glyphs.begin() + std::ptrdiff_t(letter);
+    const auto next = std::find_if_not(place + 1, glyphs.end(), IsMark);
+    const auto last = std::find_if_not(std::make_reverse_iterator(place), glyphs.rend(), IsMark);
+    return (next != glyphs.end() && GoesOn(*place, *next)) ||
+           (last != glyphs.rend() && GoesOn(*last, *place));
 }
 
 } // namespace
@@ -113,8 +165,9 @@ bool IsBackwards(const Glyphs& glyphs, std::size_t letter)
 void PlaceMarks(Glyphs& glyphs)
 {
     std::vector<std::size_t> strays;
+    const bool areAnywhere = AreAnywhere(glyphs);
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
-        if (IsStray(glyphs, i))
+        if (IsStray(glyphs, i, areAnywhere))
             strays.push_back(i);
     }
     if (strays.empty() || strays.size() * glyphs.size() > mostComparisons)
@@ -122,7 +175,7 @@ void PlaceMarks(Glyphs& glyphs)
     std::multimap<std::size_t, Glyph> marks;
     std::vector<bool> isMoved(glyphs.size());
     for (const std::size_t stray : strays) {
-        if (const auto letter = LetterOf(glyphs, glyphs[stray])) {
+        if (const auto letter = LetterOf(glyphs, glyphs[stray], areAnywhere)) {
             marks.emplace(*letter, glyphs[stray]);
             isMoved[stray] = true;
         }

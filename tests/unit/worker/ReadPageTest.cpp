@@ -879,6 +879,19 @@ TEST_F(ReadPageTest, MarksThatAreDrawnApartFollowLettersThatAreWrittenRightwards
     EXPECT_EQ(Plain(), "\u179f\u17cb\u1789\n");
 }
 
+TEST_F(ReadPageTest, MarksThatAreDrawnAnywhereFollowTheLettersThatTheyStandOver)
+{
+    QString word;
+    for (int letter = 0; letter < 8; ++letter) {
+        const double x = 100 - 5 * letter;
+        Put(0x64e, x, 100, 0); // before its letter, and at the end of that
+        engine.drawn.characters.back().inkedAt = QPointF(x + 2, 94);
+        Put(0x628, x, 100);
+        word += QStringLiteral("\u0628\u064e");
+    }
+    EXPECT_EQ(Plain(), word.toStdString() + '\n');
+}
+
 TEST_F(ReadPageTest, LettersBelowOthersDoNotPartWords)
 {
     Put(0x1798, 50, 100, 10); // of Khmer
