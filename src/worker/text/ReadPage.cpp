@@ -4,7 +4,9 @@
 #include "FindGlyphs.h"
 #include "FindRuns.h"
 #include "LineNumbers.h"
+#include "MarginNotes.h"
 #include "Paragraphs.h"
+#include "PlaceMarginNotes.h"
 #include "PlaceMarks.h"
 #include "ReadingOrder.h"
 
@@ -58,6 +60,16 @@ void Append(std::vector<TextBlock>& blocks, std::vector<TextBlock> further)
                   std::make_move_iterator(further.end()));
 }
 
+/** The blocks of a writing, with the notes of its margins apart. */
+std::vector<TextBlock> ReadRuns(std::vector<Run>& runs, const Affine& shown)
+{
+    const std::vector<Region> regions = InReadingOrder(runs);
+    const MarginNotes margins = TakeMarginNotes(runs, regions);
+    if (margins.notes.empty())
+        return FindParagraphs(regions, shown);
+    return PlaceMarginNotes(FindParagraphs(InReadingOrder(runs), shown), margins, shown);
+}
+
 TextPage ReadCharacters(PageEngine& engine, int page, bool wantsFonts)
 {
     TextPage text;
@@ -70,7 +82,7 @@ TextPage ReadCharacters(PageEngine& engine, int page, bool wantsFonts)
         std::vector<Run> runs = FindRuns(writing.glyphs);
         Append(numbers, TakeLineNumbers(runs, writing.Back()));
         JoinDropCaps(runs);
-        Append(text.blocks, FindParagraphs(InReadingOrder(runs), writing.Back()));
+        Append(text.blocks, ReadRuns(runs, writing.Back()));
     }
     Append(text.blocks, std::move(numbers));
     text.fonts = std::move(drawn.fonts);
