@@ -40,12 +40,18 @@ void Append(RunLine& line, const Run& run)
     line.runs.push_back(&run);
 }
 
-bool IsRightToLeft(const Runs& runs)
+/** How many more letters are written to the right than to the left. */
+long DirectionOf(const Runs& runs)
 {
     long direction = 0;
     for (const Run* const run : runs)
         direction += run->direction;
-    return direction < 0;
+    return direction;
+}
+
+bool IsRightToLeft(const Runs& runs)
+{
+    return DirectionOf(runs) < 0;
 }
 
 /** The lines of one side of a river, and whether they are prose: long, and as wide as the side. */
@@ -530,12 +536,28 @@ double UsualEmOf(const RunLine& line)
     return *middle;
 }
 
+/** Whether it is a line of prose that begins on the right, which no cells and no signs do. */
+bool IsProseFromTheRight(Runs runs)
+{
+    constexpr double widestSpace = 1; // in ems
+    constexpr int fewestLetters = 8;  // more than others; with fewer, it may be of a listing
+    std::sort(runs.begin(), runs.end(),
+              [](const Run* a, const Run* b) { return a->box.left() < b->box.left(); });
+    const auto areApart = [](const Run* a, const Run* b) {
+        return b->box.left() - a->box.right() > widestSpace * std::max(a->em, b->em);
+    };
+    return runs.back()->IsRightToLeft() && DirectionOf(runs) <= -fewestLetters &&
+           std::adjacent_find(runs.begin(), runs.end(), areApart) == runs.end();
+}
+
 /**
  * Whether it is a line from the right: what has other letters may be a row, or of a listing, and
  * so may a few letters be on a page of other text.
  */
 bool IsFromTheRight(const Runs& runs, bool isPageFromTheRight)
 {
+    if (isPageFromTheRight && IsProseFromTheRight(runs))
+        return true;
     const int fewestLetters = isPageFromTheRight ? 1 : 8;
     int letters = 0;
     for (const Run* const run : runs) {

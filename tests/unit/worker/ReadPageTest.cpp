@@ -1005,6 +1005,20 @@ TEST_F(ReadPageTest, DatesBelowNamesAreReadFromTheRightOnPagesThatAre)
                                 hebrew + ' ' + hebrew + ' ' + hebrew);
 }
 
+TEST_F(ReadPageTest, ProseWithANameAboveOtherTextIsReadFromTheRightOnPagesThatAre)
+{
+    for (const double right : {300, 265, 195})
+        PutHebrew(right);
+    PutLine("LaTeX", 205, 100);
+    PutLine("prose from the left follows", 165, 112);
+    PutLine("and goes on for a line more", 165, 124);
+    for (const double right : {300, 265, 230, 195}) {
+        for (int place = 0; place < 24; ++place)
+            Put(0x5d0 + char32_t(place), right - 5 * (place % 6 + 1), 200 + 12 * (place / 6));
+    }
+    EXPECT_EQ(Plain().substr(0, Plain().find("\n")), hebrew + ' ' + hebrew + " LaTeX " + hebrew);
+}
+
 TEST_F(ReadPageTest, MarksThatAreDrawnBeforeTheFirstLetterAreItsMarks)
 {
     Put(0x64e, 101, 100, 0);
