@@ -115,9 +115,9 @@ TEST_F(ReadPageTest, LettersOfOneBoxAreALigature)
 
 TEST_F(ReadPageTest, MarksWithinLigaturesDoNotPartWords)
 {
-    for (const char32_t code :
-         {0xd19, 0xd4d, 0xd15}) // letters of Malayalam, one of them without vowel
-        Put(code, 50, 100, 15);
+    constexpr char32_t malayalam[] = {0xd19, 0xd4d, 0xd15}; // one of them without vowel
+    for (const char32_t letter : malayalam)
+        Put(letter, 50, 100, 15);
     Put(0xd24, 65, 100, 10);
     EXPECT_EQ(Plain(), "\u0d19\u0d4d\u0d15\u0d24\n");
 }
