@@ -2,6 +2,7 @@
 
 #include "FindVertical.h"
 #include "Script.h"
+#include "SyllableOrder.h"
 #include "TexLetters.h"
 #include "TexSigns.h"
 
@@ -237,6 +238,7 @@ PageGlyphs FindGlyphs(const std::vector<TextCharacter>& drawn)
     NameTexSigns(characters);
     NameTexLetters(characters);
     NameLigatures(characters);
+    OrderSyllables(characters);
     PartLigatures(characters);
     const std::vector<bool> isVertical = FindVertical(characters);
     PageGlyphs page;

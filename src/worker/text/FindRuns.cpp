@@ -206,9 +206,16 @@ bool AreInBrackets(const Glyph& one, const Glyph& next)
     return begins != ends && !IsRightToLeft(one.code) && !IsRightToLeft(next.code);
 }
 
+/** Whether it stands below or above the letter, and ends no further than this one does. */
+bool IsAtLetter(const Glyph& glyph, const Glyph& letter)
+{
+    return IsBrahmic(glyph.code) ? glyph.box.right() <= letter.box.right()
+                                 : IsCombining(glyph.code);
+}
+
 bool EndsWord(const Glyph& one, const Glyph& next, double spacing)
 {
-    if (IsCombining(next.code))
+    if (IsCombining(next.code) || IsAtLetter(next, one))
         return false;
     const double gap = Gap(one, next);
     const double em = std::max(one.em, next.em);
@@ -223,13 +230,6 @@ bool EndsWord(const Glyph& one, const Glyph& next, double spacing)
     return next.before == Glyph::Before::Space ||
            (gap > least * em &&
             (gap > (spacing + gapInBrackets) * em || !AreInBrackets(one, next)));
-}
-
-/** Whether it stands below or above the letter, and ends no further than this one does. */
-bool IsAtLetter(const Glyph& glyph, const Glyph& letter)
-{
-    return IsCombining(glyph.code) ||
-           (IsBrahmic(glyph.code) && glyph.box.right() <= letter.box.right());
 }
 
 /** Letters of the right-to-left that are drawn from left to right are read from their end. */
@@ -333,7 +333,7 @@ Run MakeRun(Glyphs& glyphs)
             run.em = glyph.em;
             run.baseline = glyph.baseline;
         }
-        hasMarks = hasMarks || IsCombining(glyph.code);
+        hasMarks = hasMarks || IsCombining(glyph.code) || IsBrahmic(glyph.code);
     }
     run.box = run.words.front().box;
     for (const TextWord& word : run.words)

@@ -790,6 +790,28 @@ TEST_F(ReadPageTest, MarksThatAreDrawnAnywhereFollowTheLettersThatTheyStandOver)
     EXPECT_EQ(Plain(), word.toStdString() + '\n');
 }
 
+TEST_F(ReadPageTest, VowelsBeforeTheirConsonantsAreReadBehindThem)
+{
+    // Of Malayalam: a word that begins with one, and one with a cluster of consonants within two.
+    const std::u32string words = U"\u0d47\u0d2a \u0d2a\u0d46\u0d15\u0d4d\u0d15\u0d3e\u0d24";
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        if (words[i] != ' ')
+            Put(words[i], 50 + 5 * double(i), 100);
+    }
+    EXPECT_EQ(Plain(), "\u0d2a\u0d47 \u0d2a\u0d15\u0d4d\u0d15\u0d4a\u0d24\n");
+}
+
+TEST_F(ReadPageTest, VowelsThatAreToldBehindTheirConsonantsStayThere)
+{
+    Put(0x915, 50, 100, 10); // of Devanagari; both of one glyph
+    Put(0x93f, 50, 100, 10);
+    Put(0x924, 60, 100);
+    Put(0x915, 65, 100); // no word of the page begins with such a vowel
+    Put(0x93f, 70, 100);
+    Put(0x924, 75, 100);
+    EXPECT_EQ(Plain(), "\u0915\u093f\u0924\u0915\u093f\u0924\n");
+}
+
 TEST_F(ReadPageTest, LettersBelowOthersDoNotPartWords)
 {
     Put(0x1798, 50, 100, 10); // of Khmer
