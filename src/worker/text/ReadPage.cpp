@@ -9,6 +9,7 @@
 #include "PlaceMarginNotes.h"
 #include "PlaceMarks.h"
 #include "ReadingOrder.h"
+#include "Readings.h"
 
 #include <algorithm>
 #include <iterator>
@@ -81,8 +82,10 @@ TextPage ReadCharacters(PageEngine& engine, int page, bool wantsFonts)
         PlaceMarks(writing.glyphs);
         std::vector<Run> runs = FindRuns(writing.glyphs);
         Append(numbers, TakeLineNumbers(runs, writing.Back()));
+        const std::vector<Reading> readings = TakeReadings(runs);
         JoinDropCaps(runs);
-        Append(text.blocks, ReadRuns(runs, writing.Back()));
+        Append(text.blocks,
+               PlaceReadings(ReadRuns(runs, writing.Back()), readings, writing.Back()));
     }
     Append(text.blocks, std::move(numbers));
     text.fonts = std::move(drawn.fonts);

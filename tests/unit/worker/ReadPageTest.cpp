@@ -220,8 +220,9 @@ TEST_F(ReadPageTest, JapaneseThatIsWrittenDownwardsIsWholeBesideReadings)
         column(U"\u306f", x, 120, em);
         column(U"\u548c\u3057\u3066\u305a\ufe12", x, 130, em);
     }
-    const std::string line = "\u304f\u3093\u3057\n\u541b\u5b50\u306f\u548c\u3057\u3066\u305a\ufe12";
-    EXPECT_EQ(PlainLines(), line + '\n' + line);
+    const std::string line = "\u541b\u5b50\u306f\u548c\u3057\u3066\u305a\ufe12\n";
+    const std::string reading = "\u304f\u3093\u3057\n";
+    EXPECT_EQ(Plain(), line + line + '\n' + reading + reading);
 }
 
 TEST_F(ReadPageTest, RightToLeftThatIsDrawnFromTheLeftIsInLogicalOrder)
