@@ -32,7 +32,7 @@ struct TextCharacter
     QPointF inkedAt;
     /** Whether its font is one of TeX's symbols, whose codes may stand for their names. */
     bool isOfTexSymbols = false;
-    /** Whether it is a sign whose font has no name, as those of bitmaps have none. */
+    /** Whether its font has no name, as those of bitmaps; only of signs and of mere codes. */
     bool isOfBitmaps = false;
     /** The number of its font among those of the page's characters; -1 where it is not known. */
     int font = -1;

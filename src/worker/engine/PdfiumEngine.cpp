@@ -47,12 +47,10 @@ std::size_t StrideOf(const PictureShape& shape)
     return (std::size_t(shape.width) * std::size_t(BytesAPixel(shape.pixels)) + 3) / 4 * 4;
 }
 
-/** Whether it is an arrow, a shape or a dingbat. */
+/** Whether it is an arrow, a shape or a dingbat, or none but a code. */
 bool IsSign(char32_t code)
 {
-    constexpr char32_t first = 0x2190;
-    constexpr char32_t last = 0x27bf;
-    return code >= first && code <= last;
+    return (code >= 0x2190 && code <= 0x27bf) || (code >= 0x80 && code < 0xa0);
 }
 
 int ReadBlock(void* file, unsigned long position, unsigned char* into, unsigned long size)

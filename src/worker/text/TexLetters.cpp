@@ -1,5 +1,7 @@
 #include "TexLetters.h"
 
+#include "Script.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -43,6 +45,9 @@ constexpr char32_t furtherLetters[] = {
     0x11f, 0x13a, 0x13e, 0x142, 0x144, 0x148, 0x14b, 0x151, 0x155, 0x159, 0x15b, 0x161, 0x15f,
     0x165, 0x163, 0x171, 0x16f, 0xff,  0x17a, 0x17e, 0x17c, 0x133, 0xa1,  0xbf,  0xa3};
 
+constexpr char32_t bulletOfSigns = 0x88; // of TS1
+constexpr char32_t bullet = 0x2022;
+
 constexpr char32_t firstOfLetters = 0x10;
 constexpr char32_t firstOfFurther = 0x80;
 
@@ -79,6 +84,13 @@ bool IsInWord(const std::vector<TextCharacter>& characters, std::size_t index)
            (index + 1 < characters.size() && QChar::isLetter(characters[index + 1].code));
 }
 
+/** Whether nothing is drawn right before or behind the character. */
+bool IsAlone(const std::vector<TextCharacter>& characters, std::size_t index)
+{
+    return (index == 0 || IsSpace(characters[index - 1].code)) &&
+           (index + 1 == characters.size() || IsSpace(characters[index + 1].code));
+}
+
 } // namespace
 
 void NameTexLetters(std::vector<TextCharacter>& characters)
@@ -92,6 +104,8 @@ void NameTexLetters(std::vector<TextCharacter>& characters)
             character.code = code;
         if (IsOfSigns(number))
             signs.push_back(i);
+        if (character.isOfBitmaps && character.code == bulletOfSigns && IsAlone(characters, i))
+            character.code = bullet;
     }
     for (const std::size_t sign : signs) {
         if (IsInWord(characters, sign))

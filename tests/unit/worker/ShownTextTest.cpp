@@ -63,23 +63,21 @@ protected:
         return form;
     }
 
-    /** A font without a name whose characters are these, of the codes from 1 on. */
-    QPDFObjectHandle FontOfBitmaps(const std::string& names, const std::string& toUnicode)
+    /** Adds a font without a name, /B, of nine characters that are called so. */
+    QPDFObjectHandle AddFontOfBitmaps(int firstCode, const std::string& names)
     {
-        QPDFObjectHandle bitmaps =
-            Parse("<< /Type /Font /Subtype /Type3 /FontBBox [0 0 50 60] /FirstChar 1 /LastChar 9"
+        const std::string first = std::to_string(firstCode);
+        QPDFObjectHandle bitmaps = pdf.makeIndirectObject(
+            Parse("<< /Type /Font /Subtype /Type3 /FontBBox [0 0 50 60] /FirstChar " + first +
+                  " /LastChar " + std::to_string(firstCode + 8) +
                   " /FontMatrix [0.01 0 0 0.01 0 0] /Widths [50 50 50 50 50 50 50 50 50]"
-                  " /CharProcs << >> /Encoding << /Differences [1 " +
-                  names + "] >> >>");
-        bitmaps.replaceKey(
-            "/ToUnicode",
-            pdf.newStream("begincmap 1 begincodespacerange <00> <ff> endcodespacerange "
-                          "1 beginbfrange <01> <09> [" +
-                          toUnicode + "] endbfrange endcmap"));
+                  " /CharProcs << >> /Encoding << /Differences [" +
+                  first + names + "] >> >>"));
         QPDFObjectHandle shapes = bitmaps.getKey("/CharProcs");
         for (QPDFObjectHandle name : Parse("[" + names + "]").getArrayAsVector())
             shapes.replaceKey(name.getName(), pdf.newStream("50 0 0 0 40 60 d1 0 0 40 60 re f"));
-        return pdf.makeIndirectObject(bitmaps);
+        page.getKey("/Resources").getKey("/Font").replaceKey("/B", bitmaps);
+        return bitmaps;
     }
 
     void AddForm(const std::string& name, const QPDFObjectHandle& form)
@@ -175,14 +173,23 @@ TEST_F(ShownTextTest, HasLettersOfBitmapsThatAreNamedAsDingbatsAre)
 {
     if (qgetenv("ENGINE") == "qt")
         GTEST_SKIP() << "this engine's text stays as it is";
-    page.getKey("/Resources")
-        .getKey("/Font")
-        .replaceKey("/B", FontOfBitmaps("/a16 /a17 /a28 /a45 /a50 /a97 /a110 /a161 /a167",
-                                        "<270f> <2711> <271c> <2732> <2737> <275b> <2765> <2192> "
-                                        "<279c>"));
+    AddFontOfBitmaps(1, "/a16 /a17 /a28 /a45 /a50 /a97 /a110 /a161 /a167")
+        .replaceKey("/ToUnicode",
+                    pdf.newStream("1 beginbfrange <01> <09> [<270f> <2711> <271c> <2732> <2737> "
+                                  "<275b> <2765> <2192> <279c>] endbfrange"));
     const std::string words = "BT /B 12 Tf 50 400 Td <01060302> Tj 60 0 Td <060804> Tj"
                               " 60 0 Td <0905> Tj ET";
     EXPECT_EQ(LinesWith(words), "plain words\n\u201cafi\u201d a\u0105- \u00a72\n");
+}
+
+TEST_F(ShownTextTest, HasBulletsOfBitmapsThatAreNothingButTheirCodes)
+{
+    if (qgetenv("ENGINE") == "qt")
+        GTEST_SKIP() << "this engine's text stays as it is";
+    AddFontOfBitmaps(0x86, "/a134 /a135 /a136 /a137 /a138 /a139 /a140 /a141 /a142");
+    const std::string words = "BT /B 12 Tf 50 400 Td <88> Tj /F 12 Tf 20 0 Td (item) Tj"
+                              " /B 12 Tf 40 0 Td <88898a8b> Tj ET";
+    EXPECT_EQ(LinesWith(words), "plain words\n\u2022 item\n") << "others may be any letters";
 }
 
 TEST_F(ShownTextTest, HasDingbatsOfOtherFonts)
