@@ -113,7 +113,7 @@ bool IsToldAsDrawn(const Characters& characters)
                              !AreBeside(characters[i - 1], characters[i]);
         firstOfWords += int(isFirst);
     }
-    constexpr int manyOf = 5;
+    constexpr int manyOf = 10;
     return firstOfWords > 0 && firstOfWords * manyOf >= vowels;
 }
 
