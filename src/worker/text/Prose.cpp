@@ -48,16 +48,18 @@ bool IsOfProse(const Run& run, const Prose& prose)
             run.box.right() <= prose.right + run.em / 2);
 }
 
-void Append(ProseRow& row, const Run& run, bool isUsual)
+void Append(ProseRow& row, const Run& run, const Prose& prose)
 {
     const bool isEmpty = row.box.isNull();
-    if (isEmpty || run.box.left() < row.box.left())
+    const bool isLeftmost = isEmpty || run.box.left() < row.box.left();
+    const bool isRightmost = isEmpty || run.box.right() > row.box.right();
+    if (prose.isRightToLeft ? isRightmost : isLeftmost)
         row.first = run.words.front().text.front();
-    if (isEmpty || run.box.right() > row.box.right())
+    if (prose.isRightToLeft ? isLeftmost : isRightmost)
         row.last = run.words.back().text.back();
     row.box = isEmpty ? run.box : row.box | run.box;
     row.written += run.box.width();
-    row.isUsual = row.isUsual || isUsual;
+    row.isUsual = row.isUsual || prose.IsUsual(run.em);
 }
 
 std::vector<ProseRow> RowsOf(Runs runs, const Prose& prose)
@@ -69,7 +71,7 @@ std::vector<ProseRow> RowsOf(Runs runs, const Prose& prose)
         constexpr double farthest = 0.25; // in ems
         if (rows.empty() || run->baseline - rows.back().baseline > farthest * run->em)
             rows.emplace_back().baseline = run->baseline;
-        Append(rows.back(), *run, prose.IsUsual(run->em));
+        Append(rows.back(), *run, prose);
     }
     return rows;
 }
@@ -115,8 +117,10 @@ bool Prose::GoesOn(std::size_t row) const
         return false;
     const ProseRow& before = rows[row - 1];
     const ProseRow& here = rows[row];
+    const double inset =
+        isRightToLeft ? before.box.right() - here.box.right() : here.box.left() - before.box.left();
     return here.baseline - before.baseline <= widerThanUsual * pitch && IsFull(before) &&
-           !EndsSentence(before.last) && here.box.left() < before.box.left() + indent * em;
+           !EndsSentence(before.last) && inset < indent * em;
 }
 
 std::optional<std::size_t> Prose::RowAt(double height) const
@@ -132,7 +136,8 @@ bool Prose::IsFull(const ProseRow& row) const
     constexpr double nearest = 0.85; // lines may be ragged
     constexpr double mostOfWidth = 0.6;
     constexpr double mostOfRow = 0.95;
-    return row.box.right() >= left + nearest * Width() && row.written >= mostOfWidth * Width() &&
+    const double reach = isRightToLeft ? right - row.box.left() : row.box.right() - left;
+    return reach >= nearest * Width() && row.written >= mostOfWidth * Width() &&
            row.written >= mostOfRow * row.box.width();
 }
 

@@ -108,6 +108,81 @@ TEST_F(MarginNotesTest, WithinAParagraphWhereLinesBeginStandBehindIt)
     EXPECT_EQ(Plain(), prose + "\nv. new\n\n" + prose);
 }
 
+/** A page from the right: of paragraphs, each of which ends with a short line. */
+class HebrewMarginNotesTest : public ReadPageTest
+{
+protected:
+    void PutWords(int words, double right, double baseline, double size)
+    {
+        for (int letter = 0; letter < 6 * words; ++letter) {
+            if (letter % 6 < 5)
+                Put(0x5d0 + char32_t(letter % 6), right - (letter + 1) * size / 2, baseline,
+                    size / 2, size);
+        }
+    }
+
+    void PutParagraph(double top)
+    {
+        for (int line = 0; line < 5; ++line)
+            PutWords(8, right, top + 12 * line, em);
+        PutWords(2, right, top + 60, em);
+        Put('.', right - 12 * em / 2, top + 60);
+    }
+
+    std::string Words(int words) const
+    {
+        std::string text = word;
+        for (int i = 1; i < words; ++i)
+            text += ' ' + word;
+        return text;
+    }
+
+    std::string Paragraph() const
+    {
+        std::string text;
+        for (int line = 0; line < 5; ++line)
+            text += Words(8) + '\n';
+        return text + Words(2) + ".\n";
+    }
+
+    static constexpr double right = 400;
+    const std::string word = "\u05d0\u05d1\u05d2\u05d3\u05d4";
+};
+
+TEST_F(HebrewMarginNotesTest, OnTheLeftStandBehindTheParagraphTheyAreBeside)
+{
+    PutParagraph(100);
+    PutWords(1, 120, 100, 0.6 * em);
+    PutParagraph(190);
+    EXPECT_EQ(Plain(), Paragraph() + '\n' + word + "\n\n" + Paragraph());
+}
+
+TEST_F(HebrewMarginNotesTest, OnTheRightStandBeforeTheParagraphTheyAreBeside)
+{
+    PutParagraph(100);
+    PutParagraph(190);
+    PutWords(1, 460, 190, 0.6 * em);
+    PutWords(2, 460, 202, 0.6 * em);
+    EXPECT_EQ(Plain(), Paragraph() + '\n' + word + '\n' + Words(2) + "\n\n" + Paragraph());
+}
+
+TEST_F(HebrewMarginNotesTest, OnTheRightStandBeforeAParagraphThatIsIndented)
+{
+    for (int line = 0; line < 6; ++line)
+        PutWords(8, right, 100 + 12 * line, em);
+    PutWords(7, right - 1.5 * em, 172, em);
+    for (int letter = 0; letter < 3; ++letter) // up to where all lines end
+        Put(0x5d0 + char32_t(letter), right - 1.5 * em - (43 + letter) * em / 2, 172);
+    PutWords(8, right, 184, em);
+    PutWords(1, 460, 172, 0.6 * em);
+    PutWords(2, 460, 184, 0.6 * em);
+    std::string before;
+    for (int line = 0; line < 6; ++line)
+        before += Words(8) + '\n';
+    EXPECT_EQ(Plain(), before + '\n' + word + '\n' + Words(2) + "\n\n" + Words(7) +
+                           " \u05d0\u05d1\u05d2\n" + Words(8) + '\n');
+}
+
 TEST_F(MarginNotesTest, AreNoneThatNameItems)
 {
     PutParagraph(60, 120);
