@@ -124,9 +124,9 @@ protected:
     void PutParagraph(double top)
     {
         for (int line = 0; line < 5; ++line)
-            PutWords(8, right, top + 12 * line, em);
-        PutWords(2, right, top + 60, em);
-        Put('.', right - 12 * em / 2, top + 60);
+            PutWords(8, edge, top + 12 * line, em);
+        PutWords(2, edge, top + 60, em);
+        Put('.', edge - 12 * em / 2, top + 60);
     }
 
     std::string Words(int words) const
@@ -145,7 +145,7 @@ protected:
         return text + Words(2) + ".\n";
     }
 
-    static constexpr double right = 400;
+    static constexpr double edge = 400;
     const std::string word = "\u05d0\u05d1\u05d2\u05d3\u05d4";
 };
 
@@ -169,11 +169,11 @@ TEST_F(HebrewMarginNotesTest, OnTheRightStandBeforeTheParagraphTheyAreBeside)
 TEST_F(HebrewMarginNotesTest, OnTheRightStandBeforeAParagraphThatIsIndented)
 {
     for (int line = 0; line < 6; ++line)
-        PutWords(8, right, 100 + 12 * line, em);
-    PutWords(7, right - 1.5 * em, 172, em);
+        PutWords(8, edge, 100 + 12 * line, em);
+    PutWords(7, edge - 1.5 * em, 172, em);
     for (int letter = 0; letter < 3; ++letter) // up to where all lines end
-        Put(0x5d0 + char32_t(letter), right - 1.5 * em - (43 + letter) * em / 2, 172);
-    PutWords(8, right, 184, em);
+        Put(0x5d0 + char32_t(letter), edge - 1.5 * em - (43 + letter) * em / 2, 172);
+    PutWords(8, edge, 184, em);
     PutWords(1, 460, 172, 0.6 * em);
     PutWords(2, 460, 184, 0.6 * em);
     std::string before;
