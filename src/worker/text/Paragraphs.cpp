@@ -91,6 +91,13 @@ bool HangsBehindLabel(const RunLine& line, const RunLine& next)
     return std::abs(behind.box.left() - next.box.left()) < 0.3 * next.em;
 }
 
+/** Whether it may be the first of a sentence: an index or a listing goes on with others. */
+bool BeginsSentence(QChar first)
+{
+    return !first.isLower() && !first.isDigit() &&
+           !QStringLiteral(".,:;{}%&|=</*+").contains(first);
+}
+
 /** Whether the line is indented between lines that are not. */
 bool IsIndented(const Region& region, std::size_t index)
 {
@@ -104,7 +111,7 @@ bool IsIndented(const Region& region, std::size_t index)
     const double after = region[index + 1].box.left();
     const double indent = line.box.left() - before;
     const QChar first = line.runs.front()->words.front().text.front();
-    return !first.isLower() && !first.isDigit() && indent > 0.8 * line.em && indent < 4 * line.em &&
+    return BeginsSentence(first) && indent > 0.8 * line.em && indent < 4 * line.em &&
            std::abs(after - before) < 0.3 * line.em;
 }
 

@@ -233,6 +233,16 @@ TEST_F(ReadPageTest, RightToLeftThatIsDrawnFromTheLeftIsInLogicalOrder)
     EXPECT_EQ(Plain(), "\u05d0\u05d1\u05d2\n");
 }
 
+TEST_F(ReadPageTest, LinesOfAnIndexGoOnWithDotsThatAreIndented)
+{
+    PutLine("an entry that fills its line", 50, 100);
+    PutLine(". . . . . . . . . 14, 205", 65, 112);
+    PutLine("and a further one ... 12, 13", 50, 124);
+    PutLine("and yet another one .... 112", 50, 136);
+    EXPECT_EQ(Plain(), "an entry that fills its line\n. . . . . . . . . 14, 205\n"
+                       "and a further one ... 12, 13\nand yet another one .... 112\n");
+}
+
 TEST_F(ReadPageTest, RowsOfAListingStayWholeWhereTheirCellsAreFarApart)
 {
     const std::string listing = "crw------T 1 root root    108, 0 Oct 16 20:57 /dev/ppp\n"
