@@ -112,10 +112,12 @@ void NameLigatures(std::vector<TextCharacter>& characters)
         return;
     for (std::size_t i = 0; i < characters.size(); ++i) {
         TextCharacter& character = characters[i];
+        if (!isLigature(character) || character.box.isEmpty())
+            continue;
         const bool isInWord =
             (i > 0 && IsLetterBeside(characters[i - 1], character)) ||
             (i + 1 < characters.size() && IsLetterBeside(characters[i + 1], character));
-        if (isInWord && isLigature(character) && !character.box.isEmpty())
+        if (isInWord)
             character.code = firstOfUnicode + (character.code - first);
     }
 }

@@ -110,9 +110,9 @@ bool IsAtNeighbor(const Glyph& mark, const Neighbors& letters)
 bool IsOver(const Glyph& accent, const Glyph& letter)
 {
     const double place = accent.box.center().x();
-    return QChar::isLetter(letter.code) && CombiningFormOf(letter.code) == 0 &&
-           letter.box.left() < place && place < letter.box.right() &&
-           std::abs(accent.baseline - letter.baseline) < raised * letter.em;
+    return letter.box.left() < place && place < letter.box.right() &&
+           std::abs(accent.baseline - letter.baseline) < raised * letter.em &&
+           QChar::isLetter(letter.code) && CombiningFormOf(letter.code) == 0;
 }
 
 /** Whether it is to be put to the letter that it stands at. */
