@@ -71,15 +71,18 @@ bool GoesOn(const Glyph& left, const Glyph& right)
 }
 
 /** Whether it is drawn behind the letter that it stands at, as that is read from right to left. */
-bool IsBehindLetter(const Glyph& mark, const Neighbors& letters)
+bool IsBehindLetter(const Glyph& mark, const Neighbors& letters, double tolerance)
 {
     const bool isBackwards = GoesOn(letters.before, letters.after);
-    return DistanceOf(mark, mark.middle, isBackwards ? letters.after : letters.before) == 0.0;
+    const auto distance =
+        DistanceOf(mark, mark.middle, isBackwards ? letters.after : letters.before);
+    return distance && *distance <= tolerance * mark.em;
 }
 
 /** Whether marks of letters from right to left are mostly drawn elsewhere than behind these. */
 bool AreAnywhere(const Glyphs& glyphs)
 {
+    constexpr double slightly = 0.1; // in ems
     int marks = 0;
     int behind = 0;
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
@@ -89,7 +92,7 @@ bool AreAnywhere(const Glyphs& glyphs)
         if (!IsRightToLeft(letters.before.code) && !IsRightToLeft(letters.after.code))
             continue;
         ++marks;
-        behind += int(IsBehindLetter(glyphs[i], letters));
+        behind += int(IsBehindLetter(glyphs[i], letters, slightly));
     }
     constexpr int fewestMarks = 8;
     return marks >= fewestMarks && behind * 2 < marks;
@@ -121,13 +124,13 @@ bool IsStray(const Glyphs& glyphs, std::size_t index, bool areAnywhere)
     const Glyph& glyph = glyphs[index];
     if (IsMark(glyph)) {
         const Neighbors letters = NeighborsOf(glyphs, index);
-        return !(areAnywhere ? IsBehindLetter(glyph, letters) : IsAtNeighbor(glyph, letters));
+        return !(areAnywhere ? IsBehindLetter(glyph, letters, 0) : IsAtNeighbor(glyph, letters));
     }
     return CombiningFormOf(glyph.code) != 0 && !(index > 0 && IsOver(glyph, glyphs[index - 1])) &&
            !(index + 1 < glyphs.size() && IsOver(glyph, glyphs[index + 1]));
 }
 
-std::optional<std::size_t> LetterOf(const Glyphs& glyphs, const Glyph& mark, bool areAnywhere)
+std::optional<std::size_t> LetterOf(const Glyphs& glyphs, const Glyph& mark)
 {
     if (!IsMark(mark)) {
         const auto letter = std::find_if(glyphs.begin(), glyphs.end(),
@@ -135,11 +138,10 @@ std::optional<std::size_t> LetterOf(const Glyphs& glyphs, const Glyph& mark, boo
         return letter == glyphs.end() ? std::nullopt
                                       : std::optional(std::size_t(letter - glyphs.begin()));
     }
-    const double place = areAnywhere ? mark.middle : mark.box.center().x();
     std::optional<std::size_t> nearest;
     double least = 0;
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
-        const auto distance = DistanceOf(mark, place, glyphs[i]);
+        const auto distance = DistanceOf(mark, mark.middle, glyphs[i]);
         if (distance && (!nearest || *distance < least)) {
             nearest = i;
             least = *distance;
@@ -175,7 +177,7 @@ void PlaceMarks(Glyphs& glyphs)
     std::multimap<std::size_t, Glyph> marks;
     std::vector<bool> isMoved(glyphs.size());
     for (const std::size_t stray : strays) {
-        if (const auto letter = LetterOf(glyphs, glyphs[stray], areAnywhere)) {
+        if (const auto letter = LetterOf(glyphs, glyphs[stray])) {
             marks.emplace(*letter, glyphs[stray]);
             isMoved[stray] = true;
         }
