@@ -35,9 +35,10 @@ bool IsMark(const Glyph& glyph)
 std::optional<double> DistanceOf(const Glyph& mark, double place, const Glyph& letter)
 {
     const double em = std::max(mark.em, letter.em);
+    if (std::abs(mark.baseline - letter.baseline) > farthestBaseline * em || IsMark(letter))
+        return std::nullopt;
     const double beside = std::max({0.0, letter.box.left() - place, place - letter.box.right()});
-    if (IsMark(letter) || beside > farthest * em ||
-        std::abs(mark.baseline - letter.baseline) > farthestBaseline * em)
+    if (beside > farthest * em)
         return std::nullopt;
     return beside;
 }
