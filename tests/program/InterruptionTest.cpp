@@ -27,8 +27,8 @@ protected:
         }
     }
 
-    /** Whether a child of the process has worked for some time. */
-    static bool IsAtWork(const QString& process)
+    /** The child of the process that has worked for some time; 0 for none. */
+    static pid_t ChildAtWork(const QString& process)
     {
         constexpr int ticks = 5; // of ten milliseconds: it takes fewer to get ready
         for (const QString& child : ChildrenOf(process)) {
@@ -36,9 +36,9 @@ protected:
             file.open(QIODevice::ReadOnly);
             const QString state = QString::fromLatin1(file.readAll()).section(") ", 1);
             if (state.section(' ', 11, 11).toInt() >= ticks)
-                return true;
+                return child.toInt();
         }
-        return false;
+        return 0;
     }
 
     std::unique_ptr<QProcess> StartConverting() const
@@ -125,14 +125,19 @@ TEST_P(InterruptionTest, LetsTheRunningPageEndAtTheFirstAndNotAtTheSecond)
                       {"--temp-dir", TempDir(), "plain.pdf", "-o", output, "-r", "1400",
                        "--progress", "none"}); // a busy machine takes more than five seconds
         // What opens the document goes on to draw its page, which takes longer by far.
+        pid_t worker = 0;
         WaitUntil(process, [&] {
             const QStringList workers = Children(process);
-            return workers.size() == 1 && IsAtWork(workers[0]);
+            worker = workers.size() == 1 ? ChildAtWork(workers[0]) : 0;
+            return worker != 0;
         });
+        ASSERT_GT(worker, 0);
+        ::kill(worker, SIGSTOP); // so that the page does not end before the last signal
         for (int sent = 0; sent < signals; ++sent) {
             Send(GetParam(), process);
             process.waitForFinished(50); // two at once would be one
         }
+        ::kill(worker, SIGCONT);
         const Outcome run = Finish(process);
         EXPECT_EQ(run.exitCode, 128 + GetParam());
         EXPECT_EQ(run.complaints, std::string(signals == 1 ? "" : "pdfconvert: ends at once\n") +
